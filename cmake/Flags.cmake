@@ -1,0 +1,19 @@
+# SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+# SPDX-License-Identifier: MIT
+# The one place for compiler settings: every target of ours links quillstep_flags.
+add_library(quillstep_flags INTERFACE)
+target_compile_features(quillstep_flags INTERFACE cxx_std_20)
+set(CMAKE_CXX_EXTENSIONS OFF)
+target_compile_definitions(quillstep_flags INTERFACE
+    QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_FOREACH)
+target_compile_options(quillstep_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
+    -Wnon-virtual-dtor -Woverloaded-virtual
+    $<$<BOOL:${QUILLSTEP_WERROR}>:-Werror>)
+target_include_directories(quillstep_flags INTERFACE "${PROJECT_SOURCE_DIR}")
+
+if(QUILLSTEP_SANITIZE)
+    # Set for the whole tree: a library built without them would hide what it does to memory.
+    add_compile_options(-fsanitize=${QUILLSTEP_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${QUILLSTEP_SANITIZE})
+endif()
