@@ -28,7 +28,7 @@ struct FileIdentity
 
 /// New content for a file, gathered beside it and invisible until commit().
 /// Destroying one that was not committed removes what was gathered. One thread at a time; every
-/// function may block on the disk. Error texts name the file and the system's reason.
+/// function may block on the disk. Error texts give the system's reason, without the file's name.
 class FileReplacement
 {
 public:
@@ -69,6 +69,9 @@ public:
     AtomicFile(const AtomicFile&) = delete;
     AtomicFile& operator=(const AtomicFile&) = delete;
     virtual ~AtomicFile() = default;
+
+    /// Where the file is or will be.
+    [[nodiscard]] virtual QString path() const = 0;
 
     /// Starts new content. Fails when the folder is missing or cannot be written to.
     [[nodiscard]] virtual Result<std::unique_ptr<FileReplacement>> beginReplacement() = 0;
