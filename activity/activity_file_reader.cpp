@@ -16,8 +16,8 @@ namespace {
 class FileReader final
 {
 public:
-    FileReader(QIODevice& device, TextPool& pool)
-        : m_input(device)
+    FileReader(QIODevice& device, TextPool& pool, std::size_t window)
+        : m_input(device, window)
         , m_decoder(pool)
     {
     }
@@ -82,9 +82,9 @@ private:
 
 } // namespace
 
-std::optional<ActivityList> readActivityFile(QIODevice& device, TextPool& pool)
+std::optional<ActivityList> readActivityFile(QIODevice& device, TextPool& pool, std::size_t window)
 {
-    return FileReader(device, pool).read();
+    return FileReader(device, pool, window).read();
 }
 
 } // namespace activity

@@ -12,8 +12,6 @@ namespace activity {
 
 namespace {
 
-// Small enough for what is parsed from it to stay in the processor's cache.
-constexpr std::size_t kWindow = 256UL * 1024;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 constexpr bool isSpace(char c)
@@ -57,9 +55,10 @@ private:
 
 } // namespace
 
-JsonInput::JsonInput(QIODevice& device)
+JsonInput::JsonInput(QIODevice& device, std::size_t window)
     : m_device(device)
-    , m_window(kWindow + ActivityDecoder::padding())
+    , m_fewCharacters(window / 2)
+    , m_window(window + ActivityDecoder::padding())
 {
 }
 
@@ -90,7 +89,7 @@ void JsonInput::consume(std::size_t count)
 
 std::size_t JsonInput::likelyEndOfRecords()
 {
-    if (available() < kWindow / 2)
+    if (available() < m_fewCharacters)
         readMore();
     const std::string_view text(m_window.data() + m_next, available());
     if (m_atEnd) {

@@ -17,7 +17,8 @@ namespace activity {
 class JsonInput final
 {
 public:
-    explicit JsonInput(QIODevice& device);
+    /// `device` must be open and outlive this object; `window` is the size to start with.
+    JsonInput(QIODevice& device, std::size_t window);
 
     void skipByteOrderMark();
 
@@ -50,7 +51,8 @@ private:
     bool readMore();
 
     QIODevice& m_device;
-    std::vector<char> m_window; // with room for the padding behind m_end
+    std::size_t m_fewCharacters; // available, below which it is time to read on
+    std::vector<char> m_window;  // with room for the padding behind m_end
     std::size_t m_next = 0;
     std::size_t m_end = 0;
     bool m_atEnd = false;

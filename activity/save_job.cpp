@@ -79,8 +79,9 @@ platform::Result<std::int64_t> SaveJob::advance(std::int64_t bytes)
 
 platform::Result<SavedFile> SaveJob::commit()
 {
-    if (auto appended = m_out->append("]"); !appended)
-        return appended.error();
+    m_text += ']';
+    if (auto flushed = flushText(); !flushed)
+        return flushed.error();
     auto identity = m_out->commit();
     if (!identity)
         return identity.error();

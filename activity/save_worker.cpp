@@ -43,8 +43,9 @@ void SaveWorker::submit(const ActivityList& list)
 {
     m_newest = list;
     m_owed = true;
+    // Behind what else has been queued: of many lists that wait, only the newest is written.
     if (!m_resume.isActive())
-        proceed();
+        m_resume.start(std::chrono::milliseconds(0));
 }
 
 void SaveWorker::finish(QDeadlineTimer deadline)

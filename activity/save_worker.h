@@ -41,7 +41,7 @@ public:
     /// Removes what earlier processes left unfinished.
     void cleanUp();
 
-    /// Saves `list`, at once or when the writing under way allows.
+    /// Saves `list`, from the event loop: soon, or when the writing under way allows.
     void submit(const ActivityList& list);
 
     /// Finishes what is owed at full speed before it returns, or gives up at `deadline`.

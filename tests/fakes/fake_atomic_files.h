@@ -28,30 +28,15 @@ public:
 
     void makePrivateFolder(const QString& path) override { folders.append(path); }
 
-    [[nodiscard]] QByteArray content() const
-    {
-        return locked([this] { return m_content; });
-    }
+    [[nodiscard]] QByteArray content() const { return locked(m_content); }
 
-    [[nodiscard]] int commits() const
-    {
-        return locked([this] { return m_commits; });
-    }
+    [[nodiscard]] int commits() const { return locked(m_commits); }
 
-    [[nodiscard]] int damagedCopies() const
-    {
-        return locked([this] { return m_damagedCopies; });
-    }
+    [[nodiscard]] int damagedCopies() const { return locked(m_damagedCopies); }
 
-    [[nodiscard]] qint64 bytesCopied() const
-    {
-        return locked([this] { return m_bytesCopied; });
-    }
+    [[nodiscard]] qint64 bytesCopied() const { return locked(m_bytesCopied); }
 
-    [[nodiscard]] qint64 bytesAppended() const
-    {
-        return locked([this] { return m_bytesAppended; });
-    }
+    [[nodiscard]] qint64 bytesAppended() const { return locked(m_bytesAppended); }
 
     void setFaults(const Faults& faults)
     {
@@ -180,10 +165,10 @@ private:
         QString m_path;
     };
 
-    template <typename Read> auto locked(Read read) const
+    template <typename T> T locked(const T& value) const
     {
         const QMutexLocker lock(&m_mutex);
-        return read();
+        return value;
     }
 
     [[nodiscard]] platform::FileIdentity identity() const

@@ -9,6 +9,7 @@
 #include <QBuffer>
 #include <QByteArray>
 #include <QFile>
+#include <QFileInfo>
 
 #include <optional>
 #include <string>
@@ -66,10 +67,12 @@ inline std::optional<activity::ActivityList> read(QByteArray text)
     return activity::readActivityFile(buffer, pool);
 }
 
+/// The content of the regular file `path`; nothing when there is none.
 inline QByteArray contentOf(const QString& path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) ? file.readAll()
+                                                                      : QByteArray();
 }
 
 } // namespace samples

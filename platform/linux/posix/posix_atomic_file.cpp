@@ -28,7 +28,7 @@ constexpr QLatin1StringView kUnique("XXXXXX");
 
 QString damagedStamp()
 {
-    return QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'"));
+    return QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss.zzz'Z'"));
 }
 
 } // namespace
