@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <utility>
 #include <xcb/screensaver.h>
@@ -49,13 +50,14 @@ X11Connection::X11Connection(Handle connection, int screen, QString name)
     : m_connection(std::move(connection))
     , m_name(std::move(name))
     , m_root(rootOfScreen(m_connection.get(), screen))
+    , m_notifier(new QSocketNotifier(
+          xcb_get_file_descriptor(m_connection.get()), QSocketNotifier::Read, this))
 {
     xcb_prefetch_extension_data(get(), &xcb_screensaver_id);
     m_atoms = X11Atoms::intern(get());
     const auto* extension = xcb_get_extension_data(get(), &xcb_screensaver_id);
     m_hasScreenSaver = extension != nullptr && extension->present != 0;
 
-    m_notifier = new QSocketNotifier(xcb_get_file_descriptor(get()), QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &X11Connection::drainSocket);
     if (xcb_connection_has_error(get()) != 0)
         noteLoss();
@@ -83,7 +85,7 @@ void* X11Connection::waitForReply(unsigned sequence)
     return reply;
 }
 
-void X11Connection::discard(unsigned sequence)
+void X11Connection::discard(unsigned sequence) const
 {
     if (!m_lost)
         xcb_discard_reply(get(), sequence);
@@ -105,10 +107,12 @@ void X11Connection::noteLoss()
     m_lost = true;
     // A closed socket stays readable for ever: watching it on would keep the main loop busy.
     m_notifier->setEnabled(false);
-    const auto report = [this] {
-        Q_EMIT lost(QStringLiteral("the connection to the X server %1 was closed").arg(m_name));
-    };
-    QMetaObject::invokeMethod(this, report, Qt::QueuedConnection);
+    QTimer::singleShot(0, this, &X11Connection::reportLoss);
+}
+
+void X11Connection::reportLoss()
+{
+    Q_EMIT lost(QStringLiteral("the connection to the X server %1 was closed").arg(m_name));
 }
 
 } // namespace platform::x11

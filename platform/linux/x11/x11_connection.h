@@ -55,7 +55,7 @@ public:
     }
 
     /// Drops the reply to the request `sequence`, whenever it comes. Never blocks.
-    void discard(unsigned sequence);
+    void discard(unsigned sequence) const;
 
     /// How often reply() had to wait for the server since the start.
     [[nodiscard]] std::uint64_t blockingWaits() const { return m_blockingWaits; }
@@ -78,6 +78,7 @@ private:
     void* waitForReply(unsigned sequence);
     void drainSocket();
     void noteLoss();
+    void reportLoss();
 
     Handle m_connection;
     QString m_name;
@@ -86,7 +87,7 @@ private:
     bool m_hasScreenSaver = false;
     bool m_lost = false;
     std::uint64_t m_blockingWaits = 0;
-    QSocketNotifier* m_notifier = nullptr; // a child
+    QSocketNotifier* m_notifier; // a child
 };
 
 } // namespace platform::x11

@@ -13,6 +13,16 @@
 namespace platform::x11 {
 
 namespace {
+/// How many bytes a UTF-8 sequence has that starts with `lead`.
+std::size_t sequenceLength(unsigned char lead)
+{
+    if (lead >= 0xF0U)
+        return 4;
+    if (lead >= 0xE0U)
+        return 3;
+    return lead >= 0xC0U ? 2 : 1;
+}
+
 /// `bytes` without a UTF-8 sequence at the end that lacks some of its bytes.
 std::string_view withoutPartialCharacter(std::string_view bytes)
 {
@@ -21,8 +31,7 @@ std::string_view withoutPartialCharacter(std::string_view bytes)
         const auto byte = static_cast<unsigned char>(bytes[bytes.size() - back]);
         if ((byte & 0xC0U) == 0x80U)
             continue; // a continuation byte: its lead is further on
-        const std::size_t length = byte >= 0xF0U ? 4 : byte >= 0xE0U ? 3 : byte >= 0xC0U ? 2 : 1;
-        if (length > back)
+        if (sequenceLength(byte) > back)
             bytes.remove_suffix(back);
         break;
     }

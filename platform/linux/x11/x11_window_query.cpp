@@ -71,6 +71,8 @@ std::optional<FocusedWindow> X11WindowQuery::focusedWindow()
         batch.window = requestWindow(active);
         batch.sentAt = Clock::now();
     }
+    if (!batch.window) // never: a guess that held was asked for
+        return std::nullopt;
     std::optional<FocusedWindow> focused = take(*std::move(batch.window), batch.sentAt);
     const auto ownReply = batch.checkOfWindow.take();
     // The properties of a window manager that has gone stay on the root window. Its check window

@@ -93,20 +93,13 @@ ApplicationIdentity matchApplication(const QStringList& identifiers,
         names.append(withoutDesktopEnding(identifier));
     names.removeAll(QString());
 
-    ApplicationIdentity identity;
-    const DesktopEntry* const entry = findEntry(names, process, index);
-    if (entry != nullptr)
-        identity.identifier = entry->id;
-    else if (!names.isEmpty())
-        identity.identifier = names.constFirst();
-
-    if (entry != nullptr && !entry->name.isEmpty())
-        identity.name = entry->name;
-    else if (identity.identifier)
-        identity.name = identity.identifier;
-    else if (!process.commandName.isEmpty())
-        identity.name = process.commandName;
-    return identity;
+    if (const DesktopEntry* entry = findEntry(names, process, index))
+        return {.identifier = entry->id, .name = entry->name.isEmpty() ? entry->id : entry->name};
+    if (!names.isEmpty())
+        return {.identifier = names.constFirst(), .name = names.constFirst()};
+    if (!process.commandName.isEmpty())
+        return {.identifier = std::nullopt, .name = process.commandName};
+    return {};
 }
 
 } // namespace platform::xdg

@@ -28,7 +28,7 @@ constexpr std::chrono::milliseconds kCoarsestFileTime{20};
 std::int64_t nanoseconds(const timespec& time)
 {
     constexpr std::int64_t kPerSecond = 1'000'000'000;
-    return time.tv_sec * kPerSecond + time.tv_nsec;
+    return (time.tv_sec * kPerSecond) + time.tv_nsec;
 }
 
 std::int64_t modifiedNanoseconds(const QString& folder)

@@ -33,25 +33,22 @@ QString baseName(const QByteArray& path)
     return QString::fromLocal8Bit(path.mid(path.lastIndexOf('/') + 1));
 }
 
+std::optional<QByteArray> variableIn(const QByteArray& environment, const QByteArray& name)
+{
+    for (const QByteArray& variable : environment.split('\0')) {
+        if (variable.startsWith(name + '='))
+            return variable.mid(name.size() + 1);
+    }
+    return std::nullopt;
+}
+
 QString launchedDesktopIdIn(const QByteArray& environment, std::int32_t pid)
 {
-    std::optional<QByteArray> file;
-    std::optional<QByteArray> owner;
-    for (const QByteArray& variable : environment.split('\0')) {
-        const auto valueOf = [&variable](QByteArrayView name) -> std::optional<QByteArray> {
-            if (!variable.startsWith(name) || variable.mid(name.size(), 1) != "=")
-                return std::nullopt;
-            return variable.mid(name.size() + 1);
-        };
-        if (const auto value = valueOf("GIO_LAUNCHED_DESKTOP_FILE"))
-            file = value;
-        else if (const auto number = valueOf("GIO_LAUNCHED_DESKTOP_FILE_PID"))
-            owner = number;
-    }
     // Children inherit the variables; only the launched process carries its own number.
-    if (!file || owner != QByteArray::number(pid))
+    if (variableIn(environment, "GIO_LAUNCHED_DESKTOP_FILE_PID") != QByteArray::number(pid))
         return {};
-    return desktopIdOfFile(QString::fromLocal8Bit(*file));
+    const auto file = variableIn(environment, "GIO_LAUNCHED_DESKTOP_FILE");
+    return desktopIdOfFile(QString::fromLocal8Bit(file.value_or(QByteArray())));
 }
 
 /// Undoes systemd's escaping: \xHH stands for a byte.
@@ -111,7 +108,7 @@ QString flatpakIdIn(const QByteArray& info)
     for (const QByteArray& line : info.split('\n')) {
         if (line.startsWith('['))
             inApplication = line.trimmed() == "[Application]";
-        else if (inApplication && line.startsWith(kName))
+        if (inApplication && line.startsWith(kName))
             return QString::fromUtf8(line.mid(kName.size()).trimmed());
     }
     return {};
