@@ -17,23 +17,21 @@ namespace activity {
 
 namespace {
 
-constexpr QLatin1StringView kFolder("/Velomira Usage Monitor");
-constexpr QLatin1StringView kFile("/activity_logs.json");
+constexpr QLatin1StringView kFile("/Velomira Usage Monitor/activity_logs.json");
 
-QString folderIn(const std::optional<QString>& applicationSupport)
+QString requiredPath(const std::optional<QString>& applicationSupport)
 {
     if (!applicationSupport)
         qFatal("There is no folder for application data: neither XDG_DATA_HOME nor HOME is set");
-    return *applicationSupport + kFolder;
+    return DataStore::filePathIn(*applicationSupport);
 }
 
 } // namespace
 
 DataStore::DataStore(const Dependencies& dependencies)
+    : m_filePath(requiredPath(dependencies.applicationSupport))
 {
-    const QString folder = folderIn(dependencies.applicationSupport);
-    m_filePath = folder + kFile;
-    dependencies.files.makePrivateFolder(folder);
+    dependencies.files.makePrivateFolder(QFileInfo(m_filePath).path());
     const Loaded loaded = load();
 
     m_worker = new SaveWorker(dependencies.files.at(m_filePath),
@@ -61,6 +59,11 @@ DataStore& DataStore::shared()
         .diagnostics = platform::environment().diagnostics,
     });
     return *instance;
+}
+
+QString DataStore::filePathIn(const QString& applicationSupport)
+{
+    return applicationSupport + kFile;
 }
 
 void DataStore::addLog(ActivityLog log)

@@ -64,8 +64,8 @@ public:
     /// All records held, oldest first. A copy costs nothing and stays as it is.
     [[nodiscard]] const ActivityList& activities() const { return m_activities; }
 
-    /// Where the list is kept.
-    [[nodiscard]] QString filePath() const { return m_filePath; }
+    /// Where the list is kept, given the user's folder for application data.
+    [[nodiscard]] static QString filePathIn(const QString& applicationSupport);
 
 Q_SIGNALS:
     void activitiesAboutToChange();

@@ -16,6 +16,7 @@ sigset_t terminationSet()
     ::sigemptyset(&set);
     ::sigaddset(&set, SIGTERM);
     ::sigaddset(&set, SIGINT);
+    ::sigaddset(&set, SIGHUP);
     return set;
 }
 

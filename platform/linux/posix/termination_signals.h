@@ -7,10 +7,10 @@
 
 namespace platform::posix {
 
-/// Turns SIGTERM and SIGINT into a Qt signal, so that the process ends in its own time and order.
-/// Main thread. Make it before any thread is started: they inherit that these signals are blocked.
-/// A reader that leaves the other end of our standard output does not end the process from then on
-/// (SIGPIPE is ignored).
+/// Turns SIGTERM, SIGINT and SIGHUP into a Qt signal, so that the process ends in its own time and
+/// order. Main thread. Make it before any thread is started: they inherit that these signals are
+/// blocked. A reader that leaves the other end of our standard output does not end the process from
+/// then on (SIGPIPE is ignored).
 class TerminationSignals final : public QObject
 {
     Q_OBJECT
