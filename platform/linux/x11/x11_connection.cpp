@@ -50,15 +50,14 @@ X11Connection::X11Connection(Handle connection, int screen, QString name)
     : m_connection(std::move(connection))
     , m_name(std::move(name))
     , m_root(rootOfScreen(m_connection.get(), screen))
-    , m_notifier(new QSocketNotifier(
-          xcb_get_file_descriptor(m_connection.get()), QSocketNotifier::Read, this))
+    , m_notifier(xcb_get_file_descriptor(m_connection.get()), QSocketNotifier::Read)
 {
     xcb_prefetch_extension_data(get(), &xcb_screensaver_id);
     m_atoms = X11Atoms::intern(get());
     const auto* extension = xcb_get_extension_data(get(), &xcb_screensaver_id);
     m_hasScreenSaver = extension != nullptr && extension->present != 0;
 
-    connect(m_notifier, &QSocketNotifier::activated, this, &X11Connection::drainSocket);
+    connect(&m_notifier, &QSocketNotifier::activated, this, &X11Connection::drainSocket);
     if (xcb_connection_has_error(get()) != 0)
         noteLoss();
 }
@@ -106,7 +105,7 @@ void X11Connection::noteLoss()
         return;
     m_lost = true;
     // A closed socket stays readable for ever: watching it on would keep the main loop busy.
-    m_notifier->setEnabled(false);
+    m_notifier.setEnabled(false);
     QTimer::singleShot(0, this, &X11Connection::reportLoss);
 }
 

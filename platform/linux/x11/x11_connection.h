@@ -7,19 +7,18 @@
 #include "platform/result.h"
 
 #include <QObject>
+#include <QSocketNotifier>
 #include <QString>
 
 #include <cstdint>
 #include <memory>
 #include <xcb/xcb.h>
 
-class QSocketNotifier;
-
 namespace platform::x11 {
 
 /// A connection to an X server of our own, independent of the toolkit's, so that it works without
 /// a window and its loss does not end the process.
-/// Main thread.
+/// Main thread, with an event loop.
 class X11Connection final : public QObject
 {
     Q_OBJECT
@@ -82,12 +81,12 @@ private:
 
     Handle m_connection;
     QString m_name;
-    xcb_window_t m_root = XCB_WINDOW_NONE;
+    xcb_window_t m_root;
     X11Atoms m_atoms;
     bool m_hasScreenSaver = false;
     bool m_lost = false;
     std::uint64_t m_blockingWaits = 0;
-    QSocketNotifier* m_notifier; // a child
+    QSocketNotifier m_notifier;
 };
 
 } // namespace platform::x11

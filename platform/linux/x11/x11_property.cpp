@@ -69,7 +69,8 @@ QString decode(std::string_view bytes, const X11Property& property, const X11Ato
 
 QStringView firstLabel(QStringView hostName)
 {
-    return hostName.left(hostName.indexOf(u'.'));
+    const qsizetype dot = hostName.indexOf(u'.');
+    return dot < 0 ? hostName : hostName.first(dot);
 }
 } // namespace
 

@@ -28,6 +28,12 @@ QByteArray contentOf(const QString& path, qint64 limit = kSmallFile)
     return file.read(limit);
 }
 
+/// `bytes` before the first `end`, all of it when there is none.
+QByteArray upTo(const QByteArray& bytes, char end)
+{
+    return bytes.split(end).constFirst();
+}
+
 QString baseName(const QByteArray& path)
 {
     return QString::fromLocal8Bit(path.mid(path.lastIndexOf('/') + 1));
@@ -78,7 +84,7 @@ QByteArray idPartOfUnit(const QByteArray& unit)
         return name.left(name.lastIndexOf('-')); // nothing without a random part
     if (name.endsWith(kService)) {
         const QByteArray stem = name.chopped(kService.size());
-        return stem.left(stem.indexOf('@'));
+        return upTo(stem, '@');
     }
     return {};
 }
@@ -139,7 +145,7 @@ ProcessFacts readProcessFacts(std::int32_t pid, const QString& procFolder)
         .controlGroupDesktopIds = desktopIdsInControlGroup(contentOf(in(QLatin1String("cgroup")))),
         .flatpakId = flatpakIdIn(contentOf(in(QLatin1String("root/.flatpak-info")))),
         .executable = executableOf(in(QLatin1String("exe"))),
-        .calledAs = baseName(commandLine.left(commandLine.indexOf('\0'))),
+        .calledAs = baseName(upTo(commandLine, '\0')),
         .commandName = QString::fromLocal8Bit(contentOf(in(QLatin1String("comm"))).trimmed()),
     };
 }
