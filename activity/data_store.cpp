@@ -39,10 +39,16 @@ DataStore::DataStore(const Dependencies& dependencies)
                               {.bytesPerSecond = dependencies.bytesPerSecond,
                                .keepDamagedCopy = loaded == Loaded::Damaged});
     m_worker->moveToThread(&m_thread);
-    connect(&m_thread, &QThread::started, m_worker, &SaveWorker::cleanUp);
+    connect(&m_thread,
+            &QThread::started,
+            m_worker,
+            [worker = m_worker, enterBackground = dependencies.enterBackground] {
+                enterBackground();
+                worker->cleanUp();
+            });
     connect(&m_thread, &QThread::finished, m_worker, &QObject::deleteLater);
     m_thread.setObjectName(QStringLiteral("saving"));
-    m_thread.start(QThread::IdlePriority);
+    m_thread.start();
 }
 
 DataStore::~DataStore()
@@ -57,6 +63,7 @@ DataStore& DataStore::shared()
         .applicationSupport = platform::environment().applicationSupport,
         .files = platform::environment().atomicFiles,
         .diagnostics = platform::environment().diagnostics,
+        .enterBackground = platform::environment().enterBackground,
     });
     return *instance;
 }
@@ -92,8 +99,6 @@ bool DataStore::finishSaving(std::chrono::milliseconds limit)
 {
     if (!m_thread.isRunning())
         return true;
-    // The user waits for the end: no longer the lowest priority.
-    m_thread.setPriority(QThread::NormalPriority);
     const QDeadlineTimer deadline(limit);
     QMetaObject::invokeMethod(
         m_worker,

@@ -13,6 +13,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 namespace activity {
@@ -37,6 +38,9 @@ public:
         platform::Diagnostics& diagnostics;
         /// The most that saving may write, on average.
         std::int64_t bytesPerSecond = 4'000'000;
+        /// Called once on the thread that saves.
+        std::function<void()> enterBackground = [] {
+        };
     };
 
     /// Reads the file, which may take a second for a million records. A file that is missing gives

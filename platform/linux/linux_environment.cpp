@@ -3,6 +3,7 @@
 #include "platform/linux/linux_environment.h"
 
 #include "platform/linux/none/unsupported_desktop.h"
+#include "platform/linux/posix/background_priority.h"
 #include "platform/linux/posix/posix_atomic_file.h"
 #include "platform/linux/posix/stdout_diagnostics.h"
 #include "platform/linux/posix/system_clock.h"
@@ -81,6 +82,7 @@ struct LinuxEnvironment::Backends
             .diagnostics = diagnostics,
             .atomicFiles = atomicFiles,
             .applicationSupport = xdg::dataHome(),
+            .enterBackground = posix::enterBackground,
         };
     }
 };

@@ -72,7 +72,7 @@ private:
     platform::posix::PosixAtomicFiles files;
 
 public:
-    FakeDiagnostics diagnostics;
+    fakes::FakeDiagnostics diagnostics;
     std::optional<DataStore> store;
 };
 
@@ -277,8 +277,8 @@ private Q_SLOTS:
 
     void addLogReturnsBeforeTheFileIsWritten()
     {
-        FakeAtomicFiles files;
-        FakeDiagnostics diagnostics;
+        fakes::FakeAtomicFiles files;
+        fakes::FakeDiagnostics diagnostics;
         QSemaphore mayCommit;
         files.beforeCommit = [&mayCommit] {
             mayCommit.acquire();
@@ -394,8 +394,8 @@ private Q_SLOTS:
 
     void theEndIsNotHeldUpByADiskThatHangs()
     {
-        FakeAtomicFiles files;
-        FakeDiagnostics diagnostics;
+        fakes::FakeAtomicFiles files;
+        fakes::FakeDiagnostics diagnostics;
         QSemaphore mayCommit;
         files.beforeCommit = [&mayCommit] {
             mayCommit.acquire();

@@ -33,8 +33,8 @@ struct Bench
         QCoreApplication::processEvents();
     }
 
-    FakeAtomicFiles files;
-    FakeDiagnostics diagnostics;
+    fakes::FakeAtomicFiles files;
+    fakes::FakeDiagnostics diagnostics;
     SaveWorker worker;
 };
 
@@ -131,7 +131,7 @@ private Q_SLOTS:
             Bench bench;
             ActivityList list = samples::list(100);
             bench.submit(list);
-            FakeAtomicFiles::Faults faults;
+            fakes::FakeAtomicFiles::Faults faults;
             (atCommit ? faults.commit : faults.copy) = QStringLiteral("changed");
             faults.sourceChanged = true;
             bench.files.setFaults(faults);
@@ -158,7 +158,7 @@ private Q_SLOTS:
         if (!damaged)
             bench.submit(list);
         const QByteArray before = bench.files.content();
-        FakeAtomicFiles::Faults faults;
+        fakes::FakeAtomicFiles::Faults faults;
         const QString reason = QStringLiteral("No space left on device");
         (step == QStringLiteral("begin")    ? faults.begin
          : step == QStringLiteral("copy")   ? faults.copy

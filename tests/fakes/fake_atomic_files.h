@@ -10,6 +10,8 @@
 #include <functional>
 #include <utility>
 
+namespace fakes {
+
 /// A file in memory, with faults on demand. Readable from any thread.
 class FakeAtomicFiles final : public platform::AtomicFiles
 {
@@ -185,3 +187,5 @@ private:
     qint64 m_bytesAppended = 0;
     Faults m_faults;
 };
+
+} // namespace fakes

@@ -4,6 +4,8 @@
 
 #include "platform/clock.h"
 
+namespace fakes {
+
 /// A clock that stands still until it is set.
 class FakeClock final : public platform::Clock
 {
@@ -12,3 +14,5 @@ public:
 
     double time = 800000000.0;
 };
+
+} // namespace fakes

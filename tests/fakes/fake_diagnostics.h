@@ -7,6 +7,8 @@
 #include <QMutex>
 #include <QStringList>
 
+namespace fakes {
+
 /// Keeps every line; may be written from any thread.
 class FakeDiagnostics final : public platform::Diagnostics
 {
@@ -27,3 +29,5 @@ private:
     mutable QMutex m_mutex;
     QStringList m_lines;
 };
+
+} // namespace fakes

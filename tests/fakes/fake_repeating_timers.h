@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+namespace fakes {
+
 /// Timers that fire only when the test says so.
 class FakeRepeatingTimers final : public platform::RepeatingTimers
 {
@@ -60,3 +62,5 @@ private:
 
     std::vector<Timer*> m_running;
 };
+
+} // namespace fakes

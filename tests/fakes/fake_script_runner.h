@@ -6,6 +6,8 @@
 
 #include <QStringList>
 
+namespace fakes {
+
 /// Answers every script with what the test has set, and keeps the scripts.
 class FakeScriptRunner final : public platform::ScriptRunner
 {
@@ -19,3 +21,5 @@ public:
     platform::Result<std::optional<QString>> answer = std::optional<QString>();
     QStringList sources;
 };
+
+} // namespace fakes
