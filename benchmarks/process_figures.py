@@ -1,0 +1,261 @@
+#!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+# SPDX-License-Identifier: MIT
+"""Measures the running agent from outside, on a private desktop that it opens for itself.
+
+idle/N      one terminal stays in front, N records wait in the data file at start
+coverage    two terminals swap the focus every two seconds and change their titles every second
+
+What the figures count, after five seconds of warming up:
+  cpu_s_per_1000_ticks    processor time, user and system, of all threads (counted in 1/100 s by the kernel)
+  wakeups_per_s           voluntary context switches of all threads: each time one of them stopped to wait
+                          for something (timer, X server, disk, another thread) and was woken for it again
+  main_wakeups_per_s      the same of the main thread alone
+  pss_mb, rss_mb          proportional and resident memory at the end
+  peak_mb                 the highest resident memory since the start, loading included
+  first_line_s            from the start until the first line of output, which follows the first tick
+  written_mb_per_s        bytes that the process sent towards the disk
+  coverage                ticks that recorded, of the whole seconds of wall time
+"""
+
+import argparse
+import itertools
+import json
+import os
+import pathlib
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import threading
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+REFERENCE = 978307200  # 2001-01-01 in Unix time
+WARM_UP = 5
+STILL_ACTIVE = 30  # seconds between two keys: the user must not count as idle
+MB = 1_000_000
+
+
+def write_records(file: pathlib.Path, count: int) -> None:
+    """A data file of `count` records as the agent would have written it: 200 applications, 3,000 addresses."""
+    file.parent.mkdir(parents=True)
+    dice = random.Random(count)
+    applications = [f"Application {number}" for number in range(200)]
+    addresses = [f"https:\\/\\/site{number % 300}.example\\/pages\\/{number}" for number in range(3000)]
+    first = time.time() - REFERENCE - count - 60
+    with file.open("w", encoding="utf-8") as out:
+        out.write("[")
+        for number in range(count):
+            bits = f"{dice.getrandbits(128):032X}"
+            url = f'"url":"{dice.choice(addresses)}",' if number % 2 else ""
+            out.write(
+                f'{"," if number else ""}{{"id":"{bits[:8]}-{bits[8:12]}-4{bits[13:16]}-A{bits[17:20]}-{bits[20:]}",'
+                f'"appName":"{dice.choice(applications)}","windowTitle":"Window {dice.randrange(20000)} of many",'
+                f'{url}"timestamp":{first + number:.6f},"duration":1}}')
+        out.write("]")
+
+
+class Agent:
+    """A running Quillstep with a data folder of its own."""
+
+    def __init__(self, program: pathlib.Path, data: pathlib.Path):
+        self.file = data / "Velomira Usage Monitor" / "activity_logs.json"
+        self.lines = []  # (time of arrival, text)
+        self.switches = {}  # thread id: voluntary switches when last seen
+        started = time.monotonic()
+        self.process = subprocess.Popen([program], stdout=subprocess.PIPE, text=True,
+                                        env={**os.environ, "XDG_DATA_HOME": str(data)})
+        self.proc = pathlib.Path("/proc") / str(self.process.pid)
+        threading.Thread(target=self._listen, daemon=True).start()
+        wait_for(lambda: self.lines, 60, "Quillstep's first line")
+        self.first_line = self.lines[0][0] - started
+
+    def _listen(self):
+        for line in self.process.stdout:
+            self.lines.append((time.monotonic(), line.rstrip()))
+
+    def ticks_between(self, start: float, end: float) -> int:
+        return sum(start < when <= end and line.startswith("Tick:") for when, line in list(self.lines))
+
+    def cpu(self) -> float:
+        fields = (self.proc / "stat").read_text().rpartition(")")[2].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def count_switches(self) -> int:
+        """Since the start, those of threads that ended meanwhile included, as far as they were seen."""
+        for task in (self.proc / "task").iterdir():
+            try:
+                self.switches[task.name] = number_after("voluntary_ctxt_switches", task / "status")
+            except (FileNotFoundError, ProcessLookupError):
+                pass  # it ended while we looked
+        return sum(self.switches.values())
+
+    def main_switches(self) -> int:
+        return number_after("voluntary_ctxt_switches", self.proc / "status")
+
+    def memory(self) -> dict:
+        return {
+            "pss_mb": number_after("Pss", self.proc / "smaps_rollup") * 1024 / MB,
+            "rss_mb": number_after("VmRSS", self.proc / "status") * 1024 / MB,
+            "peak_mb": number_after("VmHWM", self.proc / "status") * 1024 / MB,
+        }
+
+    def written(self) -> int:
+        return number_after("write_bytes", self.proc / "io")
+
+    def end(self) -> None:
+        self.process.send_signal(signal.SIGTERM)
+        status = self.process.wait(30)
+        if status != 0:
+            sys.exit(f"process_figures.py: Quillstep ended with {status} instead of 0")
+
+    def kill(self) -> None:
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+
+
+def number_after(name: str, file: pathlib.Path) -> int:
+    return int(re.search(rf"^{name}:\s+(\d+)", file.read_text(), re.MULTILINE).group(1))
+
+
+def wait_for(condition, seconds: float, what: str):
+    end = time.monotonic() + seconds
+    while not (result := condition()):
+        if time.monotonic() > end:
+            sys.exit(f"process_figures.py: {what} did not come within {seconds} s")
+        time.sleep(0.05)
+    return result
+
+
+def xdotool(*arguments: str) -> str:
+    return subprocess.run(["xdotool", *arguments], capture_output=True, text=True, timeout=10, check=False).stdout
+
+
+class Terminal:
+    TITLES = 'i=0; while :; do printf "\\033]0;Part %d\\007" $i; i=$((i+1)); sleep 1; done'
+
+    def __init__(self, name: str, changing: bool):
+        inside = ["bash", "-c", self.TITLES] if changing else ["sleep", "infinity"]
+        self.process = subprocess.Popen(["xterm", "-name", name, "-e", *inside], stderr=subprocess.DEVNULL)
+        found = wait_for(lambda: xdotool("search", "--onlyvisible", "--classname", f"^{name}$"), 20, "a terminal")
+        self.window = found.split()[0]
+        self.activate()
+
+    def activate(self):
+        xdotool("windowactivate", self.window)
+        wait_for(lambda: xdotool("getactivewindow").strip() == self.window, 10, "the focus")
+
+    def close(self):
+        self.process.terminate()
+        self.process.wait()
+
+
+def measure(agent: Agent, seconds: int, each_second) -> dict:
+    """Watches `agent` for `seconds` after the warm-up; `each_second` gets the number of the second."""
+    time.sleep(WARM_UP)
+    start, cpu, written = time.monotonic(), agent.cpu(), agent.written()
+    switches, main = agent.count_switches(), agent.main_switches()
+    for second in range(1, seconds + 1):
+        time.sleep(max(0.0, start + second - time.monotonic()))
+        agent.count_switches()
+        each_second(second)
+    end = time.monotonic()
+    ticks, passed = agent.ticks_between(start, end), end - start
+    if not ticks:
+        sys.exit("process_figures.py: Quillstep recorded nothing")
+    return {
+        "seconds": passed,
+        "ticks": ticks,
+        "cpu_s_per_1000_ticks": (agent.cpu() - cpu) / ticks * 1000,
+        "wakeups_per_s": (agent.count_switches() - switches) / passed,
+        "main_wakeups_per_s": (agent.main_switches() - main) / passed,
+        "first_line_s": agent.first_line,
+        "written_mb_per_s": (agent.written() - written) / passed / MB,
+        "coverage": min(1.0, ticks / int(passed)),
+        **agent.memory(),
+    }
+
+
+def stay_active(second: int) -> None:
+    if second % STILL_ACTIVE == 0:
+        xdotool("key", "shift")
+
+
+def scenario(name: str, program: pathlib.Path, records: int, seconds: int, terminals: int) -> dict:
+    data = pathlib.Path(os.environ["HOME"]) / f"data-{terminals}-{records}"
+    if records:
+        write_records(data / "Velomira Usage Monitor" / "activity_logs.json", records)
+    else:
+        data.mkdir()
+    windows = [Terminal(f"terminal{number}", changing=terminals > 1) for number in range(terminals)]
+    turns = itertools.cycle(windows)
+
+    def each_second(second: int) -> None:
+        stay_active(second)
+        if terminals > 1 and second % 2 == 0:
+            next(turns).activate()
+
+    xdotool("key", "shift")
+    agent = Agent(program, data)
+    try:
+        figures = measure(agent, seconds, each_second)
+        agent.end()
+    finally:
+        agent.kill()
+        for window in windows:
+            window.close()
+    said = sum(line.startswith("Tick:") for _, line in agent.lines)
+    kept = len(json.loads(agent.file.read_text(encoding="utf-8"))) - records
+    if kept != said:
+        sys.exit(f"process_figures.py: {name}: {said} ticks were reported, but {kept} are in the file")
+    shutil.rmtree(data)
+    return {"name": name, **figures}
+
+
+def print_table(rows: list) -> None:
+    width = max(len(key) for row in rows for key in row)
+    print("\n" + " " * width + "".join(f"{row['name']:>16}" for row in rows))
+    for key in rows[0]:
+        if key != "name":
+            print(f"{key:<{width}}" + "".join(f"{row[key]:>16,.3f}" for row in rows))
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--program", type=pathlib.Path, default=ROOT / "build/release/bin/Quillstep")
+    parser.add_argument("--json", type=pathlib.Path, help="where to put the figures")
+    parser.add_argument("--records", type=int, nargs="+", default=[0, 30_000, 1_000_000])
+    parser.add_argument("--seconds", type=int, help="per scenario (default 100; 150 with 1,000,000 records)")
+    arguments = parser.parse_args()
+    if not os.access(arguments.program, os.X_OK):
+        sys.exit(f"process_figures.py: {arguments.program} is not there; build the release preset first")
+    if "QUILLSTEP_PRIVATE_DESKTOP" not in os.environ:
+        # The home is on the disk, not in a temporary folder that may be memory: bytes written are measured.
+        home = ROOT / "build/bench/home"
+        shutil.rmtree(home, ignore_errors=True)
+        desktop = str(ROOT / "scripts/private_desktop.sh")
+        os.execv(desktop, [desktop, "--home", str(home), sys.executable, __file__, *sys.argv[1:]])
+
+    # The desktop ends us by SIGTERM; what we started must end with us.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
+    rows = []
+    for records in arguments.records:
+        seconds = arguments.seconds or (150 if records >= 1_000_000 else 100)
+        print(f"==> Idle agent with {records:,} records for {seconds} s", flush=True)
+        rows.append(scenario(f"idle/{records}", arguments.program, records, seconds, terminals=1))
+    seconds = arguments.seconds or 100
+    print(f"==> Coverage while windows change for {seconds} s", flush=True)
+    rows.append(scenario("coverage", arguments.program, 0, seconds, terminals=2))
+    print_table(rows)
+    if arguments.json:
+        # The form of Google Benchmark, so that one report reads both.
+        arguments.json.write_text(json.dumps({"benchmarks": rows}, indent=2), encoding="utf-8")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

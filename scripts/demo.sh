@@ -1,0 +1,121 @@
+#!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+# SPDX-License-Identifier: MIT
+# Usage: scripts/demo.sh QUILLSTEP SECONDS SCREENSHOTS
+#
+# For a private desktop: runs QUILLSTEP for SECONDS while a terminal, an editor and a picture viewer take
+# turns being in front with changing titles; saves screenshots into the folder SCREENSHOTS and ends with a
+# summary of what was recorded. Fails if Quillstep does not end cleanly or recorded nothing.
+set -euo pipefail
+# shellcheck source=lib.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+
+[ $# = 3 ] || { usage >&2 && exit 2; }
+[ -n "${QUILLSTEP_PRIVATE_DESKTOP:-}" ] || fail "only inside scripts/private_desktop.sh"
+quillstep=$1
+seconds=$2
+screenshots=$3
+output=$HOME/quillstep.txt
+mkdir -p "$screenshots" "$HOME/Pictures" "$HOME/Documents"
+
+started=()
+agent=
+close_applications() {
+    local i
+    if [ -n "$agent" ]; then started+=("$agent"); fi
+    for ((i = ${#started[@]} - 1; i >= 0; i--)); do
+        kill "${started[i]}" 2>/dev/null || true
+        wait "${started[i]}" 2>/dev/null || true
+    done
+}
+trap close_applications EXIT
+trap 'exit 143' TERM
+
+open_application() {
+    "$@" >>"$HOME/applications.log" 2>&1 &
+    started+=($!)
+}
+
+window_of() { xdotool search --onlyvisible --class "$1" 2>/dev/null | tail -n1; }
+has_window() { [ -n "$(window_of "$1")" ]; }
+
+step "Opening a terminal, an editor and a picture viewer"
+for colour in "Lake:40 90 160" "Forest:40 120 70" "Sunset:210 120 60"; do
+    printf 'P3\n1 1\n255\n%s\n' "${colour#*:}" >"$HOME/Pictures/${colour%%:*}.ppm"
+done
+printf 'Milk\nBread\n' >"$HOME/Documents/Shopping.txt"
+printf 'Call back on Monday.\n' >"$HOME/Documents/Notes.txt"
+# shellcheck disable=SC2016  # for the terminal's own shell
+open_application xterm -geometry 80x24+20+40 -e bash -c '
+    while :; do
+        for title in "make all" "less manual.txt" "git log"; do
+            printf "\033]0;%s\007$ %s\n" "$title" "$title"
+            sleep 5
+        done
+    done'
+open_application mousepad "$HOME/Documents/Notes.txt"
+open_application feh --zoom fill --geometry 480x360+760+400 "$HOME"/Pictures/*.ppm
+applications=(xterm mousepad feh)
+for application in "${applications[@]}"; do
+    wait_until 30 has_window "$application" ||
+        fail "$application opened no window: $(tail -n3 "$HOME/applications.log" | tr '\n' ' ')"
+done
+
+activate() {
+    timeout 5 xdotool windowactivate --sync "$(window_of "$1")" >/dev/null 2>&1 ||
+        fail "$1 did not come to the front"
+}
+
+# What somebody would do next in the application in front; each changes the window's title.
+use() {
+    case $1 in
+    xterm) ;; # its shell does
+    feh) xdotool key Right ;;
+    mousepad)
+        if [ $(($2 % 2)) = 0 ]; then
+            xdotool type "Call back on Tuesday. "
+        else
+            xdotool key ctrl+s
+            open_application mousepad "$HOME/Documents/Shopping.txt"
+        fi
+        ;;
+    esac
+}
+
+step "Recording for $seconds s"
+started_at=$(date +%s.%N)
+"$quillstep" >"$output" 2>"$HOME/quillstep-errors.txt" &
+agent=$!
+end=$((SECONDS + seconds))
+middle=$((SECONDS + seconds / 2))
+turn=0
+while [ "$SECONDS" -lt "$end" ]; do
+    kill -0 "$agent" 2>/dev/null || break
+    application=${applications[turn % 3]}
+    activate "$application"
+    use "$application" $((turn / 3))
+    turn=$((turn + 1))
+    # The pace of the demonstration: two to four seconds each.
+    sleep $((2 + turn % 3))
+    if [ -n "$middle" ] && [ "$SECONDS" -ge "$middle" ]; then
+        scrot --overwrite "$screenshots/middle.png"
+        middle=
+    fi
+done
+scrot --overwrite "$screenshots/end.png"
+
+step "Ending Quillstep"
+ended_at=$(date +%s.%N)
+status=0
+kill "$agent" 2>/dev/null || true
+wait "$agent" || status=$?
+agent=
+if [ "$status" != 0 ]; then
+    tail -n5 "$output" "$HOME/quillstep-errors.txt" >&2
+    fail "Quillstep ended with exit code $status instead of 0"
+fi
+
+"$root/scripts/summarise.py" "$XDG_DATA_HOME/Velomira Usage Monitor/activity_logs.json" \
+    --from "$started_at" --to "$ended_at"
+echo "What Quillstep said: $output"
+echo "Screenshots: $screenshots"

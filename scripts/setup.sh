@@ -1,0 +1,96 @@
+#!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+# SPDX-License-Identifier: MIT
+# Usage: scripts/setup.sh [--list] PURPOSE...
+#
+# Installs the Debian packages that a purpose needs and that are not there yet. As root, or through sudo.
+#
+#   build   compile the product and the benchmarks
+#   run     the headless desktop of ./run with its applications
+#   test    the unit and system tests
+#   lint    formatter, static analysis, shell check
+#   fuzz    compiler and run-time library of the fuzz targets
+#   bench   the headless desktop of the process figures
+#
+#   --list  print the packages instead of installing them
+#
+# Works on Debian 12 and its younger relatives (Debian 13, Ubuntu 24.04).
+set -euo pipefail
+# shellcheck source=lib.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+
+# The only place that names packages.
+packages() {
+    local desktop="xvfb openbox xdotool x11-utils xterm dbus python3"
+    case $1 in
+    build)
+        echo build-essential cmake ninja-build pkg-config qt6-base-dev libsimdjson-dev libglib2.0-dev \
+            libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev
+        ;;
+    run) echo "$desktop" mousepad feh gnome-keyring scrot ;;
+    test | bench) echo "$desktop" ;;
+    lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 ;;
+    fuzz) echo clang-19 libclang-rt-19-dev ;;
+    *) return 1 ;;
+    esac
+}
+
+installed() { dpkg-query -W -f '${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed; }
+
+# as_root APT-COMMAND...
+as_root() {
+    local environment=(env DEBIAN_FRONTEND=noninteractive LC_ALL=C)
+    if [ "$(id -u)" = 0 ]; then "${environment[@]}" "$@"; else sudo "${environment[@]}" "$@"; fi
+}
+
+first_error() { grep -m1 -E '^(E|Err|W):' "$1" || tail -n1 "$1"; }
+
+list_only=no
+wanted=()
+for argument in "$@"; do
+    case $argument in
+    -h | --help) usage && exit 0 ;;
+    --list) list_only=yes ;;
+    *)
+        names=$(packages "$argument") || fail "unknown purpose \"$argument\" (see --help)"
+        read -ra names <<<"$names"
+        wanted+=("${names[@]}")
+        ;;
+    esac
+done
+[ ${#wanted[@]} -gt 0 ] || fail "say what for: build, run, test, lint, fuzz or bench (see --help)"
+
+if [ $list_only = yes ]; then
+    printf '%s\n' "${wanted[@]}" | sort -u
+    exit 0
+fi
+
+command -v apt-get >/dev/null ||
+    fail "not a Debian-like system (no apt-get): install the counterparts of \"scripts/setup.sh --list $*\" yourself"
+
+missing=()
+while read -r package; do
+    installed "$package" || missing+=("$package")
+done < <(printf '%s\n' "${wanted[@]}" | sort -u)
+
+if [ ${#missing[@]} -gt 0 ]; then
+    [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
+        fail "missing: ${missing[*]}; neither root nor sudo, so they cannot be installed"
+    step "Installing ${missing[*]}"
+    log=$(mktemp)
+    trap 'rm -f "$log"' EXIT
+    # One broken source of the user's is no reason to stop; it is named if a package is then not found.
+    refreshed=yes
+    as_root apt-get -q -o APT::Update::Error-Mode=any update >"$log" 2>&1 || refreshed=no
+    for package in "${missing[@]}"; do
+        apt-cache show --no-all-versions "$package" >/dev/null 2>&1 && continue
+        [ $refreshed = yes ] && fail "package not found: $package (Debian 12, Ubuntu 24.04 or younger is needed)"
+        fail "package not found: $package; the package lists could not be refreshed: $(first_error "$log")"
+    done
+    as_root apt-get -q -y -o DPkg::Lock::Timeout=300 install --no-install-recommends "${missing[@]}" \
+        >"$log" 2>&1 || fail "could not install ${missing[*]}: $(first_error "$log")"
+fi
+
+if [[ " $* " == *" build "* ]] && ! command -v c++ >/dev/null; then
+    fail "no C++ compiler: build-essential is installed, but c++ is not in PATH"
+fi

@@ -1,0 +1,86 @@
+#!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+# SPDX-License-Identifier: MIT
+"""The checks find what they are for: each gets a small tree with one fault planted in it."""
+
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+LAYERS = HERE.parent / "check_layers.py"
+# In two parts: other checkers would take the whole for this file's own lines.
+SPDX = "{0} SPDX-" + "FileCopyrightText: 2026 Somebody\n{0} SPDX-" + "License-Identifier: MIT\n"
+CPP = SPDX.format("//")
+SCRIPT = SPDX.format("#")
+
+
+class Checks(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name)
+        shutil.copy(HERE.parents[1] / ".clang-format", self.root)
+        self.plant("activity/store.h", CPP + "#pragma once\n")
+
+    def plant(self, path, text):
+        file = self.root / path
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_text(text, encoding="utf-8")
+
+    def verdict(self, *command):
+        done = subprocess.run([sys.executable, *map(str, command), str(self.root)],
+                              capture_output=True, text=True, check=False)
+        return done.returncode, done.stdout
+
+    def finds(self, check, path):
+        """True if the check fails and names the file; it must have been content with the rest."""
+        planted = (self.root / path).read_text(encoding="utf-8")
+        (self.root / path).unlink()
+        self.assertEqual(self.verdict(*check)[0], 0, "not content without the fault")
+        self.plant(path, planted)
+        status, output = self.verdict(*check)
+        return status == 1 and path in output
+
+    def test_anIncludeThatPointsUpTheHouseIsFound(self):
+        self.plant("activity/bad.cpp", CPP + '#include "tracking/tracking_engine.h"\n')
+        self.assertTrue(self.finds([LAYERS], "activity/bad.cpp"))
+
+    def test_aBackendIncludedOutsideTheCompositionRootIsFound(self):
+        self.plant("app/quillstep_app.cpp", CPP + '#include "platform/linux/x11/x11_connection.h"\n')
+        self.assertTrue(self.finds([LAYERS], "app/quillstep_app.cpp"))
+
+    def test_theCompositionRootMayIncludeBackends(self):
+        self.plant("app/main.cpp", CPP + '#include "platform/linux/linux_environment.h"\n')
+        self.assertEqual(self.verdict(LAYERS)[0], 0)
+
+    def test_aBadlyFormattedFileIsFound(self):
+        self.plant("activity/bad.cpp", CPP + "int  f( ){return 1;}\n")
+        self.assertTrue(self.finds([HERE / "lint.py", "format"], "activity/bad.cpp"))
+
+    def test_aFaultInAScriptWithoutSuffixIsFound(self):
+        self.plant("deploy", "#!/usr/bin/env bash\n" + SCRIPT + "rm -rf $1/*\n")
+        self.assertTrue(self.finds([HERE / "lint.py", "shell"], "deploy"))
+
+    def test_aSourceWithoutLicenceIsFound(self):
+        self.plant("activity/bad.cpp", "int f();\n")
+        self.assertTrue(self.finds([HERE / "lint.py", "spdx"], "activity/bad.cpp"))
+
+    def test_aScriptWithoutLicenceIsFound(self):
+        self.plant("deploy", "#!/usr/bin/env bash\ntrue\n")
+        self.assertTrue(self.finds([HERE / "lint.py", "spdx"], "deploy"))
+
+    def test_pythonThatDoesNotCompileIsFound(self):
+        self.plant("scripts/bad.py", SCRIPT + "def f(:\n")
+        self.assertTrue(self.finds([HERE / "lint.py", "python"], "scripts/bad.py"))
+
+    def test_theBuildTreeIsNotOurs(self):
+        self.plant("build/generated.cpp", "int  f( ){return 1;}\n")
+        self.assertEqual(self.verdict(HERE / "lint.py", "spdx")[0], 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,133 @@
+#!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+# SPDX-License-Identifier: MIT
+"""The scripts that judge a run, on small made-up runs: they must also say no."""
+
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+RECORD = {"id": "00000000-0000-4000-A000-000000000000", "appName": "Editor", "windowTitle": "Notes",
+          "timestamp": 10.5, "duration": 1.0}
+REFERENCE = 978307200
+
+
+class Tools(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def run_tool(self, script, *arguments, ci=False):
+        """Exit code and everything printed."""
+        environment = {key: value for key, value in os.environ.items() if key != "CI"}
+        done = subprocess.run([sys.executable, ROOT / script, *map(str, arguments)], text=True, check=False,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              env={**environment, **({"CI": "1"} if ci else {})})
+        return done.returncode, done.stdout
+
+    def file(self, name, text):
+        path = self.folder / name
+        path.write_text(text if isinstance(text, str) else json.dumps(text), encoding="utf-8")
+        return path
+
+
+class Summary(Tools):
+    def summarise(self, text, *arguments):
+        return self.run_tool("scripts/summarise.py", self.file("activity_logs.json", text), *arguments)
+
+    def test_secondsAreAddedPerApplicationAndTitle(self):
+        other = {**RECORD, "appName": "Viewer", "windowTitle": "Lake"}
+        status, output = self.summarise([RECORD, other, RECORD])
+        self.assertEqual(status, 0)
+        for expected in ("3 s in 3 records", "2 s  Editor", "2 s  Notes", "1 s  Viewer", "1 s  Lake"):
+            self.assertIn(expected, output)
+
+    def test_coverageCountsOnlyWhatWasRecordedInTheTime(self):
+        before = {**RECORD, "timestamp": 1.0}
+        _, output = self.summarise([before, RECORD], "--from", REFERENCE + 10, "--to", REFERENCE + 12)
+        self.assertIn("1 s of 2 s wall time (50%)", output)
+
+    def test_anEmptyListFails(self):
+        status, output = self.summarise([])
+        self.assertEqual(status, 1)
+        self.assertIn("nothing was recorded", output)
+
+    def test_aMissingFileFails(self):
+        status, output = self.run_tool("scripts/summarise.py", self.folder / "none.json")
+        self.assertEqual(status, 1)
+        self.assertIn("no such file", output)
+
+    def test_aDamagedFileFails(self):
+        for text in ('[{"id":', "{}", "[1]", json.dumps([{**RECORD, "timestamp": "today"}])):
+            with self.subTest(text):
+                self.assertEqual(self.summarise(text)[0], 1)
+
+
+class Report(Tools):
+    ROW = {"figure": "load", "budget": "1 s", "limit": ["<=", 1.0], "unit": "s", "from": "bench_store load real_time"}
+
+    def report(self, row, *benchmarks):
+        budgets = self.file("budgets", {"budgets": [row]})
+        self.file("bench_store.json", {"benchmarks": list(benchmarks)})
+        return self.run_tool("benchmarks/report.py", budgets, self.folder)
+
+    def test_aTimeWithinTheBudgetIsOk(self):
+        status, output = self.report(self.ROW, {"name": "load", "real_time": 900.0, "time_unit": "ms"})
+        self.assertEqual((status, "0.9 s" in output), (0, True))
+
+    def test_aMissedBudgetFails(self):
+        status, output = self.report(self.ROW, {"name": "load", "real_time": 1100.0, "time_unit": "ms"})
+        self.assertEqual((status, "MISSED" in output), (1, True))
+
+    def test_aFigureThatWasNotMeasuredFails(self):
+        status, output = self.report(self.ROW)
+        self.assertEqual((status, "NOT MEASURED" in output), (1, True))
+
+    def test_aBenchmarkThatFailedIsNotMeasured(self):
+        broken = {"name": "load", "real_time": 0.0, "time_unit": "ms", "error_occurred": True}
+        self.assertEqual(self.report(self.ROW, broken)[0], 1)
+
+    def test_aRatioComparesTwoTimesInDifferentUnits(self):
+        row = {"figure": "ratio", "budget": "2 times", "limit": ["<=", 2.0],
+               "from": "bench_store load real_time", "over": "bench_store parse real_time"}
+        status, output = self.report(row, {"name": "load", "real_time": 900.0, "time_unit": "ms"},
+                                     {"name": "parse", "real_time": 0.5, "time_unit": "s"})
+        self.assertEqual((status, "1.8" in output), (0, True))
+
+    def test_everyBudgetOfTheProductIsWellFormed(self):
+        for row in json.loads((ROOT / "benchmarks/budgets.json").read_text(encoding="utf-8"))["budgets"]:
+            with self.subTest(row["figure"]):
+                self.assertIn(row["limit"][0], {"<=", ">="})
+                self.assertIsInstance(row["limit"][1], (int, float))
+                for source in (row["from"], row.get("over", row["from"])):
+                    self.assertEqual(len(source.split()), 3)
+
+
+class SkippedTests(Tools):
+    def judge(self, case, ci):
+        return self.run_tool("scripts/skipped_tests.py", self.file("report.xml", f"<testsuite>{case}</testsuite>"), ci=ci)
+
+    def test_whatRanIsNotListed(self):
+        self.assertEqual(self.judge('<testcase name="a" status="run"><system-out/></testcase>', ci=True), (0, ""))
+
+    def test_aSkippedTestIsListedAndFailsWithCi(self):
+        case = '<testcase name="a" status="notrun"/>'
+        self.assertEqual(self.judge(case, ci=True)[0], 1)
+        status, output = self.judge(case, ci=False)
+        self.assertEqual((status, "a: notrun" in output), (0, True))
+
+    def test_aFunctionThatSkippedItselfFailsWithCi(self):
+        case = ('<testcase name="a" status="run"><system-out>SKIP   : TestA::peer() no compositor\n'
+                '   Loc: [a.cpp(1)]</system-out></testcase>')
+        self.assertEqual(self.judge(case, ci=True)[0], 1)
+        self.assertIn("no compositor", self.judge(case, ci=False)[1])
+
+
+if __name__ == "__main__":
+    unittest.main()
