@@ -7,6 +7,7 @@
 
 #include <QAbstractEventDispatcher>
 #include <QEventLoop>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
@@ -43,6 +44,7 @@ private Q_SLOTS:
 
     void init()
     {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
         m_desktop = std::make_unique<HeadlessX11>();
         const auto started = m_desktop->start();
         QVERIFY2(started, started ? "" : qPrintable(started.error().text));

@@ -7,6 +7,7 @@
 #include "tests/system/x11_observer.h"
 #include "tests/system/xdotool.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 #include <map>
@@ -90,6 +91,7 @@ private Q_SLOTS:
 
     void init()
     {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
         auto observer = X11Observer::on(m_server.display());
         QVERIFY(observer);
         m_desktop = std::make_unique<X11Desktop>(m_server, std::move(observer));

@@ -6,6 +6,7 @@
 #include "tests/system/x11_observer.h"
 #include "tests/system/xdotool.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 #include <cmath>
@@ -19,6 +20,8 @@ class TestX11IdleTime final : public QObject
 private Q_SLOTS:
 
     void initTestCase() { REQUIRE_PROGRAMS(HeadlessX11::programs() << u"xdotool"_qs); }
+
+    void init() { QTest::failOnWarning(QRegularExpression(u".*"_qs)); }
 
     void keysAndPointerMovesResetTheIdleTime_data()
     {

@@ -6,6 +6,7 @@
 #include "tests/system/x11_observer.h"
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QTest>
 
 #include <algorithm>
@@ -37,6 +38,7 @@ private Q_SLOTS:
 
     void init()
     {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
         m_observer = X11Observer::on(m_desktop.display());
         QVERIFY(m_observer);
         m_one = openWindow(u"One"_qs);

@@ -7,6 +7,7 @@
 #include "tests/support/x11_test_window.h"
 #include "tests/system/x11_observer.h"
 
+#include <QRegularExpression>
 #include <QSysInfo>
 #include <QTest>
 
@@ -34,6 +35,7 @@ private Q_SLOTS:
 
     void init()
     {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
         m_observer = X11Observer::on(m_desktop.display(), {m_files.folder()});
         QVERIFY(m_observer);
     }
