@@ -102,7 +102,8 @@ platform::Outcome HeadlessX11::startWindowManager()
     if (!started)
         return started;
     const X11Client client(m_display);
-    if (!QTest::qWaitFor([&client] { return client.hasWindowManager(); }, kStartMs))
+    if (!QTest::qWaitFor([&client] { return client.hasWindowManager(); }, kStartMs) ||
+        !client.waitForWindowManager())
         return platform::Error{QStringLiteral("openbox does not manage the screen")};
     return platform::success();
 }

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/x11_client.h"
 
+#include <QTest>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -50,6 +52,14 @@ std::uint32_t X11Client::number(xcb_window_t window, const QByteArray& property)
     return value;
 }
 
+bool X11Client::hasProperty(xcb_window_t window, const QByteArray& property) const
+{
+    const auto cookie =
+        xcb_get_property(get(), 0, window, atom(property), XCB_GET_PROPERTY_TYPE_ANY, 0, 0);
+    const Owned<xcb_get_property_reply_t> reply(xcb_get_property_reply(get(), cookie, nullptr));
+    return reply && reply->type != XCB_ATOM_NONE;
+}
+
 xcb_window_t X11Client::activeWindow() const
 {
     return number(root(), "_NET_ACTIVE_WINDOW");
@@ -59,6 +69,51 @@ bool X11Client::hasWindowManager() const
 {
     const xcb_window_t check = number(root(), "_NET_SUPPORTING_WM_CHECK");
     return check != XCB_WINDOW_NONE && number(check, "_NET_SUPPORTING_WM_CHECK") == check;
+}
+
+bool X11Client::waitForWindowManager() const
+{
+    // It answers the question for the size of a window's frame, also for one that is not mapped.
+    const xcb_window_t window = xcb_generate_id(get());
+    xcb_create_window(get(),
+                      XCB_COPY_FROM_PARENT,
+                      window,
+                      root(),
+                      0,
+                      0,
+                      1,
+                      1,
+                      0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      XCB_COPY_FROM_PARENT,
+                      0,
+                      nullptr);
+    const bool answered = QTest::qWaitFor([&] {
+        // Again and again: while it starts it drops what it is sent.
+        sendToWindowManager(window, "_NET_REQUEST_FRAME_EXTENTS");
+        return hasProperty(window, "_NET_FRAME_EXTENTS");
+    });
+    xcb_destroy_window(get(), window);
+    sync();
+    return answered;
+}
+
+void X11Client::sendToWindowManager(xcb_window_t window,
+                                    const QByteArray& message,
+                                    std::uint32_t firstNumber) const
+{
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = atom(message);
+    event.data.data32[0] = firstNumber;
+    xcb_send_event(get(),
+                   0,
+                   root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&event));
+    sync();
 }
 
 void X11Client::sync() const

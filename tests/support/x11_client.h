@@ -29,11 +29,22 @@ public:
     /// The first number in a property, 0 when there is none or the window does not exist.
     [[nodiscard]] std::uint32_t number(xcb_window_t window, const QByteArray& property) const;
 
+    [[nodiscard]] bool hasProperty(xcb_window_t window, const QByteArray& property) const;
+
     /// What the root window says about the focus, true or not.
     [[nodiscard]] xcb_window_t activeWindow() const;
 
     /// Whether a window manager runs (EWMH's check).
     [[nodiscard]] bool hasWindowManager() const;
+
+    /// Waits until the window manager has dealt with everything that the server had for it before.
+    /// False when none answers within some seconds.
+    [[nodiscard]] bool waitForWindowManager() const;
+
+    /// Sends a message about `window` to the window manager (EWMH).
+    void sendToWindowManager(xcb_window_t window,
+                             const QByteArray& message,
+                             std::uint32_t firstNumber = 0) const;
 
     /// Returns when the server has done everything sent before.
     void sync() const;

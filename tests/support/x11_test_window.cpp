@@ -119,18 +119,7 @@ void X11TestWindow::hide()
 void X11TestWindow::activate()
 {
     constexpr std::uint32_t kFromPager = 2; // never refused in favour of the user's last window
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = m_window;
-    event.type = m_client.atom("_NET_ACTIVE_WINDOW");
-    event.data.data32[0] = kFromPager;
-    xcb_send_event(m_client.get(),
-                   0,
-                   m_client.root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                   reinterpret_cast<const char*>(&event));
-    m_client.sync();
+    m_client.sendToWindowManager(m_window, "_NET_ACTIVE_WINDOW", kFromPager);
 }
 
 void X11TestWindow::claimToBeActive()
@@ -149,16 +138,18 @@ void X11TestWindow::claimToBeActive()
 bool X11TestWindow::showAndFocus()
 {
     show();
-    // The window manager does not yet know a window that it has not adopted, and would ignore an
-    // earlier message.
-    return QTest::qWaitFor([this] { return m_client.number(m_window, "WM_STATE") != 0; }) &&
-           focus();
+    return focus();
 }
 
 bool X11TestWindow::focus()
 {
-    activate();
-    return QTest::qWaitFor([this] { return m_client.activeWindow() == m_window; });
+    return QTest::qWaitFor([this] {
+        activate();
+        // Twice: the first answer may have changed the focus, and the window manager still has to
+        // hear of that from the server. It may briefly call the window active that was before.
+        return m_client.waitForWindowManager() && m_client.waitForWindowManager() &&
+               m_client.activeWindow() == m_window;
+    });
 }
 
 void X11TestWindow::destroy()

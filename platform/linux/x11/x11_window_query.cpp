@@ -16,8 +16,9 @@ namespace {
 /// How much of a property is read, in units of four bytes: 16 KiB, many times any real title.
 constexpr std::uint32_t kReadUnits = 4096;
 
-/// Answers older than this belong to an earlier tick, and ticks are a second apart.
-constexpr std::chrono::milliseconds kSameTick{500};
+/// The questions of one tick follow each other within microseconds; this allows for a busy machine.
+/// Ticks are a second apart.
+constexpr std::chrono::milliseconds kSameTick{100};
 
 /// ICCCM: neither on the screen nor as an icon.
 constexpr std::uint32_t kWithdrawnState = 0;

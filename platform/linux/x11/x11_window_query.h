@@ -41,8 +41,8 @@ public:
 
     /// The window that has the focus now. None when the window manager says so or does not run,
     /// the window has gone or was withdrawn, or it is the desktop or one that the window manager
-    /// does not manage. Uses the batch sent ahead in this tick, else sends one; at most two round
-    /// trips.
+    /// does not manage. Uses the batch sent ahead in this tick, at most a tenth of a second ago,
+    /// else sends one; at most two round trips.
     [[nodiscard]] std::optional<FocusedWindow> focusedWindow();
 
     /// The title of `window`: _NET_WM_NAME when it is there, even if empty, else WM_NAME; what

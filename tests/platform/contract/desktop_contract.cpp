@@ -109,6 +109,7 @@ void DesktopContract::questionsMayComeInAnyOrder()
     QCOMPARE(frontTitle(), std::optional(u"First"_qs));
     QVERIFY(desktop().idleTime().secondsSinceLastInput() >= 0);
     QVERIFY(desktop().idleTime().secondsSinceLastInput() >= 0);
+    QCOMPARE(frontIdentifier(), u"one"_qs);
     desktop().open(u"two"_qs, u"Second"_qs);
     QCOMPARE(frontIdentifier(), u"two"_qs);
     QCOMPARE(frontIdentifier(), u"two"_qs);
