@@ -145,7 +145,10 @@ std::optional<QString> X11WindowQuery::takeTitle(TitleRequest request)
     const auto wmName = request.wmName.take();
     const auto netWmName = request.netWmName.take();
     const X11Atoms& atoms = m_connection.atoms();
-    if (const auto title = textOf(X11Property::of(netWmName.get()), atoms))
+    X11Property name = X11Property::of(netWmName.get());
+    if (name.type != XCB_ATOM_NONE)
+        name.type = atoms.utf8String; // always (EWMH), though some programs declare another type
+    if (const auto title = textOf(name, atoms))
         return title;
     return textOf(X11Property::of(wmName.get()), atoms);
 }
