@@ -29,7 +29,8 @@ struct Note
 std::vector<Note> notesIn(const QByteArray& output)
 {
     std::vector<Note> notes(static_cast<std::size_t>(output.size()) / sizeof(Note));
-    std::memcpy(notes.data(), output.constData(), notes.size() * sizeof(Note));
+    if (!notes.empty())
+        std::memcpy(notes.data(), output.constData(), notes.size() * sizeof(Note));
     return notes;
 }
 
