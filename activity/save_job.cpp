@@ -14,26 +14,39 @@ namespace {
 // Large enough to make system calls rare, small enough to stay in the processor's cache.
 constexpr std::size_t kTextLimit = 256UL * 1024;
 
+/// How much of a file still holds when records are appended: everything but the closing bracket.
+std::int64_t withoutBracket(const SavedFile& saved)
+{
+    return saved.identity.bytes - 1;
+}
+
 } // namespace
 
 platform::Result<std::unique_ptr<SaveJob>>
-SaveJob::begin(platform::AtomicFile& file, ActivityList list, const std::optional<SavedFile>& saved)
+SaveJob::begin(platform::AtomicFile& file, ActivityList list, const OnDisk& onDisk)
 {
+    // The file before the current one lacks but the last records, and nobody needs it any more.
+    if (onDisk.previous && list.startsWith(onDisk.previous->list)) {
+        if (auto out = file.recyclePrevious(withoutBracket(*onDisk.previous))) {
+            std::unique_ptr<SaveJob> job(new SaveJob(std::move(out), std::move(list)));
+            job->m_taken = onDisk.previous->list.size();
+            return job;
+        }
+    }
     auto out = file.beginReplacement();
     if (!out)
         return out.error();
     std::unique_ptr<SaveJob> job(new SaveJob(std::move(out).value(), std::move(list)));
-    if (!saved || !job->m_list.startsWith(saved->list)) {
+    const std::optional<SavedFile>& current = onDisk.current;
+    if (!current || !job->m_list.startsWith(current->list)) {
         job->m_text = "[";
         return job;
     }
-    // Everything but the closing bracket.
-    const std::int64_t reused = saved->identity.bytes - 1;
-    job->m_source = saved->identity;
-    job->m_toCopy = reused;
-    if (job->m_out->shareFromCurrent(saved->identity, reused))
-        job->m_copied = reused;
-    job->m_taken = saved->list.size();
+    job->m_source = current->identity;
+    job->m_toCopy = withoutBracket(*current);
+    if (job->m_out->shareFromCurrent(job->m_source, job->m_toCopy))
+        job->m_copied = job->m_toCopy;
+    job->m_taken = current->list.size();
     return job;
 }
 
@@ -77,12 +90,12 @@ platform::Result<std::int64_t> SaveJob::advance(std::int64_t bytes)
     return flushText();
 }
 
-platform::Result<SavedFile> SaveJob::commit()
+platform::Result<SavedFile> SaveJob::commit(const std::optional<SavedFile>& current)
 {
     m_text += ']';
     if (auto flushed = flushText(); !flushed)
         return flushed.error();
-    auto identity = m_out->commit();
+    auto identity = m_out->commit(current ? std::optional(current->identity) : std::nullopt);
     if (!identity)
         return identity.error();
     return SavedFile{m_list, identity.value()};

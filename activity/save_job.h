@@ -26,9 +26,16 @@ struct SavedFile
 class SaveJob final
 {
 public:
-    /// Starts to save `list`. `saved`, if any, is what the file held when we wrote it last.
+    /// What is on the disk already, as far as we wrote it: the file, and the one before it.
+    struct OnDisk
+    {
+        std::optional<SavedFile> current;
+        std::optional<SavedFile> previous;
+    };
+
+    /// Starts to save `list`.
     [[nodiscard]] static platform::Result<std::unique_ptr<SaveJob>>
-    begin(platform::AtomicFile& file, ActivityList list, const std::optional<SavedFile>& saved);
+    begin(platform::AtomicFile& file, ActivityList list, const OnDisk& onDisk);
 
     /// Goes on towards `list` instead; false when it is not what this job saves with records
     /// appended.
@@ -40,8 +47,8 @@ public:
     /// Does about `bytes` bytes of the work, at most; the result is how many it was.
     [[nodiscard]] platform::Result<std::int64_t> advance(std::int64_t bytes);
 
-    /// Closes the array and puts it in the file's place.
-    [[nodiscard]] platform::Result<SavedFile> commit();
+    /// Closes the array and puts it in the file's place; `current` is what that held so far.
+    [[nodiscard]] platform::Result<SavedFile> commit(const std::optional<SavedFile>& current);
 
     /// True when a step failed because somebody else has changed the file meanwhile, so that a job
     /// that begins without its bytes will do.

@@ -54,6 +54,7 @@ void SaveWorker::finish(QDeadlineTimer deadline)
     m_deadline = deadline;
     m_hurry = true;
     proceed();
+    m_file->discardPrevious();
 }
 
 void SaveWorker::proceed()
@@ -87,7 +88,8 @@ void SaveWorker::proceed()
 bool SaveWorker::begin()
 {
     m_owed = false;
-    auto job = SaveJob::begin(*m_file, m_newest, m_saved);
+    auto job = SaveJob::begin(*m_file, m_newest, m_onDisk);
+    m_onDisk.previous.reset(); // used or given up
     if (!job) {
         fail(job.error());
         return false;
@@ -120,9 +122,9 @@ bool SaveWorker::commit()
         }
         m_keepDamagedCopy = false;
     }
-    auto saved = m_job->commit();
+    auto saved = m_job->commit(m_onDisk.current);
     if (saved) {
-        m_saved = std::move(saved).value();
+        m_onDisk.previous = std::exchange(m_onDisk.current, std::move(saved).value());
         m_job.reset();
         return true;
     }
@@ -145,7 +147,7 @@ void SaveWorker::fail(const platform::Error& error)
 void SaveWorker::startAgainWithoutSource()
 {
     m_job.reset();
-    m_saved.reset();
+    m_onDisk.current.reset();
     m_owed = true;
 }
 

@@ -18,8 +18,9 @@
 namespace activity {
 
 /// Writes the newest list it was given to the activity file, in the background. Lists that arrive
-/// while it writes supersede one another. It writes no more than its budget allows: a large file
-/// is copied slowly, and what was added meanwhile goes in at the end.
+/// while it writes supersede one another. As a rule a save writes the new records only, into the
+/// file before the current one. Where more is to be written, it is no more than the budget allows:
+/// a large file is copied slowly, and what was added meanwhile goes in at the end.
 /// Lives in the thread that it works in; only its constructor may be called from another.
 class SaveWorker final : public QObject
 {
@@ -63,7 +64,7 @@ private:
     std::unique_ptr<SaveJob> m_job;
     ActivityList m_newest;
     bool m_owed = false; // m_newest is in neither the file nor the job
-    std::optional<SavedFile> m_saved;
+    SaveJob::OnDisk m_onDisk;
     QDeadlineTimer m_deadline{QDeadlineTimer::Forever};
     bool m_hurry = false;
 };

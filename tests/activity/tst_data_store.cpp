@@ -422,7 +422,7 @@ private Q_SLOTS:
         home.start();
         QTRY_VERIFY(!QFileInfo::exists(dead));
         QVERIFY(replacement.value()->append("[]"));
-        QVERIFY(replacement.value()->commit());
+        QVERIFY(replacement.value()->commit(std::nullopt));
     }
 
     void nothingIsLeftBesideTheFile()

@@ -82,6 +82,37 @@ private Q_SLOTS:
         QVERIFY(bench.files.bytesCopied() > 100'000);
     }
 
+    void whatIsNewGoesIntoTheFileBeforeWhereThatIsKept()
+    {
+        Bench bench;
+        bench.files.keepsPrevious = true;
+        ActivityList list = samples::list(1000);
+        const qint64 copied = samples::json(list).size() - 1;
+        for (int round = 0; round < 6; ++round) {
+            bench.submit(list);
+            QCOMPARE(bench.files.content(), samples::json(list));
+            list = grown(list, round + 1);
+        }
+        QCOMPARE(bench.files.bytesCopied(), copied); // by the second save alone
+    }
+
+    void aFileBeforeThatTheListHasLeftIsNotUsed()
+    {
+        Bench bench;
+        bench.files.keepsPrevious = true;
+        ActivityList list = samples::list(1000);
+        for (int round = 0; round < 3; ++round) {
+            bench.submit(list);
+            list = grown(list, 1);
+        }
+        list = list.withoutFirst(500);
+        for (int round = 0; round < 4; ++round) {
+            bench.submit(list);
+            QCOMPARE(bench.files.content(), samples::json(list));
+            list = grown(list, 1);
+        }
+    }
+
     void aListThatGrewFromTheEmptyOneIsCorrect()
     {
         Bench bench;

@@ -8,6 +8,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <optional>
 #include <utility>
 
 namespace fakes {
@@ -54,6 +55,8 @@ public:
         ++m_version;
     }
 
+    /// Whether a commit keeps what it replaces, as not every file system lets us.
+    bool keepsPrevious = false;
     /// Called on the saving thread before each commit.
     std::function<void()> beforeCommit;
     QStringList folders;
@@ -62,8 +65,9 @@ private:
     class Replacement final : public platform::FileReplacement
     {
     public:
-        explicit Replacement(FakeAtomicFiles& files)
+        explicit Replacement(FakeAtomicFiles& files, QByteArray content = {})
             : m_files(files)
+            , m_content(std::move(content))
         {
         }
 
@@ -100,13 +104,17 @@ private:
             return platform::success();
         }
 
-        [[nodiscard]] platform::Result<platform::FileIdentity> commit() override
+        [[nodiscard]] platform::Result<platform::FileIdentity>
+        commit(const std::optional<platform::FileIdentity>& expected) override
         {
             if (m_files.beforeCommit)
                 m_files.beforeCommit();
             const QMutexLocker lock(&m_files.m_mutex);
             if (auto failed = fault(m_files.m_faults.commit))
                 return *failed;
+            m_files.m_previous.reset();
+            if (m_files.keepsPrevious && m_files.identity() == expected)
+                m_files.m_previous = m_files.m_content;
             m_files.m_content = m_content;
             ++m_files.m_version;
             ++m_files.m_commits;
@@ -151,6 +159,22 @@ private:
             return std::unique_ptr<platform::FileReplacement>(new Replacement(m_files));
         }
 
+        [[nodiscard]] std::unique_ptr<platform::FileReplacement>
+        recyclePrevious(std::int64_t bytes) override
+        {
+            const QMutexLocker lock(&m_files.m_mutex);
+            const auto previous = std::exchange(m_files.m_previous, std::nullopt);
+            if (!previous)
+                return nullptr;
+            return std::make_unique<Replacement>(m_files, previous->first(bytes));
+        }
+
+        void discardPrevious() override
+        {
+            const QMutexLocker lock(&m_files.m_mutex);
+            m_files.m_previous.reset();
+        }
+
         [[nodiscard]] platform::Outcome keepDamagedCopy() override
         {
             const QMutexLocker lock(&m_files.m_mutex);
@@ -180,6 +204,7 @@ private:
 
     mutable QMutex m_mutex;
     QByteArray m_content;
+    std::optional<QByteArray> m_previous;
     quint64 m_version = 0;
     int m_commits = 0;
     int m_damagedCopies = 0;

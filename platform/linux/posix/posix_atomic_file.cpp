@@ -64,14 +64,34 @@ QString PosixAtomicFile::path() const
 
 Result<std::unique_ptr<FileReplacement>> PosixAtomicFile::beginReplacement()
 {
+    m_previous.discard();
     const QString hidden = m_folder + QLatin1StringView("/.") + m_name + QLatin1Char('.') + kUnique;
     QByteArray temporary = QFile::encodeName(hidden);
     FileDescriptor out(::mkostemp(temporary.data(), O_CLOEXEC)); // mode 0600
     if (!out.isOpen())
         return systemError();
     ::flock(out.get(), LOCK_EX | LOCK_NB);
-    return std::unique_ptr<FileReplacement>(
-        new PosixFileReplacement(QFile::encodeName(m_path), std::move(temporary), std::move(out)));
+    return std::unique_ptr<FileReplacement>(new PosixFileReplacement(
+        QFile::encodeName(m_path), std::move(temporary), std::move(out), m_previous));
+}
+
+std::unique_ptr<FileReplacement> PosixAtomicFile::recyclePrevious(std::int64_t bytes)
+{
+    std::optional<SpareFile::Taken> taken = m_previous.take();
+    if (!taken)
+        return nullptr;
+    const int file = taken->file.get();
+    // From here on the replacement removes the file if anything fails.
+    auto replacement = std::make_unique<PosixFileReplacement>(
+        QFile::encodeName(m_path), std::move(taken->name), std::move(taken->file), m_previous);
+    if (::ftruncate(file, bytes) != 0 || ::lseek(file, 0, SEEK_END) != bytes)
+        return nullptr;
+    return replacement;
+}
+
+void PosixAtomicFile::discardPrevious()
+{
+    m_previous.discard();
 }
 
 Outcome PosixAtomicFile::keepDamagedCopy()

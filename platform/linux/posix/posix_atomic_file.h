@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/atomic_file.h"
+#include "platform/linux/posix/spare_file.h"
 
 #include <QString>
 
@@ -25,6 +26,8 @@ public:
 
     [[nodiscard]] QString path() const override;
     [[nodiscard]] Result<std::unique_ptr<FileReplacement>> beginReplacement() override;
+    [[nodiscard]] std::unique_ptr<FileReplacement> recyclePrevious(std::int64_t bytes) override;
+    void discardPrevious() override;
     [[nodiscard]] Outcome keepDamagedCopy() override;
     void removeLeftovers() override;
 
@@ -34,6 +37,7 @@ private:
     QString m_path;
     QString m_folder;
     QString m_name;
+    SpareFile m_previous;
 };
 
 } // namespace platform::posix

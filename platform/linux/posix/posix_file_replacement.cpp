@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/posix/posix_file_replacement.h"
 
+#include "platform/linux/posix/spare_file.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -16,22 +18,6 @@
 namespace platform::posix {
 
 namespace {
-
-constexpr std::int64_t kNanoseconds = 1'000'000'000;
-
-std::optional<FileIdentity> identityOf(const FileDescriptor& file)
-{
-    struct stat info = {};
-    if (::fstat(file.get(), &info) != 0)
-        return std::nullopt;
-    return FileIdentity{
-        .device = info.st_dev,
-        .inode = info.st_ino,
-        .bytes = info.st_size,
-        .modifiedNanoseconds = info.st_mtim.tv_sec * kNanoseconds + info.st_mtim.tv_nsec,
-        .changedNanoseconds = info.st_ctim.tv_sec * kNanoseconds + info.st_ctim.tv_nsec,
-    };
-}
 
 /// Copies through our own memory: for file systems between which the kernel does not copy.
 ssize_t copyThroughMemory(int from, off_t offset, int to, std::size_t bytes)
@@ -50,10 +36,12 @@ bool kernelDoesNotCopy(int error)
 
 PosixFileReplacement::PosixFileReplacement(QByteArray target,
                                            QByteArray temporary,
-                                           FileDescriptor out)
+                                           FileDescriptor out,
+                                           SpareFile& spare)
     : m_target(std::move(target))
     , m_temporary(std::move(temporary))
     , m_out(std::move(out))
+    , m_spare(spare)
 {
 }
 
@@ -117,14 +105,21 @@ Outcome PosixFileReplacement::append(std::string_view content)
     return success();
 }
 
-Result<FileIdentity> PosixFileReplacement::commit()
+Result<FileIdentity> PosixFileReplacement::commit(const std::optional<FileIdentity>& expected)
 {
     // What was copied counts only if nobody wrote to the source from first to last.
     if (m_source.isOpen() && !sourceIsUntouched())
         return sourceHasChanged();
     if (::fdatasync(m_out.get()) != 0)
         return systemError();
-    if (::rename(m_temporary.constData(), m_target.constData()) != 0)
+    const bool exchanged = expected && ::renameat2(AT_FDCWD,
+                                                   m_temporary.constData(),
+                                                   AT_FDCWD,
+                                                   m_target.constData(),
+                                                   RENAME_EXCHANGE) == 0;
+    if (exchanged)
+        m_spare.keep(m_temporary, *expected);
+    else if (::rename(m_temporary.constData(), m_target.constData()) != 0)
         return systemError();
     m_committed = true;
     const std::optional<FileIdentity> identity = identityOf(m_out);

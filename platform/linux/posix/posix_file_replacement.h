@@ -9,13 +9,20 @@
 
 namespace platform::posix {
 
-/// New content in a file of its own, which commit() renames over the current one.
+class SpareFile;
+
+/// New content in a file of its own, which commit() renames over the current one or exchanges with
+/// it.
 class PosixFileReplacement final : public FileReplacement
 {
 public:
-    /// `out` is the open, empty file `temporary`, in the folder of `target`. Both names are in the
-    /// file system's encoding.
-    PosixFileReplacement(QByteArray target, QByteArray temporary, FileDescriptor out);
+    /// `out` is the open file `temporary`, in the folder of `target`, positioned at its end. Both
+    /// names are in the file system's encoding. `spare`, which must outlive this, gets the file
+    /// that a commit has put out of its place.
+    PosixFileReplacement(QByteArray target,
+                         QByteArray temporary,
+                         FileDescriptor out,
+                         SpareFile& spare);
     ~PosixFileReplacement() override;
 
     [[nodiscard]] bool shareFromCurrent(const FileIdentity& expected, std::int64_t bytes) override;
@@ -23,7 +30,7 @@ public:
     copyFromCurrent(const FileIdentity& expected, std::int64_t offset, std::int64_t bytes) override;
     [[nodiscard]] bool sourceChanged() const override;
     [[nodiscard]] Outcome append(std::string_view content) override;
-    [[nodiscard]] Result<FileIdentity> commit() override;
+    [[nodiscard]] Result<FileIdentity> commit(const std::optional<FileIdentity>& expected) override;
 
 private:
     [[nodiscard]] bool openSource(const FileIdentity& expected);
@@ -34,6 +41,7 @@ private:
     QByteArray m_temporary;
     FileDescriptor m_out;
     FileDescriptor m_source;
+    SpareFile& m_spare;
     FileIdentity m_expected;
     bool m_sourceChanged = false;
     bool m_committed = false;
