@@ -28,7 +28,7 @@ struct FileIdentity
 
 /// New content for a file, gathered beside it and invisible until commit().
 /// Destroying one that was not committed removes what was gathered. One thread at a time; every
-/// function may block on the disk. Error texts name the file and the system's reason.
+/// function may block on the disk. Error texts give the system's reason, without the file's name.
 class FileReplacement
 {
 public:
@@ -56,7 +56,10 @@ public:
 
     /// Flushes the gathered content to the disk and puts it in the place of the current file in one
     /// step. The file on disk is at every moment either the old or the new content, whole.
-    [[nodiscard]] virtual Result<FileIdentity> commit() = 0;
+    /// Where the current file is in the state `expected`, it may be kept aside for
+    /// AtomicFile::recyclePrevious().
+    [[nodiscard]] virtual Result<FileIdentity>
+    commit(const std::optional<FileIdentity>& expected) = 0;
 };
 
 /// One file that is only ever replaced whole. It and what is gathered for it are readable by its
@@ -70,8 +73,19 @@ public:
     AtomicFile& operator=(const AtomicFile&) = delete;
     virtual ~AtomicFile() = default;
 
-    /// Starts new content. Fails when the folder is missing or cannot be written to.
+    /// Where the file is or will be.
+    [[nodiscard]] virtual QString path() const = 0;
+
+    /// Starts new content from nothing. Fails when the folder is missing or cannot be written to.
     [[nodiscard]] virtual Result<std::unique_ptr<FileReplacement>> beginReplacement() = 0;
+
+    /// Starts new content from the file that the last commit() has kept aside, cut to its first
+    /// `bytes` bytes: nothing is copied. Null when none was kept, somebody has touched it or has
+    /// it open for reading, or the file system does not support this; it is then given up.
+    [[nodiscard]] virtual std::unique_ptr<FileReplacement> recyclePrevious(std::int64_t bytes) = 0;
+
+    /// Gives up what the last commit() has kept aside, if anything.
+    virtual void discardPrevious() = 0;
 
     /// Keeps the current file beside itself as "<name>.damaged-<UTC time>", so that the next
     /// replacement does not lose it, and of such copies the newest three. Nothing to do when there

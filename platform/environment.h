@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 namespace platform {
@@ -31,6 +32,8 @@ struct Environment
     AtomicFiles& atomicFiles;
     /// The user's folder for application data; none when the system names none.
     std::optional<QString> applicationSupport;
+    /// Makes the thread that calls it give way to what the user does.
+    std::function<void()> enterBackground;
 };
 
 /// Makes `environment` the one that the shared services are built on. Once, on the main thread,

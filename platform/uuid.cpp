@@ -51,7 +51,7 @@ std::optional<Uuid> Uuid::fromText(std::string_view text)
         if (value < 0)
             return std::nullopt;
         std::uint8_t& byte = result.bytes[digits / 2];
-        byte = static_cast<std::uint8_t>((byte << 4U) | static_cast<unsigned>(value));
+        byte = static_cast<std::uint8_t>((unsigned{byte} << 4U) | static_cast<unsigned>(value));
         ++digits;
     }
     return result;

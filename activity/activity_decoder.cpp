@@ -1,0 +1,215 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "activity/activity_decoder.h"
+
+#include "platform/uuid.h"
+
+#include <algorithm>
+#include <optional>
+#include <simdjson.h>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace activity {
+
+namespace {
+
+constexpr std::size_t kDeepestNesting = 512;
+constexpr std::size_t kLongestInteger = 18; // digits that surely fit into 64 bits
+
+/// The members of one record object. Of a key that stands twice the first counts.
+struct Members
+{
+    std::optional<simdjson::dom::element> id, appName, windowTitle, url, timestamp, duration;
+
+    explicit Members(const simdjson::dom::object& object)
+    {
+        for (const auto [key, value] : object) {
+            if (std::optional<simdjson::dom::element>* const member = named(key);
+                member != nullptr && !*member)
+                *member = value;
+        }
+    }
+
+private:
+    std::optional<simdjson::dom::element>* named(std::string_view key)
+    {
+        const std::pair<std::string_view, std::optional<simdjson::dom::element>*> names[] = {
+            {"id", &id},
+            {"appName", &appName},
+            {"windowTitle", &windowTitle},
+            {"url", &url},
+            {"timestamp", &timestamp},
+            {"duration", &duration},
+        };
+        for (const auto& [name, member] : names) {
+            if (name == key)
+                return member;
+        }
+        return nullptr;
+    }
+};
+
+std::optional<std::string_view> text(const std::optional<simdjson::dom::element>& member)
+{
+    std::string_view value;
+    if (!member || member->get(value) != simdjson::SUCCESS)
+        return std::nullopt;
+    return value;
+}
+
+std::optional<double> number(const std::optional<simdjson::dom::element>& member)
+{
+    double value = 0;
+    if (!member || member->get(value) != simdjson::SUCCESS)
+        return std::nullopt;
+    return value;
+}
+
+/// The texts of the record before, which the next one mostly repeats.
+struct Previous
+{
+    SharedText appName, windowTitle, url;
+};
+
+SharedText shared(std::string_view value, SharedText& previous, TextPool& pool)
+{
+    if (previous.view() != value)
+        previous = pool.intern(value);
+    return previous;
+}
+
+/// Reads an optional text into `field`; false when the member is there but neither text nor null.
+bool readOptional(const std::optional<simdjson::dom::element>& member,
+                  std::optional<SharedText>& field,
+                  SharedText& previous,
+                  TextPool& pool)
+{
+    if (!member || member->is_null())
+        return true;
+    const std::optional<std::string_view> value = text(member);
+    if (value)
+        field = shared(*value, previous, pool);
+    return value.has_value();
+}
+
+std::optional<ActivityLog>
+decodeRecord(const simdjson::dom::element& element, Previous& previous, TextPool& pool)
+{
+    simdjson::dom::object object;
+    if (element.get(object) != simdjson::SUCCESS)
+        return std::nullopt;
+    const Members members(object);
+    const std::optional<std::string_view> idText = text(members.id);
+    const auto id = idText ? platform::Uuid::fromText(*idText) : std::nullopt;
+    const std::optional<std::string_view> appName = text(members.appName);
+    const std::optional<double> timestamp = number(members.timestamp);
+    const std::optional<double> duration = number(members.duration);
+    if (!id || !appName || !timestamp || !duration)
+        return std::nullopt;
+    ActivityLog log{
+        .id = *id,
+        .appName = shared(*appName, previous.appName, pool),
+        .windowTitle = std::nullopt,
+        .url = std::nullopt,
+        .timestamp = *timestamp,
+        .duration = *duration,
+    };
+    if (!readOptional(members.windowTitle, log.windowTitle, previous.windowTitle, pool) ||
+        !readOptional(members.url, log.url, previous.url, pool))
+        return std::nullopt;
+    return log;
+}
+
+} // namespace
+
+class ActivityDecoder::Parser final
+{
+public:
+    simdjson::simdjson_result<simdjson::dom::array> parse(std::span<const char> json)
+    {
+        if (m_parser.capacity() < json.size()) {
+            const std::size_t capacity = std::max(json.size(), 2 * m_parser.capacity());
+            if (const auto error = m_parser.allocate(capacity, kDeepestNesting))
+                return error;
+        }
+        return m_parser.parse(json.data(), json.size(), false).get_array();
+    }
+
+private:
+    simdjson::dom::parser m_parser;
+};
+
+std::size_t ActivityDecoder::padding()
+{
+    return simdjson::SIMDJSON_PADDING;
+}
+
+ActivityDecoder::ActivityDecoder(TextPool& pool)
+    : m_parser(std::make_unique<Parser>())
+    , m_pool(pool)
+{
+}
+
+ActivityDecoder::~ActivityDecoder() = default;
+
+bool ActivityDecoder::decodeArray(std::span<const char> array, ActivityList& list)
+{
+    auto parsed = m_parser->parse(array);
+    std::string rewritten; // must live as long as what was parsed from it
+    if (parsed.error() != simdjson::SUCCESS) {
+        rewritten = withLongIntegersAsDoubles(array);
+        if (const std::size_t length = rewritten.size(); length != array.size()) {
+            rewritten.append(padding(), ' ');
+            parsed = m_parser->parse({rewritten.data(), length});
+        }
+    }
+    simdjson::dom::array elements;
+    if (std::move(parsed).get(elements) != simdjson::SUCCESS)
+        return false;
+    ActivityList decoded = list;
+    Previous previous;
+    for (const simdjson::dom::element element : elements) {
+        std::optional<ActivityLog> log = decodeRecord(element, previous, m_pool);
+        if (!log)
+            return false;
+        decoded.append(std::move(*log));
+    }
+    list = std::move(decoded);
+    return true;
+}
+
+std::string withLongIntegersAsDoubles(std::span<const char> json)
+{
+    const auto isNumberPart = [](char c) {
+        return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
+    };
+    const auto isWhole = [](char c) {
+        return (c >= '0' && c <= '9') || c == '-';
+    };
+    std::string out;
+    out.reserve(json.size() + 16);
+    bool inString = false;
+    for (std::size_t i = 0; i < json.size(); ++i) {
+        const char c = json[i];
+        if (inString || !isNumberPart(c)) {
+            out += c;
+            if (c == '"')
+                inString = !inString;
+            else if (c == '\\' && inString && i + 1 < json.size())
+                out += json[++i];
+            continue;
+        }
+        const auto from = json.begin() + static_cast<std::ptrdiff_t>(i);
+        const auto to = std::find_if_not(from, json.end(), isNumberPart);
+        out.append(from, to);
+        if (to - from > static_cast<std::ptrdiff_t>(kLongestInteger) &&
+            std::all_of(from, to, isWhole))
+            out += "e0";
+        i += static_cast<std::size_t>(to - from) - 1;
+    }
+    return out;
+}
+
+} // namespace activity

@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "activity/activity_list.h"
+#include "activity/text_pool.h"
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace activity {
+
+/// Decodes stretches of JSON that hold whole records, strictly (docs/formats.md, "Activity
+/// record"). One thread at a time.
+class ActivityDecoder final
+{
+public:
+    /// Bytes that must be readable, whatever they hold, behind a stretch that is handed in.
+    [[nodiscard]] static std::size_t padding();
+
+    /// Texts of the decoded records come from `pool`, which must outlive the decoder.
+    explicit ActivityDecoder(TextPool& pool);
+    ~ActivityDecoder();
+    ActivityDecoder(const ActivityDecoder&) = delete;
+    ActivityDecoder& operator=(const ActivityDecoder&) = delete;
+
+    /// Appends the records of `array`, one complete JSON array, to `list`. False, with `list` as it
+    /// was, when it is not valid JSON, nests deeper than 512 levels or holds anything but valid
+    /// records.
+    [[nodiscard]] bool decodeArray(std::span<const char> array, ActivityList& list);
+
+private:
+    class Parser;
+
+    std::unique_ptr<Parser> m_parser;
+    TextPool& m_pool;
+};
+
+/// Puts an exponent of zero behind each whole number in `json` that is too long for 64 bits, so
+/// that a parser that keeps integers apart reads it as the floating-point number it stands for.
+[[nodiscard]] std::string withLongIntegersAsDoubles(std::span<const char> json);
+
+} // namespace activity

@@ -1,0 +1,100 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "activity/activity_list.h"
+
+#include "activity/activity_ids.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace activity {
+
+void ActivityList::append(ActivityLog log)
+{
+    chunkForAppend().push_back(std::move(log));
+    ++m_size;
+}
+
+bool ActivityList::startsWith(const ActivityList& prefix) const
+{
+    if (prefix.empty())
+        return true;
+    if (m_size < prefix.m_size || m_first != prefix.m_first)
+        return false;
+    if (m_spine == prefix.m_spine)
+        return true;
+    const std::size_t chunks = (prefix.m_first + prefix.m_size - 1) / kChunkRecords + 1;
+    return std::equal(m_spine->data(), m_spine->data() + chunks, prefix.m_spine->data());
+}
+
+ActivityList ActivityList::withoutFirst(std::size_t count) const
+{
+    ActivityList rest;
+    if (count >= m_size)
+        return rest;
+    const std::size_t position = m_first + count;
+    const std::size_t firstChunk = position / kChunkRecords;
+    rest = *this;
+    rest.m_size = m_size - count;
+    rest.m_first = position % kChunkRecords;
+    if (firstChunk > 0) // a spine of its own, so that the chunks in front can be released
+        rest.adoptSpine((m_first + m_size - 1) / kChunkRecords + 1 - firstChunk, firstChunk);
+    return rest;
+}
+
+ActivityList ActivityList::without(const ActivityIds& ids) const
+{
+    const ActivityList& origin = ids.origin();
+    const ActivityList rest = startsWith(origin) ? withoutFirst(origin.size()) : *this;
+    const auto named = [&ids](const ActivityLog& log) {
+        return ids.contains(log.id);
+    };
+    if (std::none_of(rest.begin(), rest.end(), named))
+        return rest;
+    ActivityList kept;
+    for (const ActivityLog& log : rest) {
+        if (!named(log))
+            kept.append(log);
+    }
+    return kept;
+}
+
+ActivityList::Chunk& ActivityList::chunkForAppend()
+{
+    const std::size_t position = m_first + m_size;
+    const std::size_t index = position / kChunkRecords;
+    const std::size_t offset = position % kChunkRecords;
+    if (offset == 0) {
+        // Full, or another copy has already put its own next chunk here.
+        if (m_spine == nullptr || m_spine->size() != index || m_spine->capacity() == index)
+            adoptSpine(index);
+        auto chunk = std::make_shared<Chunk>();
+        chunk->reserve(kChunkRecords);
+        m_spine->push_back(std::move(chunk));
+        return *m_spine->back();
+    }
+    if (m_spine->data()[index]->size() != offset) {
+        // Another copy has appended to the last chunk: go on in a copy of our part of it.
+        const std::shared_ptr<Chunk> shared = m_spine->data()[index];
+        adoptSpine(index);
+        auto chunk = std::make_shared<Chunk>();
+        chunk->reserve(kChunkRecords);
+        const auto end = shared->begin() + static_cast<std::ptrdiff_t>(offset);
+        chunk->assign(shared->begin(), end);
+        m_spine->push_back(std::move(chunk));
+        return *m_spine->back();
+    }
+    return *m_spine->data()[index];
+}
+
+/// Goes on with a spine of this list's own that holds `chunks` of the present ones.
+void ActivityList::adoptSpine(std::size_t chunks, std::size_t firstChunk)
+{
+    auto spine = std::make_shared<Spine>();
+    spine->reserve(std::max(kFirstSpine, 2 * chunks));
+    for (std::size_t i = 0; i < chunks; ++i)
+        spine->push_back(m_spine->data()[firstChunk + i]);
+    m_spine = std::move(spine);
+}
+
+} // namespace activity

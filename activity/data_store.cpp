@@ -1,0 +1,138 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "activity/data_store.h"
+
+#include "activity/activity_file_reader.h"
+#include "activity/save_worker.h"
+#include "platform/atomic_file.h"
+#include "platform/diagnostics.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QFileInfo>
+
+#include <utility>
+
+namespace activity {
+
+namespace {
+
+constexpr QLatin1StringView kFile("/Velomira Usage Monitor/activity_logs.json");
+
+QString requiredPath(const std::optional<QString>& applicationSupport)
+{
+    if (!applicationSupport)
+        qFatal("There is no folder for application data: neither XDG_DATA_HOME nor HOME is set");
+    return DataStore::filePathIn(*applicationSupport);
+}
+
+} // namespace
+
+DataStore::DataStore(const Dependencies& dependencies)
+    : m_filePath(requiredPath(dependencies.applicationSupport))
+{
+    dependencies.files.makePrivateFolder(QFileInfo(m_filePath).path());
+    const Loaded loaded = load();
+
+    m_worker = new SaveWorker(dependencies.files.at(m_filePath),
+                              dependencies.diagnostics,
+                              {.bytesPerSecond = dependencies.bytesPerSecond,
+                               .keepDamagedCopy = loaded == Loaded::Damaged});
+    m_worker->moveToThread(&m_thread);
+    connect(&m_thread,
+            &QThread::started,
+            m_worker,
+            [worker = m_worker, enterBackground = dependencies.enterBackground] {
+                enterBackground();
+                worker->cleanUp();
+            });
+    connect(&m_thread, &QThread::finished, m_worker, &QObject::deleteLater);
+    m_thread.setObjectName(QStringLiteral("saving"));
+    m_thread.start();
+}
+
+DataStore::~DataStore()
+{
+    finishSaving(std::chrono::hours(1));
+    m_thread.wait();
+}
+
+DataStore& DataStore::shared()
+{
+    static auto* const instance = new DataStore({
+        .applicationSupport = platform::environment().applicationSupport,
+        .files = platform::environment().atomicFiles,
+        .diagnostics = platform::environment().diagnostics,
+        .enterBackground = platform::environment().enterBackground,
+    });
+    return *instance;
+}
+
+QString DataStore::filePathIn(const QString& applicationSupport)
+{
+    return applicationSupport + kFile;
+}
+
+void DataStore::addLog(ActivityLog log)
+{
+    log.appName = m_pool.intern(log.appName);
+    if (log.windowTitle)
+        log.windowTitle = m_pool.intern(*log.windowTitle);
+    if (log.url)
+        log.url = m_pool.intern(*log.url);
+    Q_EMIT activitiesAboutToChange();
+    m_activities.append(std::move(log));
+    Q_EMIT activitiesChanged();
+    save();
+}
+
+void DataStore::removeLogs(const ActivityIds& withIDs)
+{
+    ActivityList kept = m_activities.without(withIDs);
+    Q_EMIT activitiesAboutToChange();
+    m_activities = std::move(kept);
+    Q_EMIT activitiesChanged();
+    save();
+}
+
+bool DataStore::finishSaving(std::chrono::milliseconds limit)
+{
+    if (!m_thread.isRunning())
+        return true;
+    const QDeadlineTimer deadline(limit);
+    QMetaObject::invokeMethod(
+        m_worker,
+        [worker = m_worker, deadline] {
+            worker->finish(deadline);
+            worker->thread()->quit();
+        },
+        Qt::QueuedConnection);
+    return m_thread.wait(deadline);
+}
+
+DataStore::Loaded DataStore::load()
+{
+    QFile file(m_filePath);
+    if (!QFileInfo::exists(m_filePath))
+        return Loaded::Nothing;
+    // Anything but a regular file is not opened: a pipe would hold the start up.
+    if (!QFileInfo(m_filePath).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return Loaded::Damaged;
+    std::optional<ActivityList> list = readActivityFile(file, m_pool);
+    if (!list)
+        return Loaded::Damaged;
+    Q_EMIT activitiesAboutToChange();
+    m_activities = std::move(*list);
+    Q_EMIT activitiesChanged();
+    return Loaded::List;
+}
+
+void DataStore::save()
+{
+    QMetaObject::invokeMethod(
+        m_worker,
+        [worker = m_worker, list = m_activities] { worker->submit(list); },
+        Qt::QueuedConnection);
+}
+
+} // namespace activity

@@ -1,0 +1,91 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "activity/activity_ids.h"
+#include "activity/activity_list.h"
+#include "activity/text_pool.h"
+#include "platform/environment.h"
+
+#include <QObject>
+#include <QString>
+#include <QThread>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+namespace activity {
+
+class SaveWorker;
+
+/// The owner of all activity records that have not been uploaded yet. It reads the activity file
+/// once, when it is made, and after every change rewrites it in the background.
+///
+/// Main thread only. addLog() and activities() take the same time however long the list is.
+class DataStore final : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(activity::ActivityList activities READ activities NOTIFY activitiesChanged FINAL)
+
+public:
+    struct Dependencies
+    {
+        /// The user's folder for application data; without one the program cannot go on.
+        std::optional<QString> applicationSupport;
+        platform::AtomicFiles& files;
+        platform::Diagnostics& diagnostics;
+        /// The most that saving may write, on average.
+        std::int64_t bytesPerSecond = 4'000'000;
+        /// Called once on the thread that saves.
+        std::function<void()> enterBackground = [] {
+        };
+    };
+
+    /// Reads the file, which may take a second for a million records. A file that is missing gives
+    /// the empty list; so does one that is unreadable or damaged, silently, and the first save
+    /// keeps a copy of it before replacing it.
+    explicit DataStore(const Dependencies& dependencies);
+
+    /// Finishes the save that is owed, however long that takes.
+    ~DataStore() override;
+
+    /// The process's store, made on first use from the installed environment; never destroyed.
+    static DataStore& shared();
+
+    /// Adds `log` at the end of the list and saves. Never waits for the disk.
+    void addLog(ActivityLog log);
+
+    /// Removes every record that `withIDs` names, keeps the others in their order, and saves, even
+    /// when nothing was removed. Never waits for the disk.
+    void removeLogs(const ActivityIds& withIDs);
+
+    /// Finishes the save that is owed, at full speed, and ends saving for good: for the end of the
+    /// process. Waits at most about `limit`; false when the disk needed longer.
+    bool finishSaving(std::chrono::milliseconds limit);
+
+    /// All records held, oldest first. A copy costs nothing and stays as it is.
+    [[nodiscard]] const ActivityList& activities() const { return m_activities; }
+
+    /// Where the list is kept, given the user's folder for application data.
+    [[nodiscard]] static QString filePathIn(const QString& applicationSupport);
+
+Q_SIGNALS:
+    void activitiesAboutToChange();
+    void activitiesChanged();
+
+private:
+    enum class Loaded { Nothing, List, Damaged };
+
+    Loaded load();
+    void save();
+
+    QString m_filePath;
+    TextPool m_pool;
+    ActivityList m_activities;
+    QThread m_thread;
+    SaveWorker* m_worker = nullptr; // lives in m_thread, which deletes it at its end
+};
+
+} // namespace activity

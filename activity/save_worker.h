@@ -1,0 +1,72 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "activity/activity_list.h"
+#include "activity/save_job.h"
+#include "activity/write_budget.h"
+#include "platform/atomic_file.h"
+#include "platform/diagnostics.h"
+
+#include <QDeadlineTimer>
+#include <QObject>
+#include <QTimer>
+
+#include <memory>
+#include <optional>
+
+namespace activity {
+
+/// Writes the newest list it was given to the activity file, in the background. Lists that arrive
+/// while it writes supersede one another. As a rule a save writes the new records only, into the
+/// file before the current one. Where more is to be written, it is no more than the budget allows:
+/// a large file is copied slowly, and what was added meanwhile goes in at the end.
+/// Lives in the thread that it works in; only its constructor may be called from another.
+class SaveWorker final : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Settings
+    {
+        /// What an hour-long backlog may cost the disk.
+        std::int64_t bytesPerSecond = 4'000'000;
+        /// The file could not be read when the list was made: keep a copy before replacing it.
+        bool keepDamagedCopy = false;
+    };
+
+    SaveWorker(std::unique_ptr<platform::AtomicFile> file,
+               platform::Diagnostics& diagnostics,
+               Settings settings);
+
+    /// Removes what earlier processes left unfinished.
+    void cleanUp();
+
+    /// Saves `list`, from the event loop: soon, or when the writing under way allows.
+    void submit(const ActivityList& list);
+
+    /// Finishes what is owed at full speed before it returns, or gives up at `deadline`.
+    void finish(QDeadlineTimer deadline);
+
+private:
+    void proceed();
+    bool begin();
+    bool advance(std::int64_t bytes);
+    bool commit();
+    void fail(const platform::Error& error);
+    void startAgainWithoutSource();
+
+    std::unique_ptr<platform::AtomicFile> m_file;
+    platform::Diagnostics& m_diagnostics;
+    WriteBudget m_budget;
+    bool m_keepDamagedCopy;
+    QTimer m_resume;
+    std::unique_ptr<SaveJob> m_job;
+    ActivityList m_newest;
+    bool m_owed = false; // m_newest is in neither the file nor the job
+    SaveJob::OnDisk m_onDisk;
+    QDeadlineTimer m_deadline{QDeadlineTimer::Forever};
+    bool m_hurry = false;
+};
+
+} // namespace activity

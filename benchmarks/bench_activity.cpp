@@ -1,0 +1,319 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+// The activity store: encoding, decoding, appending, loading, saving, memory.
+#include "activity/activity_decoder.h"
+#include "activity/activity_file_reader.h"
+#include "activity/activity_log_json.h"
+#include "activity/data_store.h"
+#include "activity/save_job.h"
+#include "benchmarks/workload.h"
+#include "platform/diagnostics.h"
+#include "platform/linux/posix/posix_atomic_file.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <benchmark/benchmark.h>
+#include <chrono>
+#include <fcntl.h>
+#include <malloc.h>
+#include <optional>
+#include <simdjson.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kMillion = 1'000'000;
+
+class SilentDiagnostics final : public platform::Diagnostics
+{
+public:
+    void line(QStringView) override {}
+};
+
+double secondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+template <typename Action> double secondsOf(const Action& action)
+{
+    const Clock::time_point start = Clock::now();
+    action();
+    return secondsSince(start);
+}
+
+double median(std::vector<double> values)
+{
+    std::ranges::sort(values);
+    return values[values.size() / 2];
+}
+
+[[noreturn]] void stop(const char* what)
+{
+    qFatal("the benchmark cannot go on: %s", what);
+}
+
+/// A folder on the disk of the build, where a temporary folder may be memory only.
+class Folder final
+{
+public:
+    Folder()
+        : m_folder(QDir::current().filePath(QStringLiteral("bench-XXXXXX")))
+    {
+        if (!m_folder.isValid())
+            stop("no folder to write to");
+    }
+
+    [[nodiscard]] QString path(const char* name) const
+    {
+        return m_folder.filePath(QString::fromLatin1(name));
+    }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+void writeFlushed(const QString& path, const std::string& text)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
+        file.write(text.data(), static_cast<qint64>(text.size())) !=
+            static_cast<qint64>(text.size()) ||
+        ::fdatasync(file.handle()) != 0)
+        stop("cannot write");
+}
+
+void copyFlushed(const QString& from, const QString& to)
+{
+    QFile source(from);
+    QFile target(to);
+    if (!source.open(QIODevice::ReadOnly) || !target.open(QIODevice::WriteOnly))
+        stop("cannot open");
+    for (qint64 left = source.size(); left > 0;) {
+        const ssize_t copied = ::copy_file_range(
+            source.handle(), nullptr, target.handle(), nullptr, static_cast<std::size_t>(left), 0);
+        if (copied <= 0)
+            stop("cannot copy");
+        left -= copied;
+    }
+    if (::fdatasync(target.handle()) != 0)
+        stop("cannot flush");
+}
+
+activity::SavedFile save(platform::AtomicFile& file,
+                         const activity::ActivityList& list,
+                         const activity::SaveJob::OnDisk& onDisk)
+{
+    auto job = activity::SaveJob::begin(file, list, onDisk);
+    if (!job)
+        stop("cannot begin to save");
+    while (!job.value()->isComplete()) {
+        if (!job.value()->advance(1'000'000))
+            stop("cannot save");
+    }
+    auto result = job.value()->commit(onDisk.current);
+    if (!result)
+        stop("cannot finish saving");
+    return std::move(result).value();
+}
+
+void encode(benchmark::State& state)
+{
+    activity::TextPool pool;
+    const activity::ActivityList list = workload::list(10'000, pool);
+    std::int64_t bytes = 0;
+    for (auto _ : state)
+        bytes += static_cast<std::int64_t>(workload::json(list).size());
+    state.SetBytesProcessed(bytes);
+    state.SetItemsProcessed(state.iterations() * 10'000);
+}
+
+BENCHMARK(encode);
+
+void decode(benchmark::State& state)
+{
+    activity::TextPool pool;
+    std::string text = workload::json(workload::list(1000, pool));
+    const std::size_t size = text.size();
+    text.append(activity::ActivityDecoder::padding(), ' ');
+    activity::ActivityDecoder decoder(pool);
+    for (auto _ : state) {
+        activity::ActivityList list;
+        if (!decoder.decodeArray({text.data(), size}, list))
+            stop("cannot decode");
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(size));
+    state.SetItemsProcessed(state.iterations() * 1000);
+}
+
+BENCHMARK(decode);
+
+/// Times each call of addLog on a store of range(0) records; range(1): a save is always under way.
+void addLog(benchmark::State& state)
+{
+    const auto stored = static_cast<std::size_t>(state.range(0));
+    const bool saving = state.range(1) != 0;
+    const Folder folder;
+    platform::posix::PosixAtomicFiles files;
+    SilentDiagnostics diagnostics;
+    activity::DataStore store({.applicationSupport = folder.path("support"),
+                               .files = files,
+                               .diagnostics = diagnostics,
+                               // Copying at 1 GB/s keeps the writer busy from one call to the next;
+                               // at the least it has nothing but a waiting list to replace.
+                               .bytesPerSecond = saving ? 1'000'000'000 : 1});
+    activity::TextPool pool;
+    for (std::size_t i = 0; i < stored; ++i)
+        store.addLog(workload::log(i, pool));
+    std::vector<double> microseconds;
+    std::size_t index = stored;
+    for (auto _ : state) {
+        activity::ActivityLog log = workload::log(index++, pool);
+        const double seconds = secondsOf([&] { store.addLog(std::move(log)); });
+        state.SetIterationTime(seconds);
+        microseconds.push_back(seconds * 1e6);
+        // A second's pause in little: the writer gets to run between two calls.
+        ::usleep(saving ? 500 : 50);
+    }
+    state.counters["median_us"] = median(microseconds);
+    std::ranges::sort(microseconds);
+    state.counters["p99_us"] = microseconds[microseconds.size() * 99 / 100];
+    store.finishSaving(std::chrono::milliseconds(1));
+}
+
+BENCHMARK(addLog)
+    ->ArgNames({"stored", "saving"})
+    ->ArgsProduct({{10, 10'000, kMillion}, {0, 1}})
+    ->UseManualTime()
+    ->Iterations(4000)
+    ->Unit(benchmark::kMicrosecond);
+
+/// Reading a file of range(0) records, next to one bare parse of its text.
+void load(benchmark::State& state)
+{
+    const Folder folder;
+    const QString path = folder.path("activity_logs.json");
+    std::string text;
+    {
+        activity::TextPool pool;
+        text = workload::json(workload::list(static_cast<std::size_t>(state.range(0)), pool));
+        writeFlushed(path, text);
+    }
+    const simdjson::padded_string padded(text);
+    text = {};
+    std::vector<double> ours;
+    std::vector<double> bare;
+    for (auto _ : state) {
+        bare.push_back(secondsOf([&] {
+            simdjson::dom::parser parser;
+            if (parser.parse(padded).error() != simdjson::SUCCESS)
+                stop("the bare parse fails");
+        }));
+        ours.push_back(secondsOf([&] {
+            QFile file(path);
+            activity::TextPool pool;
+            if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) ||
+                !activity::readActivityFile(file, pool))
+                stop("cannot load");
+        }));
+        state.SetIterationTime(ours.back());
+    }
+    state.counters["seconds"] = median(ours);
+    state.counters["bare_parse_seconds"] = median(bare);
+    state.counters["ratio"] = median(ours) / median(bare);
+    state.counters["bytes"] = static_cast<double>(padded.size());
+}
+
+BENCHMARK(load)->Arg(kMillion)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
+
+/// A save in full, next to writing the same bytes.
+void fullSave(benchmark::State& state)
+{
+    const Folder folder;
+    activity::TextPool pool;
+    const auto list = workload::list(static_cast<std::size_t>(state.range(0)), pool);
+    const std::string text = workload::json(list);
+    platform::posix::PosixAtomicFile file(folder.path("activity_logs.json"));
+    std::vector<double> ours;
+    std::vector<double> bare;
+    for (auto _ : state) {
+        QFile::remove(folder.path("plain"));
+        bare.push_back(secondsOf([&] { writeFlushed(folder.path("plain"), text); }));
+        ours.push_back(secondsOf([&] { save(file, list, {}); }));
+        state.SetIterationTime(ours.back());
+    }
+    state.counters["ratio"] = median(ours) / median(bare);
+}
+
+BENCHMARK(fullSave)->Arg(kMillion)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
+
+/// The save after one more record, next to copying the file: into the file before, as a rule, and
+/// by copying where that is not to be had (range(1) is 0).
+void incrementalSave(benchmark::State& state)
+{
+    const bool recycling = state.range(1) != 0;
+    const Folder folder;
+    activity::TextPool pool;
+    auto list = workload::list(static_cast<std::size_t>(state.range(0)), pool);
+    const QString path = folder.path("activity_logs.json");
+    platform::posix::PosixAtomicFile file(path);
+    activity::SaveJob::OnDisk onDisk{.current = save(file, list, {}), .previous = {}};
+    std::vector<double> ours;
+    std::vector<double> bare;
+    for (auto _ : state) {
+        QFile::remove(folder.path("plain"));
+        bare.push_back(secondsOf([&] { copyFlushed(path, folder.path("plain")); }));
+        list.append(workload::log(list.size(), pool));
+        if (!recycling)
+            onDisk.previous.reset();
+        ours.push_back(secondsOf([&] {
+            auto saved = save(file, list, onDisk);
+            onDisk.previous = std::exchange(onDisk.current, std::move(saved));
+        }));
+        state.SetIterationTime(ours.back());
+    }
+    state.counters["ratio"] = median(ours) / median(bare);
+}
+
+BENCHMARK(incrementalSave)
+    ->ArgNames({"stored", "recycling"})
+    ->ArgsProduct({{10, 10'000, kMillion}, {0, 1}})
+    ->UseManualTime()
+    ->Iterations(7)
+    ->Unit(benchmark::kMillisecond);
+
+void memoryPerRecord(benchmark::State& state)
+{
+    const auto held = [] {
+        const struct mallinfo2 info = ::mallinfo2();
+        return static_cast<double>(info.uordblks + info.hblkhd);
+    };
+    for (auto _ : state) {
+        const double before = held();
+        activity::TextPool pool;
+        const auto list = workload::list(kMillion, pool);
+        state.counters["bytes"] = (held() - before) / static_cast<double>(list.size());
+    }
+}
+
+BENCHMARK(memoryPerRecord)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv); // the store's thread needs one
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/posix/stdout_diagnostics.h"
+
+#include <QByteArray>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits.h>
+#include <poll.h>
+#include <unistd.h>
+
+namespace platform::posix {
+
+namespace {
+
+bool isControl(char c)
+{
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+}
+
+/// True when PIPE_BUF bytes can be written without waiting for a reader.
+bool hasRoom(int descriptor)
+{
+    pollfd poll{.fd = descriptor, .events = POLLOUT, .revents = 0};
+    return ::poll(&poll, 1, 0) == 1 && (poll.revents & POLLOUT) != 0;
+}
+
+} // namespace
+
+StdoutDiagnostics::StdoutDiagnostics(int descriptor)
+    : m_descriptor(descriptor)
+{
+}
+
+void StdoutDiagnostics::line(QStringView text)
+{
+    QByteArray bytes = text.toUtf8();
+    std::ranges::replace_if(bytes, isControl, ' ');
+    bytes.append('\n');
+    // One write for a line of ordinary length, so that lines of several threads do not mix.
+    for (const char* at = bytes.constData(); at != bytes.constEnd();) {
+        if (!hasRoom(m_descriptor))
+            return;
+        const auto left = static_cast<std::size_t>(bytes.constEnd() - at);
+        const ssize_t written = ::write(m_descriptor, at, std::min<std::size_t>(left, PIPE_BUF));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return;
+        at += written;
+    }
+}
+
+} // namespace platform::posix

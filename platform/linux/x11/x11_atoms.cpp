@@ -1,0 +1,49 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/x11/x11_atoms.h"
+
+#include "platform/linux/x11/x11_reply.h"
+
+#include <array>
+#include <cstddef>
+#include <string_view>
+#include <utility>
+
+namespace platform::x11 {
+
+namespace {
+using Entry = std::pair<std::string_view, xcb_atom_t X11Atoms::*>;
+
+constexpr std::array kNames{
+    Entry{"_NET_ACTIVE_WINDOW", &X11Atoms::netActiveWindow},
+    Entry{"_NET_SUPPORTING_WM_CHECK", &X11Atoms::netSupportingWmCheck},
+    Entry{"_NET_WM_NAME", &X11Atoms::netWmName},
+    Entry{"_NET_WM_PID", &X11Atoms::netWmPid},
+    Entry{"_NET_WM_WINDOW_TYPE", &X11Atoms::netWmWindowType},
+    Entry{"_NET_WM_WINDOW_TYPE_DESKTOP", &X11Atoms::netWmWindowTypeDesktop},
+    Entry{"WM_STATE", &X11Atoms::wmState},
+    Entry{"COMPOUND_TEXT", &X11Atoms::compoundText},
+    Entry{"UTF8_STRING", &X11Atoms::utf8String},
+    Entry{"_GTK_APPLICATION_ID", &X11Atoms::gtkApplicationId},
+};
+} // namespace
+
+X11Atoms X11Atoms::intern(xcb_connection_t* connection)
+{
+    std::array<xcb_intern_atom_cookie_t, kNames.size()> cookies{};
+    for (std::size_t i = 0; i < kNames.size(); ++i) {
+        const std::string_view name = kNames[i].first;
+        cookies[i] =
+            xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data());
+    }
+    X11Atoms atoms;
+    for (std::size_t i = 0; i < kNames.size(); ++i) {
+        const X11Reply<xcb_intern_atom_reply_t> reply(
+            xcb_intern_atom_reply(connection, cookies[i], nullptr));
+        if (reply)
+            atoms.*kNames[i].second = reply->atom;
+    }
+    return atoms;
+}
+
+} // namespace platform::x11

@@ -1,0 +1,92 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/x11/x11_atoms.h"
+#include "platform/linux/x11/x11_reply.h"
+#include "platform/result.h"
+
+#include <QObject>
+#include <QSocketNotifier>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <xcb/xcb.h>
+
+namespace platform::x11 {
+
+/// A connection to an X server of our own, independent of the toolkit's, so that it works without
+/// a window and its loss does not end the process.
+/// Main thread, with an event loop.
+class X11Connection final : public QObject
+{
+    Q_OBJECT
+public:
+    /// Connects to the server `display` (":1"), or to $DISPLAY when that is empty. Blocks until the
+    /// server has answered. Fails, with the display's name in the text, when nobody does.
+    [[nodiscard]] static Result<std::unique_ptr<X11Connection>> open(const QString& display = {});
+
+    X11Connection(const X11Connection&) = delete;
+    X11Connection& operator=(const X11Connection&) = delete;
+    ~X11Connection() override;
+
+    /// False from the moment that the server is known to be gone; it stays so.
+    [[nodiscard]] bool isAlive() const { return !m_lost; }
+
+    /// For sending requests. Replies are to be taken through reply(), or dropped by discard().
+    [[nodiscard]] xcb_connection_t* get() const { return m_connection.get(); }
+
+    /// The root window of the screen that the display's name selects.
+    [[nodiscard]] xcb_window_t root() const { return m_root; }
+
+    [[nodiscard]] const X11Atoms& atoms() const { return m_atoms; }
+
+    /// Whether the server has the extension MIT-SCREEN-SAVER.
+    [[nodiscard]] bool hasScreenSaver() const { return m_hasScreenSaver; }
+
+    /// The reply to the request `sequence`, once only; null for an X error and after a loss.
+    /// Blocks until the server has answered this request, which means all earlier ones too: taking
+    /// the last reply of several first makes the others free.
+    template <typename Reply> [[nodiscard]] X11Reply<Reply> reply(unsigned sequence)
+    {
+        return X11Reply<Reply>(static_cast<Reply*>(waitForReply(sequence)));
+    }
+
+    /// Drops the reply to the request `sequence`, whenever it comes. Never blocks.
+    void discard(unsigned sequence) const;
+
+    /// How often reply() had to wait for the server since the start.
+    [[nodiscard]] std::uint64_t blockingWaits() const { return m_blockingWaits; }
+
+Q_SIGNALS:
+    /// The server has gone; `reason` is one phrase for a person. Once, from the main loop and
+    /// never from inside a query. All queries answer nothing from then on.
+    void lost(const QString& reason);
+
+private:
+    struct Disconnect
+    {
+        void operator()(xcb_connection_t* connection) const noexcept;
+    };
+
+    using Handle = std::unique_ptr<xcb_connection_t, Disconnect>;
+
+    X11Connection(Handle connection, int screen, QString name);
+
+    void* waitForReply(unsigned sequence);
+    void drainSocket();
+    void noteLoss();
+    void reportLoss();
+
+    Handle m_connection;
+    QString m_name;
+    xcb_window_t m_root;
+    X11Atoms m_atoms;
+    bool m_hasScreenSaver = false;
+    bool m_lost = false;
+    std::uint64_t m_blockingWaits = 0;
+    QSocketNotifier m_notifier;
+};
+
+} // namespace platform::x11

@@ -1,0 +1,16 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+namespace platform::xdg {
+
+/// $XDG_DATA_HOME, or ~/.local/share where it is unset, empty or not absolute (XDG Base Directory
+/// Specification). None when there is no home folder either.
+/// Any thread, as long as nobody changes the process's environment.
+[[nodiscard]] std::optional<QString> dataHome();
+
+} // namespace platform::xdg

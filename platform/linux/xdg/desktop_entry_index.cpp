@@ -1,0 +1,171 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/xdg/desktop_entry_index.h"
+
+#include "platform/linux/xdg/desktop_id.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSet>
+
+#include <algorithm>
+#include <chrono>
+#include <set>
+#include <sys/stat.h>
+#include <tuple>
+#include <utility>
+
+namespace platform::xdg {
+
+namespace {
+constexpr int kDeepestFolder = 8;
+
+/// A folder changed so shortly before it was read may change again without a new time: clocks of
+/// file systems advance in steps.
+constexpr std::chrono::milliseconds kCoarsestFileTime{20};
+
+std::int64_t nanoseconds(const timespec& time)
+{
+    constexpr std::int64_t kPerSecond = 1'000'000'000;
+    return (time.tv_sec * kPerSecond) + time.tv_nsec;
+}
+
+std::int64_t modifiedNanoseconds(const QString& folder)
+{
+    struct stat state{};
+    return ::stat(QFile::encodeName(folder).constData(), &state) == 0 ? nanoseconds(state.st_mtim)
+                                                                      : 0;
+}
+
+/// Collects the entries of the folders in order.
+class Reader final
+{
+public:
+    void readFolder(const QString& folder, const QString& pathInBase = {}, int depth = 0)
+    {
+        struct stat state{};
+        if (::stat(QFile::encodeName(folder).constData(), &state) != 0) {
+            m_folders.push_back({.path = folder});
+            return;
+        }
+        // Links may lead back up.
+        if (depth > kDeepestFolder || !m_seenFolders.emplace(state.st_dev, state.st_ino).second)
+            return;
+        m_folders.push_back({.path = folder, .modifiedNanoseconds = settledTime(state)});
+
+        const QDir dir(folder);
+        const auto files = dir.entryList({QStringLiteral("*.desktop")},
+                                         QDir::Files | QDir::Hidden | QDir::CaseSensitive,
+                                         QDir::Name);
+        for (const QString& file : files)
+            readFile(dir.filePath(file), desktopIdOfPath(pathInBase + file));
+        for (const QString& inner : dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+            readFolder(dir.filePath(inner), pathInBase + inner + u'/', depth + 1);
+    }
+
+    std::vector<DesktopEntry> takeEntries() { return std::move(m_entries); }
+
+    std::vector<FolderState> takeFolders() { return std::move(m_folders); }
+
+private:
+    static std::int64_t settledTime(const struct stat& state)
+    {
+        timespec now{};
+        ::clock_gettime(CLOCK_REALTIME, &now);
+        const std::chrono::nanoseconds age(nanoseconds(now) - nanoseconds(state.st_mtim));
+        // One that never compares equal: it is read again at the next occasion.
+        return age < kCoarsestFileTime ? -1 : nanoseconds(state.st_mtim);
+    }
+
+    void readFile(const QString& path, const QString& id)
+    {
+        if (m_seenIds.contains(id))
+            return;
+        auto entry = readDesktopEntry(path, id);
+        if (!entry)
+            return;
+        m_seenIds.insert(id);
+        if (!entry->hidden)
+            m_entries.push_back(*std::move(entry));
+    }
+
+    std::vector<DesktopEntry> m_entries;
+    std::vector<FolderState> m_folders;
+    std::set<std::pair<dev_t, ino_t>> m_seenFolders;
+    QSet<QString> m_seenIds;
+};
+
+void addFirst(QHash<QString, const DesktopEntry*>& lookup,
+              const QString& key,
+              const DesktopEntry& entry)
+{
+    if (!key.isEmpty() && !lookup.contains(key))
+        lookup.insert(key, &entry);
+}
+} // namespace
+
+DesktopEntryIndex::DesktopEntryIndex(const QStringList& folders)
+{
+    Reader reader;
+    for (const QString& folder : folders)
+        reader.readFolder(folder);
+    m_entries = reader.takeEntries();
+    m_folders = reader.takeFolders();
+    fillLookups();
+}
+
+void DesktopEntryIndex::fillLookups()
+{
+    std::ranges::sort(m_entries, [](const DesktopEntry& a, const DesktopEntry& b) {
+        return std::tuple(!a.shown, a.id.size(), a.id) < std::tuple(!b.shown, b.id.size(), b.id);
+    });
+    for (const DesktopEntry& entry : m_entries) {
+        const QString id = entry.id.toLower();
+        addFirst(m_byId, entry.id, entry);
+        addFirst(m_byIdInAnyCase, id, entry);
+        addFirst(m_byWindowClass, entry.startupWmClass, entry);
+        addFirst(m_byWindowClassInAnyCase, entry.startupWmClass.toLower(), entry);
+        addFirst(m_byProgram, entry.program, entry);
+        addFirst(m_byLastComponent, id.mid(id.lastIndexOf(u'.') + 1), entry);
+    }
+}
+
+const DesktopEntry* DesktopEntryIndex::withId(const QString& id) const
+{
+    return m_byId.value(id);
+}
+
+const DesktopEntry* DesktopEntryIndex::withIdInAnyCase(const QString& id) const
+{
+    return m_byIdInAnyCase.value(id.toLower());
+}
+
+const DesktopEntry* DesktopEntryIndex::withWindowClass(const QString& windowClass) const
+{
+    return m_byWindowClass.value(windowClass);
+}
+
+const DesktopEntry* DesktopEntryIndex::withWindowClassInAnyCase(const QString& windowClass) const
+{
+    return m_byWindowClassInAnyCase.value(windowClass.toLower());
+}
+
+const DesktopEntry* DesktopEntryIndex::withProgram(const QString& program) const
+{
+    return m_byProgram.value(program);
+}
+
+const DesktopEntry* DesktopEntryIndex::withLastComponent(const QString& component) const
+{
+    return m_byLastComponent.value(component.toLower());
+}
+
+bool DesktopEntryIndex::isUpToDate() const
+{
+    return std::ranges::all_of(m_folders, [](const FolderState& folder) {
+        return folder.modifiedNanoseconds == modifiedNanoseconds(folder.path);
+    });
+}
+
+} // namespace platform::xdg

@@ -1,0 +1,75 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/xdg/desktop_entry.h"
+
+#include <QHash>
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <vector>
+
+namespace platform::xdg {
+
+/// What tells that files were added to a folder, removed from it or replaced.
+struct FolderState
+{
+    QString path;
+    std::int64_t modifiedNanoseconds = 0; ///< 0: the folder does not exist
+
+    bool operator==(const FolderState&) const = default;
+};
+
+/// All desktop files of some folders, by what a window or a process may be called. Immutable.
+/// Any thread. Every lookup answers null when nothing fits; where several entries do, one that is
+/// shown in menus wins, then the shortest id, then the first by alphabet. Results live as long as
+/// the index.
+class DesktopEntryIndex final
+{
+public:
+    /// Reads `folders` with their sub-folders; of several files with one id that in the first
+    /// folder counts, and hides the others even when it says Hidden itself. Files that cannot be
+    /// read are left out. Blocks on the disk.
+    explicit DesktopEntryIndex(const QStringList& folders = {});
+
+    DesktopEntryIndex(const DesktopEntryIndex&) = delete;
+    DesktopEntryIndex& operator=(const DesktopEntryIndex&) = delete;
+    ~DesktopEntryIndex() = default;
+
+    /// The entry with this id, without ".desktop".
+    [[nodiscard]] const DesktopEntry* withId(const QString& id) const;
+    /// The same without regard to case.
+    [[nodiscard]] const DesktopEntry* withIdInAnyCase(const QString& id) const;
+    /// The entry whose windows carry this class (StartupWMClass).
+    [[nodiscard]] const DesktopEntry* withWindowClass(const QString& windowClass) const;
+    /// The same without regard to case.
+    [[nodiscard]] const DesktopEntry* withWindowClassInAnyCase(const QString& windowClass) const;
+    /// The entry that starts this program, given by its file name.
+    [[nodiscard]] const DesktopEntry* withProgram(const QString& program) const;
+    /// The entry whose id ends in ".`component`", without regard to case.
+    [[nodiscard]] const DesktopEntry* withLastComponent(const QString& component) const;
+
+    [[nodiscard]] std::size_t size() const { return m_entries.size(); }
+
+    /// Whether the folders look as they did when they were read; false also when that cannot be
+    /// told. Asks the disk for a few folders' times.
+    [[nodiscard]] bool isUpToDate() const;
+
+private:
+    using Lookup = QHash<QString, const DesktopEntry*>;
+
+    void fillLookups();
+
+    std::vector<DesktopEntry> m_entries;
+    std::vector<FolderState> m_folders;
+    Lookup m_byId;
+    Lookup m_byIdInAnyCase;
+    Lookup m_byWindowClass;
+    Lookup m_byWindowClassInAnyCase;
+    Lookup m_byProgram;
+    Lookup m_byLastComponent;
+};
+
+} // namespace platform::xdg

@@ -1,0 +1,441 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "activity/data_store.h"
+#include "platform/linux/posix/posix_atomic_file.h"
+#include "tests/fakes/fake_atomic_files.h"
+#include "tests/fakes/fake_diagnostics.h"
+#include "tests/support/activity_samples.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSemaphore>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <chrono>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using activity::ActivityIds;
+using activity::DataStore;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// A home of its own on the real file system, and a store in it that can be started anew.
+class Home final
+{
+public:
+    Home() { start(); }
+
+    void start()
+    {
+        store.reset();
+        store.emplace(DataStore::Dependencies{
+            .applicationSupport = support(), .files = files, .diagnostics = diagnostics});
+    }
+
+    /// Stops the store, puts `content` in place of the file and starts again.
+    void startWith(const QByteArray& content)
+    {
+        store.reset();
+        QFile file(path());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+        file.close();
+        start();
+    }
+
+    [[nodiscard]] QString support() const { return m_folder.filePath(QStringLiteral("share")); }
+
+    [[nodiscard]] QString folder() const
+    {
+        return support() + QStringLiteral("/Velomira Usage Monitor");
+    }
+
+    [[nodiscard]] QString path() const { return folder() + QStringLiteral("/activity_logs.json"); }
+
+    [[nodiscard]] QStringList damagedCopies() const
+    {
+        return QDir(folder()).entryList({QStringLiteral("activity_logs.json.damaged-*")});
+    }
+
+    [[nodiscard]] bool fileHolds(const activity::ActivityList& list) const
+    {
+        return samples::contentOf(path()) == samples::json(list);
+    }
+
+private:
+    QTemporaryDir m_folder;
+    platform::posix::PosixAtomicFiles files;
+
+public:
+    fakes::FakeDiagnostics diagnostics;
+    std::optional<DataStore> store;
+};
+
+mode_t modeOf(const QString& path)
+{
+    struct stat info = {};
+    return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 07777U : 0;
+}
+
+/// What somebody watching the store sees.
+struct Watch
+{
+    explicit Watch(DataStore& store)
+    {
+        QObject::connect(&store, &DataStore::activitiesAboutToChange, [this, &store] {
+            seen += QStringLiteral("before %1 ").arg(store.activities().size());
+        });
+        QObject::connect(&store, &DataStore::activitiesChanged, [this, &store] {
+            seen += QStringLiteral("after %1 ").arg(store.activities().size());
+        });
+    }
+
+    QString seen;
+};
+
+} // namespace
+
+class TestDataStore final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void firstRunCreatesThePrivateFolderAndOneRecordMakesAOneElementFile()
+    {
+        Home home;
+        QVERIFY(home.store->activities().empty());
+        QVERIFY(QFileInfo(home.folder()).isDir());
+        QVERIFY(!QFileInfo::exists(home.path()));
+        QCOMPARE(modeOf(home.folder()), 0700U);
+        home.store->addLog(samples::log("a"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+        QCOMPARE(home.store->activities().size(), 1UL);
+        QCOMPARE(modeOf(home.path()), 0600U);
+    }
+
+    void anExistingOpenFolderIsClosedToOthers()
+    {
+        Home home;
+        home.store.reset();
+        QCOMPARE(::chmod(QFile::encodeName(home.folder()).constData(), 0755), 0);
+        home.start();
+        QCOMPARE(modeOf(home.folder()), 0700U);
+    }
+
+    void savedRecordsAreThereAfterARestart()
+    {
+        Home home;
+        for (int i = 0; i < 2000; ++i)
+            home.store->addLog(samples::log("app", std::to_string(i), i));
+        const auto before = samples::records(home.store->activities());
+        home.start();
+        QVERIFY(samples::records(home.store->activities()) == before);
+        QVERIFY(home.damagedCopies().isEmpty());
+    }
+
+    void anEmptyArrayLoadsAsTheEmptyList()
+    {
+        Home home;
+        home.startWith("[]");
+        QVERIFY(home.store->activities().empty());
+        home.store->addLog(samples::log("a"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+        QVERIFY(home.damagedCopies().isEmpty());
+    }
+
+    void damagedFileGivesTheEmptyListStaysUntilASaveAndIsKeptBeside_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        const QByteArray good = samples::json(samples::list(2));
+        QTest::newRow("empty file") << QByteArray();
+        QTest::newRow("object instead of array") << QByteArray("{}");
+        QTest::newRow("one invalid element") << QByteArray(good).replace("\"duration\"", "\"x\"");
+        QTest::newRow("truncated") << good.chopped(1);
+        QTest::newRow("invalid UTF-8") << QByteArray(good).replace("title", "t\xFF");
+        QTest::newRow("nested too deep") << QByteArray(600, '[') + QByteArray(600, ']');
+    }
+
+    void damagedFileGivesTheEmptyListStaysUntilASaveAndIsKeptBeside()
+    {
+        QFETCH(QByteArray, content);
+        Home home;
+        home.startWith(content);
+        QVERIFY(home.store->activities().empty());
+        QVERIFY(home.diagnostics.lines().isEmpty());
+        home.start(); // nothing changed, nothing written
+        QCOMPARE(samples::contentOf(home.path()), content);
+        home.store->addLog(samples::log("a"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+        QCOMPARE(home.damagedCopies().size(), 1);
+        const QString copy = home.folder() + QLatin1Char('/') + home.damagedCopies().first();
+        QCOMPARE(samples::contentOf(copy), content);
+        QCOMPARE(modeOf(copy), 0600U);
+    }
+
+    void threeHundredMegabytesOfGarbageAreKeptBesideToo()
+    {
+        Home home;
+        home.startWith("g");
+        home.store.reset();
+        constexpr qint64 kSize = 300'000'000;
+        QVERIFY(QFile::resize(home.path(), kSize));
+        home.start();
+        QVERIFY(home.store->activities().empty());
+        QCOMPARE(QFileInfo(home.path()).size(), kSize);
+        home.store->addLog(samples::log("a"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+        QCOMPARE(home.damagedCopies().size(), 1);
+        QCOMPARE(QFileInfo(home.folder() + QLatin1Char('/') + home.damagedCopies().first()).size(),
+                 kSize);
+    }
+
+    void onlyTheNewestThreeDamagedCopiesAreKept()
+    {
+        Home home;
+        for (const char* content : {"one", "two", "three", "four", "five"}) {
+            home.startWith(content);
+            home.store->addLog(samples::log("a"));
+            QTRY_VERIFY(home.fileHolds(home.store->activities()));
+        }
+        QByteArrayList kept;
+        for (const QString& name : home.damagedCopies())
+            kept.append(samples::contentOf(home.folder() + QLatin1Char('/') + name));
+        std::ranges::sort(kept);
+        QCOMPARE(kept, QByteArrayList({"five", "four", "three"}));
+    }
+
+    void aPipeInPlaceOfTheFileDoesNotHoldTheStartUp()
+    {
+        Home home;
+        home.store.reset();
+        QCOMPARE(::mkfifo(QFile::encodeName(home.path()).constData(), 0600), 0);
+        home.start();
+        QVERIFY(home.store->activities().empty());
+        home.store->addLog(samples::log("a"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+    }
+
+    void aFolderInPlaceOfTheFileMakesEachSaveFail()
+    {
+        Home home;
+        home.store.reset();
+        QVERIFY(QDir().mkdir(home.path()));
+        home.start();
+        home.store->addLog(samples::log("a"));
+        const QString line =
+            QStringLiteral("Save failed: ") + home.path() + QStringLiteral(": Is a directory");
+        QTRY_COMPARE(home.diagnostics.lines(), QStringList({line}));
+        home.store->addLog(samples::log("b"));
+        QTRY_COMPARE(home.diagnostics.lines(), QStringList({line, line}));
+        QCOMPARE(home.store->activities().size(), 2UL);
+    }
+
+    void aFileInPlaceOfTheFolderMakesEachSaveFail()
+    {
+        Home home;
+        home.store.reset();
+        QVERIFY(QDir(home.folder()).removeRecursively());
+        QFile inTheWay(home.folder());
+        QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+        home.start();
+        QVERIFY(home.store->activities().empty());
+        home.store->addLog(samples::log("a"));
+        const QString line =
+            QStringLiteral("Save failed: ") + home.path() + QStringLiteral(": Not a directory");
+        QTRY_COMPARE(home.diagnostics.lines(), QStringList(line));
+        QCOMPARE(home.store->activities().size(), 1UL);
+    }
+
+    void aFolderThatVanishesMakesSavesFailAndMemoryKeepsTheChange()
+    {
+        Home home;
+        QVERIFY(QDir(home.folder()).removeRecursively());
+        home.store->addLog(samples::log("a"));
+        QTRY_COMPARE(home.diagnostics.lines(),
+                     QStringList(QStringLiteral("Save failed: ") + home.path() +
+                                 QStringLiteral(": No such file or directory")));
+        QCOMPARE(home.store->activities().size(), 1UL);
+        QVERIFY(QDir().mkpath(home.folder()));
+        home.store->addLog(samples::log("b"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+    }
+
+    void addLogTellsObserversBeforeAndAfter()
+    {
+        Home home;
+        Watch watch(*home.store);
+        home.store->addLog(samples::log("a"));
+        home.store->addLog(samples::log("b"));
+        QCOMPARE(watch.seen, QStringLiteral("before 0 after 1 before 1 after 2 "));
+    }
+
+    void addLogReturnsBeforeTheFileIsWritten()
+    {
+        fakes::FakeAtomicFiles files;
+        fakes::FakeDiagnostics diagnostics;
+        QSemaphore mayCommit;
+        files.beforeCommit = [&mayCommit] {
+            mayCommit.acquire();
+        };
+        DataStore store({.applicationSupport = QStringLiteral("/data"),
+                         .files = files,
+                         .diagnostics = diagnostics});
+        for (int i = 0; i < 100; ++i)
+            store.addLog(samples::log("a"));
+        QCOMPARE(store.activities().size(), 100UL);
+        QCOMPARE(files.commits(), 0);
+        mayCommit.release(1000);
+        QTRY_COMPARE(files.content(), samples::json(store.activities()));
+        QVERIFY(files.commits() < 100); // newer lists superseded waiting ones
+    }
+
+    void removingTheFirstAndThirdOfFourKeepsTheSecondAndFourthInOrder()
+    {
+        Home home;
+        for (const char* name : {"first", "second", "third", "fourth"})
+            home.store->addLog(samples::log(name));
+        const auto before = samples::records(home.store->activities());
+        Watch watch(*home.store);
+        home.store->removeLogs(ActivityIds(std::vector{before[2].id, before[0].id}));
+        QVERIFY(samples::records(home.store->activities()) == std::vector({before[1], before[3]}));
+        QCOMPARE(watch.seen, QStringLiteral("before 4 after 2 "));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+    }
+
+    void removingTheEmptySetLeavesTheListNotifiesOnceAndRewritesTheFile()
+    {
+        Home home;
+        home.store->addLog(samples::log("a"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+        QVERIFY(QFile::remove(home.path()));
+        Watch watch(*home.store);
+        home.store->removeLogs({});
+        QCOMPARE(watch.seen, QStringLiteral("before 1 after 1 "));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+    }
+
+    void identitiesThatMatchNoRecordAreIgnored()
+    {
+        Home home;
+        home.store->addLog(samples::log("a"));
+        home.store->removeLogs(ActivityIds(std::vector{platform::Uuid::random()}));
+        QCOMPARE(home.store->activities().size(), 1UL);
+    }
+
+    void recordsAddedSinceASnapshotSurviveItsRemoval()
+    {
+        Home home;
+        for (int i = 0; i < 3000; ++i)
+            home.store->addLog(samples::log("old"));
+        const ActivityIds delivered(home.store->activities());
+        home.store->addLog(samples::log("new"));
+        home.store->removeLogs(delivered);
+        QCOMPARE(home.store->activities().size(), 1UL);
+        QVERIFY(home.store->activities()[0].appName.view() == "new");
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+    }
+
+    void duplicatesByContentAreKept()
+    {
+        Home home;
+        for (int i = 0; i < 3; ++i)
+            home.store->addLog(samples::log("same"));
+        QCOMPARE(home.store->activities().size(), 3UL);
+    }
+
+    void aFileEditedOrReplacedByOthersIsOverwrittenNeverMerged()
+    {
+        Home home;
+        for (int i = 0; i < 100; ++i)
+            home.store->addLog(samples::log("ours"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+
+        QFile edited(home.path());
+        QVERIFY(edited.open(QIODevice::ReadWrite));
+        QVERIFY(edited.seek(50));
+        QCOMPARE(edited.write("XXXX"), 4); // in place, same size
+        edited.close();
+        home.store->addLog(samples::log("ours"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+
+        const QString other = home.folder() + QStringLiteral("/other");
+        QVERIFY(QFile::copy(home.path(), other));
+        QCOMPARE(::rename(QFile::encodeName(other).constData(),
+                          QFile::encodeName(home.path()).constData()),
+                 0);
+        home.store->addLog(samples::log("ours"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+
+        QVERIFY(QFile::resize(home.path(), 10));
+        home.store->addLog(samples::log("ours"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+
+        QVERIFY(QFile::remove(home.path()));
+        home.store->addLog(samples::log("ours"));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+        QVERIFY(home.diagnostics.lines().isEmpty());
+    }
+
+    void theOwedSaveIsFinishedBeforeTheEnd()
+    {
+        Home home;
+        for (int i = 0; i < 5000; ++i)
+            home.store->addLog(samples::log("a"));
+        const auto list = home.store->activities();
+        QVERIFY(home.store->finishSaving(60s));
+        QVERIFY(home.fileHolds(list));
+    }
+
+    void theEndIsNotHeldUpByADiskThatHangs()
+    {
+        fakes::FakeAtomicFiles files;
+        fakes::FakeDiagnostics diagnostics;
+        QSemaphore mayCommit;
+        files.beforeCommit = [&mayCommit] {
+            mayCommit.acquire();
+        };
+        DataStore store({.applicationSupport = QStringLiteral("/data"),
+                         .files = files,
+                         .diagnostics = diagnostics});
+        store.addLog(samples::log("a"));
+        QVERIFY(!store.finishSaving(50ms));
+        mayCommit.release(10); // for the destructor, which waits
+    }
+
+    void leftoversOfAKilledProcessAreRemovedAndThoseOfALiveOneStay()
+    {
+        Home home;
+        home.store.reset();
+        const QString dead = home.folder() + QStringLiteral("/.activity_logs.json.abcdef");
+        QFile leftover(dead);
+        QVERIFY(leftover.open(QIODevice::WriteOnly));
+        leftover.close();
+        platform::posix::PosixAtomicFile live(home.path());
+        auto replacement = live.beginReplacement();
+        QVERIFY(replacement);
+        home.start();
+        QTRY_VERIFY(!QFileInfo::exists(dead));
+        QVERIFY(replacement.value()->append("[]"));
+        QVERIFY(replacement.value()->commit(std::nullopt));
+    }
+
+    void nothingIsLeftBesideTheFile()
+    {
+        Home home;
+        for (int i = 0; i < 50; ++i)
+            home.store->addLog(samples::log("a"));
+        QVERIFY(home.store->finishSaving(60s));
+        QCOMPARE(
+            QDir(home.folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+            QStringList(QStringLiteral("activity_logs.json")));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDataStore)
+#include "tst_data_store.moc"

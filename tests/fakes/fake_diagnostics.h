@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/diagnostics.h"
+
+#include <QMutex>
+#include <QStringList>
+
+namespace fakes {
+
+/// Keeps every line; may be written from any thread.
+class FakeDiagnostics final : public platform::Diagnostics
+{
+public:
+    void line(QStringView text) override
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_lines.append(text.toString());
+    }
+
+    [[nodiscard]] QStringList lines() const
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_lines;
+    }
+
+private:
+    mutable QMutex m_mutex;
+    QStringList m_lines;
+};
+
+} // namespace fakes

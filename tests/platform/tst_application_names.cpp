@@ -1,0 +1,115 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/xdg/application_names.h"
+#include "tests/support/desktop_files.h"
+
+#include <QTest>
+
+#include <memory>
+
+using namespace platform::xdg;
+using namespace std::chrono_literals;
+using support::DesktopFiles;
+using support::writeFile;
+
+class TestApplicationNames final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+
+    void init()
+    {
+        m_files = std::make_unique<DesktopFiles>();
+        m_proc = std::make_unique<QTemporaryDir>();
+    }
+
+    void theFirstQuestionWaitsForTheDesktopFiles()
+    {
+        for (int i = 0; i < 300; ++i)
+            QVERIFY(m_files->add(u"filler%1.desktop"_qs.arg(i), "Name=F"));
+        QVERIFY(m_files->add(u"a.desktop"_qs, "Name=Editor"));
+        ApplicationNames names({m_files->folder()});
+        QCOMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"Editor"_qs));
+    }
+
+    void aFileAddedLaterIsNoticed()
+    {
+        ApplicationNames names({m_files->folder()}, {.checkInterval = 0ms});
+        QCOMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"a"_qs));
+        QVERIFY(m_files->add(u"a.desktop"_qs, "Name=Editor"));
+        QTRY_COMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"Editor"_qs));
+    }
+
+    void aFolderAddedLaterIsNoticed()
+    {
+        ApplicationNames names({m_files->path(u"later"_qs)}, {.checkInterval = 0ms});
+        QCOMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"a"_qs));
+        QVERIFY(m_files->add(u"later/a.desktop"_qs, "Name=Editor"));
+        QTRY_COMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"Editor"_qs));
+    }
+
+    void aRemovedFileIsNoticed()
+    {
+        QVERIFY(m_files->add(u"a.desktop"_qs, "Name=Editor"));
+        ApplicationNames names({m_files->folder()}, {.checkInterval = 0ms});
+        QCOMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"Editor"_qs));
+        QVERIFY(QFile::remove(m_files->path(u"a.desktop"_qs)));
+        QTRY_COMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"a"_qs));
+    }
+
+    void foldersAreNotLookedAtBeforeTheInterval()
+    {
+        ApplicationNames names({m_files->folder()}, {.checkInterval = 1h});
+        QCOMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"a"_qs));
+        QVERIFY(m_files->add(u"a.desktop"_qs, "Name=Editor"));
+        QVERIFY(m_files->add(u"b.desktop"_qs, "Name=Viewer"));
+        QCOMPARE(names.identify({u"b"_qs}, 0).name, std::optional(u"b"_qs));
+    }
+
+    void aRepeatedQuestionReadsNoProcess()
+    {
+        QVERIFY(m_files->add(u"editor.desktop"_qs, "Name=Editor\nExec=prog"));
+        runProgram(42, u"prog"_qs);
+        ApplicationNames names({m_files->folder()},
+                               {.checkInterval = 1h, .procFolder = m_proc->path()});
+        QCOMPARE(names.identify({u"x"_qs}, 42).name, std::optional(u"Editor"_qs));
+        QVERIFY(QDir(m_proc->filePath(u"42"_qs)).removeRecursively());
+        QCOMPARE(names.identify({u"x"_qs}, 42).name, std::optional(u"Editor"_qs));
+        // Another question does look, and finds nothing.
+        QCOMPARE(names.identify({u"y"_qs}, 42).name, std::optional(u"y"_qs));
+    }
+
+    void onlyTheLastAnswersAreKept()
+    {
+        QVERIFY(m_files->add(u"editor.desktop"_qs, "Name=Editor\nExec=prog"));
+        runProgram(42, u"prog"_qs);
+        ApplicationNames names({m_files->folder()},
+                               {.checkInterval = 1h, .procFolder = m_proc->path()});
+        QCOMPARE(names.identify({u"x"_qs}, 42).name, std::optional(u"Editor"_qs));
+        QVERIFY(QDir(m_proc->filePath(u"42"_qs)).removeRecursively());
+        for (int i = 0; i < 1000; ++i)
+            QVERIFY(names.identify({QString::number(i)}, 0).name.has_value());
+        QCOMPARE(names.identify({u"x"_qs}, 42).name, std::optional(u"x"_qs));
+    }
+
+    void itEndsWhileItIsStillReading()
+    {
+        for (int i = 0; i < 300; ++i)
+            QVERIFY(m_files->add(u"filler%1.desktop"_qs.arg(i), "Name=F"));
+        const ApplicationNames names({m_files->folder()});
+    }
+
+private:
+    void runProgram(int pid, const QString& program)
+    {
+        const QString process = m_proc->filePath(QString::number(pid));
+        QVERIFY(QDir().mkpath(process));
+        QVERIFY(QFile::link(u"/usr/bin/"_qs + program, process + u"/exe"_qs));
+    }
+
+    std::unique_ptr<DesktopFiles> m_files;
+    std::unique_ptr<QTemporaryDir> m_proc;
+};
+
+QTEST_GUILESS_MAIN(TestApplicationNames)
+#include "tst_application_names.moc"

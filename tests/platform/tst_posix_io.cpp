@@ -1,0 +1,217 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+// Lines on standard output, timers, clock, signals, folders: the small facilities of the system.
+#include "platform/linux/posix/background_priority.h"
+#include "platform/linux/posix/stdout_diagnostics.h"
+#include "platform/linux/posix/system_clock.h"
+#include "platform/linux/posix/termination_signals.h"
+#include "platform/linux/qt/qt_repeating_timers.h"
+#include "platform/linux/xdg/base_directories.h"
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Both ends of a pipe.
+class Pipe final
+{
+public:
+    Pipe()
+    {
+        if (::pipe2(m_ends, O_CLOEXEC) != 0)
+            qFatal("no pipe");
+    }
+
+    ~Pipe()
+    {
+        closeReader();
+        ::close(m_ends[1]);
+    }
+
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+
+    [[nodiscard]] int writer() const { return m_ends[1]; }
+
+    void closeReader()
+    {
+        if (m_ends[0] >= 0)
+            ::close(m_ends[0]);
+        m_ends[0] = -1;
+    }
+
+    QByteArray read()
+    {
+        QByteArray buffer(1 << 20, Qt::Uninitialized);
+        const ssize_t got = ::read(m_ends[0], buffer.data(), static_cast<size_t>(buffer.size()));
+        return buffer.first(std::max<ssize_t>(got, 0));
+    }
+
+private:
+    int m_ends[2] = {-1, -1};
+};
+
+} // namespace
+
+class TestPosixIo final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void aLineIsThereAtOnceEvenInAPipe()
+    {
+        Pipe pipe;
+        platform::posix::StdoutDiagnostics diagnostics(pipe.writer());
+        diagnostics.line(u"Tick: Ünï | 中 | --");
+        QCOMPARE(pipe.read(), QByteArray("Tick: Ünï | 中 | --\n"));
+    }
+
+    void controlCharactersCannotMakeTwoLinesOfOneOrSteerATerminal()
+    {
+        Pipe pipe;
+        platform::posix::StdoutDiagnostics diagnostics(pipe.writer());
+        diagnostics.line(u"a\nb\rc\x1b[31md\x7f\te");
+        QCOMPARE(pipe.read(), QByteArray("a b c [31md  e\n"));
+    }
+
+    void aReaderThatHasGoneIsNoFault()
+    {
+        const platform::posix::TerminationSignals ignoresBrokenPipes;
+        Pipe pipe;
+        pipe.closeReader();
+        platform::posix::StdoutDiagnostics diagnostics(pipe.writer());
+        diagnostics.line(u"lost");
+        diagnostics.line(u"lost");
+    }
+
+    void aReaderThatDoesNotKeepUpLosesLinesAndHoldsNobodyUp()
+    {
+        Pipe pipe;
+        platform::posix::StdoutDiagnostics diagnostics(pipe.writer());
+        const QString line(3000, QLatin1Char('x'));
+        QElapsedTimer timer;
+        timer.start();
+        for (int i = 0; i < 200; ++i)
+            diagnostics.line(line);
+        QVERIFY(timer.elapsed() < 5000);
+        const QByteArray got = pipe.read();
+        QVERIFY(got.startsWith(line.toLatin1() + '\n'));
+        QVERIFY(got.size() < 200 * 3001);
+    }
+
+    void aLineLongerThanAPipeTakesAtOnceArrivesWhole()
+    {
+        Pipe pipe;
+        platform::posix::StdoutDiagnostics diagnostics(pipe.writer());
+        const QString line(20000, QLatin1Char('y'));
+        diagnostics.line(line);
+        QCOMPARE(pipe.read(), line.toLatin1() + '\n');
+    }
+
+    void theClockCountsSecondsSince2001()
+    {
+        const platform::posix::SystemClock clock;
+        const double unixTime =
+            std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
+                .count();
+        QVERIFY(std::abs(clock.now() + 978307200 - unixTime) < 5);
+    }
+
+    void aTimerFiresAgainAndAgainUntilItIsDestroyed()
+    {
+        platform::qt::QtRepeatingTimers timers;
+        int fired = 0;
+        auto timer = timers.schedule(5ms, [&fired] { ++fired; });
+        QCOMPARE(fired, 0);
+        QTRY_VERIFY(fired >= 3);
+        timer.reset();
+        const int before = fired;
+        int others = 0;
+        const auto other = timers.schedule(5ms, [&others] { ++others; });
+        QTRY_VERIFY(others >= 5);
+        QCOMPARE(fired, before);
+    }
+
+    void aTimerMayBeDestroyedByItsOwnCallback()
+    {
+        platform::qt::QtRepeatingTimers timers;
+        std::unique_ptr<platform::RepeatingTimer> timer;
+        int fired = 0;
+        timer = timers.schedule(1ms, [&] {
+            ++fired;
+            timer.reset();
+        });
+        int others = 0;
+        const auto other = timers.schedule(1ms, [&others] { ++others; });
+        QTRY_VERIFY(others >= 10);
+        QCOMPARE(fired, 1);
+    }
+
+    void aBusyLoopGetsNoBurstOfFirings()
+    {
+        platform::qt::QtRepeatingTimers timers;
+        int fired = 0;
+        const auto timer = timers.schedule(100ms, [&fired] { ++fired; });
+        QElapsedTimer since;
+        since.start();
+        while (since.elapsed() < 1000) {
+        } // the loop is busy: ten firings are due
+        since.restart();
+        QTRY_VERIFY(since.elapsed() >= 250);
+        QVERIFY2(fired >= 2 && fired <= 4, qPrintable(QString::number(fired)));
+    }
+
+    void terminationSignalsBecomeARequest()
+    {
+        const platform::posix::TerminationSignals signals;
+        QSignalSpy spy(&signals, &platform::posix::TerminationSignals::requested);
+        for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+            const qsizetype before = spy.count();
+            ::kill(::getpid(), signal);
+            QTRY_COMPARE(spy.count(), before + 1);
+        }
+    }
+
+    void aBackgroundThreadIsPoliteAndTheOthersAreNot()
+    {
+        int inThread = 0;
+        std::thread([&inThread] {
+            platform::posix::enterBackground();
+            inThread = ::getpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()));
+        }).join();
+        QCOMPARE(inThread, ::getpriority(PRIO_PROCESS, 0) + 10);
+    }
+
+    void dataHomeFollowsTheBaseDirectoryRules()
+    {
+        using platform::xdg::dataHome;
+        const QByteArray home = qgetenv("HOME");
+        qputenv("HOME", "/home/somebody");
+        qputenv("XDG_DATA_HOME", "/data/of/somebody");
+        QCOMPARE(dataHome(), std::optional(QStringLiteral("/data/of/somebody")));
+        for (const char* invalid : {"", "relative/path", "./x"}) {
+            qputenv("XDG_DATA_HOME", invalid);
+            QCOMPARE(dataHome(), std::optional(QStringLiteral("/home/somebody/.local/share")));
+        }
+        qunsetenv("XDG_DATA_HOME");
+        QCOMPARE(dataHome(), std::optional(QStringLiteral("/home/somebody/.local/share")));
+        qputenv("HOME", "");
+        QCOMPARE(dataHome(), std::nullopt);
+        qputenv("HOME", home);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestPosixIo)
+#include "tst_posix_io.moc"

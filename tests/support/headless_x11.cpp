@@ -1,0 +1,159 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/support/headless_x11.h"
+
+#include "tests/support/x11_client.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+#include <utility>
+
+namespace support {
+
+namespace {
+constexpr int kStartMs = 20000; // on a loaded machine; usual is a fifth of a second
+
+/// Nothing but what tests rely on: a new window gets the focus, the pointer does not move it.
+constexpr const char* kWindowManagerSettings = R"(<?xml version="1.0" encoding="UTF-8"?>
+<openbox_config xmlns="http://openbox.org/3.4/rc">
+  <focus><focusNew>yes</focusNew><followMouse>no</followMouse></focus>
+  <desktops><number>1</number></desktops>
+</openbox_config>
+)";
+
+struct Folder
+{
+    const char* variable;
+    const char* name;
+};
+
+constexpr Folder kFolders[]{{"HOME", "."},
+                            {"XDG_CONFIG_HOME", "config"},
+                            {"XDG_DATA_HOME", "data"},
+                            {"XDG_CACHE_HOME", "cache"},
+                            {"XDG_STATE_HOME", "state"},
+                            {"XDG_RUNTIME_DIR", "runtime"}};
+} // namespace
+
+HeadlessX11::HeadlessX11() = default;
+
+HeadlessX11::~HeadlessX11()
+{
+    m_programs.clear();
+    m_windowManager.stop();
+    m_server.stop();
+}
+
+QStringList HeadlessX11::programs()
+{
+    return {QStringLiteral("Xvfb"), QStringLiteral("openbox")};
+}
+
+platform::Outcome HeadlessX11::start(const QStringList& serverArguments)
+{
+    for (const Folder& folder : kFolders) {
+        const QString path = m_home.filePath(QString::fromLatin1(folder.name));
+        if (!QDir().mkpath(path) ||
+            !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
+            return platform::Error{QStringLiteral("cannot create %1").arg(path)};
+    }
+    if (const auto written = writeWindowManagerSettings(); !written)
+        return written;
+
+    // The server picks a free number and tells it once it takes connections. Without -noreset it
+    // would start anew, now and then in the middle of the window manager's start.
+    const QStringList arguments =
+        QStringLiteral("-displayfd 1 -noreset -nolisten tcp -screen 0 1280x800x24").split(u' ') +
+        serverArguments;
+    const QString server = QStringLiteral("Xvfb");
+    if (const auto started = m_server.start(server, arguments, environment(), logFile(server));
+        !started)
+        return started;
+    QProcess& process = m_server.process();
+    while (!process.canReadLine() && process.waitForReadyRead(kStartMs)) {
+    }
+    const QByteArray number = process.readLine().trimmed();
+    if (number.isEmpty())
+        return platform::Error{QStringLiteral("Xvfb has not named its display")};
+    m_display = u':' + QString::fromLatin1(number);
+    return startWindowManager();
+}
+
+QProcessEnvironment HeadlessX11::environment() const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const Folder& folder : kFolders)
+        environment.insert(QString::fromLatin1(folder.variable),
+                           QDir::cleanPath(m_home.filePath(QString::fromLatin1(folder.name))));
+    environment.insert(QStringLiteral("DISPLAY"), m_display);
+    environment.insert(QStringLiteral("XDG_SESSION_TYPE"), QStringLiteral("x11"));
+    for (const char* foreign : {"WAYLAND_DISPLAY", "XAUTHORITY", "SWAYSOCK", "XDG_CURRENT_DESKTOP"})
+        environment.remove(QString::fromLatin1(foreign));
+    return environment;
+}
+
+platform::Outcome HeadlessX11::startWindowManager()
+{
+    const QString manager = QStringLiteral("openbox");
+    const auto started = m_windowManager.start(
+        manager, {QStringLiteral("--sm-disable")}, environment(), logFile(manager));
+    if (!started)
+        return started;
+    const X11Client client(m_display);
+    if (!QTest::qWaitFor([&client] { return client.hasWindowManager(); }, kStartMs) ||
+        !client.waitForWindowManager())
+        return platform::Error{QStringLiteral("openbox does not manage the screen")};
+    return platform::success();
+}
+
+void HeadlessX11::killWindowManager()
+{
+    m_windowManager.kill();
+}
+
+void HeadlessX11::killServer()
+{
+    m_server.kill();
+}
+
+platform::Result<ChildProcess*> HeadlessX11::startProgram(const QString& program,
+                                                          const QStringList& arguments)
+{
+    return startProgram(program, arguments, environment());
+}
+
+platform::Result<ChildProcess*> HeadlessX11::startProgram(const QString& program,
+                                                          const QStringList& arguments,
+                                                          const QProcessEnvironment& environment)
+{
+    auto child = std::make_unique<ChildProcess>();
+    const auto started = child->start(program, arguments, environment, logFile(program));
+    if (!started)
+        return started.error();
+    m_programs.push_back(std::move(child));
+    return m_programs.back().get();
+}
+
+void HeadlessX11::stopProgram(ChildProcess* program)
+{
+    std::erase_if(m_programs, [program](const auto& child) { return child.get() == program; });
+}
+
+QString HeadlessX11::logFile(const QString& program) const
+{
+    return m_home.filePath(program.mid(program.lastIndexOf(u'/') + 1) + QLatin1String(".log"));
+}
+
+platform::Outcome HeadlessX11::writeWindowManagerSettings() const
+{
+    const QString folder = m_home.filePath(QStringLiteral("config/openbox"));
+    QFile file(folder + QLatin1String("/rc.xml"));
+    if (!QDir().mkpath(folder) || !file.open(QIODevice::WriteOnly) ||
+        file.write(kWindowManagerSettings) < 0)
+        return platform::Error{QStringLiteral("cannot write %1").arg(file.fileName())};
+    return platform::success();
+}
+
+} // namespace support

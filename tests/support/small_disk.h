@@ -1,0 +1,31 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+#include <QTemporaryDir>
+
+namespace support {
+
+/// A file system of a few bytes in memory, to be filled up. Needs root.
+class SmallDisk final
+{
+public:
+    explicit SmallDisk(qint64 bytes);
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+    ~SmallDisk();
+
+    [[nodiscard]] bool isMounted() const { return m_problem.isEmpty(); }
+
+    /// Why there is none.
+    [[nodiscard]] QString problem() const { return m_problem; }
+
+    [[nodiscard]] QString path() const { return m_folder.path(); }
+
+private:
+    QTemporaryDir m_folder;
+    QString m_problem;
+};
+
+} // namespace support

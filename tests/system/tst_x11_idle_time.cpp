@@ -1,0 +1,66 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/support/headless_x11.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/x11_test_window.h"
+#include "tests/system/x11_observer.h"
+#include "tests/system/xdotool.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+#include <cmath>
+
+using support::HeadlessX11;
+using support::X11TestWindow;
+
+class TestX11IdleTime final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+
+    void initTestCase() { REQUIRE_PROGRAMS(HeadlessX11::programs() << u"xdotool"_qs); }
+
+    void init() { QTest::failOnWarning(QRegularExpression(u".*"_qs)); }
+
+    void keysAndPointerMovesResetTheIdleTime_data()
+    {
+        QTest::addColumn<QStringList>("input");
+        QTest::newRow("key") << QStringList{u"key"_qs, u"shift"_qs};
+        QTest::newRow("pointer") << QStringList{u"mousemove_relative"_qs, u"1"_qs, u"1"_qs};
+    }
+
+    void keysAndPointerMovesResetTheIdleTime()
+    {
+        QFETCH(const QStringList, input);
+        HeadlessX11 desktop;
+        QVERIFY(desktop.start());
+        const auto observer = X11Observer::on(desktop.display());
+        QVERIFY(observer);
+        QVERIFY(observer->idleTime.isAvailable());
+
+        QTRY_VERIFY(observer->idleTime.secondsSinceLastInput() > 1.5);
+        QVERIFY(observer->idleTime.secondsSinceLastInput() < 60);
+        QVERIFY(xdotool(desktop, input));
+        QVERIFY(observer->idleTime.secondsSinceLastInput() < 1);
+        QTRY_VERIFY(observer->idleTime.secondsSinceLastInput() > 1.5);
+    }
+
+    void aServerWithoutTheExtensionDoesNotTell()
+    {
+        HeadlessX11 desktop;
+        QVERIFY(desktop.start({u"-extension"_qs, u"MIT-SCREEN-SAVER"_qs}));
+        const auto observer = X11Observer::on(desktop.display());
+        QVERIFY(observer);
+        QVERIFY(!observer->idleTime.isAvailable());
+        QVERIFY(std::isnan(observer->idleTime.secondsSinceLastInput()));
+
+        X11TestWindow window(desktop.display());
+        window.setTitle(u"Title"_qs);
+        QVERIFY(window.showAndFocus());
+        QCOMPARE(observer->tick(), std::optional(u"Title"_qs));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestX11IdleTime)
+#include "tst_x11_idle_time.moc"

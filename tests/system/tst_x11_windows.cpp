@@ -1,0 +1,284 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/xdg/desktop_entry_folders.h"
+#include "tests/support/desktop_files.h"
+#include "tests/support/headless_x11.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/x11_test_window.h"
+#include "tests/system/x11_observer.h"
+
+#include <QRegularExpression>
+#include <QSysInfo>
+#include <QTest>
+
+#include <memory>
+#include <unistd.h>
+
+using platform::Application;
+using support::HeadlessX11;
+using support::X11TestWindow;
+
+class TestX11Windows final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        REQUIRE_PROGRAMS(HeadlessX11::programs() << u"xterm"_qs);
+        qputenv("LANGUAGE", "de");
+        const auto started = m_desktop.start();
+        QVERIFY2(started, started ? "" : qPrintable(started.error().text));
+        QVERIFY(m_files.add(u"org.example.Editor.desktop"_qs,
+                            "Name=Editor\nName[de]=Schreiber\nStartupWMClass=Editor"));
+    }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        m_observer = X11Observer::on(m_desktop.display(), {m_files.folder()});
+        QVERIFY(m_observer);
+    }
+
+    void aWindowIsNamedByItsDesktopFile()
+    {
+        X11TestWindow window(m_desktop.display());
+        window.setClass("editor", "Editor");
+        window.setTitle(u"Notes"_qs);
+        window.setPid(static_cast<std::uint32_t>(::getpid()));
+        window.setClientMachine(QSysInfo::machineHostName().toUtf8());
+        QVERIFY(window.showAndFocus());
+        const Application expected{.localizedName = u"Schreiber"_qs,
+                                   .bundleIdentifier = u"org.example.Editor"_qs,
+                                   .processIdentifier = ::getpid(),
+                                   .window = window.id()};
+        QVERIFY(m_observer->front() == expected);
+        QCOMPARE(m_observer->frontTitle(), std::optional(u"Notes"_qs));
+    }
+
+    void aWindowWithoutDesktopFileIsNamedByItsClass()
+    {
+        X11TestWindow window(m_desktop.display());
+        window.setClass("one-off", "One Off Tool");
+        QVERIFY(window.showAndFocus());
+        const Application expected{.localizedName = u"One Off Tool"_qs,
+                                   .bundleIdentifier = u"One Off Tool"_qs,
+                                   .processIdentifier = 0,
+                                   .window = window.id()};
+        QVERIFY(m_observer->front() == expected);
+    }
+
+    void theApplicationIdOfGtkComesBeforeTheClass()
+    {
+        X11TestWindow window(m_desktop.display());
+        window.setClass("python3", "Python3");
+        window.setBytes("_GTK_APPLICATION_ID", "UTF8_STRING", "org.example.Editor");
+        QVERIFY(window.showAndFocus());
+        QCOMPARE(frontIdentifier(), u"org.example.Editor"_qs);
+    }
+
+    void aWindowThatTellsNothingIsStillInFront()
+    {
+        X11TestWindow window(m_desktop.display());
+        QVERIFY(window.showAndFocus());
+        const Application expected{.localizedName = std::nullopt,
+                                   .bundleIdentifier = std::nullopt,
+                                   .processIdentifier = 0,
+                                   .window = window.id()};
+        QVERIFY(m_observer->front() == expected);
+        QCOMPARE(m_observer->frontTitle(), std::nullopt);
+    }
+
+    void theProcessOfAnotherMachineIsUnknown()
+    {
+        X11TestWindow window(m_desktop.display());
+        window.setPid(4711);
+        window.setClientMachine("another-host.example.org");
+        QVERIFY(window.showAndFocus());
+        QCOMPARE(m_observer->front().value_or(Application{}).processIdentifier, 0);
+        window.setClientMachine(QSysInfo::machineHostName().toUtf8());
+        QCOMPARE(m_observer->front().value_or(Application{}).processIdentifier, 4711);
+        window.setPid(0xFFFFFFFFU);
+        QCOMPARE(m_observer->front().value_or(Application{}).processIdentifier, 0);
+    }
+
+    void xtermTakesAndGivesTheFocusWithAllItsFacts()
+    {
+        m_observer = X11Observer::on(m_desktop.display(),
+                                     platform::xdg::desktopEntryFolders(m_desktop.environment()));
+        QVERIFY(m_observer);
+        X11TestWindow window(m_desktop.display());
+        window.setClass("tool", "Tool");
+        window.setTitle(u"Mine"_qs);
+        QVERIFY(window.showAndFocus());
+        QCOMPARE(frontIdentifier(), u"Tool"_qs);
+
+        const auto xterm = m_desktop.startProgram(
+            u"xterm"_qs, {u"-T"_qs, u"Terminal work"_qs, u"-e"_qs, u"cat"_qs});
+        QVERIFY2(xterm, xterm ? "" : qPrintable(xterm.error().text));
+        QTRY_COMPARE(frontIdentifier(), u"debian-xterm"_qs);
+        const auto application = m_observer->front();
+        QVERIFY(application);
+        QCOMPARE(application->localizedName, std::optional(u"XTerm"_qs));
+        QCOMPARE(application->processIdentifier, static_cast<std::int32_t>(xterm.value()->pid()));
+        QCOMPARE(m_observer->windowTitle.focusedWindowTitle(*application),
+                 std::optional(u"Terminal work"_qs));
+
+        QVERIFY(window.focus());
+        QCOMPARE(frontIdentifier(), u"Tool"_qs);
+        QCOMPARE(m_observer->frontTitle(), std::optional(u"Mine"_qs));
+        m_desktop.stopProgram(xterm.value());
+        QCOMPARE(frontIdentifier(), u"Tool"_qs);
+    }
+
+    void titlesFollowTheirType_data()
+    {
+        QTest::addColumn<QByteArray>("property");
+        QTest::addColumn<QByteArray>("type");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("title");
+        const QByteArray net("_NET_WM_NAME");
+        const QByteArray old("WM_NAME");
+        QTest::newRow("UTF-8") << net << QByteArray("UTF8_STRING")
+                               << QByteArray("Gr\xc3\xbc\xc3\x9f"
+                                             "e \xf0\x9f\x98\x80")
+                               << u"Grüße 😀"_qs;
+        QTest::newRow("bad UTF-8") << net << QByteArray("UTF8_STRING")
+                                   << QByteArray("a\xff"
+                                                 "b")
+                                   << u"a\uFFFDb"_qs;
+        QTest::newRow("empty") << net << QByteArray("UTF8_STRING") << QByteArray("") << u""_qs;
+        QTest::newRow("Latin-1") << old << QByteArray("STRING")
+                                 << QByteArray("Gr\xfc\xdf"
+                                               "e")
+                                 << u"Grüße"_qs;
+        QTest::newRow("UTF-8 in the old property") << old << QByteArray("UTF8_STRING")
+                                                   << QByteArray("Gr\xc3\xbc\xc3\x9f"
+                                                                 "e")
+                                                   << u"Grüße"_qs;
+        QTest::newRow("compound text")
+            << old << QByteArray("COMPOUND_TEXT") << QByteArray("\x1b$(B\x46\x7c\x4b\x5c\x1b(B ok")
+            << u"日本 ok"_qs;
+        QTest::newRow("another type") << old << QByteArray("MY_TEXT")
+                                      << QByteArray("Gr\xc3\xbc\xc3\x9f"
+                                                    "e")
+                                      << u"Grüße"_qs;
+        // 16 KiB end in the middle of a character.
+        QTest::newRow("100 KB") << net << QByteArray("UTF8_STRING")
+                                << "a" + QByteArray("\xc3\xbc").repeated(50'000)
+                                << u"a"_qs + QString(8191, u'ü');
+    }
+
+    void titlesFollowTheirType()
+    {
+        QFETCH(const QByteArray, property);
+        QFETCH(const QByteArray, type);
+        QFETCH(const QByteArray, bytes);
+        QFETCH(const QString, title);
+        X11TestWindow window(m_desktop.display());
+        window.setBytes(property, type, bytes);
+        QVERIFY(window.showAndFocus());
+        QCOMPARE(m_observer->frontTitle(), std::optional(title));
+    }
+
+    void theNewTitlePropertyCountsEvenWhenEmpty()
+    {
+        X11TestWindow window(m_desktop.display());
+        window.setBytes("WM_NAME", "STRING", "old");
+        window.setTitle(u"new"_qs);
+        QVERIFY(window.showAndFocus());
+        QCOMPARE(m_observer->frontTitle(), std::optional(u"new"_qs));
+        window.setTitle(QString());
+        QCOMPARE(m_observer->frontTitle(), std::optional(QString()));
+        window.removeProperty("_NET_WM_NAME");
+        QCOMPARE(m_observer->frontTitle(), std::optional(u"old"_qs));
+        window.removeProperty("WM_NAME");
+        QCOMPARE(m_observer->frontTitle(), std::nullopt);
+    }
+
+    void staleActiveWindowMeansNoApplication()
+    {
+        auto window = std::make_unique<X11TestWindow>(m_desktop.display());
+        const X11TestWindow witness(m_desktop.display());
+        QVERIFY(window->showAndFocus());
+        QVERIFY(m_observer->front());
+        window->claimToBeActive();
+        window->destroy();
+        QVERIFY(witness.client().activeWindow() != XCB_WINDOW_NONE); // still claimed
+        QVERIFY(!m_observer->front());
+        QVERIFY(!m_observer->tick());
+    }
+
+    void aWindowDestroyedBetweenTwoQuestionsHasNoTitle()
+    {
+        X11TestWindow window(m_desktop.display());
+        window.setTitle(u"Title"_qs);
+        QVERIFY(window.showAndFocus());
+        QCOMPARE(m_observer->tick(), std::optional(u"Title"_qs));
+        const auto application = m_observer->front();
+        QVERIFY(application);
+        QVERIFY(m_observer->windowTitle.focusedWindowTitle(*application));
+        window.destroy();
+        QCOMPARE(m_observer->windowTitle.focusedWindowTitle(*application), std::nullopt);
+        QCOMPARE(m_observer->windowTitle.focusedWindowTitle(Application{}), std::nullopt);
+    }
+
+    void aWithdrawnWindowIsNotInFront()
+    {
+        X11TestWindow window(m_desktop.display());
+        QVERIFY(window.showAndFocus());
+        QVERIFY(m_observer->front());
+        window.hide();
+        QTRY_VERIFY(!m_observer->front());
+        window.claimToBeActive();
+        QVERIFY(!m_observer->front());
+    }
+
+    void anUnmanagedWindowIsNotInFront()
+    {
+        X11TestWindow window(m_desktop.display(), X11TestWindow::Managed::No);
+        window.show();
+        window.claimToBeActive();
+        QCOMPARE(window.client().activeWindow(), window.id());
+        QVERIFY(!m_observer->front());
+    }
+
+    void theDesktopItselfIsNotInFront()
+    {
+        X11TestWindow window(m_desktop.display());
+        window.setWindowType("_NET_WM_WINDOW_TYPE_DESKTOP");
+        window.show();
+        window.claimToBeActive();
+        QCOMPARE(window.client().activeWindow(), window.id());
+        QVERIFY(!m_observer->front());
+    }
+
+    void withoutWindowManagerNothingIsInFrontUntilItIsBack()
+    {
+        X11TestWindow window(m_desktop.display());
+        window.setClass("tool", "Tool");
+        QVERIFY(window.showAndFocus());
+        QCOMPARE(frontIdentifier(), u"Tool"_qs);
+        m_desktop.killWindowManager();
+        window.claimToBeActive();
+        QVERIFY(!m_observer->front());
+        QVERIFY(m_desktop.startWindowManager());
+        QVERIFY(window.focus());
+        QCOMPARE(frontIdentifier(), u"Tool"_qs);
+    }
+
+private:
+    QString frontIdentifier()
+    {
+        const auto application = m_observer->front();
+        return application ? application->bundleIdentifier.value_or(u"(no identifier)"_qs)
+                           : u"(none)"_qs;
+    }
+
+    support::DesktopFiles m_files;
+    HeadlessX11 m_desktop;
+    std::unique_ptr<X11Observer> m_observer;
+};
+
+QTEST_GUILESS_MAIN(TestX11Windows)
+#include "tst_x11_windows.moc"
