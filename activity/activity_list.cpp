@@ -23,33 +23,31 @@ bool ActivityList::startsWith(const ActivityList& prefix) const
         return false;
     if (m_spine == prefix.m_spine)
         return true;
-    const std::size_t chunks = (prefix.m_first + prefix.m_size - 1) / kChunkRecords + 1;
-    return std::equal(m_spine->data(), m_spine->data() + chunks, prefix.m_spine->data());
+    return std::ranges::equal(prefix.chunks(), chunks().first(prefix.chunks().size()));
 }
 
 ActivityList ActivityList::withoutFirst(std::size_t count) const
 {
-    ActivityList rest;
     if (count >= m_size)
-        return rest;
+        return {};
     const std::size_t position = m_first + count;
     const std::size_t firstChunk = position / kChunkRecords;
-    rest = *this;
+    ActivityList rest = *this;
     rest.m_size = m_size - count;
     rest.m_first = position % kChunkRecords;
     if (firstChunk > 0) // a spine of its own, so that the chunks in front can be released
-        rest.adoptSpine((m_first + m_size - 1) / kChunkRecords + 1 - firstChunk, firstChunk);
+        rest.adoptSpine(chunks().subspan(firstChunk));
     return rest;
 }
 
 ActivityList ActivityList::without(const ActivityIds& ids) const
 {
     const ActivityList& origin = ids.origin();
-    const ActivityList rest = startsWith(origin) ? withoutFirst(origin.size()) : *this;
+    ActivityList rest = startsWith(origin) ? withoutFirst(origin.size()) : *this;
     const auto named = [&ids](const ActivityLog& log) {
         return ids.contains(log.id);
     };
-    if (std::none_of(rest.begin(), rest.end(), named))
+    if (std::ranges::none_of(rest, named))
         return rest;
     ActivityList kept;
     for (const ActivityLog& log : rest) {
@@ -67,16 +65,16 @@ ActivityList::Chunk& ActivityList::chunkForAppend()
     if (offset == 0) {
         // Full, or another copy has already put its own next chunk here.
         if (m_spine == nullptr || m_spine->size() != index || m_spine->capacity() == index)
-            adoptSpine(index);
+            adoptSpine(chunks());
         auto chunk = std::make_shared<Chunk>();
         chunk->reserve(kChunkRecords);
         m_spine->push_back(std::move(chunk));
         return *m_spine->back();
     }
-    if (m_spine->data()[index]->size() != offset) {
+    if (chunks()[index]->size() != offset) {
         // Another copy has appended to the last chunk: go on in a copy of our part of it.
-        const std::shared_ptr<Chunk> shared = m_spine->data()[index];
-        adoptSpine(index);
+        const std::shared_ptr<Chunk> shared = chunks()[index];
+        adoptSpine(chunks().first(index));
         auto chunk = std::make_shared<Chunk>();
         chunk->reserve(kChunkRecords);
         const auto end = shared->begin() + static_cast<std::ptrdiff_t>(offset);
@@ -84,16 +82,24 @@ ActivityList::Chunk& ActivityList::chunkForAppend()
         m_spine->push_back(std::move(chunk));
         return *m_spine->back();
     }
-    return *m_spine->data()[index];
+    return *chunks()[index];
 }
 
-/// Goes on with a spine of this list's own that holds `chunks` of the present ones.
-void ActivityList::adoptSpine(std::size_t chunks, std::size_t firstChunk)
+/// The chunks that hold this list's records. Not by way of the vector's own size, which another
+/// copy may be changing on its thread.
+std::span<const std::shared_ptr<ActivityList::Chunk>> ActivityList::chunks() const
+{
+    if (m_size == 0)
+        return {};
+    return {m_spine->data(), ((m_first + m_size - 1) / kChunkRecords) + 1};
+}
+
+/// Goes on with a spine of this list's own that holds `chunks`.
+void ActivityList::adoptSpine(std::span<const std::shared_ptr<Chunk>> chunks)
 {
     auto spine = std::make_shared<Spine>();
-    spine->reserve(std::max(kFirstSpine, 2 * chunks));
-    for (std::size_t i = 0; i < chunks; ++i)
-        spine->push_back(m_spine->data()[firstChunk + i]);
+    spine->reserve(std::max(kFirstSpine, 2 * chunks.size()));
+    spine->insert(spine->end(), chunks.begin(), chunks.end());
     m_spine = std::move(spine);
 }
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace activity {
@@ -60,7 +61,8 @@ private:
     static constexpr std::size_t kFirstSpine = 8;
 
     [[nodiscard]] Chunk& chunkForAppend();
-    void adoptSpine(std::size_t chunks, std::size_t firstChunk = 0);
+    [[nodiscard]] std::span<const std::shared_ptr<Chunk>> chunks() const;
+    void adoptSpine(std::span<const std::shared_ptr<Chunk>> chunks);
 
     std::shared_ptr<Spine> m_spine;
     std::size_t m_first = 0; // position of the first record in the first chunk

@@ -7,7 +7,6 @@
 #include "platform/atomic_file.h"
 #include "platform/diagnostics.h"
 
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
 
@@ -47,6 +46,10 @@ DataStore::DataStore(const Dependencies& dependencies)
                 worker->cleanUp();
             });
     connect(&m_thread, &QThread::finished, m_worker, &QObject::deleteLater);
+    connect(this, &DataStore::listToSave, m_worker, &SaveWorker::submit);
+    connect(this, &DataStore::finishRequested, m_worker, &SaveWorker::finish);
+    // Directly, on the saving thread: its loop ends even while the main thread waits for that.
+    connect(m_worker, &SaveWorker::finished, &m_thread, &QThread::quit, Qt::DirectConnection);
     m_thread.setObjectName(QStringLiteral("saving"));
     m_thread.start();
 }
@@ -83,7 +86,7 @@ void DataStore::addLog(ActivityLog log)
     Q_EMIT activitiesAboutToChange();
     m_activities.append(std::move(log));
     Q_EMIT activitiesChanged();
-    save();
+    Q_EMIT listToSave(m_activities, QPrivateSignal());
 }
 
 void DataStore::removeLogs(const ActivityIds& withIDs)
@@ -92,7 +95,7 @@ void DataStore::removeLogs(const ActivityIds& withIDs)
     Q_EMIT activitiesAboutToChange();
     m_activities = std::move(kept);
     Q_EMIT activitiesChanged();
-    save();
+    Q_EMIT listToSave(m_activities, QPrivateSignal());
 }
 
 bool DataStore::finishSaving(std::chrono::milliseconds limit)
@@ -100,13 +103,7 @@ bool DataStore::finishSaving(std::chrono::milliseconds limit)
     if (!m_thread.isRunning())
         return true;
     const QDeadlineTimer deadline(limit);
-    QMetaObject::invokeMethod(
-        m_worker,
-        [worker = m_worker, deadline] {
-            worker->finish(deadline);
-            worker->thread()->quit();
-        },
-        Qt::QueuedConnection);
+    Q_EMIT finishRequested(deadline, QPrivateSignal());
     return m_thread.wait(deadline);
 }
 
@@ -125,14 +122,6 @@ DataStore::Loaded DataStore::load()
     m_activities = std::move(*list);
     Q_EMIT activitiesChanged();
     return Loaded::List;
-}
-
-void DataStore::save()
-{
-    QMetaObject::invokeMethod(
-        m_worker,
-        [worker = m_worker, list = m_activities] { worker->submit(list); },
-        Qt::QueuedConnection);
 }
 
 } // namespace activity

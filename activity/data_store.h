@@ -7,6 +7,7 @@
 #include "activity/text_pool.h"
 #include "platform/environment.h"
 
+#include <QDeadlineTimer>
 #include <QObject>
 #include <QString>
 #include <QThread>
@@ -75,11 +76,14 @@ Q_SIGNALS:
     void activitiesAboutToChange();
     void activitiesChanged();
 
+    /// To the saving thread.
+    void listToSave(const activity::ActivityList& list, QPrivateSignal);
+    void finishRequested(QDeadlineTimer deadline, QPrivateSignal);
+
 private:
     enum class Loaded { Nothing, List, Damaged };
 
     Loaded load();
-    void save();
 
     QString m_filePath;
     TextPool m_pool;

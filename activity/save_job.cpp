@@ -98,7 +98,7 @@ platform::Result<SavedFile> SaveJob::commit(const std::optional<SavedFile>& curr
     auto identity = m_out->commit(current ? std::optional(current->identity) : std::nullopt);
     if (!identity)
         return identity.error();
-    return SavedFile{m_list, identity.value()};
+    return SavedFile{.list = m_list, .identity = identity.value()};
 }
 
 bool SaveJob::sourceChanged() const

@@ -55,6 +55,7 @@ void SaveWorker::finish(QDeadlineTimer deadline)
     m_hurry = true;
     proceed();
     m_file->discardPrevious();
+    Q_EMIT finished();
 }
 
 void SaveWorker::proceed()
@@ -77,9 +78,7 @@ void SaveWorker::proceed()
             m_owed = false;
         else if (m_owed)
             m_job.reset();
-        const bool goesOn = m_job == nullptr       ? begin()
-                            : !m_job->isComplete() ? advance(allowed)
-                                                   : commit();
+        const bool goesOn = m_job == nullptr ? begin() : step(allowed);
         if (!goesOn)
             return;
     }
@@ -96,6 +95,11 @@ bool SaveWorker::begin()
     }
     m_job = std::move(job).value();
     return true;
+}
+
+bool SaveWorker::step(std::int64_t bytes)
+{
+    return m_job->isComplete() ? commit() : advance(bytes);
 }
 
 bool SaveWorker::advance(std::int64_t bytes)

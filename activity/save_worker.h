@@ -48,9 +48,14 @@ public:
     /// Finishes what is owed at full speed before it returns, or gives up at `deadline`.
     void finish(QDeadlineTimer deadline);
 
+Q_SIGNALS:
+    /// finish() is done.
+    void finished();
+
 private:
     void proceed();
     bool begin();
+    bool step(std::int64_t bytes);
     bool advance(std::int64_t bytes);
     bool commit();
     void fail(const platform::Error& error);

@@ -36,7 +36,7 @@ std::chrono::milliseconds WriteBudget::untilFull(TimePoint now)
 void WriteBudget::refill(TimePoint now)
 {
     const std::chrono::duration<double> passed = now - m_refilled;
-    m_available = std::min(m_bytesPerSecond, m_available + passed.count() * m_bytesPerSecond);
+    m_available = std::min(m_bytesPerSecond, m_available + (passed.count() * m_bytesPerSecond));
     m_refilled = now;
 }
 

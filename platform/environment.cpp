@@ -7,20 +7,26 @@
 namespace platform {
 
 namespace {
-const Environment* g_installed = nullptr;
+
+const Environment*& installed()
+{
+    static const Environment* environment = nullptr;
+    return environment;
 }
+
+} // namespace
 
 void install(const Environment& environment)
 {
-    Q_ASSERT(g_installed == nullptr); // the services of a process share one environment
-    g_installed = &environment;
+    Q_ASSERT(installed() == nullptr); // the services of a process share one environment
+    installed() = &environment;
 }
 
 const Environment& environment()
 {
-    if (g_installed == nullptr)
+    if (installed() == nullptr)
         qFatal("No platform environment is installed");
-    return *g_installed;
+    return *installed();
 }
 
 } // namespace platform

@@ -108,11 +108,12 @@ LinuxEnvironment::LinuxEnvironment(std::unique_ptr<Backends> backends)
     : m_backends(std::move(backends))
     , m_facilities(m_backends->facilities())
 {
-    if (m_backends->x11)
-        connect(m_backends->x11->connection.get(),
+    if (const std::optional<X11Desktop>& x11 = m_backends->x11) {
+        connect(x11->connection.get(),
                 &x11::X11Connection::lost,
                 this,
                 &LinuxEnvironment::sessionEnded);
+    }
 }
 
 LinuxEnvironment::~LinuxEnvironment() = default;

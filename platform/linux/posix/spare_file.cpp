@@ -13,7 +13,11 @@ namespace platform::posix {
 
 namespace {
 
-constexpr std::int64_t kNanoseconds = 1'000'000'000;
+std::int64_t nanoseconds(const timespec& time)
+{
+    constexpr std::int64_t kPerSecond = 1'000'000'000;
+    return (time.tv_sec * kPerSecond) + time.tv_nsec;
+}
 
 /// True when ours is the only open descriptor of the file: only then the system grants a lease for
 /// writing (fcntl(2)). A reader that opened the file when it was the current one must find it
@@ -39,8 +43,8 @@ std::optional<FileIdentity> identityOf(const FileDescriptor& file)
         .device = info.st_dev,
         .inode = info.st_ino,
         .bytes = info.st_size,
-        .modifiedNanoseconds = info.st_mtim.tv_sec * kNanoseconds + info.st_mtim.tv_nsec,
-        .changedNanoseconds = info.st_ctim.tv_sec * kNanoseconds + info.st_ctim.tv_nsec,
+        .modifiedNanoseconds = nanoseconds(info.st_mtim),
+        .changedNanoseconds = nanoseconds(info.st_ctim),
     };
 }
 
@@ -69,7 +73,8 @@ std::optional<SpareFile::Taken> SpareFile::take()
         return std::nullopt;
     }
     m_identity.reset();
-    return Taken{std::exchange(m_name, {}), std::exchange(m_file, FileDescriptor())};
+    return Taken{.name = std::exchange(m_name, {}),
+                 .file = std::exchange(m_file, FileDescriptor())};
 }
 
 void SpareFile::discard()

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <limits.h>
+#include <climits>
 #include <poll.h>
 #include <unistd.h>
 

@@ -10,7 +10,7 @@ namespace {
 
 std::optional<QString> absolutePathIn(const char* variable)
 {
-    const QString path = QFile::decodeName(qgetenv(variable));
+    QString path = QFile::decodeName(qgetenv(variable));
     if (!path.startsWith(QLatin1Char('/')))
         return std::nullopt;
     return path;
