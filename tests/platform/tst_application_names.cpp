@@ -69,27 +69,21 @@ private Q_SLOTS:
     void aRepeatedQuestionReadsNoProcess()
     {
         QVERIFY(m_files->add(u"editor.desktop"_qs, "Name=Editor\nExec=prog"));
-        runProgram(42, u"prog"_qs);
-        ApplicationNames names({m_files->folder()},
-                               {.checkInterval = 1h, .procFolder = m_proc->path()});
-        QCOMPARE(names.identify({u"x"_qs}, 42).name, std::optional(u"Editor"_qs));
-        QVERIFY(QDir(m_proc->filePath(u"42"_qs)).removeRecursively());
-        QCOMPARE(names.identify({u"x"_qs}, 42).name, std::optional(u"Editor"_qs));
+        ApplicationNames names({m_files->folder()}, optionsWithProgram());
+        QVERIFY(answersAndThenForgetsTheProgram(names));
+        QCOMPARE(names.identify({u"x"_qs}, kPid).name, std::optional(u"Editor"_qs));
         // Another question does look, and finds nothing.
-        QCOMPARE(names.identify({u"y"_qs}, 42).name, std::optional(u"y"_qs));
+        QCOMPARE(names.identify({u"y"_qs}, kPid).name, std::optional(u"y"_qs));
     }
 
     void onlyTheLastAnswersAreKept()
     {
         QVERIFY(m_files->add(u"editor.desktop"_qs, "Name=Editor\nExec=prog"));
-        runProgram(42, u"prog"_qs);
-        ApplicationNames names({m_files->folder()},
-                               {.checkInterval = 1h, .procFolder = m_proc->path()});
-        QCOMPARE(names.identify({u"x"_qs}, 42).name, std::optional(u"Editor"_qs));
-        QVERIFY(QDir(m_proc->filePath(u"42"_qs)).removeRecursively());
+        ApplicationNames names({m_files->folder()}, optionsWithProgram());
+        QVERIFY(answersAndThenForgetsTheProgram(names));
         for (int i = 0; i < 1000; ++i)
             QVERIFY(names.identify({QString::number(i)}, 0).name.has_value());
-        QCOMPARE(names.identify({u"x"_qs}, 42).name, std::optional(u"x"_qs));
+        QCOMPARE(names.identify({u"x"_qs}, kPid).name, std::optional(u"x"_qs));
     }
 
     void itEndsWhileItIsStillReading()
@@ -100,11 +94,20 @@ private Q_SLOTS:
     }
 
 private:
-    void runProgram(int pid, const QString& program)
+    static constexpr int kPid = 42;
+
+    [[nodiscard]] ApplicationNames::Options optionsWithProgram() const
     {
-        const QString process = m_proc->filePath(QString::number(pid));
-        QVERIFY(QDir().mkpath(process));
-        QVERIFY(QFile::link(u"/usr/bin/"_qs + program, process + u"/exe"_qs));
+        return {.checkInterval = 1h, .procFolder = m_proc->path()};
+    }
+
+    /// Asks for the application of a program that runs as kPid, and ends the program.
+    [[nodiscard]] bool answersAndThenForgetsTheProgram(ApplicationNames& names) const
+    {
+        const QString process = m_proc->filePath(QString::number(kPid));
+        return QDir().mkpath(process) && QFile::link(u"/usr/bin/prog"_qs, process + u"/exe"_qs) &&
+               names.identify({u"x"_qs}, kPid).name == u"Editor"_qs &&
+               QDir(process).removeRecursively();
     }
 
     std::unique_ptr<DesktopFiles> m_files;

@@ -24,12 +24,12 @@ QString idOf(const DesktopEntry* entry)
     return entry != nullptr ? entry->id : u"(none)"_qs;
 }
 
-/// Makes the folder look as if it was last changed a minute ago.
-bool age(const QString& folder)
+/// Makes the folder look as if it was last changed `seconds` ago.
+bool age(const QString& folder, int seconds = 60)
 {
     timespec times[2]{};
     ::clock_gettime(CLOCK_REALTIME, times);
-    times[0].tv_sec -= 60;
+    times[0].tv_sec -= seconds;
     times[1] = times[0];
     return ::utimensat(AT_FDCWD, folder.toLocal8Bit().constData(), times, 0) == 0;
 }
@@ -198,6 +198,21 @@ private Q_SLOTS:
         QVERIFY(between.isUpToDate());
         QVERIFY(QFile::remove(m_first->path(u"sub/b.desktop"_qs)));
         QVERIFY(!between.isUpToDate());
+    }
+
+    void aFolderChangedAMomentAgoIsNotTrusted()
+    {
+        // Tried again where the machine is too slow for "a moment".
+        QTRY_VERIFY(age(m_first->folder(), 0) && !read().isUpToDate());
+    }
+
+    void aFolderFromTheFutureIsTrusted()
+    {
+        QVERIFY(age(m_first->folder(), -3600) && age(m_second->folder()));
+        const DesktopEntryIndex index = read();
+        QVERIFY(index.isUpToDate());
+        QVERIFY(age(m_first->folder()));
+        QVERIFY(!index.isUpToDate());
     }
 
 private:

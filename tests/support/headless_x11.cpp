@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QTest>
 
+#include <csignal>
 #include <utility>
 
 namespace support {
@@ -111,6 +112,16 @@ platform::Outcome HeadlessX11::startWindowManager()
 void HeadlessX11::killWindowManager()
 {
     m_windowManager.kill();
+}
+
+void HeadlessX11::pauseServer()
+{
+    ::kill(static_cast<pid_t>(m_server.pid()), SIGSTOP);
+}
+
+void HeadlessX11::resumeServer()
+{
+    ::kill(static_cast<pid_t>(m_server.pid()), SIGCONT);
 }
 
 void HeadlessX11::killServer()

@@ -50,6 +50,9 @@ public:
     [[nodiscard]] platform::Outcome startWindowManager();
     /// Ends it without a chance to clean up.
     void killWindowManager();
+    /// Makes the server hang, and go on.
+    void pauseServer();
+    void resumeServer();
     /// Ends the server without a chance to say goodbye, whatever else still runs.
     void killServer();
 

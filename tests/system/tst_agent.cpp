@@ -255,6 +255,17 @@ private Q_SLOTS:
                      .arg(m_desktop->display()));
     }
 
+    void recordsNothingWhileTheXServerHangsAndEndsWhenAsked()
+    {
+        const FocusedWindow window(*m_desktop, "Editor", QStringLiteral("notes"));
+        QVERIFY(window.hasFocus && m_agent->start());
+        QVERIFY(m_agent->nextLine());
+        m_desktop->pauseServer();
+        QCOMPARE(m_agent->end(), std::optional(0));
+        QCOMPARE(recorded(*m_agent), m_agent->lines());
+        m_desktop->resumeServer();
+    }
+
     void aSuspendedProcessMakesUpNoTicks()
     {
         const FocusedWindow window(*m_desktop, "Editor", QStringLiteral("notes"));

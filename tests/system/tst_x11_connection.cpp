@@ -6,6 +6,7 @@
 #include "tests/system/x11_observer.h"
 
 #include <QAbstractEventDispatcher>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -51,6 +52,32 @@ private Q_SLOTS:
     }
 
     void cleanup() { m_desktop.reset(); }
+
+    void aServerThatHangsHoldsTheMainThreadForASecondOnceAndIsAskedAgainWhenItGoesOn()
+    {
+        X11TestWindow window(m_desktop->display());
+        window.setTitle(QStringLiteral("here"));
+        QVERIFY(window.showAndFocus());
+        auto observer = X11Observer::on(m_desktop->display());
+        QVERIFY(observer);
+        QSignalSpy lost(&observer->connection(), &X11Connection::lost);
+        QCOMPARE(observer->tick(), std::optional(QStringLiteral("here")));
+
+        m_desktop->pauseServer();
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(observer->tick(), std::nullopt);
+        QVERIFY(timer.elapsed() >= 900 && timer.elapsed() < 1900);
+        timer.restart();
+        for (int i = 0; i < 1000; ++i)
+            QCOMPARE(observer->tick(), std::nullopt);
+        QVERIFY(timer.elapsed() < 500);
+        QVERIFY(std::isnan(observer->idleTime.secondsSinceLastInput()));
+
+        m_desktop->resumeServer();
+        QTRY_COMPARE(observer->tick(), std::optional(QStringLiteral("here")));
+        QCOMPARE(lost.count(), 0);
+    }
 
     void aMissingServerIsNamedInTheError()
     {

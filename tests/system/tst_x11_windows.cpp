@@ -246,9 +246,9 @@ private Q_SLOTS:
     void theDesktopItselfIsNotInFront()
     {
         X11TestWindow window(m_desktop.display());
+        QVERIFY(window.showAndFocus());
+        QVERIFY(m_observer->front());
         window.setWindowType("_NET_WM_WINDOW_TYPE_DESKTOP");
-        window.show();
-        window.claimToBeActive();
         QCOMPARE(window.client().activeWindow(), window.id());
         QVERIFY(!m_observer->front());
     }

@@ -6,6 +6,9 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
+#include <cerrno>
+#include <chrono>
+#include <poll.h>
 #include <utility>
 #include <xcb/screensaver.h>
 #include <xcb/xcbext.h>
@@ -13,6 +16,9 @@
 namespace platform::x11 {
 
 namespace {
+/// As long as a tick: a server that takes longer hangs, and with it what the user sees.
+constexpr std::chrono::seconds kPatience(1);
+
 xcb_window_t rootOfScreen(xcb_connection_t* connection, int screen)
 {
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
@@ -66,13 +72,21 @@ X11Connection::~X11Connection() = default;
 
 void* X11Connection::waitForReply(unsigned sequence)
 {
-    if (m_lost)
+    if (!isAlive())
         return nullptr;
     void* reply = nullptr;
     xcb_generic_error_t* error = nullptr;
     if (xcb_poll_for_reply(get(), sequence, &reply, &error) == 0) {
         ++m_blockingWaits;
-        reply = xcb_wait_for_reply(get(), sequence, &error);
+        xcb_flush(get());
+        const QDeadlineTimer deadline(kPatience);
+        while (xcb_poll_for_reply(get(), sequence, &reply, &error) == 0) {
+            if (!waitForData(deadline)) {
+                xcb_discard_reply(get(), sequence);
+                m_silent = true;
+                return nullptr;
+            }
+        }
     }
     X11Free{}(error);
 
@@ -84,6 +98,17 @@ void* X11Connection::waitForReply(unsigned sequence)
     return reply;
 }
 
+/// Waits until the server has sent something; false when it does not before `deadline`.
+bool X11Connection::waitForData(const QDeadlineTimer& deadline) const
+{
+    pollfd poll{.fd = xcb_get_file_descriptor(get()), .events = POLLIN, .revents = 0};
+    int ready = 0;
+    do {
+        ready = ::poll(&poll, 1, static_cast<int>(deadline.remainingTime()));
+    } while (ready < 0 && errno == EINTR);
+    return ready > 0;
+}
+
 void X11Connection::discard(unsigned sequence) const
 {
     if (!m_lost)
@@ -93,6 +118,7 @@ void X11Connection::discard(unsigned sequence) const
 // We select no events, but some are sent to every client and would pile up unread.
 void X11Connection::drainSocket()
 {
+    m_silent = false; // the reply that was given up, at the least
     while (const X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(get())}) {
     }
     if (xcb_connection_has_error(get()) != 0)

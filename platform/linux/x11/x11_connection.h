@@ -6,6 +6,7 @@
 #include "platform/linux/x11/x11_reply.h"
 #include "platform/result.h"
 
+#include <QDeadlineTimer>
 #include <QObject>
 #include <QSocketNotifier>
 #include <QString>
@@ -31,8 +32,9 @@ public:
     X11Connection& operator=(const X11Connection&) = delete;
     ~X11Connection() override;
 
-    /// False from the moment that the server is known to be gone; it stays so.
-    [[nodiscard]] bool isAlive() const { return !m_lost; }
+    /// False from the moment that the server is known to be gone, for good, and while it has left a
+    /// question unanswered for a second, until it sends something again.
+    [[nodiscard]] bool isAlive() const { return !m_lost && !m_silent; }
 
     /// For sending requests. Replies are to be taken through reply(), or dropped by discard().
     [[nodiscard]] xcb_connection_t* get() const { return m_connection.get(); }
@@ -45,9 +47,10 @@ public:
     /// Whether the server has the extension MIT-SCREEN-SAVER.
     [[nodiscard]] bool hasScreenSaver() const { return m_hasScreenSaver; }
 
-    /// The reply to the request `sequence`, once only; null for an X error and after a loss.
-    /// Blocks until the server has answered this request, which means all earlier ones too: taking
-    /// the last reply of several first makes the others free.
+    /// The reply to the request `sequence`, once only; null for an X error, while the server is not
+    /// alive, and when it does not answer within a second. Blocks until the server has answered
+    /// this request, which means all earlier ones too: taking the last reply of several first
+    /// makes the others free.
     template <typename Reply> [[nodiscard]] X11Reply<Reply> reply(unsigned sequence)
     {
         return X11Reply<Reply>(static_cast<Reply*>(waitForReply(sequence)));
@@ -75,6 +78,7 @@ private:
     X11Connection(Handle connection, int screen, QString name);
 
     void* waitForReply(unsigned sequence);
+    [[nodiscard]] bool waitForData(const QDeadlineTimer& deadline) const;
     void drainSocket();
     void noteLoss();
     void reportLoss();
@@ -85,6 +89,7 @@ private:
     X11Atoms m_atoms;
     bool m_hasScreenSaver = false;
     bool m_lost = false;
+    bool m_silent = false;
     std::uint64_t m_blockingWaits = 0;
     QSocketNotifier m_notifier;
 };

@@ -74,8 +74,10 @@ private:
         timespec now{};
         ::clock_gettime(CLOCK_REALTIME, &now);
         const std::chrono::nanoseconds age(nanoseconds(now) - nanoseconds(state.st_mtim));
-        // One that never compares equal: it is read again at the next occasion.
-        return age < kCoarsestFileTime ? -1 : nanoseconds(state.st_mtim);
+        // -1 never compares equal: it is read again at the next occasion. A time ahead of the clock
+        // is none of these, or the folder would be read again for ever.
+        const bool mayStillChange = age.count() >= 0 && age < kCoarsestFileTime;
+        return mayStillChange ? -1 : nanoseconds(state.st_mtim);
     }
 
     void readFile(const QString& path, const QString& id)

@@ -55,6 +55,17 @@ void DesktopContract::theTitleIsThatOfTheApplicationJustAnswered()
     QCOMPARE(desktop().windowTitle().focusedWindowTitle(*application), std::optional(u"First"_qs));
 }
 
+void DesktopContract::everyApplicationHasItsOwnTitle()
+{
+    desktop().open(u"one"_qs, u"First"_qs);
+    const auto first = desktop().frontmostApplication().frontmostApplication();
+    desktop().open(u"two"_qs, u"Second"_qs);
+    const auto second = desktop().frontmostApplication().frontmostApplication();
+    QVERIFY(first && second);
+    QCOMPARE(desktop().windowTitle().focusedWindowTitle(*first), std::optional(u"First"_qs));
+    QCOMPARE(desktop().windowTitle().focusedWindowTitle(*second), std::optional(u"Second"_qs));
+}
+
 void DesktopContract::aChangeOfTitleIsSeenAtTheNextTick()
 {
     desktop().open(u"one"_qs, u"First"_qs);

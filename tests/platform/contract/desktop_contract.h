@@ -51,6 +51,7 @@ private Q_SLOTS:
     void theFocusedWindowsApplicationIsInFront();
     void aChangeOfFocusIsSeenAtTheNextQuestion();
     void theTitleIsThatOfTheApplicationJustAnswered();
+    void everyApplicationHasItsOwnTitle();
     void aChangeOfTitleIsSeenAtTheNextTick();
     void aWindowMayHaveNoTitleOrAnEmptyOne();
     void aClosedWindowIsNotInFront();
