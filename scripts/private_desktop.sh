@@ -9,17 +9,20 @@
 #
 #   --home DIR  use DIR as HOME and leave it there afterwards (otherwise a temporary one)
 #   --keyring   with an unlocked keyring
+#   --terminal  with a terminal in front
 set -euo pipefail
 # shellcheck source=lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 home=
 keyring=no
+terminal=no
 while [ $# -gt 0 ]; do
     case $1 in
     -h | --help) usage && exit 0 ;;
     --home) home=${2:?--home needs a folder} && shift 2 ;;
     --keyring) keyring=yes && shift ;;
+    --terminal) terminal=yes && shift ;;
     -*) fail "unknown option \"$1\" (see --help)" ;;
     *) break ;;
     esac
@@ -114,6 +117,11 @@ fi
 launch windows openbox
 managed() { xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 0x; }
 needs windows managed
+
+if [ $terminal = yes ]; then
+    launch terminal xterm -T Terminal -e sleep infinity
+    needs terminal xdotool getactivewindow getwindowname
+fi
 
 # In the background, because the shell would otherwise look at signals only after it.
 "$@" <&0 &
