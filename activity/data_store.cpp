@@ -33,31 +33,29 @@ DataStore::DataStore(const Dependencies& dependencies)
     dependencies.files.makePrivateFolder(QFileInfo(m_filePath).path());
     const Loaded loaded = load();
 
-    m_worker = new SaveWorker(dependencies.files.at(m_filePath),
-                              dependencies.diagnostics,
-                              {.bytesPerSecond = dependencies.bytesPerSecond,
-                               .keepDamagedCopy = loaded == Loaded::Damaged});
+    m_worker = std::make_unique<SaveWorker>(
+        dependencies.files.at(m_filePath),
+        dependencies.diagnostics,
+        SaveWorker::Settings{.bytesPerSecond = dependencies.bytesPerSecond,
+                             .keepDamagedCopy = loaded == Loaded::Damaged});
     m_worker->moveToThread(&m_thread);
     connect(&m_thread,
             &QThread::started,
-            m_worker,
-            [worker = m_worker, enterBackground = dependencies.enterBackground] {
+            m_worker.get(),
+            [worker = m_worker.get(), enterBackground = dependencies.enterBackground] {
                 enterBackground();
                 worker->cleanUp();
             });
-    connect(&m_thread, &QThread::finished, m_worker, &QObject::deleteLater);
-    connect(this, &DataStore::listToSave, m_worker, &SaveWorker::submit);
-    connect(this, &DataStore::finishRequested, m_worker, &SaveWorker::finish);
+    connect(this, &DataStore::finishRequested, m_worker.get(), &SaveWorker::finish);
     // Directly, on the saving thread: its loop ends even while the main thread waits for that.
-    connect(m_worker, &SaveWorker::finished, &m_thread, &QThread::quit, Qt::DirectConnection);
+    connect(m_worker.get(), &SaveWorker::finished, &m_thread, &QThread::quit, Qt::DirectConnection);
     m_thread.setObjectName(QStringLiteral("saving"));
     m_thread.start();
 }
 
 DataStore::~DataStore()
 {
-    finishSaving(std::chrono::hours(1));
-    m_thread.wait();
+    finishSaving(std::chrono::hours(24));
 }
 
 DataStore& DataStore::shared()
@@ -86,7 +84,7 @@ void DataStore::addLog(ActivityLog log)
     Q_EMIT activitiesAboutToChange();
     m_activities.append(std::move(log));
     Q_EMIT activitiesChanged();
-    Q_EMIT listToSave(m_activities, QPrivateSignal());
+    m_worker->submit(m_activities);
 }
 
 void DataStore::removeLogs(const ActivityIds& withIDs)
@@ -95,16 +93,15 @@ void DataStore::removeLogs(const ActivityIds& withIDs)
     Q_EMIT activitiesAboutToChange();
     m_activities = std::move(kept);
     Q_EMIT activitiesChanged();
-    Q_EMIT listToSave(m_activities, QPrivateSignal());
+    m_worker->submit(m_activities);
 }
 
 bool DataStore::finishSaving(std::chrono::milliseconds limit)
 {
-    if (!m_thread.isRunning())
-        return true;
     const QDeadlineTimer deadline(limit);
-    Q_EMIT finishRequested(deadline, QPrivateSignal());
-    return m_thread.wait(deadline);
+    if (m_thread.isRunning())
+        Q_EMIT finishRequested(deadline, QPrivateSignal());
+    return m_thread.wait(deadline) && m_worker->hasFinished();
 }
 
 DataStore::Loaded DataStore::load()

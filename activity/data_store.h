@@ -15,6 +15,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace activity {
@@ -77,7 +78,6 @@ Q_SIGNALS:
     void activitiesChanged();
 
     /// To the saving thread.
-    void listToSave(const activity::ActivityList& list, QPrivateSignal);
     void finishRequested(QDeadlineTimer deadline, QPrivateSignal);
 
 private:
@@ -89,7 +89,7 @@ private:
     TextPool m_pool;
     ActivityList m_activities;
     QThread m_thread;
-    SaveWorker* m_worker = nullptr; // lives in m_thread, which deletes it at its end
+    std::unique_ptr<SaveWorker> m_worker; // lives in m_thread
 };
 
 } // namespace activity

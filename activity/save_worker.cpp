@@ -41,11 +41,8 @@ void SaveWorker::cleanUp()
 
 void SaveWorker::submit(const ActivityList& list)
 {
-    m_newest = list;
-    m_owed = true;
-    // Behind what else has been queued: of many lists that wait, only the newest is written.
-    if (!m_resume.isActive())
-        m_resume.start(std::chrono::milliseconds(0));
+    if (m_inbox.put(list))
+        QMetaObject::invokeMethod(this, &SaveWorker::wake, Qt::QueuedConnection);
 }
 
 void SaveWorker::finish(QDeadlineTimer deadline)
@@ -56,11 +53,18 @@ void SaveWorker::finish(QDeadlineTimer deadline)
     proceed();
     m_file->discardPrevious();
     Q_EMIT finished();
+    m_finished.store(true, std::memory_order_release);
+}
+
+void SaveWorker::wake()
+{
+    if (!m_resume.isActive())
+        proceed();
 }
 
 void SaveWorker::proceed()
 {
-    while (m_owed || m_job != nullptr) {
+    for (collect(); m_owed || m_job != nullptr; collect()) {
         if (m_deadline.hasExpired()) {
             fail({QStringLiteral("not finished in the time left before the end")});
             return;
@@ -73,15 +77,22 @@ void SaveWorker::proceed()
                 return;
             }
         }
-        // What was removed from the list need not reach the disk first.
-        if (m_owed && m_job != nullptr && m_job->adopt(m_newest))
-            m_owed = false;
-        else if (m_owed)
-            m_job.reset();
         const bool goesOn = m_job == nullptr ? begin() : step(allowed);
         if (!goesOn)
             return;
     }
+}
+
+/// Takes the newest list, into the job under way if that can still take it in.
+void SaveWorker::collect()
+{
+    std::optional<ActivityList> newest = m_inbox.take();
+    if (!newest)
+        return;
+    m_newest = std::move(*newest);
+    m_owed = m_job == nullptr || !m_job->adopt(m_newest);
+    if (m_owed)
+        m_job.reset(); // what was removed from the list need not reach the disk first
 }
 
 bool SaveWorker::begin()

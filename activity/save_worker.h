@@ -3,6 +3,7 @@
 #pragma once
 
 #include "activity/activity_list.h"
+#include "activity/mailbox.h"
 #include "activity/save_job.h"
 #include "activity/write_budget.h"
 #include "platform/atomic_file.h"
@@ -12,6 +13,7 @@
 #include <QObject>
 #include <QTimer>
 
+#include <atomic>
 #include <memory>
 #include <optional>
 
@@ -21,7 +23,8 @@ namespace activity {
 /// while it writes supersede one another. As a rule a save writes the new records only, into the
 /// file before the current one. Where more is to be written, it is no more than the budget allows:
 /// a large file is copied slowly, and what was added meanwhile goes in at the end.
-/// Lives in the thread that it works in; only its constructor may be called from another.
+/// Lives in the thread that it works in; only its constructor, destructor and submit() may be
+/// called from another.
 class SaveWorker final : public QObject
 {
     Q_OBJECT
@@ -42,18 +45,25 @@ public:
     /// Removes what earlier processes left unfinished.
     void cleanUp();
 
-    /// Saves `list`, from the event loop: soon, or when the writing under way allows.
+    /// Has `list` saved, from the worker's event loop: soon, or when the writing under way allows.
+    /// Any thread; never blocks.
     void submit(const ActivityList& list);
 
     /// Finishes what is owed at full speed before it returns, or gives up at `deadline`.
     void finish(QDeadlineTimer deadline);
+
+    /// True once finish() is done: nothing of this object is used by its thread any more, and what
+    /// it has written is visible to whoever asks. Any thread.
+    [[nodiscard]] bool hasFinished() const { return m_finished.load(std::memory_order_acquire); }
 
 Q_SIGNALS:
     /// finish() is done.
     void finished();
 
 private:
+    void wake();
     void proceed();
+    void collect();
     bool begin();
     bool step(std::int64_t bytes);
     bool advance(std::int64_t bytes);
@@ -66,12 +76,14 @@ private:
     WriteBudget m_budget;
     bool m_keepDamagedCopy;
     QTimer m_resume;
+    Mailbox<ActivityList> m_inbox;
     std::unique_ptr<SaveJob> m_job;
     ActivityList m_newest;
     bool m_owed = false; // m_newest is in neither the file nor the job
     SaveJob::OnDisk m_onDisk;
     QDeadlineTimer m_deadline{QDeadlineTimer::Forever};
     bool m_hurry = false;
+    std::atomic<bool> m_finished = false;
 };
 
 } // namespace activity

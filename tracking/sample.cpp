@@ -45,7 +45,8 @@ QString tickLine(const QString& name, const QString& title, const std::optional<
 
 QString idleLine(double idleSeconds)
 {
-    if (!(idleSeconds >= -0x1p63 && idleSeconds < 0x1p63))
+    const bool fits = idleSeconds >= -0x1p63 && idleSeconds < 0x1p63; // not-a-number does not
+    if (!fits)
         qFatal("The idle time, %f s, is not a number of seconds", idleSeconds);
     const QString seconds = QString::number(static_cast<qint64>(idleSeconds));
     return QLatin1StringView("Idle: ") + seconds + QLatin1Char('s');

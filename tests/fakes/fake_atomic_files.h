@@ -4,10 +4,10 @@
 
 #include "platform/atomic_file.h"
 
-#include <QMutex>
 #include <QStringList>
 
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -43,14 +43,14 @@ public:
 
     void setFaults(const Faults& faults)
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::scoped_lock lock(m_mutex);
         m_faults = faults;
     }
 
     /// Changes the file as another program would.
     void changeFromOutside(const QByteArray& content)
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::scoped_lock lock(m_mutex);
         m_content = content;
         ++m_version;
     }
@@ -80,7 +80,7 @@ private:
                                                         std::int64_t offset,
                                                         std::int64_t bytes) override
         {
-            const QMutexLocker lock(&m_files.m_mutex);
+            const std::scoped_lock lock(m_files.m_mutex);
             if (auto failed = fault(m_files.m_faults.copy))
                 return *failed;
             if (m_files.identity() != expected) {
@@ -96,7 +96,7 @@ private:
 
         [[nodiscard]] platform::Outcome append(std::string_view content) override
         {
-            const QMutexLocker lock(&m_files.m_mutex);
+            const std::scoped_lock lock(m_files.m_mutex);
             if (auto failed = fault(m_files.m_faults.append))
                 return *failed;
             m_content.append(content.data(), static_cast<qsizetype>(content.size()));
@@ -109,7 +109,7 @@ private:
         {
             if (m_files.beforeCommit)
                 m_files.beforeCommit();
-            const QMutexLocker lock(&m_files.m_mutex);
+            const std::scoped_lock lock(m_files.m_mutex);
             if (auto failed = fault(m_files.m_faults.commit))
                 return *failed;
             m_files.m_previous.reset();
@@ -153,7 +153,7 @@ private:
         [[nodiscard]] platform::Result<std::unique_ptr<platform::FileReplacement>>
         beginReplacement() override
         {
-            const QMutexLocker lock(&m_files.m_mutex);
+            const std::scoped_lock lock(m_files.m_mutex);
             if (!m_files.m_faults.begin.isEmpty())
                 return platform::Error{m_files.m_faults.begin};
             return std::unique_ptr<platform::FileReplacement>(new Replacement(m_files));
@@ -162,7 +162,7 @@ private:
         [[nodiscard]] std::unique_ptr<platform::FileReplacement>
         recyclePrevious(std::int64_t bytes) override
         {
-            const QMutexLocker lock(&m_files.m_mutex);
+            const std::scoped_lock lock(m_files.m_mutex);
             const auto previous = std::exchange(m_files.m_previous, std::nullopt);
             if (!previous)
                 return nullptr;
@@ -171,13 +171,13 @@ private:
 
         void discardPrevious() override
         {
-            const QMutexLocker lock(&m_files.m_mutex);
+            const std::scoped_lock lock(m_files.m_mutex);
             m_files.m_previous.reset();
         }
 
         [[nodiscard]] platform::Outcome keepDamagedCopy() override
         {
-            const QMutexLocker lock(&m_files.m_mutex);
+            const std::scoped_lock lock(m_files.m_mutex);
             if (!m_files.m_faults.keepDamagedCopy.isEmpty())
                 return platform::Error{m_files.m_faults.keepDamagedCopy};
             ++m_files.m_damagedCopies;
@@ -193,7 +193,7 @@ private:
 
     template <typename T> T locked(const T& value) const
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::scoped_lock lock(m_mutex);
         return value;
     }
 
@@ -202,7 +202,7 @@ private:
         return {.device = 1, .inode = m_version, .bytes = m_content.size()};
     }
 
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     QByteArray m_content;
     std::optional<QByteArray> m_previous;
     quint64 m_version = 0;

@@ -4,8 +4,9 @@
 
 #include "platform/diagnostics.h"
 
-#include <QMutex>
 #include <QStringList>
+
+#include <mutex>
 
 namespace fakes {
 
@@ -15,18 +16,18 @@ class FakeDiagnostics final : public platform::Diagnostics
 public:
     void line(QStringView text) override
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::scoped_lock lock(m_mutex);
         m_lines.append(text.toString());
     }
 
     [[nodiscard]] QStringList lines() const
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::scoped_lock lock(m_mutex);
         return m_lines;
     }
 
 private:
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     QStringList m_lines;
 };
 
