@@ -16,7 +16,7 @@ WriteBudget::WriteBudget(std::int64_t bytesPerSecond)
 std::int64_t WriteBudget::available(TimePoint now)
 {
     refill(now);
-    return std::max<std::int64_t>(0, std::llround(std::floor(m_available)));
+    return m_available < m_bytesPerSecond / 4 ? 0 : std::llround(std::floor(m_available));
 }
 
 void WriteBudget::charge(std::int64_t bytes, TimePoint now)

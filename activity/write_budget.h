@@ -17,7 +17,8 @@ public:
 
     explicit WriteBudget(std::int64_t bytesPerSecond);
 
-    /// Bytes that may be written at `now`; 0 when the budget is used up.
+    /// Bytes that may be written at `now`: at least a quarter of a second's worth, or 0 while there
+    /// is less, so that nobody writes in crumbs as they trickle in.
     [[nodiscard]] std::int64_t available(TimePoint now);
 
     /// Notes that `bytes` have been written at `now`, even more than were available.

@@ -81,7 +81,7 @@ struct LinuxEnvironment::Backends
             .clock = clock,
             .diagnostics = diagnostics,
             .atomicFiles = atomicFiles,
-            .applicationSupport = xdg::dataHome(),
+            .applicationSupport = xdg::dataHome(QProcessEnvironment::systemEnvironment()),
             .enterBackground = posix::enterBackground,
         };
     }

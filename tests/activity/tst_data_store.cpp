@@ -5,6 +5,7 @@
 #include "tests/fakes/fake_atomic_files.h"
 #include "tests/fakes/fake_diagnostics.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/dies_with.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -76,6 +77,24 @@ public:
     std::optional<DataStore> store;
 };
 
+/// A store whose disk takes nothing until it is allowed to.
+struct HangingDisk
+{
+    HangingDisk()
+    {
+        files.beforeCommit = [this] {
+            mayCommit.acquire();
+        };
+    }
+
+    fakes::FakeAtomicFiles files;
+    fakes::FakeDiagnostics diagnostics;
+    QSemaphore mayCommit;
+    DataStore store{{.applicationSupport = QStringLiteral("/data"),
+                     .files = files,
+                     .diagnostics = diagnostics}};
+};
+
 mode_t modeOf(const QString& path)
 {
     struct stat info = {};
@@ -117,6 +136,16 @@ private Q_SLOTS:
         QTRY_VERIFY(home.fileHolds(home.store->activities()));
         QCOMPARE(home.store->activities().size(), 1UL);
         QCOMPARE(modeOf(home.path()), 0600U);
+    }
+
+    void withoutAFolderForApplicationDataTheProgramEnds()
+    {
+        QVERIFY(support::diesWith("no folder for application data", [] {
+            fakes::FakeAtomicFiles files;
+            fakes::FakeDiagnostics diagnostics;
+            const DataStore store(
+                {.applicationSupport = std::nullopt, .files = files, .diagnostics = diagnostics});
+        }));
     }
 
     void anExistingOpenFolderIsClosedToOthers()
@@ -277,22 +306,14 @@ private Q_SLOTS:
 
     void addLogReturnsBeforeTheFileIsWritten()
     {
-        fakes::FakeAtomicFiles files;
-        fakes::FakeDiagnostics diagnostics;
-        QSemaphore mayCommit;
-        files.beforeCommit = [&mayCommit] {
-            mayCommit.acquire();
-        };
-        DataStore store({.applicationSupport = QStringLiteral("/data"),
-                         .files = files,
-                         .diagnostics = diagnostics});
+        HangingDisk disk;
         for (int i = 0; i < 100; ++i)
-            store.addLog(samples::log("a"));
-        QCOMPARE(store.activities().size(), 100UL);
-        QCOMPARE(files.commits(), 0);
-        mayCommit.release(1000);
-        QTRY_COMPARE(files.content(), samples::json(store.activities()));
-        QVERIFY(files.commits() < 100); // newer lists superseded waiting ones
+            disk.store.addLog(samples::log("a"));
+        QCOMPARE(disk.store.activities().size(), 100UL);
+        QCOMPARE(disk.files.commits(), 0);
+        disk.mayCommit.release(1000);
+        QTRY_COMPARE(disk.files.content(), samples::json(disk.store.activities()));
+        QVERIFY(disk.files.commits() < 100); // newer lists superseded waiting ones
     }
 
     void removingTheFirstAndThirdOfFourKeepsTheSecondAndFourthInOrder()
@@ -394,18 +415,10 @@ private Q_SLOTS:
 
     void theEndIsNotHeldUpByADiskThatHangs()
     {
-        fakes::FakeAtomicFiles files;
-        fakes::FakeDiagnostics diagnostics;
-        QSemaphore mayCommit;
-        files.beforeCommit = [&mayCommit] {
-            mayCommit.acquire();
-        };
-        DataStore store({.applicationSupport = QStringLiteral("/data"),
-                         .files = files,
-                         .diagnostics = diagnostics});
-        store.addLog(samples::log("a"));
-        QVERIFY(!store.finishSaving(50ms));
-        mayCommit.release(10); // for the destructor, which waits
+        HangingDisk disk;
+        disk.store.addLog(samples::log("a"));
+        QVERIFY(!disk.store.finishSaving(50ms));
+        disk.mayCommit.release(10); // for the store's destructor, which waits
     }
 
     void leftoversOfAKilledProcessAreRemovedAndThoseOfALiveOneStay()

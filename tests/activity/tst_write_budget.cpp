@@ -36,6 +36,15 @@ private Q_SLOTS:
         QCOMPARE(budget.available(kStart + 10s), 1000);
     }
 
+    void crumbsAreNotHandedOut()
+    {
+        WriteBudget budget(1000);
+        budget.charge(1000, kStart);
+        QCOMPARE(budget.available(kStart + 249ms), 0);
+        QCOMPARE(budget.available(kStart + 250ms), 250);
+        QCOMPARE(budget.untilFull(kStart + 249ms), 751ms);
+    }
+
     void anOverdrawnBudgetWaitsLonger()
     {
         WriteBudget budget(1000);

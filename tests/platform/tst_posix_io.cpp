@@ -198,19 +198,19 @@ private Q_SLOTS:
     void dataHomeFollowsTheBaseDirectoryRules()
     {
         using platform::xdg::dataHome;
-        const QByteArray home = qgetenv("HOME");
-        qputenv("HOME", "/home/somebody");
-        qputenv("XDG_DATA_HOME", "/data/of/somebody");
-        QCOMPARE(dataHome(), std::optional(QStringLiteral("/data/of/somebody")));
+        const QString home = QStringLiteral("HOME");
+        const QString data = QStringLiteral("XDG_DATA_HOME");
+        const auto fromHome = std::optional(QStringLiteral("/home/somebody/.local/share"));
+        QProcessEnvironment environment;
+        QCOMPARE(dataHome(environment), std::nullopt);
+        environment.insert(home, QStringLiteral("/home/somebody"));
+        QCOMPARE(dataHome(environment), fromHome);
         for (const char* invalid : {"", "relative/path", "./x"}) {
-            qputenv("XDG_DATA_HOME", invalid);
-            QCOMPARE(dataHome(), std::optional(QStringLiteral("/home/somebody/.local/share")));
+            environment.insert(data, QString::fromLatin1(invalid));
+            QCOMPARE(dataHome(environment), fromHome);
         }
-        qunsetenv("XDG_DATA_HOME");
-        QCOMPARE(dataHome(), std::optional(QStringLiteral("/home/somebody/.local/share")));
-        qputenv("HOME", "");
-        QCOMPARE(dataHome(), std::nullopt);
-        qputenv("HOME", home);
+        environment.insert(data, QStringLiteral("/data/of/somebody"));
+        QCOMPARE(dataHome(environment), std::optional(QStringLiteral("/data/of/somebody")));
     }
 };
 

@@ -20,6 +20,12 @@ SmallDisk::SmallDisk(qint64 bytes)
                     QString::fromLocal8Bit(std::strerror(errno));
 }
 
+bool SmallDisk::makeReadOnly()
+{
+    const QByteArray target = QFile::encodeName(m_folder.path());
+    return ::mount("none", target.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+}
+
 SmallDisk::~SmallDisk()
 {
     // Detached: whatever is still open in it goes with its last user.

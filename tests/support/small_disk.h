@@ -21,6 +21,9 @@ public:
     /// Why there is none.
     [[nodiscard]] QString problem() const { return m_problem; }
 
+    /// From then on nothing can be written to it; false when the system refuses.
+    [[nodiscard]] bool makeReadOnly();
+
     [[nodiscard]] QString path() const { return m_folder.path(); }
 
 private:

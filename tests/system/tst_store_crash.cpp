@@ -7,6 +7,7 @@
 #include "tests/fakes/fake_diagnostics.h"
 #include "tests/support/activity_samples.h"
 #include "tests/support/child_process.h"
+#include "tests/support/required_programs.h"
 #include "tests/support/small_disk.h"
 
 #include <QDir>
@@ -33,6 +34,14 @@ std::vector<Note> notesIn(const QByteArray& output)
         std::memcpy(notes.data(), output.constData(), notes.size() * sizeof(Note));
     return notes;
 }
+
+/// Ends the test where no small disk is to be had; in CI that is a failure.
+#define REQUIRE_SMALL_DISK(disk)                                                                   \
+    do {                                                                                           \
+        if (!(disk).isMounted() && !support::missingProgramsAreFailures())                         \
+            QSKIP("mounting a small disk needs root");                                             \
+        QVERIFY2((disk).isMounted(), qPrintable((disk).problem()));                                \
+    } while (false)
 
 QString fileIn(const QString& support)
 {
@@ -108,9 +117,7 @@ private Q_SLOTS:
     void aFullDiskKeepsTheOldFileSaysSoAndRecoversWhenThereIsRoom()
     {
         support::SmallDisk disk(1'000'000);
-        if (!disk.isMounted() && !qEnvironmentVariableIsSet("CI"))
-            QSKIP("mounting a small disk needs root");
-        QVERIFY2(disk.isMounted(), qPrintable(disk.problem()));
+        REQUIRE_SMALL_DISK(disk);
         fakes::FakeDiagnostics diagnostics;
         platform::posix::PosixAtomicFiles files;
         const QString path = fileIn(disk.path());
@@ -136,6 +143,32 @@ private Q_SLOTS:
         store.addLog(samples::log("third"));
         QTRY_COMPARE(samples::contentOf(path), samples::json(store.activities()));
         QCOMPARE(diagnostics.lines(), QStringList(line));
+    }
+
+    void aFolderThatCannotBeWrittenToKeepsTheOldFileAndSaysSo()
+    {
+        support::SmallDisk disk(1'000'000);
+        REQUIRE_SMALL_DISK(disk);
+        fakes::FakeDiagnostics diagnostics;
+        platform::posix::PosixAtomicFiles files;
+        const QString path = fileIn(disk.path());
+        const activity::DataStore::Dependencies dependencies{
+            .applicationSupport = disk.path(), .files = files, .diagnostics = diagnostics};
+        QByteArray before;
+        {
+            activity::DataStore store(dependencies);
+            store.addLog(samples::log("first"));
+            before = samples::json(store.activities());
+        }
+        QVERIFY(disk.makeReadOnly());
+        activity::DataStore store(dependencies);
+        QCOMPARE(store.activities().size(), 1UL);
+        store.addLog(samples::log("second"));
+        const QString line =
+            QStringLiteral("Save failed: ") + path + QStringLiteral(": Read-only file system");
+        QTRY_COMPARE(diagnostics.lines(), QStringList(line));
+        QCOMPARE(samples::contentOf(path), before);
+        QCOMPARE(store.activities().size(), 2UL);
     }
 };
 

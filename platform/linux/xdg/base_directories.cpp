@@ -2,28 +2,16 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/xdg/base_directories.h"
 
-#include <QFile>
-
 namespace platform::xdg {
 
-namespace {
-
-std::optional<QString> absolutePathIn(const char* variable)
+std::optional<QString> dataHome(const QProcessEnvironment& environment)
 {
-    QString path = QFile::decodeName(qgetenv(variable));
-    if (!path.startsWith(QLatin1Char('/')))
-        return std::nullopt;
-    return path;
-}
-
-} // namespace
-
-std::optional<QString> dataHome()
-{
-    if (auto path = absolutePathIn("XDG_DATA_HOME"))
-        return path;
-    if (const auto home = absolutePathIn("HOME"))
-        return *home + QLatin1StringView("/.local/share");
+    const QString chosen = environment.value(QStringLiteral("XDG_DATA_HOME"));
+    if (chosen.startsWith(u'/'))
+        return chosen;
+    const QString home = environment.value(QStringLiteral("HOME"));
+    if (home.startsWith(u'/'))
+        return home + QLatin1StringView("/.local/share");
     return std::nullopt;
 }
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QProcessEnvironment>
 #include <QString>
 
 #include <optional>
@@ -9,8 +10,7 @@
 namespace platform::xdg {
 
 /// $XDG_DATA_HOME, or ~/.local/share where it is unset, empty or not absolute (XDG Base Directory
-/// Specification). None when there is no home folder either.
-/// Any thread, as long as nobody changes the process's environment.
-[[nodiscard]] std::optional<QString> dataHome();
+/// Specification). None when there is no home folder either. Any thread.
+[[nodiscard]] std::optional<QString> dataHome(const QProcessEnvironment& environment);
 
 } // namespace platform::xdg

@@ -2,34 +2,32 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/xdg/desktop_entry_folders.h"
 
+#include "platform/linux/xdg/base_directories.h"
+
 #include <QString>
+
+#include <optional>
 
 namespace platform::xdg {
 
 QStringList desktopEntryFolders(const QProcessEnvironment& environment)
 {
-    const auto variable = [&environment](QLatin1String name, const QString& otherwise) {
-        const QString value = environment.value(name);
-        return value.isEmpty() ? otherwise : value;
-    };
-    const QString home = environment.value(QStringLiteral("HOME"));
-    const QString defaultDataHome = home + QLatin1String("/.local/share");
-    QString dataHome = variable(QLatin1String("XDG_DATA_HOME"), defaultDataHome);
-    if (!dataHome.startsWith(u'/'))
-        dataHome = defaultDataHome;
+    const std::optional<QString> home = dataHome(environment);
+    QString others = environment.value(QStringLiteral("XDG_DATA_DIRS"));
+    if (others.isEmpty())
+        others = QStringLiteral("/usr/local/share:/usr/share");
 
-    QStringList bases{dataHome};
-    bases += variable(QLatin1String("XDG_DATA_DIRS"), QStringLiteral("/usr/local/share:/usr/share"))
-                 .split(u':');
+    QStringList bases = others.split(u':');
+    bases.prepend(home.value_or(QString()));
     bases << QStringLiteral("/var/lib/flatpak/exports/share")
-          << dataHome + QLatin1String("/flatpak/exports/share")
+          << home.value_or(QString()) + QLatin1String("/flatpak/exports/share")
           << QStringLiteral("/var/lib/snapd/desktop");
 
     QStringList folders;
     for (QString& base : bases) {
         while (base.size() > 1 && base.endsWith(u'/'))
             base.chop(1);
-        if (base.startsWith(u'/')) // the specification has relative paths ignored
+        if (base.startsWith(u'/')) // others are not valid here
             folders.append(base + QLatin1String("/applications"));
     }
     folders.removeDuplicates();
