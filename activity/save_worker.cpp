@@ -32,6 +32,7 @@ SaveWorker::SaveWorker(std::unique_ptr<platform::AtomicFile> file,
 {
     m_resume.setSingleShot(true);
     connect(&m_resume, &QTimer::timeout, this, &SaveWorker::proceed);
+    connect(this, &SaveWorker::listArrived, this, &SaveWorker::wake, Qt::QueuedConnection);
 }
 
 void SaveWorker::cleanUp()
@@ -42,7 +43,7 @@ void SaveWorker::cleanUp()
 void SaveWorker::submit(const ActivityList& list)
 {
     if (m_inbox.put(list))
-        QMetaObject::invokeMethod(this, &SaveWorker::wake, Qt::QueuedConnection);
+        Q_EMIT listArrived(QPrivateSignal());
 }
 
 void SaveWorker::finish(QDeadlineTimer deadline)

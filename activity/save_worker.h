@@ -59,6 +59,8 @@ public:
 Q_SIGNALS:
     /// finish() is done.
     void finished();
+    /// To this object's own thread.
+    void listArrived(QPrivateSignal);
 
 private:
     void wake();

@@ -6,7 +6,7 @@ namespace platform::xdg {
 
 std::optional<QString> dataHome(const QProcessEnvironment& environment)
 {
-    const QString chosen = environment.value(QStringLiteral("XDG_DATA_HOME"));
+    QString chosen = environment.value(QStringLiteral("XDG_DATA_HOME"));
     if (chosen.startsWith(u'/'))
         return chosen;
     const QString home = environment.value(QStringLiteral("HOME"));
