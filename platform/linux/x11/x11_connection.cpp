@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <poll.h>
+#include <thread>
 #include <utility>
 #include <xcb/screensaver.h>
 #include <xcb/xcbext.h>
@@ -18,6 +19,10 @@ namespace platform::x11 {
 namespace {
 /// As long as a tick: a server that takes longer hangs, and with it what the user sees.
 constexpr std::chrono::seconds kPatience(1);
+
+/// The server writes each reply of a batch by itself. Where it shares a processor with us, waiting
+/// for data would wake us for every single one: a dozen times a tick instead of once.
+constexpr std::chrono::microseconds kTimeToAnswer(100);
 
 xcb_window_t rootOfScreen(xcb_connection_t* connection, int screen)
 {
@@ -79,6 +84,7 @@ void* X11Connection::waitForReply(unsigned sequence)
     if (xcb_poll_for_reply(get(), sequence, &reply, &error) == 0) {
         ++m_blockingWaits;
         xcb_flush(get());
+        std::this_thread::sleep_for(kTimeToAnswer);
         const QDeadlineTimer deadline(kPatience);
         while (xcb_poll_for_reply(get(), sequence, &reply, &error) == 0) {
             if (!waitForData(deadline)) {
