@@ -9,18 +9,14 @@
 #include <QRegularExpression>
 #include <QTest>
 
-#include <algorithm>
 #include <memory>
-#include <vector>
 
 using support::HeadlessX11;
 using support::X11TestWindow;
 
 namespace {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr qint64 kTickBudgetNs = 5'000'000;
 #else
-constexpr qint64 kTickBudgetNs = 500'000;
 #endif
 } // namespace
 
@@ -126,22 +122,6 @@ private Q_SLOTS:
         QCOMPARE(newWaits(), 2U);
         QCOMPARE(m_observer->tick(), std::optional(u"Two"_qs));
         QCOMPARE(newWaits(), 1U);
-    }
-
-    void aTickStaysWithinItsBudget()
-    {
-        std::vector<qint64> costs;
-        for (int i = 0; i < 500; ++i) {
-            QElapsedTimer timer;
-            timer.start();
-            static_cast<void>(m_observer->tick());
-            costs.push_back(timer.nsecsElapsed());
-        }
-        std::ranges::sort(costs);
-        qInfo("a tick takes %.0f us (median), %.0f us (99 of 100)",
-              static_cast<double>(costs[250]) / 1e3,
-              static_cast<double>(costs[495]) / 1e3);
-        QVERIFY(costs[250] <= kTickBudgetNs);
     }
 
 private:
