@@ -14,12 +14,6 @@
 using support::HeadlessX11;
 using support::X11TestWindow;
 
-namespace {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#else
-#endif
-} // namespace
-
 class TestX11RoundTrips final : public QObject
 {
     Q_OBJECT
