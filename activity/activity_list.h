@@ -114,7 +114,10 @@ private:
 inline const ActivityLog& ActivityList::operator[](std::size_t index) const
 {
     const std::size_t position = m_first + index;
-    return m_spine->data()[position / kChunkRecords]->data()[position % kChunkRecords];
+    // By pointer: in a checked build the vectors' own operators look at their size, which another
+    // thread may be changing.
+    const Chunk& chunk = **(m_spine->data() + (position / kChunkRecords));
+    return *(chunk.data() + (position % kChunkRecords));
 }
 
 inline ActivityList::Iterator ActivityList::begin() const

@@ -31,13 +31,13 @@ DataStore::DataStore(const Dependencies& dependencies)
     : m_filePath(requiredPath(dependencies.applicationSupport))
 {
     dependencies.files.makePrivateFolder(QFileInfo(m_filePath).path());
-    const Loaded loaded = load();
+    const bool readable = load();
 
     m_worker = std::make_unique<SaveWorker>(
         dependencies.files.at(m_filePath),
         dependencies.diagnostics,
         SaveWorker::Settings{.bytesPerSecond = dependencies.bytesPerSecond,
-                             .keepDamagedCopy = loaded == Loaded::Damaged});
+                             .keepDamagedCopy = !readable});
     m_worker->moveToThread(&m_thread);
     connect(&m_thread,
             &QThread::started,
@@ -104,21 +104,21 @@ bool DataStore::finishSaving(std::chrono::milliseconds limit)
     return m_thread.wait(deadline) && m_worker->hasFinished();
 }
 
-DataStore::Loaded DataStore::load()
+bool DataStore::load()
 {
     QFile file(m_filePath);
     if (!QFileInfo::exists(m_filePath))
-        return Loaded::Nothing;
+        return true;
     // Anything but a regular file is not opened: a pipe would hold the start up.
     if (!QFileInfo(m_filePath).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-        return Loaded::Damaged;
+        return false;
     std::optional<ActivityList> list = readActivityFile(file, m_pool);
     if (!list)
-        return Loaded::Damaged;
+        return false;
     Q_EMIT activitiesAboutToChange();
     m_activities = std::move(*list);
     Q_EMIT activitiesChanged();
-    return Loaded::List;
+    return true;
 }
 
 } // namespace activity

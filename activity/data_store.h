@@ -50,6 +50,9 @@ public:
     /// keeps a copy of it before replacing it.
     explicit DataStore(const Dependencies& dependencies);
 
+    DataStore(const DataStore&) = delete;
+    DataStore& operator=(const DataStore&) = delete;
+
     /// Finishes the save that is owed, however long that takes.
     ~DataStore() override;
 
@@ -81,9 +84,8 @@ Q_SIGNALS:
     void finishRequested(QDeadlineTimer deadline, QPrivateSignal);
 
 private:
-    enum class Loaded { Nothing, List, Damaged };
-
-    Loaded load();
+    /// Reads the file; false when there is one that cannot be read.
+    [[nodiscard]] bool load();
 
     QString m_filePath;
     TextPool m_pool;

@@ -32,7 +32,7 @@ class SaveWorker final : public QObject
 public:
     struct Settings
     {
-        /// What an hour-long backlog may cost the disk.
+        /// What saving may write, on average.
         std::int64_t bytesPerSecond = 4'000'000;
         /// The file could not be read when the list was made: keep a copy before replacing it.
         bool keepDamagedCopy = false;

@@ -32,7 +32,7 @@ private:
 
     double m_bytesPerSecond;
     double m_available;
-    TimePoint m_refilled{};
+    TimePoint m_refilled;
 };
 
 } // namespace activity

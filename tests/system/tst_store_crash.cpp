@@ -81,8 +81,7 @@ private Q_SLOTS:
             const int moment = random.bounded(1, 150);
             QElapsedTimer timer;
             timer.start();
-            while (timer.elapsed() < moment)
-                QTest::qWait(1);
+            QVERIFY(QTest::qWaitFor([&] { return timer.elapsed() >= moment; }, 20000));
             churn.kill();
             read();
             const std::vector<Note> added = notesIn(output);
