@@ -13,9 +13,12 @@ class AtomicFiles;
 class Clock;
 class Diagnostics;
 class FrontmostApplication;
+class HttpClient;
 class IdleTime;
 class RepeatingTimers;
 class ScriptRunner;
+class SecretStore;
+class UserDefaults;
 class WindowTitle;
 
 /// Everything the services need of the machine they run on, each facility behind its interface.
@@ -30,6 +33,9 @@ struct Environment
     Clock& clock;
     Diagnostics& diagnostics;
     AtomicFiles& atomicFiles;
+    UserDefaults& userDefaults;
+    SecretStore& secretStore;
+    HttpClient& httpClient;
     /// The user's folder for application data; none when the system names none.
     std::optional<QString> applicationSupport;
     /// Makes the thread that calls it give way to what the user does.

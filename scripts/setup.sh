@@ -25,10 +25,12 @@ packages() {
     case $1 in
     build)
         echo build-essential cmake ninja-build pkg-config qt6-base-dev libsimdjson-dev libglib2.0-dev \
+            libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev
         ;;
     run) echo "$desktop" mousepad feh gnome-keyring scrot ;;
-    test | bench) echo "$desktop" ;;
+    test) echo "$desktop" gnome-keyring libsecret-tools openssl postgresql ;;
+    bench) echo "$desktop" ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 ;;
     fuzz) echo clang-19 libclang-rt-19-dev ;;
     *) return 1 ;;

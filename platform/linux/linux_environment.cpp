@@ -7,7 +7,10 @@
 #include "platform/linux/posix/posix_atomic_file.h"
 #include "platform/linux/posix/stdout_diagnostics.h"
 #include "platform/linux/posix/system_clock.h"
+#include "platform/linux/qt/network_http_client.h"
 #include "platform/linux/qt/qt_repeating_timers.h"
+#include "platform/linux/qt/settings_file_defaults.h"
+#include "platform/linux/secrets/libsecret_store.h"
 #include "platform/linux/x11/x11_connection.h"
 #include "platform/linux/x11/x11_frontmost_application.h"
 #include "platform/linux/x11/x11_idle_time.h"
@@ -53,6 +56,13 @@ QString found(bool is)
     return is ? QStringLiteral("found") : QStringLiteral("not found");
 }
 
+/// Where the settings are kept; empty when the system names no folder for them.
+QString defaultsFile()
+{
+    const auto folder = xdg::configHome(QProcessEnvironment::systemEnvironment());
+    return folder ? *folder + QStringLiteral("/com.velomira.UsageMonitor/defaults.ini") : QString();
+}
+
 } // namespace
 
 struct LinuxEnvironment::Backends
@@ -66,6 +76,9 @@ struct LinuxEnvironment::Backends
     posix::SystemClock clock;
     posix::StdoutDiagnostics diagnostics;
     posix::PosixAtomicFiles atomicFiles;
+    qt::SettingsFileDefaults userDefaults{defaultsFile()};
+    secrets::LibsecretStore secretStore;
+    qt::NetworkHttpClient httpClient;
 
     [[nodiscard]] Environment facilities()
     {
@@ -81,6 +94,9 @@ struct LinuxEnvironment::Backends
             .clock = clock,
             .diagnostics = diagnostics,
             .atomicFiles = atomicFiles,
+            .userDefaults = userDefaults,
+            .secretStore = secretStore,
+            .httpClient = httpClient,
             .applicationSupport = xdg::dataHome(QProcessEnvironment::systemEnvironment()),
             .enterBackground = posix::enterBackground,
         };

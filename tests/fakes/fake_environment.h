@@ -7,9 +7,12 @@
 #include "tests/fakes/fake_clock.h"
 #include "tests/fakes/fake_diagnostics.h"
 #include "tests/fakes/fake_frontmost_application.h"
+#include "tests/fakes/fake_http_client.h"
 #include "tests/fakes/fake_idle_time.h"
 #include "tests/fakes/fake_repeating_timers.h"
 #include "tests/fakes/fake_script_runner.h"
+#include "tests/fakes/fake_secret_store.h"
+#include "tests/fakes/fake_user_defaults.h"
 #include "tests/fakes/fake_window_title.h"
 
 #include <QString>
@@ -27,6 +30,9 @@ struct FakeEnvironment
     FakeClock clock;
     FakeDiagnostics diagnostics;
     FakeAtomicFiles atomicFiles;
+    FakeUserDefaults userDefaults;
+    FakeSecretStore secretStore;
+    FakeHttpClient httpClient;
 
     platform::Environment facilities{
         .idleTime = idleTime,
@@ -37,6 +43,9 @@ struct FakeEnvironment
         .clock = clock,
         .diagnostics = diagnostics,
         .atomicFiles = atomicFiles,
+        .userDefaults = userDefaults,
+        .secretStore = secretStore,
+        .httpClient = httpClient,
         .applicationSupport = QStringLiteral("/data"),
         .enterBackground = [] {},
     };

@@ -4,15 +4,33 @@
 
 namespace platform::xdg {
 
-std::optional<QString> dataHome(const QProcessEnvironment& environment)
+namespace {
+
+std::optional<QString> baseDirectory(const QProcessEnvironment& environment,
+                                     const QString& variable,
+                                     QLatin1StringView underHome)
 {
-    QString chosen = environment.value(QStringLiteral("XDG_DATA_HOME"));
+    QString chosen = environment.value(variable);
     if (chosen.startsWith(u'/'))
         return chosen;
     const QString home = environment.value(QStringLiteral("HOME"));
     if (home.startsWith(u'/'))
-        return home + QLatin1StringView("/.local/share");
+        return home + underHome;
     return std::nullopt;
+}
+
+} // namespace
+
+std::optional<QString> dataHome(const QProcessEnvironment& environment)
+{
+    return baseDirectory(
+        environment, QStringLiteral("XDG_DATA_HOME"), QLatin1StringView("/.local/share"));
+}
+
+std::optional<QString> configHome(const QProcessEnvironment& environment)
+{
+    return baseDirectory(
+        environment, QStringLiteral("XDG_CONFIG_HOME"), QLatin1StringView("/.config"));
 }
 
 } // namespace platform::xdg

@@ -13,4 +13,7 @@ namespace platform::xdg {
 /// Specification). None when there is no home folder either. Any thread.
 [[nodiscard]] std::optional<QString> dataHome(const QProcessEnvironment& environment);
 
+/// Likewise $XDG_CONFIG_HOME, or ~/.config.
+[[nodiscard]] std::optional<QString> configHome(const QProcessEnvironment& environment);
+
 } // namespace platform::xdg

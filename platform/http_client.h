@@ -1,0 +1,93 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QFuture>
+#include <QList>
+#include <QString>
+
+#include <chrono>
+#include <variant>
+
+namespace platform {
+
+struct HttpHeader
+{
+    QByteArray name;
+    QByteArray value;
+
+    bool operator==(const HttpHeader&) const = default;
+};
+
+enum class HttpMethod {
+    Get,
+    Post,
+};
+
+/// What becomes of an answer whose body is longer than wanted.
+enum class LongAnswer {
+    Fails, ///< the transfer fails
+    IsCut, ///< the rest is not waited for
+};
+
+struct HttpRequest
+{
+    HttpMethod method = HttpMethod::Post;
+    /// Scheme, host, path; https, or http to this machine.
+    QString url;
+    QList<HttpHeader> headers;
+    QByteArray body;
+    /// How long nothing may arrive or leave before the request is given up.
+    std::chrono::milliseconds idleLimit{60'000};
+    /// The longest answer body taken, in bytes.
+    qint64 answerLimit = 1'000'000;
+    LongAnswer longAnswer = LongAnswer::Fails;
+};
+
+/// A complete answer.
+struct HttpResponse
+{
+    int status = 0;
+    QByteArray body;
+
+    bool operator==(const HttpResponse&) const = default;
+};
+
+/// Something answered, but not in HTTP.
+struct NotHttp
+{
+    bool operator==(const NotHttp&) const = default;
+};
+
+/// No complete answer came.
+struct TransferFailure
+{
+    /// For the user: one sentence without a full stop that names the host ("Could not connect to
+    /// example.org: connection refused").
+    QString text;
+    /// For a log: the same with the kind of failure and the address; no header and no body.
+    QString description;
+
+    bool operator==(const TransferFailure&) const = default;
+};
+
+using HttpOutcome = std::variant<HttpResponse, NotHttp, TransferFailure>;
+
+/// Sends requests to a web service and waits for whole answers.
+/// Main thread only; send() returns at once and its future is always finished with one outcome.
+class HttpClient
+{
+public:
+    HttpClient() = default;
+    HttpClient(const HttpClient&) = delete;
+    HttpClient& operator=(const HttpClient&) = delete;
+    virtual ~HttpClient() = default;
+
+    /// Follows 307 and 308 (RFC 9110, sections 15.4.8 and 15.4.9) with the same method and body, at
+    /// most 16 times, never from https to http; the header Authorization goes along only while
+    /// scheme, host and port stay the same. Every other status is the answer.
+    [[nodiscard]] virtual QFuture<HttpOutcome> send(const HttpRequest& request) = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,49 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/user_defaults.h"
+
+#include <QDateTime>
+#include <QTimeZone>
+
+#include <cmath>
+
+namespace platform {
+
+namespace {
+
+constexpr double kReferenceDate = 978307200; // 2001-01-01T00:00:00Z in Unix time
+
+} // namespace
+
+std::optional<qint64> UserDefaults::integer(const QString& key) const
+{
+    const std::optional<QString> text = string(key);
+    bool isNumber = false;
+    const qint64 value = text ? text->toLongLong(&isNumber) : 0;
+    return isNumber ? std::optional(value) : std::nullopt;
+}
+
+void UserDefaults::setInteger(const QString& key, qint64 value)
+{
+    setString(key, QString::number(value));
+}
+
+std::optional<double> UserDefaults::date(const QString& key) const
+{
+    const std::optional<QString> text = string(key);
+    const QDateTime instant = text ? QDateTime::fromString(*text, Qt::ISODateWithMs) : QDateTime();
+    // A text without a zone means another instant on each side of a journey.
+    if (!instant.isValid() || instant.timeSpec() == Qt::LocalTime)
+        return std::nullopt;
+    return static_cast<double>(instant.toMSecsSinceEpoch()) / 1000 - kReferenceDate;
+}
+
+void UserDefaults::setDate(const QString& key, double seconds)
+{
+    const qint64 milliseconds = std::llround((seconds + kReferenceDate) * 1000);
+    setString(
+        key,
+        QDateTime::fromMSecsSinceEpoch(milliseconds, QTimeZone::utc()).toString(Qt::ISODateWithMs));
+}
+
+} // namespace platform
