@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "activity/activity_decoder.h"
 
+#include "platform/strict_json.h"
 #include "platform/uuid.h"
 
-#include <algorithm>
 #include <optional>
 #include <simdjson.h>
 #include <string_view>
@@ -14,9 +14,6 @@
 namespace activity {
 
 namespace {
-
-constexpr std::size_t kDeepestNesting = 512;
-constexpr std::size_t kLongestInteger = 18; // digits that surely fit into 64 bits
 
 /// The members of one record object. Of a key that stands twice the first counts.
 struct Members
@@ -124,30 +121,13 @@ decodeRecord(const simdjson::dom::element& element, Previous& previous, TextPool
 
 } // namespace
 
-class ActivityDecoder::Parser final
-{
-public:
-    simdjson::simdjson_result<simdjson::dom::array> parse(std::span<const char> json)
-    {
-        if (m_parser.capacity() < json.size()) {
-            const std::size_t capacity = std::max(json.size(), 2 * m_parser.capacity());
-            if (const auto error = m_parser.allocate(capacity, kDeepestNesting))
-                return error;
-        }
-        return m_parser.parse(json.data(), json.size(), false).get_array();
-    }
-
-private:
-    simdjson::dom::parser m_parser;
-};
-
 std::size_t ActivityDecoder::padding()
 {
-    return simdjson::SIMDJSON_PADDING;
+    return platform::StrictJson::kPadding;
 }
 
 ActivityDecoder::ActivityDecoder(TextPool& pool)
-    : m_parser(std::make_unique<Parser>())
+    : m_parser(std::make_unique<platform::StrictJson>())
     , m_pool(pool)
 {
 }
@@ -156,17 +136,8 @@ ActivityDecoder::~ActivityDecoder() = default;
 
 bool ActivityDecoder::decodeArray(std::span<const char> array, ActivityList& list)
 {
-    auto parsed = m_parser->parse(array);
-    std::string rewritten; // must live as long as what was parsed from it
-    if (parsed.error() != simdjson::SUCCESS) {
-        rewritten = withLongIntegersAsDoubles(array);
-        if (const std::size_t length = rewritten.size(); length != array.size()) {
-            rewritten.append(padding(), ' ');
-            parsed = m_parser->parse({rewritten.data(), length});
-        }
-    }
     simdjson::dom::array elements;
-    if (std::move(parsed).get(elements) != simdjson::SUCCESS)
+    if (m_parser->parsePadded(array).get(elements) != simdjson::SUCCESS)
         return false;
     ActivityList decoded = list;
     Previous previous;
@@ -178,38 +149,6 @@ bool ActivityDecoder::decodeArray(std::span<const char> array, ActivityList& lis
     }
     list = std::move(decoded);
     return true;
-}
-
-std::string withLongIntegersAsDoubles(std::span<const char> json)
-{
-    const auto isNumberPart = [](char c) {
-        return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
-    };
-    const auto isWhole = [](char c) {
-        return (c >= '0' && c <= '9') || c == '-';
-    };
-    std::string out;
-    out.reserve(json.size() + 16);
-    bool inString = false;
-    for (std::size_t i = 0; i < json.size(); ++i) {
-        const char c = json[i];
-        if (inString || !isNumberPart(c)) {
-            out += c;
-            if (c == '"')
-                inString = !inString;
-            else if (c == '\\' && inString && i + 1 < json.size())
-                out += json[++i];
-            continue;
-        }
-        const auto from = json.begin() + static_cast<std::ptrdiff_t>(i);
-        const auto to = std::find_if_not(from, json.end(), isNumberPart);
-        out.append(from, to);
-        if (to - from > static_cast<std::ptrdiff_t>(kLongestInteger) &&
-            std::all_of(from, to, isWhole))
-            out += "e0";
-        i += static_cast<std::size_t>(to - from) - 1;
-    }
-    return out;
 }
 
 } // namespace activity

@@ -8,7 +8,10 @@
 #include <cstddef>
 #include <memory>
 #include <span>
-#include <string>
+
+namespace platform {
+class StrictJson;
+}
 
 namespace activity {
 
@@ -32,14 +35,8 @@ public:
     [[nodiscard]] bool decodeArray(std::span<const char> array, ActivityList& list);
 
 private:
-    class Parser;
-
-    std::unique_ptr<Parser> m_parser;
+    std::unique_ptr<platform::StrictJson> m_parser;
     TextPool& m_pool;
 };
-
-/// Puts an exponent of zero behind each whole number in `json` that is too long for 64 bits, so
-/// that a parser that keeps integers apart reads it as the floating-point number it stands for.
-[[nodiscard]] std::string withLongIntegersAsDoubles(std::span<const char> json);
 
 } // namespace activity

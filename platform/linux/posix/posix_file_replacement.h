@@ -23,6 +23,8 @@ public:
                          QByteArray temporary,
                          FileDescriptor out,
                          SpareFile& spare);
+    PosixFileReplacement(const PosixFileReplacement&) = delete;
+    PosixFileReplacement& operator=(const PosixFileReplacement&) = delete;
     ~PosixFileReplacement() override;
 
     [[nodiscard]] bool shareFromCurrent(const FileIdentity& expected, std::int64_t bytes) override;

@@ -17,6 +17,8 @@ class TerminationSignals final : public QObject
 
 public:
     TerminationSignals();
+    TerminationSignals(const TerminationSignals&) = delete;
+    TerminationSignals& operator=(const TerminationSignals&) = delete;
     ~TerminationSignals() override;
 
 Q_SIGNALS:

@@ -4,29 +4,29 @@
 
 #include "platform/http_client.h"
 
+#include <QNetworkAccessManager>
 #include <QSslConfiguration>
 
 #include <memory>
 
-class QNetworkAccessManager;
-
 namespace platform::qt {
 
-/// HTTP over Qt Network.
+/// HTTP/1.1 over Qt Network, whose own thread does the transfers. To other machines it goes through
+/// the proxy of the environment (https_proxy, no_proxy).
+/// Transfers that still run when it is destroyed fail.
 class NetworkHttpClient final : public HttpClient
 {
 public:
     /// `tls` says which certificates are trusted; they are always verified.
     explicit NetworkHttpClient(
         const QSslConfiguration& tls = QSslConfiguration::defaultConfiguration());
-    ~NetworkHttpClient() override;
 
     [[nodiscard]] QFuture<HttpOutcome> send(const HttpRequest& request) override;
 
 private:
-    /// Made with the first request: until then it would only cost memory.
-    std::unique_ptr<QNetworkAccessManager> m_network;
     QSslConfiguration m_tls;
+    std::unique_ptr<QNetworkAccessManager>
+        m_network; // made with the first request: it takes memory
 };
 
 } // namespace platform::qt

@@ -1,0 +1,60 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace account {
+
+/// A board that a user takes part in.
+struct BoardResponse
+{
+    std::int64_t id = 0;
+    std::optional<QString> name;
+    std::optional<std::int64_t> userId;
+
+    bool operator==(const BoardResponse&) const = default;
+};
+
+/// The service's record of a user.
+struct UserResponse
+{
+    std::int64_t id = 0;
+    std::optional<QString> name;
+    std::optional<QString> email;
+    std::optional<QString> phoneNumber;
+    std::optional<std::vector<BoardResponse>> boards;
+
+    bool operator==(const UserResponse&) const = default;
+};
+
+/// The answer to a sign-in that the service has looked at.
+struct TokenResponse
+{
+    bool success = false;
+    std::optional<QString> token;
+    std::optional<UserResponse> user;
+    std::optional<QString> error;
+
+    bool operator==(const TokenResponse&) const = default;
+};
+
+/// The answer to a sign-in that the service has refused.
+struct ErrorResponse
+{
+    /// Texts by what they are about, in the order of the answer.
+    using Errors = std::vector<std::pair<QString, QStringList>>;
+
+    std::optional<QString> message;
+    std::optional<Errors> errors;
+
+    bool operator==(const ErrorResponse&) const = default;
+};
+
+} // namespace account

@@ -1,0 +1,282 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "account/auth_records_json.h"
+
+#include "platform/json_writer.h"
+#include "platform/strict_json.h"
+
+#include <algorithm>
+
+namespace account {
+
+namespace {
+
+using platform::Error;
+using platform::Result;
+using simdjson::dom::element;
+
+QString qString(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+/// Reads the members of one object and keeps the first complaint; what is read after it is not
+/// used.
+class ObjectReader final
+{
+public:
+    /// `path` leads to the object from the answer itself, with a dot at its end.
+    ObjectReader(const element& value, QString path, std::optional<Error>& complaint)
+        : m_path(std::move(path))
+        , m_complaint(complaint)
+    {
+        if (value.get(m_object) != simdjson::SUCCESS)
+            complain(m_path.chopped(m_path.isEmpty() ? 0 : 1), "is not an object");
+    }
+
+    template <typename T> T required(const char* key)
+    {
+        std::optional<T> value = optional<T>(key);
+        if (!value)
+            complain(m_path + QLatin1StringView(key), "is missing");
+        return std::move(value).value_or(T());
+    }
+
+    template <typename T> std::optional<T> optional(const char* key)
+    {
+        const auto member = m_object[key];
+        if (member.error() != simdjson::SUCCESS || member.is_null())
+            return std::nullopt;
+        T value{};
+        read(member.value_unsafe(), m_path + QLatin1StringView(key), value);
+        return value;
+    }
+
+private:
+    void complain(const QString& member, const char* fault)
+    {
+        if (m_complaint)
+            return;
+        const QString what =
+            member.isEmpty() ? QStringLiteral("it") : QStringLiteral("\"%1\"").arg(member);
+        m_complaint = Error{QStringLiteral("The service gave an answer that makes no sense: %1 %2")
+                                .arg(what, QLatin1StringView(fault))};
+    }
+
+    void read(const element& value, const QString& member, bool& out)
+    {
+        if (value.get(out) != simdjson::SUCCESS)
+            complain(member, "is not true or false");
+    }
+
+    void read(const element& value, const QString& member, std::int64_t& out)
+    {
+        const std::optional<std::int64_t> number = platform::wholeNumber(value);
+        if (!number)
+            complain(member, "is not a whole number");
+        out = number.value_or(0);
+    }
+
+    void read(const element& value, const QString& member, QString& out)
+    {
+        std::string_view text;
+        if (value.get(text) != simdjson::SUCCESS)
+            complain(member, "is not a text");
+        out = qString(text);
+    }
+
+    template <typename T>
+    void read(const element& value, const QString& member, std::vector<T>& out)
+    {
+        simdjson::dom::array items;
+        if (value.get(items) != simdjson::SUCCESS)
+            complain(member, "is not a list");
+        for (const element item : items)
+            read(item, QStringLiteral("%1[%2]").arg(member).arg(out.size()), out.emplace_back());
+    }
+
+    void read(const element& value, const QString& member, ErrorResponse::Errors& out)
+    {
+        simdjson::dom::object fields;
+        if (value.get(fields) != simdjson::SUCCESS)
+            complain(member, "is not an object");
+        for (const auto& [key, texts] : fields) {
+            const QString name = qString(key);
+            std::vector<QString> list;
+            read(texts, member + u'.' + name, list);
+            const bool isRepeated =
+                std::any_of(out.cbegin(), out.cend(), [&name](const auto& entry) {
+                    return entry.first == name;
+                });
+            if (!isRepeated)
+                out.emplace_back(name, QStringList(list.cbegin(), list.cend()));
+        }
+    }
+
+    void read(const element& value, const QString& member, BoardResponse& out)
+    {
+        ObjectReader reader(value, member + u'.', m_complaint);
+        out.id = reader.required<std::int64_t>("id");
+        out.name = reader.optional<QString>("name");
+        out.userId = reader.optional<std::int64_t>("user_id");
+    }
+
+    void read(const element& value, const QString& member, UserResponse& out)
+    {
+        ObjectReader reader(value, member + u'.', m_complaint);
+        out.id = reader.required<std::int64_t>("id");
+        out.name = reader.optional<QString>("name");
+        out.email = reader.optional<QString>("email");
+        out.phoneNumber = reader.optional<QString>("phone_number");
+        out.boards = reader.optional<std::vector<BoardResponse>>("boards");
+    }
+
+    simdjson::dom::object m_object;
+    QString m_path;
+    std::optional<Error>& m_complaint;
+};
+
+/// Parses `json` and has `fill` read its members into a record.
+template <typename Record, typename Fill> Result<Record> decode(std::string_view json, Fill fill)
+{
+    platform::StrictJson parser;
+    element root;
+    if (parser.parse(json).get(root) != simdjson::SUCCESS)
+        return Error{QStringLiteral("The service gave an answer that is not JSON")};
+    std::optional<Error> complaint;
+    ObjectReader reader(root, QString(), complaint);
+    Record record = complaint ? Record() : fill(reader);
+    if (complaint)
+        return *complaint;
+    return record;
+}
+
+/// Writes the members of one object, leaving out those without a value.
+class ObjectWriter final
+{
+public:
+    explicit ObjectWriter(std::string& out)
+        : m_out(out)
+    {
+        m_out += '{';
+    }
+
+    ObjectWriter(const ObjectWriter&) = delete;
+    ObjectWriter& operator=(const ObjectWriter&) = delete;
+
+    ~ObjectWriter() { m_out += '}'; }
+
+    template <typename T> void add(std::string_view key, const T& value)
+    {
+        if (m_out.back() != '{')
+            m_out += ',';
+        platform::appendJsonString(m_out, key);
+        m_out += ':';
+        write(value);
+    }
+
+    template <typename T> void add(std::string_view key, const std::optional<T>& value)
+    {
+        if (value)
+            add(key, *value);
+    }
+
+private:
+    void write(bool value) { m_out += value ? "true" : "false"; }
+
+    void write(std::int64_t value) { m_out += std::to_string(value); }
+
+    void write(const QString& value) { platform::appendJsonString(m_out, value.toStdString()); }
+
+    template <typename List> void writeList(const List& items)
+    {
+        m_out += '[';
+        for (const auto& item : items) {
+            if (m_out.back() != '[')
+                m_out += ',';
+            write(item);
+        }
+        m_out += ']';
+    }
+
+    void write(const QStringList& items) { writeList(items); }
+
+    void write(const std::vector<BoardResponse>& items) { writeList(items); }
+
+    void write(const ErrorResponse::Errors& errors)
+    {
+        ObjectWriter object(m_out);
+        for (const auto& [name, texts] : errors)
+            object.add(name.toStdString(), texts);
+    }
+
+    void write(const BoardResponse& board)
+    {
+        ObjectWriter object(m_out);
+        object.add("id", board.id);
+        object.add("name", board.name);
+        object.add("user_id", board.userId);
+    }
+
+    void write(const UserResponse& user)
+    {
+        ObjectWriter object(m_out);
+        object.add("id", user.id);
+        object.add("name", user.name);
+        object.add("email", user.email);
+        object.add("phone_number", user.phoneNumber);
+        object.add("boards", user.boards);
+    }
+
+    std::string& m_out;
+};
+
+} // namespace
+
+Result<TokenResponse> decodeTokenResponse(std::string_view json)
+{
+    return decode<TokenResponse>(json, [](ObjectReader& reader) {
+        return TokenResponse{
+            .success = reader.required<bool>("success"),
+            .token = reader.optional<QString>("token"),
+            .user = reader.optional<UserResponse>("user"),
+            .error = reader.optional<QString>("error"),
+        };
+    });
+}
+
+Result<ErrorResponse> decodeErrorResponse(std::string_view json)
+{
+    return decode<ErrorResponse>(json, [](ObjectReader& reader) {
+        return ErrorResponse{
+            .message = reader.optional<QString>("message"),
+            .errors = reader.optional<ErrorResponse::Errors>("errors"),
+        };
+    });
+}
+
+std::string encode(const TokenResponse& record)
+{
+    std::string out;
+    {
+        ObjectWriter object(out);
+        object.add("success", record.success);
+        object.add("token", record.token);
+        object.add("user", record.user);
+        object.add("error", record.error);
+    }
+    return out;
+}
+
+std::string encode(const ErrorResponse& record)
+{
+    std::string out;
+    {
+        ObjectWriter object(out);
+        object.add("message", record.message);
+        object.add("errors", record.errors);
+    }
+    return out;
+}
+
+} // namespace account

@@ -1,0 +1,106 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/strict_json.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <system_error>
+
+namespace platform {
+
+namespace {
+
+constexpr std::size_t kDeepestNesting = 512;
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+bool isNumberPart(char c)
+{
+    return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
+}
+
+/// True for the text of a whole number that no 64-bit integer can hold.
+bool isLongInteger(std::string_view text)
+{
+    const auto read = [text](auto value) {
+        const char* const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, value);
+        return stop == end ? error : std::errc::invalid_argument;
+    };
+    const std::errc asSigned = read(std::int64_t{});
+    return asSigned == std::errc::result_out_of_range && read(std::uint64_t{}) != std::errc{};
+}
+
+} // namespace
+
+simdjson::simdjson_result<simdjson::dom::element>
+StrictJson::parsePadded(std::span<const char> json)
+{
+    auto parsed = parseOnce(json);
+    if (parsed.error() == simdjson::SUCCESS)
+        return parsed;
+    m_rewritten = withLongIntegersAsDoubles({json.data(), json.size()});
+    const std::size_t length = m_rewritten.size();
+    if (length == json.size())
+        return parsed;
+    m_rewritten.append(kPadding, ' ');
+    return parseOnce({m_rewritten.data(), length});
+}
+
+simdjson::simdjson_result<simdjson::dom::element> StrictJson::parse(std::string_view json)
+{
+    if (json.starts_with(kByteOrderMark))
+        json.remove_prefix(kByteOrderMark.size());
+    m_text.assign(json);
+    m_text.append(kPadding, ' ');
+    return parsePadded({m_text.data(), json.size()});
+}
+
+simdjson::simdjson_result<simdjson::dom::element> StrictJson::parseOnce(std::span<const char> json)
+{
+    if (m_parser.capacity() < json.size()) {
+        const std::size_t capacity = std::max(json.size(), 2 * m_parser.capacity());
+        if (const auto error = m_parser.allocate(capacity, kDeepestNesting))
+            return error;
+    }
+    return m_parser.parse(json.data(), json.size(), false);
+}
+
+std::optional<std::int64_t> wholeNumber(const simdjson::dom::element& value)
+{
+    std::int64_t integer = 0;
+    if (value.get(integer) == simdjson::SUCCESS)
+        return integer;
+    double number = 0;
+    if (!value.is_double() || value.get(number) != simdjson::SUCCESS ||
+        std::trunc(number) != number || number < -0x1p63 || number >= 0x1p63)
+        return std::nullopt;
+    return static_cast<std::int64_t>(number);
+}
+
+std::string withLongIntegersAsDoubles(std::string_view json)
+{
+    std::string out;
+    out.reserve(json.size() + 16);
+    bool inString = false;
+    for (std::size_t i = 0; i < json.size(); ++i) {
+        const char c = json[i];
+        if (inString || !isNumberPart(c)) {
+            out += c;
+            if (c == '"')
+                inString = !inString;
+            else if (c == '\\' && inString && i + 1 < json.size())
+                out += json[++i];
+            continue;
+        }
+        const auto from = json.begin() + static_cast<std::ptrdiff_t>(i);
+        const auto to = std::find_if_not(from, json.end(), isNumberPart);
+        out.append(from, to);
+        if (isLongInteger({from, to}))
+            out += "e0";
+        i += static_cast<std::size_t>(to - from) - 1;
+    }
+    return out;
+}
+
+} // namespace platform
