@@ -73,7 +73,7 @@ std::optional<std::int64_t> wholeNumber(const simdjson::dom::element& value)
         return integer;
     double number = 0;
     if (!value.is_double() || value.get(number) != simdjson::SUCCESS ||
-        std::trunc(number) != number || number < -0x1p63 || number >= 0x1p63)
+        std::trunc(number) != number || number <= -0x1p63 || number >= 0x1p63)
         return std::nullopt;
     return static_cast<std::int64_t>(number);
 }

@@ -40,7 +40,8 @@ private:
 };
 
 /// `value` as a whole number of 64 bits: one that is written with a fraction of zero or an exponent
-/// (1.0, 1e3) is one too. None for anything else.
+/// (1.0, 1e3) is one too, but for the smallest, to which others would be rounded. None for anything
+/// else.
 [[nodiscard]] std::optional<std::int64_t> wholeNumber(const simdjson::dom::element& value);
 
 /// Puts an exponent of zero behind each whole number in `json` that does not fit into 64 bits, so
