@@ -3,6 +3,7 @@
 #include "platform/linux/qt/http_transfer.h"
 
 #include "platform/build_config.h"
+#include "platform/linux/qt/proxy_lookup.h"
 #include "platform/linux/qt/service_address.h"
 #include "platform/linux/qt/transfer_failures.h"
 
@@ -13,16 +14,15 @@ namespace platform::qt {
 namespace {
 
 constexpr int kMostRedirects = 16;
+constexpr int kFirstErrorStatus = 400;
 constexpr int kTemporaryRedirect = 307;
 constexpr int kPermanentRedirect = 308;
 
-/// True for the errors by which Qt repeats what the status says already.
-bool isAboutStatus(QNetworkReply::NetworkError error)
+/// True where `error` is only Qt's word for the status of a complete answer.
+bool isAboutStatus(int status, QNetworkReply::NetworkError error)
 {
-    return (error >= QNetworkReply::ContentAccessDenied &&
-            error < QNetworkReply::ProtocolUnknownError) ||
-           (error >= QNetworkReply::InternalServerError &&
-            error <= QNetworkReply::UnknownServerError);
+    return status >= kFirstErrorStatus && error >= QNetworkReply::ContentAccessDenied &&
+           error != QNetworkReply::ProtocolUnknownError && error != QNetworkReply::ProtocolFailure;
 }
 
 bool isAuthorization(const HttpHeader& header)
@@ -33,11 +33,13 @@ bool isAuthorization(const HttpHeader& header)
 } // namespace
 
 HttpTransfer::HttpTransfer(QNetworkAccessManager& network,
+                           ProxyLookup& proxies,
                            QSslConfiguration tls,
                            const HttpRequest& request,
                            QObject* parent)
     : QObject(parent)
     , m_network(network)
+    , m_proxies(proxies)
     , m_tls(std::move(tls))
     , m_request(request)
     , m_firstUrl(request.url, QUrl::StrictMode)
@@ -51,12 +53,8 @@ HttpTransfer::HttpTransfer(QNetworkAccessManager& network,
 
 HttpTransfer::~HttpTransfer()
 {
-    if (m_reply != nullptr) {
-        m_reply->disconnect(this);
-        m_reply->abort();
-    }
     if (!m_promise.future().isFinished())
-        finish(cancelled(m_url));
+        giveUp(cancelled(m_url));
 }
 
 void HttpTransfer::start()
@@ -71,7 +69,16 @@ void HttpTransfer::sendTo(const QUrl& url)
 {
     m_url = url;
     m_body.clear();
-    const QNetworkRequest request = networkRequest(url);
+    m_idle.start();
+    m_proxies.ask(url).then(this, [this] {
+        if (!m_promise.future().isFinished())
+            send();
+    });
+}
+
+void HttpTransfer::send()
+{
+    const QNetworkRequest request = networkRequest(m_url);
     m_reply.reset(m_request.method == HttpMethod::Get ? m_network.get(request)
                                                       : m_network.post(request, m_request.body));
     const auto restartIdle = [this] {
@@ -84,7 +91,6 @@ void HttpTransfer::sendTo(const QUrl& url)
         m_tlsErrors = errors;
     });
     connect(m_reply.get(), &QNetworkReply::finished, this, &HttpTransfer::onFinished);
-    m_idle.start();
 }
 
 QNetworkRequest HttpTransfer::networkRequest(const QUrl& url) const
@@ -123,17 +129,16 @@ void HttpTransfer::takeBody()
 
 void HttpTransfer::giveUp(const HttpOutcome& outcome)
 {
-    m_givenUp = outcome;
-    m_reply->abort(); // which finishes it
+    if (m_reply != nullptr) {
+        m_reply->disconnect(this);
+        m_reply->abort();
+    }
+    finish(outcome);
 }
 
 void HttpTransfer::onFinished()
 {
     m_idle.stop();
-    if (m_givenUp) {
-        finish(*m_givenUp);
-        return;
-    }
     const QVariant attribute = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     const auto status = attribute.isValid() ? std::optional(attribute.toInt()) : std::nullopt;
     m_body += m_reply->readAll();
@@ -169,7 +174,7 @@ HttpOutcome HttpTransfer::received(std::optional<int> status) const
     const QNetworkReply::NetworkError error = m_reply->error();
     if (!status && (error == QNetworkReply::ProtocolFailure || error == QNetworkReply::NoError))
         return NotHttp{};
-    if (!status || (error != QNetworkReply::NoError && !isAboutStatus(error)))
+    if (!status || (error != QNetworkReply::NoError && !isAboutStatus(*status, error)))
         return failureOf(error, m_reply->errorString(), m_tlsErrors, m_url);
     if (isIncomplete())
         return endedEarly(m_url);

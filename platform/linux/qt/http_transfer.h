@@ -17,6 +17,8 @@
 
 namespace platform::qt {
 
+class ProxyLookup;
+
 /// One request on its way, over its redirects, to one outcome.
 /// Main thread.
 class HttpTransfer final : public QObject
@@ -24,8 +26,9 @@ class HttpTransfer final : public QObject
     Q_OBJECT
 
 public:
-    /// `network` must outlive the transfer.
+    /// `network` and `proxies`, which is in use there, must outlive the transfer.
     HttpTransfer(QNetworkAccessManager& network,
+                 ProxyLookup& proxies,
                  QSslConfiguration tls,
                  const HttpRequest& request,
                  QObject* parent);
@@ -42,6 +45,7 @@ public:
 
 private:
     void sendTo(const QUrl& url);
+    void send();
     [[nodiscard]] QNetworkRequest networkRequest(const QUrl& url) const;
     void takeBody();
     void giveUp(const HttpOutcome& outcome);
@@ -52,6 +56,7 @@ private:
     void finish(const HttpOutcome& outcome);
 
     QNetworkAccessManager& m_network;
+    ProxyLookup& m_proxies;
     QSslConfiguration m_tls;
     HttpRequest m_request;
     QPromise<HttpOutcome> m_promise;
@@ -62,7 +67,6 @@ private:
     std::unique_ptr<QNetworkReply, QScopedPointerDeleteLater> m_reply;
     QByteArray m_body;
     QList<QSslError> m_tlsErrors;
-    std::optional<HttpOutcome> m_givenUp; // why we ended it ourselves
     QTimer m_idle;
 };
 

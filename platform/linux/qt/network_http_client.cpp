@@ -3,27 +3,8 @@
 #include "platform/linux/qt/network_http_client.h"
 
 #include "platform/linux/qt/http_transfer.h"
-#include "platform/linux/qt/service_address.h"
-
-#include <QNetworkProxy>
 
 namespace platform::qt {
-
-namespace {
-
-/// The proxies of the environment, but none to this machine.
-class Proxies final : public QNetworkProxyFactory
-{
-public:
-    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery& query) override
-    {
-        if (isLoopback(query.url()))
-            return {QNetworkProxy::NoProxy};
-        return systemProxyForQuery(query);
-    }
-};
-
-} // namespace
 
 NetworkHttpClient::NetworkHttpClient(const QSslConfiguration& tls)
     : m_tls(tls)
@@ -35,9 +16,11 @@ QFuture<HttpOutcome> NetworkHttpClient::send(const HttpRequest& request)
 {
     if (m_network == nullptr) {
         m_network = std::make_unique<QNetworkAccessManager>();
-        m_network->setProxyFactory(new Proxies);
+        m_proxies = new ProxyLookup;
+        m_network->setProxyFactory(m_proxies);
     }
-    auto* const transfer = new HttpTransfer(*m_network, m_tls, request, m_network.get());
+    auto* const transfer =
+        new HttpTransfer(*m_network, *m_proxies, m_tls, request, &m_transfers);
     QFuture<HttpOutcome> outcome = transfer->outcome();
     transfer->start();
     return outcome;

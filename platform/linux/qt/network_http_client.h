@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/http_client.h"
+#include "platform/linux/qt/proxy_lookup.h"
 
 #include <QNetworkAccessManager>
 #include <QSslConfiguration>
@@ -12,7 +13,7 @@
 namespace platform::qt {
 
 /// HTTP/1.1 over Qt Network, whose own thread does the transfers. To other machines it goes through
-/// the proxy of the environment (https_proxy, no_proxy).
+/// the proxy that the desktop or the environment prescribes.
 /// Transfers that still run when it is destroyed fail.
 class NetworkHttpClient final : public HttpClient
 {
@@ -25,8 +26,9 @@ public:
 
 private:
     QSslConfiguration m_tls;
-    std::unique_ptr<QNetworkAccessManager>
-        m_network; // made with the first request: it takes memory
+    std::unique_ptr<QNetworkAccessManager> m_network; // made with the first request: it takes memory
+    ProxyLookup* m_proxies = nullptr;                 // of the network's
+    QObject m_transfers;                              // their parent; goes before the network
 };
 
 } // namespace platform::qt
