@@ -30,7 +30,10 @@ public:
         : m_path(std::move(path))
         , m_complaint(complaint)
     {
-        if (value.get(m_object) != simdjson::SUCCESS)
+        simdjson::dom::object object;
+        if (value.get(object) == simdjson::SUCCESS)
+            m_object = object;
+        else
             complain(m_path.chopped(m_path.isEmpty() ? 0 : 1), "is not an object");
     }
 
@@ -44,7 +47,9 @@ public:
 
     template <typename T> std::optional<T> optional(const char* key)
     {
-        const auto member = m_object[key];
+        if (!m_object)
+            return std::nullopt;
+        const auto member = (*m_object)[key];
         if (member.error() != simdjson::SUCCESS || member.is_null())
             return std::nullopt;
         T value{};
@@ -89,17 +94,23 @@ private:
     void read(const element& value, const QString& member, std::vector<T>& out)
     {
         simdjson::dom::array items;
-        if (value.get(items) != simdjson::SUCCESS)
+        if (value.get(items) != simdjson::SUCCESS) {
             complain(member, "is not a list");
-        for (const element item : items)
-            read(item, QStringLiteral("%1[%2]").arg(member).arg(out.size()), out.emplace_back());
+            return;
+        }
+        for (const element item : items) {
+            const QString place = QStringLiteral("%1[%2]").arg(member).arg(out.size());
+            read(item, place, out.emplace_back());
+        }
     }
 
     void read(const element& value, const QString& member, ErrorResponse::Errors& out)
     {
         simdjson::dom::object fields;
-        if (value.get(fields) != simdjson::SUCCESS)
+        if (value.get(fields) != simdjson::SUCCESS) {
             complain(member, "is not an object");
+            return;
+        }
         for (const auto& [key, texts] : fields) {
             const QString name = qString(key);
             std::vector<QString> list;
@@ -131,7 +142,7 @@ private:
         out.boards = reader.optional<std::vector<BoardResponse>>("boards");
     }
 
-    simdjson::dom::object m_object;
+    std::optional<simdjson::dom::object> m_object;
     QString m_path;
     std::optional<Error>& m_complaint;
 };

@@ -4,8 +4,8 @@
 
 #include "platform/json_writer.h"
 
-#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace account {
@@ -13,7 +13,7 @@ namespace account {
 std::optional<QByteArray>
 loginBody(const QString& email, const QString& password, const QString& deviceId)
 {
-    const std::initializer_list<std::pair<const char*, const QString&>> members = {
+    const std::pair<std::string_view, QString> members[] = {
         {"email", email},
         {"password", password},
         {"device_name", QStringLiteral("Desktop")},

@@ -1,0 +1,326 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "account/auth_service.h"
+#include "tests/fakes/fake_http_client.h"
+#include "tests/fakes/fake_secret_store.h"
+#include "tests/fakes/fake_user_defaults.h"
+
+#include <QCoroTask>
+#include <QStringList>
+#include <QTest>
+
+#include <memory>
+
+using account::AuthService;
+using platform::HttpResponse;
+
+namespace {
+
+const QString kEmail = QStringLiteral("a@example.org");
+const QString kPassword = QStringLiteral("secret");
+
+HttpResponse signedIn(const QByteArray& token)
+{
+    return {.status = 200,
+            .body = R"({"success":true,"token":")" + token + R"(","user":{"id":1,"name":"Ada"}})"};
+}
+
+} // namespace
+
+class TestAuthService final : public QObject
+{
+    Q_OBJECT
+
+    struct Fixture
+    {
+        fakes::FakeUserDefaults defaults;
+        fakes::FakeSecretStore secrets;
+        fakes::FakeHttpClient http;
+
+        AuthService::Dependencies
+        dependencies(const QString& url = QStringLiteral("https://service.example"))
+        {
+            return {.serviceUrl = url,
+                    .userDefaults = defaults,
+                    .secretStore = secrets,
+                    .httpClient = http};
+        }
+
+        void store(const QByteArray& token)
+        {
+            secrets.secrets[fakes::FakeSecretStore::key(AuthService::secretName())] = token;
+        }
+    };
+
+    /// What the service tells about its changes, with the state at each moment.
+    static QStringList* record(AuthService& service)
+    {
+        auto* const heard = new QStringList;
+        const auto note = [heard, &service](const char* what) {
+            heard->append(
+                QStringLiteral("%1 %2 %3")
+                    .arg(QLatin1StringView(what),
+                         service.isAuthenticated() ? QStringLiteral("in") : QStringLiteral("out"),
+                         service.token().value_or(QStringLiteral("-"))));
+        };
+        connect(&service, &AuthService::tokenChanged, &service, [note] { note("token"); });
+        connect(&service, &AuthService::currentUserChanged, &service, [note] { note("user"); });
+        connect(
+            &service, &AuthService::isAuthenticatedChanged, &service, [note] { note("state"); });
+        connect(&service, &AuthService::lastErrorChanged, &service, [note] { note("error"); });
+        connect(&service, &QObject::destroyed, [heard] { delete heard; });
+        return heard;
+    }
+
+private Q_SLOTS:
+
+    void withoutAStoredTokenNobodyIsSignedIn()
+    {
+        Fixture fixture;
+        const AuthService service(fixture.dependencies());
+        QVERIFY(!service.isAuthenticated());
+        QVERIFY(!service.token());
+        QVERIFY(!service.currentUser());
+        QVERIFY(!service.lastError());
+        QCOMPARE(fixture.secrets.calls, QStringList{QStringLiteral("read")});
+    }
+
+    void aStoredTokenContinuesTheSessionWithoutAUser()
+    {
+        Fixture fixture;
+        fixture.store("T");
+        const AuthService service(fixture.dependencies());
+        QVERIFY(service.isAuthenticated());
+        QCOMPARE(service.token(), QStringLiteral("T"));
+        QVERIFY(!service.currentUser());
+    }
+
+    void theTokenIsFiledUnderTheApplicationsName()
+    {
+        QCOMPARE(AuthService::secretName().service, QStringLiteral("com.velomira.UsageMonitor"));
+        QCOMPARE(AuthService::secretName().account, QStringLiteral("authToken"));
+    }
+
+    void aStoredTokenThatIsNoTextCountsAsNone()
+    {
+        Fixture fixture;
+        fixture.store("\xC3\x28");
+        const AuthService service(fixture.dependencies());
+        QVERIFY(!service.isAuthenticated());
+    }
+
+    void aLateKeyringStillSignsIn()
+    {
+        Fixture fixture;
+        fixture.store("T");
+        fixture.secrets.holdsReads = true;
+        AuthService service(fixture.dependencies());
+        QVERIFY(!service.isAuthenticated());
+        const QStringList* const heard = record(service);
+        fixture.secrets.answerReads();
+        QTRY_VERIFY(service.isAuthenticated());
+        QCOMPARE(*heard,
+                 QStringList({QStringLiteral("token out T"), QStringLiteral("state in T")}));
+    }
+
+    void aKeyringThatIsUnlockedLaterIsAskedAgain()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        fixture.store("T");
+        Q_EMIT fixture.secrets.becameReadable();
+        QVERIFY(service.isAuthenticated());
+        Q_EMIT fixture.secrets.becameReadable();
+        QCOMPARE(fixture.secrets.calls.size(), 2);
+    }
+
+    void signingInOutranksALateKeyring()
+    {
+        Fixture fixture;
+        fixture.store("old");
+        fixture.secrets.holdsReads = true;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(signedIn("new"));
+        QVERIFY(QCoro::waitFor(service.login(kEmail, kPassword)));
+        fixture.secrets.answerReads();
+        QCoreApplication::processEvents();
+        QCOMPARE(service.token(), QStringLiteral("new"));
+    }
+
+    void signingOutOutranksALateKeyring()
+    {
+        Fixture fixture;
+        fixture.store("old");
+        fixture.secrets.holdsReads = true;
+        AuthService service(fixture.dependencies());
+        service.logout();
+        fixture.store("old");
+        fixture.secrets.answerReads();
+        Q_EMIT fixture.secrets.becameReadable();
+        QCoreApplication::processEvents();
+        QVERIFY(!service.isAuthenticated());
+    }
+
+    void aFailedSignInDoesNotOutrankALateKeyring()
+    {
+        Fixture fixture;
+        fixture.store("old");
+        fixture.secrets.holdsReads = true;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(HttpResponse{.status = 401, .body = "{}"});
+        QVERIFY(!QCoro::waitFor(service.login(kEmail, kPassword)));
+        fixture.secrets.answerReads();
+        QTRY_COMPARE(service.token(), QStringLiteral("old"));
+    }
+
+    void signingInTellsTokenThenUserThenState()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        const QStringList* const heard = record(service);
+        fixture.http.answer(signedIn("T"));
+        QVERIFY(QCoro::waitFor(service.login(kEmail, kPassword)));
+        QCOMPARE(*heard,
+                 QStringList({QStringLiteral("token out T"),
+                              QStringLiteral("user out T"),
+                              QStringLiteral("state in T")}));
+        QCOMPARE(fixture.secrets.calls.last(), QStringLiteral("save"));
+    }
+
+    void theLastErrorGoesAwayWhenANewSignInBegins()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(HttpResponse{.status = 401, .body = R"({"message":"No"})"});
+        QVERIFY(!QCoro::waitFor(service.login(kEmail, kPassword)));
+        QCOMPARE(service.lastError(), QStringLiteral("No"));
+        const auto running = service.login(kEmail, kPassword);
+        QVERIFY(!service.lastError());
+        fixture.http.answer(signedIn("T"));
+        QTRY_VERIFY(service.isAuthenticated());
+        QVERIFY(!service.lastError());
+    }
+
+    void aSecondSignInReplacesTokenAndUser()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(signedIn("one"));
+        QVERIFY(QCoro::waitFor(service.login(kEmail, kPassword)));
+        fixture.http.answer(
+            HttpResponse{.status = 200, .body = R"({"success":true,"token":"two"})"});
+        QVERIFY(QCoro::waitFor(service.login(kEmail, kPassword)));
+        QCOMPARE(service.token(), QStringLiteral("two"));
+        QVERIFY(!service.currentUser());
+        QCOMPARE(fixture.secrets.secret(AuthService::secretName()), QByteArray("two"));
+    }
+
+    void signingOutKeepsTheUserAndTheError()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(signedIn("T"));
+        QVERIFY(QCoro::waitFor(service.login(kEmail, kPassword)));
+        fixture.http.answer(HttpResponse{.status = 401, .body = R"({"message":"No"})"});
+        QVERIFY(!QCoro::waitFor(service.login(kEmail, kPassword)));
+        const QStringList* const heard = record(service);
+        service.logout();
+        QVERIFY(!service.isAuthenticated());
+        QVERIFY(!service.token());
+        QVERIFY(service.currentUser());
+        QCOMPARE(service.lastError(), QStringLiteral("No"));
+        QVERIFY(!fixture.secrets.secret(AuthService::secretName()));
+        QCOMPARE(*heard,
+                 QStringList({QStringLiteral("token in -"), QStringLiteral("state out -")}));
+    }
+
+    void aKeyringThatFailsLeavesTheSessionForThisRun()
+    {
+        Fixture fixture;
+        fixture.secrets.works = false;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(signedIn("T"));
+        QVERIFY(QCoro::waitFor(service.login(kEmail, kPassword)));
+        QVERIFY(service.isAuthenticated());
+        QVERIFY(!service.lastError());
+    }
+
+    void anAddressThatDoesNotParseIsSaid_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::newRow("bracket") << QStringLiteral("https://[service");
+        QTest::newRow("no host") << QStringLiteral("https://");
+        QTest::newRow("no scheme") << QStringLiteral("service.example");
+        QTest::newRow("empty") << QString();
+    }
+
+    void anAddressThatDoesNotParseIsSaid()
+    {
+        QFETCH(const QString, url);
+        Fixture fixture;
+        AuthService service(fixture.dependencies(url));
+        QVERIFY(!QCoro::waitFor(service.login(kEmail, kPassword)));
+        QCOMPARE(service.lastError(), QStringLiteral("Invalid API URL"));
+        QVERIFY(fixture.http.requests.isEmpty());
+    }
+
+    void aTextThatIsNotUnicodeCannotBeEncoded()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        const QString broken(QChar(0xD800));
+        QVERIFY(!QCoro::waitFor(service.login(kEmail, broken)));
+        QCOMPARE(service.lastError(), QStringLiteral("Failed to encode request"));
+        QVERIFY(fixture.http.requests.isEmpty());
+    }
+
+    void anAnswerThatIsNotHttpIsInvalid()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(platform::NotHttp{});
+        QVERIFY(!QCoro::waitFor(service.login(kEmail, kPassword)));
+        QCOMPARE(service.lastError(), QStringLiteral("Invalid response"));
+    }
+
+    void theTimeLimitIsAMinuteAndTheAnswerAMegabyte()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(platform::NotHttp{});
+        QVERIFY(!QCoro::waitFor(service.login(kEmail, kPassword)));
+        const platform::HttpRequest& request = fixture.http.requests.constFirst();
+        QCOMPARE(request.url, QStringLiteral("https://service.example/api/token"));
+        QCOMPARE(request.idleLimit, std::chrono::seconds(60));
+        QCOMPARE(request.answerLimit, 1'000'000);
+        QCOMPARE(request.longAnswer, platform::LongAnswer::Fails);
+    }
+
+    void aServiceThatGoesAwayEndsItsSignInsAsFailures()
+    {
+        Fixture fixture;
+        auto service = std::make_unique<AuthService>(fixture.dependencies());
+        auto running = service->login(kEmail, kPassword);
+        service.reset();
+        fixture.http.answer(signedIn("T"));
+        QVERIFY(!QCoro::waitFor(std::move(running)));
+        QVERIFY(!fixture.secrets.calls.contains(QStringLiteral("save")));
+    }
+
+    void twoSignInsAtOnceLeaveTheLastAnswer()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        auto first = service.login(kEmail, kPassword);
+        auto second = service.login(kEmail, kPassword);
+        fixture.http.answer(signedIn("one"));
+        fixture.http.answer(signedIn("two"));
+        QVERIFY(QCoro::waitFor(std::move(first)));
+        QVERIFY(QCoro::waitFor(std::move(second)));
+        QCOMPARE(service.token(), QStringLiteral("two"));
+        QCOMPARE(fixture.secrets.secret(AuthService::secretName()), QByteArray("two"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAuthService)
+#include "tst_auth_service.moc"
