@@ -2,9 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "app/diagnosis.h"
 
+#include "account/auth_service.h"
 #include "activity/activity_file_reader.h"
 #include "activity/data_store.h"
+#include "app/wait_for.h"
 #include "platform/build_config.h"
+#include "platform/http_client.h"
+#include "platform/secret_store.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -12,6 +16,8 @@
 namespace app {
 
 namespace {
+
+constexpr std::chrono::seconds kTimeToAnswer(3);
 
 QString fromView(std::string_view text)
 {
@@ -58,12 +64,34 @@ QStringList activityFileReport(const platform::Environment& environment)
     };
 }
 
+QStringList serviceReport(const platform::Environment& environment)
+{
+    const QString url = fromView(platform::kServiceUrl);
+    const auto session = 
+        waitFor(environment.secretStore.read(account::AuthService::secretName()));
+    const platform::HttpOutcome answer = waitFor(environment.httpClient.send({
+        .method = platform::HttpMethod::Get,
+        .url = url,
+        .headers = {},
+        .body = {},
+        .idleLimit = kTimeToAnswer,
+        .longAnswer = platform::LongAnswer::IsCut,
+    }));
+    const auto* const failure = std::get_if<platform::TransferFailure>(&answer);
+    return {
+        QStringLiteral("account: ") +
+            (session ? QStringLiteral("signed in") : QStringLiteral("signed out")),
+        QStringLiteral("service: ") + url,
+        QStringLiteral("service answers: ") + (failure ? failure->text : QStringLiteral("yes")),
+    };
+}
+
 QString diagnosis(const platform::Environment& environment, const QStringList& desktop)
 {
     QStringList lines{QStringLiteral("version: ") + fromView(platform::kVersion)};
     lines += desktop;
     lines += activityFileReport(environment);
-    lines += QStringLiteral("service: ") + fromView(platform::kServiceUrl);
+    lines += serviceReport(environment);
     return lines.join(QLatin1Char('\n')) + QLatin1Char('\n');
 }
 

@@ -14,6 +14,10 @@ namespace app {
 /// disk.
 [[nodiscard]] QStringList activityFileReport(const platform::Environment& environment);
 
+/// Whether somebody is signed in and whether the service can be reached. A line each. Waits for the
+/// keyring and the network, some seconds each at most.
+[[nodiscard]] QStringList serviceReport(const platform::Environment& environment);
+
 /// The whole answer to --diagnose, `desktop` being what was found of the desktop.
 [[nodiscard]] QString diagnosis(const platform::Environment& environment,
                                 const QStringList& desktop);

@@ -1,13 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "account/auth_service.h"
 #include "activity/data_store.h"
+#include "app/account_commands.h"
+#include "app/command_line.h"
 #include "app/diagnosis.h"
 #include "platform/build_config.h"
 #include "platform/linux/linux_environment.h"
+#include "platform/linux/posix/password_prompt.h"
 #include "platform/linux/posix/termination_signals.h"
 #include "tracking/tracking_engine.h"
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 
 #include <chrono>
@@ -16,62 +19,81 @@
 
 namespace {
 
+using account::AuthService;
+using app::complain;
+using platform::LinuxEnvironment;
+
 constexpr std::chrono::seconds kTimeForTheOwedSave(2);
+constexpr std::chrono::seconds kTimeForTheKeyring(2);
+constexpr std::chrono::minutes kTimeToUnlockTheKeyring(2);
 
-struct Options
-{
-    bool diagnose = false;
-};
-
-Options parse(const QCoreApplication& application)
-{
-    const QCommandLineOption diagnose(
-        QStringLiteral("diagnose"),
-        QStringLiteral("Print what was found on this desktop, without personal data, and end."));
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Records which application is in front, once a second, into a file of "
-                       "yours. Ends on SIGTERM, SIGINT and SIGHUP."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addOption(diagnose);
-    parser.process(application);
-    if (!parser.positionalArguments().isEmpty()) {
-        std::fprintf(stderr,
-                     "Quillstep: unexpected argument \"%s\"; see --help\n",
-                     qUtf8Printable(parser.positionalArguments().constFirst()));
-        std::exit(EXIT_FAILURE);
-    }
-    return {.diagnose = parser.isSet(diagnose)};
-}
-
-void complain(const QString& text)
-{
-    std::fprintf(stderr, "Quillstep: %s\n", qUtf8Printable(text));
-}
-
-int track(platform::LinuxEnvironment& environment,
-          const platform::posix::TerminationSignals& signals)
+int track(LinuxEnvironment& environment, const platform::posix::TerminationSignals& signals)
 {
     QObject::connect(
         &signals, &platform::posix::TerminationSignals::requested, qApp, &QCoreApplication::quit);
     QObject::connect(
-        &environment, &platform::LinuxEnvironment::sessionEnded, qApp, [](const QString& reason) {
+        &environment, &LinuxEnvironment::sessionEnded, qApp, [](const QString& reason) {
             complain(reason + QStringLiteral("; the session is over"));
             QCoreApplication::exit(EXIT_FAILURE);
         });
     if (const QString limitation = environment.limitation(); !limitation.isEmpty())
         complain(limitation);
 
+    AuthService::shared(); // asks the keyring for the session
     tracking::TrackingEngine::shared().start();
     const int code = QCoreApplication::exec();
     tracking::TrackingEngine::shared().stop();
+    if (!environment.finish(kTimeForTheKeyring))
+        complain(QStringLiteral("the keyring or the settings were not written in time"));
     if (!activity::DataStore::shared().finishSaving(kTimeForTheOwedSave)) {
         complain(QStringLiteral("the last seconds could not be saved in time"));
         // The writer hangs in the system and still uses what main() is about to take down.
         std::_Exit(EXIT_FAILURE);
     }
     return code;
+}
+
+int diagnose(const LinuxEnvironment& environment)
+{
+    const QString answer = app::diagnosis(platform::environment(), environment.report());
+    std::fputs(qUtf8Printable(answer), stdout);
+    return EXIT_SUCCESS;
+}
+
+int report(const platform::Outcome& outcome, const char* success)
+{
+    if (!outcome) {
+        complain(outcome.error().text);
+        return EXIT_FAILURE;
+    }
+    std::puts(success);
+    return EXIT_SUCCESS;
+}
+
+int signIn(LinuxEnvironment& environment, const QString& email)
+{
+    const auto password = platform::posix::readPassword("Password: ");
+    if (!password)
+        return report(password.error(), "");
+    const auto finish = [&environment] {
+        return environment.finish(kTimeToUnlockTheKeyring);
+    };
+    return report(app::signIn(AuthService::shared(),
+                              environment.facilities().secretStore,
+                              email,
+                              password.value(),
+                              finish),
+                  "Signed in");
+}
+
+int signOut(LinuxEnvironment& environment)
+{
+    const auto finish = [&environment] {
+        return environment.finish(kTimeToUnlockTheKeyring);
+    };
+    return report(
+        app::signOut(AuthService::shared(), environment.facilities().secretStore, finish),
+        "Signed out");
 }
 
 } // namespace
@@ -82,20 +104,27 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationName(QStringLiteral("Quillstep"));
     QCoreApplication::setApplicationVersion(
         QString::fromLatin1(platform::kVersion.data(), platform::kVersion.size()));
-    const Options options = parse(application);
+    const app::CommandLine commandLine = app::parseCommandLine(application);
 
-    const platform::posix::TerminationSignals signals; // before the environment starts threads
-    const auto environment = platform::LinuxEnvironment::create();
+    // Before the environment starts threads. A command that asks for a password can be interrupted.
+    std::optional<platform::posix::TerminationSignals> signals;
+    if (commandLine.task == app::CommandLine::Task::Track)
+        signals.emplace();
+    const auto environment = LinuxEnvironment::create();
     if (!environment) {
         complain(environment.error().text);
         return EXIT_FAILURE;
     }
     platform::install(environment.value()->facilities());
-    if (options.diagnose) {
-        const QString answer =
-            app::diagnosis(platform::environment(), environment.value()->report());
-        std::fputs(qUtf8Printable(answer), stdout);
-        return EXIT_SUCCESS;
+    switch (commandLine.task) {
+    case app::CommandLine::Task::Diagnose:
+        return diagnose(*environment.value());
+    case app::CommandLine::Task::SignIn:
+        return signIn(*environment.value(), commandLine.email);
+    case app::CommandLine::Task::SignOut:
+        return signOut(*environment.value());
+    case app::CommandLine::Task::Track:
+        break;
     }
-    return track(*environment.value(), signals);
+    return track(*environment.value(), *signals);
 }

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <chrono>
+#include <cstdint>
 #include <variant>
 
 namespace platform {
@@ -20,13 +21,13 @@ struct HttpHeader
     bool operator==(const HttpHeader&) const = default;
 };
 
-enum class HttpMethod {
+enum class HttpMethod : std::uint8_t {
     Get,
     Post,
 };
 
 /// What becomes of an answer whose body is longer than wanted.
-enum class LongAnswer {
+enum class LongAnswer : std::uint8_t {
     Fails, ///< the transfer fails
     IsCut, ///< the rest is not waited for
 };

@@ -12,19 +12,14 @@ namespace platform {
 namespace {
 
 constexpr std::size_t kDeepestNesting = 512;
+constexpr std::string_view kNumberParts = "0123456789+-.eE";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
-bool isNumberPart(char c)
-{
-    return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
-}
 
 /// True for the text of a whole number that no 64-bit integer can hold.
 bool isLongInteger(std::string_view text)
 {
-    const auto read = [text](auto value) {
-        const char* const end = text.data() + text.size();
-        const auto [stop, error] = std::from_chars(text.data(), end, value);
+    const auto read = [begin = text.data(), end = text.data() + text.size()](auto value) {
+        const auto [stop, error] = std::from_chars(begin, end, value);
         return stop == end ? error : std::errc::invalid_argument;
     };
     const std::errc asSigned = read(std::int64_t{});
@@ -85,7 +80,7 @@ std::string withLongIntegersAsDoubles(std::string_view json)
     bool inString = false;
     for (std::size_t i = 0; i < json.size(); ++i) {
         const char c = json[i];
-        if (inString || !isNumberPart(c)) {
+        if (inString || kNumberParts.find(c) == std::string_view::npos) {
             out += c;
             if (c == '"')
                 inString = !inString;
@@ -93,12 +88,12 @@ std::string withLongIntegersAsDoubles(std::string_view json)
                 out += json[++i];
             continue;
         }
-        const auto from = json.begin() + static_cast<std::ptrdiff_t>(i);
-        const auto to = std::find_if_not(from, json.end(), isNumberPart);
-        out.append(from, to);
-        if (isLongInteger({from, to}))
+        const std::string_view number =
+            json.substr(i, std::min(json.find_first_not_of(kNumberParts, i), json.size()) - i);
+        out += number;
+        if (isLongInteger(number))
             out += "e0";
-        i += static_cast<std::size_t>(to - from) - 1;
+        i += number.size() - 1;
     }
     return out;
 }

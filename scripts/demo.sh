@@ -5,7 +5,9 @@
 #
 # For a private desktop: runs QUILLSTEP for SECONDS while a terminal, an editor and a picture viewer take
 # turns being in front with changing titles; saves screenshots into the folder SCREENSHOTS and ends with a
-# summary of what was recorded. Fails if Quillstep does not end cleanly or recorded nothing.
+# summary of what was recorded. With the folder of an account in QUILLSTEP_DEMO_ACCOUNT (see
+# scripts/local_service.sh) it signs in first and looks whether the session lasts. Fails if Quillstep does
+# not end cleanly, recorded nothing or is not signed in at the end.
 set -euo pipefail
 # shellcheck source=lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -82,6 +84,15 @@ use() {
     esac
 }
 
+# session: what a Quillstep that starts now finds in the keyring.
+session() { "$quillstep" --diagnose 2>>"$HOME/quillstep-errors.txt" | sed -n 's/^account: //p'; }
+
+account=${QUILLSTEP_DEMO_ACCOUNT:-}
+if [ -n "$account" ]; then
+    step "Signing in as $(<"$account/email")"
+    "$quillstep" --sign-in "$(<"$account/email")" <"$account/password" || fail "could not sign in"
+fi
+
 step "Recording for $seconds s"
 started_at=$(date +%s.%N)
 "$quillstep" >"$output" 2>"$HOME/quillstep-errors.txt" &
@@ -115,7 +126,17 @@ if [ "$status" != 0 ]; then
     fail "Quillstep ended with exit code $status instead of 0"
 fi
 
+if [ -n "$account" ]; then
+    after_restart=$(session)
+    "$quillstep" --sign-out || fail "could not sign out"
+    after_sign_out=$(session)
+fi
+
 "$root/scripts/summarise.py" "$XDG_DATA_HOME/Velomira Usage Monitor/activity_logs.json" \
     --from "$started_at" --to "$ended_at"
+if [ -n "$account" ]; then
+    echo "Account: $after_restart after a restart, $after_sign_out after signing out"
+    [ "$after_restart, $after_sign_out" = "signed in, signed out" ] || fail "the session was not kept as it should"
+fi
 echo "What Quillstep said: $output"
 echo "Screenshots: $screenshots"

@@ -147,6 +147,13 @@ QString LinuxEnvironment::limitation() const
                           "nothing will be recorded");
 }
 
+bool LinuxEnvironment::finish(std::chrono::milliseconds limit)
+{
+    const QDeadlineTimer deadline(limit);
+    const bool secretsAreKept = m_backends->secretStore.finish(limit);
+    return m_backends->userDefaults.finish(deadline.remainingTimeAsDuration()) && secretsAreKept;
+}
+
 QStringList LinuxEnvironment::report() const
 {
     QStringList lines;

@@ -9,6 +9,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <memory>
 
 namespace platform {
@@ -32,6 +33,10 @@ public:
 
     /// Why nothing can be recorded here, as one sentence; empty on a supported desktop.
     [[nodiscard]] QString limitation() const;
+
+    /// Waits, running the event loop, until the settings are on the disk and the keyring has done
+    /// what it was asked for; false after `limit`.
+    [[nodiscard]] bool finish(std::chrono::milliseconds limit);
 
     /// What was found, a line each, "what: answer". Nothing in it is personal: no titles, no names
     /// of applications.

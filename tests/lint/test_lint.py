@@ -3,6 +3,7 @@
 # SPDX-License-Identifier: MIT
 """The checks find what they are for: each gets a small tree with one fault planted in it."""
 
+import json
 import pathlib
 import shutil
 import subprocess
@@ -76,6 +77,26 @@ class Checks(unittest.TestCase):
     def test_pythonThatDoesNotCompileIsFound(self):
         self.plant("scripts/bad.py", SCRIPT + "def f(:\n")
         self.assertTrue(self.finds([HERE / "lint.py", "python"], "scripts/bad.py"))
+
+    def test_aFaultInAHeaderIsFoundByTidy(self):
+        shutil.copy(HERE.parents[1] / ".clang-tidy", self.root)
+        presets = json.loads((HERE.parents[1] / "CMakePresets.json").read_text(encoding="utf-8"))
+        tidy = next(p for p in presets["configurePresets"] if p["name"] == "tidy")
+        command = tidy["cacheVariables"]["CMAKE_CXX_CLANG_TIDY"].split(";")
+        self.plant("activity/store.cpp", CPP + '#include "activity/store.h"\n')
+        # As the build calls it: from its own folder, with the compiler's command line.
+        (self.root / "build").mkdir()
+
+        def run():
+            return subprocess.run([*command, str(self.root / "activity/store.cpp"), "--", "clang++-19",
+                                   "-std=c++20", f"-I{self.root}", "-c", str(self.root / "activity/store.cpp")],
+                                  cwd=self.root / "build", capture_output=True, text=True, check=False)
+
+        self.assertEqual(run().returncode, 0)
+        self.plant("activity/store.h", CPP + "#pragma once\ntypedef int Number;\n")
+        done = run()
+        self.assertNotEqual(done.returncode, 0)
+        self.assertIn("modernize-use-using", done.stdout)
 
     def test_theBuildTreeIsNotOurs(self):
         self.plant("build/generated.cpp", "int  f( ){return 1;}\n")

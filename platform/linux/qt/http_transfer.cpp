@@ -34,13 +34,13 @@ bool isAuthorization(const HttpHeader& header)
 
 HttpTransfer::HttpTransfer(QNetworkAccessManager& network,
                            ProxyLookup& proxies,
-                           QSslConfiguration tls,
+                           const QSslConfiguration& tls,
                            const HttpRequest& request,
                            QObject* parent)
     : QObject(parent)
     , m_network(network)
     , m_proxies(proxies)
-    , m_tls(std::move(tls))
+    , m_tls(tls)
     , m_request(request)
     , m_firstUrl(request.url, QUrl::StrictMode)
 {

@@ -29,7 +29,7 @@ public:
     /// `network` and `proxies`, which is in use there, must outlive the transfer.
     HttpTransfer(QNetworkAccessManager& network,
                  ProxyLookup& proxies,
-                 QSslConfiguration tls,
+                 const QSslConfiguration& tls,
                  const HttpRequest& request,
                  QObject* parent);
     HttpTransfer(const HttpTransfer&) = delete;

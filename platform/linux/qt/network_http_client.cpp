@@ -19,8 +19,7 @@ QFuture<HttpOutcome> NetworkHttpClient::send(const HttpRequest& request)
         m_proxies = new ProxyLookup;
         m_network->setProxyFactory(m_proxies);
     }
-    auto* const transfer =
-        new HttpTransfer(*m_network, *m_proxies, m_tls, request, &m_transfers);
+    auto* const transfer = new HttpTransfer(*m_network, *m_proxies, m_tls, request, &m_transfers);
     QFuture<HttpOutcome> outcome = transfer->outcome();
     transfer->start();
     return outcome;

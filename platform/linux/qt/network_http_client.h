@@ -26,9 +26,10 @@ public:
 
 private:
     QSslConfiguration m_tls;
-    std::unique_ptr<QNetworkAccessManager> m_network; // made with the first request: it takes memory
-    ProxyLookup* m_proxies = nullptr;                 // of the network's
-    QObject m_transfers;                              // their parent; goes before the network
+    std::unique_ptr<QNetworkAccessManager>
+        m_network;                    // made with the first request: it takes memory
+    ProxyLookup* m_proxies = nullptr; // of the network's
+    QObject m_transfers;              // their parent; goes before the network
 };
 
 } // namespace platform::qt
