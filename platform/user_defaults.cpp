@@ -3,7 +3,6 @@
 #include "platform/user_defaults.h"
 
 #include <QDateTime>
-#include <QTimeZone>
 
 #include <cmath>
 
@@ -41,9 +40,8 @@ std::optional<double> UserDefaults::date(const QString& key) const
 void UserDefaults::setDate(const QString& key, double seconds)
 {
     const qint64 milliseconds = std::llround((seconds + kReferenceDate) * 1000);
-    setString(
-        key,
-        QDateTime::fromMSecsSinceEpoch(milliseconds, QTimeZone::utc()).toString(Qt::ISODateWithMs));
+    setString(key,
+              QDateTime::fromMSecsSinceEpoch(milliseconds, Qt::UTC).toString(Qt::ISODateWithMs));
 }
 
 } // namespace platform
