@@ -14,8 +14,7 @@ constexpr QByteArrayView kByteOrderMark("\xEF\xBB\xBF");
 
 bool isControl(char c)
 {
-    const auto code = static_cast<unsigned char>(c);
-    return (code < 0x20 && c != '\t' && c != '\r' && c != '\n') || code == 0x7F;
+    return static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\r' && c != '\n';
 }
 
 /// Whether what is behind the "=" ends where the line does: in no quotes, and not continued.
