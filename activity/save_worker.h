@@ -3,11 +3,11 @@
 #pragma once
 
 #include "activity/activity_list.h"
-#include "activity/mailbox.h"
 #include "activity/save_job.h"
 #include "activity/write_budget.h"
 #include "platform/atomic_file.h"
 #include "platform/diagnostics.h"
+#include "platform/mailbox.h"
 
 #include <QDeadlineTimer>
 #include <QObject>
@@ -78,7 +78,7 @@ private:
     WriteBudget m_budget;
     bool m_keepDamagedCopy;
     QTimer m_resume;
-    Mailbox<ActivityList> m_inbox;
+    platform::Mailbox<ActivityList> m_inbox;
     std::unique_ptr<SaveJob> m_job;
     ActivityList m_newest;
     bool m_owed = false; // m_newest is in neither the file nor the job

@@ -3,7 +3,6 @@
 #include "platform/user_defaults.h"
 
 #include <QDateTime>
-#include <QTimeZone>
 
 #include <cmath>
 
@@ -11,7 +10,8 @@ namespace platform {
 
 namespace {
 
-constexpr double kReferenceDate = 978307200; // 2001-01-01T00:00:00Z in Unix time
+constexpr qint64 kReferenceDate =
+    978'307'200'000; // 2001-01-01T00:00:00Z in Unix time, milliseconds
 
 } // namespace
 
@@ -35,15 +35,14 @@ std::optional<double> UserDefaults::date(const QString& key) const
     // A text without a zone means another instant on each side of a journey.
     if (!instant.isValid() || instant.timeSpec() == Qt::LocalTime)
         return std::nullopt;
-    return static_cast<double>(instant.toMSecsSinceEpoch()) / 1000 - kReferenceDate;
+    return static_cast<double>(instant.toMSecsSinceEpoch() - kReferenceDate) / 1000;
 }
 
 void UserDefaults::setDate(const QString& key, double seconds)
 {
-    const qint64 milliseconds = std::llround((seconds + kReferenceDate) * 1000);
-    setString(
-        key,
-        QDateTime::fromMSecsSinceEpoch(milliseconds, QTimeZone::utc()).toString(Qt::ISODateWithMs));
+    const qint64 milliseconds = std::llround(seconds * 1000) + kReferenceDate;
+    setString(key,
+              QDateTime::fromMSecsSinceEpoch(milliseconds, Qt::UTC).toString(Qt::ISODateWithMs));
 }
 
 } // namespace platform

@@ -100,16 +100,25 @@ Outcome PosixAtomicFile::keepDamagedCopy()
     struct stat info = {};
     if (::lstat(current.constData(), &info) != 0 || !S_ISREG(info.st_mode))
         return success();
-    const QString base = m_path + kDamaged + damagedStamp();
-    QByteArray copy = QFile::encodeName(base);
-    for (int n = 2; QFileInfo::exists(QFile::decodeName(copy)); ++n)
-        copy = QFile::encodeName(base + QLatin1Char('-') + QString::number(n));
+    const QByteArray copy = nameForDamagedCopy();
     // A second name for the same bytes costs nothing however long the file; where links are not to
     // be had, the file itself moves aside.
     if (::link(current.constData(), copy.constData()) != 0 &&
         ::rename(current.constData(), copy.constData()) != 0)
         return systemError();
     ::chmod(copy.constData(), S_IRUSR | S_IWUSR);
+    removeOldDamagedCopies();
+    return success();
+}
+
+Outcome PosixAtomicFile::moveDamagedAside()
+{
+    const QByteArray aside = nameForDamagedCopy();
+    if (::rename(QFile::encodeName(m_path).constData(), aside.constData()) != 0) {
+        if (errno == ENOENT)
+            return success();
+        return systemError();
+    }
     removeOldDamagedCopies();
     return success();
 }
@@ -125,6 +134,15 @@ void PosixAtomicFile::removeLeftovers()
         if (file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
             ::unlink(leftover.constData());
     }
+}
+
+QByteArray PosixAtomicFile::nameForDamagedCopy() const
+{
+    const QString base = m_path + kDamaged + damagedStamp();
+    QString name = base;
+    for (int n = 2; QFileInfo::exists(name); ++n)
+        name = base + QLatin1Char('-') + QString::number(n);
+    return QFile::encodeName(name);
 }
 
 void PosixAtomicFile::removeOldDamagedCopies() const

@@ -31,7 +31,12 @@ public:
     [[nodiscard]] Outcome keepDamagedCopy() override;
     void removeLeftovers() override;
 
+    /// Gives whatever is in the file's place, be it a folder or a pipe, the name of a damaged copy,
+    /// so that the place is free. Nothing to do when there is nothing.
+    [[nodiscard]] Outcome moveDamagedAside();
+
 private:
+    [[nodiscard]] QByteArray nameForDamagedCopy() const;
     void removeOldDamagedCopies() const;
 
     QString m_path;

@@ -4,20 +4,72 @@
 
 #include "platform/secret_store.h"
 
+#include <QFuture>
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
 namespace platform::secrets {
 
-/// The keyring behind the freedesktop Secret Service, through libsecret.
+class GlibLoop;
+class KeyringOperation;
+class KeyringWatch;
+
+struct SecretLimits
+{
+    /// For what never prompts.
+    std::chrono::milliseconds look = std::chrono::seconds(3);
+    /// For what may prompt: time to find the prompt and to remember a password.
+    std::chrono::milliseconds change = std::chrono::minutes(2);
+};
+
+/// The keyring behind the freedesktop Secret Service, through libsecret. Secrets are items of the
+/// schema "com.velomira.UsageMonitor" with the attributes "service" and "account" in the default
+/// keyring; the secret is kept byte for byte as text/plain.
+/// Reading may start the service where the session bus can; without a session bus nothing starts
+/// one. GLib's main loop, which libsecret answers in, is Qt's own on Debian; elsewhere it is turned
+/// along with Qt's.
 class LibsecretStore final : public SecretStore
 {
     Q_OBJECT
 
 public:
-    LibsecretStore();
+    explicit LibsecretStore(SecretLimits limits = {});
+    LibsecretStore(const LibsecretStore&) = delete;
+    LibsecretStore& operator=(const LibsecretStore&) = delete;
+
+    /// Ends what is under way: its futures give none or false.
     ~LibsecretStore() override;
 
     [[nodiscard]] QFuture<std::optional<QByteArray>> read(const SecretName& name) override;
     QFuture<bool> save(const SecretName& name, const QByteArray& secret) override;
     QFuture<bool> remove(const SecretName& name) override;
+
+    /// How the default keyring is, as a phrase ("unlocked", "locked", "no default keyring",
+    /// "no service on the session bus", "no session bus", "does not answer"), within the limit of
+    /// reading. Never prompts.
+    [[nodiscard]] QFuture<QString> keyringState();
+
+    /// Waits, while events are handled, until every save and removal has come to its result: for
+    /// the end of the process. False when one has not within `limit`; it goes on then.
+    [[nodiscard]] bool finish(std::chrono::milliseconds limit);
+
+Q_SIGNALS:
+    /// A save or removal has come to its result.
+    void changeAnswered(QPrivateSignal);
+
+private:
+    template <typename Operation> auto enqueue(std::shared_ptr<Operation> operation);
+    void supersede(const SecretName& name);
+    void beginReady();
+    void forget(const KeyringOperation* operation);
+    [[nodiscard]] bool hasPendingChange() const;
+
+    SecretLimits m_limits;
+    std::unique_ptr<GlibLoop> m_loop;
+    std::unique_ptr<KeyringWatch> m_watch;
+    std::vector<std::shared_ptr<KeyringOperation>> m_operations; // as they were asked for
 };
 
 } // namespace platform::secrets

@@ -7,7 +7,7 @@
 #include <optional>
 #include <utility>
 
-namespace activity {
+namespace platform {
 
 /// Hands the newest of several values to another thread, without a lock: a value that nobody has
 /// taken yet is superseded by the next one.
@@ -45,4 +45,4 @@ private:
     std::atomic<Value*> m_waiting = nullptr;
 };
 
-} // namespace activity
+} // namespace platform

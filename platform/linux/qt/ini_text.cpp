@@ -1,0 +1,65 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/qt/ini_text.h"
+
+#include <QByteArray>
+
+#include <algorithm>
+
+namespace platform::qt {
+
+namespace {
+
+constexpr QByteArrayView kByteOrderMark("\xEF\xBB\xBF");
+
+bool isControl(char c)
+{
+    return static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\r' && c != '\n';
+}
+
+/// Whether what is behind the "=" ends where the line does: in no quotes, and not continued.
+bool endsOnItsLine(QByteArrayView value)
+{
+    bool isQuoted = false;
+    bool isEscaped = false;
+    for (const char c : value) {
+        if (c == '"' && !isEscaped)
+            isQuoted = !isQuoted;
+        isEscaped = c == '\\' && !isEscaped;
+    }
+    return !isQuoted && !isEscaped;
+}
+
+bool isIniLine(QByteArrayView line)
+{
+    if (line.isEmpty() || line.startsWith(';') || line.startsWith('#'))
+        return true;
+    if (line.startsWith('['))
+        return line.endsWith(']');
+    const qsizetype equals = line.indexOf('=');
+    return equals > 0 && endsOnItsLine(line.sliced(equals + 1));
+}
+
+} // namespace
+
+bool isIniText(QByteArrayView text)
+{
+    if (!text.isValidUtf8() || std::any_of(text.begin(), text.end(), isControl))
+        return false;
+    if (text.startsWith(kByteOrderMark))
+        text = text.sliced(kByteOrderMark.size());
+    while (!text.isEmpty()) {
+        const qsizetype end =
+            std::min(text.size(),
+                     static_cast<qsizetype>(std::distance(
+                         text.begin(), std::find_if(text.begin(), text.end(), [](char c) {
+                             return c == '\n' || c == '\r';
+                         }))));
+        if (!isIniLine(text.first(end).trimmed()))
+            return false;
+        text = text.sliced(std::min(end + 1, text.size()));
+    }
+    return true;
+}
+
+} // namespace platform::qt
