@@ -29,8 +29,9 @@ CommandLine parseCommandLine(const QCoreApplication& application)
         QStringLiteral("Sign in to the service, keep the session in the keyring, and end. The "
                        "password is read from standard input."),
         QStringLiteral("email"));
-    const QCommandLineOption signOut(QStringLiteral("sign-out"),
-                                     QStringLiteral("Remove the session from the keyring, and end."));
+    const QCommandLineOption signOut(
+        QStringLiteral("sign-out"),
+        QStringLiteral("Remove the session from the keyring, and end."));
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Records which application is in front, once a second, into a file of "
@@ -41,7 +42,8 @@ CommandLine parseCommandLine(const QCoreApplication& application)
     parser.process(application);
 
     if (!parser.positionalArguments().isEmpty())
-        refuse(QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().first()));
+        refuse(
+            QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().first()));
     if (parser.isSet(diagnose) + parser.isSet(signIn) + parser.isSet(signOut) > 1)
         refuse(QStringLiteral("--diagnose, --sign-in and --sign-out exclude each other"));
     if (parser.isSet(signIn) && parser.value(signIn).isEmpty())

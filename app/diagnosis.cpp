@@ -67,8 +67,7 @@ QStringList activityFileReport(const platform::Environment& environment)
 QStringList serviceReport(const platform::Environment& environment)
 {
     const QString url = fromView(platform::kServiceUrl);
-    const auto session = 
-        waitFor(environment.secretStore.read(account::AuthService::secretName()));
+    const auto session = waitFor(environment.secretStore.read(account::AuthService::secretName()));
     const platform::HttpOutcome answer = waitFor(environment.httpClient.send({
         .method = platform::HttpMethod::Get,
         .url = url,

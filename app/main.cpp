@@ -5,6 +5,7 @@
 #include "app/account_commands.h"
 #include "app/command_line.h"
 #include "app/diagnosis.h"
+#include "app/wait_for.h"
 #include "platform/build_config.h"
 #include "platform/linux/linux_environment.h"
 #include "platform/linux/posix/password_prompt.h"
@@ -53,9 +54,11 @@ int track(LinuxEnvironment& environment, const platform::posix::TerminationSigna
     return code;
 }
 
-int diagnose(const LinuxEnvironment& environment)
+int diagnose(LinuxEnvironment& environment)
 {
-    const QString answer = app::diagnosis(platform::environment(), environment.report());
+    const QString keyring = QStringLiteral("keyring: ") + app::waitFor(environment.keyringState());
+    const QString answer =
+        app::diagnosis(platform::environment(), environment.report() + QStringList{keyring});
     std::fputs(qUtf8Printable(answer), stdout);
     return EXIT_SUCCESS;
 }
@@ -91,9 +94,8 @@ int signOut(LinuxEnvironment& environment)
     const auto finish = [&environment] {
         return environment.finish(kTimeToUnlockTheKeyring);
     };
-    return report(
-        app::signOut(AuthService::shared(), environment.facilities().secretStore, finish),
-        "Signed out");
+    return report(app::signOut(AuthService::shared(), environment.facilities().secretStore, finish),
+                  "Signed out");
 }
 
 } // namespace

@@ -20,6 +20,7 @@
 #include "platform/linux/xdg/base_directories.h"
 #include "platform/linux/xdg/desktop_entry_folders.h"
 
+#include <QDeadlineTimer>
 #include <QProcessEnvironment>
 
 #include <cmath>
@@ -151,7 +152,13 @@ bool LinuxEnvironment::finish(std::chrono::milliseconds limit)
 {
     const QDeadlineTimer deadline(limit);
     const bool secretsAreKept = m_backends->secretStore.finish(limit);
-    return m_backends->userDefaults.finish(deadline.remainingTimeAsDuration()) && secretsAreKept;
+    const std::chrono::milliseconds left(deadline.remainingTime());
+    return m_backends->userDefaults.finish(left) && secretsAreKept;
+}
+
+QFuture<QString> LinuxEnvironment::keyringState()
+{
+    return m_backends->secretStore.keyringState();
 }
 
 QStringList LinuxEnvironment::report() const

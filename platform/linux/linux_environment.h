@@ -5,6 +5,7 @@
 #include "platform/environment.h"
 #include "platform/result.h"
 
+#include <QFuture>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -37,6 +38,9 @@ public:
     /// Waits, running the event loop, until the settings are on the disk and the keyring has done
     /// what it was asked for; false after `limit`.
     [[nodiscard]] bool finish(std::chrono::milliseconds limit);
+
+    /// How the keyring is, as a phrase, within three seconds and without a prompt.
+    [[nodiscard]] QFuture<QString> keyringState();
 
     /// What was found, a line each, "what: answer". Nothing in it is personal: no titles, no names
     /// of applications.

@@ -46,9 +46,8 @@ private Q_SLOTS:
         QVERIFY(request.body.isEmpty());
         const auto* const failure = std::get_if<platform::TransferFailure>(&*outcome);
         QVERIFY(failure != nullptr);
-        QVERIFY2(failure->text.startsWith(
-                     QStringLiteral("Could not connect to service.example: the proxy failed: ")),
-                 qPrintable(failure->text));
+        QCOMPARE(failure->text,
+                 QStringLiteral("Could not connect to service.example: Proxy denied connection"));
     }
 
     void thisMachineIsReachedDirectly()
