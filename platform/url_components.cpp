@@ -160,8 +160,8 @@ std::optional<UrlComponents> splitUrl(std::string_view address)
 
 bool hasUrlQuery(std::string_view address)
 {
-    const std::size_t mark = address.find_first_of("?#");
-    return mark != kNowhere && address[mark] == '?';
+    const std::size_t mark = address.find('?');
+    return mark != kNowhere && address.substr(0, mark).find('#') == kNowhere;
 }
 
 std::string withoutUrlQuery(std::string_view address)

@@ -28,7 +28,7 @@ struct ActivityPayload
 
 /// The body: one JSON object without white space. Fails only when `device_id` or one of the times
 /// is not valid UTF-8.
-/// Any thread; a second or so for a million rows.
+/// Any thread; some tenths of a second for a million rows.
 [[nodiscard]] platform::Result<QByteArray> uploadPayloadJson(const ActivityPayload& payload);
 
 } // namespace syncing
