@@ -15,9 +15,9 @@ namespace platform {
 
 namespace {
 
-/// Names have at most 253 characters in ASCII. Some characters vanish on the way there, but what
-/// is longer than this is no name; converting it would take time that grows with the square.
-constexpr std::size_t kLongestName = 4096;
+/// A name has at most 253 characters in ASCII. Some vanish on the way there, but not this many; the
+/// conversion counts in 32 bits.
+constexpr std::size_t kLongestName = 65'536;
 
 /// Never closed: threads may still be converting when the process ends.
 const UIDNA* domainNames()

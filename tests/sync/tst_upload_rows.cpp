@@ -153,10 +153,12 @@ private Q_SLOTS:
     {
         const AggregatedLog runs[] = {runAt("https://example.com/a?b"),
                                       runAt("https://example.com/a?c"),
-                                      runAt("https://example.com/a?b")};
+                                      runAt("https://example.com/a?b"),
+                                      runAt("https://example.com/other?b")};
         const auto rows = uploadRows(runs);
         QVERIFY(rows[0].url->sharesBufferWith(*rows[2].url));
         QCOMPARE(rows[1].url->view(), rows[0].url->view());
+        QCOMPARE(rows[3].url->view(), std::string_view("https://example.com/other"));
     }
 };
 
