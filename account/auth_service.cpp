@@ -5,12 +5,12 @@
 #include "account/device_identity.h"
 #include "account/login_reply.h"
 #include "account/login_request.h"
+#include "account/service_endpoint.h"
 #include "platform/build_config.h"
 #include "platform/environment.h"
 
 #include <QCoroFuture>
 #include <QPointer>
-#include <QUrl>
 #include <QUtf8StringView>
 
 #include <utility>
@@ -22,15 +22,6 @@ namespace {
 QString fromView(std::string_view text)
 {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-/// The address to sign in at; none when the service's own does not parse.
-std::optional<QString> endpoint(const QString& serviceUrl)
-{
-    const QUrl url(serviceUrl + QStringLiteral("/api/token"), QUrl::StrictMode);
-    if (!url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
-        return std::nullopt;
-    return url.toString(QUrl::FullyEncoded);
 }
 
 /// Makes `field` hold `value`; true when that changes it.
@@ -70,7 +61,7 @@ QCoro::Task<bool> AuthService::login(QString email, QString password)
 {
     const QPointer<AuthService> self(this);
     setLastError(std::nullopt);
-    const std::optional<QString> url = endpoint(m_serviceUrl);
+    const std::optional<QString> url = serviceEndpoint(m_serviceUrl, QStringLiteral("/api/token"));
     if (!url) {
         setLastError(QStringLiteral("Invalid API URL"));
         co_return false;

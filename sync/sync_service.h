@@ -1,0 +1,116 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/environment.h"
+#include "platform/http_client.h"
+#include "platform/repeating_timer.h"
+
+#include <QCoroTask>
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
+
+namespace account {
+class AuthService;
+}
+
+namespace activity {
+class DataStore;
+}
+
+namespace syncing {
+
+struct UploadBatch;
+
+/// The uploader: on a timer and on request it sends everything that the store holds to the Velomira
+/// service, folded into runs, and removes from the store what was delivered.
+///
+/// Main thread only; nothing here holds it up, however much is stored: folding and encoding are
+/// done on a thread of their own. Each property's signal is emitted when its value has changed.
+class SyncService final : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(bool isSyncing READ isSyncing NOTIFY isSyncingChanged FINAL)
+
+public:
+    /// Starts nothing. `serviceUrl` is the service's scheme, host and port; the others must outlive
+    /// the service.
+    SyncService(const platform::Environment& environment,
+                QString serviceUrl,
+                account::AuthService& auth,
+                activity::DataStore& store);
+    SyncService(const SyncService&) = delete;
+    SyncService& operator=(const SyncService&) = delete;
+    /// Waits for a preparation that still runs; an upload that is under way has no effect any more.
+    ~SyncService() override;
+
+    /// The process's service, made on first use from the installed environment and the other shared
+    /// services; never destroyed.
+    static SyncService& shared();
+
+    /// Uploads from now on every so many minutes as the setting "syncInterval" says now, at least
+    /// one, first in that time. Whoever calls it has stopped the timer before.
+    void setupTimer();
+
+    /// Stops the timer; timer() is none then.
+    void stopTimer();
+
+    /// One attempt to upload. It is over at once when nobody is signed in, another attempt is under
+    /// way or nothing is stored.
+    QCoro::Task<> sync();
+
+    /// The running timer; none until setupTimer().
+    [[nodiscard]] const platform::RepeatingTimer* timer() const { return m_timer.get(); }
+
+    /// True from the start of an attempt until its outcome is recorded.
+    [[nodiscard]] bool isSyncing() const { return m_isSyncing; }
+
+    /// Why the last attempt failed; none after a success and during an attempt.
+    [[nodiscard]] const std::optional<QString>& lastSyncError() const { return m_lastSyncError; }
+
+    /// When the last attempt ended that delivered or found nothing to send, in seconds since
+    /// 2001-01-01T00:00:00Z. Kept in the settings.
+    [[nodiscard]] std::optional<double> lastSyncTime() const;
+    void setLastSyncTime(std::optional<double> time);
+
+Q_SIGNALS:
+    void timerChanged();
+    void isSyncingChanged();
+    void lastSyncErrorChanged();
+
+private:
+    QCoro::Task<> upload(std::shared_ptr<UploadBatch> batch);
+    QCoro::Task<bool> inBackground(std::function<void()> work);
+    [[nodiscard]] platform::HttpRequest requestTo(const QString& url);
+    void record(const platform::HttpOutcome& outcome, const UploadBatch& batch);
+    void recordAnswer(const platform::HttpResponse& response, const UploadBatch& batch);
+    void recordDelivery(const UploadBatch& batch);
+    void recordNothingToSend();
+    void fail(const QString& text);
+    void failWith(const QString& text, const QString& description);
+    void discard(std::shared_ptr<UploadBatch> batch);
+
+    [[nodiscard]] qint64 intervalMinutes() const;
+    [[nodiscard]] QString getDeviceID();
+    void log(const QString& text);
+    void setTimer(std::unique_ptr<platform::RepeatingTimer> timer);
+    void setIsSyncing(bool value);
+    void setLastSyncError(const std::optional<QString>& text);
+
+    const platform::Environment& m_environment;
+    QString m_serviceUrl;
+    account::AuthService& m_auth;
+    activity::DataStore& m_store;
+    std::unique_ptr<platform::RepeatingTimer> m_timer;
+    bool m_isSyncing = false;
+    std::optional<QString> m_lastSyncError;
+    std::jthread m_worker;
+    std::jthread m_discarder;
+};
+
+} // namespace syncing

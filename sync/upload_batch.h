@@ -1,0 +1,37 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "activity/activity_ids.h"
+#include "activity/activity_list.h"
+#include "sync/upload_payload_json.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+namespace syncing {
+
+/// What one attempt works on, from the samples to the body.
+/// One thread at a time. With many samples every step and the end of it take long.
+struct UploadBatch
+{
+    activity::ActivityList snapshot;
+    /// The identities of all samples of the snapshot.
+    activity::ActivityIds ids;
+    ActivityPayload payload;
+    /// How many rows the payload had before it was encoded.
+    qint64 rowCount = 0;
+    QByteArray body;
+    /// Why there is no body.
+    std::optional<QString> encodingError;
+
+    /// Folds the snapshot into rows.
+    void fold();
+
+    /// Makes the body of the payload, which is given up for it.
+    void encode();
+};
+
+} // namespace syncing
