@@ -28,18 +28,21 @@ QString nextConnectionName()
 }
 
 /// Makes the file if there is none, in any case for its owner only: it holds personal data.
+/// One that is there is never opened here: closing it again would drop the locks that SQLite has on
+/// it in this process (POSIX), and with them the data of another process.
 Outcome makePrivateFile(const QString& path)
 {
     const QByteArray name = QFile::encodeName(path);
-    const int file = ::open(name.constData(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    const bool isPrivate = file >= 0 && ::fchmod(file, S_IRUSR | S_IWUSR) == 0;
-    const int reason = errno;
-    if (file >= 0)
+    const int file =
+        ::open(name.constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (file >= 0) {
         ::close(file);
-    if (!isPrivate)
-        return Error{"cannot open the database " + path.toStdString() + ": " +
-                     std::strerror(reason)}; // NOLINT(concurrency-mt-unsafe)
-    return success();
+        return success();
+    }
+    if (errno == EEXIST && ::chmod(name.constData(), S_IRUSR | S_IWUSR) == 0)
+        return success();
+    return Error{"cannot open the database " + path.toStdString() + ": " +
+                 std::strerror(errno)}; // NOLINT(concurrency-mt-unsafe)
 }
 
 /// What happened, without the server's words, which may repeat the values.

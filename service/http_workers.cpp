@@ -39,7 +39,7 @@ bool HttpWorkers::add(int socket)
 bool HttpWorkers::areBehind() const
 {
     const std::lock_guard lock(m_mutex);
-    return !m_waiting.empty();
+    return !m_waiting.empty() && m_served.size() >= m_threads.size();
 }
 
 bool HttpWorkers::waitUntilIdle(std::chrono::milliseconds limit)

@@ -28,7 +28,7 @@ public:
     /// Takes over `socket`; false when too many wait, then it stays the caller's.
     [[nodiscard]] bool add(int socket);
 
-    /// Whether connections wait for a thread.
+    /// Whether connections wait because no thread is free.
     [[nodiscard]] bool areBehind() const;
 
     /// Waits until no connection is in hand; false when that takes longer.

@@ -87,7 +87,8 @@ private Q_SLOTS:
         QTest::newRow("array") << QByteArray("[]") << 422;
         QTest::newRow("string") << QByteArray("\"{}\"") << 422;
         QTest::newRow("invalid UTF-8") << QByteArray("{\"email\":\"\xC3\x28\"}") << 400;
-        QTest::newRow("lone surrogate") << QByteArray::fromStdString(json(R"({'email':'\ud800'})")) << 400;
+        QTest::newRow("lone surrogate")
+            << QByteArray::fromStdString(json(R"({'email':'\ud800'})")) << 400;
         QTest::newRow("raw control") << QByteArray("{\"email\":\"a\nb\"}") << 400;
         QTest::newRow("too long a number") << QByteArray("{\"x\":1e999}") << 400;
         QTest::newRow("not JSON") << QByteArray("email=a&password=b") << 400;

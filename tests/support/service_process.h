@@ -71,6 +71,8 @@ public:
     /// From here on the database that addUser() and summary() mean.
     void setDatabase(const QString& database) { m_database = database; }
 
+    [[nodiscard]] QString database() const { return m_database; }
+
 private:
     QTemporaryDir m_folder;
     QString m_database;
