@@ -1,0 +1,142 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/accounts.h"
+
+#include "service/ascii.h"
+#include "service/database_text.h"
+#include "service/token.h"
+
+#include <chrono>
+
+namespace service {
+
+namespace {
+
+std::int64_t microsecondsNow()
+{
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+}
+
+QVariant number(std::int64_t value)
+{
+    return {static_cast<qlonglong>(value)};
+}
+
+QString storedKey(std::string_view email)
+{
+    return storedText(asciiLower(email));
+}
+
+} // namespace
+
+DatabaseResult<std::optional<std::int64_t>> addUser(DatabaseSession& session,
+                                                    const std::string& email,
+                                                    const std::string& name,
+                                                    const std::string& passwordHash)
+{
+    using Added = DatabaseResult<std::optional<std::int64_t>>;
+    return session.inExclusiveTransaction([&]() -> Added {
+        auto there = session.run(QStringLiteral("select id from users where email_key = ?"),
+                                 {storedKey(email)});
+        if (!there)
+            return there.error();
+        if (there.value().next())
+            return std::optional<std::int64_t>();
+        auto last = session.run(QStringLiteral("select coalesce(max(id), 0) from users"));
+        if (!last)
+            return last.error();
+        last.value().next();
+        const std::int64_t id = last.value().value(0).toLongLong() + 1;
+        const auto added = session.run(
+            QStringLiteral("insert into users (id, email, email_key, name, password_hash, "
+                           "created_at) values (?, ?, ?, ?, ?, ?)"),
+            {number(id),
+             storedText(email),
+             storedKey(email),
+             storedText(name),
+             storedText(passwordHash),
+             number(microsecondsNow())});
+        if (!added)
+            return added.error();
+        return std::optional(id);
+    });
+}
+
+DatabaseResult<std::optional<User>> findUser(DatabaseSession& session, const std::string& email)
+{
+    auto found = session.run(QStringLiteral("select id, email, name, phone_number, password_hash "
+                                            "from users where email_key = ?"),
+                             {storedKey(email)});
+    if (!found)
+        return found.error();
+    QSqlQuery& row = found.value();
+    // Stored texts hold no U+0000, so an address with one must not find that of its picture.
+    if (email.find('\0') != std::string::npos || !row.next())
+        return std::optional<User>();
+    return std::optional(User{
+        .id = row.value(0).toLongLong(),
+        .email = row.value(1).toString().toStdString(),
+        .name = row.value(2).toString().toStdString(),
+        .phoneNumber =
+            row.isNull(3) ? std::nullopt : std::optional(row.value(3).toString().toStdString()),
+        .passwordHash = row.value(4).toString().toStdString(),
+    });
+}
+
+DatabaseResult<std::monostate> addToken(DatabaseSession& session,
+                                        std::int64_t user,
+                                        const std::string& token,
+                                        const SignInRequest& request)
+{
+    return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
+        const auto added =
+            session.run(QStringLiteral("insert into tokens (digest, user_id, device_id, "
+                                       "device_name, created_at) values (?, ?, ?, ?, ?)"),
+                        {storedText(digestOf({token})),
+                         number(user),
+                         storedText(request.deviceId),
+                         storedText(request.deviceName),
+                         number(microsecondsNow())});
+        if (!added)
+            return added.error();
+        const auto bounded = session.run(
+            QStringLiteral("delete from tokens where user_id = ? and digest not in (select digest "
+                           "from tokens where user_id = ? order by created_at desc, digest "
+                           "limit 50)"),
+            {number(user), number(user)});
+        if (!bounded)
+            return bounded.error();
+        return std::monostate();
+    });
+}
+
+DatabaseResult<std::optional<std::int64_t>> userOfToken(DatabaseSession& session,
+                                                        const std::string& token)
+{
+    auto found = session.run(QStringLiteral("select user_id from tokens where digest = ?"),
+                             {storedText(digestOf({token}))});
+    if (!found)
+        return found.error();
+    if (!found.value().next())
+        return std::optional<std::int64_t>();
+    return std::optional<std::int64_t>(found.value().value(0).toLongLong());
+}
+
+DatabaseResult<std::optional<int>> revokeTokens(DatabaseSession& session, const std::string& email)
+{
+    return session.inTransaction([&]() -> DatabaseResult<std::optional<int>> {
+        const auto user = findUser(session, email);
+        if (!user)
+            return user.error();
+        if (!user.value())
+            return std::optional<int>();
+        auto removed = session.run(QStringLiteral("delete from tokens where user_id = ?"),
+                                   {number(user.value()->id)});
+        if (!removed)
+            return removed.error();
+        return std::optional(removed.value().numRowsAffected());
+    });
+}
+
+} // namespace service

@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "service/result.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <string>
+
+namespace service {
+
+/// What the program was asked to do.
+struct CommandLine
+{
+    enum class Action {
+        Serve,
+        AddUser,
+        RevokeTokens,
+        Summary,
+        Help,
+        Version,
+    };
+
+    Action action = Action::Serve;
+    QString database;
+    std::string address = "127.0.0.1";
+    int port = 0;
+    bool trustProxy = false;
+    std::string email; ///< of the user to add or whose tokens end
+    std::string name;  ///< of the user to add
+
+    /// Reads the arguments, without the program's name. The error is one line for the user.
+    [[nodiscard]] static Result<CommandLine> parse(const QStringList& arguments);
+
+    [[nodiscard]] static const char* help();
+};
+
+} // namespace service

@@ -1,0 +1,72 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/database_lane.h"
+
+#include <utility>
+
+namespace service {
+
+DatabaseLane::DatabaseLane(DatabaseAddress address, int threads)
+    : m_address(std::move(address))
+{
+    for (int i = 0; i < threads; ++i)
+        m_threads.emplace_back([this] { serve(); });
+}
+
+DatabaseLane::~DatabaseLane()
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        m_ending = true;
+    }
+    m_wake.notify_all();
+    m_threads.clear();
+}
+
+void DatabaseLane::perform(const Work& work)
+{
+    Item item{.work = &work};
+    std::unique_lock lock(m_mutex);
+    m_items.push_back(&item);
+    m_wake.notify_one();
+    m_done.wait(lock, [&] { return item.done; });
+}
+
+void DatabaseLane::serve()
+{
+    std::unique_ptr<DatabaseSession> session;
+    unsigned failuresSeen = 0;
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        m_wake.wait(lock, [&] { return !m_items.empty() || m_ending; });
+        if (m_items.empty())
+            return;
+        Item* const item = m_items.front();
+        m_items.pop_front();
+        // A server that restarted has ended the other threads' connections as well.
+        if (std::exchange(failuresSeen, m_failures) != m_failures)
+            session.reset();
+        lock.unlock();
+        const bool usable = attempt(session, *item->work);
+        lock.lock();
+        if (!usable) {
+            session.reset();
+            failuresSeen = ++m_failures;
+        }
+        item->done = true;
+        m_done.notify_all();
+    }
+}
+
+bool DatabaseLane::attempt(std::unique_ptr<DatabaseSession>& session, const Work& work)
+{
+    if (session == nullptr) {
+        auto opened = DatabaseSession::open(m_address);
+        if (!opened)
+            return work(nullptr, opened.error().text);
+        session = std::move(opened).value();
+    }
+    return work(session.get(), {});
+}
+
+} // namespace service

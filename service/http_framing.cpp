@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/http_framing.h"
+
+#include "service/ascii.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <array>
+
+namespace service {
+
+namespace {
+
+constexpr std::size_t kMostDigits = 18;
+
+/// Nothing when `digits` is not a number of at most 18 digits.
+std::optional<std::size_t> number(std::string_view digits)
+{
+    const bool valid =
+        !digits.empty() && digits.size() <= kMostDigits &&
+        std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
+    if (!valid)
+        return std::nullopt;
+    std::size_t value = 0;
+    for (const char c : digits)
+        value = 10 * value + static_cast<std::size_t>(c - '0');
+    return value;
+}
+
+std::string_view trimmed(std::string_view text)
+{
+    const std::size_t from = text.find_first_not_of(" \t");
+    if (from == std::string_view::npos)
+        return {};
+    return text.substr(from, text.find_last_not_of(" \t") - from + 1);
+}
+
+} // namespace
+
+bool announcesBody(const BodyFields& fields)
+{
+    return !fields.transferEncoding.empty() ||
+           (!fields.contentLength.empty() && fields.contentLength != std::vector<std::string>{"0"});
+}
+
+std::optional<Fault> faultOf(const BodyFields& fields, std::size_t limit)
+{
+    const bool chunked = !fields.transferEncoding.empty();
+    if (chunked && (fields.transferEncoding.size() > 1 || !fields.contentLength.empty() ||
+                    asciiLower(fields.transferEncoding.front()) != "chunked"))
+        return Fault{.status = 400, .message = "The length of the body is ambiguous"};
+    if (!chunked && fields.contentLength.empty())
+        return Fault{.status = 411, .message = "The request says nothing of a body"};
+    if (!chunked) {
+        const auto length = number(fields.contentLength.front());
+        if (!length || fields.contentLength.size() > 1)
+            return Fault{.status = 400, .message = "The length of the body is not valid"};
+        if (*length > limit)
+            return Fault{.status = 413,
+                         .message = "The body is longer than " + std::to_string(limit) + " bytes"};
+    }
+    if (!fields.contentEncoding.empty() && fields.contentEncoding != "identity")
+        return Fault{.status = 415, .message = "The body must not be compressed"};
+    if (asciiLower(fields.contentType).starts_with("multipart/"))
+        return Fault{.status = 415, .message = "The body must be JSON"};
+    return std::nullopt;
+}
+
+std::optional<std::string> forwardedClient(std::string_view forwardedFor)
+{
+    const std::size_t comma = forwardedFor.rfind(',');
+    const std::string last(
+        trimmed(comma == std::string_view::npos ? forwardedFor : forwardedFor.substr(comma + 1)));
+    std::array<unsigned char, 16> bytes = {};
+    if (::inet_pton(AF_INET, last.c_str(), bytes.data()) == 1 ||
+        ::inet_pton(AF_INET6, last.c_str(), bytes.data()) == 1)
+        return last;
+    return std::nullopt;
+}
+
+} // namespace service

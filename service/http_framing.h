@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "service/answer.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace service {
+
+/// The header fields that say how a request's body comes, every occurrence of each.
+struct BodyFields
+{
+    std::vector<std::string> contentLength;
+    std::vector<std::string> transferEncoding;
+    std::string contentEncoding;
+    std::string contentType;
+};
+
+/// Whether a body follows, or may.
+[[nodiscard]] bool announcesBody(const BodyFields& fields);
+
+/// Why such a body of at most `limit` bytes is refused before it is read; nothing when it is not.
+/// What different readers of HTTP might take differently is refused (RFC 9112, section 6.3).
+[[nodiscard]] std::optional<Fault> faultOf(const BodyFields& fields, std::size_t limit);
+
+/// The address of a client that a reverse proxy in front reports: the last of `forwardedFor` (the
+/// value of the last header X-Forwarded-For), which is the one that the proxy wrote itself. Nothing
+/// when that is not an IP address.
+[[nodiscard]] std::optional<std::string> forwardedClient(std::string_view forwardedFor);
+
+} // namespace service

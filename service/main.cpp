@@ -1,0 +1,151 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/accounts.h"
+#include "service/activity_rows.h"
+#include "service/api.h"
+#include "service/command_line.h"
+#include "service/database.h"
+#include "service/database_session.h"
+#include "service/http_server.h"
+#include "service/password_hasher.h"
+#include "service/password_input.h"
+#include "service/schema.h"
+
+#include <QCoreApplication>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <sys/signalfd.h>
+#include <sys/stat.h>
+
+namespace {
+
+using service::CommandLine;
+using service::DatabaseAddress;
+using service::DatabaseSession;
+
+int complain(const std::string& text)
+{
+    std::fprintf(stderr, "velomira-service: %s\n", text.c_str());
+    return EXIT_FAILURE;
+}
+
+int addUser(DatabaseSession& session, const CommandLine& line)
+{
+    const auto password = service::readPassword();
+    if (!password)
+        return complain(password.error().text);
+    const auto hash = service::PasswordHasher().hash(password.value());
+    if (!hash)
+        return complain("not enough memory to hash the password");
+    const auto added = service::addUser(session, line.email, line.name, *hash);
+    if (!added)
+        return complain(added.error().text);
+    if (!added.value())
+        return complain("the user " + line.email + " already exists");
+    std::printf("added user %lld\n", static_cast<long long>(*added.value()));
+    return EXIT_SUCCESS;
+}
+
+int revokeTokens(DatabaseSession& session, const CommandLine& line)
+{
+    const auto revoked = service::revokeTokens(session, line.email);
+    if (!revoked)
+        return complain(revoked.error().text);
+    if (!revoked.value())
+        return complain("there is no user " + line.email);
+    std::printf("revoked %d tokens\n", *revoked.value());
+    return EXIT_SUCCESS;
+}
+
+int printSummary(DatabaseSession& session)
+{
+    const auto lines = service::summary(session);
+    if (!lines)
+        return complain(lines.error().text);
+    std::fputs(lines.value().c_str(), stdout);
+    return EXIT_SUCCESS;
+}
+
+/// Blocks the signals that end the service, for all threads started later, and reports them here.
+int terminationDescriptor()
+{
+    sigset_t set;
+    ::sigemptyset(&set);
+    ::sigaddset(&set, SIGTERM);
+    ::sigaddset(&set, SIGINT);
+    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    return ::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+int serve(const DatabaseAddress& address, const CommandLine& line)
+{
+    const int stop = terminationDescriptor();
+    ::signal(SIGPIPE, SIG_IGN);
+    service::PasswordHasher hasher;
+    service::Database database(address);
+    service::Api api(database, hasher, {});
+    service::HttpServer server(api, {}, line.trustProxy);
+    const auto port = server.listen(line.address, line.port);
+    if (!port)
+        return complain(port.error().text);
+    const bool isV6 = line.address.find(':') != std::string::npos;
+    std::printf("velomira-service: listening on http://%s%s%s:%d\n",
+                isV6 ? "[" : "",
+                line.address.c_str(),
+                isV6 ? "]" : "",
+                port.value());
+    std::fflush(stdout);
+    // Threads that cannot be broken off would still use what is about to be taken down.
+    if (!server.serve(stop))
+        std::_Exit(EXIT_SUCCESS);
+    return EXIT_SUCCESS;
+}
+
+int run(const CommandLine& line)
+{
+    const auto address = service::parseDatabaseAddress(line.database);
+    if (!address)
+        return complain(address.error().text);
+    auto opened = DatabaseSession::open(address.value());
+    if (!opened)
+        return complain(opened.error().text);
+    std::unique_ptr<DatabaseSession> session = std::move(opened).value();
+    if (const auto prepared = service::prepareSchema(*session); !prepared)
+        return complain(prepared.error().text);
+    switch (line.action) {
+    case CommandLine::Action::AddUser:
+        return addUser(*session, line);
+    case CommandLine::Action::RevokeTokens:
+        return revokeTokens(*session, line);
+    case CommandLine::Action::Summary:
+        return printSummary(*session);
+    default:
+        break;
+    }
+    session.reset();
+    return serve(address.value(), line);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    ::umask(S_IRWXG | S_IRWXO); // the database and the files beside it hold personal data
+    const QCoreApplication application(argc, argv);
+    const auto line = CommandLine::parse(QCoreApplication::arguments().mid(1));
+    if (!line)
+        return complain(line.error().text);
+    if (line.value().action == CommandLine::Action::Help) {
+        std::fputs(CommandLine::help(), stdout);
+        return EXIT_SUCCESS;
+    }
+    if (line.value().action == CommandLine::Action::Version) {
+        std::puts("velomira-service " VELOMIRA_SERVICE_VERSION);
+        return EXIT_SUCCESS;
+    }
+    return run(line.value());
+}

@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace service {
+
+/// What the log tells of a request: nothing of its headers, its query and its body.
+struct LoggedRequest
+{
+    std::chrono::system_clock::time_point time;
+    std::string peer;
+    std::string method;
+    /// As it stood in the request line, with the query.
+    std::string target;
+    int status = 0; ///< 0 when there was no one left to answer
+    std::size_t bytesIn = 0;
+    std::chrono::milliseconds duration{0};
+    std::optional<std::int64_t> user;
+};
+
+/// One line with its newline. Without the query; what could forge or garble a line is escaped, and
+/// a long path is cut. Any thread.
+[[nodiscard]] std::string logLine(const LoggedRequest& request);
+
+/// Writes a line to standard error in one piece. Any thread.
+void writeLog(std::string_view line);
+
+} // namespace service

@@ -1,0 +1,14 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "service/database_session.h"
+#include "service/result.h"
+
+namespace service {
+
+/// Makes the tables of a new database and brings those of an older version up to date. Several
+/// processes may do so at the same time. Fails for a database of a newer version.
+[[nodiscard]] Outcome prepareSchema(DatabaseSession& session);
+
+} // namespace service

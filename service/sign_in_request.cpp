@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/sign_in_request.h"
+
+#include "service/json_request.h"
+
+#include <utility>
+
+namespace service {
+
+Result<SignInRequest, Fault> decodeSignInRequest(std::string body)
+{
+    JsonRequest json;
+    if (std::optional<Fault> fault = json.read(std::move(body)))
+        return *std::move(fault);
+    SignInRequest request;
+    const std::pair<std::string_view, std::string*> members[] = {
+        {"email", &request.email},
+        {"password", &request.password},
+        {"device_name", &request.deviceName},
+        {"device_id", &request.deviceId},
+    };
+    Fault fault{.status = 422, .message = "The request is incomplete"};
+    for (const auto& [key, field] : members) {
+        if (const auto value = stringMember(json.object(), key))
+            *field = *value;
+        else
+            fault.members.push_back({std::string(key), "is missing or not a string"});
+    }
+    if (!fault.members.empty())
+        return fault;
+    return request;
+}
+
+} // namespace service

@@ -1,0 +1,242 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/answer.h"
+#include "service/api.h"
+#include "service/http_framing.h"
+#include "service/password_hasher.h"
+#include "service/request_log.h"
+#include "service/token.h"
+#include "service/utc_time.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+#include <set>
+
+using namespace service;
+
+class TestValues : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void timesAreReadAndWritten_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<qint64>("seconds");
+        QTest::newRow("1970") << QStringLiteral("1970-01-01T00:00:00Z") << qint64(0);
+        QTest::newRow("before") << QStringLiteral("1969-12-31T23:59:59Z") << qint64(-1);
+        QTest::newRow("leap day") << QStringLiteral("2024-02-29T12:00:00Z") << qint64(1709208000);
+        QTest::newRow("2000 is leap")
+            << QStringLiteral("2000-02-29T00:00:00Z") << qint64(951782400);
+        QTest::newRow("2001") << QStringLiteral("2001-01-01T00:00:00Z") << qint64(978307200);
+        QTest::newRow("year 0") << QStringLiteral("0000-01-01T00:00:00Z") << qint64(-62167219200);
+        QTest::newRow("year -1") << QStringLiteral("-0001-12-31T23:59:59Z") << qint64(-62167219201);
+        QTest::newRow("10000") << QStringLiteral("10000-01-01T00:00:00Z") << qint64(253402300800);
+    }
+
+    void timesAreReadAndWritten()
+    {
+        QFETCH(QString, text);
+        QFETCH(qint64, seconds);
+        QCOMPARE(secondsFromUtcText(text.toStdString()), std::optional<std::int64_t>(seconds));
+        QCOMPARE(QString::fromStdString(utcTextOf(seconds)), text);
+    }
+
+    void farTimesComeBackAsTheyWere()
+    {
+        for (std::int64_t seconds = -30'000'000'000'000'000; seconds < 30'000'000'000'000'000;
+             seconds += 77'777'777'777'777)
+            QCOMPARE(secondsFromUtcText(utcTextOf(seconds)), std::optional(seconds));
+    }
+
+    void textsThatAreNoTimesAreRefused()
+    {
+        for (const char* text : {"",
+                                 "Z",
+                                 "2026-11-21",
+                                 "2026-11-21T09:30:00",
+                                 "2026-11-21T09:30:00+00:00",
+                                 "2026-11-21t09:30:00z",
+                                 "2026-11-21 09:30:00Z",
+                                 "2026-11-21T09:30:00.5Z",
+                                 "2026-11-21T24:00:00Z",
+                                 "2026-11-21T09:60:00Z",
+                                 "2026-11-21T09:30:60Z",
+                                 "2026-00-21T09:30:00Z",
+                                 "2026-13-21T09:30:00Z",
+                                 "2026-11-00T09:30:00Z",
+                                 "2026-11-31T09:30:00Z",
+                                 "1900-02-29T09:30:00Z",
+                                 "226-11-21T09:30:00Z",
+                                 "02026-11-21T09:30:00Z",
+                                 "+2026-11-21T09:30:00Z",
+                                 "-0000-11-21T09:30:00Z",
+                                 "--001-11-21T09:30:00Z",
+                                 "9999999999-01-01T00:00:00Z",
+                                 "2026-1 -21T09:30:00Z",
+                                 " 2026-11-21T09:30:00Z",
+                                 "2026-11-21T09:30:00Z "})
+            QVERIFY2(!secondsFromUtcText(text), text);
+    }
+
+    void refusalsAreJson()
+    {
+        QCOMPARE(refusal(404, "a \"b\"\n").body,
+                 std::string("{\"message\":\"a \\\"b\\\"\\u000a\"}"));
+        const Answer answer = refusal(Fault{
+            .status = 422, .message = "m", .members = {{"a.0", "is wrong"}, {"b", "is missing"}}});
+        QCOMPARE(answer.status, 422);
+        QCOMPARE(
+            answer.body,
+            std::string(R"({"message":"m","errors":{"a.0":["is wrong"],"b":["is missing"]}})"));
+    }
+
+    void tokensAreLongAndNeverTheSame()
+    {
+        const PasswordHasher initialised;
+        std::set<std::string> tokens;
+        for (int i = 0; i < 1000; ++i)
+            tokens.insert(newToken());
+        QCOMPARE(tokens.size(), 1000u);
+        const QRegularExpression form(QStringLiteral("^[A-Za-z0-9_-]{43}$"));
+        QVERIFY(form.match(QString::fromStdString(*tokens.begin())).hasMatch());
+    }
+
+    void digestsTellTheListsApart()
+    {
+        const std::set<std::string> digests = {digestOf({}),
+                                               digestOf({""}),
+                                               digestOf({std::nullopt}),
+                                               digestOf({"", ""}),
+                                               digestOf({"ab"}),
+                                               digestOf({"a", "b"}),
+                                               digestOf({"", "ab"}),
+                                               digestOf({"ab", std::nullopt})};
+        QCOMPARE(digests.size(), 8u);
+        QCOMPARE(digestOf({"a", "b"}), digestOf({"a", "b"}));
+        // Stored for good: a digest of today must be found tomorrow.
+        QCOMPARE(digestOf({"token"}), std::string("scNPXOtgytC-PoUTc8rZ8ux5yRbxJSS5"));
+    }
+
+    void aPasswordIsVerifiedAgainstItsHashOnly()
+    {
+        PasswordHasher hasher;
+        const auto hash = hasher.hash("secret");
+        QVERIFY(hash && hash->starts_with("$argon2id$"));
+        QVERIFY(hash->find("secret") == std::string::npos);
+        const auto turn = hasher.turn(std::chrono::seconds(1));
+        QVERIFY(turn);
+        QVERIFY(turn->verify("secret", hash));
+        QVERIFY(!turn->verify("Secret", hash));
+        QVERIFY(!turn->verify("", hash));
+        QVERIFY(!turn->verify("secret", std::nullopt));
+        QVERIFY(!turn->verify("secret", "not a hash"));
+    }
+
+    void onlyTwoPasswordsAreHashedAtTheSameTime()
+    {
+        PasswordHasher hasher;
+        auto first = hasher.turn(std::chrono::seconds(0));
+        {
+            const auto second = hasher.turn(std::chrono::seconds(0));
+            QVERIFY(first && second);
+            QVERIFY(!hasher.turn(std::chrono::milliseconds(1)));
+        }
+        QVERIFY(hasher.turn(std::chrono::seconds(0)));
+    }
+
+    void anIpv6PeerCountsByItsNetwork()
+    {
+        QCOMPARE(peerKey("192.0.2.7"), std::string("192.0.2.7"));
+        QCOMPARE(peerKey("2001:db8::1"), peerKey("2001:db8::ffff:0:1"));
+        QVERIFY(peerKey("2001:db8::1") != peerKey("2001:db8:0:1::1"));
+        QVERIFY(peerKey("::ffff:192.0.2.7") != peerKey("::ffff:192.0.2.8"));
+    }
+
+    void theLastForwardedAddressCounts()
+    {
+        QCOMPARE(forwardedClient("192.0.2.1"), std::optional<std::string>("192.0.2.1"));
+        QCOMPARE(forwardedClient("evil, 192.0.2.1 ,\t2001:db8::7 "),
+                 std::optional<std::string>("2001:db8::7"));
+        for (const char* value : {"", ",", "192.0.2.1,", "unknown", "192.0.2.1:80", "[::1]"})
+            QVERIFY2(!forwardedClient(value), value);
+    }
+
+    void bodiesMustBeFramedWithoutDoubt_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("length");
+        QTest::addColumn<QByteArray>("transfer");
+        QTest::newRow("length") << 0 << QByteArray("10") << QByteArray();
+        QTest::newRow("chunked") << 0 << QByteArray() << QByteArray("Chunked");
+        QTest::newRow("neither") << 411 << QByteArray() << QByteArray();
+        QTest::newRow("both") << 400 << QByteArray("10") << QByteArray("chunked");
+        QTest::newRow("two lengths") << 400 << QByteArray("10|10") << QByteArray();
+        QTest::newRow("two codings") << 400 << QByteArray() << QByteArray("gzip|chunked");
+        QTest::newRow("list of codings") << 400 << QByteArray() << QByteArray("gzip, chunked");
+        QTest::newRow("sign") << 400 << QByteArray("+10") << QByteArray();
+        QTest::newRow("hexadecimal") << 400 << QByteArray("0x10") << QByteArray();
+        QTest::newRow("empty") << 400 << QByteArray("") << QByteArray("");
+        QTest::newRow("beyond 64 bits")
+            << 400 << QByteArray("99999999999999999999") << QByteArray();
+        QTest::newRow("too long") << 413 << QByteArray("101") << QByteArray();
+    }
+
+    void bodiesMustBeFramedWithoutDoubt()
+    {
+        QFETCH(int, status);
+        QFETCH(QByteArray, length);
+        QFETCH(QByteArray, transfer);
+        BodyFields fields;
+        const auto fill = [](std::vector<std::string>& values, const QByteArray& text) {
+            for (const QByteArray& value : text.isNull() ? QList<QByteArray>() : text.split('|'))
+                values.push_back(value.toStdString());
+        };
+        fill(fields.contentLength, length);
+        fill(fields.transferEncoding, transfer);
+        const auto fault = faultOf(fields, 100);
+        QCOMPARE(fault ? fault->status : 0, status);
+        QCOMPARE(announcesBody(fields), status != 411);
+    }
+
+    void compressedAndMultipartBodiesAreRefused()
+    {
+        BodyFields fields{.contentLength = {"1"},
+                          .transferEncoding = {},
+                          .contentEncoding = "gzip",
+                          .contentType = {}};
+        QCOMPARE(faultOf(fields, 9)->status, 415);
+        fields.contentEncoding = "identity";
+        QVERIFY(!faultOf(fields, 9));
+        fields.contentType = "Multipart/form-data; boundary=x";
+        QCOMPARE(faultOf(fields, 9)->status, 415);
+        fields.contentType = "application/json; charset=utf-8";
+        QVERIFY(!faultOf(fields, 9));
+    }
+
+    void aLogLineIsOneLineWithoutTheQuery()
+    {
+        LoggedRequest request{
+            .time = std::chrono::system_clock::time_point(std::chrono::seconds(1'795'253'400)),
+            .peer = "192.0.2.1",
+            .method = "POST",
+            .target = "/a\r\nb \x1b[31m\xC3\xA4\\?token=secret",
+            .status = 200,
+            .bytesIn = 12,
+            .duration = std::chrono::milliseconds(3),
+            .user = 7};
+        QCOMPARE(logLine(request),
+                 std::string("2026-11-21T09:30:00Z 192.0.2.1 POST "
+                             "/a\\x0d\\x0ab\\x20\\x1b[31m\\xc3\\xa4\\x5c 200 in=12 ms=3 user=7\n"));
+        request.target = '/' + std::string(100'000, 'x');
+        QVERIFY(logLine(request).size() < 400);
+        QCOMPARE(
+            logLine({.time = request.time, .peer = {}, .method = {}, .target = {}, .user = {}}),
+            std::string("2026-11-21T09:30:00Z - - - 0 in=0 ms=0 user=-\n"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestValues)
+#include "tst_values.moc"
