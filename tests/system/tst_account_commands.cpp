@@ -123,7 +123,8 @@ private Q_SLOTS:
 
     void init()
     {
-        QVERIFY(bool(m_keyring.startUnlocked()));
+        const platform::Outcome unlocked = m_keyring.startUnlocked();
+        QVERIFY2(bool(unlocked), unlocked ? "" : qPrintable(unlocked.error().text));
         m_agent = std::make_unique<Agent>(environment());
     }
 
