@@ -28,7 +28,8 @@ constexpr const char* kBusSettings = R"(<!DOCTYPE busconfig PUBLIC
   <type>session</type>
   <listen>unix:dir=%1</listen>
   <policy context="default">
-    <allow send_destination="*"/>
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
     <allow own="*"/>
   </policy>
 </busconfig>
@@ -93,7 +94,7 @@ public:
     [[nodiscard]] bool hasLogin() const
     {
         GVariant* const reply =
-            call("org.freedesktop.Secret.Service", "ReadAlias", g_variant_new("(s)", "default"));
+            call("org.freedesktop.Secret.Service", "ReadAlias", g_variant_new("(s)", "login"));
         if (reply == nullptr)
             return false;
         const char* path = nullptr;
@@ -261,13 +262,12 @@ QByteArray Keyring::lookup(const QString& account) const
 
 QByteArray Keyring::secretTool(const QStringList& arguments) const
 {
-    ChildProcess tool;
-    tool.process().setProcessChannelMode(QProcess::MergedChannels);
-    if (!tool.start(QStringLiteral("secret-tool"), arguments, environment()))
-        return {};
-    tool.process().closeWriteChannel();
-    tool.process().waitForFinished(kStartMs);
-    return tool.process().readAll();
+    QProcess tool; // ends with this function at the latest
+    tool.setProcessEnvironment(environment());
+    tool.setProcessChannelMode(QProcess::MergedChannels);
+    tool.start(QStringLiteral("secret-tool"), arguments);
+    tool.waitForFinished(kStartMs);
+    return tool.readAll();
 }
 
 } // namespace support

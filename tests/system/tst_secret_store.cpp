@@ -47,8 +47,11 @@ qsizetype itemsOf(const Keyring& keyring, const char* account)
     return keyring.search(text(account)).count(text("schema = com.velomira.UsageMonitor"));
 }
 
-#define VERIFY_OUTCOME(outcome)                                                                    \
-    QVERIFY2(outcome, qPrintable((outcome) ? QString() : (outcome).error().text))
+#define VERIFY_OUTCOME(action)                                                                     \
+    do {                                                                                           \
+        const platform::Outcome outcome = action;                                                  \
+        QVERIFY2(outcome, qPrintable(outcome ? QString() : outcome.error().text));                 \
+    } while (false)
 
 /// The event loop of the client has never been away for long.
 #define VERIFY_TICKING(client)                                                                     \

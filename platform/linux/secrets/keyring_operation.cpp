@@ -10,7 +10,7 @@ namespace platform::secrets {
 
 namespace {
 
-/// For a cancelled call to let go by itself, before the next operation of the same name begins.
+/// For a call that was given up to end by itself, before the next operation of its name begins.
 constexpr std::chrono::milliseconds kGrace(500);
 
 } // namespace

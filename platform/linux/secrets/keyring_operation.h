@@ -39,7 +39,7 @@ public:
     /// Starts the calls; once.
     void begin();
 
-    /// Answers that it failed, unless it has its answer, and cancels the call under way.
+    /// Answers that it failed, unless it has its answer, and lets go of the call under way.
     void giveUp();
 
 Q_SIGNALS:
@@ -78,7 +78,14 @@ protected:
     /// an answer by then. A chain that ends without an answer has failed.
     [[nodiscard]] gpointer next(Continuation step);
 
+    /// For calls that never prompt.
     [[nodiscard]] GCancellable* cancellable() const { return m_cancellable.get(); }
+
+    /// For calls that may prompt. Cancelled, they dismiss the prompt, and gnome-keyring 42 ends
+    /// with a failed assertion when a prompt to unlock is dismissed, taking the user's other
+    /// secrets out of reach. So it stays on the screen, and whatever comes of it is not used any
+    /// more.
+    static constexpr GCancellable* kNotCancellable = nullptr;
 
     /// From connected() on.
     [[nodiscard]] GDBusConnection* bus() const { return m_bus.get(); }

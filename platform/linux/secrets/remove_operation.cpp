@@ -61,7 +61,7 @@ void RemoveOperation::removeNext()
         return;
     }
     secret_item_delete(
-        m_atHand.back().get(), cancellable(), continueAsync, next([this](GAsyncResult* result) {
+        m_atHand.back().get(), kNotCancellable, continueAsync, next([this](GAsyncResult* result) {
             GError* failure = nullptr;
             secret_item_delete_finish(m_atHand.back().get(), result, &failure);
             const GlibOwned<GError> error(failure);
@@ -82,7 +82,7 @@ void RemoveOperation::unlock()
     for (const auto& item : m_locked)
         items = g_list_prepend(items, item.get());
     secret_service_unlock(
-        service(), items, cancellable(), continueAsync, next([this](GAsyncResult* result) {
+        service(), items, kNotCancellable, continueAsync, next([this](GAsyncResult* result) {
             GList* unlocked = nullptr;
             GError* error = nullptr;
             secret_service_unlock_finish(service(), result, &unlocked, &error);

@@ -26,7 +26,9 @@ protected:
     void fail(Failure failure) override;
 
 private:
-    void answer(bool isKept);
+    void keyringFound(GAsyncResult* result);
+    void unlock(SecretCollection* keyring);
+    void store();
 
     QByteArray m_secret;
     QPromise<bool> m_promise;
