@@ -101,11 +101,11 @@ Api::signIn(const SignInRequest& request, const std::string& peer, const std::op
         if (!turn)
             return overloaded();
         // Again: the attempts that came with this one may have failed meanwhile.
-        if (auto refused = refuseOften(account, peer))
+        if (std::optional<Answer> refused = refuseOften(account, peer))
             return *std::move(refused);
         const bool valid =
             turn->verify(request.password, user ? std::optional(user->passwordHash) : std::nullopt);
-        if (!valid) {
+        if (!valid || !user) {
             m_accountFailures.addFailure(digestOf({account}));
             m_peerFailures.addFailure(peerKey(peer));
             return refusal(401, "The e-mail address or the password is wrong");

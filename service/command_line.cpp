@@ -20,7 +20,7 @@ bool hasControls(const QString& text)
 bool isEmail(const QString& text)
 {
     const qsizetype at = text.lastIndexOf(QLatin1Char('@'));
-    const bool spaced = std::any_of(text.begin(), text.end(), [](QChar c) { return c.isSpace(); });
+    const bool spaced = std::ranges::any_of(text, [](QChar c) { return c.isSpace(); });
     return at > 0 && at + 1 < text.size() && text.size() <= kLongestEmail && !spaced &&
            !hasControls(text);
 }

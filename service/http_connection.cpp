@@ -83,7 +83,8 @@ void HttpConnection::linger()
     const auto deadline = Clock::now() + m_limits.lingerTime;
     std::size_t taken = 0;
     while (taken < kMostLingerBytes) {
-        const ssize_t count = receive(deadline);
+        // Who is silent has read the answer, or waits for us to close.
+        const ssize_t count = receive(std::min(deadline, Clock::now() + m_limits.lingerSilence));
         if (count <= 0)
             return;
         taken += static_cast<std::size_t>(count);

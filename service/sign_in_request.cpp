@@ -20,7 +20,7 @@ Result<SignInRequest, Fault> decodeSignInRequest(std::string body)
         {"device_name", &request.deviceName},
         {"device_id", &request.deviceId},
     };
-    Fault fault{.status = 422, .message = "The request is incomplete"};
+    Fault fault{.status = 422, .message = "The request is incomplete", .members = {}};
     for (const auto& [key, field] : members) {
         if (const auto value = stringMember(json.object(), key))
             *field = *value;
