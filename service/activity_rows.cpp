@@ -90,7 +90,7 @@ std::vector<StoredActivity> rowsToStore(const Upload& upload)
     }
     // In the same order in every transaction: two that touch the same rows then cannot block each
     // other for ever.
-    std::ranges::stable_sort(rows, {}, &StoredActivity::digest);
+    std::ranges::sort(rows, {}, &StoredActivity::digest);
     std::size_t kept = 0;
     for (std::size_t i = 0; i < rows.size(); ++i) {
         if (kept > 0 && rows[kept - 1].digest == rows[i].digest)

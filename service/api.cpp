@@ -123,12 +123,13 @@ Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)
     const std::string_view header(authorization);
     if (asciiLower(header.substr(0, kBearer.size())) != kBearer)
         return refused;
-    const auto user = m_database.userOfToken(std::string(header.substr(kBearer.size())));
+    const auto found = m_database.userOfToken(std::string(header.substr(kBearer.size())));
+    if (!found)
+        return unavailable(found.error());
+    const std::optional<std::int64_t>& user = found.value();
     if (!user)
-        return unavailable(user.error());
-    if (!user.value())
         return refused;
-    return *user.value();
+    return *user;
 }
 
 Answer Api::store(std::int64_t user, std::string body)

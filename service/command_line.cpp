@@ -13,8 +13,7 @@ constexpr qsizetype kLongestEmail = 254; // RFC 5321, section 4.5.3.1.3
 
 bool hasControls(const QString& text)
 {
-    return std::any_of(
-        text.begin(), text.end(), [](QChar c) { return c.category() == QChar::Other_Control; });
+    return std::ranges::any_of(text, [](QChar c) { return c.category() == QChar::Other_Control; });
 }
 
 bool isEmail(const QString& text)

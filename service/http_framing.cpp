@@ -17,9 +17,8 @@ constexpr std::size_t kMostDigits = 18;
 /// Nothing when `digits` is not a number of at most 18 digits.
 std::optional<std::size_t> number(std::string_view digits)
 {
-    const bool valid =
-        !digits.empty() && digits.size() <= kMostDigits &&
-        std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
+    const bool valid = !digits.empty() && digits.size() <= kMostDigits &&
+                       std::ranges::all_of(digits, [](char c) { return c >= '0' && c <= '9'; });
     if (!valid)
         return std::nullopt;
     std::size_t value = 0;
@@ -73,7 +72,7 @@ std::optional<Fault> faultOf(const BodyFields& fields, std::size_t limit)
 std::optional<std::string> forwardedClient(std::string_view forwardedFor)
 {
     const std::size_t comma = forwardedFor.rfind(',');
-    const std::string last(
+    std::string last(
         trimmed(comma == std::string_view::npos ? forwardedFor : forwardedFor.substr(comma + 1)));
     std::array<unsigned char, 16> bytes = {};
     if (::inet_pton(AF_INET, last.c_str(), bytes.data()) == 1 ||

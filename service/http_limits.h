@@ -11,11 +11,11 @@ namespace service {
 /// What a client may take of the service.
 struct HttpLimits
 {
-    std::size_t headerBytes = 32 * 1024;
-    std::size_t signInBytes = 64 * 1024;
-    std::size_t uploadBytes = 64 * 1024 * 1024;
+    std::size_t headerBytes = 32UL << 10U;
+    std::size_t signInBytes = 64UL << 10U;
+    std::size_t uploadBytes = 64UL << 20U;
     /// Of all bodies that are being received or worked on.
-    std::size_t allBodiesBytes = 512 * 1024 * 1024;
+    std::size_t allBodiesBytes = 512UL << 20U;
 
     /// From the first byte of a request to the end of its header.
     std::chrono::milliseconds headerTime = std::chrono::seconds(10);

@@ -25,7 +25,8 @@ Result<SignInRequest, Fault> decodeSignInRequest(std::string body)
         if (const auto value = stringMember(json.object(), key))
             *field = *value;
         else
-            fault.members.push_back({std::string(key), "is missing or not a string"});
+            fault.members.push_back(
+                {.member = std::string(key), .text = "is missing or not a string"});
     }
     if (!fault.members.empty())
         return fault;
