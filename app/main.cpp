@@ -10,6 +10,7 @@
 #include "platform/linux/linux_environment.h"
 #include "platform/linux/posix/password_prompt.h"
 #include "platform/linux/posix/termination_signals.h"
+#include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"
 
 #include <QCoreApplication>
@@ -23,10 +24,20 @@ namespace {
 using account::AuthService;
 using app::complain;
 using platform::LinuxEnvironment;
+using syncing::SyncService;
 
 constexpr std::chrono::seconds kTimeForTheOwedSave(2);
 constexpr std::chrono::seconds kTimeForTheKeyring(2);
 constexpr std::chrono::minutes kTimeToUnlockTheKeyring(2);
+
+/// Starts the uploads anew with each sign-in; after a sign-out they go on and say so.
+void uploadWhileSignedIn()
+{
+    if (!AuthService::shared().isAuthenticated())
+        return;
+    SyncService::shared().stopTimer();
+    SyncService::shared().setupTimer();
+}
 
 int track(LinuxEnvironment& environment, const platform::posix::TerminationSignals& signals)
 {
@@ -40,7 +51,9 @@ int track(LinuxEnvironment& environment, const platform::posix::TerminationSigna
     if (const QString limitation = environment.limitation(); !limitation.isEmpty())
         complain(limitation);
 
-    AuthService::shared(); // asks the keyring for the session
+    QObject::connect(
+        &AuthService::shared(), &AuthService::isAuthenticatedChanged, qApp, uploadWhileSignedIn);
+    uploadWhileSignedIn();
     tracking::TrackingEngine::shared().start();
     const int code = QCoreApplication::exec();
     tracking::TrackingEngine::shared().stop();

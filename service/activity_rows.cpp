@@ -45,14 +45,14 @@ DatabaseResult<std::monostate> insert(DatabaseSession& session,
                                       std::optional<QSqlQuery>& whole)
 {
     if (rows == kRowsOfAStatement && whole)
-        return session.execute(*whole, values);
+        return DatabaseSession::execute(*whole, values);
     auto prepared = session.prepare(insertion(rows));
     if (!prepared)
         return prepared.error();
     if (rows < kRowsOfAStatement)
-        return session.execute(prepared.value(), values);
+        return DatabaseSession::execute(prepared.value(), values);
     whole = std::move(prepared).value();
-    return session.execute(*whole, values);
+    return DatabaseSession::execute(*whole, values);
 }
 
 /// A sum of many 64 bit numbers, whose parts the database adds up without running over.
@@ -69,7 +69,7 @@ std::string decimal(std::int64_t millions, std::int64_t rest)
     } while (left != 0);
     if (sum < 0)
         digits += '-';
-    std::reverse(digits.begin(), digits.end());
+    std::ranges::reverse(digits);
     return digits;
 }
 
@@ -90,8 +90,7 @@ std::vector<StoredActivity> rowsToStore(const Upload& upload)
     }
     // In the same order in every transaction: two that touch the same rows then cannot block each
     // other for ever.
-    std::stable_sort(
-        rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.digest < b.digest; });
+    std::ranges::sort(rows, {}, &StoredActivity::digest);
     std::size_t kept = 0;
     for (std::size_t i = 0; i < rows.size(); ++i) {
         if (kept > 0 && rows[kept - 1].digest == rows[i].digest)
@@ -117,7 +116,7 @@ DatabaseResult<std::monostate> storeRows(DatabaseSession& session,
             const auto now = left.first(std::min(left.size(), kRowsOfAStatement));
             left = left.subspan(now.size());
             QVariantList values;
-            values.reserve(static_cast<qsizetype>(8 * now.size()));
+            values.reserve(8 * static_cast<qsizetype>(now.size()));
             for (const StoredActivity& row : now) {
                 values << static_cast<qlonglong>(user)
                        << QString::fromLatin1(row.digest.data(),

@@ -8,7 +8,7 @@ namespace service {
 
 Answer refusal(int status, std::string_view message)
 {
-    return refusal(Fault{.status = status, .message = std::string(message)});
+    return refusal(Fault{.status = status, .message = std::string(message), .members = {}});
 }
 
 Answer refusal(const Fault& fault)

@@ -35,7 +35,7 @@ struct Fault
 {
     int status = 400;
     std::string message;
-    std::vector<MemberFault> members = {};
+    std::vector<MemberFault> members;
 };
 
 /// {"message":MESSAGE}, as every refusal has it.

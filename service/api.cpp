@@ -101,11 +101,11 @@ Api::signIn(const SignInRequest& request, const std::string& peer, const std::op
         if (!turn)
             return overloaded();
         // Again: the attempts that came with this one may have failed meanwhile.
-        if (auto refused = refuseOften(account, peer))
+        if (std::optional<Answer> refused = refuseOften(account, peer))
             return *std::move(refused);
         const bool valid =
             turn->verify(request.password, user ? std::optional(user->passwordHash) : std::nullopt);
-        if (!valid) {
+        if (!valid || !user) {
             m_accountFailures.addFailure(digestOf({account}));
             m_peerFailures.addFailure(peerKey(peer));
             return refusal(401, "The e-mail address or the password is wrong");
@@ -123,12 +123,13 @@ Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)
     const std::string_view header(authorization);
     if (asciiLower(header.substr(0, kBearer.size())) != kBearer)
         return refused;
-    const auto user = m_database.userOfToken(std::string(header.substr(kBearer.size())));
+    const auto found = m_database.userOfToken(std::string(header.substr(kBearer.size())));
+    if (!found)
+        return unavailable(found.error());
+    const std::optional<std::int64_t>& user = found.value();
     if (!user)
-        return unavailable(user.error());
-    if (!user.value())
         return refused;
-    return *user.value();
+    return *user;
 }
 
 Answer Api::store(std::int64_t user, std::string body)

@@ -12,7 +12,7 @@ namespace service {
 [[nodiscard]] inline std::string asciiLower(std::string_view text)
 {
     std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) {
+    std::ranges::transform(lower, lower.begin(), [](char c) {
         return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     });
     return lower;

@@ -13,14 +13,13 @@ constexpr qsizetype kLongestEmail = 254; // RFC 5321, section 4.5.3.1.3
 
 bool hasControls(const QString& text)
 {
-    return std::any_of(
-        text.begin(), text.end(), [](QChar c) { return c.category() == QChar::Other_Control; });
+    return std::ranges::any_of(text, [](QChar c) { return c.category() == QChar::Other_Control; });
 }
 
 bool isEmail(const QString& text)
 {
     const qsizetype at = text.lastIndexOf(QLatin1Char('@'));
-    const bool spaced = std::any_of(text.begin(), text.end(), [](QChar c) { return c.isSpace(); });
+    const bool spaced = std::ranges::any_of(text, [](QChar c) { return c.isSpace(); });
     return at > 0 && at + 1 < text.size() && text.size() <= kLongestEmail && !spaced &&
            !hasControls(text);
 }

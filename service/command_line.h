@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstdint>
 #include <string>
 
 namespace service {
@@ -14,7 +15,7 @@ namespace service {
 /// What the program was asked to do.
 struct CommandLine
 {
-    enum class Action {
+    enum class Action : std::uint8_t {
         Serve,
         AddUser,
         RevokeTokens,

@@ -57,7 +57,12 @@ Result<DatabaseAddress> parseDatabaseAddress(const QString& text)
         return Error{"the database has no name"};
     const QString scheme = text.section(QStringLiteral("://"), 0, 0);
     if (scheme == text)
-        return DatabaseAddress{.kind = DatabaseAddress::Kind::Sqlite, .name = text};
+        return DatabaseAddress{.kind = DatabaseAddress::Kind::Sqlite,
+                               .name = text,
+                               .host = {},
+                               .user = {},
+                               .password = {},
+                               .options = {}};
     if (scheme != QStringLiteral("postgresql") && scheme != QStringLiteral("postgres"))
         return Error{"unknown kind of database \"" + scheme.toStdString() +
                      "\": give a file or postgresql://…"};
@@ -71,6 +76,7 @@ Result<DatabaseAddress> parseDatabaseAddress(const QString& text)
         .port = url.port(5432),
         .user = url.userName(QUrl::FullyDecoded),
         .password = url.password(QUrl::FullyDecoded),
+        .options = {},
     };
     const QUrlQuery query(url);
     for (const auto& [key, value] : query.queryItems(QUrl::FullyDecoded)) {

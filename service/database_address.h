@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <cstdint>
 #include <string>
 
 namespace service {
@@ -13,21 +14,21 @@ namespace service {
 /// Where the data are: an SQLite file or a PostgreSQL database.
 struct DatabaseAddress
 {
-    enum class Kind {
+    enum class Kind : std::uint8_t {
         Sqlite,
         PostgreSql,
     };
 
     Kind kind = Kind::Sqlite;
     /// The file, or the name of the database.
-    QString name = {};
+    QString name;
     // Of PostgreSQL only. An empty host leaves it to the client library.
-    QString host = {}; ///< a host, or the folder of the server's socket
+    QString host; ///< a host, or the folder of the server's socket
     int port = 5432;
-    QString user = {};
-    QString password = {};
+    QString user;
+    QString password;
     /// Further options of the client library, in its form ("sslmode=require;…").
-    QString options = {};
+    QString options;
 
     bool operator==(const DatabaseAddress&) const = default;
 };

@@ -10,7 +10,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <thread>
 #include <vector>
 
@@ -33,15 +32,15 @@ public:
     template <typename Job>
     [[nodiscard]] auto run(Job job) -> decltype(job(std::declval<DatabaseSession&>()))
     {
-        std::optional<decltype(job(std::declval<DatabaseSession&>()))> result;
+        decltype(job(std::declval<DatabaseSession&>())) result = DatabaseFailure{};
         perform([&](DatabaseSession* session, const std::string& problem) {
             if (session == nullptr)
-                result.emplace(DatabaseFailure{problem});
+                result = DatabaseFailure{problem};
             else
-                result.emplace(job(*session));
-            return static_cast<bool>(*result);
+                result = job(*session);
+            return static_cast<bool>(result);
         });
-        return *std::move(result);
+        return result;
     }
 
 private:
@@ -50,7 +49,7 @@ private:
 
     struct Item
     {
-        const Work* work;
+        const Work* work = nullptr;
         bool done = false;
     };
 

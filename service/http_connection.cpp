@@ -83,7 +83,8 @@ void HttpConnection::linger()
     const auto deadline = Clock::now() + m_limits.lingerTime;
     std::size_t taken = 0;
     while (taken < kMostLingerBytes) {
-        const ssize_t count = receive(deadline);
+        // Who is silent has read the answer, or waits for us to close.
+        const ssize_t count = receive(std::min(deadline, Clock::now() + m_limits.lingerSilence));
         if (count <= 0)
             return;
         taken += static_cast<std::size_t>(count);
@@ -112,10 +113,12 @@ ssize_t HttpConnection::read(char* data, std::size_t size)
     m_next += count;
     if (m_phase == Phase::Body) {
         m_bodyBytes += count;
-    } else if ((m_headerBytes += count) > m_limits.headerBytes) {
-        m_tooMuchHeader = true;
-        return -1;
+    } else {
+        m_headerBytes += count;
+        m_tooMuchHeader = m_headerBytes > m_limits.headerBytes;
     }
+    if (m_tooMuchHeader)
+        return -1;
     return static_cast<ssize_t>(count);
 }
 
@@ -127,9 +130,7 @@ ssize_t HttpConnection::write(const char* data, std::size_t size)
             ::send(m_socket, data + written, size - written, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count >= 0)
             written += static_cast<std::size_t>(count);
-        else if (errno == EAGAIN && !is_writable())
-            return -1;
-        else if (errno != EAGAIN && errno != EINTR)
+        else if (errno != EINTR && (errno != EAGAIN || !is_writable()))
             return -1;
     }
     return static_cast<ssize_t>(written);

@@ -7,6 +7,7 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <httplib.h>
 #include <string>
 
@@ -19,7 +20,7 @@ class HttpConnection final : public httplib::Stream
 {
 public:
     /// What the client is expected to send.
-    enum class Phase {
+    enum class Phase : std::uint8_t {
         Header,
         Body,
     };

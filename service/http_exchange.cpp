@@ -82,7 +82,7 @@ bool HttpExchange::serve(bool last)
     writeLog(logLine(m_state.log));
     // Without a header that was understood nobody knows where the next request begins.
     const bool lost = !m_state.headerRead || m_state.bodyUnread;
-    if (answered && lost)
+    if (answered && lost && !m_connection.wasTooSlow())
         m_connection.linger();
     return answered && !lost && !closed && !last;
 }

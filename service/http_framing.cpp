@@ -17,9 +17,8 @@ constexpr std::size_t kMostDigits = 18;
 /// Nothing when `digits` is not a number of at most 18 digits.
 std::optional<std::size_t> number(std::string_view digits)
 {
-    const bool valid =
-        !digits.empty() && digits.size() <= kMostDigits &&
-        std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
+    const bool valid = !digits.empty() && digits.size() <= kMostDigits &&
+                       std::ranges::all_of(digits, [](char c) { return c >= '0' && c <= '9'; });
     if (!valid)
         return std::nullopt;
     std::size_t value = 0;
@@ -49,28 +48,31 @@ std::optional<Fault> faultOf(const BodyFields& fields, std::size_t limit)
     const bool chunked = !fields.transferEncoding.empty();
     if (chunked && (fields.transferEncoding.size() > 1 || !fields.contentLength.empty() ||
                     asciiLower(fields.transferEncoding.front()) != "chunked"))
-        return Fault{.status = 400, .message = "The length of the body is ambiguous"};
+        return Fault{
+            .status = 400, .message = "The length of the body is ambiguous", .members = {}};
     if (!chunked && fields.contentLength.empty())
-        return Fault{.status = 411, .message = "The request says nothing of a body"};
+        return Fault{.status = 411, .message = "The request says nothing of a body", .members = {}};
     if (!chunked) {
         const auto length = number(fields.contentLength.front());
         if (!length || fields.contentLength.size() > 1)
-            return Fault{.status = 400, .message = "The length of the body is not valid"};
+            return Fault{
+                .status = 400, .message = "The length of the body is not valid", .members = {}};
         if (*length > limit)
             return Fault{.status = 413,
-                         .message = "The body is longer than " + std::to_string(limit) + " bytes"};
+                         .message = "The body is longer than " + std::to_string(limit) + " bytes",
+                         .members = {}};
     }
     if (!fields.contentEncoding.empty() && fields.contentEncoding != "identity")
-        return Fault{.status = 415, .message = "The body must not be compressed"};
+        return Fault{.status = 415, .message = "The body must not be compressed", .members = {}};
     if (asciiLower(fields.contentType).starts_with("multipart/"))
-        return Fault{.status = 415, .message = "The body must be JSON"};
+        return Fault{.status = 415, .message = "The body must be JSON", .members = {}};
     return std::nullopt;
 }
 
 std::optional<std::string> forwardedClient(std::string_view forwardedFor)
 {
     const std::size_t comma = forwardedFor.rfind(',');
-    const std::string last(
+    std::string last(
         trimmed(comma == std::string_view::npos ? forwardedFor : forwardedFor.substr(comma + 1)));
     std::array<unsigned char, 16> bytes = {};
     if (::inet_pton(AF_INET, last.c_str(), bytes.data()) == 1 ||

@@ -11,11 +11,11 @@ namespace service {
 /// What a client may take of the service.
 struct HttpLimits
 {
-    std::size_t headerBytes = 32 * 1024;
-    std::size_t signInBytes = 64 * 1024;
-    std::size_t uploadBytes = 64 * 1024 * 1024;
+    std::size_t headerBytes = 32UL << 10U;
+    std::size_t signInBytes = 64UL << 10U;
+    std::size_t uploadBytes = 64UL << 20U;
     /// Of all bodies that are being received or worked on.
-    std::size_t allBodiesBytes = 512 * 1024 * 1024;
+    std::size_t allBodiesBytes = 512UL << 20U;
 
     /// From the first byte of a request to the end of its header.
     std::chrono::milliseconds headerTime = std::chrono::seconds(10);
@@ -27,7 +27,9 @@ struct HttpLimits
     /// How long a connection is kept for the next request.
     std::chrono::milliseconds idleTime = std::chrono::seconds(15);
     /// How long what the client still sends is read away when the answer did not wait for it.
-    std::chrono::milliseconds lingerTime = std::chrono::seconds(10);
+    std::chrono::milliseconds lingerTime = std::chrono::seconds(5);
+    /// The same for a client that sends nothing more.
+    std::chrono::milliseconds lingerSilence = std::chrono::seconds(1);
 
     int threads = 64;
     std::size_t waitingConnections = 256;

@@ -90,9 +90,9 @@ Result<int> HttpServer::listen(const std::string& address, int port)
     if (!listening)
         return Error{"cannot listen on " + address + " port " + std::to_string(port) + ": " +
                      reason};
-    m_workers.emplace(m_limits.threads, m_limits.waitingConnections, [this](int socket) {
-        serveConnection(socket);
-    });
+    m_workers = std::make_unique<HttpWorkers>(m_limits.threads,
+                                              m_limits.waitingConnections,
+                                              [this](int socket) { serveConnection(socket); });
     return portOf(m_listening);
 }
 

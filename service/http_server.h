@@ -8,7 +8,7 @@
 #include "service/http_workers.h"
 #include "service/result.h"
 
-#include <optional>
+#include <memory>
 #include <string>
 
 namespace service {
@@ -41,7 +41,7 @@ private:
     ByteBudget m_bodies;
     int m_listening = -1;
     int m_stopping; // readable from the moment when the service ends
-    std::optional<HttpWorkers> m_workers;
+    std::unique_ptr<HttpWorkers> m_workers;
 };
 
 } // namespace service

@@ -21,9 +21,9 @@ std::optional<Fault> JsonRequest::read(std::string body)
     if (m_parser.allocate(length, kDeepestNesting) != simdjson::SUCCESS ||
         m_parser.parse(m_body.data() + from, length - from, false).get(element) !=
             simdjson::SUCCESS)
-        return Fault{.status = 400, .message = "The body is not valid JSON"};
+        return Fault{.status = 400, .message = "The body is not valid JSON", .members = {}};
     if (element.get(m_object) != simdjson::SUCCESS)
-        return Fault{.status = 422, .message = "The body is not a JSON object"};
+        return Fault{.status = 422, .message = "The body is not a JSON object", .members = {}};
     return std::nullopt;
 }
 

@@ -14,9 +14,11 @@
 #include <QCoreApplication>
 
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
@@ -38,15 +40,17 @@ int addUser(DatabaseSession& session, const CommandLine& line)
     const auto password = service::readPassword();
     if (!password)
         return complain(password.error().text);
-    const auto hash = service::PasswordHasher().hash(password.value());
+    const service::PasswordHasher hasher;
+    const auto hash = service::PasswordHasher::hash(password.value());
     if (!hash)
         return complain("not enough memory to hash the password");
     const auto added = service::addUser(session, line.email, line.name, *hash);
     if (!added)
         return complain(added.error().text);
-    if (!added.value())
+    const std::optional<std::int64_t>& user = added.value();
+    if (!user)
         return complain("the user " + line.email + " already exists");
-    std::printf("added user %lld\n", static_cast<long long>(*added.value()));
+    std::printf("added user %lld\n", static_cast<long long>(*user));
     return EXIT_SUCCESS;
 }
 
@@ -55,9 +59,10 @@ int revokeTokens(DatabaseSession& session, const CommandLine& line)
     const auto revoked = service::revokeTokens(session, line.email);
     if (!revoked)
         return complain(revoked.error().text);
-    if (!revoked.value())
+    const std::optional<int>& count = revoked.value();
+    if (!count)
         return complain("there is no user " + line.email);
-    std::printf("revoked %d tokens\n", *revoked.value());
+    std::printf("revoked %d tokens\n", *count);
     return EXIT_SUCCESS;
 }
 

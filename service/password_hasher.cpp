@@ -17,7 +17,7 @@ PasswordHasher::PasswordHasher()
     m_decoy = hash(newToken()).value_or(std::string());
 }
 
-std::optional<std::string> PasswordHasher::hash(std::string_view password) const
+std::optional<std::string> PasswordHasher::hash(std::string_view password)
 {
     std::array<char, crypto_pwhash_STRBYTES> text = {};
     if (::crypto_pwhash_str(text.data(),

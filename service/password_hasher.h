@@ -19,8 +19,9 @@ public:
     /// Needs libsodium, which it initialises.
     PasswordHasher();
 
-    /// The text to store for `password`; nothing when there is no memory.
-    [[nodiscard]] std::optional<std::string> hash(std::string_view password) const;
+    /// The text to store for `password`; nothing when there is no memory. Only while there is a
+    /// hasher, or after.
+    [[nodiscard]] static std::optional<std::string> hash(std::string_view password);
 
     /// A place among the few. Ends with it.
     class Turn final

@@ -31,14 +31,14 @@ public:
     [[nodiscard]] explicit operator bool() const { return m_state.index() == 0; }
 
     /// The value; only when the result holds one.
-    [[nodiscard]] T& value() & { return std::get<0>(m_state); }
+    [[nodiscard]] T& value() & { return *std::get_if<0>(&m_state); }
 
-    [[nodiscard]] const T& value() const& { return std::get<0>(m_state); }
+    [[nodiscard]] const T& value() const& { return *std::get_if<0>(&m_state); }
 
-    [[nodiscard]] T value() && { return std::get<0>(std::move(m_state)); }
+    [[nodiscard]] T value() && { return std::move(*std::get_if<0>(&m_state)); }
 
     /// The reason; only when the result holds none.
-    [[nodiscard]] const E& error() const { return std::get<1>(m_state); }
+    [[nodiscard]] const E& error() const { return *std::get_if<1>(&m_state); }
 
 private:
     std::variant<T, E> m_state;

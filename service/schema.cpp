@@ -59,7 +59,7 @@ DatabaseResult<int> migrate(DatabaseSession& session)
         "create table if not exists schema_version (version bigint not null primary key)"));
     if (!made)
         return made.error();
-    const auto version = versionOf(session);
+    auto version = versionOf(session);
     if (!version)
         return version;
     const int newest = static_cast<int>(migrations().size());

@@ -20,12 +20,13 @@ Result<SignInRequest, Fault> decodeSignInRequest(std::string body)
         {"device_name", &request.deviceName},
         {"device_id", &request.deviceId},
     };
-    Fault fault{.status = 422, .message = "The request is incomplete"};
+    Fault fault{.status = 422, .message = "The request is incomplete", .members = {}};
     for (const auto& [key, field] : members) {
         if (const auto value = stringMember(json.object(), key))
             *field = *value;
         else
-            fault.members.push_back({std::string(key), "is missing or not a string"});
+            fault.members.push_back(
+                {.member = std::string(key), .text = "is missing or not a string"});
     }
     if (!fault.members.empty())
         return fault;

@@ -50,8 +50,8 @@ std::string digestOf(std::initializer_list<std::optional<std::string_view>> text
         for (std::size_t i = 0; i < prefix.size(); ++i)
             prefix.at(i) = static_cast<unsigned char>(length >> (8 * i));
         add(state, prefix.data(), prefix.size());
-        if (text)
-            add(state, text->data(), text->size());
+        const std::string_view bytes = text.value_or(std::string_view());
+        add(state, bytes.data(), bytes.size());
     }
     std::array<unsigned char, kDigestBytes> digest = {};
     ::crypto_generichash_final(&state, digest.data(), digest.size());

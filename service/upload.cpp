@@ -63,7 +63,7 @@ public:
         const std::string member = m_path + std::string(key);
         m_fault = Fault{.status = 422,
                         .message = member + ' ' + std::string(what),
-                        .members = {{member, std::string(what)}}};
+                        .members = {{.member = member, .text = std::string(what)}}};
     }
 
     [[nodiscard]] const std::optional<Fault>& fault() const { return m_fault; }
@@ -82,7 +82,7 @@ decodeRow(const simdjson::dom::element& element, std::size_t number, UploadedAct
     if (element.get(object) != simdjson::SUCCESS)
         return Fault{.status = 422,
                      .message = path + " is not an object",
-                     .members = {{path, "is not an object"}}};
+                     .members = {{.member = path, .text = "is not an object"}}};
     Members members(object, std::move(path) + '.');
     members.read("app_name", row.appName);
     members.readOptional("window_title", row.windowTitle);
@@ -107,8 +107,8 @@ Result<Upload, Fault> decodeUpload(std::string body)
     simdjson::dom::array rows;
     if (json.object().at_key("activities").get(rows) != simdjson::SUCCESS)
         members.blame("activities", "is missing or not an array");
-    if (members.fault())
-        return *members.fault();
+    if (const std::optional<Fault>& fault = members.fault())
+        return *fault;
     upload.activities.reserve(rows.size());
     for (const simdjson::dom::element element : rows) {
         const std::size_t number = upload.activities.size();

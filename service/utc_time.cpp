@@ -95,7 +95,7 @@ std::optional<std::int64_t> secondsFromUtcText(std::string_view text)
     std::int64_t days = daysToYear(*year) + *day - 1;
     for (int before = 1; before < *month; ++before)
         days += daysOfMonth(*year, before);
-    return days * kSecondsOfDay + *hour * 3600 + *minute * 60 + *second;
+    return ((days * 24 + *hour) * 60 + *minute) * 60 + *second;
 }
 
 std::string utcTextOf(std::int64_t seconds)

@@ -118,6 +118,9 @@ private Q_SLOTS:
 
     void aClientThatDoesNotGoOnDoesNotHoldUpTheEnd()
     {
+        QFETCH_GLOBAL(bool, postgres);
+        if (postgres)
+            return; // the database has no part in it
         RawHttpClient client(m_service->port());
         QVERIFY(client.send("POST /api/activity-log HTTP/1.1\r\n" + requests::bearer(m_token) +
                             "\r\nExpect: 100-continue\r\nContent-Length: 100\r\n\r\n"));

@@ -8,9 +8,6 @@
 #include <QFile>
 #include <QTest>
 
-#include <thread>
-#include <vector>
-
 using requests::statusOf;
 using support::RawHttpClient;
 
@@ -185,22 +182,6 @@ private Q_SLOTS:
         static_cast<void>(RawHttpClient(port()).post("/x%0a\x1b[2J?secret=hidden", "{}"));
         QTRY_VERIFY(m_service.log().contains(QStringLiteral("/x%0a\\x1b[2J 404")));
         QVERIFY(!m_service.log().contains(QStringLiteral("hidden")));
-    }
-
-    void slowClientsAreSentAwayWhileOthersAreServed()
-    {
-        // More than there are threads, each with a header that never ends.
-        std::vector<std::unique_ptr<RawHttpClient>> slow;
-        for (int i = 0; i < 70; ++i) {
-            slow.push_back(std::make_unique<RawHttpClient>(port()));
-            QVERIFY(slow.back()->send("POST /api/token HTTP/1.1\r\nX: "));
-        }
-        // Answered when the first of them have used up their ten seconds.
-        QCOMPARE(statusOf(requests::signIn(port())), 200);
-        for (const auto& client : slow) {
-            static_cast<void>(client->answer());
-            QVERIFY(client->waitForEnd());
-        }
     }
 
 private:

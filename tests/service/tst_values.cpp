@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/answer.h"
 #include "service/api.h"
+#include "service/byte_budget.h"
 #include "service/http_framing.h"
 #include "service/password_hasher.h"
 #include "service/request_log.h"
@@ -145,6 +146,21 @@ private Q_SLOTS:
             QVERIFY(!hasher.turn(std::chrono::milliseconds(1)));
         }
         QVERIFY(hasher.turn(std::chrono::seconds(0)));
+    }
+
+    void bodiesShareTheirMemory()
+    {
+        ByteBudget budget(100);
+        ByteBudget::Share first(budget);
+        QVERIFY(first.grow(60));
+        {
+            ByteBudget::Share second(budget);
+            QVERIFY(!second.grow(41));
+            QVERIFY(second.grow(40));
+            QVERIFY(!first.grow(1));
+        }
+        QVERIFY(first.grow(40));
+        QVERIFY(!first.grow(1));
     }
 
     void anIpv6PeerCountsByItsNetwork()

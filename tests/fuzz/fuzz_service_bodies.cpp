@@ -1,0 +1,104 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+// Any body: what is taken can be written and read again as the same, what is refused has a text.
+#include "service/activity_rows.h"
+#include "service/json_text.h"
+#include "service/sign_in_request.h"
+#include "service/upload.h"
+#include "service/utc_time.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace {
+
+void require(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+void append(std::string& out, std::string_view key, const std::optional<std::string>& text)
+{
+    if (!text)
+        return;
+    out += out.back() == '{' ? "\"" : ",\"";
+    out += key;
+    out += "\":";
+    service::appendJsonString(out, *text);
+}
+
+std::string encoded(const service::SignInRequest& request)
+{
+    std::string out = "{";
+    append(out, "email", request.email);
+    append(out, "password", request.password);
+    append(out, "device_name", request.deviceName);
+    append(out, "device_id", request.deviceId);
+    return out + '}';
+}
+
+std::string encoded(const service::Upload& upload)
+{
+    std::string out = "{";
+    append(out, "device_id", upload.deviceId);
+    append(out, "sync_timestamp", service::utcTextOf(upload.syncTimestamp));
+    out += ",\"interval_minutes\":" + std::to_string(upload.intervalMinutes) + ",\"activities\":[";
+    for (const service::UploadedActivity& activity : upload.activities) {
+        out += out.back() == '[' ? "{" : ",{";
+        append(out, "app_name", activity.appName);
+        append(out, "window_title", activity.windowTitle);
+        append(out, "url", activity.url);
+        out += ",\"duration_seconds\":" + std::to_string(activity.durationSeconds);
+        append(out, "start_time", service::utcTextOf(activity.startTime));
+        out += '}';
+    }
+    return out + "]}";
+}
+
+void requireFault(const service::Fault& fault)
+{
+    require(fault.status == 400 || fault.status == 422);
+    require(!fault.message.empty());
+    // The refusal quotes names of members only; it must itself be valid JSON with two members at
+    // most, whatever the body was. A sign-in read from it misses all of its own.
+    const auto again = service::decodeSignInRequest(service::refusal(fault).body);
+    require(!again && again.error().status == 422 && again.error().members.size() == 4);
+}
+
+void requireRows(const service::Upload& upload)
+{
+    const auto rows = service::rowsToStore(upload);
+    require(rows.size() <= upload.activities.size());
+    require(rows.empty() == upload.activities.empty());
+    for (std::size_t i = 1; i < rows.size(); ++i)
+        require(rows[i - 1].digest < rows[i].digest);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
+{
+    const std::string body(bytes, bytes + size);
+    const auto signIn = service::decodeSignInRequest(body);
+    if (signIn) {
+        const auto again = service::decodeSignInRequest(encoded(signIn.value()));
+        require(again && again.value() == signIn.value());
+    } else {
+        requireFault(signIn.error());
+    }
+    const auto upload = service::decodeUpload(body);
+    // Both see the same JSON, so they agree on whether it is any.
+    require(upload || signIn || (upload.error().status == 400) == (signIn.error().status == 400));
+    if (upload) {
+        const auto again = service::decodeUpload(encoded(upload.value()));
+        require(again && again.value() == upload.value());
+        requireRows(upload.value());
+    } else {
+        requireFault(upload.error());
+    }
+    return 0;
+}
