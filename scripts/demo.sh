@@ -6,8 +6,9 @@
 # For a private desktop: runs QUILLSTEP for SECONDS while a terminal, an editor and a picture viewer take
 # turns being in front with changing titles; saves screenshots into the folder SCREENSHOTS and ends with a
 # summary of what was recorded. With the folder of an account in QUILLSTEP_DEMO_ACCOUNT (see
-# scripts/local_service.sh) it signs in first and looks whether the session lasts. Fails if Quillstep does
-# not end cleanly, recorded nothing or is not signed in at the end.
+# scripts/local_service.sh) it signs in first, looks whether the session lasts and, after more than a minute,
+# whether everything arrived at the service. Fails if Quillstep does not end cleanly, recorded nothing, is not
+# signed in at the end or lost a second.
 set -euo pipefail
 # shellcheck source=lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -87,10 +88,14 @@ use() {
 # session: what a Quillstep that starts now finds in the keyring.
 session() { "$quillstep" --diagnose 2>>"$HOME/quillstep-errors.txt" | sed -n 's/^account: //p'; }
 
+# stored: what the service has of the account.
+stored() { "$QUILLSTEP_DEMO_SERVICE" --database "$account/service.sqlite" --summary; }
+
 account=${QUILLSTEP_DEMO_ACCOUNT:-}
 if [ -n "$account" ]; then
     step "Signing in as $(<"$account/email")"
     "$quillstep" --sign-in "$(<"$account/email")" <"$account/password" || fail "could not sign in"
+    stored_before=$(stored)
 fi
 
 step "Recording for $seconds s"
@@ -136,6 +141,12 @@ fi
     --from "$started_at" --to "$ended_at"
 if [ -n "$account" ]; then
     echo "Account: $after_restart after a restart, $after_sign_out after signing out"
+    if [ "$seconds" -gt 60 ]; then
+        "$root/scripts/compare_upload.py" "$output" "$XDG_DATA_HOME/Velomira Usage Monitor/activity_logs.json" \
+            "$stored_before" "$(stored)"
+    else
+        echo "Uploaded: nothing yet; the first upload comes after a minute"
+    fi
     [ "$after_restart, $after_sign_out" = "signed in, signed out" ] || fail "the session was not kept as it should"
 fi
 echo "What Quillstep said: $output"

@@ -6,7 +6,7 @@
 # Runs COMMAND while SERVICE, the program velomira-service, runs on port 8787 of this machine. The service
 # keeps its database in the folder DIR, with a demonstration account that is made when there is none; its
 # e-mail address and password are in DIR/email and DIR/password. COMMAND finds DIR in
-# QUILLSTEP_DEMO_ACCOUNT. The service ends with COMMAND, whose exit code is passed on.
+# QUILLSTEP_DEMO_ACCOUNT and SERVICE in QUILLSTEP_DEMO_SERVICE. The service ends with COMMAND, whose exit code is passed on.
 set -euo pipefail
 # shellcheck source=lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -55,7 +55,7 @@ listens ||
 step "The local service runs at http://127.0.0.1:$port; sign in as $(<"$folder/email") with $(<"$folder/password")"
 
 # In the background, because the shell would otherwise look at signals only after it.
-QUILLSTEP_DEMO_ACCOUNT=$folder "$@" <&0 &
+QUILLSTEP_DEMO_ACCOUNT=$folder QUILLSTEP_DEMO_SERVICE=$service "$@" <&0 &
 command_pid=$!
 status=0
 wait "$command_pid" || status=$?

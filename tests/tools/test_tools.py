@@ -69,6 +69,36 @@ class Summary(Tools):
                 self.assertEqual(self.summarise(text)[0], 1)
 
 
+class CompareUpload(Tools):
+    SAID = "Tick: A | b | --\n" * 5 + "Velomira Sync Success: Synced 2 activity records.\n" + "Tick: A | b | --\n"
+    BEFORE = "user 1: 10 rows, 100 seconds, 1 devices, 1 tokens\n"
+    AFTER = "user 1: 11 rows, 104 seconds, 1 devices, 1 tokens\nuser 2: 1 rows, 1 seconds, 1 devices, 1 tokens\n"
+
+    def compare(self, said=SAID, kept=1, after=AFTER):
+        output = self.folder / "output.txt"
+        output.write_text(said, encoding="utf-8")
+        return self.run_tool("scripts/compare_upload.py", output, self.file("activity_logs.json", [RECORD] * kept),
+                             self.BEFORE, after)
+
+    def test_equalSumsAreContent(self):
+        status, output = self.compare()
+        self.assertEqual(status, 0, output)
+        self.assertIn("2 rows sent in 1 uploads, 2 rows stored", output)
+        self.assertIn("6 recorded = 5 stored + 1 kept here", output)
+
+    def test_aMissingSecondFails(self):
+        status, output = self.compare(kept=0)
+        self.assertEqual((status, "1 seconds are missing" in output), (1, True))
+
+    def test_aMissingRowFails(self):
+        status, output = self.compare(after="user 1: 11 rows, 105 seconds, 1 devices, 1 tokens\n")
+        self.assertEqual((status, "not stored the rows" in output), (1, True))
+
+    def test_noUploadFails(self):
+        status, output = self.compare(said="Tick: A | b | --\n", after=self.BEFORE)
+        self.assertEqual((status, "nothing was uploaded" in output), (1, True))
+
+
 class Report(Tools):
     ROW = {"figure": "load", "budget": "1 s", "limit": ["<=", 1.0], "unit": "s", "from": "bench_store load real_time"}
 
