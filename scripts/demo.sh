@@ -137,13 +137,16 @@ if [ -n "$account" ]; then
     after_sign_out=$(session)
 fi
 
-"$root/scripts/summarise.py" "$XDG_DATA_HOME/Velomira Usage Monitor/activity_logs.json" \
-    --from "$started_at" --to "$ended_at"
+data="$XDG_DATA_HOME/Velomira Usage Monitor/activity_logs.json"
+if [ -n "$account" ]; then
+    "$root/scripts/summarise.py" "$data" # what has not been uploaded
+else
+    "$root/scripts/summarise.py" "$data" --from "$started_at" --to "$ended_at"
+fi
 if [ -n "$account" ]; then
     echo "Account: $after_restart after a restart, $after_sign_out after signing out"
     if [ "$seconds" -gt 60 ]; then
-        "$root/scripts/compare_upload.py" "$output" "$XDG_DATA_HOME/Velomira Usage Monitor/activity_logs.json" \
-            "$stored_before" "$(stored)"
+        "$root/scripts/compare_upload.py" "$output" "$data" "$stored_before" "$(stored)"
     else
         echo "Uploaded: nothing yet; the first upload comes after a minute"
     fi

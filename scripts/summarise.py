@@ -50,7 +50,7 @@ def main() -> int:
     for record in records:
         applications[record["appName"]] += record["duration"]
         titles[record["appName"], record["windowTitle"]] += record["duration"]
-    print(f"\nRecorded: {sum(applications.values()):.0f} s in {len(records)} records")
+    print(f"\nIn the data file: {sum(applications.values()):.0f} s in {len(records)} records")
     for name, seconds in applications.most_common():
         print(f"{seconds:7.0f} s  {name}")
         for (owner, title), part in titles.most_common():

@@ -17,6 +17,7 @@
 #include <QCoroFuture>
 #include <QPointer>
 #include <QPromise>
+#include <QTimer>
 
 #include <algorithm>
 #include <chrono>
@@ -28,6 +29,7 @@ namespace syncing {
 namespace {
 
 constexpr qint64 kLongestErrorBody = 65'536;
+constexpr std::chrono::seconds kTimeToLetGo(1);
 constexpr int kOk = 200;
 constexpr int kCreated = 201;
 const QString kPath = QStringLiteral("/api/activity-log");
@@ -242,10 +244,13 @@ void SyncService::failWith(const QString& text, const QString& description)
     log(QStringLiteral("Velomira Sync Failed with error: ") + description);
 }
 
-/// Lets go of `batch` on another thread: with many samples that takes a while.
+/// Lets go of `batch` on another thread: with many samples that takes a while. Not before the HTTP
+/// client has let go of the body, or the last to hold it would be this thread.
 void SyncService::discard(std::shared_ptr<UploadBatch> batch)
 {
-    m_discarder = std::jthread([batch = std::move(batch)]() mutable { batch.reset(); });
+    QTimer::singleShot(kTimeToLetGo, this, [this, batch = std::move(batch)]() mutable {
+        m_discarder = std::jthread([last = std::move(batch)]() mutable { last.reset(); });
+    });
 }
 
 std::optional<double> SyncService::lastSyncTime() const
