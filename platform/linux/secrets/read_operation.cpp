@@ -41,6 +41,8 @@ ReadOperation::ReadOperation(const SecretName& name, std::chrono::milliseconds l
 
 void ReadOperation::opened()
 {
+    // Flags of C, which add up.
+    // NOLINTNEXTLINE(clang-analyzer-optin.core.EnumCastOutOfRange)
     const auto flags =
         static_cast<SecretSearchFlags>(SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS);
     secret_service_search(service(),
