@@ -127,14 +127,16 @@ private Q_SLOTS:
         SecretClient client;
         QVERIFY(client.start(keyring.environment()));
         QCOMPARE(Outcome(client.ask(text("save a older"))).result, text("yes"));
-        // Times are whole seconds: it takes until the next one for the other item to be newer.
+        // Times are whole seconds, and a secret that stays the same is not modified: it takes until
+        // the next second and another secret for an item to be the newest.
+        int saves = 0;
         const auto newerIsRead = [&] {
-            return keyring.store(text("session"), text("a"), "newer") &&
-                   Outcome(client.ask(text("read a"))).result == text("=newer");
+            const QString secret = text("newer ") + QString::number(++saves);
+            return keyring.store(text("session"), text("a"), secret.toUtf8()) &&
+                   Outcome(client.ask(text("read a"))).result == u'=' + secret;
         };
         QTRY_VERIFY(newerIsRead());
         QCOMPARE(itemsOf(keyring, "a"), 2);
-        int saves = 0;
         const auto olderIsReadAgain = [&] {
             const QString secret = text("saved again ") + QString::number(++saves);
             return Outcome(client.ask(text("save a ") + secret)).result == text("yes") &&
