@@ -22,8 +22,10 @@ struct SecretName
 
 /// Keeps secrets in the desktop's own keyring, encrypted at rest.
 /// Main thread only. Nothing here blocks: every operation comes to its result through the event
-/// loop, with a limit, in the order in which they were asked for. A newer save() or remove() of a
-/// name ends an older one that still waits for the user.
+/// loop, with a limit; those of one name in the order in which they were asked for. A newer save()
+/// or remove() of a name ends an older one that is not through; its result is then false.
+/// A prompt is left on the screen when its operation ends before it is answered; what the user then
+/// does in it unlocks the keyring and nothing else.
 class SecretStore : public QObject
 {
     Q_OBJECT
@@ -40,7 +42,7 @@ public:
     virtual QFuture<bool> save(const SecretName& name, const QByteArray& secret) = 0;
 
     /// Forgets what is under `name`. The desktop may ask the user to unlock the keyring. False when
-    /// it could not be looked for.
+    /// it could not be looked for, or some of it is still there.
     virtual QFuture<bool> remove(const SecretName& name) = 0;
 
 Q_SIGNALS:

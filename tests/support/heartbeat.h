@@ -7,11 +7,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <fstream>
 
 namespace support {
 
-/// Tells how long the event loop of its thread was away, at most: a timer that should run every
-/// 10 ms.
+/// Tells how long the event loop of the process's main thread was away, at most: a timer that
+/// should run every 10 ms. Not counted is the time in which the thread was ready and other
+/// programs had the processors: a test machine builds and tests several things at once.
+/// Main thread.
 class Heartbeat final : public QObject
 {
 public:
@@ -25,29 +28,51 @@ public:
     /// Between two beats, in milliseconds, from the construction or the last restart() until now.
     [[nodiscard]] double longestGap() const
     {
-        return std::chrono::duration<double, std::milli>(std::max(m_longest, Clock::now() - m_last))
+        return std::chrono::duration<double, std::milli>(std::max(m_longest, since(m_last, now())))
             .count();
     }
 
     void restart()
     {
-        m_last = Clock::now();
+        m_last = now();
         m_longest = {};
     }
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Nanoseconds = std::chrono::nanoseconds;
+
+    struct Moment
+    {
+        std::chrono::steady_clock::time_point time;
+        Nanoseconds waited; // for a processor, ever; zero where the kernel does not count it
+    };
+
+    static Moment now()
+    {
+        std::ifstream file("/proc/self/schedstat"); // of the main thread: "running waiting slices"
+        Nanoseconds::rep ran = 0;
+        Nanoseconds::rep waited = 0;
+        if (!(file >> ran >> waited))
+            waited = 0;
+        return {.time = std::chrono::steady_clock::now(), .waited = Nanoseconds(waited)};
+    }
+
+    static Nanoseconds since(const Moment& from, const Moment& to)
+    {
+        return std::max(Nanoseconds(to.time - from.time) - (to.waited - from.waited),
+                        Nanoseconds::zero());
+    }
 
     void beat()
     {
-        const Clock::time_point now = Clock::now();
-        m_longest = std::max(m_longest, now - m_last);
-        m_last = now;
+        const Moment moment = now();
+        m_longest = std::max(m_longest, since(m_last, moment));
+        m_last = moment;
     }
 
     QTimer m_timer;
-    Clock::time_point m_last = Clock::now();
-    Clock::duration m_longest{};
+    Moment m_last = now();
+    Nanoseconds m_longest{};
 };
 
 } // namespace support

@@ -260,12 +260,31 @@ QByteArray Keyring::lookup(const QString& account) const
     return secretTool({QStringLiteral("lookup"), QStringLiteral("account"), account});
 }
 
-QByteArray Keyring::secretTool(const QStringList& arguments) const
+bool Keyring::store(const QString& collection,
+                    const QString& account,
+                    const QByteArray& secret) const
+{
+    const QByteArray complaint = secretTool({QStringLiteral("store"),
+                                             QStringLiteral("--label=test"),
+                                             QStringLiteral("--collection=") + collection,
+                                             QStringLiteral("service"),
+                                             QStringLiteral("velomira-test"),
+                                             QStringLiteral("account"),
+                                             account,
+                                             QStringLiteral("xdg:schema"),
+                                             QStringLiteral("com.velomira.UsageMonitor")},
+                                            secret);
+    return complaint.isEmpty();
+}
+
+QByteArray Keyring::secretTool(const QStringList& arguments, const QByteArray& input) const
 {
     QProcess tool; // ends with this function at the latest
     tool.setProcessEnvironment(environment());
     tool.setProcessChannelMode(QProcess::MergedChannels);
     tool.start(QStringLiteral("secret-tool"), arguments);
+    tool.write(input);
+    tool.closeWriteChannel();
     tool.waitForFinished(kStartMs);
     return tool.readAll();
 }

@@ -51,10 +51,14 @@ public:
     /// What secret-tool finds under `account`: all that it prints, without and with the secret.
     [[nodiscard]] QString search(const QString& account) const;
     [[nodiscard]] QByteArray lookup(const QString& account) const;
+    /// Has it make an item like ours in `collection`. True when it worked.
+    [[nodiscard]] bool
+    store(const QString& collection, const QString& account, const QByteArray& secret) const;
 
 private:
     [[nodiscard]] platform::Outcome startDaemon();
-    [[nodiscard]] QByteArray secretTool(const QStringList& arguments) const;
+    [[nodiscard]] QByteArray secretTool(const QStringList& arguments,
+                                        const QByteArray& input = {}) const;
 
     QTemporaryDir m_home;
     QString m_address;

@@ -22,11 +22,12 @@ public:
     [[nodiscard]] bool
     start(const QProcessEnvironment& environment, int lookMs = 3000, int changeMs = 10000)
     {
-        return bool(
-            m_process.start(QStringLiteral(SECRET_CLIENT_EXECUTABLE),
-                            {QString::number(lookMs), QString::number(changeMs)},
-                            environment,
-                            QString())); // what a sanitizer says goes to the test's own output
+        // What a sanitizer says goes to the test's own output.
+        m_process.process().setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        return bool(m_process.start(QStringLiteral(SECRET_CLIENT_EXECUTABLE),
+                                    {QString::number(lookMs), QString::number(changeMs)},
+                                    environment,
+                                    QString()));
     }
 
     void say(const QString& line) { m_process.process().write(line.toUtf8() + '\n'); }

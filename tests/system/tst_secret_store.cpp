@@ -119,6 +119,36 @@ private Q_SLOTS:
         QVERIFY(client.otherLines().isEmpty());
     }
 
+    void ofSeveralItemsTheOneModifiedLastIsReadAndAllAreRemoved()
+    {
+        Keyring keyring;
+        VERIFY_OUTCOME(keyring.startBus());
+        VERIFY_OUTCOME(keyring.startUnlocked());
+        SecretClient client;
+        QVERIFY(client.start(keyring.environment()));
+        QCOMPARE(Outcome(client.ask(text("save a older"))).result, text("yes"));
+        // Times are whole seconds, and a secret that stays the same is not modified: it takes until
+        // the next second and another secret for an item to be the newest.
+        int saves = 0;
+        const auto newerIsRead = [&] {
+            const QString secret = text("newer ") + QString::number(++saves);
+            return keyring.store(text("session"), text("a"), secret.toUtf8()) &&
+                   Outcome(client.ask(text("read a"))).result == u'=' + secret;
+        };
+        QTRY_VERIFY(newerIsRead());
+        QCOMPARE(itemsOf(keyring, "a"), 2);
+        const auto olderIsReadAgain = [&] {
+            const QString secret = text("saved again ") + QString::number(++saves);
+            return Outcome(client.ask(text("save a ") + secret)).result == text("yes") &&
+                   Outcome(client.ask(text("read a"))).result == u'=' + secret;
+        };
+        QTRY_VERIFY(olderIsReadAgain());
+        QCOMPARE(itemsOf(keyring, "a"), 2);
+        QCOMPARE(Outcome(client.ask(text("remove a"))).result, text("yes"));
+        QCOMPARE(itemsOf(keyring, "a"), 0);
+        VERIFY_TICKING(client);
+    }
+
     void whatIsAskedAtOnceHappensInOrder()
     {
         Keyring keyring;

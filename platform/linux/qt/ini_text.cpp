@@ -5,6 +5,7 @@
 #include <QByteArray>
 
 #include <algorithm>
+#include <iterator>
 
 namespace platform::qt {
 
@@ -15,6 +16,11 @@ constexpr QByteArrayView kByteOrderMark("\xEF\xBB\xBF");
 bool isControl(char c)
 {
     return static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\r' && c != '\n';
+}
+
+bool isLineEnd(char c)
+{
+    return c == '\n' || c == '\r';
 }
 
 /// Whether what is behind the "=" ends where the line does: in no quotes, and not continued.
@@ -44,20 +50,16 @@ bool isIniLine(QByteArrayView line)
 
 bool isIniText(QByteArrayView text)
 {
-    if (!text.isValidUtf8() || std::any_of(text.begin(), text.end(), isControl))
+    if (!text.isValidUtf8() || std::ranges::any_of(text, isControl))
         return false;
     if (text.startsWith(kByteOrderMark))
         text = text.sliced(kByteOrderMark.size());
     while (!text.isEmpty()) {
-        const qsizetype end =
-            std::min(text.size(),
-                     static_cast<qsizetype>(std::distance(
-                         text.begin(), std::find_if(text.begin(), text.end(), [](char c) {
-                             return c == '\n' || c == '\r';
-                         }))));
-        if (!isIniLine(text.first(end).trimmed()))
+        const auto* const end = std::ranges::find_if(text, isLineEnd);
+        const qsizetype length = std::distance(text.begin(), end);
+        if (!isIniLine(text.first(length).trimmed()))
             return false;
-        text = text.sliced(std::min(end + 1, text.size()));
+        text = text.sliced(std::min(length + 1, text.size()));
     }
     return true;
 }

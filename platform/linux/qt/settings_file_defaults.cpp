@@ -51,8 +51,8 @@ SettingsFileDefaults::~SettingsFileDefaults()
 {
     if (m_thread != nullptr && !m_thread->waitForDone(milliseconds(kPatienceAtTheEnd))) {
         // The thread still uses them, and nothing ends it sooner than the process.
-        static_cast<void>(m_writer.release());
-        static_cast<void>(m_thread.release());
+        [[maybe_unused]] const auto* const writer = m_writer.release();
+        [[maybe_unused]] const auto* const thread = m_thread.release();
     }
 }
 

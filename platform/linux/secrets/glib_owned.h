@@ -28,7 +28,7 @@ using Continuation = std::function<void(GAsyncResult*)>;
 
 /// The two last arguments of such a call, e.g. g_bus_get(..., continueAsync,
 /// asyncData(continuation)). The data is freed with the call's end.
-inline void continueAsync(GObject*, GAsyncResult* result, gpointer data)
+inline void continueAsync(GObject* /*source*/, GAsyncResult* result, gpointer data)
 {
     const std::unique_ptr<Continuation> continuation(static_cast<Continuation*>(data));
     (*continuation)(result);

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace platform::secrets {
@@ -9,7 +10,7 @@ namespace platform::secrets {
 /// Why the keyring did not give a secret that it may hold.
 struct Hindrance
 {
-    enum class Kind {
+    enum class Kind : std::uint8_t {
         None,
         Absent, // no Secret Service on the session bus
         Locked,

@@ -4,11 +4,16 @@
 
 #include "platform/linux/secrets/session_bus.h"
 
+#include <QLoggingCategory>
+
 #include <utility>
 
 namespace platform::secrets {
 
 namespace {
+
+// For developers; off by default. Messages of the service name no secret.
+Q_LOGGING_CATEGORY(lcSecrets, "velomira.secrets", QtCriticalMsg)
 
 /// For a call that was given up to end by itself, before the next operation of its name begins.
 constexpr std::chrono::milliseconds kGrace(500);
@@ -57,7 +62,7 @@ void KeyringOperation::begin()
         failAndCancel(Failure::NoBus);
         return;
     }
-    g_bus_get(G_BUS_TYPE_SESSION, cancellable(), continueAsync, next([this](GAsyncResult* result) {
+    g_bus_get(G_BUS_TYPE_SESSION, nullptr, continueAsync, next([this](GAsyncResult* result) {
                   m_bus = finishConnecting(result);
                   if (m_bus != nullptr)
                       connected();
@@ -91,6 +96,8 @@ void KeyringOperation::connected()
 void KeyringOperation::failWith(GError* error)
 {
     const GlibOwned<GError> owned(error);
+    if (error != nullptr)
+        qCWarning(lcSecrets, "The keyring refused: %s", error->message);
     failAndCancel(isNoService(error) ? Failure::NoService : Failure::Other);
 }
 

@@ -10,6 +10,7 @@
 #include <QTimer>
 
 #include <chrono>
+#include <cstdint>
 #include <libsecret/secret.h>
 #include <memory>
 #include <utility>
@@ -25,8 +26,8 @@ class KeyringOperation : public QObject, public std::enable_shared_from_this<Key
     Q_OBJECT
 
 public:
-    enum class Kind { Look, Change };
-    enum class Failure { NoBus, NoService, TimedOut, Other };
+    enum class Kind : std::uint8_t { Look, Change };
+    enum class Failure : std::uint8_t { NoBus, NoService, TimedOut, Other };
 
     [[nodiscard]] const SecretName& name() const { return m_name; }
 

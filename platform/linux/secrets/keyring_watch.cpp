@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/secrets/keyring_watch.h"
 
-#include <QElapsedTimer>
 #include <QPointer>
 
 #include <string_view>
@@ -12,8 +11,10 @@ namespace platform::secrets {
 
 namespace {
 
-/// A service that answers sooner than this was not what was slow.
+/// A service that answers sooner than this may not be what was slow: it is believed now and then,
+/// so that reading in vain does not go round and round.
 constexpr qint64 kSlowMs = 200;
+constexpr qint64 kNowAndThenMs = 60'000;
 
 /// Whether the signal PropertiesChanged with `arguments` says that its keyring is unlocked now.
 bool saysUnlocked(GVariant* arguments)
@@ -39,7 +40,7 @@ void KeyringWatch::start(const Hindrance& hindrance)
     m_cancellable.reset(g_cancellable_new());
     g_bus_get(
         G_BUS_TYPE_SESSION,
-        m_cancellable.get(),
+        nullptr,
         continueAsync,
         asyncData([self = QPointer(this), wanted = m_cancellable.get()](GAsyncResult* result) {
             GlibOwned<GDBusConnection> bus = finishConnecting(result);
@@ -161,19 +162,25 @@ void KeyringWatch::ask(const char* keyring)
             }));
 }
 
+/// `lock` is what a keyring answered after `milliseconds`.
 void KeyringWatch::answered(KeyringLock lock, qint64 milliseconds)
 {
-    const bool isOver =
-        m_hindrance.kind == Hindrance::Kind::Slow && milliseconds >= kSlowMs
-            ? lock != KeyringLock::NoService && lock != KeyringLock::Unknown
-            : m_hindrance.kind == Hindrance::Kind::Locked && lock == KeyringLock::Unlocked;
-    if (isOver)
+    if (m_hindrance.kind == Hindrance::Kind::Slow) {
+        const bool isBelieved = milliseconds >= kSlowMs || !m_lastSlow.isValid() ||
+                                m_lastSlow.hasExpired(kNowAndThenMs);
+        if (lock == KeyringLock::NoService || !isBelieved)
+            return; // the owner of the name is watched, too
+        m_lastSlow.start();
         report();
+    } else if (m_hindrance.kind == Hindrance::Kind::Locked && lock == KeyringLock::Unlocked) {
+        report();
+    }
 }
 
 void KeyringWatch::report()
 {
     stop();
+    // The last thing done here: whoever hears of it may start anew.
     Q_EMIT becameReadable();
 }
 

@@ -6,6 +6,7 @@
 #include "platform/linux/secrets/hindrance.h"
 #include "platform/linux/secrets/session_bus.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 
 namespace platform::secrets {
@@ -50,6 +51,7 @@ private:
     guint m_properties = 0;
     guint m_changes = 0;
     bool m_hasLookedForOwner = false;
+    QElapsedTimer m_lastSlow; // since a slow service was last believed to be well
 };
 
 } // namespace platform::secrets

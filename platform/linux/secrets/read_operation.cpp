@@ -11,6 +11,9 @@ namespace platform::secrets {
 
 namespace {
 
+// Flags of C, which add up.
+constexpr int kEveryItemWithItsSecret = SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS;
+
 /// The secret of `item`; none when it was not given to us.
 ReadOperation::Secret secretOf(SecretItem* item)
 {
@@ -41,12 +44,11 @@ ReadOperation::ReadOperation(const SecretName& name, std::chrono::milliseconds l
 
 void ReadOperation::opened()
 {
-    const auto flags =
-        static_cast<SecretSearchFlags>(SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS);
     secret_service_search(service(),
                           secretSchema(),
                           attributesOf(name()).get(),
-                          flags,
+                          // NOLINTNEXTLINE(clang-analyzer-optin.core.EnumCastOutOfRange)
+                          static_cast<SecretSearchFlags>(kEveryItemWithItsSecret),
                           cancellable(),
                           continueAsync,
                           next([this](GAsyncResult* result) {

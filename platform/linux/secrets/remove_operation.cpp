@@ -100,7 +100,7 @@ void RemoveOperation::unlock()
     g_list_free(items);
 }
 
-void RemoveOperation::fail(Failure)
+void RemoveOperation::fail(Failure /*failure*/)
 {
     give(m_promise, false);
 }

@@ -82,7 +82,7 @@ void SaveOperation::store()
     secret_value_unref(value);
 }
 
-void SaveOperation::fail(Failure)
+void SaveOperation::fail(Failure /*failure*/)
 {
     give(m_promise, false);
 }

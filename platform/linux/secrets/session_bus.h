@@ -4,6 +4,8 @@
 
 #include "platform/linux/secrets/glib_owned.h"
 
+#include <cstdint>
+
 namespace platform::secrets {
 
 /// The well-known name of the Secret Service, and its object for the default keyring.
@@ -15,15 +17,16 @@ inline constexpr const char* kCollection = "org.freedesktop.Secret.Collection";
 /// keyring of its own that nobody else sees.
 [[nodiscard]] bool hasSessionBus();
 
-/// The end of g_bus_get(): the connection, or nothing when that failed. Losing the bus will not end
-/// the process, as GLib has it by default.
+/// The end of g_bus_get(), which is to be called without a GCancellable: all callers of the moment
+/// share one attempt, and would share its being cancelled. The connection, or nothing when that
+/// failed. Losing the bus will not end the process, as GLib has it by default.
 [[nodiscard]] GlibOwned<GDBusConnection> finishConnecting(GAsyncResult* result);
 
 /// Whether `error` says that nobody provides the name that was called.
 [[nodiscard]] bool isNoService(const GError* error);
 
 /// What there is to know of whether a keyring is locked.
-enum class KeyringLock {
+enum class KeyringLock : std::uint8_t {
     Unlocked,
     Locked,
     Missing, // the service has no such keyring
