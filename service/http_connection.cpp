@@ -15,6 +15,7 @@ namespace service {
 
 namespace {
 
+constexpr std::chrono::milliseconds kLookAround(200);
 constexpr std::size_t kMostLingerBytes = 256UL * 1024 * 1024;
 
 int millisecondsUntil(std::chrono::steady_clock::time_point deadline)
@@ -51,19 +52,22 @@ HttpConnection::HttpConnection(int socket, int stopping, const HttpLimits& limit
     ::setsockopt(m_socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
-bool HttpConnection::waitForRequest(bool busy)
+bool HttpConnection::waitForRequest(const std::function<bool()>& isWanted)
 {
     m_phase = Phase::Header;
     m_headerBytes = 0;
     m_bodyBytes = 0;
-    if (m_next == m_end) {
+    const auto end = Clock::now() + m_limits.idleTime;
+    while (m_next == m_end) {
         pollfd watched[] = {{.fd = m_socket, .events = POLLIN, .revents = 0},
                             {.fd = m_stopping, .events = POLLIN, .revents = 0}};
-        const auto limit = busy ? std::chrono::milliseconds(0) : m_limits.idleTime;
-        const int ready =
-            ::poll(std::data(watched), std::size(watched), static_cast<int>(limit.count()));
+        const int ready = ::poll(std::data(watched),
+                                 std::size(watched),
+                                 millisecondsUntil(std::min(end, Clock::now() + kLookAround)));
         // Of a request that is already there the end of the service does not get in the way.
-        if (ready <= 0 || watched[0].revents == 0)
+        if (watched[0].revents != 0)
+            break;
+        if (ready != 0 || Clock::now() >= end || isWanted())
             return false;
     }
     m_phaseBegan = Clock::now();

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <httplib.h>
 #include <string>
 
@@ -32,9 +33,9 @@ public:
     ~HttpConnection() override = default;
 
     /// Waits for the first byte of a request, whose header begins there. False when none comes: the
-    /// client has gone or is silent, or the service ends, or, when the service is `busy`, none is
-    /// there already.
-    [[nodiscard]] bool waitForRequest(bool busy);
+    /// client has gone or is silent, the service ends, or `isWanted` says that others want the
+    /// thread, which is asked several times a second.
+    [[nodiscard]] bool waitForRequest(const std::function<bool()>& isWanted);
 
     /// From here on the body is read.
     void beginBody();

@@ -134,10 +134,13 @@ void HttpServer::serveConnection(int socket)
         connection,
         {.api = m_api, .bodies = m_bodies, .limits = m_limits, .trustProxy = m_trustProxy});
     // The first request is waited for even when others wait, as it is on its way.
-    bool busy = false;
-    while (connection.waitForRequest(busy)) {
-        busy = m_workers->areBehind();
-        if (!exchange.serve(busy))
+    bool first = true;
+    const auto isWanted = [&] {
+        return !first && m_workers->areBehind();
+    };
+    while (connection.waitForRequest(isWanted)) {
+        first = false;
+        if (!exchange.serve(isWanted()))
             return;
     }
 }

@@ -149,21 +149,17 @@ private Q_SLOTS:
         QTRY_COMPARE(statusOf(requests::signIn(server.port())), 200);
     }
 
-    void aConnectionIsNotKeptWhileOthersWaitForIt()
+    void aConnectionIsNotKeptWhileOthersWaitForItsThread()
     {
-        const Server server({.idleTime = 20s, .threads = 1}, {});
+        const Server server({.idleTime = 60s, .threads = 1}, {});
         RawHttpClient first(server.port());
         QVERIFY(first.send("GET / HTTP/1.1\r\n\r\n"));
         QCOMPARE(statusOf(first.answer()), 404);
+        // The client itself gives up after half that time.
         RawHttpClient second(server.port());
         QVERIFY(second.send("GET / HTTP/1.1\r\n\r\n"));
-        QVERIFY(first.send("GET / HTTP/1.1\r\n\r\n"));
-        QTRY_VERIFY(second.send(QByteArray()));
-        const auto answer = first.answer();
-        QCOMPARE(statusOf(answer), 404);
-        if (answer->field("Connection") != "close")
-            first.finishSending();
         QCOMPARE(statusOf(second.answer()), 404);
+        QVERIFY(first.waitForEnd());
     }
 
     void aBodyForWhichThereIsNoMemoryIsPutOffAndGivesBackItsShare()
