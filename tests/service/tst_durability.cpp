@@ -118,9 +118,6 @@ private Q_SLOTS:
 
     void aClientThatDoesNotGoOnDoesNotHoldUpTheEnd()
     {
-        QFETCH_GLOBAL(bool, postgres);
-        if (postgres)
-            return; // the database has no part in it
         RawHttpClient client(m_service->port());
         QVERIFY(client.send("POST /api/activity-log HTTP/1.1\r\n" + requests::bearer(m_token) +
                             "\r\nExpect: 100-continue\r\nContent-Length: 100\r\n\r\n"));
@@ -171,28 +168,6 @@ private Q_SLOTS:
             QVERIFY(maker.process().waitForFinished());
             QCOMPARE(maker.process().exitCode(), 0);
         }
-    }
-
-    void aDatabaseServerThatRestartsCostsOneRequest()
-    {
-        QFETCH_GLOBAL(bool, postgres);
-        if (!postgres)
-            return; // there is no server
-        const int port = m_service->port();
-        for (int i = 0; i < 8; ++i)
-            QCOMPARE(statusOf(requests::upload(port, m_token, uploadBody(rows("a", 1, 9)))), 201);
-        m_postgres->stop();
-        const auto answer = requests::upload(port, m_token, uploadBody(rows("a", 1, 9)));
-        QCOMPARE(statusOf(answer), 503);
-        QVERIFY(answer->body.contains("message"));
-        QVERIFY(!answer->field("Retry-After").isEmpty());
-        QCOMPARE(statusOf(requests::signIn(port)), 503);
-        QVERIFY(m_postgres->resume());
-        // One on each of the two kinds of connection, for reading and for writing, may still fail.
-        QCOMPARE(statusOf(requests::upload(port, m_token, uploadBody(rows("b", 1, 9)))), 503);
-        QCOMPARE(statusOf(requests::upload(port, m_token, uploadBody(rows("b", 1, 9)))), 201);
-        QCOMPARE(m_service->summary(),
-                 QStringLiteral("user 1: 18 rows, 18 seconds, 1 devices, 1 tokens\n"));
     }
 
     void aDatabaseThatCannotBeOpenedIsNamed()
