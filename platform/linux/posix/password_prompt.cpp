@@ -107,7 +107,7 @@ Result<QString> readPassword(const char* prompt)
     line.reserve(kLongestPassword); // so that no copies are left behind
     const Outcome outcome = readLine(terminal.isTerminal(), line);
     const QString password = QString::fromStdString(line);
-    std::fill(line.begin(), line.end(), '\0');
+    std::ranges::fill(line, '\0');
     if (!outcome)
         return outcome.error();
     if (password.isEmpty())
