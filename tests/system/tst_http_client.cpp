@@ -253,7 +253,6 @@ private Q_SLOTS:
             QTest::addRow("in the body, %s", way) << head + "{\"success\":true" << resets;
             QTest::addRow("before a chunk, %s", way) << chunked << resets;
             QTest::addRow("in a chunk, %s", way) << chunked + "40\r\n{\"success\"" << resets;
-            QTest::addRow("between chunks, %s", way) << chunked + "4\r\n1234\r\n" << resets;
         }
     }
 

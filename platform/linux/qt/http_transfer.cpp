@@ -129,10 +129,9 @@ void HttpTransfer::takeBody()
 
 void HttpTransfer::giveUp(const HttpOutcome& outcome)
 {
-    if (m_reply != nullptr) {
+    if (m_reply != nullptr)
         m_reply->disconnect(this);
-        m_reply->abort();
-    }
+    m_reply.reset(); // which ends it; abort() would complain where an error status has come
     finish(outcome);
 }
 
