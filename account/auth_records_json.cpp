@@ -5,7 +5,7 @@
 #include "platform/json_writer.h"
 #include "platform/strict_json.h"
 
-#include <algorithm>
+#include <QSet>
 
 namespace account {
 
@@ -111,16 +111,16 @@ private:
             complain(member, "is not an object");
             return;
         }
+        QSet<QString>
+            names; // of very many, an answer could make a comparison of each with each last long
         for (const auto& [key, texts] : fields) {
             const QString name = qString(key);
             std::vector<QString> list;
             read(texts, member + u'.' + name, list);
-            const bool isRepeated =
-                std::any_of(out.cbegin(), out.cend(), [&name](const auto& entry) {
-                    return entry.first == name;
-                });
-            if (!isRepeated)
-                out.emplace_back(name, QStringList(list.cbegin(), list.cend()));
+            if (names.contains(name))
+                continue;
+            names.insert(name);
+            out.emplace_back(name, QStringList(list.cbegin(), list.cend()));
         }
     }
 

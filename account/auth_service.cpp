@@ -74,7 +74,8 @@ QCoro::Task<bool> AuthService::login(QString email, QString password)
     const platform::HttpRequest request{
         .method = platform::HttpMethod::Post,
         .url = *url,
-        .headers = {{"Content-Type", "application/json"}, {"Accept", "application/json"}},
+        .headers = {{.name = "Content-Type", .value = "application/json"},
+                    {.name = "Accept", .value = "application/json"}},
         .body = *body,
     };
 

@@ -22,7 +22,8 @@ Outcome signIn(AuthService& service,
 {
     if (!QCoro::waitFor(service.login(email, password)))
         return Error{service.lastError().value_or(QString())};
-    if (!finish() || waitFor(secrets.read(AuthService::secretName())) != service.token()->toUtf8())
+    if (!finish() || waitFor(secrets.read(AuthService::secretName())) !=
+                         service.token().value_or(QString()).toUtf8())
         return Error{
             QStringLiteral("the service accepted the password, but the keyring did not keep "
                            "the session; unlock the keyring, or start one, and try again")};

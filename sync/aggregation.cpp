@@ -68,11 +68,11 @@ bool isEarlier(double a, double b)
     return a < b || (std::isnan(b) && !std::isnan(a));
 }
 
-/// What sorting needs to know of a sample, so that it need not follow a pointer to compare.
+/// What sorting needs to know of a sample, so that it need not look at the sample to compare.
 struct Position
 {
     double timestamp;
-    const ActivityLog* log;
+    std::size_t index;
 };
 
 std::vector<Position> sorted(const ActivityList& logs)
@@ -80,8 +80,12 @@ std::vector<Position> sorted(const ActivityList& logs)
     std::vector<Position> positions;
     positions.reserve(logs.size());
     for (const ActivityLog& log : logs)
-        positions.push_back({.timestamp = log.timestamp, .log = &log});
-    std::ranges::stable_sort(positions, isEarlier, &Position::timestamp);
+        positions.push_back({.timestamp = log.timestamp, .index = positions.size()});
+    std::ranges::sort(positions, [](const Position& one, const Position& other) {
+        if (isEarlier(one.timestamp, other.timestamp))
+            return true;
+        return !isEarlier(other.timestamp, one.timestamp) && one.index < other.index;
+    });
     return positions;
 }
 
@@ -94,8 +98,8 @@ std::vector<AggregatedLog> aggregate(const ActivityList& logs)
     if (std::ranges::is_sorted(logs, isEarlier, &ActivityLog::timestamp))
         return runs(logs);
     const std::vector<Position> positions = sorted(logs);
-    const auto toLog = [](const Position& position) -> const ActivityLog& {
-        return *position.log;
+    const auto toLog = [&logs](const Position& position) -> const ActivityLog& {
+        return logs[position.index];
     };
     return runs(positions | std::views::transform(toLog));
 }

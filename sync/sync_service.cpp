@@ -131,9 +131,8 @@ QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
     platform::HttpRequest request = requestTo(*url);
     if (!co_await inBackground(encode))
         co_return;
-    if (batch->encodingError) {
-        failWith(*batch->encodingError,
-                 QStringLiteral("EncodingFailure: ") + *batch->encodingError);
+    if (const std::optional<QString> error = batch->encodingError) {
+        failWith(*error, QStringLiteral("EncodingFailure: ") + *error);
         co_return;
     }
     log(QStringLiteral("Velomira Sync: Payload size: %1 bytes, activities: %2")
@@ -173,13 +172,14 @@ platform::HttpRequest SyncService::requestTo(const QString& url)
     platform::HttpRequest request{
         .method = platform::HttpMethod::Post,
         .url = url,
-        .headers = {{"Content-Type", "application/json"}, {"Accept", "application/json"}},
+        .headers = {{.name = "Content-Type", .value = "application/json"},
+                    {.name = "Accept", .value = "application/json"}},
         .body = {},
         .answerLimit = kLongestErrorBody,
         .longAnswer = platform::LongAnswer::IsCut,
     };
     if (const std::optional<QString>& token = m_auth.token()) {
-        request.headers.append({"Authorization", "Bearer " + token->toUtf8()});
+        request.headers.append({.name = "Authorization", .value = "Bearer " + token->toUtf8()});
         log(QStringLiteral("Velomira Sync: Using auth token"));
     } else {
         log(QStringLiteral("Velomira Sync: WARNING - No auth token available"));
