@@ -59,6 +59,9 @@ void tick(benchmark::State& state)
         .clock = real.clock,
         .diagnostics = diagnostics,
         .atomicFiles = real.atomicFiles,
+        .userDefaults = real.userDefaults,
+        .secretStore = real.secretStore,
+        .httpClient = real.httpClient,
         .applicationSupport = folder.path(),
         .enterBackground = real.enterBackground,
     };
