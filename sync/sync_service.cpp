@@ -12,6 +12,7 @@
 #include "platform/iso8601.h"
 #include "platform/user_defaults.h"
 #include "sync/error_body.h"
+#include "sync/sync_counters.h"
 #include "sync/upload_batch.h"
 
 #include <QCoroFuture>
@@ -19,9 +20,7 @@
 #include <QPromise>
 #include <QTimer>
 
-#include <algorithm>
 #include <chrono>
-#include <limits>
 #include <utility>
 
 namespace syncing {
@@ -33,17 +32,6 @@ constexpr std::chrono::seconds kTimeToLetGo(1);
 constexpr int kOk = 200;
 constexpr int kCreated = 201;
 const QString kPath = QStringLiteral("/api/activity-log");
-const QString kSyncInterval = QStringLiteral("syncInterval");
-const QString kLastSyncTime = QStringLiteral("lastSyncTime");
-const QString kLastSyncRecordCount = QStringLiteral("lastSyncRecordCount");
-const QString kTotalRecordsSynced = QStringLiteral("totalRecordsSynced");
-
-qint64 increased(qint64 total, qint64 count)
-{
-    if (total > std::numeric_limits<qint64>::max() - count)
-        qFatal("The total of uploaded records is too large");
-    return total + count;
-}
 
 } // namespace
 
@@ -72,7 +60,7 @@ SyncService& SyncService::shared()
 
 void SyncService::setupTimer()
 {
-    const std::chrono::minutes period(intervalMinutes());
+    const std::chrono::minutes period(intervalMinutes(m_environment.userDefaults));
     // Destroyed with the service, so the callback never outlives it.
     setTimer(m_environment.repeatingTimers.schedule(period, [this] { sync(); }));
 }
@@ -119,7 +107,7 @@ QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
     batch->payload.device_id = getDeviceID().toStdString();
     batch->payload.sync_timestamp =
         platform::iso8601(m_environment.clock.now()).value_or(std::string());
-    batch->payload.interval_minutes = intervalMinutes();
+    batch->payload.interval_minutes = intervalMinutes(m_environment.userDefaults);
 
     const QString address = m_serviceUrl + kPath;
     log(QStringLiteral("Velomira Sync: Attempting to sync to ") + address);
@@ -213,13 +201,9 @@ void SyncService::recordAnswer(const platform::HttpResponse& response, const Upl
 
 void SyncService::recordDelivery(const UploadBatch& batch)
 {
-    platform::UserDefaults& defaults = m_environment.userDefaults;
     m_store.removeLogs(batch.ids);
     setLastSyncTime(m_environment.clock.now());
-    defaults.setInteger(kLastSyncRecordCount, batch.rowCount);
-    defaults.setInteger(
-        kTotalRecordsSynced,
-        increased(defaults.integer(kTotalRecordsSynced).value_or(0), batch.rowCount));
+    countDelivery(m_environment.userDefaults, batch.rowCount);
     setLastSyncError(std::nullopt);
     setIsSyncing(false);
     log(QStringLiteral("Velomira Sync Success: Synced %1 activity records.").arg(batch.rowCount));
@@ -229,7 +213,7 @@ void SyncService::recordNothingToSend()
 {
     setIsSyncing(false);
     setLastSyncTime(m_environment.clock.now());
-    m_environment.userDefaults.setInteger(kLastSyncRecordCount, 0);
+    countNothing(m_environment.userDefaults);
 }
 
 void SyncService::fail(const QString& text)
@@ -255,20 +239,12 @@ void SyncService::discard(std::shared_ptr<UploadBatch> batch)
 
 std::optional<double> SyncService::lastSyncTime() const
 {
-    return m_environment.userDefaults.date(kLastSyncTime);
+    return syncing::lastSyncTime(m_environment.userDefaults);
 }
 
 void SyncService::setLastSyncTime(std::optional<double> time)
 {
-    if (time)
-        m_environment.userDefaults.setDate(kLastSyncTime, *time);
-    else
-        m_environment.userDefaults.remove(kLastSyncTime);
-}
-
-qint64 SyncService::intervalMinutes() const
-{
-    return std::max<qint64>(1, m_environment.userDefaults.integer(kSyncInterval).value_or(0));
+    syncing::setLastSyncTime(m_environment.userDefaults, time);
 }
 
 QString SyncService::getDeviceID()

@@ -95,7 +95,6 @@ private:
     void failWith(const QString& text, const QString& description);
     void discard(std::shared_ptr<UploadBatch> batch);
 
-    [[nodiscard]] qint64 intervalMinutes() const;
     [[nodiscard]] QString getDeviceID();
     void log(const QString& text);
     void setTimer(std::unique_ptr<platform::RepeatingTimer> timer);

@@ -1,6 +1,5 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "tests/support/dies_with.h"
 #include "tests/support/sync_bench.h"
 
 #include <QTest>
@@ -442,18 +441,6 @@ private Q_SLOTS:
         QVERIFY(!bench.service.lastSyncTime());
         bench.service.setLastSyncTime(std::nullopt);
         QVERIFY(!defaults(bench).contains(QStringLiteral("lastSyncTime")));
-    }
-
-    void aTotalBeyondCountingEndsTheProcess()
-    {
-        QVERIFY(support::diesWith("The total of uploaded records is too large", [] {
-            SyncBench bench;
-            bench.fake.userDefaults.setInteger(QStringLiteral("totalRecordsSynced"),
-                                               std::numeric_limits<qint64>::max());
-            bench.addSamples(1);
-            bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
-            bench.sync();
-        }));
     }
 
     void aServiceThatGoesAwayLeavesItsSamples()
