@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "account/auth_records_json.h"
 
+#include "platform/exact_utf8.h"
 #include "platform/json_writer.h"
 #include "platform/strict_json.h"
 
@@ -14,11 +15,6 @@ namespace {
 using platform::Error;
 using platform::Result;
 using simdjson::dom::element;
-
-QString qString(std::string_view text)
-{
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 /// Reads the members of one object and keeps the first complaint; what is read after it is not
 /// used.
@@ -87,7 +83,7 @@ private:
         std::string_view text;
         if (value.get(text) != simdjson::SUCCESS)
             complain(member, "is not a text");
-        out = qString(text);
+        out = platform::fromExactUtf8(text);
     }
 
     template <typename T>
@@ -114,7 +110,7 @@ private:
         QSet<QString>
             names; // of very many, an answer could make a comparison of each with each last long
         for (const auto& [key, texts] : fields) {
-            const QString name = qString(key);
+            const QString name = platform::fromExactUtf8(key);
             std::vector<QString> list;
             read(texts, member + u'.' + name, list);
             if (names.contains(name))

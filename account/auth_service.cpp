@@ -8,6 +8,7 @@
 #include "account/service_endpoint.h"
 #include "platform/build_config.h"
 #include "platform/environment.h"
+#include "platform/exact_utf8.h"
 
 #include <QCoroFuture>
 #include <QPointer>
@@ -118,7 +119,7 @@ void AuthService::readToken()
     m_secretStore.read(secretName()).then(this, [this](const std::optional<QByteArray>& secret) {
         if (m_userHasActed || !secret || !QUtf8StringView(*secret).isValidUtf8())
             return;
-        setToken(QString::fromUtf8(*secret));
+        setToken(platform::fromExactUtf8(secret->toStdString()));
         setIsAuthenticated(true);
     });
 }

@@ -77,6 +77,14 @@ private Q_SLOTS:
         QCOMPARE(decoded.value().token, QStringLiteral("a"));
     }
 
+    void aByteOrderMarkInATextStays()
+    {
+        const auto decoded =
+            decodeTokenResponse("{\"success\":true,\"token\":\"\xEF\xBB\xBF\xEF\xBB\xBFT\"}");
+        QVERIFY(bool(decoded));
+        QCOMPARE(decoded.value().token, QStringLiteral("\uFEFF\uFEFFT"));
+    }
+
     void aByteOrderMarkIsSkipped()
     {
         QVERIFY(bool(decodeTokenResponse("\xEF\xBB\xBF{\"success\":true}")));
