@@ -12,6 +12,7 @@
 namespace account {
 class AuthService;
 }
+
 namespace platform {
 class SecretStore;
 }

@@ -168,7 +168,8 @@ private Q_SLOTS:
         QCOMPARE(signIn(), 0);
         const QByteArray second = storedToken();
         QVERIFY(!second.isEmpty() && second != first);
-        QCOMPARE(m_keyring.search(QStringLiteral("authToken")).count(QStringLiteral("secret = ")), 1);
+        QCOMPARE(m_keyring.search(QStringLiteral("authToken")).count(QStringLiteral("secret = ")),
+                 1);
     }
 
     void aWrongPasswordIsSaid()
@@ -184,9 +185,9 @@ private Q_SLOTS:
     {
         m_keyring.kill();
         QCOMPARE(signIn(), 1);
-        QVERIFY2(m_agent->complaints().contains(
-                     QStringLiteral("the keyring did not keep the session")),
-                 qPrintable(m_agent->complaints()));
+        QVERIFY2(
+            m_agent->complaints().contains(QStringLiteral("the keyring did not keep the session")),
+            qPrintable(m_agent->complaints()));
     }
 
     void thePasswordAndTheTokenStayWhereTheyBelong()

@@ -99,8 +99,8 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("sent");
         QTest::newRow("body cut") << QByteArray(
             "HTTP/1.1 200 OK\r\nContent-Length: 50\r\n\r\n{\"succ");
-        QTest::newRow("chunks cut") << QByteArray(
-            "HTTP/1.1 201 Created\r\nTransfer-Encoding: chunked\r\n\r\n40\r\nabcd");
+        QTest::newRow("chunks cut")
+            << QByteArray("HTTP/1.1 201 Created\r\nTransfer-Encoding: chunked\r\n\r\n40\r\nabcd");
         QTest::newRow("head cut") << QByteArray("HTTP/1.1 200 OK\r\nContent-Le");
         QTest::newRow("nothing") << QByteArray();
     }

@@ -16,7 +16,7 @@ namespace platform::posix {
 namespace {
 
 constexpr std::size_t kLongestPassword = 4096;
-constexpr char kInterrupt = 0x03; // Ctrl+C
+constexpr char kInterrupt = 0x03;  // Ctrl+C
 constexpr char kEndOfInput = 0x04; // Ctrl+D
 constexpr char kBackspace = 0x08;
 constexpr char kKillLine = 0x15; // Ctrl+U
