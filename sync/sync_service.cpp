@@ -21,6 +21,7 @@
 #include <QTimer>
 
 #include <chrono>
+#include <system_error>
 #include <utility>
 
 namespace syncing {
@@ -32,6 +33,16 @@ constexpr std::chrono::seconds kTimeToLetGo(1);
 constexpr int kOk = 200;
 constexpr int kCreated = 201;
 const QString kPath = QStringLiteral("/api/activity-log");
+
+/// A thread that does `work`; one that does not run when the system has none left.
+std::jthread threadFor(std::function<void()> work)
+{
+    try {
+        return std::jthread(std::move(work));
+    } catch (const std::system_error&) {
+        return {};
+    }
+}
 
 } // namespace
 
@@ -138,16 +149,18 @@ QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
 QCoro::Task<bool> SyncService::inBackground(std::function<void()> work)
 {
     const QPointer<SyncService> self(this);
-    QPromise<void> promise;
-    promise.start();
-    const QFuture<void> done = promise.future();
-    m_worker = std::jthread([enterBackground = m_environment.enterBackground,
-                             work = std::move(work),
-                             promise = std::move(promise)]() mutable {
+    const auto promise = std::make_shared<QPromise<void>>();
+    promise->start();
+    const QFuture<void> done = promise->future();
+    m_worker = threadFor([enterBackground = m_environment.enterBackground, work, promise] {
         enterBackground();
         work();
-        promise.finish();
+        promise->finish();
     });
+    if (!m_worker.joinable()) {
+        work(); // holds up the main thread, but nothing gets stuck
+        co_return true;
+    }
     co_await done;
     if (self.isNull())
         co_return false;
@@ -233,7 +246,7 @@ void SyncService::failWith(const QString& text, const QString& description)
 void SyncService::discard(std::shared_ptr<UploadBatch> batch)
 {
     QTimer::singleShot(kTimeToLetGo, this, [this, batch = std::move(batch)]() mutable {
-        m_discarder = std::jthread([last = std::move(batch)]() mutable { last.reset(); });
+        m_discarder = threadFor([last = std::move(batch)]() mutable { last.reset(); });
     });
 }
 
