@@ -16,6 +16,18 @@ namespace fakes {
 class FakeHttpClient final : public platform::HttpClient
 {
 public:
+    FakeHttpClient() = default;
+    FakeHttpClient(const FakeHttpClient&) = delete;
+    FakeHttpClient& operator=(const FakeHttpClient&) = delete;
+
+    /// What still waits fails, as with a real client.
+    ~FakeHttpClient() override
+    {
+        while (!m_waiting.empty())
+            answer(
+                platform::TransferFailure{.text = QStringLiteral("cancelled"), .description = {}});
+    }
+
     [[nodiscard]] QFuture<platform::HttpOutcome> send(const platform::HttpRequest& request) override
     {
         requests.append(request);

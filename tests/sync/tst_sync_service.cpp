@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+#include <future>
 #include <memory>
 
 using platform::HttpResponse;
@@ -61,6 +62,23 @@ public:
 
 private:
     SyncBench& m_bench;
+};
+
+/// Holds up whatever an upload does in the background until it is opened.
+class Gate final
+{
+public:
+    explicit Gate(SyncBench& bench)
+    {
+        bench.environment.enterBackground = [opened = m_opened.get_future().share()] {
+            opened.wait();
+        };
+    }
+
+    void open() { m_opened.set_value(); }
+
+private:
+    std::promise<void> m_opened;
 };
 
 } // namespace
@@ -371,8 +389,10 @@ private Q_SLOTS:
     {
         SyncBench bench;
         bench.addSamples(2);
+        Gate gate(bench);
         const auto running = bench.service.sync();
         bench.auth.logout(); // while the samples are folded
+        gate.open();
         QTRY_COMPARE(bench.fake.httpClient.requests.size(), 1);
         QCOMPARE(bench.fake.diagnostics.lines().at(1),
                  QStringLiteral("Velomira Sync: WARNING - No auth token available"));
@@ -450,7 +470,9 @@ private Q_SLOTS:
         bench.addSamples(3);
         auto service = std::make_unique<syncing::SyncService>(
             bench.environment, bench.serviceUrl, bench.auth, bench.store);
+        Gate gate(bench);
         auto folding = service->sync();
+        gate.open();
         service.reset();
         QCoro::waitFor(std::move(folding));
         service = std::make_unique<syncing::SyncService>(
