@@ -20,6 +20,7 @@
 #include <QPromise>
 #include <QTimer>
 
+#include <algorithm>
 #include <chrono>
 #include <system_error>
 #include <utility>
@@ -30,6 +31,7 @@ namespace {
 
 constexpr qint64 kLongestErrorBody = 65'536;
 constexpr std::chrono::seconds kTimeToLetGo(1);
+constexpr std::chrono::hours kLongestPeriod(7 * 24);
 constexpr int kOk = 200;
 constexpr int kCreated = 201;
 const QString kPath = QStringLiteral("/api/activity-log");
@@ -71,7 +73,9 @@ SyncService& SyncService::shared()
 
 void SyncService::setupTimer()
 {
-    const std::chrono::minutes period(intervalMinutes(m_environment.userDefaults));
+    const std::chrono::minutes chosen(intervalMinutes(m_environment.userDefaults));
+    // The file may hold any number, a timer cannot.
+    const std::chrono::minutes period = std::min<std::chrono::minutes>(chosen, kLongestPeriod);
     // Destroyed with the service, so the callback never outlives it.
     setTimer(m_environment.repeatingTimers.schedule(period, [this] { sync(); }));
 }

@@ -54,7 +54,8 @@ public:
     static SyncService& shared();
 
     /// Uploads from now on every so many minutes as the setting "syncInterval" says now, at least
-    /// one, first in that time. Whoever calls it has stopped the timer before.
+    /// one and at most those of a week, first in that time. Whoever calls it has stopped the timer
+    /// before.
     void setupTimer();
 
     /// Stops the timer; timer() is none then.

@@ -5,6 +5,7 @@
 #include <QTest>
 
 #include <future>
+#include <limits>
 #include <memory>
 
 using platform::HttpResponse;
@@ -136,6 +137,15 @@ private Q_SLOTS:
         QCOMPARE(bench.fake.repeatingTimers.running(), 0);
         bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
         QTRY_VERIFY(!bench.service.isSyncing());
+    }
+
+    void aPeriodBeyondReasonIsAWeek()
+    {
+        SyncBench bench;
+        bench.fake.userDefaults.setInteger(QStringLiteral("syncInterval"),
+                                           std::numeric_limits<qint64>::max());
+        bench.service.setupTimer();
+        QCOMPARE(bench.fake.repeatingTimers.interval(), std::chrono::hours(168));
     }
 
     void aChangedIntervalCountsForTheBodyAtOnceAndForTheTimerLater()
