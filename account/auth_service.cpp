@@ -121,6 +121,7 @@ void AuthService::readToken()
             return;
         setToken(platform::fromExactUtf8(secret->toStdString()));
         setIsAuthenticated(true);
+        Q_EMIT sessionResumed();
     });
 }
 

@@ -70,6 +70,9 @@ Q_SIGNALS:
     void currentUserChanged();
     void lastErrorChanged();
 
+    /// The session of an earlier run goes on, at start or once the keyring could be read.
+    void sessionResumed();
+
 private:
     void readToken();
     void saveToken(const QString& token);

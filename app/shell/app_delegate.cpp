@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "app/shell/app_delegate.h"
+
+#include "account/auth_service.h"
+#include "app/shell/service_startup.h"
+#include "platform/app_activation.h"
+#include "platform/main_queue.h"
+#include "platform/url_opener.h"
+
+namespace shell {
+
+namespace {
+
+const QString kLoginUrl = QStringLiteral("velomira://login");
+const QString kDashboardUrl = QStringLiteral("velomira://dashboard");
+
+} // namespace
+
+AppDelegate::AppDelegate(const Dependencies& dependencies)
+    : m_to(dependencies)
+{
+}
+
+void AppDelegate::applicationDidFinishLaunching()
+{
+    m_to.mainQueue.asyncAfter(kTimeUntilTheFirstWindow, [this] { openInitialWindow(); });
+}
+
+bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows)
+{
+    if (!hasVisibleWindows)
+        openInitialWindow();
+    return true;
+}
+
+void AppDelegate::openInitialWindow()
+{
+    if (m_to.authService.isAuthenticated()) {
+        startServices(m_to.syncService, m_to.trackingEngine);
+        m_to.urlOpener.open(kDashboardUrl);
+    } else {
+        m_to.urlOpener.open(kLoginUrl);
+    }
+    m_to.activation.activateIgnoringOtherApps();
+}
+
+} // namespace shell

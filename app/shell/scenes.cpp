@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "app/shell/scenes.h"
+
+#include <algorithm>
+
+namespace shell {
+
+const std::vector<Scene>& scenes()
+{
+    static const std::vector<Scene> all{
+        {.kind = Scene::Kind::MenuBarExtra,
+         .identifier = {},
+         .title = QStringLiteral("Velomira"),
+         .symbol = QStringLiteral("chart.bar.fill"),
+         .defaultSize = {},
+         .handlesExternalEventsMatching = {}},
+        {.kind = Scene::Kind::WindowGroup,
+         .identifier = kDashboardWindow,
+         .title = QStringLiteral("Dashboard"),
+         .symbol = {},
+         .defaultSize = QSize(800, 600),
+         .handlesExternalEventsMatching = {QStringLiteral("dashboard")}},
+        {.kind = Scene::Kind::WindowGroup,
+         .identifier = kLoginWindow,
+         .title = QStringLiteral("Login"),
+         .symbol = {},
+         .defaultSize = {},
+         .handlesExternalEventsMatching = {QStringLiteral("login")}},
+        {.kind = Scene::Kind::Settings,
+         .identifier = kSettingsWindow,
+         .title = QStringLiteral("Settings"),
+         .symbol = {},
+         .defaultSize = {},
+         .handlesExternalEventsMatching = {}},
+    };
+    return all;
+}
+
+const Scene* windowScene(const QString& identifier)
+{
+    const auto found = std::ranges::find_if(scenes(), [&identifier](const Scene& scene) {
+        return !identifier.isEmpty() && scene.identifier == identifier;
+    });
+    return found == scenes().end() ? nullptr : &*found;
+}
+
+} // namespace shell

@@ -1,0 +1,70 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "app/shell/window_router.h"
+
+#include <algorithm>
+#include <ranges>
+#include <utility>
+
+namespace shell {
+
+WindowRouter::~WindowRouter() = default;
+
+void WindowRouter::openWindow(const QString& identifier, const platform::ActivationToken& token)
+{
+    const Scene* const scene = windowScene(identifier);
+    if (!scene || !m_factory)
+        return;
+    const auto found = std::ranges::find(m_open, identifier, &Open::identifier);
+    if (found == m_open.end()) {
+        m_open.push_back(
+            {.identifier = identifier, .window = m_factory->create(*scene, [this, identifier] {
+                 dismissWindow(identifier);
+             })});
+    } else {
+        std::rotate(found, found + 1, m_open.end());
+    }
+    m_open.back().window->present(token);
+}
+
+void WindowRouter::openSettings(const platform::ActivationToken& token)
+{
+    openWindow(kSettingsWindow, token);
+}
+
+void WindowRouter::dismissWindow(const QString& identifier)
+{
+    const auto found = std::ranges::find(m_open, identifier, &Open::identifier);
+    if (found == m_open.end())
+        return;
+    // Its end may ask for windows itself.
+    const std::unique_ptr<ShellWindow> window = std::move(found->window);
+    m_open.erase(found);
+}
+
+bool WindowRouter::isOpen(const QString& identifier) const
+{
+    return std::ranges::find(m_open, identifier, &Open::identifier) != m_open.end();
+}
+
+bool WindowRouter::hasVisibleWindows() const
+{
+    return std::ranges::any_of(m_open, [](const Open& open) { return open.window->isVisible(); });
+}
+
+void WindowRouter::presentLast(const platform::ActivationToken& token)
+{
+    for (const Open& open : m_open | std::views::reverse) {
+        if (open.window->isVisible()) {
+            open.window->present(token);
+            return;
+        }
+    }
+}
+
+void WindowRouter::closeAll()
+{
+    m_open.clear();
+}
+
+} // namespace shell

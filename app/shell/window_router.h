@@ -1,0 +1,59 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "app/shell/window_factory.h"
+#include "platform/activation_token.h"
+
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+namespace shell {
+
+/// The windows by their identifiers: at most one each, made when it is asked for and destroyed when
+/// it is closed.
+/// Main thread.
+class WindowRouter final
+{
+public:
+    WindowRouter() = default;
+    WindowRouter(const WindowRouter&) = delete;
+    WindowRouter& operator=(const WindowRouter&) = delete;
+    ~WindowRouter();
+
+    /// The factory must outlive its windows; see closeAll(). Without one no window opens.
+    void setFactory(WindowFactory* factory) { m_factory = factory; }
+
+    /// Opens the window of the scene `identifier`, or brings the one that is there to the front.
+    /// An unknown identifier opens nothing.
+    void openWindow(const QString& identifier, const platform::ActivationToken& token = {});
+
+    void openSettings(const platform::ActivationToken& token = {});
+
+    /// Closes the window of the scene `identifier`; nothing happens when there is none. A window
+    /// may ask for its own end: it is destroyed with the next turn of the event loop at the latest.
+    void dismissWindow(const QString& identifier);
+
+    [[nodiscard]] bool isOpen(const QString& identifier) const;
+
+    [[nodiscard]] bool hasVisibleWindows() const;
+
+    /// Brings the window to the front that was opened or asked for last and is on screen.
+    void presentLast(const platform::ActivationToken& token);
+
+    void closeAll();
+
+private:
+    struct Open
+    {
+        QString identifier;
+        std::unique_ptr<ShellWindow> window;
+    };
+
+    WindowFactory* m_factory = nullptr;
+    std::vector<Open> m_open; // the one asked for last at the end
+};
+
+} // namespace shell

@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+/// How the program shows itself among the running programs.
+enum class ActivationPolicy : std::uint8_t {
+    Regular,   ///< its windows are in the taskbar
+    Accessory, ///< its windows stay out of the taskbar
+};
+
+/// Where the program stands on the user's screen.
+/// Main thread; asks the desktop without waiting for it.
+class AppActivation
+{
+public:
+    AppActivation() = default;
+    AppActivation(const AppActivation&) = delete;
+    AppActivation& operator=(const AppActivation&) = delete;
+    virtual ~AppActivation() = default;
+
+    /// Brings the window that was shown or used last to the front, whatever else has the focus.
+    /// Nothing happens without a visible window.
+    virtual void activateIgnoringOtherApps() = 0;
+
+    /// For the windows that are on screen and those to come. Accessory until it is called. Where
+    /// the desktop has no way to say so, nothing happens.
+    virtual void setActivationPolicy(ActivationPolicy policy) = 0;
+};
+
+} // namespace platform
