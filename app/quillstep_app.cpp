@@ -7,6 +7,7 @@
 #include "app/shell/scenes.h"
 #include "app/shell/service_startup.h"
 #include "app/shell/url_route.h"
+#include "platform/app_activation.h"
 #include "platform/application_requests.h"
 #include "platform/main_queue.h"
 #include "platform/status_item.h"
@@ -65,7 +66,7 @@ void QuillstepApp::openUrl(const QString& url, const ActivationToken& token)
 {
     const auto window = shell::isOwnUrl(url) ? shell::windowFor(url) : std::nullopt;
     if (window)
-        m_windows.openWindow(*window, token);
+        open(*window, token);
     else
         complain(QStringLiteral("ignored the address \"%1\": not one of this program's").arg(url));
 }
@@ -73,7 +74,8 @@ void QuillstepApp::openUrl(const QString& url, const ActivationToken& token)
 void QuillstepApp::reopen(const ActivationToken& token)
 {
     // The user's hand is on this program: a window that is there comes to the front.
-    m_windows.presentLast(token);
+    m_windows.presentLast();
+    m_to.activation.activateIgnoringOtherApps(token);
     m_appDelegate.applicationShouldHandleReopen(m_windows.hasVisibleWindows());
 }
 
@@ -82,7 +84,7 @@ void QuillstepApp::runAction(const QString& name, const ActivationToken& token)
     if (name == QLatin1StringView("quit"))
         Q_EMIT quitRequested();
     else if (shell::windowScene(name))
-        m_windows.openWindow(name, token);
+        open(name, token);
     else
         complain(QStringLiteral("ignored the action \"%1\": there is no such action").arg(name));
 }
@@ -93,7 +95,13 @@ void QuillstepApp::continueSession()
     if (!m_windows.isOpen(shell::kLoginWindow))
         return;
     m_windows.dismissWindow(shell::kLoginWindow);
-    m_windows.openWindow(shell::kDashboardWindow);
+    open(shell::kDashboardWindow, {});
+}
+
+void QuillstepApp::open(const QString& window, const ActivationToken& token)
+{
+    m_windows.openWindow(window);
+    m_to.activation.activateIgnoringOtherApps(token);
 }
 
 } // namespace app

@@ -73,6 +73,7 @@ private:
     void reopen(const platform::ActivationToken& token);
     void runAction(const QString& name, const platform::ActivationToken& token);
     void continueSession();
+    void open(const QString& window, const platform::ActivationToken& token);
 
     Dependencies m_to;
     shell::AppDelegate m_appDelegate;

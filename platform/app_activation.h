@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/activation_token.h"
+
 #include <cstdint>
 
 namespace platform {
@@ -23,8 +25,11 @@ public:
     virtual ~AppActivation() = default;
 
     /// Brings the window that was shown or used last to the front, whatever else has the focus.
-    /// Nothing happens without a visible window.
-    virtual void activateIgnoringOtherApps() = 0;
+    /// Nothing happens without a visible window. `token` is the right to do so that another program
+    /// handed over; it is used up.
+    virtual void activateIgnoringOtherApps(const ActivationToken& token) = 0;
+
+    void activateIgnoringOtherApps() { activateIgnoringOtherApps({}); }
 
     /// For the windows that are on screen and those to come. Accessory until it is called. Where
     /// the desktop has no way to say so, nothing happens.

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "app/shell/scenes.h"
-#include "platform/activation_token.h"
 
 #include <functional>
 #include <memory>
@@ -20,8 +19,8 @@ public:
     ShellWindow& operator=(const ShellWindow&) = delete;
     virtual ~ShellWindow() = default;
 
-    /// Shows it, in front of everything and with the keyboard, also when it was minimised.
-    virtual void present(const platform::ActivationToken& token) = 0;
+    /// Shows it, above the application's other windows, also when it was minimised.
+    virtual void present() = 0;
 
     /// True while it is on screen; a minimised window is not.
     [[nodiscard]] virtual bool isVisible() const = 0;

@@ -10,7 +10,7 @@ namespace shell {
 
 WindowRouter::~WindowRouter() = default;
 
-void WindowRouter::openWindow(const QString& identifier, const platform::ActivationToken& token)
+void WindowRouter::openWindow(const QString& identifier)
 {
     const Scene* const scene = windowScene(identifier);
     if (!scene || !m_factory)
@@ -24,12 +24,12 @@ void WindowRouter::openWindow(const QString& identifier, const platform::Activat
     } else {
         std::rotate(found, found + 1, m_open.end());
     }
-    m_open.back().window->present(token);
+    m_open.back().window->present();
 }
 
-void WindowRouter::openSettings(const platform::ActivationToken& token)
+void WindowRouter::openSettings()
 {
-    openWindow(kSettingsWindow, token);
+    openWindow(kSettingsWindow);
 }
 
 void WindowRouter::dismissWindow(const QString& identifier)
@@ -52,11 +52,11 @@ bool WindowRouter::hasVisibleWindows() const
     return std::ranges::any_of(m_open, [](const Open& open) { return open.window->isVisible(); });
 }
 
-void WindowRouter::presentLast(const platform::ActivationToken& token)
+void WindowRouter::presentLast()
 {
     for (const Open& open : m_open | std::views::reverse) {
         if (open.window->isVisible()) {
-            open.window->present(token);
+            open.window->present();
             return;
         }
     }

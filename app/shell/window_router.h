@@ -3,7 +3,6 @@
 #pragma once
 
 #include "app/shell/window_factory.h"
-#include "platform/activation_token.h"
 
 #include <QString>
 
@@ -28,9 +27,9 @@ public:
 
     /// Opens the window of the scene `identifier`, or brings the one that is there to the front.
     /// An unknown identifier opens nothing.
-    void openWindow(const QString& identifier, const platform::ActivationToken& token = {});
+    void openWindow(const QString& identifier);
 
-    void openSettings(const platform::ActivationToken& token = {});
+    void openSettings();
 
     /// Closes the window of the scene `identifier`; nothing happens when there is none. A window
     /// may ask for its own end: it is destroyed with the next turn of the event loop at the latest.
@@ -41,7 +40,7 @@ public:
     [[nodiscard]] bool hasVisibleWindows() const;
 
     /// Brings the window to the front that was opened or asked for last and is on screen.
-    void presentLast(const platform::ActivationToken& token);
+    void presentLast();
 
     void closeAll();
 

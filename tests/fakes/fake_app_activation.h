@@ -8,11 +8,17 @@
 
 namespace fakes {
 
-/// Notes what it is asked for: "activate", "regular", "accessory".
+/// Notes what it is asked for: "activate", "activate by TOKEN", "regular", "accessory".
 class FakeAppActivation final : public platform::AppActivation
 {
 public:
-    void activateIgnoringOtherApps() override { calls.append(QStringLiteral("activate")); }
+    using AppActivation::activateIgnoringOtherApps;
+
+    void activateIgnoringOtherApps(const platform::ActivationToken& token) override
+    {
+        calls.append(token.value.isEmpty() ? QStringLiteral("activate")
+                                           : QStringLiteral("activate by ") + token.value);
+    }
 
     void setActivationPolicy(platform::ActivationPolicy policy) override
     {

@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/gui/desktop_url_opener.h"
+
+#include <QDesktopServices>
+#include <QTimer>
+#include <QUrl>
+
+namespace platform::gui {
+
+void DesktopUrlOpener::open(const QString& url)
+{
+    if (url.startsWith(QLatin1StringView("velomira:"), Qt::CaseInsensitive))
+        QTimer::singleShot(0, this, [this, url] { Q_EMIT ownUrlOpened(url); });
+    else
+        QDesktopServices::openUrl(QUrl(url));
+}
+
+} // namespace platform::gui
