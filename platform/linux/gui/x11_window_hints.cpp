@@ -64,7 +64,7 @@ std::unique_ptr<X11WindowHints> X11WindowHints::create()
     for (std::size_t i = 0; i < names.size(); ++i) {
         const Owned<xcb_intern_atom_reply_t> reply(
             xcb_intern_atom_reply(connection, cookies[i], nullptr), &std::free);
-        atoms[i] = reply ? reply->atom : XCB_ATOM_NONE;
+        atoms[i] = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
     }
     return std::unique_ptr<X11WindowHints>(new X11WindowHints(connection,
                                                               {.activeWindow = atoms[0],
