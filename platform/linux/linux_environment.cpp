@@ -57,6 +57,20 @@ QString found(bool is)
     return is ? QStringLiteral("found") : QStringLiteral("not found");
 }
 
+/// Under Wayland an X server, where there is one, sees the windows and the input of X programs only:
+/// what it says about the front window is wrong whenever another kind is in front.
+bool isWayland()
+{
+    return !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+Outcome checkDisplayName()
+{
+    if (isWayland() || !qEnvironmentVariableIsEmpty("DISPLAY"))
+        return success();
+    return Error{QStringLiteral("there is no display: neither DISPLAY nor WAYLAND_DISPLAY is set")};
+}
+
 /// Where the settings are kept; empty when the system names no folder for them.
 QString defaultsFile()
 {
@@ -106,19 +120,22 @@ struct LinuxEnvironment::Backends
 
 Result<std::unique_ptr<LinuxEnvironment>> LinuxEnvironment::create()
 {
+    if (const Outcome named = checkDisplayName(); !named)
+        return named.error();
     auto backends = std::make_unique<Backends>();
-    // Under Wayland an X server, where there is one, sees the windows and the input of X programs
-    // only: what it says about the front window is wrong whenever another kind is in front.
-    if (qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
-        if (qEnvironmentVariableIsEmpty("DISPLAY"))
-            return Error{
-                QStringLiteral("there is no display: neither DISPLAY nor WAYLAND_DISPLAY is set")};
+    if (!isWayland()) {
         auto connection = x11::X11Connection::open();
         if (!connection)
             return connection.error();
         backends->x11.emplace(std::move(connection).value());
     }
     return std::unique_ptr<LinuxEnvironment>(new LinuxEnvironment(std::move(backends)));
+}
+
+Outcome LinuxEnvironment::checkDisplay()
+{
+    const Outcome named = checkDisplayName();
+    return !named || isWayland() ? named : x11::X11Connection::check();
 }
 
 LinuxEnvironment::LinuxEnvironment(std::unique_ptr<Backends> backends)

@@ -262,19 +262,28 @@ QByteArray Keyring::lookup(const QString& account) const
 
 bool Keyring::store(const QString& collection,
                     const QString& account,
-                    const QByteArray& secret) const
+                    const QByteArray& secret,
+                    const QString& service) const
 {
     const QByteArray complaint = secretTool({QStringLiteral("store"),
                                              QStringLiteral("--label=test"),
                                              QStringLiteral("--collection=") + collection,
                                              QStringLiteral("service"),
-                                             QStringLiteral("velomira-test"),
+                                             service,
                                              QStringLiteral("account"),
                                              account,
                                              QStringLiteral("xdg:schema"),
                                              QStringLiteral("com.velomira.UsageMonitor")},
                                             secret);
     return complaint.isEmpty();
+}
+
+bool Keyring::storeSession(const QByteArray& token) const
+{
+    return store(QStringLiteral("login"),
+                 QStringLiteral("authToken"),
+                 token,
+                 QStringLiteral("com.velomira.UsageMonitor"));
 }
 
 QByteArray Keyring::secretTool(const QStringList& arguments, const QByteArray& input) const

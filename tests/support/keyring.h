@@ -52,8 +52,14 @@ public:
     [[nodiscard]] QString search(const QString& account) const;
     [[nodiscard]] QByteArray lookup(const QString& account) const;
     /// Has it make an item like ours in `collection`. True when it worked.
-    [[nodiscard]] bool
-    store(const QString& collection, const QString& account, const QByteArray& secret) const;
+    [[nodiscard]] bool store(const QString& collection,
+                             const QString& account,
+                             const QByteArray& secret,
+                             const QString& service = QStringLiteral("velomira-test")) const;
+
+    /// Has it keep the session of an earlier run of the product with this token. True when it
+    /// worked.
+    [[nodiscard]] bool storeSession(const QByteArray& token) const;
 
 private:
     [[nodiscard]] platform::Outcome startDaemon();

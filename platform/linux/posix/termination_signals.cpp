@@ -22,9 +22,9 @@ sigset_t terminationSet()
 
 int blockedSignalDescriptor()
 {
-    const sigset_t set = terminationSet();
-    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    TerminationSignals::block();
     ::signal(SIGPIPE, SIG_IGN);
+    const sigset_t set = terminationSet();
     return ::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
@@ -41,6 +41,18 @@ TerminationSignals::~TerminationSignals()
 {
     m_notifier.setEnabled(false);
     ::close(m_descriptor);
+}
+
+void TerminationSignals::block()
+{
+    const sigset_t set = terminationSet();
+    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+void TerminationSignals::unblock()
+{
+    const sigset_t set = terminationSet();
+    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 void TerminationSignals::take()

@@ -33,6 +33,18 @@ xcb_window_t rootOfScreen(xcb_connection_t* connection, int screen)
         return XCB_WINDOW_NONE;
     return screens.data->root;
 }
+
+QByteArray serverName(const QString& display)
+{
+    return display.isEmpty() ? qgetenv("DISPLAY") : display.toLocal8Bit();
+}
+
+Error noServer(const QByteArray& name)
+{
+    if (name.isEmpty())
+        return {QStringLiteral("cannot connect to an X server: DISPLAY is not set")};
+    return {QStringLiteral("cannot connect to the X server %1").arg(QString::fromLocal8Bit(name))};
+}
 } // namespace
 
 void X11Connection::Disconnect::operator()(xcb_connection_t* connection) const noexcept
@@ -42,19 +54,28 @@ void X11Connection::Disconnect::operator()(xcb_connection_t* connection) const n
 
 Result<std::unique_ptr<X11Connection>> X11Connection::open(const QString& display)
 {
-    const QByteArray name = display.isEmpty() ? qgetenv("DISPLAY") : display.toLocal8Bit();
+    const QByteArray name = serverName(display);
     if (name.isEmpty())
-        return Error{QStringLiteral("cannot connect to an X server: DISPLAY is not set")};
+        return noServer(name);
     int screen = 0;
     Handle connection(xcb_connect(name.constData(), &screen));
-    const QString text = QString::fromLocal8Bit(name);
     if (xcb_connection_has_error(connection.get()) == 0) {
         // Not make_unique: the constructor is private.
-        std::unique_ptr<X11Connection> made(new X11Connection(std::move(connection), screen, text));
+        std::unique_ptr<X11Connection> made(
+            new X11Connection(std::move(connection), screen, QString::fromLocal8Bit(name)));
         if (made->isAlive())
             return made;
     }
-    return Error{QStringLiteral("cannot connect to the X server %1").arg(text)};
+    return noServer(name);
+}
+
+Outcome X11Connection::check(const QString& display)
+{
+    const QByteArray name = serverName(display);
+    if (name.isEmpty())
+        return noServer(name);
+    const Handle connection(xcb_connect(name.constData(), nullptr));
+    return xcb_connection_has_error(connection.get()) == 0 ? success() : noServer(name);
 }
 
 X11Connection::X11Connection(Handle connection, int screen, QString name)

@@ -28,6 +28,9 @@ public:
     /// server has answered. Fails, with the display's name in the text, when nobody does.
     [[nodiscard]] static Result<std::unique_ptr<X11Connection>> open(const QString& display = {});
 
+    /// Whether a server answers under `display`, as open(). Needs no event loop.
+    [[nodiscard]] static Outcome check(const QString& display = {});
+
     X11Connection(const X11Connection&) = delete;
     X11Connection& operator=(const X11Connection&) = delete;
     ~X11Connection() override;

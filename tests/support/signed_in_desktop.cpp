@@ -1,0 +1,78 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/support/signed_in_desktop.h"
+
+#include <QTest>
+
+namespace support {
+
+namespace {
+
+constexpr int kPatienceMs = 20000;
+const QString kDashboard = QStringLiteral("Dashboard");
+
+QStringList linesOf(const QStringList& arguments, const QProcessEnvironment& environment)
+{
+    ChildProcess xdotool;
+    if (!xdotool.start(QStringLiteral("xdotool"), arguments, environment) ||
+        !xdotool.process().waitForFinished(kPatienceMs))
+        return {};
+    return QString::fromLatin1(xdotool.process().readAllStandardOutput())
+        .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+} // namespace
+
+QStringList SignedInDesktop::programs()
+{
+    return HeadlessX11::programs() + Keyring::programs() + QStringList{QStringLiteral("xdotool")};
+}
+
+platform::Outcome SignedInDesktop::start()
+{
+    if (const auto started = m_x11.start(); !started)
+        return started;
+    if (const auto started = m_keyring.startBus(); !started)
+        return started;
+    if (const auto started = m_keyring.startUnlocked(); !started)
+        return started;
+    if (!m_keyring.storeSession("a token of an earlier run"))
+        return platform::Error{QStringLiteral("the keyring does not keep the session")};
+    return platform::success();
+}
+
+QProcessEnvironment SignedInDesktop::environment() const
+{
+    QProcessEnvironment environment = m_x11.environment();
+    const QString address = QStringLiteral("DBUS_SESSION_BUS_ADDRESS");
+    environment.insert(address, m_keyring.environment().value(address));
+    return environment;
+}
+
+QStringList SignedInDesktop::windowsTitled(const QString& title) const
+{
+    return linesOf({QStringLiteral("search"),
+                    QStringLiteral("--onlyvisible"),
+                    QStringLiteral("--name"),
+                    QLatin1Char('^') + title + QLatin1Char('$')},
+                   environment());
+}
+
+platform::Outcome SignedInDesktop::startTracking(Agent& agent, const QStringList& arguments)
+{
+    if (const auto started = agent.start(arguments); !started)
+        return started;
+    QStringList windows;
+    const auto isOpen = [&] {
+        windows = windowsTitled(kDashboard);
+        return windows.size() == 1;
+    };
+    if (!QTest::qWaitFor(isOpen, kPatienceMs))
+        return platform::Error{QStringLiteral("the dashboard does not open")};
+    linesOf({QStringLiteral("windowquit"), windows.constFirst()}, environment());
+    if (!QTest::qWaitFor([&] { return windowsTitled(kDashboard).isEmpty(); }, kPatienceMs))
+        return platform::Error{QStringLiteral("the dashboard does not close")};
+    return platform::success();
+}
+
+} // namespace support
