@@ -5,65 +5,217 @@
 #include "app/account_commands.h"
 #include "app/command_line.h"
 #include "app/diagnosis.h"
+#include "app/ending.h"
+#include "app/quillstep_app.h"
 #include "app/wait_for.h"
 #include "platform/build_config.h"
+#include "platform/linux/dbus/application_service.h"
+#include "platform/linux/dbus/bus_return.h"
+#include "platform/linux/dbus/forwarding.h"
+#include "platform/linux/gui/desktop_url_opener.h"
+#include "platform/linux/gui/system_tray_item.h"
+#include "platform/linux/gui/window_activation.h"
 #include "platform/linux/linux_environment.h"
+#include "platform/linux/posix/instance_lock.h"
 #include "platform/linux/posix/password_prompt.h"
 #include "platform/linux/posix/termination_signals.h"
+#include "platform/linux/qt/qt_main_queue.h"
+#include "platform/linux/xdg/autostart_login_item.h"
 #include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"
+#include "views/qml_window_factory.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QFileInfo>
+#include <QLoggingCategory>
+#include <QSessionManager>
 
+#include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
 using account::AuthService;
+using app::CommandLine;
 using app::complain;
 using platform::LinuxEnvironment;
+using platform::dbus::ApplicationCall;
+using platform::dbus::ApplicationService;
+using platform::dbus::StartResult;
+using platform::posix::TerminationSignals;
 using syncing::SyncService;
 
-constexpr std::chrono::seconds kTimeForTheOwedSave(2);
 constexpr std::chrono::seconds kTimeForTheKeyring(2);
 constexpr std::chrono::minutes kTimeToUnlockTheKeyring(2);
+// As long as an instance that is ending may take for its owed save, and some more.
+constexpr std::chrono::seconds kTimeForThePreviousInstance(6);
+constexpr std::chrono::seconds kTimeToTakeLeave(2);
+/// The event loop's result when the program is to start anew.
+constexpr int kStartAnew = 64;
 
-/// Starts the uploads anew with each sign-in; after a sign-out they go on and say so.
-void uploadWhileSignedIn()
+QString fromView(std::string_view text)
 {
-    if (!AuthService::shared().isAuthenticated())
-        return;
-    SyncService::shared().stopTimer();
-    SyncService::shared().setupTimer();
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-int track(LinuxEnvironment& environment, const platform::posix::TerminationSignals& signals)
+/// What a start with `commandLine` asks of an instance that runs already.
+std::optional<ApplicationCall> requestIn(const CommandLine& commandLine)
 {
-    QObject::connect(
-        &signals, &platform::posix::TerminationSignals::requested, qApp, &QCoreApplication::quit);
-    QObject::connect(
-        &environment, &LinuxEnvironment::sessionEnded, qApp, [](const QString& reason) {
-            complain(reason + QStringLiteral("; the session is over"));
-            QCoreApplication::exit(EXIT_FAILURE);
-        });
-    if (const QString limitation = environment.limitation(); !limitation.isEmpty())
+    if (commandLine.isStartedByBus)
+        return std::nullopt; // it comes over the bus
+    if (!commandLine.url.isEmpty())
+        return ApplicationCall{
+            .kind = ApplicationCall::Kind::Open, .text = commandLine.url, .token = {}};
+    if (!commandLine.action.isEmpty())
+        return ApplicationCall{
+            .kind = ApplicationCall::Kind::Action, .text = commandLine.action, .token = {}};
+    return ApplicationCall{};
+}
+
+/// The application with everything that the desktop gives it, until it ends.
+int runApplication(LinuxEnvironment& environment, ApplicationService& requests)
+{
+    platform::xdg::AutostartLoginItem loginItem(LOGIN_ITEM);
+    platform::qt::QtMainQueue mainQueue;
+    platform::gui::DesktopUrlOpener urlOpener;
+    platform::gui::WindowActivation activation;
+    app::QuillstepApp quillstep({.environment = environment.facilities(),
+                                 .dataStore = activity::DataStore::shared(),
+                                 .authService = AuthService::shared(),
+                                 .syncService = SyncService::shared(),
+                                 .trackingEngine = tracking::TrackingEngine::shared(),
+                                 .mainQueue = mainQueue,
+                                 .urlOpener = urlOpener,
+                                 .activation = activation});
+    views::QmlWindowFactory windows({.dataStore = activity::DataStore::shared(),
+                                     .authService = AuthService::shared(),
+                                     .syncService = SyncService::shared(),
+                                     .trackingEngine = tracking::TrackingEngine::shared(),
+                                     .userDefaults = environment.facilities().userDefaults,
+                                     .loginItem = loginItem,
+                                     .clock = environment.facilities().clock,
+                                     .diagnostics = environment.facilities().diagnostics,
+                                     .mainQueue = mainQueue,
+                                     .urlOpener = urlOpener,
+                                     .activation = activation,
+                                     .windows = quillstep.windows(),
+                                     .menu = quillstep.menu(),
+                                     .setIsShowingLogin =
+                                         [&quillstep](bool value) {
+                                             quillstep.setIsShowingLogin(value);
+                                         },
+                                     .serviceUrl = fromView(platform::kServiceUrl)});
+    quillstep.windows().setFactory(&windows);
+    platform::gui::SystemTrayItem statusItem;
+    quillstep.showIn(statusItem);
+    QObject::connect(&urlOpener,
+                     &platform::gui::DesktopUrlOpener::ownUrlOpened,
+                     &quillstep,
+                     [&quillstep](const QString& url) { quillstep.openUrl(url); });
+    QObject::connect(&quillstep, &app::QuillstepApp::quitRequested, qApp, [] {
+        QCoreApplication::exit(EXIT_SUCCESS);
+    });
+
+    platform::dbus::BusReturn busReturn(requests.address());
+    QObject::connect(&requests, &ApplicationService::connectionLost, &busReturn, [&busReturn] {
+        complain(QStringLiteral("the session bus went away; tracking goes on without the icon, and "
+                                "the program starts anew once the bus is back"));
+        busReturn.start();
+    });
+    QObject::connect(&busReturn, &platform::dbus::BusReturn::busIsBack, qApp, [] {
+        QCoreApplication::exit(kStartAnew);
+    });
+
+    quillstep.answer(requests);
+    requests.begin();
+    quillstep.launch();
+    const int code = QCoreApplication::exec();
+    requests.release();
+    quillstep.windows().closeAll();
+    return code;
+}
+
+/// Becomes the program anew, as the bus would start it.
+void startAnew(char* name)
+{
+    TerminationSignals::unblock();
+    std::string option = "--gapplication-service";
+    std::array<char*, 3> arguments{name, option.data(), nullptr};
+    ::execv("/proc/self/exe", arguments.data());
+    complain(QStringLiteral("cannot start anew: ") + qt_error_string(errno));
+}
+
+/// The toolkit says goodbye to a display server that may hang. Nothing is owed any more.
+void takeLeave(int code)
+{
+    std::thread([code] {
+        std::this_thread::sleep_for(kTimeToTakeLeave);
+        std::_Exit(code);
+    }).detach();
+}
+
+int track(int argc, char** argv, const CommandLine& commandLine)
+{
+    TerminationSignals::block(); // before anything starts threads
+    ApplicationService requests;
+    const StartResult start = claimOrHandOver(requests, requestIn(commandLine));
+    if (start.kind == StartResult::Kind::HandedOver)
+        return EXIT_SUCCESS;
+    if (!start.text.isEmpty())
+        complain(start.text);
+    if (start.kind == StartResult::Kind::Failed)
+        return EXIT_FAILURE;
+    if (const auto display = LinuxEnvironment::checkDisplay(); !display) {
+        complain(display.error().text);
+        return EXIT_FAILURE;
+    }
+
+    // That the display has gone is told in our own words.
+    QLoggingCategory::setFilterRules(QStringLiteral("qt.qpa.xcb.warning=false"));
+    QApplication application(argc, argv);
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Velomira Usage Monitor"));
+    QGuiApplication::setDesktopFileName(fromView(platform::kBundleIdentifier));
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    const TerminationSignals signals;
+    QObject::connect(&signals, &TerminationSignals::requested, qApp, [] {
+        QCoreApplication::exit(EXIT_SUCCESS);
+    });
+    // At login it is the autostart entry that starts the program, not the saved session.
+    const auto neverRestart = [](QSessionManager& session) {
+        session.setRestartHint(QSessionManager::RestartNever);
+    };
+    QObject::connect(qApp, &QGuiApplication::saveStateRequest, qApp, neverRestart);
+    QObject::connect(qApp, &QGuiApplication::commitDataRequest, qApp, neverRestart);
+
+    const auto environment = LinuxEnvironment::create();
+    if (!environment) {
+        complain(environment.error().text);
+        return EXIT_FAILURE;
+    }
+    LinuxEnvironment& desktop = *environment.value();
+    platform::install(desktop.facilities());
+    QObject::connect(&desktop, &LinuxEnvironment::sessionEnded, qApp, [](const QString& reason) {
+        complain(reason + QStringLiteral("; the session is over"));
+        QCoreApplication::exit(EXIT_FAILURE);
+    });
+    if (const QString limitation = desktop.limitation(); !limitation.isEmpty())
         complain(limitation);
 
-    QObject::connect(
-        &AuthService::shared(), &AuthService::isAuthenticatedChanged, qApp, uploadWhileSignedIn);
-    uploadWhileSignedIn();
-    tracking::TrackingEngine::shared().start();
-    const int code = QCoreApplication::exec();
-    tracking::TrackingEngine::shared().stop();
-    if (!environment.finish(kTimeForTheKeyring))
-        complain(QStringLiteral("the keyring or the settings were not written in time"));
-    if (!activity::DataStore::shared().finishSaving(kTimeForTheOwedSave)) {
-        complain(QStringLiteral("the last seconds could not be saved in time"));
-        // The writer hangs in the system and still uses what main() is about to take down.
-        std::_Exit(EXIT_FAILURE);
-    }
+    auto* const ending = new app::Ending(
+        &application, [&desktop] { return desktop.finish(kTimeForTheKeyring); });
+    ending->finishAtSuddenExit(
+        QStringLiteral("the connection to the display was closed; the session is over"));
+    const int code = runApplication(desktop, requests);
+    ending->finish();
+    if (code == kStartAnew)
+        startAnew(argv[0]);
+    takeLeave(code);
     return code;
 }
 
@@ -111,20 +263,10 @@ int signOut(LinuxEnvironment& environment)
                   "Signed out");
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+/// What can be done without a window.
+int runCommand(int argc, char** argv, const CommandLine& commandLine)
 {
     const QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("Quillstep"));
-    QCoreApplication::setApplicationVersion(
-        QString::fromLatin1(platform::kVersion.data(), platform::kVersion.size()));
-    const app::CommandLine commandLine = app::parseCommandLine(application);
-
-    // Before the environment starts threads. A command that asks for a password can be interrupted.
-    std::optional<platform::posix::TerminationSignals> signals;
-    if (commandLine.task == app::CommandLine::Task::Track)
-        signals.emplace();
     const auto environment = LinuxEnvironment::create();
     if (!environment) {
         complain(environment.error().text);
@@ -132,14 +274,24 @@ int main(int argc, char** argv)
     }
     platform::install(environment.value()->facilities());
     switch (commandLine.task) {
-    case app::CommandLine::Task::Diagnose:
-        return diagnose(*environment.value());
-    case app::CommandLine::Task::SignIn:
+    case CommandLine::Task::SignIn:
         return signIn(*environment.value(), commandLine.email);
-    case app::CommandLine::Task::SignOut:
+    case CommandLine::Task::SignOut:
         return signOut(*environment.value());
-    case app::CommandLine::Task::Track:
+    case CommandLine::Task::Diagnose:
+    case CommandLine::Task::Track:
         break;
     }
-    return track(*environment.value(), *signals);
+    return diagnose(*environment.value());
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication::setApplicationName(QStringLiteral("Quillstep"));
+    QCoreApplication::setApplicationVersion(fromView(platform::kVersion));
+    const CommandLine commandLine = app::parseCommandLine(argc, argv);
+    return commandLine.task == CommandLine::Task::Track ? track(argc, argv, commandLine)
+                                                        : runCommand(argc, argv, commandLine);
 }

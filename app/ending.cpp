@@ -1,0 +1,57 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "app/ending.h"
+
+#include "activity/data_store.h"
+#include "app/command_line.h"
+#include "tracking/tracking_engine.h"
+
+#include <QCoreApplication>
+
+#include <chrono>
+#include <cstdlib>
+#include <utility>
+
+namespace app {
+
+namespace {
+
+constexpr std::chrono::seconds kTimeForTheOwedSave(2);
+
+} // namespace
+
+Ending::Ending(QObject* application, std::function<bool()> finishEnvironment)
+    : QObject(application)
+    , m_finishEnvironment(std::move(finishEnvironment))
+{
+}
+
+void Ending::finish()
+{
+    if (std::exchange(m_isFinished, true))
+        return;
+    tracking::TrackingEngine::shared().stop();
+    if (!m_finishEnvironment())
+        complain(QStringLiteral("the keyring or the settings were not written in time"));
+    if (!activity::DataStore::shared().finishSaving(kTimeForTheOwedSave)) {
+        complain(QStringLiteral("the last seconds could not be saved in time"));
+        // The writer hangs in the system and still uses what main() is about to take down.
+        std::_Exit(EXIT_FAILURE);
+    }
+}
+
+void Ending::finishAtSuddenExit(const QString& farewell)
+{
+    m_farewell = farewell;
+    std::atexit([] {
+        // An end in order has taken the application down by now, and this object with it.
+        auto* const application = QCoreApplication::instance();
+        auto* const ending = application ? application->findChild<Ending*>() : nullptr;
+        if (!ending || ending->m_isFinished)
+            return;
+        complain(ending->m_farewell);
+        ending->finish();
+    });
+}
+
+} // namespace app
