@@ -4,11 +4,17 @@
 
 namespace account {
 
-QString displayName(const UserResponse& user)
+namespace {
+
+const QString kNobody = QStringLiteral("User");
+
+} // namespace
+
+QString displayName(const std::optional<UserResponse>& user)
 {
-    if (user.name)
-        return *user.name;
-    return user.email.value_or(QStringLiteral("User"));
+    if (user && user->name)
+        return *user->name;
+    return user ? user->email.value_or(kNobody) : kNobody;
 }
 
 } // namespace account

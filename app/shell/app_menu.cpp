@@ -42,7 +42,7 @@ std::vector<MenuRow> AppMenu::rows() const
     const auto& user = m_to.authService.currentUser();
     return menuRows({
         .isAuthenticated = m_to.authService.isAuthenticated(),
-        .userName = user ? std::optional(account::displayName(*user)) : std::nullopt,
+        .userName = user ? std::optional(account::displayName(user)) : std::nullopt,
         .isTracking = m_to.trackingEngine.isTracking(),
         .isSyncing = m_to.syncService.isSyncing(),
     });

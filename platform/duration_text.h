@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+
+#include <memory>
+
+namespace platform {
+
+/// Writes spans of time in hours, minutes and seconds, abbreviated: "1h 5m 3s". Other languages
+/// put it in their own way. Costly to make, cheap to use: keep one. One thread at a time.
+class DurationText final
+{
+public:
+    /// `locale` as ICU names it ("de_DE"); empty for the language of the user's environment
+    /// (LC_ALL, LC_MESSAGES, LANG), which is English in the locale "C".
+    explicit DurationText(const QString& locale = {});
+    DurationText(const DurationText&) = delete;
+    DurationText& operator=(const DurationText&) = delete;
+    ~DurationText();
+
+    /// `seconds`, its fraction cut off, in those units that are not zero; there are no days. A
+    /// negative span has one minus sign before it. "0s" for what is not finite and where the
+    /// system has no data for the language.
+    [[nodiscard]] QString text(double seconds) const;
+
+private:
+    struct Format;
+    std::unique_ptr<const Format> m_format; // null without data
+};
+
+} // namespace platform

@@ -1,0 +1,104 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/relative_time_text.h"
+
+#include "platform/icu_values.h"
+
+#include <QDateTime>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <unicode/calendar.h>
+#include <unicode/reldatefmt.h>
+#include <unicode/simpletz.h>
+#include <unicode/timezone.h>
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+/// 2001-01-01 in seconds since 1970.
+constexpr double kEpoch = 978'307'200;
+/// In milliseconds: half of what a calendar can hold, so that it can also count beyond.
+constexpr double kFarthest = 9e16;
+
+struct Unit
+{
+    UCalendarDateFields field;
+    URelativeDateTimeUnit unit;
+};
+
+constexpr std::array<Unit, 7> kUnits{{
+    {.field = UCAL_YEAR, .unit = UDAT_REL_UNIT_YEAR},
+    {.field = UCAL_MONTH, .unit = UDAT_REL_UNIT_MONTH},
+    {.field = UCAL_WEEK_OF_YEAR, .unit = UDAT_REL_UNIT_WEEK},
+    {.field = UCAL_DATE, .unit = UDAT_REL_UNIT_DAY},
+    {.field = UCAL_HOUR_OF_DAY, .unit = UDAT_REL_UNIT_HOUR},
+    {.field = UCAL_MINUTE, .unit = UDAT_REL_UNIT_MINUTE},
+    {.field = UCAL_SECOND, .unit = UDAT_REL_UNIT_SECOND},
+}};
+
+UDate date(double secondsSince2001)
+{
+    return std::clamp((secondsSince2001 + kEpoch) * 1000, -kFarthest, kFarthest);
+}
+
+/// What ICU makes of `zone`; where it does not know its name, the zone's offset at `instant`.
+std::unique_ptr<icu::TimeZone> timeZone(const QTimeZone& zone, UDate instant)
+{
+    const icu::UnicodeString id(zone.id().constData(), -1, US_INV);
+    std::unique_ptr<icu::TimeZone> known(icu::TimeZone::createTimeZone(id));
+    if (*known != icu::TimeZone::getUnknown())
+        return known;
+    const auto moment = QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(instant), Qt::UTC);
+    const int seconds = zone.isValid() ? zone.offsetFromUtc(moment) : 0;
+    return std::make_unique<icu::SimpleTimeZone>(seconds * 1000, id);
+}
+
+} // namespace
+
+struct RelativeTimeText::Format
+{
+    icu::RelativeDateTimeFormatter times;
+    std::unique_ptr<const icu::Calendar> calendar;
+};
+
+RelativeTimeText::RelativeTimeText(const QString& locale)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::Locale chosen = icuLocale(locale);
+    auto format = std::make_unique<Format>(Format{
+        .times = {chosen, nullptr, UDAT_STYLE_SHORT, UDISPCTX_CAPITALIZATION_NONE, status},
+        .calendar =
+            std::unique_ptr<const icu::Calendar>(icu::Calendar::createInstance(chosen, status))});
+    if (U_SUCCESS(status))
+        m_format = std::move(format);
+}
+
+RelativeTimeText::~RelativeTimeText() = default;
+
+QString RelativeTimeText::text(double then, double now, const QTimeZone& zone) const
+{
+    if (m_format == nullptr || std::isnan(then) || std::isnan(now))
+        return {};
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<icu::Calendar> calendar(m_format->calendar->clone());
+    calendar->adoptTimeZone(timeZone(zone, date(now)).release());
+    calendar->setTime(date(now), status);
+    int count = 0;
+    URelativeDateTimeUnit unit = UDAT_REL_UNIT_SECOND;
+    for (const Unit& candidate : kUnits) {
+        unit = candidate.unit;
+        count = calendar->fieldDifference(date(then), candidate.field, status);
+        if (count != 0 || U_FAILURE(status))
+            break;
+    }
+    icu::UnicodeString written;
+    // An integer has no negative zero, which would be "0 sec. ago".
+    m_format->times.formatNumeric(static_cast<double>(count), unit, written, status);
+    return U_SUCCESS(status) ? toQString(written) : QString();
+}
+
+} // namespace platform

@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+#include <QTimeZone>
+
+#include <memory>
+
+namespace platform {
+
+/// Writes when something was, seen from now: "5 min. ago". Other languages put it in their own way.
+/// Costly to make, cheap to use: keep one. One thread at a time.
+class RelativeTimeText final
+{
+public:
+    /// `locale` as ICU names it ("de_DE"); empty for the language of the user's environment
+    /// (LC_ALL, LC_MESSAGES, LANG), which is English in the locale "C".
+    explicit RelativeTimeText(const QString& locale = {});
+    RelativeTimeText(const RelativeTimeText&) = delete;
+    RelativeTimeText& operator=(const RelativeTimeText&) = delete;
+    ~RelativeTimeText();
+
+    /// `then` relative to `now`, both in seconds since 2001-01-01T00:00:00Z, as a number of the
+    /// largest unit that at least one of lies between them: years, months, weeks, days, hours,
+    /// minutes, seconds. Years to days are those of the calendar in `zone`, counted from `now`;
+    /// what is left over is cut off. Less than a second either way is "in 0 sec.".
+    ///
+    /// Instants more than about 2.9 million years away count as being just that far. Empty when
+    /// either is not a number, or the system has no data for the language.
+    [[nodiscard]] QString text(double then, double now, const QTimeZone& zone) const;
+
+private:
+    struct Format;
+    std::unique_ptr<const Format> m_format; // null without data
+};
+
+} // namespace platform

@@ -1,0 +1,92 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/duration_text.h"
+
+#include <QTest>
+
+#include <cmath>
+#include <limits>
+
+using platform::DurationText;
+
+class TestDurationText final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void unitsThatAreZeroAreLeftOut_data()
+    {
+        QTest::addColumn<double>("seconds");
+        QTest::addColumn<QString>("text");
+        const auto row = [](double seconds, const char* text) {
+            QTest::addRow("%.17g", seconds) << seconds << QString::fromLatin1(text);
+        };
+        row(0, "0s");
+        row(0.5, "0s");
+        row(-0.0, "0s");
+        row(45, "45s");
+        row(59.6, "59s");
+        row(59.999999, "59s");
+        row(60, "1m");
+        row(3600, "1h");
+        row(3605, "1h 5s");
+        row(3661, "1h 1m 1s");
+        row(3903, "1h 5m 3s");
+        row(108000, "30h");
+        row(1e6, "277h 46m 40s");
+    }
+
+    void unitsThatAreZeroAreLeftOut()
+    {
+        QFETCH(const double, seconds);
+        // In the locale of the tests, "C.UTF-8", and in American English alike.
+        QTEST(DurationText().text(seconds), "text");
+        QTEST(DurationText(u"en_US"_qs).text(seconds), "text");
+    }
+
+    void aNegativeSpanHasOneSign()
+    {
+        const DurationText durations(u"en_US"_qs);
+        QCOMPARE(durations.text(-3661), u"-1h 1m 1s"_qs);
+        QCOMPARE(durations.text(-60), u"-1m"_qs);
+        QCOMPARE(durations.text(-1.9), u"-1s"_qs);
+        QCOMPARE(durations.text(-0.9), u"0s"_qs);
+    }
+
+    void whatIsNotFiniteIsNothing()
+    {
+        const DurationText durations(u"en_US"_qs);
+        QCOMPARE(durations.text(std::numeric_limits<double>::quiet_NaN()), u"0s"_qs);
+        QCOMPARE(durations.text(std::numeric_limits<double>::infinity()), u"0s"_qs);
+        QCOMPARE(durations.text(-std::numeric_limits<double>::infinity()), u"0s"_qs);
+    }
+
+    void noSpanIsTooLong()
+    {
+        const DurationText durations(u"en_US"_qs);
+        QCOMPARE(durations.text(1e7), u"2,777h 46m 40s"_qs);
+        QCOMPARE(durations.text(0x1p53 - 1), u"2,501,999,792,983h 36m 31s"_qs);
+        // More seconds than a 64-bit integer holds.
+        QVERIFY(durations.text(0x1p63).startsWith(u"2,562,047,788,015,215h"));
+        const QString longest = durations.text(std::numeric_limits<double>::max());
+        QVERIFY2(longest.startsWith(u"49,935,920,") && longest.contains(u'h'), qPrintable(longest));
+        QVERIFY(durations.text(-std::numeric_limits<double>::max()).startsWith(u"-49,935,920,"));
+    }
+
+    void otherLanguagesPutItTheirWay()
+    {
+        QCOMPARE(DurationText(u"de_DE"_qs).text(3903), u"1 Std., 5 Min. und 3 Sek."_qs);
+        QCOMPARE(DurationText(u"ja_JP"_qs).text(3903), u"1h5m3s"_qs);
+    }
+
+    void anUnknownLanguageStillGivesAText()
+    {
+        const QString text = DurationText(u"xx_YY"_qs).text(3903);
+        QVERIFY2(text.contains(u'1') && text.contains(u'5') && text.contains(u'3'),
+                 qPrintable(text));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDurationText)
+#include "tst_duration_text.moc"

@@ -1,0 +1,175 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/relative_time_text.h"
+
+#include <QDateTime>
+#include <QTest>
+
+#include <limits>
+
+using platform::RelativeTimeText;
+
+namespace {
+
+constexpr double kNow = 785'000'000;
+constexpr double kHour = 3600;
+constexpr double kDay = 24 * kHour;
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
+
+/// The instant of a local time "2026-03-29T12:00:00".
+double at(const char* local, const QTimeZone& zone = QTimeZone::utc())
+{
+    QDateTime time = QDateTime::fromString(QString::fromLatin1(local), Qt::ISODate);
+    time.setTimeZone(zone);
+    if (!time.isValid())
+        qFatal("no such time: %s", local);
+    return static_cast<double>(time.toSecsSinceEpoch() - 978'307'200);
+}
+
+QTimeZone zoneOf(const char* name)
+{
+    const QTimeZone zone((QByteArray(name)));
+    if (!zone.isValid())
+        qFatal("no such zone: %s", name);
+    return zone;
+}
+
+} // namespace
+
+class TestRelativeTimeText final : public QObject
+{
+    Q_OBJECT
+
+    RelativeTimeText m_english{u"en_US"_qs};
+    QTimeZone m_utc = QTimeZone::utc();
+
+    [[nodiscard]] QString text(double then, double now) const
+    {
+        return m_english.text(then, now, m_utc);
+    }
+
+private Q_SLOTS:
+
+    void theLargestUnitIsCountedAndTheRestCutOff_data()
+    {
+        QTest::addColumn<double>("offset");
+        QTest::addColumn<QString>("expected");
+        const auto row = [](double offset, const char* expected) {
+            QTest::addRow("%.17g", offset) << offset << QString::fromLatin1(expected);
+        };
+        row(0, "in 0 sec.");
+        row(-0.9, "in 0 sec.");
+        row(0.9, "in 0 sec.");
+        row(-1, "1 sec. ago");
+        row(-59, "59 sec. ago");
+        row(-59.9, "59 sec. ago");
+        row(-60, "1 min. ago");
+        row(-90, "1 min. ago");
+        row(-300, "5 min. ago");
+        row(-3599, "59 min. ago");
+        row(-kHour, "1 hr. ago");
+        row(-5399, "1 hr. ago");
+        row(-kDay + 1, "23 hr. ago");
+        row(-kDay, "1 day ago");
+        row(-2 * kDay, "2 days ago");
+        row(-6 * kDay, "6 days ago");
+        row(-7 * kDay, "1 wk. ago");
+        row(-15 * kDay, "2 wk. ago");
+        row(5, "in 5 sec.");
+        row(60, "in 1 min.");
+        row(kHour, "in 1 hr.");
+        row(kDay, "in 1 day");
+    }
+
+    void theLargestUnitIsCountedAndTheRestCutOff()
+    {
+        QFETCH(const double, offset);
+        QTEST(text(kNow + offset, kNow), "expected");
+        // The locale of the tests is "C.UTF-8".
+        QTEST(RelativeTimeText().text(kNow + offset, kNow, m_utc), "expected");
+    }
+
+    void monthsAndYearsAreThoseOfTheCalendar()
+    {
+        const auto ago = [this](const char* then, const char* now) {
+            return text(at(then), at(now));
+        };
+        QCOMPARE(ago("2026-02-15T12:00:00", "2026-03-15T12:00:00"), u"1 mo. ago"_qs); // 28 days
+        QCOMPARE(ago("2026-07-15T12:00:00", "2026-08-14T12:00:00"), u"4 wk. ago"_qs); // 30 days
+        QCOMPARE(ago("2026-02-15T12:00:01", "2026-03-15T12:00:00"), u"3 wk. ago"_qs);
+        QCOMPARE(ago("2025-11-21T12:00:00", "2026-11-21T12:00:00"), u"1 yr. ago"_qs);
+        QCOMPARE(ago("2025-11-21T12:00:01", "2026-11-21T12:00:00"), u"11 mo. ago"_qs);
+        QCOMPARE(ago("2001-01-01T00:00:00", "2026-11-21T12:00:00"), u"25 yr. ago"_qs);
+        QCOMPARE(ago("2027-01-21T12:00:00", "2026-11-21T12:00:00"), u"in 2 mo."_qs);
+        QCOMPARE(ago("2028-11-21T12:00:00", "2026-11-21T12:00:00"), u"in 2 yr."_qs);
+    }
+
+    void leapDaysCount()
+    {
+        // A year before 28 February is the 28th, and one before the 29th is that, too.
+        QCOMPARE(text(at("2024-02-29T12:00:00"), at("2025-02-28T12:00:00")), u"11 mo. ago"_qs);
+        QCOMPARE(text(at("2024-02-29T12:00:00"), at("2025-03-01T12:00:00")), u"1 yr. ago"_qs);
+        QCOMPARE(text(at("2023-02-28T12:00:00"), at("2024-02-29T12:00:00")), u"1 yr. ago"_qs);
+        QCOMPARE(text(at("2024-02-28T12:00:00"), at("2024-03-01T12:00:00")), u"2 days ago"_qs);
+        QCOMPARE(text(at("2023-02-28T12:00:00"), at("2023-03-01T12:00:00")), u"1 day ago"_qs);
+        QCOMPARE(text(at("2024-02-29T12:00:00"), at("2024-03-31T12:00:00")), u"1 mo. ago"_qs);
+    }
+
+    void aDayIsOneOfTheZone()
+    {
+        const QTimeZone berlin = zoneOf("Europe/Berlin");
+        // Clocks go forward on 2026-03-29: the day has 23 hours.
+        const double then = at("2026-03-28T12:00:00", berlin);
+        const double now = at("2026-03-29T12:00:00", berlin);
+        QCOMPARE(now - then, 23 * kHour);
+        QCOMPARE(m_english.text(then, now, berlin), u"1 day ago"_qs);
+        QCOMPARE(m_english.text(then, now, m_utc), u"23 hr. ago"_qs);
+        // And back on 2026-10-25: 25 hours.
+        const double before = at("2026-10-24T12:00:00", berlin);
+        QCOMPARE(m_english.text(before, before + 24 * kHour, berlin), u"24 hr. ago"_qs);
+        QCOMPARE(m_english.text(before, before + 25 * kHour, berlin), u"1 day ago"_qs);
+    }
+
+    void aZoneWithoutANameIsItsOffset()
+    {
+        const QTimeZone eastern(5 * 3600);
+        const double then = at("2026-02-28T20:00:00"); // 1 March in the zone
+        const double now = at("2026-03-31T20:00:00");  // 1 April in the zone
+        QCOMPARE(m_english.text(then, now, eastern), u"1 mo. ago"_qs);
+        QCOMPARE(m_english.text(at("2026-02-28T18:00:00"), at("2026-03-29T18:00:00"), eastern),
+                 u"1 mo. ago"_qs);
+        QCOMPARE(m_english.text(at("2026-02-28T20:00:00"), at("2026-03-28T20:00:00"), eastern),
+                 u"4 wk. ago"_qs);
+        QCOMPARE(m_english.text(at("2026-02-28T20:00:00"), at("2026-03-28T20:00:00"), m_utc),
+                 u"1 mo. ago"_qs);
+        QCOMPARE(m_english.text(kNow - 300, kNow, QTimeZone()), u"5 min. ago"_qs);
+    }
+
+    void noInstantIsTooFarAway()
+    {
+        const QString ago = text(-1e300, kNow);
+        QVERIFY2(ago.endsWith(u" yr. ago") && ago.startsWith(u"2,8"), qPrintable(ago));
+        QCOMPARE(text(-kInfinity, kNow), ago);
+        const QString ahead = text(kInfinity, kNow);
+        QVERIFY2(ahead.startsWith(u"in 2,8") && ahead.endsWith(u" yr."), qPrintable(ahead));
+        QCOMPARE(text(std::numeric_limits<double>::max(), kNow), ahead);
+        QVERIFY(text(-1e300, 1e300).endsWith(u" yr. ago"));
+        QCOMPARE(text(kInfinity, kInfinity), u"in 0 sec."_qs);
+    }
+
+    void whatIsNoNumberHasNoText()
+    {
+        QCOMPARE(text(kNoNumber, kNow), QString());
+        QCOMPARE(text(kNow, kNoNumber), QString());
+    }
+
+    void otherLanguagesPutItTheirWay()
+    {
+        const RelativeTimeText german(u"de_DE"_qs);
+        QCOMPARE(german.text(kNow - 300, kNow, m_utc), u"vor 5 Min."_qs);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRelativeTimeText)
+#include "tst_relative_time_text.moc"

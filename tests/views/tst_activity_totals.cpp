@@ -1,0 +1,266 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "activity/text_pool.h"
+#include "views/models/activity_totals.h"
+
+#include <QTest>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <map>
+#include <random>
+#include <string>
+
+using activity::ActivityList;
+using activity::ActivityLog;
+using activity::SharedText;
+using views::AggregatedItem;
+using views::TimeRange;
+using Items = std::vector<AggregatedItem>;
+
+namespace {
+
+constexpr double kDay = 86'400;
+/// Noon, in UTC.
+constexpr double kNow = (9000 * kDay) + (kDay / 2);
+constexpr double kMidnight = 9000 * kDay;
+
+/// A record with its texts in buffers of their own.
+ActivityLog record(std::string_view name, double duration, double timestamp = kNow)
+{
+    ActivityLog log;
+    log.appName = SharedText(name);
+    log.timestamp = timestamp;
+    log.duration = duration;
+    return log;
+}
+
+ActivityLog visit(std::string_view address, double duration, double timestamp = kNow)
+{
+    ActivityLog log = record("Browser", duration, timestamp);
+    log.url = SharedText(address);
+    return log;
+}
+
+ActivityList listOf(const std::vector<ActivityLog>& logs)
+{
+    ActivityList list;
+    for (const ActivityLog& log : logs)
+        list.append(log);
+    return list;
+}
+
+Items apps(const std::vector<ActivityLog>& logs, TimeRange range = TimeRange::AllTime)
+{
+    return topApps(listOf(logs), range, kNow, QTimeZone::utc());
+}
+
+Items websites(const std::vector<ActivityLog>& logs, TimeRange range = TimeRange::AllTime)
+{
+    return topWebsites(listOf(logs), range, kNow, QTimeZone::utc());
+}
+
+AggregatedItem item(const char* name, double duration)
+{
+    return {.name = QString::fromUtf8(name), .duration = duration};
+}
+
+} // namespace
+
+class TestActivityTotals final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void rangesHaveTheirNames()
+    {
+        QStringList names;
+        for (const TimeRange range : views::kTimeRanges)
+            names.append(rawValue(range));
+        QCOMPARE(names, QStringList({u"Today"_qs, u"All Time"_qs}));
+    }
+
+    void withoutRecordsThereIsNothing()
+    {
+        for (const TimeRange range : views::kTimeRanges) {
+            QVERIFY(apps({}, range).empty());
+            QVERIFY(websites({}, range).empty());
+        }
+    }
+
+    void theFiveLargestComeLargestFirst()
+    {
+        const Items expected{
+            item("f", 70), item("b", 60), item("d", 50), item("a", 40), item("g", 30)};
+        QCOMPARE(apps({record("a", 40),
+                       record("b", 30),
+                       record("c", 20),
+                       record("d", 50),
+                       record("e", 10),
+                       record("f", 70),
+                       record("b", 30),
+                       record("g", 30)}),
+                 expected);
+    }
+
+    void ofEqualSumsTheOneThatWasThereFirstComesFirst()
+    {
+        const Items expected{item("z", 5), item("c", 2), item("a", 2), item("y", 2), item("b", 2)};
+        QCOMPARE(apps({record("c", 2),
+                       record("a", 1),
+                       record("y", 2),
+                       record("b", 2),
+                       record("x", 2),
+                       record("z", 5),
+                       record("a", 1)}),
+                 expected);
+    }
+
+    void namesAreComparedExactly()
+    {
+        const Items expected{item("", 9), item("Files ", 8), item("files", 7), item("Files", 6)};
+        QCOMPARE(apps({record("Files", 6),
+                       record("files", 7),
+                       record("Files ", 8),
+                       record("", 4),
+                       record("", 5)}),
+                 expected);
+        // One character and the same one composed of two.
+        QCOMPARE(apps({record("\u00e9", 2), record("e\u0301", 1)}).size(), 2UL);
+        const Items marked{{.name = QStringView(u"\ufeffA").toString(), .duration = 1}};
+        QCOMPARE(apps({record("\ufeffA", 1)}), marked);
+    }
+
+    void recordsWithoutADurationCountAsWell()
+
+    {
+        QCOMPARE(apps({record("a", 0)}), Items{item("a", 0)});
+        QCOMPARE(websites({visit("http://h/", 0)}), Items{item("h", 0)});
+    }
+
+    void sumsAreTakenInTheOrderOfTheList()
+    {
+        // Large numbers swallow what is added to them: another order, another sum.
+        QCOMPARE(apps({record("a", 1), record("a", 1e16), record("b", 1), record("a", -1e16)}),
+                 (Items{item("b", 1), item("a", 0)}));
+        QCOMPARE(apps({record("a", 1e16), record("b", 1), record("a", -1e16), record("a", 1)}),
+                 (Items{item("a", 1), item("b", 1)}));
+        // Equal texts in two buffers that take turns.
+        const SharedText one("a");
+        const SharedText other("a");
+        ActivityList list;
+        for (const auto& [text, duration] : std::array<std::pair<SharedText, double>, 4>{
+                 {{one, 1}, {other, 1e16}, {one, -1e16}, {other, 0.5}}}) {
+            ActivityLog log = record("", duration);
+            log.appName = text;
+            list.append(log);
+        }
+        QCOMPARE(topApps(list, TimeRange::AllTime, kNow, QTimeZone::utc()), Items{item("a", 0.5)});
+    }
+
+    void todayIsTheCalendarDay()
+    {
+        const std::vector<ActivityLog> logs{
+            record("yesterday", 1, kMidnight - 60),
+            record("first", 2, kMidnight),
+            record("last", 3, kMidnight + kDay - 0.001),
+            record("tomorrow", 4, kMidnight + kDay),
+        };
+        QCOMPARE(apps(logs, TimeRange::Today), (Items{item("last", 3), item("first", 2)}));
+        QCOMPARE(apps(logs).size(), 4UL);
+    }
+
+    void todayIsTheDayOfTheZone()
+    {
+        const ActivityList list = listOf({record("a", 1, kMidnight - 60)});
+        const auto count = [&list](const QTimeZone& zone) {
+            return topApps(list, TimeRange::Today, kNow, zone).size();
+        };
+        QCOMPARE(count(QTimeZone::utc()), 0UL);
+        QCOMPARE(count(QTimeZone(3600)), 1UL);
+        QCOMPARE(count(QTimeZone(-3600)), 0UL);
+    }
+
+    void websitesAreToldApartByHost()
+    {
+        const Items expected{item("example.com", 7),
+                             item("www.example.com", 4),
+                             item("Example.com", 3),
+                             item("localhost:3000/x", 2)};
+        QCOMPARE(websites({visit("https://example.com/a", 1),
+                           visit("http://user@example.com:8080/b?q#f", 6),
+                           visit("https://www.example.com/", 4),
+                           visit("https://Example.com/", 3),
+                           visit("localhost:3000/x", 2)}),
+                 expected);
+    }
+
+    void addressesThatNameNoHostCountWhole()
+    {
+        const Items expected{item("about:blank", 4), item("plain text", 3), item("file:///a", 2)};
+        QCOMPARE(websites({visit("about:blank", 4), visit("plain text", 3), visit("file:///a", 2)}),
+                 expected);
+        // A whole address and a host of the same name are one site.
+        QCOMPARE(websites({visit("h", 1), visit("http://h/", 2)}), Items{item("h", 3)});
+        // An address with an empty host counts under the empty name.
+        QCOMPARE(websites({visit("http://:80/", 1)}), Items{item("", 1)});
+    }
+
+    void recordsWithoutAnAddressAreNoVisits()
+    {
+        const std::vector<ActivityLog> logs{record("a", 1), visit("", 2)};
+        QVERIFY(websites(logs).empty());
+        QCOMPARE(apps(logs), (Items{item("Browser", 2), item("a", 1)}));
+    }
+
+    void sumsThatAreNoNumbersComeLast()
+    {
+        constexpr double kInfinity = std::numeric_limits<double>::infinity();
+        const Items found = apps({record("none", kInfinity),
+                                  record("none", -kInfinity),
+                                  record("one", 1),
+                                  record("endless", kInfinity)});
+        QCOMPARE(found.size(), 3UL);
+        QCOMPARE(found[0].name, u"endless"_qs);
+        QCOMPARE(found[1].name, u"one"_qs);
+        QCOMPARE(found[2].name, u"none"_qs);
+    }
+
+    /// Many more groups than the first table holds, pooled and unpooled texts mixed.
+    void theFastWayFindsWhatTheSimpleOneFinds()
+    {
+        std::mt19937_64 random(1);
+        activity::TextPool pool;
+        ActivityList list;
+        std::map<std::string, double> names;
+        std::map<std::string, double> hosts;
+        for (int i = 0; i < 40'000; ++i) {
+            const std::string name = "app " + std::to_string(random() % 6000);
+            const std::string host = "site" + std::to_string(random() % 3000) + ".example";
+            const std::string url = "https://" + host + "/page/" + std::to_string(random() % 4);
+            const auto duration = static_cast<double>(random() % 1000) / 7;
+            ActivityLog log = record("", duration);
+            log.appName =
+                random() % 2 == 0 ? pool.intern(std::string_view(name)) : SharedText(name);
+            log.url = random() % 2 == 0 ? pool.intern(std::string_view(url)) : SharedText(url);
+            list.append(log);
+            names[name] += duration;
+            hosts[host] += duration;
+        }
+        const auto expected = [](const std::map<std::string, double>& sums) {
+            Items items;
+            for (const auto& [name, sum] : sums)
+                items.push_back(item(name.c_str(), sum));
+            std::ranges::sort(items, std::greater(), &AggregatedItem::duration);
+            items.resize(5);
+            return items;
+        };
+        QCOMPARE(topApps(list, TimeRange::AllTime, kNow, QTimeZone::utc()), expected(names));
+        QCOMPARE(topWebsites(list, TimeRange::AllTime, kNow, QTimeZone::utc()), expected(hosts));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestActivityTotals)
+#include "tst_activity_totals.moc"
