@@ -3,10 +3,12 @@
 # SPDX-License-Identifier: MIT
 """Measures the running agent from outside, on a private desktop that it opens for itself.
 
-idle/N      one terminal stays in front, N records wait in the data file at start
+idle/N      one terminal stays in front, N records wait in the data file at start, no window is open
 coverage    two terminals swap the focus every two seconds and change their titles every second
+dashboard   as idle/30000, with the dashboard open beside the terminal
+start       the median of several starts, with a panel that shows the icon
 
-What the figures count, after five seconds of warming up:
+What the figures of the first three count, after five seconds of warming up:
   cpu_s_per_1000_ticks    processor time, user and system, of all threads (counted in 1/100 s by the kernel)
   wakeups_per_s           voluntary context switches of all threads: each time one of them stopped to wait
                           for something (timer, X server, disk, another thread) and was woken for it again
@@ -18,6 +20,11 @@ What the figures count, after five seconds of warming up:
   coverage                ticks that recorded, of the whole seconds of wall time
   exit_code               how it ended on SIGTERM
   lost_ticks              reported on its output, but not in the file after the end
+
+And those of the starts, each from the moment that the process is started:
+  tray_item_ms            until the panel's watcher announces the icon
+  window_ms               until the window manager has the dashboard, less the half second that it is due after
+  second_start_ms         a start while another one runs, until it has handed over and ended
 """
 
 import argparse
@@ -29,6 +36,7 @@ import random
 import re
 import shutil
 import signal
+import statistics
 import subprocess
 import sys
 import threading
@@ -37,6 +45,8 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 REFERENCE = 978307200  # 2001-01-01 in Unix time
 WARM_UP = 5
+STARTS = 11
+FIRST_WINDOW_AFTER = 0.5  # seconds; the dashboard is not due before
 STILL_ACTIVE = 30  # seconds between two keys: the user must not count as idle
 MB = 1_000_000
 
@@ -73,6 +83,7 @@ class Agent:
         self.proc = pathlib.Path("/proc") / str(self.process.pid)
         self.listener = threading.Thread(target=self._listen, daemon=True)
         self.listener.start()
+        self.started = started
         wait_for(lambda: self.lines, 60, "Quillstep's first line")
         self.first_line = self.lines[0][0] - started
 
@@ -158,6 +169,46 @@ class Terminal:
         self.process.wait()
 
 
+def dashboards() -> list:
+    return xdotool("search", "--onlyvisible", "--name", "^Dashboard$").split()
+
+
+def close_dashboard() -> None:
+    wait_for(dashboards, 20, "the dashboard")
+    xdotool("windowquit", dashboards()[0])
+    wait_for(lambda: not dashboards(), 20, "the end of the dashboard")
+
+
+def sign_in() -> None:
+    """Leaves the session of an earlier run in the keyring: what starts from now on tracks."""
+    subprocess.run(["secret-tool", "store", "--label=Velomira Usage Monitor", "service", "com.velomira.UsageMonitor",
+                    "account", "authToken", "xdg:schema", "com.velomira.UsageMonitor"],
+                   input="a token", text=True, timeout=20, check=True)
+
+
+class Events:
+    """The moments at which another program writes a line that holds `text`."""
+
+    def __init__(self, command: list, text: str):
+        self.moments = []
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
+        self.listener = threading.Thread(target=self._listen, args=(text,), daemon=True)
+        self.listener.start()
+
+    def _listen(self, text: str):
+        for line in self.process.stdout:
+            if text in line:
+                self.moments.append(time.monotonic())
+
+    def first_after(self, moment: float):
+        return next((when for when in list(self.moments) if when > moment), None)
+
+    def close(self):
+        self.process.terminate()
+        self.process.wait()
+        self.listener.join()
+
+
 def measure(agent: Agent, seconds: int, each_second) -> dict:
     """Watches `agent` for `seconds` after the warm-up; `each_second` gets the number of the second."""
     time.sleep(WARM_UP)
@@ -189,7 +240,7 @@ def stay_active(second: int) -> None:
         xdotool("key", "shift")
 
 
-def scenario(name: str, program: pathlib.Path, records: int, seconds: int, terminals: int) -> dict:
+def scenario(name: str, program: pathlib.Path, records: int, seconds: int, terminals: int, window: bool = False) -> dict:
     data = pathlib.Path(os.environ["HOME"]) / f"data-{terminals}-{records}"
     if records:
         write_records(data / "Velomira Usage Monitor" / "activity_logs.json", records)
@@ -206,6 +257,10 @@ def scenario(name: str, program: pathlib.Path, records: int, seconds: int, termi
     xdotool("key", "shift")
     agent = Agent(program, data)
     try:
+        if window:
+            windows[0].activate()
+        else:
+            close_dashboard()
         figures = measure(agent, seconds, each_second)
         figures["exit_code"] = agent.end()
     finally:
@@ -219,12 +274,44 @@ def scenario(name: str, program: pathlib.Path, records: int, seconds: int, termi
     return {"name": name, **figures}
 
 
+def starts(program: pathlib.Path) -> dict:
+    """The medians over several starts, each of which ends again."""
+    data = pathlib.Path(os.environ["HOME"]) / "data-starts"
+    data.mkdir()
+    items = Events(["dbus-monitor", "--session", "type='signal',member='StatusNotifierItemRegistered'"],
+                   "member=StatusNotifierItemRegistered")
+    windows = Events(["xprop", "-spy", "-root", "_NET_CLIENT_LIST"], "0x")
+    tray, window, second = [], [], []
+    terminal = Terminal("terminal", changing=False)
+    try:
+        for _ in range(STARTS):
+            agent = Agent(program, data)
+            try:
+                tray.append(wait_for(lambda: items.first_after(agent.started), 20, "the icon") - agent.started)
+                window.append(wait_for(lambda: windows.first_after(agent.started), 20, "the window") - agent.started)
+                before = time.monotonic()
+                subprocess.run([program], check=True, timeout=20)
+                second.append(time.monotonic() - before)
+                agent.end()
+            finally:
+                agent.kill()
+    finally:
+        for part in (items, windows, terminal):
+            part.close()
+    shutil.rmtree(data)
+    return {"name": "start",
+            "tray_item_ms": statistics.median(tray) * 1000,
+            "window_ms": (statistics.median(window) - FIRST_WINDOW_AFTER) * 1000,
+            "second_start_ms": statistics.median(second) * 1000}
+
+
 def print_table(rows: list) -> None:
-    width = max(len(key) for row in rows for key in row)
+    keys = list(dict.fromkeys(key for row in rows for key in row if key != "name"))
+    width = max(len(key) for key in keys)
     print("\n" + " " * width + "".join(f"{row['name']:>16}" for row in rows))
-    for key in rows[0]:
-        if key != "name":
-            print(f"{key:<{width}}" + "".join(f"{row[key]:>16,.3f}" for row in rows))
+    for key in keys:
+        cells = (f"{row[key]:>16,.3f}" if key in row else f"{'':>16}" for row in rows)
+        print(f"{key:<{width}}" + "".join(cells))
 
 
 def main() -> int:
@@ -241,11 +328,13 @@ def main() -> int:
         home = ROOT / "build/bench/home"
         shutil.rmtree(home, ignore_errors=True)
         desktop = str(ROOT / "scripts/private_desktop.sh")
-        os.execv(desktop, [desktop, "--home", str(home), sys.executable, __file__, *sys.argv[1:]])
+        os.execv(desktop, [desktop, "--home", str(home), "--keyring", "--panel", sys.executable, __file__, *sys.argv[1:]])
 
     # The desktop ends us by SIGTERM; what we started must end with us.
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
-    rows = []
+    sign_in()
+    print(f"==> {STARTS} starts", flush=True)
+    rows = [starts(arguments.program)]
     for records in arguments.records:
         seconds = arguments.seconds or (150 if records >= 1_000_000 else 100)
         print(f"==> Idle agent with {records:,} records for {seconds} s", flush=True)
@@ -253,6 +342,8 @@ def main() -> int:
     seconds = arguments.seconds or 100
     print(f"==> Coverage while windows change for {seconds} s", flush=True)
     rows.append(scenario("coverage", arguments.program, 0, seconds, terminals=2))
+    print(f"==> Dashboard open for {seconds} s", flush=True)
+    rows.append(scenario("dashboard", arguments.program, 30_000, seconds, terminals=1, window=True))
     print_table(rows)
     if arguments.json:
         # The form of Google Benchmark, so that one report reads both.

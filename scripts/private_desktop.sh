@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 # SPDX-License-Identifier: MIT
-# Usage: scripts/private_desktop.sh [--home DIR] [--keyring] COMMAND [ARGUMENT...]
+# Usage: scripts/private_desktop.sh [--home DIR] [--keyring] [--panel] COMMAND [ARGUMENT...]
 #
 # Runs COMMAND in a headless X11 desktop of its own: X server, window manager and session bus, with
 # private HOME and XDG folders. Everything ends with COMMAND, whose exit code is passed on; SIGINT and
@@ -9,6 +9,7 @@
 #
 #   --home DIR  use DIR as HOME and leave it there afterwards (otherwise a temporary one)
 #   --keyring   with an unlocked keyring
+#   --panel     with a panel at the bottom that shows windows and status icons
 #   --terminal  with a terminal in front
 set -euo pipefail
 # shellcheck source=lib.sh
@@ -16,12 +17,14 @@ set -euo pipefail
 
 home=
 keyring=no
+panel=no
 terminal=no
 while [ $# -gt 0 ]; do
     case $1 in
     -h | --help) usage && exit 0 ;;
     --home) home=${2:?--home needs a folder} && shift 2 ;;
     --keyring) keyring=yes && shift ;;
+    --panel) panel=yes && shift ;;
     --terminal) terminal=yes && shift ;;
     -*) fail "unknown option \"$1\" (see --help)" ;;
     *) break ;;
@@ -117,6 +120,36 @@ fi
 launch windows openbox
 managed() { xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 0x; }
 needs windows managed
+
+if [ $panel = yes ]; then
+    mkdir -p "$XDG_CONFIG_HOME/lxqt"
+    cat >"$XDG_CONFIG_HOME/lxqt/panel.conf" <<'PANEL'
+[General]
+__userfile__=true
+panels=panel1
+
+[panel1]
+position=Bottom
+panelSize=32
+iconSize=22
+plugins=taskbar, statusnotifier
+
+[taskbar]
+alignment=Left
+type=taskbar
+
+[statusnotifier]
+alignment=Right
+type=statusnotifier
+PANEL
+    launch panel lxqt-panel
+    shows_icons() {
+        dbus-send --print-reply --dest=org.kde.StatusNotifierWatcher /StatusNotifierWatcher \
+            org.freedesktop.DBus.Properties.Get string:org.kde.StatusNotifierWatcher \
+            string:IsStatusNotifierHostRegistered | grep -q 'boolean true'
+    }
+    needs panel shows_icons
+fi
 
 if [ $terminal = yes ]; then
     launch terminal xterm -T Terminal -e sleep infinity

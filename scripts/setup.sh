@@ -24,13 +24,13 @@ packages() {
     local desktop="xvfb openbox xdotool x11-utils xterm dbus python3"
     case $1 in
     build)
-        echo build-essential cmake ninja-build pkg-config qt6-base-dev libsimdjson-dev libglib2.0-dev \
+        echo build-essential cmake ninja-build pkg-config qt6-base-dev qt6-declarative-dev qt6-svg-dev libsimdjson-dev libglib2.0-dev \
             libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev
         ;;
-    run) echo "$desktop" mousepad feh gnome-keyring scrot ;;
+    run) echo "$desktop" lxqt-panel mousepad feh gnome-keyring scrot ;;
     test) echo "$desktop" gnome-keyring libsecret-tools openssl postgresql ;;
-    bench) echo "$desktop" ;;
+    bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 ;;
     fuzz) echo clang-19 libclang-rt-19-dev ;;
     *) return 1 ;;
