@@ -2,58 +2,155 @@
 // SPDX-License-Identifier: MIT
 #include "app/command_line.h"
 
+#include "app/shell/scenes.h"
+#include "app/shell/url_route.h"
+
 #include <QCommandLineParser>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
 namespace app {
 
+using platform::Error;
+using platform::Result;
+
 namespace {
 
-[[noreturn]] void refuse(const QString& text)
+/// The options, and the parser that knows them.
+class Options final
 {
-    complain(text + QStringLiteral("; see --help"));
-    std::exit(EXIT_FAILURE);
+public:
+    explicit Options(const QStringList& arguments)
+    {
+        action.setFlags(QCommandLineOption::HiddenFromHelp);
+        serviceMode.setFlags(QCommandLineOption::HiddenFromHelp);
+        parser.setApplicationDescription(
+            QStringLiteral("Records which application is in front, once a second, into a file of "
+                           "yours. Ends on SIGTERM, SIGINT and SIGHUP."));
+        parser.addPositionalArgument(QStringLiteral("address"),
+                                     QStringLiteral("Opens the window that answers the address: "
+                                                    "velomira://dashboard or velomira://login."),
+                                     QStringLiteral("[address]"));
+        parser.addOptions({diagnose, signIn, signOut, action, serviceMode});
+        help = {parser.addHelpOption(), parser.addVersionOption()};
+        isUnderstood = parser.parse(arguments);
+    }
+
+    [[nodiscard]] bool isHelpWanted() const
+    {
+        return std::ranges::any_of(help,
+                                   [this](const auto& option) { return parser.isSet(option); });
+    }
+
+    QCommandLineOption diagnose{
+        QStringLiteral("diagnose"),
+        QStringLiteral("Print what was found on this desktop, without personal data, and end.")};
+    QCommandLineOption signIn{
+        QStringLiteral("sign-in"),
+        QStringLiteral("Sign in to the service, keep the session in the keyring, and end. The "
+                       "password is read from standard input."),
+        QStringLiteral("email")};
+    QCommandLineOption signOut{QStringLiteral("sign-out"),
+                               QStringLiteral("Remove the session from the keyring, and end.")};
+    /// For the launcher's actions where there is no bus.
+    QCommandLineOption action{QStringLiteral("action"), QString(), QStringLiteral("name")};
+    /// What a bus passes that starts the program.
+    QCommandLineOption serviceMode{QStringLiteral("gapplication-service")};
+    QList<QCommandLineOption> help;
+    QCommandLineParser parser;
+    bool isUnderstood = false;
+};
+
+/// Without what a session manager adds to a program that it starts again: "-session ID".
+QStringList withoutSession(QStringList arguments)
+{
+    const qsizetype at = arguments.indexOf(QStringLiteral("-session"), 1);
+    if (at > 0)
+        arguments.remove(at, std::min<qsizetype>(2, arguments.size() - at));
+    return arguments;
+}
+
+bool isAction(const QString& name)
+{
+    return name == QLatin1StringView("quit") || shell::windowScene(name) != nullptr;
+}
+
+/// What is wrong with the options, one by one or together; empty when nothing is.
+QString faultIn(const Options& options)
+{
+    const QCommandLineParser& parser = options.parser;
+    const QStringList positional = parser.positionalArguments();
+    if (!options.isUnderstood)
+        return parser.errorText().chopped(1); // its full stop
+    if (!positional.isEmpty() && !shell::isOwnUrl(positional.first()))
+        return QStringLiteral("unexpected argument \"%1\"").arg(positional.first());
+    if (positional.size() > 1)
+        return QStringLiteral("unexpected argument \"%1\"").arg(positional[1]);
+    const auto commands = parser.isSet(options.diagnose) + parser.isSet(options.signIn) +
+                          parser.isSet(options.signOut);
+    if (commands > 1)
+        return QStringLiteral("--diagnose, --sign-in and --sign-out exclude each other");
+    if (parser.isSet(options.signIn) && parser.value(options.signIn).isEmpty())
+        return QStringLiteral("--sign-in needs an e-mail address");
+    if (parser.isSet(options.action) && !isAction(parser.value(options.action)))
+        return QStringLiteral("there is no action \"%1\"").arg(parser.value(options.action));
+    const auto requests = parser.isSet(options.action) + parser.isSet(options.serviceMode) +
+                          static_cast<int>(positional.size());
+    if (commands + requests > 1)
+        return QStringLiteral("an address, an action and another command exclude each other");
+    return {};
+}
+
+CommandLine orEnd(const Result<CommandLine>& read)
+{
+    if (!read) {
+        complain(read.error().text + QStringLiteral("; see --help"));
+        std::exit(EXIT_FAILURE);
+    }
+    return read.value();
 }
 
 } // namespace
 
+Result<CommandLine> readCommandLine(const QStringList& arguments)
+{
+    const Options options(withoutSession(arguments));
+    const QCommandLineParser& parser = options.parser;
+    if (const QString fault = faultIn(options); !fault.isEmpty())
+        return Error{fault};
+    CommandLine result;
+    if (parser.isSet(options.diagnose))
+        result.task = CommandLine::Task::Diagnose;
+    else if (parser.isSet(options.signIn))
+        result.task = CommandLine::Task::SignIn;
+    else if (parser.isSet(options.signOut))
+        result.task = CommandLine::Task::SignOut;
+    result.email = parser.value(options.signIn);
+    result.url = parser.positionalArguments().value(0);
+    result.action = parser.value(options.action);
+    result.isStartedByBus = parser.isSet(options.serviceMode);
+    return result;
+}
+
 CommandLine parseCommandLine(const QCoreApplication& application)
 {
-    const QCommandLineOption diagnose(
-        QStringLiteral("diagnose"),
-        QStringLiteral("Print what was found on this desktop, without personal data, and end."));
-    const QCommandLineOption signIn(
-        QStringLiteral("sign-in"),
-        QStringLiteral("Sign in to the service, keep the session in the keyring, and end. The "
-                       "password is read from standard input."),
-        QStringLiteral("email"));
-    const QCommandLineOption signOut(
-        QStringLiteral("sign-out"),
-        QStringLiteral("Remove the session from the keyring, and end."));
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Records which application is in front, once a second, into a file of "
-                       "yours. Ends on SIGTERM, SIGINT and SIGHUP."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addOptions({diagnose, signIn, signOut});
-    parser.process(application);
+    Options options(withoutSession(QCoreApplication::arguments()));
+    if (options.isHelpWanted())
+        options.parser.process(application);
+    return orEnd(readCommandLine(QCoreApplication::arguments()));
+}
 
-    if (!parser.positionalArguments().isEmpty())
-        refuse(
-            QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().first()));
-    if (parser.isSet(diagnose) + parser.isSet(signIn) + parser.isSet(signOut) > 1)
-        refuse(QStringLiteral("--diagnose, --sign-in and --sign-out exclude each other"));
-    if (parser.isSet(signIn) && parser.value(signIn).isEmpty())
-        refuse(QStringLiteral("--sign-in needs an e-mail address"));
-    if (parser.isSet(signIn))
-        return {.task = CommandLine::Task::SignIn, .email = parser.value(signIn)};
-    if (parser.isSet(signOut))
-        return {.task = CommandLine::Task::SignOut, .email = {}};
-    return {.task = parser.isSet(diagnose) ? CommandLine::Task::Diagnose : CommandLine::Task::Track,
-            .email = {}};
+CommandLine parseCommandLine(int argc, char** argv)
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments += QString::fromLocal8Bit(argv[i]);
+    if (!Options(arguments).isHelpWanted())
+        return orEnd(readCommandLine(arguments));
+    const QCoreApplication application(argc, argv); // the help text asks it for its name
+    return parseCommandLine(application);
 }
 
 void complain(const QString& text)

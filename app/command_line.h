@@ -2,8 +2,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/result.h"
+
 #include <QCoreApplication>
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 
@@ -21,10 +24,22 @@ struct CommandLine
 
     Task task = Task::Track;
     QString email; // for SignIn
+
+    // For Track; at most one of them.
+    QString url;                 // of our scheme, to be opened
+    QString action;              // of the launcher, to be done: "dashboard", "login", ...
+    bool isStartedByBus = false; // what the bus starts it for follows over the bus
 };
 
-/// Reads the arguments of `application`. Ends the process after --help and --version, and with a
-/// complaint when it does not understand them.
+/// Reads `arguments`, the program's name being the first of them. The error is a phrase for
+/// complain(). Knows neither --help nor --version.
+[[nodiscard]] platform::Result<CommandLine> readCommandLine(const QStringList& arguments);
+
+/// Reads the arguments of main(). Needs no application object. Ends the process after --help and
+/// --version, and with a complaint when it does not understand them.
+[[nodiscard]] CommandLine parseCommandLine(int argc, char** argv);
+
+/// The same for an application that is there.
 [[nodiscard]] CommandLine parseCommandLine(const QCoreApplication& application);
 
 /// Writes `text` to standard error.

@@ -1,0 +1,166 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/dbus/application_service.h"
+
+#include "platform/linux/dbus/application_adaptor.h"
+
+#include <atomic>
+#include <utility>
+
+namespace platform::dbus {
+
+namespace {
+
+/// So many requests nobody makes by hand; those of a program that runs wild end here.
+constexpr qsizetype kMostWaiting = 10'000;
+
+// Of RequestName (D-Bus Specification, "Message Bus Messages").
+constexpr uint kDoNotQueue = 0x4;
+constexpr uint kPrimaryOwner = 1;
+constexpr uint kAlreadyOwner = 4;
+
+QDBusMessage busCall(const char* method)
+{
+    return QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                          QStringLiteral("/org/freedesktop/DBus"),
+                                          QStringLiteral("org.freedesktop.DBus"),
+                                          QLatin1StringView(method));
+}
+
+/// Qt keeps connections by name for the whole process.
+QString newConnectionName()
+{
+    static std::atomic<int> count = 0;
+    return QStringLiteral("application-%1").arg(++count);
+}
+
+} // namespace
+
+ApplicationService::ApplicationService(QString address)
+    : m_address(std::move(address))
+    , m_connectionName(newConnectionName())
+    , m_bus(m_connectionName)
+{
+    new ApplicationAdaptor(this); // owned by this
+    connect(this,
+            &ApplicationService::callsWait,
+            this,
+            &ApplicationService::tellWaiting,
+            Qt::QueuedConnection);
+}
+
+ApplicationService::~ApplicationService()
+{
+    QDBusConnection::disconnectFromBus(m_connectionName);
+}
+
+bool ApplicationService::connectToBus()
+{
+    if (m_address.isEmpty()) {
+        m_problem = QStringLiteral("there is no session bus");
+        return false;
+    }
+    if (m_bus.isConnected())
+        return true;
+    QDBusConnection::disconnectFromBus(m_connectionName);
+    m_bus = QDBusConnection::connectToBus(m_address, m_connectionName);
+    m_problem = m_bus.lastError().message();
+    return m_bus.isConnected() &&
+           m_bus.connect(QString(),
+                         QStringLiteral("/org/freedesktop/DBus/Local"),
+                         QStringLiteral("org.freedesktop.DBus.Local"),
+                         QStringLiteral("Disconnected"),
+                         this,
+                         SLOT(loseConnection())) &&
+           m_bus.registerObject(applicationPath(), this, QDBusConnection::ExportAdaptors);
+}
+
+ApplicationService::Claim ApplicationService::claim(std::chrono::milliseconds limit)
+{
+    m_problem.clear();
+    if (!connectToBus())
+        return Claim::NoBus;
+    const QDBusMessage reply =
+        ask(busCall("RequestName") << applicationName() << kDoNotQueue, limit);
+    if (reply.type() != QDBusMessage::ReplyMessage) {
+        m_problem = reply.errorMessage();
+        return Claim::NoBus;
+    }
+    const uint code = reply.arguments().value(0).toUInt();
+    return code == kPrimaryOwner || code == kAlreadyOwner ? Claim::Primary : Claim::AnotherRuns;
+}
+
+QDBusMessage ApplicationService::ask(const QDBusMessage& message, std::chrono::milliseconds limit)
+{
+    return m_bus.call(message, QDBus::Block, static_cast<int>(limit.count()));
+}
+
+void ApplicationService::askFirst(const ApplicationCall& call)
+{
+    m_waiting.prepend(call);
+    if (m_hasBegun)
+        Q_EMIT callsWait();
+}
+
+void ApplicationService::begin()
+{
+    m_hasBegun = true;
+    Q_EMIT callsWait();
+}
+
+void ApplicationService::release()
+{
+    m_isEnding = true;
+    m_waiting.clear();
+    if (m_bus.isConnected())
+        m_bus.send(busCall("ReleaseName") << applicationName());
+}
+
+void ApplicationService::take(const QList<ApplicationCall>& calls, const QDBusMessage& message)
+{
+    // What the bus itself says of a name without owner.
+    if (m_isEnding)
+        return refuse(message, QDBusError::ServiceUnknown, QStringLiteral("the program ends"));
+    if (m_waiting.size() + calls.size() > kMostWaiting)
+        return refuse(message, QDBusError::LimitsExceeded, QStringLiteral("too many requests"));
+    // Told later, so that the answer does not wait until a window is built.
+    m_waiting += calls;
+    if (m_hasBegun)
+        Q_EMIT callsWait();
+}
+
+void ApplicationService::refuse(const QDBusMessage& message,
+                                QDBusError::ErrorType type,
+                                const QString& text)
+{
+    message.setDelayedReply(true);
+    m_bus.send(message.createErrorReply(type, text));
+}
+
+void ApplicationService::tellWaiting()
+{
+    while (!m_waiting.isEmpty())
+        tell(m_waiting.takeFirst());
+}
+
+void ApplicationService::tell(const ApplicationCall& call)
+{
+    switch (call.kind) {
+    case ApplicationCall::Kind::Activate:
+        Q_EMIT activated(call.token);
+        break;
+    case ApplicationCall::Kind::Open:
+        Q_EMIT urlOpened(call.text, call.token);
+        break;
+    case ApplicationCall::Kind::Action:
+        Q_EMIT actionRequested(call.text, call.token);
+        break;
+    }
+}
+
+void ApplicationService::loseConnection()
+{
+    Q_EMIT connectionLost();
+}
+
+} // namespace platform::dbus

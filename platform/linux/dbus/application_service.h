@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/application_requests.h"
+#include "platform/linux/dbus/application_call.h"
+#include "platform/linux/dbus/bus_address.h"
+
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QList>
+#include <QString>
+
+#include <chrono>
+#include <cstdint>
+
+namespace platform::dbus {
+
+/// The running instance of the program as the session bus sees it: whoever owns the name
+/// applicationName() is the one that runs, and is asked things there through
+/// org.freedesktop.Application.
+/// Main thread. Needs no application object until begin(), and no display.
+class ApplicationService final : public ApplicationRequests
+{
+    Q_OBJECT
+
+public:
+    enum class Claim : std::uint8_t {
+        Primary,     ///< This process is the one that runs, until release().
+        AnotherRuns, ///< Another process owns the name.
+        NoBus,       ///< There is no session bus, or it does not answer; see problem().
+    };
+
+    /// On the bus at `address`, with a connection of its own. Connects only when asked to claim.
+    explicit ApplicationService(QString address = sessionBusAddress());
+    ~ApplicationService() override;
+
+    /// Asks for the name; the object is there before, so that no call to the name is lost. May be
+    /// repeated. Waits for the bus's answer at most `limit`.
+    [[nodiscard]] Claim claim(std::chrono::milliseconds limit);
+
+    /// Why the last claim found no bus, as one phrase.
+    [[nodiscard]] const QString& problem() const { return m_problem; }
+
+    /// Sends `message` over the connection that claim() made and waits for its answer, at most
+    /// `limit`.
+    [[nodiscard]] QDBusMessage ask(const QDBusMessage& message, std::chrono::milliseconds limit);
+
+    /// Puts `call` before what others ask, as if it had come from outside.
+    void askFirst(const ApplicationCall& call);
+
+    /// From now on the signals tell what is asked, from the event loop; what has been asked before
+    /// comes first, in order. To be called when the signals are connected.
+    void begin();
+
+    /// Gives the name back, and refuses whatever is still asked so that the asker looks anew: the
+    /// next start becomes the one that runs. Does not wait. To be called first thing when the
+    /// program begins to end.
+    void release();
+
+    /// The address of the bus.
+    [[nodiscard]] const QString& address() const { return m_address; }
+
+    /// Takes what came with `message`, or refuses it while the program ends or when far too much
+    /// waits. For the adaptor.
+    void take(const QList<ApplicationCall>& calls, const QDBusMessage& message);
+
+    /// Answers `message` with an error. For the adaptor.
+    void refuse(const QDBusMessage& message, QDBusError::ErrorType type, const QString& text);
+
+Q_SIGNALS:
+    /// The session bus went away; nothing can be asked of this instance any more. Once.
+    void connectionLost();
+
+    /// Something waits to be told. For this class alone.
+    void callsWait();
+
+private Q_SLOTS:
+    void loseConnection();
+
+private:
+    [[nodiscard]] bool connectToBus();
+    void tellWaiting();
+    void tell(const ApplicationCall& call);
+
+    QString m_address;
+    QString m_connectionName;
+    QDBusConnection m_bus;
+    QString m_problem;
+    QList<ApplicationCall> m_waiting;
+    bool m_hasBegun = false;
+    bool m_isEnding = false;
+};
+
+} // namespace platform::dbus

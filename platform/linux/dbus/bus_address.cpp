@@ -1,0 +1,92 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/dbus/bus_address.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QFileInfo>
+#include <QList>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace platform::dbus {
+
+namespace {
+
+struct SocketName
+{
+    sockaddr_un address = {};
+    socklen_t length = 0;
+};
+
+std::optional<SocketName> socketName(const QByteArray& name, bool isAbstract)
+{
+    SocketName result;
+    result.address.sun_family = AF_UNIX;
+    const auto size = static_cast<std::size_t>(name.size());
+    const std::size_t start = isAbstract ? 1 : 0; // an abstract name begins with a zero byte
+    if (name.isEmpty() || start + size >= sizeof result.address.sun_path)
+        return std::nullopt;
+    std::memcpy(result.address.sun_path + start, name.constData(), size);
+    const std::size_t end = start + size + (isAbstract ? 0 : 1);
+    result.length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + end);
+    return result;
+}
+
+/// The socket of one address "transport:key=value,key=value", values percent-encoded.
+std::optional<SocketName> socketOf(const QByteArray& address)
+{
+    constexpr std::string_view kTransport = "unix:";
+    if (!address.startsWith(kTransport))
+        return std::nullopt;
+    for (const QByteArray& pair : address.mid(qsizetype(kTransport.size())).split(',')) {
+        const qsizetype equals = pair.indexOf('=');
+        const QByteArray key = pair.left(equals);
+        if (equals > 0 && (key == "path" || key == "abstract"))
+            return socketName(QByteArray::fromPercentEncoding(pair.mid(equals + 1)),
+                              key == "abstract");
+    }
+    return std::nullopt;
+}
+
+bool accepts(const QByteArray& address)
+{
+    const auto name = socketOf(address);
+    if (!name)
+        return false;
+    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (descriptor < 0)
+        return false;
+    const bool connected =
+        ::connect(descriptor, reinterpret_cast<const sockaddr*>(&name->address), name->length) == 0;
+    ::close(descriptor);
+    return connected;
+}
+
+} // namespace
+
+QString sessionBusAddress()
+{
+    const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
+    if (!address.isEmpty())
+        return address.startsWith(QLatin1StringView("autolaunch:")) ? QString() : address;
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    const QString socket = runtime + QLatin1StringView("/bus");
+    if (runtime.isEmpty() || !QFileInfo::exists(socket))
+        return {};
+    return QStringLiteral("unix:path=") +
+           QString::fromLatin1(QFile::encodeName(socket).toPercentEncoding("/"));
+}
+
+bool acceptsConnections(const QString& address)
+{
+    return std::ranges::any_of(address.toUtf8().split(';'), accepts);
+}
+
+} // namespace platform::dbus

@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+
+namespace platform::dbus {
+
+/// The address of the session bus as the environment gives it: DBUS_SESSION_BUS_ADDRESS, else the
+/// socket "bus" in XDG_RUNTIME_DIR. Empty when neither leads to one: a library would start a bus of
+/// its own then, which nobody else sees. Any thread.
+[[nodiscard]] QString sessionBusAddress();
+
+/// Whether somebody accepts connections at `address` (D-Bus Specification, "Server Addresses").
+/// Only transports over local sockets ("unix:path=", "unix:abstract=") are tried; false for all
+/// others. Does not block, says nothing to the bus. Any thread.
+[[nodiscard]] bool acceptsConnections(const QString& address);
+
+} // namespace platform::dbus

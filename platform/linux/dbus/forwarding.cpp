@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/dbus/forwarding.h"
+
+#include "platform/linux/dbus/application_service.h"
+
+#include <QDBusError>
+#include <QDeadlineTimer>
+
+#include <algorithm>
+
+namespace platform::dbus {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kTimeForTheBus(500); // to answer for itself when time is up
+
+milliseconds left(const QDeadlineTimer& deadline)
+{
+    return std::max(milliseconds(1), milliseconds(deadline.remainingTime()));
+}
+
+/// Whether the answer says that the owner of the name ended, or is about to, before it took the
+/// request. A time-out has the same error as an end without an answer.
+bool saysOwnerHasGone(const QDBusMessage& reply, const QDeadlineTimer& deadline)
+{
+    const QDBusError error(reply);
+    return error.type() == QDBusError::ServiceUnknown ||
+           error.name() == QLatin1StringView("org.freedesktop.DBus.Error.NameHasNoOwner") ||
+           (error.type() == QDBusError::NoReply && !deadline.hasExpired());
+}
+
+/// "the instance that runs (process 4711)"
+QString runningInstance(ApplicationService& service)
+{
+    const QDBusMessage question =
+        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                       QStringLiteral("/org/freedesktop/DBus"),
+                                       QStringLiteral("org.freedesktop.DBus"),
+                                       QStringLiteral("GetConnectionUnixProcessID"))
+        << applicationName();
+    const QDBusMessage reply = service.ask(question, kTimeForTheBus);
+    const QString text = QStringLiteral("the instance that runs");
+    if (reply.type() != QDBusMessage::ReplyMessage)
+        return text;
+    return text + QStringLiteral(" (process %1)").arg(reply.arguments().value(0).toUInt());
+}
+
+StartResult failure(ApplicationService& service, const QDBusMessage& reply)
+{
+    const bool hangs = QDBusError(reply).type() == QDBusError::NoReply;
+    return {.kind = StartResult::Kind::Failed,
+            .text = runningInstance(service) +
+                    (hangs ? QStringLiteral(" does not answer; end it and try again")
+                           : QStringLiteral(" refuses: ") + reply.errorMessage())};
+}
+
+StartResult becomeFirst(ApplicationService& service, const std::optional<ApplicationCall>& request)
+{
+    if (request && request->kind != ApplicationCall::Kind::Activate) {
+        ApplicationCall own = *request;
+        own.token = tokenIn(platformDataOfThisProcess());
+        service.askFirst(own);
+    }
+    return {.kind = StartResult::Kind::First, .text = {}};
+}
+
+} // namespace
+
+StartResult claimOrHandOver(ApplicationService& service,
+                            const std::optional<ApplicationCall>& request,
+                            milliseconds limit)
+{
+    const QDeadlineTimer deadline(limit);
+    for (;;) {
+        switch (service.claim(left(deadline))) {
+        case ApplicationService::Claim::Primary:
+            return becomeFirst(service, request);
+        case ApplicationService::Claim::NoBus:
+            return {.kind = StartResult::Kind::Alone, .text = service.problem()};
+        case ApplicationService::Claim::AnotherRuns:
+            break;
+        }
+        if (!request)
+            return {.kind = StartResult::Kind::HandedOver, .text = {}};
+        const QDBusMessage reply =
+            service.ask(messageFor(*request, platformDataOfThisProcess()), left(deadline));
+        if (reply.type() == QDBusMessage::ReplyMessage)
+            return {.kind = StartResult::Kind::HandedOver, .text = {}};
+        if (!saysOwnerHasGone(reply, deadline) || deadline.hasExpired())
+            return failure(service, reply);
+    }
+}
+
+} // namespace platform::dbus
