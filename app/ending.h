@@ -19,8 +19,8 @@ public:
     Ending(QObject* application, std::function<bool()> finishEnvironment);
 
     /// Stops tracking, then finishes the settings, the keyring and the save of the activity, some
-    /// seconds at most in all; tells on standard error what could not be finished. Once: later calls
-    /// do nothing.
+    /// seconds at most in all; tells on standard error what could not be finished. Once: later
+    /// calls do nothing.
     void finish();
 
     /// Does the same when the toolkit ends the process by itself, as it does when the display goes

@@ -93,24 +93,22 @@ int runApplication(LinuxEnvironment& environment, ApplicationService& requests)
                                  .mainQueue = mainQueue,
                                  .urlOpener = urlOpener,
                                  .activation = activation});
-    views::QmlWindowFactory windows({.dataStore = activity::DataStore::shared(),
-                                     .authService = AuthService::shared(),
-                                     .syncService = SyncService::shared(),
-                                     .trackingEngine = tracking::TrackingEngine::shared(),
-                                     .userDefaults = environment.facilities().userDefaults,
-                                     .loginItem = loginItem,
-                                     .clock = environment.facilities().clock,
-                                     .diagnostics = environment.facilities().diagnostics,
-                                     .mainQueue = mainQueue,
-                                     .urlOpener = urlOpener,
-                                     .activation = activation,
-                                     .windows = quillstep.windows(),
-                                     .menu = quillstep.menu(),
-                                     .setIsShowingLogin =
-                                         [&quillstep](bool value) {
-                                             quillstep.setIsShowingLogin(value);
-                                         },
-                                     .serviceUrl = fromView(platform::kServiceUrl)});
+    views::QmlWindowFactory windows(
+        {.dataStore = activity::DataStore::shared(),
+         .authService = AuthService::shared(),
+         .syncService = SyncService::shared(),
+         .trackingEngine = tracking::TrackingEngine::shared(),
+         .userDefaults = environment.facilities().userDefaults,
+         .loginItem = loginItem,
+         .clock = environment.facilities().clock,
+         .diagnostics = environment.facilities().diagnostics,
+         .mainQueue = mainQueue,
+         .urlOpener = urlOpener,
+         .activation = activation,
+         .windows = quillstep.windows(),
+         .menu = quillstep.menu(),
+         .setIsShowingLogin = [&quillstep](bool value) { quillstep.setIsShowingLogin(value); },
+         .serviceUrl = fromView(platform::kServiceUrl)});
     quillstep.windows().setFactory(&windows);
     platform::gui::SystemTrayItem statusItem;
     quillstep.showIn(statusItem);
@@ -207,8 +205,8 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     if (const QString limitation = desktop.limitation(); !limitation.isEmpty())
         complain(limitation);
 
-    auto* const ending = new app::Ending(
-        &application, [&desktop] { return desktop.finish(kTimeForTheKeyring); });
+    auto* const ending =
+        new app::Ending(&application, [&desktop] { return desktop.finish(kTimeForTheKeyring); });
     ending->finishAtSuddenExit(
         QStringLiteral("the connection to the display was closed; the session is over"));
     const int code = runApplication(desktop, requests);
