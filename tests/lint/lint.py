@@ -18,7 +18,7 @@ import sys
 
 # In two parts: other checkers would take the whole for this file's own lines.
 SPDX = tuple("SPDX-" + name for name in ("FileCopyrightText: ", "License-Identifier: "))
-WITH_SPDX = {".h", ".cpp", ".in", ".cmake", ".py", ".sh", ".qml", ".yaml", ".yml"}
+WITH_SPDX = {".h", ".cpp", ".in", ".cmake", ".py", ".sh", ".qml", ".svg", ".yaml", ".yml"}
 
 
 def source_files(root: pathlib.Path):
