@@ -29,7 +29,7 @@ packages() {
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev
         ;;
     run) echo "$desktop" lxqt-panel mousepad feh gnome-keyring scrot ;;
-    test) echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql ;;
+    test) echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 ;;
     fuzz) echo clang-19 libclang-rt-19-dev ;;

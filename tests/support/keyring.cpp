@@ -26,7 +26,7 @@ constexpr const char* kBusSettings = R"(<!DOCTYPE busconfig PUBLIC
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>session</type>
-  <listen>unix:dir=%1</listen>
+  <listen>unix:path=%1/bus</listen>
   <policy context="default">
     <allow send_destination="*" eavesdrop="true"/>
     <allow eavesdrop="true"/>

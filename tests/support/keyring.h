@@ -26,7 +26,7 @@ public:
 
     [[nodiscard]] static QStringList programs();
 
-    /// Starts the bus, without a keyring.
+    /// Starts the bus, without a keyring; after killBus() again, at the same address.
     [[nodiscard]] platform::Outcome startBus();
     void killBus();
 

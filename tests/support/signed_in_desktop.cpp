@@ -28,7 +28,7 @@ QStringList SignedInDesktop::programs()
     return HeadlessX11::programs() + Keyring::programs() + QStringList{QStringLiteral("xdotool")};
 }
 
-platform::Outcome SignedInDesktop::start()
+platform::Outcome SignedInDesktop::start(Account account)
 {
     if (const auto started = m_x11.start(); !started)
         return started;
@@ -36,7 +36,7 @@ platform::Outcome SignedInDesktop::start()
         return started;
     if (const auto started = m_keyring.startUnlocked(); !started)
         return started;
-    if (!m_keyring.storeSession("a token of an earlier run"))
+    if (account == Account::SignedIn && !m_keyring.storeSession("a token of an earlier run"))
         return platform::Error{QStringLiteral("the keyring does not keep the session")};
     return platform::success();
 }
@@ -56,6 +56,13 @@ QStringList SignedInDesktop::windowsTitled(const QString& title) const
                     QStringLiteral("--name"),
                     QLatin1Char('^') + title + QLatin1Char('$')},
                    environment());
+}
+
+QString SignedInDesktop::focusedTitle() const
+{
+    return linesOf({QStringLiteral("getactivewindow"), QStringLiteral("getwindowname")},
+                   environment())
+        .value(0);
 }
 
 platform::Outcome SignedInDesktop::startTracking(Agent& agent, const QStringList& arguments)

@@ -11,10 +11,17 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstdint>
+
 namespace support {
 
-/// A private X11 desktop with a session bus and a keyring that holds the session of an earlier run
-/// of the product: one that is started here tracks. Needs the programs in programs().
+enum class Account : std::uint8_t {
+    SignedIn, ///< the keyring holds the session of an earlier run of the product
+    SignedOut,
+};
+
+/// A private X11 desktop with a session bus and an unlocked keyring. The product tracks from its
+/// start when it is signed in. Needs the programs in programs().
 /// Main thread.
 class SignedInDesktop final
 {
@@ -22,7 +29,7 @@ public:
     [[nodiscard]] static QStringList programs();
 
     /// Blocks until all of it is there, for some seconds at most.
-    [[nodiscard]] platform::Outcome start();
+    [[nodiscard]] platform::Outcome start(Account account = Account::SignedIn);
 
     /// For programs on this desktop.
     [[nodiscard]] QProcessEnvironment environment() const;
@@ -35,6 +42,9 @@ public:
 
     /// The X windows on screen whose title is exactly `title`, as xdotool names them.
     [[nodiscard]] QStringList windowsTitled(const QString& title) const;
+
+    /// The title of the window that has the focus; empty when none has.
+    [[nodiscard]] QString focusedTitle() const;
 
     /// Starts `agent`, which tracks from then on, and closes the dashboard that it opens, so that
     /// the focus is back where it was. An error when the window does not come or go.

@@ -2,8 +2,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tests/support/required_programs.h"
+
 #include <QString>
 #include <QTemporaryDir>
+#include <QTest>
 
 namespace support {
 
@@ -32,3 +35,11 @@ private:
 };
 
 } // namespace support
+
+/// Ends the test where no small disk is to be had; in CI that is a failure.
+#define REQUIRE_SMALL_DISK(disk)                                                                   \
+    do {                                                                                           \
+        if (!(disk).isMounted() && !support::missingProgramsAreFailures())                         \
+            QSKIP("mounting a small disk needs root");                                             \
+        QVERIFY2((disk).isMounted(), qPrintable((disk).problem()));                                \
+    } while (false)

@@ -35,14 +35,6 @@ std::vector<Note> notesIn(const QByteArray& output)
     return notes;
 }
 
-/// Ends the test where no small disk is to be had; in CI that is a failure.
-#define REQUIRE_SMALL_DISK(disk)                                                                   \
-    do {                                                                                           \
-        if (!(disk).isMounted() && !support::missingProgramsAreFailures())                         \
-            QSKIP("mounting a small disk needs root");                                             \
-        QVERIFY2((disk).isMounted(), qPrintable((disk).problem()));                                \
-    } while (false)
-
 QString fileIn(const QString& support)
 {
     return activity::DataStore::filePathIn(support);

@@ -12,13 +12,13 @@ namespace views {
 /// What is to be said about synchronisation.
 struct SyncStatus
 {
-    enum class State {
+    enum class State : std::uint8_t {
         Syncing,
         Error,
         Active,
     };
 
-    enum class Colour {
+    enum class Colour : std::uint8_t {
         Orange,
         Red,
         Green,

@@ -10,7 +10,7 @@
 namespace views {
 
 /// Which records the dashboard looks at.
-enum class TimeRange {
+enum class TimeRange : std::uint8_t {
     Today,
     AllTime,
 };
