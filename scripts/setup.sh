@@ -26,7 +26,7 @@ packages() {
     build)
         echo build-essential cmake ninja-build pkg-config qt6-base-dev qt6-declarative-dev qt6-svg-dev libsimdjson-dev libglib2.0-dev \
             libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
-            libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev
+            libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev qt6-svg-dev
         ;;
     run) echo "$desktop" lxqt-panel mousepad feh gnome-keyring scrot ;;
     test) echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils ;;

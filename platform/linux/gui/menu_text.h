@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+
+namespace platform::gui {
+
+/// The text of a QAction with which a QMenu shows exactly `text`: no ampersand underlines the next
+/// letter. Control characters become spaces; a tab would begin a second column.
+[[nodiscard]] QString popupText(const QString& text);
+
+/// The text of a QAction whose QMenu is exported over com.canonical.dbusmenu, for hosts to show
+/// exactly `text`. There an underscore marks the access key and two stand for one; Qt makes the
+/// first ampersand such a mark and leaves all others. A text with an ampersand that is not its last
+/// character gets the ampersand as its access key; nothing else can be said through Qt.
+[[nodiscard]] QString dbusMenuText(const QString& text);
+
+} // namespace platform::gui

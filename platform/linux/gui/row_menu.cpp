@@ -1,0 +1,131 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/gui/row_menu.h"
+
+#include "platform/linux/gui/menu_text.h"
+
+#include <QAction>
+#include <QFont>
+#include <QKeySequence>
+
+#include <algorithm>
+#include <cstddef>
+
+namespace platform::gui {
+
+namespace {
+
+/// Whether a row can become another one without being a new one to the desktop. What a row does is
+/// part of it: a click on its way to one command must not meet another.
+bool hasSamePlace(const MenuRow& one, const MenuRow& other)
+{
+    return one.kind == other.kind && one.font == other.font && one.shortcut == other.shortcut &&
+           one.command == other.command;
+}
+
+QFont fontOf(MenuRow::Font meant, QFont font)
+{
+    constexpr int kHeadline = 13;
+    constexpr int kSubheadline = 11;
+    constexpr int kCaption = 10;
+    constexpr int kBody = 13;
+    switch (meant) {
+    case MenuRow::Font::Headline:
+        font.setPixelSize(kHeadline);
+        font.setBold(true);
+        break;
+    case MenuRow::Font::Subheadline:
+        font.setPixelSize(kSubheadline);
+        break;
+    case MenuRow::Font::Caption:
+        font.setPixelSize(kCaption);
+        break;
+    case MenuRow::Font::Body:
+        font.setPixelSize(kBody);
+        break;
+    }
+    return font;
+}
+
+} // namespace
+
+RowMenu::RowMenu(Reader reader)
+    : m_reader(reader)
+{
+}
+
+RowMenu::~RowMenu() = default;
+
+void RowMenu::setRows(const std::vector<MenuRow>& rows)
+{
+    // What the lists have in common at both ends stays; only the middle is made anew.
+    const auto head = static_cast<std::size_t>(
+        std::ranges::mismatch(m_rows, rows, hasSamePlace).in1 - m_rows.begin());
+    const std::size_t shorter = std::min(m_rows.size(), rows.size());
+    std::size_t tail = 0;
+    while (tail < shorter - head &&
+           hasSamePlace(m_rows[m_rows.size() - 1 - tail], rows[rows.size() - 1 - tail]))
+        ++tail;
+    const std::size_t oldEnd = m_rows.size() - tail;
+    const std::size_t newEnd = rows.size() - tail;
+
+    std::vector<QAction*> actions(m_actions.begin(),
+                                  m_actions.begin() + static_cast<std::ptrdiff_t>(head));
+    for (std::size_t i = head; i < oldEnd; ++i) {
+        m_menu.removeAction(m_actions[i]);
+        m_actions[i]->deleteLater(); // it may be what has just been chosen
+    }
+    QAction* const before = tail > 0 ? m_actions[oldEnd] : nullptr;
+    for (std::size_t i = head; i < newEnd; ++i)
+        actions.push_back(insertRow(rows[i], before));
+    actions.insert(
+        actions.end(), m_actions.begin() + static_cast<std::ptrdiff_t>(oldEnd), m_actions.end());
+    for (std::size_t i = 0; i < head; ++i)
+        updateRow(*actions[i], m_rows[i], rows[i]);
+    for (std::size_t i = 0; i < tail; ++i)
+        updateRow(*actions[newEnd + i], m_rows[oldEnd + i], rows[newEnd + i]);
+    m_actions = std::move(actions);
+    m_rows = rows;
+}
+
+// Complete before it gets into the menu: the desktop learns of it once.
+QAction* RowMenu::insertRow(const MenuRow& row, QAction* before)
+{
+    auto* const action = new QAction(&m_menu);
+    if (row.kind == MenuRow::Kind::Separator) {
+        action->setSeparator(true);
+    } else {
+        action->setText(written(row.text));
+        action->setFont(fontOf(row.font, m_menu.font()));
+        action->setEnabled(row.kind == MenuRow::Kind::Command && row.isEnabled);
+        action->setMenuRole(QAction::NoRole);
+    }
+    if (row.kind == MenuRow::Kind::Command) {
+        // Shown only: as a shortcut it would work in every window of the program.
+        action->setShortcut(QKeySequence(row.shortcut, QKeySequence::PortableText));
+        action->setShortcutContext(Qt::WidgetShortcut);
+        action->setShortcutVisibleInContextMenu(true);
+        connect(action, &QAction::triggered, this, [this, command = row.command] {
+            Q_EMIT picked(command);
+        });
+    }
+    m_menu.insertAction(before, action);
+    return action;
+}
+
+void RowMenu::updateRow(QAction& action, const MenuRow& from, const MenuRow& to) const
+{
+    if (to.kind == MenuRow::Kind::Separator)
+        return;
+    if (from.text != to.text)
+        action.setText(written(to.text));
+    if (to.kind == MenuRow::Kind::Command)
+        action.setEnabled(to.isEnabled);
+}
+
+QString RowMenu::written(const QString& text) const
+{
+    return m_reader == Reader::DBusMenu ? dbusMenuText(text) : popupText(text);
+}
+
+} // namespace platform::gui

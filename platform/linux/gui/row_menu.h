@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/menu_row.h"
+
+#include <QMenu>
+#include <QObject>
+#include <QString>
+
+#include <cstdint>
+#include <vector>
+
+class QAction;
+
+namespace platform::gui {
+
+/// A QMenu that shows rows. Main thread.
+class RowMenu final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Who draws the menu, and so how its texts are written down.
+    enum class Reader : std::uint8_t {
+        Popup,    ///< Qt, as a window
+        DBusMenu, ///< the desktop, over com.canonical.dbusmenu
+    };
+
+    explicit RowMenu(Reader reader);
+    ~RowMenu() override;
+
+    /// Shows `rows`. What is as before is not touched, not even by a signal to the desktop; where
+    /// only the text or the enabling of a row differs, it changes in place, also while open.
+    void setRows(const std::vector<MenuRow>& rows);
+
+    [[nodiscard]] QMenu& menu() { return m_menu; }
+
+Q_SIGNALS:
+    /// The user chose the row with this command. Comes from inside the menu: what it does must not
+    /// take the menu's rows away before it returns to the event loop.
+    void picked(int command);
+
+private:
+    QAction* insertRow(const MenuRow& row, QAction* before);
+    void updateRow(QAction& action, const MenuRow& from, const MenuRow& to) const;
+    [[nodiscard]] QString written(const QString& text) const;
+
+    Reader m_reader;
+    std::vector<MenuRow> m_rows;
+    std::vector<QAction*> m_actions; // of m_rows, owned by m_menu
+    QMenu m_menu;
+};
+
+} // namespace platform::gui

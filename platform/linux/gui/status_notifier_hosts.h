@@ -1,0 +1,47 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusServiceWatcher>
+#include <QObject>
+
+#include <memory>
+
+class QDBusPendingCallWatcher;
+
+namespace platform::gui {
+
+/// Whether somebody shows StatusNotifierItems: a watcher on the session bus that knows of a host.
+/// Never waits for the bus or for anybody on it. Main thread.
+class StatusNotifierHosts final : public QObject
+{
+    Q_OBJECT
+
+public:
+    StatusNotifierHosts();
+    ~StatusNotifierHosts() override;
+
+    /// Begins to ask and to watch. Without a session bus nothing happens.
+    void start();
+
+    [[nodiscard]] bool isThere() const { return m_isThere; }
+
+Q_SIGNALS:
+    void isThereChanged();
+
+private Q_SLOTS:
+    /// Asks anew; what was asked before no longer counts.
+    void ask();
+
+private:
+    void readAnswer();
+    void set(bool isThere);
+
+    QDBusConnection m_bus;
+    QDBusServiceWatcher m_owner;
+    std::unique_ptr<QDBusPendingCallWatcher> m_question;
+    bool m_isThere = false;
+};
+
+} // namespace platform::gui

@@ -1,0 +1,53 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/gui/row_menu.h"
+#include "platform/linux/gui/tray_host_watch.h"
+#include "platform/status_item.h"
+
+#include <QSystemTrayIcon>
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+namespace platform::gui {
+
+/// The status icon as a StatusNotifierItem or in an X11 tray, whichever the desktop shows. It is
+/// made when the desktop turns out to have a place for it, and comes back by itself when the panel
+/// is started anew.
+/// A StatusNotifierItem's menu is drawn by the desktop; a left click opens it as a window of our
+/// own, because most desktops then only say that there was one.
+/// Its name and title are QCoreApplication's application name: Qt has no way to give others.
+class SystemTrayItem final : public StatusItem
+{
+    Q_OBJECT
+
+public:
+    /// See TrayHostWatch. start() is called here; nothing appears before the event loop runs.
+    explicit SystemTrayItem(std::chrono::milliseconds xembedGrace = TrayHostWatch::kXEmbedGrace);
+    ~SystemTrayItem() override;
+
+    void setRows(const std::vector<MenuRow>& rows) override;
+
+Q_SIGNALS:
+    /// The icon has been made. Once.
+    void made(platform::gui::TrayHostWatch::Kind kind);
+
+private:
+    void make(TrayHostWatch::Kind kind);
+    [[nodiscard]] std::unique_ptr<RowMenu> makeMenu(RowMenu::Reader reader);
+    void openPopup();
+    void grabInput();
+    void releaseInput();
+
+    TrayHostWatch m_watch;
+    std::vector<MenuRow> m_rows;
+    std::unique_ptr<RowMenu> m_popup;
+    std::unique_ptr<RowMenu> m_exported; // of a StatusNotifierItem only
+    std::unique_ptr<QSystemTrayIcon> m_icon;
+    QTimer m_grabAgain;
+};
+
+} // namespace platform::gui
