@@ -29,9 +29,11 @@ packages() {
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev
         ;;
     run) echo "$desktop" mousepad feh gnome-keyring scrot ;;
-    test) echo "$desktop" gnome-keyring libsecret-tools openssl postgresql ;;
+    test)
+        echo "$desktop" gnome-keyring libsecret-tools openssl postgresql desktop-file-utils xdg-utils libglib2.0-bin
+        ;;
     bench) echo "$desktop" ;;
-    lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 ;;
+    lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;
     fuzz) echo clang-19 libclang-rt-19-dev ;;
     *) return 1 ;;
     esac
