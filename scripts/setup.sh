@@ -26,12 +26,15 @@ packages() {
     build)
         echo build-essential cmake ninja-build pkg-config qt6-base-dev qt6-declarative-dev qt6-svg-dev libsimdjson-dev libglib2.0-dev \
             libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
-            libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev qt6-svg-dev
+            libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev
         ;;
     run) echo "$desktop" lxqt-panel mousepad feh gnome-keyring scrot ;;
-    test) echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils ;;
+    test)
+        echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils xdg-utils \
+            libglib2.0-bin lxqt-panel xfce4-panel tint2 scrot
+        ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
-    lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 ;;
+    lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;
     fuzz) echo clang-19 libclang-rt-19-dev ;;
     *) return 1 ;;
     esac

@@ -8,6 +8,7 @@
 #include <QDeadlineTimer>
 
 #include <algorithm>
+#include <thread>
 
 namespace platform::dbus {
 
@@ -16,6 +17,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kTimeForTheBus(500); // to answer for itself when time is up
+constexpr milliseconds kBetweenAttempts(5);
 
 milliseconds left(const QDeadlineTimer& deadline)
 {
@@ -91,6 +93,7 @@ StartResult claimOrHandOver(ApplicationService& service,
             return {.kind = StartResult::Kind::HandedOver, .text = {}};
         if (!saysOwnerHasGone(reply, deadline) || deadline.hasExpired())
             return failure(service, reply);
+        std::this_thread::sleep_for(kBetweenAttempts);
     }
 }
 
