@@ -28,6 +28,7 @@
 #include <QApplication>
 #include <QFileInfo>
 #include <QLoggingCategory>
+#include <QProcessEnvironment>
 #include <QSessionManager>
 
 #include <array>
@@ -81,7 +82,11 @@ std::optional<ApplicationCall> requestIn(const CommandLine& commandLine)
 /// The application with everything that the desktop gives it, until it ends.
 int runApplication(LinuxEnvironment& environment, ApplicationService& requests)
 {
-    platform::xdg::AutostartLoginItem loginItem(LOGIN_ITEM);
+    using platform::xdg::AutostartLoginItem;
+    AutostartLoginItem loginItem(
+        AutostartLoginItem::Session::of(QProcessEnvironment::systemEnvironment()),
+        QCoreApplication::applicationFilePath(),
+        environment.facilities().atomicFiles);
     platform::qt::QtMainQueue mainQueue;
     platform::gui::DesktopUrlOpener urlOpener;
     platform::gui::WindowActivation activation;
@@ -165,7 +170,10 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     const StartResult start = claimOrHandOver(requests, requestIn(commandLine));
     if (start.kind == StartResult::Kind::HandedOver)
         return EXIT_SUCCESS;
-    if (!start.text.isEmpty())
+    if (start.kind == StartResult::Kind::Alone)
+        complain(start.text + QStringLiteral("; there will be no icon, and other programs cannot "
+                                             "reach this one"));
+    if (start.kind == StartResult::Kind::Failed)
         complain(start.text);
     if (start.kind == StartResult::Kind::Failed)
         return EXIT_FAILURE;
@@ -204,6 +212,16 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     });
     if (const QString limitation = desktop.limitation(); !limitation.isEmpty())
         complain(limitation);
+
+    // Another instance may record on another session bus, or be about to end.
+    platform::posix::InstanceLock lock(
+        QFileInfo(activity::DataStore::filePathIn(
+                      desktop.facilities().applicationSupport.value_or(QString())))
+            .path());
+    if (const auto locked = lock.acquire(kTimeForThePreviousInstance); !locked) {
+        complain(locked.error().text);
+        return EXIT_FAILURE;
+    }
 
     auto* const ending =
         new app::Ending(&application, [&desktop] { return desktop.finish(kTimeForTheKeyring); });

@@ -59,14 +59,14 @@ StartResult failure(ApplicationService& service, const QDBusMessage& reply)
                            : QStringLiteral(" refuses: ") + reply.errorMessage())};
 }
 
-StartResult becomeFirst(ApplicationService& service, const std::optional<ApplicationCall>& request)
+/// What this process was started for is its own to do.
+void keepOwn(ApplicationService& service, const std::optional<ApplicationCall>& request)
 {
-    if (request && request->kind != ApplicationCall::Kind::Activate) {
-        ApplicationCall own = *request;
-        own.token = tokenIn(platformDataOfThisProcess());
-        service.askFirst(own);
-    }
-    return {.kind = StartResult::Kind::First, .text = {}};
+    if (!request || request->kind == ApplicationCall::Kind::Activate)
+        return;
+    ApplicationCall own = *request;
+    own.token = tokenIn(platformDataOfThisProcess());
+    service.askFirst(own);
 }
 
 } // namespace
@@ -79,8 +79,10 @@ StartResult claimOrHandOver(ApplicationService& service,
     for (;;) {
         switch (service.claim(left(deadline))) {
         case ApplicationService::Claim::Primary:
-            return becomeFirst(service, request);
+            keepOwn(service, request);
+            return {.kind = StartResult::Kind::First, .text = {}};
         case ApplicationService::Claim::NoBus:
+            keepOwn(service, request);
             return {.kind = StartResult::Kind::Alone, .text = service.problem()};
         case ApplicationService::Claim::AnotherRuns:
             break;
