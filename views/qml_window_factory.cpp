@@ -68,7 +68,9 @@ void QmlWindowFactory::setUp()
     if (m_engine)
         return;
     qml_register_types_Quillstep_Views();
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    // Qt takes this once in the life of a process, and before its first window.
+    if (QQuickWindow::sceneGraphBackend() != QLatin1StringView("software"))
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     m_engine = std::make_unique<QQmlEngine>();
     m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
     m_engine->addImageProvider(QStringLiteral("symbol"), new SymbolImages);
