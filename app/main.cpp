@@ -185,7 +185,6 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     // That the display has gone is told in our own words.
     QLoggingCategory::setFilterRules(QStringLiteral("qt.qpa.xcb.warning=false"));
     QApplication application(argc, argv);
-    QGuiApplication::setApplicationDisplayName(QStringLiteral("Velomira Usage Monitor"));
     QGuiApplication::setDesktopFileName(fromView(platform::kBundleIdentifier));
     QGuiApplication::setQuitOnLastWindowClosed(false);
     const TerminationSignals signals;
