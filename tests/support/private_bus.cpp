@@ -18,7 +18,7 @@ constexpr const char* kSettings = R"(<!DOCTYPE busconfig PUBLIC
 <busconfig>
   <type>session</type>
   <listen>unix:path=%1/runtime/bus</listen>
-  <servicedir>%1/data/dbus-1/services</servicedir>
+  <servicedir>%1/share/dbus-1/services</servicedir>
   <policy context="default">
     <allow send_destination="*" eavesdrop="true"/>
     <allow eavesdrop="true"/>
@@ -39,7 +39,7 @@ struct Folder
 
 constexpr Folder kFolders[]{{"HOME", "."},
                             {"XDG_CONFIG_HOME", "config"},
-                            {"XDG_DATA_HOME", "data"},
+                            {"XDG_DATA_HOME", "share"},
                             {"XDG_CACHE_HOME", "cache"},
                             {"XDG_RUNTIME_DIR", "runtime"}};
 
@@ -112,7 +112,7 @@ QString PrivateBus::home() const
 
 QString PrivateBus::dataHome() const
 {
-    return m_home.filePath(QStringLiteral("data"));
+    return m_home.filePath(QStringLiteral("share"));
 }
 
 QProcessEnvironment PrivateBus::environment() const
@@ -125,7 +125,13 @@ QProcessEnvironment PrivateBus::environment() const
     for (const char* name :
          {"DISPLAY", "WAYLAND_DISPLAY", "XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"})
         environment.remove(QString::fromLatin1(name));
+    environment.insert(m_variables);
     return environment;
+}
+
+void PrivateBus::set(const char* variable, const QString& value)
+{
+    m_variables.insert(QString::fromLatin1(variable), value);
 }
 
 QString PrivateBus::call(const QString& name,

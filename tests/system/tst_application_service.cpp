@@ -8,7 +8,9 @@
 #include "tests/support/required_programs.h"
 
 #include <QDBusPendingCall>
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -452,6 +454,25 @@ private Q_SLOTS:
         QVERIFY2(second.lines().value(0).contains(text("refuses: No such object path")),
                  qPrintable(second.lines().join(u'\n')));
         QDBusConnection::disconnectFromBus(text("foreign"));
+    }
+
+    void theThreadOfTheBusTakesNoSignalOfTheProcess()
+    {
+        Start first(m_bus->environment());
+        QVERIFY(first.run());
+        QVERIFY(first.waitFor("first"));
+        QDir threads(text("/proc/%1/task").arg(first.pid()));
+        QCOMPARE(threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), 2);
+        for (const QString& thread : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            QFile file(threads.filePath(thread) + text("/status"));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QString status = QString::fromUtf8(file.readAll());
+            const quint64 blocked = status.section(text("SigBlk:\t"), 1)
+                                        .section(QLatin1Char('\n'), 0, 0)
+                                        .toULongLong(nullptr, 16);
+            const bool blocksTermination = (blocked & (1ULL << (SIGTERM - 1))) != 0;
+            QCOMPARE(blocksTermination, thread.toLongLong() != first.pid());
+        }
     }
 
     void withoutABusTheStartIsAloneAndSaysWhy()

@@ -5,6 +5,7 @@
 #include "platform/linux/dbus/application_adaptor.h"
 
 #include <atomic>
+#include <csignal>
 #include <utility>
 
 namespace platform::dbus {
@@ -34,12 +35,25 @@ QString newConnectionName()
     return QStringLiteral("application-%1").arg(++count);
 }
 
+/// A connection to be made. The first one starts Qt's thread for all of them, which must not take
+/// the signals that end the process: whoever wants them may not have blocked them yet.
+QDBusConnection unconnected(const QString& name)
+{
+    sigset_t all;
+    sigset_t previous;
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &previous);
+    QDBusConnection connection(name);
+    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    return connection;
+}
+
 } // namespace
 
 ApplicationService::ApplicationService(QString address)
     : m_address(std::move(address))
     , m_connectionName(newConnectionName())
-    , m_bus(m_connectionName)
+    , m_bus(unconnected(m_connectionName))
 {
     new ApplicationAdaptor(this); // owned by this
     connect(this,
@@ -119,10 +133,14 @@ void ApplicationService::release()
 void ApplicationService::take(const QList<ApplicationCall>& calls, const QDBusMessage& message)
 {
     // What the bus itself says of a name without owner.
-    if (m_isEnding)
-        return refuse(message, QDBusError::ServiceUnknown, QStringLiteral("the program ends"));
-    if (m_waiting.size() + calls.size() > kMostWaiting)
-        return refuse(message, QDBusError::LimitsExceeded, QStringLiteral("too many requests"));
+    if (m_isEnding) {
+        refuse(message, QDBusError::ServiceUnknown, QStringLiteral("the program ends"));
+        return;
+    }
+    if (m_waiting.size() + calls.size() > kMostWaiting) {
+        refuse(message, QDBusError::LimitsExceeded, QStringLiteral("too many requests"));
+        return;
+    }
     // Told later, so that the answer does not wait until a window is built.
     m_waiting += calls;
     if (m_hasBegun)
