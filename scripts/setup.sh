@@ -29,7 +29,7 @@ packages() {
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev qt6-svg-dev
         ;;
     run) echo "$desktop" mousepad feh gnome-keyring scrot ;;
-    test) echo "$desktop" gnome-keyring libsecret-tools openssl postgresql lxqt-panel xfce4-panel tint2 imagemagick ;;
+    test) echo "$desktop" gnome-keyring libsecret-tools openssl postgresql lxqt-panel xfce4-panel tint2 ;;
     bench) echo "$desktop" ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 ;;
     fuzz) echo clang-19 libclang-rt-19-dev ;;
