@@ -1,0 +1,90 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "account/auth_service.h"
+#include "activity/data_store.h"
+#include "app/shell/app_menu.h"
+#include "app/shell/window_router.h"
+#include "sync/sync_service.h"
+#include "tests/fakes/fake_app_activation.h"
+#include "tests/fakes/fake_environment.h"
+#include "tests/fakes/fake_login_item.h"
+#include "tests/fakes/fake_main_queue.h"
+#include "tests/fakes/fake_url_opener.h"
+#include "tests/support/activity_samples.h"
+#include "tracking/tracking_engine.h"
+#include "views/view_context.h"
+
+#include <QCoroTask>
+
+#include <optional>
+
+namespace support {
+
+/// Everything that a window needs, on fakes: nobody is signed in, nothing is stored.
+struct ViewBench
+{
+    /// Signs in as `user`, or as somebody without a record.
+    void signIn(const std::optional<QByteArray>& user = R"({"id":1,"name":"Ada Lovelace",)"
+                                                        R"("email":"ada@example.com"})")
+    {
+        const QByteArray record = user ? R"(,"user":)" + *user : QByteArray();
+        fake.httpClient.answer(platform::HttpResponse{
+            .status = 200, .body = R"({"success":true,"token":"T")" + record + "}"});
+        QCoro::waitFor(auth.login(QStringLiteral("ada@example.com"), QStringLiteral("secret")));
+    }
+
+    /// Stores a record of `seconds` at `time` (seconds since 2001).
+    void add(const char* app, double seconds, std::optional<const char*> url = {})
+    {
+        activity::ActivityLog log = samples::log(app, "a title", fake.clock.time);
+        log.duration = seconds;
+        if (url)
+            log.url = activity::SharedText(*url);
+        store.addLog(log);
+    }
+
+    fakes::FakeEnvironment fake;
+    fakes::FakeMainQueue mainQueue;
+    fakes::FakeUrlOpener urlOpener;
+    fakes::FakeAppActivation activation;
+    fakes::FakeLoginItem loginItem;
+    QString serviceUrl = QStringLiteral("https://service.example:8443");
+    activity::DataStore store{{.applicationSupport = QStringLiteral("/data"),
+                               .files = fake.atomicFiles,
+                               .diagnostics = fake.diagnostics}};
+    account::AuthService auth{{.serviceUrl = serviceUrl,
+                               .userDefaults = fake.userDefaults,
+                               .secretStore = fake.secretStore,
+                               .httpClient = fake.httpClient}};
+    syncing::SyncService sync{fake.facilities, serviceUrl, auth, store};
+    tracking::TrackingEngine tracking{fake.facilities, store};
+    shell::WindowRouter windows;
+    shell::AppMenu menu{{.windows = windows,
+                         .authService = auth,
+                         .syncService = sync,
+                         .trackingEngine = tracking,
+                         .activation = activation,
+                         .mainQueue = mainQueue}};
+    bool isShowingLogin = true;
+    views::ViewContext context{
+        .dataStore = store,
+        .authService = auth,
+        .syncService = sync,
+        .trackingEngine = tracking,
+        .userDefaults = fake.userDefaults,
+        .loginItem = loginItem,
+        .clock = fake.clock,
+        .diagnostics = fake.diagnostics,
+        .mainQueue = mainQueue,
+        .urlOpener = urlOpener,
+        .activation = activation,
+        .windows = windows,
+        .menu = menu,
+        .setIsShowingLogin = [this](bool value) { isShowingLogin = value; },
+        .serviceUrl = serviceUrl,
+    };
+};
+
+} // namespace support

@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/views/window_bench.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QGuiApplication>
+
+#include <algorithm>
+
+namespace support {
+
+namespace {
+
+WindowBench* current = nullptr;
+QtMessageHandler before = nullptr;
+
+void note(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    if (current && type != QtDebugMsg && type != QtInfoMsg)
+        current->warnings.append(text);
+    before(type, context, text);
+}
+
+} // namespace
+
+WindowBench::WindowBench()
+{
+    windows.setFactory(&factory);
+    // QQmlEngine::warnings() is sent to the message handler, too.
+    current = this;
+    before = qInstallMessageHandler(note);
+}
+
+WindowBench::~WindowBench()
+{
+    windows.closeAll();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    qInstallMessageHandler(before);
+    current = nullptr;
+}
+
+QQuickWindow* WindowBench::window(const QString& identifier)
+{
+    const QWindowList all = QGuiApplication::topLevelWindows();
+    const auto found = std::ranges::find_if(all, [&identifier](const QWindow* window) {
+        return window->objectName() == identifier && window->isVisible();
+    });
+    return found == all.end() ? nullptr : qobject_cast<QQuickWindow*>(*found);
+}
+
+QImage WindowBench::picture(const QString& identifier)
+{
+    QQuickWindow* const shown = window(identifier);
+    return shown ? shown->grabWindow() : QImage();
+}
+
+} // namespace support

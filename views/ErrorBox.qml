@@ -1,0 +1,43 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Layouts
+import Quillstep.Views
+
+Rectangle {
+    id: root
+
+    required property string message
+
+    Accessible.name: root.message
+    Accessible.role: Accessible.AlertMessage
+    color: Colors.withOpacity(Colors.red, 0.1)
+    implicitHeight: row.implicitHeight + 16
+    radius: 6
+
+    RowLayout {
+        id: row
+
+        anchors.left: parent.left
+        anchors.leftMargin: 12
+        anchors.right: parent.right
+        anchors.rightMargin: 12
+        anchors.verticalCenter: parent.verticalCenter
+        spacing: 8
+
+        Symbol {
+            color: Colors.red
+            name: "exclamationmark.triangle.fill"
+            size: Math.round(TextStyles.caption.pixelSize * 1.4)
+        }
+        StyledText {
+            Accessible.ignored: true
+            Layout.fillWidth: true
+            color: Colors.red
+            font: TextStyles.caption
+            maximumLineCount: 8
+            text: root.message
+            wrapMode: Text.Wrap
+        }
+    }
+}

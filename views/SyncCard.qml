@@ -1,0 +1,70 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Layouts
+import Quillstep.Views
+
+Card {
+    id: root
+
+    required property DashboardModel model
+
+    icon: "arrow.triangle.2.circlepath"
+    iconColor: Colors.velomiraBlue
+    title: qsTr("Sync Status")
+
+    RowLayout {
+        spacing: 8
+
+        StatusDot {
+            color: Colors.getSyncStatusColor(root.model.isSyncing, root.model.hasSyncError)
+        }
+        ColumnLayout {
+            Layout.fillWidth: true
+            spacing: 2
+
+            RowLayout {
+                spacing: 6
+
+                StyledText {
+                    Layout.fillWidth: !spinner.visible
+                    color: Colors.getSyncStatusColor(root.model.isSyncing, root.model.hasSyncError)
+                    font: root.model.isSyncing ? TextStyles.subheadline : TextStyles.subheadlineBold
+                    text: root.model.isSyncing ? qsTr("Syncing...") : root.model.hasSyncError ? qsTr("Sync Error") : qsTr("Active")
+                }
+                Spinner {
+                    id: spinner
+
+                    visible: root.model.isSyncing
+                }
+                Item {
+                    Layout.fillWidth: true
+                    visible: spinner.visible
+                }
+            }
+            StyledText {
+                Layout.fillWidth: true
+                color: Colors.velomiraGray2
+                font: TextStyles.caption
+                maximumLineCount: 3
+                text: root.model.hasSyncError ? root.model.syncError : root.model.lastSync
+                visible: text.length > 0
+                wrapMode: Text.Wrap
+            }
+        }
+        ActionButton {
+            description: qsTr("Sync Now")
+            enabled: root.model.isAuthenticated
+            foreground: Colors.velomiraBlue
+            ground: Colors.velomiraAccentBlue
+            implicitHeight: 32
+            implicitWidth: 32
+            padding: 0
+            showsText: false
+            symbol: "arrow.clockwise"
+            symbolSize: Math.round(TextStyles.body.pixelSize * 1.25)
+
+            onClicked: root.model.sync()
+        }
+    }
+}

@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Layouts
+import Quillstep.Views
+
+SettingsCard {
+    id: root
+
+    required property SettingsModel model
+
+    icon: "arrow.triangle.2.circlepath"
+    iconColor: Colors.velomiraOrange
+    title: qsTr("Synchronization")
+
+    RowLayout {
+        spacing: 8
+
+        StatusDot {
+            color: Colors.getSyncStatusColor(root.model.isSyncing, root.model.hasSyncError)
+        }
+        ColumnLayout {
+            spacing: 2
+
+            StyledText {
+                Layout.fillWidth: true
+                color: root.model.isSyncing ? Colors.velomiraOrange : root.model.hasSyncError ? Colors.red : Colors.velomiraBlue
+                font: TextStyles.subheadlineBold
+                text: root.model.isSyncing ? qsTr("Syncing...") : root.model.hasSyncError ? qsTr("Sync Error") : qsTr("Sync Active")
+            }
+            StyledText {
+                Layout.fillWidth: true
+                color: Colors.velomiraGray2
+                font: TextStyles.caption
+                maximumLineCount: 3
+                text: root.model.syncError
+                visible: root.model.hasSyncError
+                wrapMode: Text.Wrap
+            }
+        }
+    }
+    GridLayout {
+        Layout.bottomMargin: 12
+        Layout.topMargin: 12
+        columnSpacing: 10
+        columns: 2
+        rowSpacing: 12
+
+        StatBox {
+            icon: "clock"
+            title: qsTr("Last Sync")
+            value: root.model.lastSync
+        }
+        StatBox {
+            icon: "doc.text"
+            title: qsTr("Records (Last)")
+            value: root.model.lastRecordCount
+        }
+        StatBox {
+            icon: "chart.bar"
+            title: qsTr("Total Synced")
+            value: root.model.totalSynced
+        }
+        StatBox {
+            icon: "timer"
+            title: qsTr("Interval")
+            value: root.model.interval + qsTr(" min")
+        }
+    }
+    StyledText {
+        Layout.fillWidth: true
+        color: Colors.velomiraGray2
+        font: TextStyles.caption
+        text: qsTr("Sync Interval: ") + root.model.interval + qsTr(" minutes")
+    }
+    ValueSlider {
+        Layout.fillWidth: true
+        Layout.topMargin: -6
+        from: 1
+        label: qsTr("Sync Interval")
+        stepSize: 1
+        to: 60
+        value: root.model.intervalSlider
+
+        onMoved: root.model.moveIntervalSlider(value)
+    }
+    ActionButton {
+        Layout.fillWidth: true
+        enabled: root.model.isAuthenticated && !root.model.isSyncing
+        symbol: "arrow.clockwise"
+        text: qsTr("Sync Now")
+        verticalPadding: 8
+
+        onClicked: root.model.sync()
+    }
+}

@@ -1,0 +1,47 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+class QFont;
+
+namespace views {
+
+/// How much larger than usual the desktop wants its text, seen from its font for programs: 1 for
+/// the sizes that desktops come with, 9 to 11 points.
+[[nodiscard]] double textScale(const QFont& font);
+
+/// What the windows take over from the desktop. Main thread.
+class DesktopStyle final : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(double textScale READ textScale NOTIFY fontChanged FINAL)
+    Q_PROPERTY(QString fontFamily READ fontFamily NOTIFY fontChanged FINAL)
+    Q_PROPERTY(QString fixedFontFamily READ fixedFontFamily NOTIFY fontChanged FINAL)
+    Q_PROPERTY(bool reducesMotion READ reducesMotion CONSTANT FINAL)
+    Q_PROPERTY(bool hasLogo READ hasLogo CONSTANT FINAL)
+
+public:
+    explicit DesktopStyle(QObject* parent = nullptr);
+
+    /// A dense screen is not in it: pixels are device-independent.
+    [[nodiscard]] double textScale() const;
+    [[nodiscard]] QString fontFamily() const;
+    [[nodiscard]] QString fixedFontFamily() const;
+
+    /// True when nothing is to move for show. Qt 6.4 does not know what the desktop says about it,
+    /// so the user says it with QUILLSTEP_REDUCED_MOTION=1 in the environment.
+    [[nodiscard]] bool reducesMotion() const;
+
+    /// Whether the program was built with the logo.
+    [[nodiscard]] bool hasLogo() const;
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+Q_SIGNALS:
+    void fontChanged();
+};
+
+} // namespace views

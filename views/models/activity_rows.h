@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/duration_text.h"
+#include "views/models/aggregated_item.h"
+
+#include <QAbstractListModel>
+
+#include <vector>
+
+namespace views {
+
+/// The rows of an activity card, the largest first. Main thread.
+class ActivityRows final : public QAbstractListModel
+{
+    Q_OBJECT
+    Q_PROPERTY(int count READ count NOTIFY itemsChanged FINAL)
+    Q_PROPERTY(double maxDuration READ maxDuration NOTIFY itemsChanged FINAL)
+
+public:
+    enum Role {
+        NameRole = Qt::UserRole,
+        DurationRole,
+        DurationTextRole,
+    };
+
+    explicit ActivityRows(QObject* parent);
+
+    /// Replaces the content. Rows that stay keep their place on screen.
+    void setItems(std::vector<AggregatedItem> items);
+
+    [[nodiscard]] const std::vector<AggregatedItem>& items() const { return m_items; }
+
+    [[nodiscard]] int count() const { return static_cast<int>(m_items.size()); }
+
+    /// The first row's, in seconds; 1 without rows.
+    [[nodiscard]] double maxDuration() const;
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
+
+    /// See views::barWidth().
+    Q_INVOKABLE [[nodiscard]] static double
+    barWidth(double available, double duration, double maxDuration);
+
+Q_SIGNALS:
+    void itemsChanged();
+
+private:
+    std::vector<AggregatedItem> m_items;
+    platform::DurationText m_durationText;
+};
+
+} // namespace views

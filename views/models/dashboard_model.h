@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/relative_time_text.h"
+#include "views/models/activity_rows.h"
+#include "views/models/sync_status.h"
+#include "views/models/time_range.h"
+#include "views/view_context.h"
+
+#include <QObject>
+#include <QStringList>
+#include <QTimeZone>
+
+namespace views {
+
+/// What the dashboard shows and what its controls do.
+///
+/// The totals are added up anew when the window comes on screen, when the range changes, and when
+/// activities come or go: the latter at most once a second. While the window is hidden nothing is
+/// computed and nothing is told. Main thread; the context must outlive it.
+class DashboardModel final : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(bool isAuthenticated READ isAuthenticated NOTIFY changed FINAL)
+    Q_PROPERTY(QString initials READ initials NOTIFY changed FINAL)
+    Q_PROPERTY(QString displayName READ displayName NOTIFY changed FINAL)
+    Q_PROPERTY(bool isSyncing READ isSyncing NOTIFY changed FINAL)
+    Q_PROPERTY(bool hasSyncError READ hasSyncError NOTIFY changed FINAL)
+    Q_PROPERTY(QString syncError READ syncError NOTIFY changed FINAL)
+    Q_PROPERTY(QString lastSync READ lastSync NOTIFY changed FINAL)
+    Q_PROPERTY(bool isTracking READ isTracking NOTIFY changed FINAL)
+    Q_PROPERTY(QList<QString> timeRanges READ timeRanges CONSTANT FINAL)
+    Q_PROPERTY(int timeRange READ timeRange WRITE setTimeRange NOTIFY timeRangeChanged FINAL)
+    Q_PROPERTY(views::ActivityRows* topApps READ topApps CONSTANT FINAL)
+    Q_PROPERTY(views::ActivityRows* topWebsites READ topWebsites CONSTANT FINAL)
+
+public:
+    explicit DashboardModel(const ViewContext& context,
+                            QTimeZone zone = QTimeZone::systemTimeZone());
+
+    [[nodiscard]] bool isAuthenticated() const;
+    [[nodiscard]] QString initials() const;
+    [[nodiscard]] QString displayName() const;
+
+    [[nodiscard]] bool isSyncing() const;
+    [[nodiscard]] bool hasSyncError() const;
+    [[nodiscard]] QString syncError() const;
+    /// "Last: 5 min. ago"; empty before the first upload and while something else is to be said.
+    [[nodiscard]] QString lastSync() const;
+
+    [[nodiscard]] bool isTracking() const;
+
+    /// The names of the ranges; `timeRange` is a position in this list.
+    [[nodiscard]] QStringList timeRanges() const;
+    [[nodiscard]] int timeRange() const;
+    void setTimeRange(int position);
+
+    [[nodiscard]] ActivityRows* topApps() { return &m_topApps; }
+
+    [[nodiscard]] ActivityRows* topWebsites() { return &m_topWebsites; }
+
+    /// Whether somebody can see it; not until this has been said.
+    void setVisible(bool visible);
+
+    Q_INVOKABLE void logout();
+    Q_INVOKABLE void openLogin();
+    Q_INVOKABLE void openSettings();
+    Q_INVOKABLE void sync();
+    Q_INVOKABLE void toggleTracking();
+
+Q_SIGNALS:
+    /// Something that is observed has changed.
+    void changed();
+    void timeRangeChanged();
+
+private:
+    void redraw();
+    void activitiesChanged();
+    void beginPause();
+    void pauseEnded();
+    void addUp();
+    [[nodiscard]] SyncStatus status() const;
+
+    ViewContext m_to;
+    QTimeZone m_zone;
+    platform::RelativeTimeText m_relativeTimeText;
+    TimeRange m_timeRange = TimeRange::Today;
+    ActivityRows m_topApps{nullptr};
+    ActivityRows m_topWebsites{nullptr};
+    bool m_isVisible = false;
+    bool m_isPausing = false;  // the last change of the activities was less than a second ago
+    bool m_isOutdated = false; // they have changed since
+};
+
+} // namespace views

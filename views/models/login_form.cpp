@@ -1,0 +1,156 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "views/models/login_form.h"
+
+#include "account/auth_service.h"
+#include "app/shell/service_startup.h"
+#include "platform/app_activation.h"
+#include "platform/main_queue.h"
+#include "platform/url_opener.h"
+#include "views/models/service_web_site.h"
+
+#include <utility>
+
+namespace views {
+
+namespace {
+
+using platform::ActivationPolicy;
+
+const QString kRefused = QStringLiteral("Invalid email or password. Please try again.");
+
+/// Leaves nothing of `secret` in this copy's memory.
+void forget(QString& secret)
+{
+    secret.fill(u'\0');
+    secret.clear();
+}
+
+} // namespace
+
+std::shared_ptr<LoginForm> LoginForm::create(const ViewContext& context, Actions actions)
+{
+    return std::shared_ptr<LoginForm>(new LoginForm(context, std::move(actions)));
+}
+
+LoginForm::LoginForm(const ViewContext& context, Actions actions)
+    : m_to(context)
+    , m_actions(std::move(actions))
+{
+}
+
+LoginForm::~LoginForm()
+{
+    forget(m_password);
+}
+
+void LoginForm::setEmail(const QString& text)
+{
+    if (text == m_email)
+        return;
+    m_email = text;
+    Q_EMIT emailChanged();
+    Q_EMIT canSubmitChanged();
+}
+
+void LoginForm::setPassword(const QString& text)
+{
+    if (text == m_password)
+        return;
+    forget(m_password);
+    m_password = text;
+    Q_EMIT passwordChanged();
+    Q_EMIT canSubmitChanged();
+}
+
+bool LoginForm::canSubmit() const
+{
+    return !m_email.isEmpty() && !m_password.isEmpty() && !m_isLoading;
+}
+
+void LoginForm::setFocusedField(Field field)
+{
+    if (std::exchange(m_focusedField, field) != field)
+        Q_EMIT focusedFieldChanged();
+}
+
+QString LoginForm::serviceHost() const
+{
+    return views::serviceHost(m_to.serviceUrl);
+}
+
+void LoginForm::appeared()
+{
+    m_to.mainQueue.async([&activation = m_to.activation, weak = weak_from_this()] {
+        activation.setActivationPolicy(ActivationPolicy::Regular);
+        activation.activateIgnoringOtherApps();
+        const auto self = weak.lock();
+        if (!self)
+            return;
+        self->m_actions.focusWindow();
+        self->setFocusedField(Field::Email);
+    });
+}
+
+void LoginForm::disappeared()
+{
+    setPassword({});
+    m_to.mainQueue.async([&activation = m_to.activation] {
+        activation.setActivationPolicy(ActivationPolicy::Accessory);
+    });
+}
+
+void LoginForm::submitEmail()
+{
+    setFocusedField(Field::Password);
+}
+
+void LoginForm::performLogin()
+{
+    if (!canSubmit())
+        return;
+    setErrorMessage({});
+    login(shared_from_this());
+}
+
+QCoro::Task<> LoginForm::login(std::shared_ptr<LoginForm> self)
+{
+    self->setIsLoading(true);
+    // The form may be gone from the screen when the answer comes; `self` is not.
+    const bool succeeded = co_await self->m_to.authService.login(self->m_email, self->m_password);
+    self->setIsLoading(false);
+    self->finish(succeeded);
+}
+
+void LoginForm::finish(bool succeeded)
+{
+    if (!succeeded) {
+        setErrorMessage(m_to.authService.lastError().value_or(kRefused));
+        return;
+    }
+    shell::startServices(m_to.syncService, m_to.trackingEngine);
+    m_actions.dismiss();
+    m_actions.onLoginSuccess();
+}
+
+void LoginForm::openWebSite()
+{
+    m_to.urlOpener.open(serviceWebSite(m_to.serviceUrl));
+}
+
+void LoginForm::setErrorMessage(const QString& text)
+{
+    if (text == m_errorMessage)
+        return;
+    m_errorMessage = text;
+    Q_EMIT errorMessageChanged();
+}
+
+void LoginForm::setIsLoading(bool value)
+{
+    m_isLoading = value;
+    Q_EMIT isLoadingChanged();
+    Q_EMIT canSubmitChanged();
+}
+
+} // namespace views

@@ -1,0 +1,26 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "views/view_context.h"
+
+namespace views {
+
+/// The windows around the login form: what follows a successful sign-in.
+/// Main thread; what the context refers to must outlive it.
+class LoginViewWrapper final
+{
+public:
+    explicit LoginViewWrapper(const ViewContext& context)
+        : m_to(context)
+    {
+    }
+
+    /// Starts the services anew, closes the login window and opens the dashboard a moment later.
+    void loginSucceeded() const;
+
+private:
+    ViewContext m_to;
+};
+
+} // namespace views

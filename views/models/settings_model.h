@@ -1,0 +1,94 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/relative_time_text.h"
+#include "views/models/sync_status.h"
+#include "views/view_context.h"
+
+#include <QObject>
+#include <QString>
+
+namespace views {
+
+/// What the settings window shows and what its controls do.
+///
+/// The counters are not observed: they are read when something that is observed changes.
+/// Main thread; what the context refers to must outlive it.
+class SettingsModel final : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(bool isAuthenticated READ isAuthenticated NOTIFY changed FINAL)
+    Q_PROPERTY(QString initials READ initials NOTIFY changed FINAL)
+    Q_PROPERTY(QString accountName READ accountName NOTIFY changed FINAL)
+    Q_PROPERTY(QString accountEmail READ accountEmail NOTIFY changed FINAL)
+    Q_PROPERTY(bool isSyncing READ isSyncing NOTIFY changed FINAL)
+    Q_PROPERTY(bool hasSyncError READ hasSyncError NOTIFY changed FINAL)
+    Q_PROPERTY(QString syncError READ syncError NOTIFY changed FINAL)
+    Q_PROPERTY(QString lastSync READ formatLastSync NOTIFY changed FINAL)
+    Q_PROPERTY(QString lastRecordCount READ lastRecordCount NOTIFY changed FINAL)
+    Q_PROPERTY(QString totalSynced READ totalSynced NOTIFY changed FINAL)
+    Q_PROPERTY(QString interval READ interval NOTIFY changed FINAL)
+    Q_PROPERTY(double intervalSlider READ intervalSlider NOTIFY changed FINAL)
+    Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE changeLaunchAtLogin NOTIFY
+                   launchAtLoginChanged FINAL)
+    Q_PROPERTY(QString serviceHost READ serviceHost CONSTANT FINAL)
+
+public:
+    explicit SettingsModel(const ViewContext& context);
+
+    [[nodiscard]] bool isAuthenticated() const;
+    [[nodiscard]] QString initials() const;
+    /// What the user is called; "Logged In" without a user record.
+    [[nodiscard]] QString accountName() const;
+    /// Empty when the record has none.
+    [[nodiscard]] QString accountEmail() const;
+
+    [[nodiscard]] bool isSyncing() const;
+    [[nodiscard]] bool hasSyncError() const;
+    [[nodiscard]] QString syncError() const;
+
+    /// When the last upload was, seen from now; "Never" before the first.
+    [[nodiscard]] QString formatLastSync() const;
+    [[nodiscard]] QString lastRecordCount() const;
+    [[nodiscard]] QString totalSynced() const;
+
+    /// In minutes; 5 until the user has chosen.
+    [[nodiscard]] qint64 syncInterval() const;
+    /// The same in decimal digits, and as a position of the slider.
+    [[nodiscard]] QString interval() const;
+    [[nodiscard]] double intervalSlider() const;
+
+    [[nodiscard]] bool launchAtLogin() const { return m_launchAtLogin; }
+
+    /// Shows `enabled` in the switch and has it come true. When the desktop refuses, the switch
+    /// goes back to what is so, and a line of the diagnostics says why.
+    void changeLaunchAtLogin(bool enabled);
+
+    [[nodiscard]] QString serviceHost() const;
+
+    /// Stores the position of the slider as the interval, its fraction cut off. The running timer
+    /// keeps its interval until it is set up anew.
+    Q_INVOKABLE void moveIntervalSlider(double position);
+
+    Q_INVOKABLE void logout();
+    Q_INVOKABLE void openLogin();
+    Q_INVOKABLE void sync();
+    Q_INVOKABLE void openWebSite();
+
+Q_SIGNALS:
+    /// Something that is observed has changed.
+    void changed();
+    void launchAtLoginChanged();
+
+private:
+    void setLaunchAtLogin(bool enabled);
+    [[nodiscard]] QString counter(const QString& key) const;
+    [[nodiscard]] SyncStatus status() const;
+
+    ViewContext m_to;
+    platform::RelativeTimeText m_relativeTimeText;
+    bool m_launchAtLogin;
+};
+
+} // namespace views

@@ -1,0 +1,49 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "app/shell/window_factory.h"
+#include "views/view_context.h"
+
+#include <QPointer>
+
+#include <memory>
+#include <vector>
+
+class QQmlEngine;
+
+namespace views {
+
+class WindowView;
+
+/// Makes the windows in Qt Quick. What Qt needs for them is not set up before the first one is
+/// asked for, and stays then. They are drawn by the processor: three windows of text and bars need
+/// no graphics card, and a third of the memory.
+/// Main thread; after QGuiApplication is made, and gone before it is.
+class QmlWindowFactory final : public shell::WindowFactory
+{
+public:
+    explicit QmlWindowFactory(const ViewContext& context);
+    /// Takes the windows along that have been closed and not yet gone.
+    ~QmlWindowFactory() override;
+    QmlWindowFactory(const QmlWindowFactory&) = delete;
+    QmlWindowFactory& operator=(const QmlWindowFactory&) = delete;
+
+    [[nodiscard]] std::unique_ptr<shell::ShellWindow> create(const shell::Scene& scene,
+                                                             std::function<void()> closed) override;
+
+    /// Null before the first window.
+    [[nodiscard]] QQmlEngine* engine() const { return m_engine.get(); }
+
+private:
+    void setUp();
+    void showDashboard(WindowView& view, const QSize& size) const;
+    void showLogin(WindowView& view) const;
+    void showSettings(WindowView& view) const;
+
+    ViewContext m_context;
+    std::unique_ptr<QQmlEngine> m_engine;
+    std::vector<QPointer<WindowView>> m_views;
+};
+
+} // namespace views

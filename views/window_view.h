@@ -1,0 +1,64 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QQuickView>
+#include <QSize>
+#include <QString>
+#include <QUrl>
+#include <QVariantMap>
+
+#include <memory>
+
+namespace views {
+
+/// A window with one view in it. Main thread.
+class WindowView final : public QQuickView
+{
+    Q_OBJECT
+
+public:
+    struct Content
+    {
+        /// Of the QML file.
+        QUrl source;
+        /// What the view requires: each value is an object, which must live as long as the view.
+        QVariantMap properties;
+        /// The smallest size, and the first one, of a window that the user may resize; empty for
+        /// one that is as large as its view.
+        QSize resizableFrom;
+    };
+
+    explicit WindowView(QQmlEngine& engine);
+    ~WindowView() override;
+    WindowView(const WindowView&) = delete;
+    WindowView& operator=(const WindowView&) = delete;
+
+    void load(const Content& content);
+
+    /// Keeps `object` at least as long as the view.
+    void keep(std::shared_ptr<QObject> object) { m_kept = std::move(object); }
+
+    /// True while somebody could see it.
+    [[nodiscard]] bool isOnScreen() const;
+
+Q_SIGNALS:
+    /// Before the first frame that shows it, and when it is out of sight.
+    void onScreenChanged(bool onScreen);
+
+    /// The user has closed it.
+    void closed();
+
+protected:
+    bool event(QEvent* event) override;
+    void exposeEvent(QExposeEvent* event) override;
+
+private:
+    void fitToView();
+    void noteOnScreen();
+
+    std::shared_ptr<QObject> m_kept;
+    bool m_wasOnScreen = false;
+};
+
+} // namespace views
