@@ -21,6 +21,7 @@
 #include "platform/linux/posix/termination_signals.h"
 #include "platform/linux/qt/qt_main_queue.h"
 #include "platform/linux/xdg/autostart_login_item.h"
+#include "platform/user_locale.h"
 #include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"
 #include "views/qml_window_factory.h"
