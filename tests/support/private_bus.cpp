@@ -5,6 +5,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <csignal>
+
 namespace support {
 
 namespace {
@@ -49,6 +51,8 @@ PrivateBus::PrivateBus() = default;
 
 PrivateBus::~PrivateBus()
 {
+    if (m_bus.isRunning())
+        resume();
     // A bus that ends in its own time ends what it started; so do the programs that lose it.
     m_bus.stop();
 }
@@ -98,6 +102,16 @@ platform::Outcome PrivateBus::start()
 void PrivateBus::kill()
 {
     m_bus.kill();
+}
+
+void PrivateBus::pause()
+{
+    ::kill(static_cast<pid_t>(m_bus.pid()), SIGSTOP);
+}
+
+void PrivateBus::resume()
+{
+    ::kill(static_cast<pid_t>(m_bus.pid()), SIGCONT);
 }
 
 QString PrivateBus::address() const

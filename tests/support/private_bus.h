@@ -33,6 +33,10 @@ public:
     /// Ends the bus at once.
     void kill();
 
+    /// Makes the bus hang and go on.
+    void pause();
+    void resume();
+
     [[nodiscard]] QString address() const;
     [[nodiscard]] QString home() const;
 

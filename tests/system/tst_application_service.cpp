@@ -500,6 +500,22 @@ private Q_SLOTS:
         QVERIFY(start.waitFor("first"));
     }
 
+    void aBusThatHangsCostsTheLimit()
+    {
+        m_bus->pause();
+        QElapsedTimer timer;
+        timer.start();
+        Start start(m_bus->environment());
+        QVERIFY(start.run());
+        QCOMPARE(start.waitForEnd(), 1);
+        const qint64 elapsed = timer.elapsed();
+        QVERIFY2(elapsed >= 2900 && elapsed < 4000, qPrintable(QString::number(elapsed)));
+        QCOMPARE(start.lines(), QStringList(text("Quillstep: the session bus does not answer")));
+        m_bus->resume();
+        QVERIFY(start.run());
+        QVERIFY(start.waitFor("first"));
+    }
+
     void aBusThatIsKilledAndComesBackIsNoticed()
     {
         Start first(m_bus->environment());

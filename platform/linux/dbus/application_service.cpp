@@ -68,7 +68,7 @@ ApplicationService::~ApplicationService()
     QDBusConnection::disconnectFromBus(m_connectionName);
 }
 
-bool ApplicationService::connectToBus()
+bool ApplicationService::connectToBus(std::chrono::milliseconds limit)
 {
     if (m_address.isEmpty()) {
         m_problem = QStringLiteral("there is no session bus");
@@ -76,6 +76,10 @@ bool ApplicationService::connectToBus()
     }
     if (m_bus.isConnected())
         return true;
+    if (isSilent(m_address, limit)) {
+        m_problem = QStringLiteral("the session bus does not answer");
+        return false;
+    }
     QDBusConnection::disconnectFromBus(m_connectionName);
     m_bus = QDBusConnection::connectToBus(m_address, m_connectionName);
     m_problem = m_bus.lastError().message();
@@ -92,7 +96,7 @@ bool ApplicationService::connectToBus()
 ApplicationService::Claim ApplicationService::claim(std::chrono::milliseconds limit)
 {
     m_problem.clear();
-    if (!connectToBus())
+    if (!connectToBus(limit))
         return Claim::NoBus;
     const QDBusMessage reply =
         ask(busCall("RequestName") << applicationName() << kDoNotQueue, limit);

@@ -81,7 +81,7 @@ Q_SIGNALS:
 
 private:
     Q_SLOT void loseConnection();
-    [[nodiscard]] bool connectToBus();
+    [[nodiscard]] bool connectToBus(std::chrono::milliseconds limit);
     void tellWaiting();
     void tell(const ApplicationCall& call);
 
