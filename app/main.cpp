@@ -169,7 +169,9 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     TerminationSignals::block(); // before anything starts threads
     ApplicationService requests;
     const StartResult start = claimOrHandOver(requests, requestIn(commandLine));
-    if (start.kind == StartResult::Kind::HandedOver)
+    const bool isToQuit = commandLine.action == QLatin1StringView("quit");
+    if (start.kind == StartResult::Kind::HandedOver ||
+        (start.kind == StartResult::Kind::First && isToQuit))
         return EXIT_SUCCESS;
     if (start.kind == StartResult::Kind::Alone)
         complain(start.text + QStringLiteral("; there will be no icon, and other programs cannot "
