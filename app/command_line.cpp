@@ -35,7 +35,7 @@ public:
                                      QStringLiteral("[address]"));
         parser.addOptions({diagnose, signIn, signOut, action, serviceMode});
         help = {parser.addHelpOption(), parser.addVersionOption()};
-        isUnderstood = parser.parse(arguments);
+        parse(arguments);
     }
 
     [[nodiscard]] bool isHelpWanted() const
@@ -61,6 +61,9 @@ public:
     QList<QCommandLineOption> help;
     QCommandLineParser parser;
     bool isUnderstood = false;
+
+private:
+    void parse(const QStringList& arguments) { isUnderstood = parser.parse(arguments); }
 };
 
 /// Without what a session manager adds to a program that it starts again: "-session ID".

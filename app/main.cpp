@@ -21,6 +21,7 @@
 #include "platform/linux/posix/termination_signals.h"
 #include "platform/linux/qt/qt_main_queue.h"
 #include "platform/linux/xdg/autostart_login_item.h"
+#include "platform/user_locale.h"
 #include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"
 #include "views/qml_window_factory.h"
@@ -168,7 +169,9 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     TerminationSignals::block(); // before anything starts threads
     ApplicationService requests;
     const StartResult start = claimOrHandOver(requests, requestIn(commandLine));
-    if (start.kind == StartResult::Kind::HandedOver)
+    const bool isToQuit = commandLine.action == QLatin1StringView("quit");
+    if (start.kind == StartResult::Kind::HandedOver ||
+        (start.kind == StartResult::Kind::First && isToQuit))
         return EXIT_SUCCESS;
     if (start.kind == StartResult::Kind::Alone)
         complain(start.text + QStringLiteral("; there will be no icon, and other programs cannot "
@@ -185,7 +188,6 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     // That the display has gone is told in our own words.
     QLoggingCategory::setFilterRules(QStringLiteral("qt.qpa.xcb.warning=false"));
     QApplication application(argc, argv);
-    QGuiApplication::setApplicationDisplayName(QStringLiteral("Velomira Usage Monitor"));
     QGuiApplication::setDesktopFileName(fromView(platform::kBundleIdentifier));
     QGuiApplication::setQuitOnLastWindowClosed(false);
     const TerminationSignals signals;

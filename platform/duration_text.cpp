@@ -2,12 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "platform/duration_text.h"
 
-#include "platform/icu_values.h"
+#include "platform/icu_text.h"
 
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <unicode/locid.h>
 #include <unicode/measfmt.h>
 #include <unicode/measunit.h>
 #include <unicode/measure.h>
@@ -24,11 +25,11 @@ struct DurationText::Format
     icu::MeasureUnit second;
 };
 
-DurationText::DurationText(const QString& locale)
+DurationText::DurationText(const QByteArray& locale)
 {
     UErrorCode status = U_ZERO_ERROR;
     auto format = std::make_unique<Format>(
-        Format{.measures = {icuLocale(locale), UMEASFMT_WIDTH_NARROW, status},
+        Format{.measures = {icu::Locale(locale.constData()), UMEASFMT_WIDTH_NARROW, status},
                .hour = icu::MeasureUnit::getHour(),
                .minute = icu::MeasureUnit::getMinute(),
                .second = icu::MeasureUnit::getSecond()});

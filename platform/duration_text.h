@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 #include <memory>
@@ -13,9 +14,8 @@ namespace platform {
 class DurationText final
 {
 public:
-    /// `locale` as ICU names it ("de_DE"); empty for the language of the user's environment
-    /// (LC_ALL, LC_MESSAGES, LANG), which is English in the locale "C".
-    explicit DurationText(const QString& locale = {});
+    /// `locale` as ICU names it ("de_DE"), see userTimeLocale().
+    explicit DurationText(const QByteArray& locale);
     DurationText(const DurationText&) = delete;
     DurationText& operator=(const DurationText&) = delete;
     ~DurationText();

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/relative_time_text.h"
 
-#include "platform/icu_values.h"
+#include "platform/icu_text.h"
 
 #include <QDateTime>
 
@@ -10,6 +10,7 @@
 #include <array>
 #include <cmath>
 #include <unicode/calendar.h>
+#include <unicode/locid.h>
 #include <unicode/reldatefmt.h>
 #include <unicode/simpletz.h>
 #include <unicode/timezone.h>
@@ -65,10 +66,10 @@ struct RelativeTimeText::Format
     std::unique_ptr<const icu::Calendar> calendar;
 };
 
-RelativeTimeText::RelativeTimeText(const QString& locale)
+RelativeTimeText::RelativeTimeText(const QByteArray& locale)
 {
     UErrorCode status = U_ZERO_ERROR;
-    const icu::Locale chosen = icuLocale(locale);
+    const icu::Locale chosen = icu::Locale(locale.constData());
     auto format = std::make_unique<Format>(Format{
         .times = {chosen, nullptr, UDAT_STYLE_SHORT, UDISPCTX_CAPITALIZATION_NONE, status},
         .calendar =

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QTimeZone>
 
@@ -14,9 +15,8 @@ namespace platform {
 class RelativeTimeText final
 {
 public:
-    /// `locale` as ICU names it ("de_DE"); empty for the language of the user's environment
-    /// (LC_ALL, LC_MESSAGES, LANG), which is English in the locale "C".
-    explicit RelativeTimeText(const QString& locale = {});
+    /// `locale` as ICU names it ("de_DE"), see userTimeLocale().
+    explicit RelativeTimeText(const QByteArray& locale);
     RelativeTimeText(const RelativeTimeText&) = delete;
     RelativeTimeText& operator=(const RelativeTimeText&) = delete;
     ~RelativeTimeText();

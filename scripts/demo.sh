@@ -3,12 +3,13 @@
 # SPDX-License-Identifier: MIT
 # Usage: scripts/demo.sh QUILLSTEP SECONDS SCREENSHOTS
 #
-# For a private desktop: runs QUILLSTEP for SECONDS while a terminal, an editor and a picture viewer take
-# turns being in front with changing titles; saves screenshots into the folder SCREENSHOTS and ends with a
-# summary of what was recorded. With the folder of an account in QUILLSTEP_DEMO_ACCOUNT (see
-# scripts/local_service.sh) it signs in first, looks whether the session lasts and, after more than a minute,
-# whether everything arrived at the service. Fails if Quillstep does not end cleanly, recorded nothing, is not
-# signed in at the end or lost a second.
+# For a private desktop with a panel and a keyring: starts QUILLSTEP, signs in at its login window, and lets it
+# record for SECONDS while a terminal, an editor and a picture viewer take turns being in front with changing
+# titles. Saves screenshots of the windows and the menu into the folder SCREENSHOTS and ends with a summary of
+# what was recorded: whether the session lasts and, after more than a minute, whether everything arrived at the
+# service. The folder of the account is in QUILLSTEP_DEMO_ACCOUNT, the service's program in
+# QUILLSTEP_DEMO_SERVICE (see scripts/local_service.sh). Fails if Quillstep does not end cleanly, recorded
+# nothing, is not signed in at the end or lost a second.
 set -euo pipefail
 # shellcheck source=lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -91,17 +92,55 @@ session() { "$quillstep" --diagnose 2>>"$HOME/quillstep-errors.txt" | sed -n 's/
 # stored: what the service has of the account.
 stored() { "$QUILLSTEP_DEMO_SERVICE" --database "$account/service.sqlite" --summary; }
 
-account=${QUILLSTEP_DEMO_ACCOUNT:-}
-if [ -n "$account" ]; then
-    step "Signing in as $(<"$account/email")"
-    "$quillstep" --sign-in "$(<"$account/email")" <"$account/password" || fail "could not sign in"
-    stored_before=$(stored)
-fi
+account=${QUILLSTEP_DEMO_ACCOUNT:?}
 
-step "Recording for $seconds s"
-started_at=$(date +%s.%N)
+has_titled() { xdotool search --onlyvisible --name "^$1\$" >/dev/null 2>&1; }
+is_gone() { ! has_titled "$1"; }
+has_focus() { [ "$(xdotool getactivewindow getwindowname 2>/dev/null)" = "$1" ]; }
+
+# shot NAME: a picture of the whole screen.
+shot() { scrot --overwrite "$screenshots/$1.png"; }
+
+# window_shot TITLE NAME: a picture of the window, when it has the focus and is drawn.
+window_shot() {
+    wait_until 20 has_focus "$1" || fail "the window \"$1\" did not come to the front"
+    sleep 0.5 # its first pictures, and the transitions in them
+    scrot --overwrite --focused "$screenshots/$2.png"
+}
+
+close_window() {
+    xdotool search --onlyvisible --name "^$1\$" windowquit
+    wait_until 10 is_gone "$1" || fail "the window \"$1\" did not close"
+}
+
+# What somebody sees who looks around: the two windows, and the menu by a click on the icon at the right end
+# of the panel.
+look_around() {
+    "$quillstep" velomira://dashboard
+    window_shot Dashboard dashboard
+    "$quillstep" --action settings
+    window_shot Settings settings
+    close_window Settings
+    close_window Dashboard
+    xdotool mousemove 1264 784 click 3
+    sleep 1 # the panel says nothing about its menu
+    shot menu
+    xdotool key Escape
+}
+
+step "Signing in as $(<"$account/email") at the login window"
+stored_before=$(stored)
 "$quillstep" >"$output" 2>"$HOME/quillstep-errors.txt" &
 agent=$!
+window_shot Login login
+xdotool type "$(<"$account/email")"
+xdotool key Return
+xdotool type "$(<"$account/password")"
+xdotool key Return
+wait_until 20 has_focus Dashboard || fail "the sign-in did not lead to the dashboard: $(tail -n3 "$HOME/quillstep-errors.txt")"
+close_window Dashboard
+
+step "Recording for $seconds s"
 end=$((SECONDS + seconds))
 middle=$((SECONDS + seconds / 2))
 turn=0
@@ -114,14 +153,14 @@ while [ "$SECONDS" -lt "$end" ]; do
     # The pace of the demonstration: two to four seconds each.
     sleep $((2 + turn % 3))
     if [ -n "$middle" ] && [ "$SECONDS" -ge "$middle" ]; then
-        scrot --overwrite "$screenshots/middle.png"
+        shot middle
+        look_around
         middle=
     fi
 done
-scrot --overwrite "$screenshots/end.png"
+shot end
 
 step "Ending Quillstep"
-ended_at=$(date +%s.%N)
 status=0
 kill "$agent" 2>/dev/null || true
 wait "$agent" || status=$?
@@ -131,26 +170,18 @@ if [ "$status" != 0 ]; then
     fail "Quillstep ended with exit code $status instead of 0"
 fi
 
-if [ -n "$account" ]; then
-    after_restart=$(session)
-    "$quillstep" --sign-out || fail "could not sign out"
-    after_sign_out=$(session)
-fi
+after_restart=$(session)
+"$quillstep" --sign-out || fail "could not sign out"
+after_sign_out=$(session)
 
 data="$XDG_DATA_HOME/Velomira Usage Monitor/activity_logs.json"
-if [ -n "$account" ]; then
-    "$root/scripts/summarise.py" "$data" # what has not been uploaded
+"$root/scripts/summarise.py" "$data" # what has not been uploaded
+echo "Account: $after_restart after a restart, $after_sign_out after signing out"
+if [ "$seconds" -gt 60 ]; then
+    "$root/scripts/compare_upload.py" "$output" "$data" "$stored_before" "$(stored)"
 else
-    "$root/scripts/summarise.py" "$data" --from "$started_at" --to "$ended_at"
+    echo "Uploaded: nothing yet; the first upload comes after a minute"
 fi
-if [ -n "$account" ]; then
-    echo "Account: $after_restart after a restart, $after_sign_out after signing out"
-    if [ "$seconds" -gt 60 ]; then
-        "$root/scripts/compare_upload.py" "$output" "$data" "$stored_before" "$(stored)"
-    else
-        echo "Uploaded: nothing yet; the first upload comes after a minute"
-    fi
-    [ "$after_restart, $after_sign_out" = "signed in, signed out" ] || fail "the session was not kept as it should"
-fi
+[ "$after_restart, $after_sign_out" = "signed in, signed out" ] || fail "the session was not kept as it should"
 echo "What Quillstep said: $output"
 echo "Screenshots: $screenshots"

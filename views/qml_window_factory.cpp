@@ -13,6 +13,7 @@
 #include "views/window_actions.h"
 #include "views/window_view.h"
 
+#include <QCoreApplication>
 #include <QQmlEngine>
 #include <QQuickWindow>
 
@@ -62,6 +63,9 @@ QmlWindowFactory::~QmlWindowFactory()
 {
     for (const auto& view : m_views)
         delete view.data();
+    m_engine.reset();
+    // What Qt Quick drew with is left to a turn of the event loop that may not come any more.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 void QmlWindowFactory::setUp()

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 #include <functional>
@@ -60,6 +61,8 @@ struct ViewContext
     std::function<void(bool)> setIsShowingLogin;
     /// Scheme, host and port of the service.
     QString serviceUrl;
+    /// The language of durations and relative times, as ICU names it.
+    QByteArray timeLocale{"en_US"};
 };
 
 } // namespace views

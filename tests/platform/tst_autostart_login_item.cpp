@@ -142,6 +142,10 @@ private Q_SLOTS:
         QVERIFY(!startsWith(execOf(u"./tool"_qs)));
         QVERIFY(!startsWith(execOf(u"bin/tool"_qs)));
         QVERIFY(!startsWith(execOf(u"sh"_qs)));
+        QVERIFY(startsWith(execOf(u"env tool"_qs)));
+        QVERIFY(startsWith(execOf(u"/usr/bin/env A=/b B= tool --option"_qs)));
+        QVERIFY(!startsWith(execOf(u"env A=b gone"_qs)));
+        QVERIFY(!startsWith(execOf(u"env"_qs)));
     }
 
     void entriesForOtherDesktopsDoNotCount()
@@ -302,6 +306,7 @@ private Q_SLOTS:
         QTest::newRow("backslashes") << u"a\\b \\n\\s\\\\"_qs;
         QTest::newRow("percent signs") << u"100%u %% %f"_qs;
         QTest::newRow("percent sign alone") << u"100%f%%"_qs;
+        QTest::newRow("percent and equals sign") << u"100%=1"_qs;
         QTest::newRow("shell") << u"$HOME `id` $(id);a&b|c>d<e*?#~[x]{y}!"_qs;
         QTest::newRow("line break and tab") << u" a\n\tb\r "_qs;
         QTest::newRow("equals sign and semicolon") << u"a=b;c"_qs;

@@ -40,14 +40,13 @@ private Q_SLOTS:
     void unitsThatAreZeroAreLeftOut()
     {
         QFETCH(const double, seconds);
-        // In the locale of the tests, "C.UTF-8", and in American English alike.
-        QTEST(DurationText().text(seconds), "text");
-        QTEST(DurationText(u"en_US"_qs).text(seconds), "text");
+        QTEST(DurationText("en_US_POSIX").text(seconds), "text");
+        QTEST(DurationText("en_US").text(seconds), "text");
     }
 
     void aNegativeSpanHasOneSign()
     {
-        const DurationText durations(u"en_US"_qs);
+        const DurationText durations("en_US");
         QCOMPARE(durations.text(-3661), u"-1h 1m 1s"_qs);
         QCOMPARE(durations.text(-60), u"-1m"_qs);
         QCOMPARE(durations.text(-1.9), u"-1s"_qs);
@@ -56,7 +55,7 @@ private Q_SLOTS:
 
     void whatIsNotFiniteIsNothing()
     {
-        const DurationText durations(u"en_US"_qs);
+        const DurationText durations("en_US");
         QCOMPARE(durations.text(std::numeric_limits<double>::quiet_NaN()), u"0s"_qs);
         QCOMPARE(durations.text(std::numeric_limits<double>::infinity()), u"0s"_qs);
         QCOMPARE(durations.text(-std::numeric_limits<double>::infinity()), u"0s"_qs);
@@ -64,7 +63,7 @@ private Q_SLOTS:
 
     void noSpanIsTooLong()
     {
-        const DurationText durations(u"en_US"_qs);
+        const DurationText durations("en_US");
         QCOMPARE(durations.text(1e7), u"2,777h 46m 40s"_qs);
         QCOMPARE(durations.text(0x1p53 - 1), u"2,501,999,792,983h 36m 31s"_qs);
         // More seconds than a 64-bit integer holds.
@@ -76,13 +75,13 @@ private Q_SLOTS:
 
     void otherLanguagesPutItTheirWay()
     {
-        QCOMPARE(DurationText(u"de_DE"_qs).text(3903), u"1 Std., 5 Min. und 3 Sek."_qs);
-        QCOMPARE(DurationText(u"ja_JP"_qs).text(3903), u"1h5m3s"_qs);
+        QCOMPARE(DurationText("de_DE").text(3903), u"1 Std., 5 Min. und 3 Sek."_qs);
+        QCOMPARE(DurationText("ja_JP").text(3903), u"1h5m3s"_qs);
     }
 
     void anUnknownLanguageStillGivesAText()
     {
-        const QString text = DurationText(u"xx_YY"_qs).text(3903);
+        const QString text = DurationText("xx_YY").text(3903);
         QVERIFY2(text.contains(u'1') && text.contains(u'5') && text.contains(u'3'),
                  qPrintable(text));
     }

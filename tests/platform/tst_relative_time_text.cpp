@@ -41,7 +41,7 @@ class TestRelativeTimeText final : public QObject
 {
     Q_OBJECT
 
-    RelativeTimeText m_english{u"en_US"_qs};
+    RelativeTimeText m_english{"en_US"};
     QTimeZone m_utc = QTimeZone::utc();
 
     [[nodiscard]] QString text(double then, double now) const
@@ -86,8 +86,7 @@ private Q_SLOTS:
     {
         QFETCH(const double, offset);
         QTEST(text(kNow + offset, kNow), "expected");
-        // The locale of the tests is "C.UTF-8".
-        QTEST(RelativeTimeText().text(kNow + offset, kNow, m_utc), "expected");
+        QTEST(RelativeTimeText("en_US_POSIX").text(kNow + offset, kNow, m_utc), "expected");
     }
 
     void monthsAndYearsAreThoseOfTheCalendar()
@@ -166,7 +165,7 @@ private Q_SLOTS:
 
     void otherLanguagesPutItTheirWay()
     {
-        const RelativeTimeText german(u"de_DE"_qs);
+        const RelativeTimeText german("de_DE");
         QCOMPARE(german.text(kNow - 300, kNow, m_utc), u"vor 5 Min."_qs);
     }
 };

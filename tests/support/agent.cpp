@@ -17,6 +17,10 @@ Agent::Agent(QProcessEnvironment environment)
     : m_environment(std::move(environment))
     , m_errorFile(m_environment.value(QStringLiteral("HOME")) + QStringLiteral("/agent.log"))
 {
+    // The toolkit's own frames have no frame pointers, and the suppressions go by their names.
+    m_environment.insert(QStringLiteral("LSAN_OPTIONS"),
+                         QStringLiteral("suppressions=" LSAN_SUPPRESSIONS
+                                        ":print_suppressions=0:fast_unwind_on_malloc=0"));
 }
 
 platform::Outcome Agent::start(const QStringList& arguments)

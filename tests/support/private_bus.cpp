@@ -5,6 +5,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <csignal>
+
 namespace support {
 
 namespace {
@@ -18,7 +20,7 @@ constexpr const char* kSettings = R"(<!DOCTYPE busconfig PUBLIC
 <busconfig>
   <type>session</type>
   <listen>unix:path=%1/runtime/bus</listen>
-  <servicedir>%1/data/dbus-1/services</servicedir>
+  <servicedir>%1/share/dbus-1/services</servicedir>
   <policy context="default">
     <allow send_destination="*" eavesdrop="true"/>
     <allow eavesdrop="true"/>
@@ -39,7 +41,7 @@ struct Folder
 
 constexpr Folder kFolders[]{{"HOME", "."},
                             {"XDG_CONFIG_HOME", "config"},
-                            {"XDG_DATA_HOME", "data"},
+                            {"XDG_DATA_HOME", "share"},
                             {"XDG_CACHE_HOME", "cache"},
                             {"XDG_RUNTIME_DIR", "runtime"}};
 
@@ -49,6 +51,8 @@ PrivateBus::PrivateBus() = default;
 
 PrivateBus::~PrivateBus()
 {
+    if (m_bus.isRunning())
+        resume();
     // A bus that ends in its own time ends what it started; so do the programs that lose it.
     m_bus.stop();
 }
@@ -100,6 +104,16 @@ void PrivateBus::kill()
     m_bus.kill();
 }
 
+void PrivateBus::pause()
+{
+    ::kill(static_cast<pid_t>(m_bus.pid()), SIGSTOP);
+}
+
+void PrivateBus::resume()
+{
+    ::kill(static_cast<pid_t>(m_bus.pid()), SIGCONT);
+}
+
 QString PrivateBus::address() const
 {
     return QStringLiteral("unix:path=") + m_home.filePath(QStringLiteral("runtime/bus"));
@@ -112,7 +126,7 @@ QString PrivateBus::home() const
 
 QString PrivateBus::dataHome() const
 {
-    return m_home.filePath(QStringLiteral("data"));
+    return m_home.filePath(QStringLiteral("share"));
 }
 
 QProcessEnvironment PrivateBus::environment() const
@@ -125,7 +139,13 @@ QProcessEnvironment PrivateBus::environment() const
     for (const char* name :
          {"DISPLAY", "WAYLAND_DISPLAY", "XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"})
         environment.remove(QString::fromLatin1(name));
+    environment.insert(m_variables);
     return environment;
+}
+
+void PrivateBus::set(const char* variable, const QString& value)
+{
+    m_variables.insert(QString::fromLatin1(variable), value);
 }
 
 QString PrivateBus::call(const QString& name,

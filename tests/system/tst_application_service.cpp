@@ -8,7 +8,9 @@
 #include "tests/support/required_programs.h"
 
 #include <QDBusPendingCall>
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -454,6 +456,25 @@ private Q_SLOTS:
         QDBusConnection::disconnectFromBus(text("foreign"));
     }
 
+    void theThreadOfTheBusTakesNoSignalOfTheProcess()
+    {
+        Start first(m_bus->environment());
+        QVERIFY(first.run());
+        QVERIFY(first.waitFor("first"));
+        QDir threads(text("/proc/%1/task").arg(first.pid()));
+        QCOMPARE(threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), 2);
+        for (const QString& thread : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            QFile file(threads.filePath(thread) + text("/status"));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QString status = QString::fromUtf8(file.readAll());
+            const quint64 blocked = status.section(text("SigBlk:\t"), 1)
+                                        .section(QLatin1Char('\n'), 0, 0)
+                                        .toULongLong(nullptr, 16);
+            const bool blocksTermination = (blocked & (1ULL << (SIGTERM - 1))) != 0;
+            QCOMPARE(blocksTermination, thread.toLongLong() != first.pid());
+        }
+    }
+
     void withoutABusTheStartIsAloneAndSaysWhy()
     {
         QProcessEnvironment none = m_bus->environment();
@@ -475,6 +496,22 @@ private Q_SLOTS:
         QProcessEnvironment found = none; // in its usual place
         found.insert(text("XDG_RUNTIME_DIR"), m_bus->home() + text("/runtime"));
         Start start(found);
+        QVERIFY(start.run());
+        QVERIFY(start.waitFor("first"));
+    }
+
+    void aBusThatHangsCostsTheLimit()
+    {
+        m_bus->pause();
+        QElapsedTimer timer;
+        timer.start();
+        Start start(m_bus->environment());
+        QVERIFY(start.run());
+        QCOMPARE(start.waitForEnd(), 1);
+        const qint64 elapsed = timer.elapsed();
+        QVERIFY2(elapsed >= 2900 && elapsed < 4000, qPrintable(QString::number(elapsed)));
+        QCOMPARE(start.lines(), QStringList(text("Quillstep: the session bus does not answer")));
+        m_bus->resume();
         QVERIFY(start.run());
         QVERIFY(start.waitFor("first"));
     }

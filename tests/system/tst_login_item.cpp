@@ -89,8 +89,6 @@ private Q_SLOTS:
         AutostartLoginItem item = folders.itemOf(program);
         QVERIFY(item.setEnabled(true));
         QCOMPARE(complaints(folders.userFile()), QString());
-        if (name.contains(u'%')) // GLib looks for the program before it takes "%%" for "%"
-            return;
         QVERIFY(launch(folders.userFile()));
         QTRY_VERIFY(QFileInfo::exists(program + u".ran"_qs));
     }

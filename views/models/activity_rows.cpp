@@ -9,8 +9,9 @@
 
 namespace views {
 
-ActivityRows::ActivityRows(QObject* parent)
+ActivityRows::ActivityRows(const QByteArray& timeLocale, QObject* parent)
     : QAbstractListModel(parent)
+    , m_durationText(timeLocale)
 {
 }
 

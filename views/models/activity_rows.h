@@ -25,7 +25,8 @@ public:
         DurationTextRole,
     };
 
-    explicit ActivityRows(QObject* parent);
+    /// `timeLocale` is the language of the durations, as ICU names it.
+    ActivityRows(const QByteArray& timeLocale, QObject* parent);
 
     /// Replaces the content. Rows that stay keep their place on screen.
     void setItems(std::vector<AggregatedItem> items);

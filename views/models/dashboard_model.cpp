@@ -37,6 +37,9 @@ const QString kLast = QStringLiteral("Last: ");
 DashboardModel::DashboardModel(const ViewContext& context, QTimeZone zone)
     : m_to(context)
     , m_zone(std::move(zone))
+    , m_relativeTimeText(m_to.timeLocale)
+    , m_topApps(m_to.timeLocale, nullptr)
+    , m_topWebsites(m_to.timeLocale, nullptr)
 {
     connect(&m_to.authService, &AuthService::isAuthenticatedChanged, this, &DashboardModel::redraw);
     connect(&m_to.authService, &AuthService::currentUserChanged, this, &DashboardModel::redraw);

@@ -86,8 +86,8 @@ private:
     QTimeZone m_zone;
     platform::RelativeTimeText m_relativeTimeText;
     TimeRange m_timeRange = TimeRange::Today;
-    ActivityRows m_topApps{nullptr};
-    ActivityRows m_topWebsites{nullptr};
+    ActivityRows m_topApps;
+    ActivityRows m_topWebsites;
     bool m_isVisible = false;
     bool m_isPausing = false;  // the last change of the activities was less than a second ago
     bool m_isOutdated = false; // they have changed since

@@ -41,6 +41,7 @@ const QString kFailedToDisable = QStringLiteral("Failed to disable launch at log
 
 SettingsModel::SettingsModel(const ViewContext& context)
     : m_to(context)
+    , m_relativeTimeText(m_to.timeLocale)
     , m_launchAtLogin(m_to.loginItem.isEnabled())
 {
     connect(&m_to.authService, &AuthService::isAuthenticatedChanged, this, &SettingsModel::changed);

@@ -25,15 +25,14 @@ public:
     /// `service` owns it.
     explicit ApplicationAdaptor(ApplicationService* service);
 
-public Q_SLOTS:
     // NOLINTBEGIN(readability-identifier-naming): the names are those of the interface.
-    void Activate(const QVariantMap& platformData, const QDBusMessage& message);
-    void
+    Q_SLOT void Activate(const QVariantMap& platformData, const QDBusMessage& message);
+    Q_SLOT void
     Open(const QStringList& uris, const QVariantMap& platformData, const QDBusMessage& message);
-    void ActivateAction(const QString& name,
-                        const QVariantList& parameter,
-                        const QVariantMap& platformData,
-                        const QDBusMessage& message);
+    Q_SLOT void ActivateAction(const QString& name,
+                               const QVariantList& parameter,
+                               const QVariantMap& platformData,
+                               const QDBusMessage& message);
     // NOLINTEND(readability-identifier-naming)
 
 private:

@@ -5,6 +5,7 @@
 #include "platform/linux/dbus/application_adaptor.h"
 
 #include <atomic>
+#include <csignal>
 #include <utility>
 
 namespace platform::dbus {
@@ -34,12 +35,25 @@ QString newConnectionName()
     return QStringLiteral("application-%1").arg(++count);
 }
 
+/// A connection to be made. The first one starts Qt's thread for all of them, which must not take
+/// the signals that end the process: whoever wants them may not have blocked them yet.
+QDBusConnection unconnected(const QString& name)
+{
+    sigset_t all;
+    sigset_t previous;
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &previous);
+    QDBusConnection connection(name);
+    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    return connection;
+}
+
 } // namespace
 
 ApplicationService::ApplicationService(QString address)
     : m_address(std::move(address))
     , m_connectionName(newConnectionName())
-    , m_bus(m_connectionName)
+    , m_bus(unconnected(m_connectionName))
 {
     new ApplicationAdaptor(this); // owned by this
     connect(this,
@@ -54,7 +68,7 @@ ApplicationService::~ApplicationService()
     QDBusConnection::disconnectFromBus(m_connectionName);
 }
 
-bool ApplicationService::connectToBus()
+bool ApplicationService::connectToBus(std::chrono::milliseconds limit)
 {
     if (m_address.isEmpty()) {
         m_problem = QStringLiteral("there is no session bus");
@@ -62,6 +76,10 @@ bool ApplicationService::connectToBus()
     }
     if (m_bus.isConnected())
         return true;
+    if (isSilent(m_address, limit)) {
+        m_problem = QStringLiteral("the session bus does not answer");
+        return false;
+    }
     QDBusConnection::disconnectFromBus(m_connectionName);
     m_bus = QDBusConnection::connectToBus(m_address, m_connectionName);
     m_problem = m_bus.lastError().message();
@@ -78,7 +96,7 @@ bool ApplicationService::connectToBus()
 ApplicationService::Claim ApplicationService::claim(std::chrono::milliseconds limit)
 {
     m_problem.clear();
-    if (!connectToBus())
+    if (!connectToBus(limit))
         return Claim::NoBus;
     const QDBusMessage reply =
         ask(busCall("RequestName") << applicationName() << kDoNotQueue, limit);
@@ -119,10 +137,14 @@ void ApplicationService::release()
 void ApplicationService::take(const QList<ApplicationCall>& calls, const QDBusMessage& message)
 {
     // What the bus itself says of a name without owner.
-    if (m_isEnding)
-        return refuse(message, QDBusError::ServiceUnknown, QStringLiteral("the program ends"));
-    if (m_waiting.size() + calls.size() > kMostWaiting)
-        return refuse(message, QDBusError::LimitsExceeded, QStringLiteral("too many requests"));
+    if (m_isEnding) {
+        refuse(message, QDBusError::ServiceUnknown, QStringLiteral("the program ends"));
+        return;
+    }
+    if (m_waiting.size() + calls.size() > kMostWaiting) {
+        refuse(message, QDBusError::LimitsExceeded, QStringLiteral("too many requests"));
+        return;
+    }
     // Told later, so that the answer does not wait until a window is built.
     m_waiting += calls;
     if (m_hasBegun)

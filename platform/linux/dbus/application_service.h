@@ -20,7 +20,8 @@ namespace platform::dbus {
 /// The running instance of the program as the session bus sees it: whoever owns the name
 /// applicationName() is the one that runs, and is asked things there through
 /// org.freedesktop.Application.
-/// Main thread. Needs no application object until begin(), and no display.
+/// Main thread. Needs no application object until begin(), and no display. The thread that Qt
+/// starts for its connections takes no signals of the process.
 class ApplicationService final : public ApplicationRequests
 {
     Q_OBJECT
@@ -34,6 +35,8 @@ public:
 
     /// On the bus at `address`, with a connection of its own. Connects only when asked to claim.
     explicit ApplicationService(QString address = sessionBusAddress());
+    ApplicationService(const ApplicationService&) = delete;
+    ApplicationService& operator=(const ApplicationService&) = delete;
     ~ApplicationService() override;
 
     /// Asks for the name; the object is there before, so that no call to the name is lost. May be
@@ -76,11 +79,9 @@ Q_SIGNALS:
     /// Something waits to be told. For this class alone.
     void callsWait();
 
-private Q_SLOTS:
-    void loseConnection();
-
 private:
-    [[nodiscard]] bool connectToBus();
+    Q_SLOT void loseConnection();
+    [[nodiscard]] bool connectToBus(std::chrono::milliseconds limit);
     void tellWaiting();
     void tell(const ApplicationCall& call);
 

@@ -2,15 +2,20 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/dbus/bus_address.h"
 
+#include "platform/linux/posix/file_descriptor.h"
+
 #include <QByteArray>
 #include <QFile>
 #include <QFileInfo>
 #include <QList>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <optional>
+#include <poll.h>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -55,18 +60,38 @@ std::optional<SocketName> socketOf(const QByteArray& address)
     return std::nullopt;
 }
 
+struct Connection
+{
+    posix::FileDescriptor socket;
+    int error = 0;
+};
+
+/// Does not wait: a local socket accepts at once or, with EAGAIN, has too many who wait.
+Connection connectTo(const SocketName& name)
+{
+    Connection made{.socket = posix::FileDescriptor(
+                        ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))};
+    if (!made.socket.isOpen() || ::connect(made.socket.get(),
+                                           reinterpret_cast<const sockaddr*>(&name.address),
+                                           name.length) != 0)
+        made.error = errno;
+    return made;
+}
+
 bool accepts(const QByteArray& address)
 {
     const auto name = socketOf(address);
-    if (!name)
-        return false;
-    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (descriptor < 0)
-        return false;
-    const bool connected =
-        ::connect(descriptor, reinterpret_cast<const sockaddr*>(&name->address), name->length) == 0;
-    ::close(descriptor);
-    return connected;
+    return name && connectTo(*name).error == 0;
+}
+
+/// Whether the other end says something to the question for its ways to authenticate.
+bool speaks(const posix::FileDescriptor& socket, std::chrono::milliseconds limit)
+{
+    constexpr std::string_view kQuestion("\0AUTH\r\n", 7);
+    if (::send(socket.get(), kQuestion.data(), kQuestion.size(), MSG_NOSIGNAL) < 0)
+        return true; // it has hung up: whoever connects will be told
+    pollfd waiting = {.fd = socket.get(), .events = POLLIN, .revents = 0};
+    return ::poll(&waiting, 1, static_cast<int>(limit.count())) != 0;
 }
 
 } // namespace
@@ -87,6 +112,21 @@ QString sessionBusAddress()
 bool acceptsConnections(const QString& address)
 {
     return std::ranges::any_of(address.toUtf8().split(';'), accepts);
+}
+
+bool isSilent(const QString& address, std::chrono::milliseconds limit)
+{
+    for (const QByteArray& one : address.toUtf8().split(';')) {
+        const auto name = socketOf(one);
+        if (!name)
+            return false;
+        const Connection connection = connectTo(*name);
+        if (connection.error == 0)
+            return !speaks(connection.socket, limit);
+        if (connection.error == EAGAIN)
+            return true;
+    }
+    return false;
 }
 
 } // namespace platform::dbus

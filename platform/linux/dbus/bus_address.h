@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <chrono>
+
 namespace platform::dbus {
 
 /// The address of the session bus as the environment gives it: DBUS_SESSION_BUS_ADDRESS, else the
@@ -15,5 +17,10 @@ namespace platform::dbus {
 /// Only transports over local sockets ("unix:path=", "unix:abstract=") are tried; false for all
 /// others. Does not block, says nothing to the bus. Any thread.
 [[nodiscard]] bool acceptsConnections(const QString& address);
+
+/// Whether the bus at `address` hangs: somebody accepts connections, but has said nothing within
+/// `limit`. Connecting would wait for ever then. False where that cannot be told, as for other
+/// transports than local sockets. Any thread.
+[[nodiscard]] bool isSilent(const QString& address, std::chrono::milliseconds limit);
 
 } // namespace platform::dbus

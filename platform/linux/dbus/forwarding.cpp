@@ -44,7 +44,7 @@ QString runningInstance(ApplicationService& service)
                                        QStringLiteral("GetConnectionUnixProcessID"))
         << applicationName();
     const QDBusMessage reply = service.ask(question, kTimeForTheBus);
-    const QString text = QStringLiteral("the instance that runs");
+    QString text = QStringLiteral("the instance that runs");
     if (reply.type() != QDBusMessage::ReplyMessage)
         return text;
     return text + QStringLiteral(" (process %1)").arg(reply.arguments().value(0).toUInt());

@@ -35,9 +35,8 @@ void StatusNotifierHosts::start()
             &QDBusServiceWatcher::serviceOwnerChanged,
             this,
             [this](const QString&, const QString&, const QString& owner) {
-                set(false);
                 if (owner.isEmpty())
-                    m_question.reset();
+                    forget();
                 else
                     ask();
             });
@@ -65,21 +64,23 @@ void StatusNotifierHosts::ask()
             &QDBusPendingCallWatcher::finished,
             this,
             &StatusNotifierHosts::readAnswer);
+    m_isThere = false;
+    Q_EMIT changed();
 }
 
 void StatusNotifierHosts::readAnswer()
 {
     const QDBusPendingReply<QDBusVariant> answer = *m_question;
     m_question.release()->deleteLater(); // it is what calls
-    set(!answer.isError() && answer.value().variant().toBool());
+    m_isThere = !answer.isError() && answer.value().variant().toBool();
+    Q_EMIT changed();
 }
 
-void StatusNotifierHosts::set(bool isThere)
+void StatusNotifierHosts::forget()
 {
-    if (m_isThere == isThere)
-        return;
-    m_isThere = isThere;
-    Q_EMIT isThereChanged();
+    m_question.reset();
+    m_isThere = false;
+    Q_EMIT changed();
 }
 
 } // namespace platform::gui

@@ -27,8 +27,13 @@ public:
 
     [[nodiscard]] bool isThere() const { return m_isThere; }
 
+    /// Whether a watcher has been asked and has not answered yet. It may take for ever; whoever
+    /// asks it with a call that waits will wait.
+    [[nodiscard]] bool isAsked() const { return m_question != nullptr; }
+
 Q_SIGNALS:
-    void isThereChanged();
+    /// One of the two is different now.
+    void changed();
 
 private Q_SLOTS:
     /// Asks anew; what was asked before no longer counts.
@@ -36,7 +41,7 @@ private Q_SLOTS:
 
 private:
     void readAnswer();
-    void set(bool isThere);
+    void forget();
 
     QDBusConnection m_bus;
     QDBusServiceWatcher m_owner;

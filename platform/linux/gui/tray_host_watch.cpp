@@ -11,11 +11,8 @@ TrayHostWatch::TrayHostWatch(std::chrono::milliseconds xembedGrace)
     m_grace.setSingleShot(true);
     m_grace.setInterval(xembedGrace);
     connect(&m_grace, &QTimer::timeout, this, [this] { decide(Kind::XEmbed); });
-    connect(&m_hosts, &StatusNotifierHosts::isThereChanged, this, [this] {
-        if (m_hosts.isThere())
-            decide(Kind::StatusNotifier);
-    });
-    connect(&m_xembed, &XEmbedTrayWatch::isThereChanged, this, &TrayHostWatch::lookAtXEmbed);
+    connect(&m_hosts, &StatusNotifierHosts::changed, this, &TrayHostWatch::look);
+    connect(&m_xembed, &XEmbedTrayWatch::isThereChanged, this, &TrayHostWatch::look);
 }
 
 void TrayHostWatch::start()
@@ -26,12 +23,15 @@ void TrayHostWatch::start()
         m_xembed.start();
 }
 
-void TrayHostWatch::lookAtXEmbed()
+void TrayHostWatch::look()
 {
-    if (m_xembed.isThere())
-        m_grace.start();
-    else
+    if (m_hosts.isThere())
+        decide(Kind::StatusNotifier);
+    // Qt asks the watcher too, with a call that waits: not while it does not answer.
+    else if (!m_xembed.isThere() || m_hosts.isAsked())
         m_grace.stop();
+    else if (!m_grace.isActive())
+        m_grace.start();
 }
 
 void TrayHostWatch::decide(Kind kind)

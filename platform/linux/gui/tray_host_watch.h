@@ -18,6 +18,8 @@ namespace platform::gui {
 /// StatusNotifierItems or windows embedded by an X11 tray. So none may be made before it is known
 /// which the desktop will show: an X11 tray counts only when it has been there for a while and no
 /// host of StatusNotifierItems has appeared. At the start of a session that one may be late.
+/// A watcher of StatusNotifierItems that does not answer keeps the question open: Qt asks it too,
+/// and waits.
 /// Main thread; waits for nobody but the X server, once.
 class TrayHostWatch final : public QObject
 {
@@ -43,7 +45,7 @@ Q_SIGNALS:
     void hostAvailable(platform::gui::TrayHostWatch::Kind kind);
 
 private:
-    void lookAtXEmbed();
+    void look();
     void decide(Kind kind);
 
     QTimer m_grace;

@@ -23,6 +23,12 @@ constexpr QStringView kReserved = u" \t\n\"'\\><~|&;$*?#()`";
 /// Inside quotes, a backslash must precede these.
 constexpr QStringView kEscaped = u"\"`$\\";
 
+/// Whether `program` is the one that sets variables and then runs its arguments.
+bool isEnv(const QString& program)
+{
+    return program.mid(program.lastIndexOf(u'/') + 1) == QLatin1String("env");
+}
+
 } // namespace
 
 QString execLine(const QString& path)
@@ -37,7 +43,12 @@ QString execLine(const QString& path)
     }
     // Quotes only where they are needed: what "%%" is inside of them is left open.
     const bool isPlain = std::ranges::none_of(path, [](QChar c) { return kReserved.contains(c); });
-    return isPlain ? argument : u'"' + argument + u'"';
+    if (!isPlain)
+        argument = u'"' + argument + u'"';
+    // Desktops look for the program before they make "%%" a percent sign; env's arguments are not
+    // looked at that early. What holds an equals sign would be a variable to it.
+    const bool isMissed = path.contains(u'%') && !path.contains(u'=');
+    return isMissed ? QLatin1String("env ") + argument : argument;
 }
 
 QString programOfExecLine(const QString& line)
@@ -46,7 +57,13 @@ QString programOfExecLine(const QString& line)
     if (g_shell_parse_argv(line.toUtf8().constData(), nullptr, &parsed, nullptr) == FALSE)
         return {};
     const std::unique_ptr<gchar*, FreeTexts> words(parsed);
-    return QString::fromUtf8(*words).replace(QLatin1String("%%"), QLatin1String("%"));
+    gchar** word = words.get();
+    if (isEnv(QString::fromUtf8(*word))) {
+        do
+            ++word;
+        while (*word != nullptr && QString::fromUtf8(*word).contains(u'='));
+    }
+    return QString::fromUtf8(*word).replace(QLatin1String("%%"), QLatin1String("%"));
 }
 
 bool canRun(const QString& program, const QStringList& folders)

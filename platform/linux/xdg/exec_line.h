@@ -11,8 +11,8 @@ namespace platform::xdg {
 /// the program `path` without arguments. Not yet escaped as every text value of the file is.
 [[nodiscard]] QString execLine(const QString& path);
 
-/// The program that such a value starts, as it names it; empty when it names none or its quotes do
-/// not match.
+/// The program that such a value starts, also through "env NAME=VALUE ...", as it names it; empty
+/// when it names none or its quotes do not match.
 [[nodiscard]] QString programOfExecLine(const QString& line);
 
 /// Whether `program` can be run: an absolute path leads to an executable file, a name is one of a
