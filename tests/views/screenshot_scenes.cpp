@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/views/screenshot_scenes.h"
 
+#include <QFont>
+#include <QGuiApplication>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QTest>
@@ -9,6 +11,8 @@
 namespace support {
 
 namespace {
+
+constexpr double kLargePoints = 14.3; // 130 %
 
 void someRecords(ViewBench& bench)
 {
@@ -131,11 +135,28 @@ std::vector<ScreenshotScene> screenshotScenes()
         {.name = "settings-syncing", .window = "settings", .prepare = runningSync},
         {.name = "settings-sync-error", .window = "settings", .prepare = failedSync},
         {.name = "settings-long-texts", .window = "settings", .prepare = longTexts},
+        {.name = "dashboard-large-text",
+         .window = "dashboard",
+         .prepare = aWorkingDay,
+         .points = kLargePoints},
+        {.name = "login-large-text",
+         .window = "login",
+         .prepare = refuse,
+         .act = submit,
+         .points = kLargePoints},
+        {.name = "settings-large-text",
+         .window = "settings",
+         .prepare = aWorkingDay,
+         .points = kLargePoints},
     };
 }
 
 QImage takeScreenshot(const ScreenshotScene& scene, QString& failure)
 {
+    // A font that every system can have, so that the pictures are the same everywhere.
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setPointSizeF(scene.points);
+    QGuiApplication::setFont(font);
     WindowBench bench;
     scene.prepare(bench);
     const QString identifier = QString::fromLatin1(scene.window);

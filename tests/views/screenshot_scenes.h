@@ -19,6 +19,8 @@ struct ScreenshotScene
     /// What the user does in the open window.
     std::function<void(QQuickWindow& window)> act = [](QQuickWindow&) {
     };
+    /// Of the desktop's font; texts are as large as usual up to 11.
+    double points = 10;
 };
 
 /// All of them, in the order of the documentation.
