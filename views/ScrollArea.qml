@@ -29,10 +29,10 @@ Flickable {
         if (!ancestor)
             return;
         const top = item.mapToItem(root.contentItem, 0, 0).y;
-        if (top - 8 < root.contentY)
-            root.scrollBy(top - 8 - root.contentY);
-        else if (top + item.height + 8 > root.contentY + root.height)
-            root.scrollBy(top + item.height + 8 - root.contentY - root.height);
+        if (top - 40 < root.contentY)
+            root.scrollBy(top - 40 - root.contentY);
+        else if (top + item.height + 40 > root.contentY + root.height)
+            root.scrollBy(top + item.height + 40 - root.contentY - root.height);
     }
 
     T.ScrollBar.vertical: T.ScrollBar {

@@ -21,6 +21,8 @@ QAccessibleInterface* make(const QString& className, QObject* object)
         return nullptr;
     if (className == QLatin1StringView("QQuickButton"))
         return new AccessibleControl(item, QAccessible::Button);
+    if (className == QLatin1StringView("QQuickAbstractButton") && !item->inherits("QQuickSwitch"))
+        return new AccessibleControl(item, QAccessible::Link);
     if (className == QLatin1StringView("QQuickTextField") &&
         item->property("echoMode").toInt() != kShowsText)
         return new AccessibleControl(item, QAccessible::EditableText);
@@ -103,6 +105,7 @@ QAccessible::State AccessibleControl::state() const
         state.passwordEdit = true;
     } else {
         state.pressed = item()->property("down").toBool();
+        state.linked = m_role == QAccessible::Link;
     }
     return state;
 }
@@ -122,7 +125,7 @@ QStringList AccessibleControl::actionNames() const
 {
     if (!item()->isEnabled())
         return {};
-    if (m_role == QAccessible::Button)
+    if (m_role != QAccessible::EditableText)
         return {pressAction(), setFocusAction()};
     return {setFocusAction()};
 }

@@ -7,13 +7,14 @@
 
 namespace views {
 
-/// What assistive programs are told about a button or a field for a secret, where Qt 6.4 falls
-/// short: it does not say that a button is disabled, and it hands out the text of password fields.
+/// What assistive programs are told about a button, a link or a field for a secret, where Qt 6.4
+/// falls short: it does not say that a button is disabled, takes a link for one, and hands out the
+/// text of password fields.
 /// Main thread.
 class AccessibleControl final : public QAccessibleObject, public QAccessibleActionInterface
 {
 public:
-    /// `role` is Button or EditableText; the latter has no text for anybody.
+    /// `role` is Button, Link or EditableText; the latter has no text for anybody.
     AccessibleControl(QQuickItem* item, QAccessible::Role role);
 
     /// Has the controls of windows to come described by this class.

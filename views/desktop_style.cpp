@@ -35,27 +35,27 @@ DesktopStyle::DesktopStyle(QObject* parent)
     qGuiApp->installEventFilter(this);
 }
 
-double DesktopStyle::textScale() const
+double DesktopStyle::textScale()
 {
     return views::textScale(QGuiApplication::font());
 }
 
-QString DesktopStyle::fontFamily() const
+QString DesktopStyle::fontFamily()
 {
     return QGuiApplication::font().family();
 }
 
-QString DesktopStyle::fixedFontFamily() const
+QString DesktopStyle::fixedFontFamily()
 {
     return QFontDatabase::systemFont(QFontDatabase::FixedFont).family();
 }
 
-bool DesktopStyle::reducesMotion() const
+bool DesktopStyle::reducesMotion()
 {
     return qEnvironmentVariableIntValue("QUILLSTEP_REDUCED_MOTION") != 0;
 }
 
-bool DesktopStyle::hasLogo() const
+bool DesktopStyle::hasLogo()
 {
     return QFile::exists(QStringLiteral(":/logo.png"));
 }

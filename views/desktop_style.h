@@ -27,16 +27,16 @@ public:
     explicit DesktopStyle(QObject* parent = nullptr);
 
     /// A dense screen is not in it: pixels are device-independent.
-    [[nodiscard]] double textScale() const;
-    [[nodiscard]] QString fontFamily() const;
-    [[nodiscard]] QString fixedFontFamily() const;
+    [[nodiscard]] static double textScale();
+    [[nodiscard]] static QString fontFamily();
+    [[nodiscard]] static QString fixedFontFamily();
 
     /// True when nothing is to move for show. Qt 6.4 does not know what the desktop says about it,
     /// so the user says it with QUILLSTEP_REDUCED_MOTION=1 in the environment.
-    [[nodiscard]] bool reducesMotion() const;
+    [[nodiscard]] static bool reducesMotion();
 
     /// Whether the program was built with the logo.
-    [[nodiscard]] bool hasLogo() const;
+    [[nodiscard]] static bool hasLogo();
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 

@@ -20,7 +20,7 @@
 #include <utility>
 
 // Made by the build from qml_types.h; naming it here also keeps the linker from dropping it.
-// NOLINTNEXTLINE(readability-identifier-naming)
+// NOLINTNEXTLINE(readability-identifier-naming,misc-use-internal-linkage)
 void qml_register_types_Quillstep_Views();
 
 namespace views {
@@ -54,8 +54,8 @@ WindowActions* actionsOf(WindowView& view, const ViewContext& context)
 
 } // namespace
 
-QmlWindowFactory::QmlWindowFactory(const ViewContext& context)
-    : m_context(context)
+QmlWindowFactory::QmlWindowFactory(ViewContext context)
+    : m_context(std::move(context))
 {
 }
 

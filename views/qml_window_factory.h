@@ -23,7 +23,7 @@ class WindowView;
 class QmlWindowFactory final : public shell::WindowFactory
 {
 public:
-    explicit QmlWindowFactory(const ViewContext& context);
+    explicit QmlWindowFactory(ViewContext context);
     /// Takes the windows along that have been closed and not yet gone.
     ~QmlWindowFactory() override;
     QmlWindowFactory(const QmlWindowFactory&) = delete;

@@ -12,7 +12,7 @@ WindowActions::WindowActions(shell::AppMenu& menu, QObject* parent)
 {
 }
 
-QStringList WindowActions::shortcuts() const
+QStringList WindowActions::shortcuts()
 {
     // All there can be: rows come and go with the state, the window stays.
     return {QStringLiteral("Ctrl+D"), QStringLiteral("Ctrl+,"), QStringLiteral("Ctrl+Q")};

@@ -21,7 +21,7 @@ public:
     explicit WindowActions(shell::AppMenu& menu, QObject* parent = nullptr);
 
     /// The shortcuts of the menu: "Ctrl+D".
-    [[nodiscard]] QStringList shortcuts() const;
+    [[nodiscard]] static QStringList shortcuts();
 
     /// Does what the row of the menu with this shortcut does, if there is one now.
     Q_INVOKABLE void choose(const QString& shortcut);

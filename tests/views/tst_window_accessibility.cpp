@@ -131,11 +131,12 @@ void TestWindowAccessibility::everyControlHasAName()
     QVERIFY(QTest::qWaitForWindowActive(window));
     int controls = 0;
     for (QAccessibleInterface* interface : tree(window)) {
-        if (!interface->state().focusable || interface->role() == QAccessible::Window)
+        if (!interface->state().focusable || interface->state().invisible ||
+            interface->role() == QAccessible::Window)
             continue;
         ++controls;
         QVERIFY2(!interface->text(QAccessible::Name).isEmpty(),
-                 qPrintable(QDebug::toString(interface->role())));
+                 interface->object()->metaObject()->className());
     }
     QVERIFY2(controls >= 3, qPrintable(QString::number(controls)));
 }

@@ -7,6 +7,7 @@
 
 #include <QAbstractListModel>
 
+#include <cstdint>
 #include <vector>
 
 namespace views {
@@ -19,7 +20,7 @@ class ActivityRows final : public QAbstractListModel
     Q_PROPERTY(double maxDuration READ maxDuration NOTIFY itemsChanged FINAL)
 
 public:
-    enum Role {
+    enum Role : std::uint16_t {
         NameRole = Qt::UserRole,
         DurationRole,
         DurationTextRole,

@@ -29,14 +29,13 @@ using syncing::SyncService;
 using tracking::TrackingEngine;
 
 constexpr std::chrono::seconds kPause(1);
-const QString kNobody = QStringLiteral("User");
 const QString kLast = QStringLiteral("Last: ");
 
 } // namespace
 
-DashboardModel::DashboardModel(const ViewContext& context, QTimeZone zone)
-    : m_to(context)
-    , m_zone(std::move(zone))
+DashboardModel::DashboardModel(ViewContext context, const QTimeZone& zone)
+    : m_to(std::move(context))
+    , m_zone(zone)
     , m_relativeTimeText(m_to.timeLocale)
     , m_topApps(m_to.timeLocale, nullptr)
     , m_topWebsites(m_to.timeLocale, nullptr)
@@ -63,8 +62,7 @@ QString DashboardModel::initials() const
 
 QString DashboardModel::displayName() const
 {
-    const auto& user = m_to.authService.currentUser();
-    return user ? account::displayName(*user) : kNobody;
+    return account::displayName(m_to.authService.currentUser());
 }
 
 SyncStatus DashboardModel::status() const
@@ -100,7 +98,7 @@ bool DashboardModel::isTracking() const
     return m_to.trackingEngine.isTracking();
 }
 
-QStringList DashboardModel::timeRanges() const
+QStringList DashboardModel::timeRanges()
 {
     QStringList names;
     for (const TimeRange range : kTimeRanges)

@@ -36,8 +36,8 @@ class DashboardModel final : public QObject
     Q_PROPERTY(views::ActivityRows* topWebsites READ topWebsites CONSTANT FINAL)
 
 public:
-    explicit DashboardModel(const ViewContext& context,
-                            QTimeZone zone = QTimeZone::systemTimeZone());
+    explicit DashboardModel(ViewContext context,
+                            const QTimeZone& zone = QTimeZone::systemTimeZone());
 
     [[nodiscard]] bool isAuthenticated() const;
     [[nodiscard]] QString initials() const;
@@ -52,7 +52,7 @@ public:
     [[nodiscard]] bool isTracking() const;
 
     /// The names of the ranges; `timeRange` is a position in this list.
-    [[nodiscard]] QStringList timeRanges() const;
+    [[nodiscard]] static QStringList timeRanges();
     [[nodiscard]] int timeRange() const;
     void setTimeRange(int position);
 

@@ -28,13 +28,13 @@ void forget(QString& secret)
 
 } // namespace
 
-std::shared_ptr<LoginForm> LoginForm::create(const ViewContext& context, Actions actions)
+std::shared_ptr<LoginForm> LoginForm::create(ViewContext context, Actions actions)
 {
-    return std::shared_ptr<LoginForm>(new LoginForm(context, std::move(actions)));
+    return std::shared_ptr<LoginForm>(new LoginForm(std::move(context), std::move(actions)));
 }
 
-LoginForm::LoginForm(const ViewContext& context, Actions actions)
-    : m_to(context)
+LoginForm::LoginForm(ViewContext context, Actions actions)
+    : m_to(std::move(context))
     , m_actions(std::move(actions))
 {
 }

@@ -29,6 +29,7 @@ class LoginForm final : public QObject, public std::enable_shared_from_this<Logi
     Q_PROPERTY(QString serviceHost READ serviceHost CONSTANT FINAL)
 
 public:
+    // QML reads and writes enumerations as int. NOLINTNEXTLINE(performance-enum-size)
     enum class Field {
         None,
         Email,
@@ -45,8 +46,7 @@ public:
         std::function<void()> focusWindow;
     };
 
-    [[nodiscard]] static std::shared_ptr<LoginForm> create(const ViewContext& context,
-                                                           Actions actions);
+    [[nodiscard]] static std::shared_ptr<LoginForm> create(ViewContext context, Actions actions);
 
     ~LoginForm() override;
     LoginForm(const LoginForm&) = delete;
@@ -99,7 +99,7 @@ Q_SIGNALS:
     void focusedFieldChanged();
 
 private:
-    LoginForm(const ViewContext& context, Actions actions);
+    LoginForm(ViewContext context, Actions actions);
 
     static QCoro::Task<> login(std::shared_ptr<LoginForm> self);
 

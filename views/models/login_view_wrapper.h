@@ -4,6 +4,8 @@
 
 #include "views/view_context.h"
 
+#include <utility>
+
 namespace views {
 
 /// The windows around the login form: what follows a successful sign-in.
@@ -11,8 +13,8 @@ namespace views {
 class LoginViewWrapper final
 {
 public:
-    explicit LoginViewWrapper(const ViewContext& context)
-        : m_to(context)
+    explicit LoginViewWrapper(ViewContext context)
+        : m_to(std::move(context))
     {
     }
 

@@ -19,6 +19,7 @@
 #include <QTimeZone>
 
 #include <cmath>
+#include <utility>
 
 namespace views {
 
@@ -39,8 +40,8 @@ const QString kFailedToDisable = QStringLiteral("Failed to disable launch at log
 
 } // namespace
 
-SettingsModel::SettingsModel(const ViewContext& context)
-    : m_to(context)
+SettingsModel::SettingsModel(ViewContext context)
+    : m_to(std::move(context))
     , m_relativeTimeText(m_to.timeLocale)
     , m_launchAtLogin(m_to.loginItem.isEnabled())
 {
@@ -63,7 +64,7 @@ QString SettingsModel::initials() const
 QString SettingsModel::accountName() const
 {
     const auto& user = m_to.authService.currentUser();
-    return user ? account::displayName(*user) : kLoggedIn;
+    return user ? account::displayName(user) : kLoggedIn;
 }
 
 QString SettingsModel::accountEmail() const

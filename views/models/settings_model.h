@@ -35,7 +35,7 @@ class SettingsModel final : public QObject
     Q_PROPERTY(QString serviceHost READ serviceHost CONSTANT FINAL)
 
 public:
-    explicit SettingsModel(const ViewContext& context);
+    explicit SettingsModel(ViewContext context);
 
     [[nodiscard]] bool isAuthenticated() const;
     [[nodiscard]] QString initials() const;
