@@ -11,6 +11,7 @@
 #include "tests/system/xdotool.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QTest>
 
 #include <optional>
@@ -49,6 +50,7 @@ private Q_SLOTS:
         QVERIFY2(started, started ? "" : qPrintable(started.error().text));
         m_screen.emplace(m_desktop->x11.display());
         m_client.emplace();
+        m_lastClick.invalidate();
     }
 
     void cleanup()
@@ -177,7 +179,12 @@ private:
 
     bool open(QPoint icon, const QString& button)
     {
-        return xdotool(m_desktop->x11, clickAt(icon, button)) &&
+        // Two clicks in quick succession are a double click, which is no click to open with.
+        constexpr int kDoubleClickMs = 500;
+        const bool isNew =
+            QTest::qWaitFor([this] { return m_lastClick.hasExpired(kDoubleClickMs); }, kPatienceMs);
+        m_lastClick.start();
+        return isNew && xdotool(m_desktop->x11, clickAt(icon, button)) &&
                QTest::qWaitFor([this] { return m_screen->menu().has_value(); }, kPatienceMs) &&
                m_client->waitFor(QStringLiteral("opening"));
     }
@@ -200,6 +207,7 @@ private:
         QVERIFY(m_screen->picture().save(file));
     }
 
+    QElapsedTimer m_lastClick;
     std::optional<TrayDesktop> m_desktop;
     std::optional<ScreenReader> m_screen;
     std::optional<TrayPanel> m_panel;

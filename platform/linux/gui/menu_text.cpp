@@ -22,10 +22,11 @@ QString dbusMenuText(const QString& text)
 {
     QString label = text;
     label.replace(u'_', QStringLiteral("__"));
+    // One more in front for Qt to take. Doubling the first would do too, but LXQt's panel then
+    // underlines what follows it, and a space looks like an underscore.
     const qsizetype first = label.indexOf(kMark);
-    const bool isConverted = first >= 0 && first < label.size() - 1;
-    if (isConverted)
-        label.insert(first, kMark);
+    if (first >= 0 && first < label.size() - 1)
+        label.prepend(kMark);
     return label;
 }
 

@@ -53,7 +53,8 @@ void SystemTrayItem::make(TrayHostWatch::Kind kind)
             &QSystemTrayIcon::activated,
             this,
             [this](QSystemTrayIcon::ActivationReason reason) {
-                if (reason == QSystemTrayIcon::Trigger)
+                // The second of two clicks comes here only if the menu has gone in between.
+                if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick)
                     openPopup();
             });
     m_icon->show();
