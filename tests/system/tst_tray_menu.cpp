@@ -141,14 +141,17 @@ private Q_SLOTS:
             QStringLiteral("ada_l@example.test"),
             kPrefix + QStringLiteral("ada__l@example.test"));
         row("underscores", QStringLiteral("__a_"), kPrefix + QStringLiteral("____a__"));
-        // The first character is the access key: it is underlined, and there.
-        const QString marked = u'_' + kPrefix;
-        row("ampersand", QStringLiteral("A & B"), marked + QStringLiteral("A & B"));
-        row("ampersands", QStringLiteral("A & B && C&"), marked + QStringLiteral("A & B && C&"));
-        row("two at the end", QStringLiteral("A&&"), marked + QStringLiteral("A&&"));
-        row("ampersand first", QStringLiteral("&A"), marked + QStringLiteral("&A"));
-        row("both", QStringLiteral("_&_&"), marked + QStringLiteral("__&__&"));
-        row("markup", QStringLiteral("<b>A</b> &lt;"), marked + QStringLiteral("<b>A</b> &lt;"));
+        // The first letter is the access key, else the ampersand: it is underlined, and there.
+        row("ampersand", QStringLiteral("A & B"), kPrefix + QStringLiteral("_A & B"));
+        row("ampersands", QStringLiteral("A & B && C&"), kPrefix + QStringLiteral("_A & B && C&"));
+        row("two at the end", QStringLiteral("A&&"), kPrefix + QStringLiteral("_A&&"));
+        row("ampersand first", QStringLiteral("&A"), kPrefix + QStringLiteral("_&A"));
+        row("both", QStringLiteral("_&_&"), kPrefix + QStringLiteral("___&__&"));
+        row("behind an underscore", QStringLiteral("_a&b"), kPrefix + QStringLiteral("___a&b"));
+        row("behind an emoji",
+            QStringLiteral(u"\U0001F469 & \U0001F469"),
+            kPrefix + QStringLiteral(u"\U0001F469 _& \U0001F469"));
+        row("markup", QStringLiteral("<b>A</b> &lt;"), kPrefix + QStringLiteral("<_b>A</b> &lt;"));
         same("ampersand at the end", QStringLiteral("A&"));
         same("emoji", QStringLiteral(u"Ada \U0001F469\u200D\U0001F4BB \u2708\uFE0F"));
         same("right to left",

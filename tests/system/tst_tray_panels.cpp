@@ -12,6 +12,7 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QSet>
 #include <QTest>
 
 #include <optional>
@@ -91,10 +92,8 @@ private Q_SLOTS:
         for (const QString& button : {kRight, kLeft}) {
             // Closed by a click elsewhere, by Escape and by a choice.
             QVERIFY(open(*icon, button));
-            if (button == kRight)
-                keep(name + QStringLiteral("-right"));
-            else
-                keep(name + QStringLiteral("-left"));
+            QTRY_VERIFY_WITH_TIMEOUT(isMenuDrawn(), kPatienceMs);
+            keep(name + (button == kRight ? QStringLiteral("-right") : QStringLiteral("-left")));
             QVERIFY(xdotool(m_desktop->x11, clickAt({200, 200}, kLeft)));
             QTRY_VERIFY_WITH_TIMEOUT(!m_screen->menu(), kPatienceMs);
             QVERIFY(open(*icon, button));
@@ -198,6 +197,19 @@ private:
         QVERIFY(xdotool(m_desktop->x11, clickAt(row, kLeft)));
         QVERIFY(m_client->waitFor(QStringLiteral("chosen 5")));
         QTRY_VERIFY_WITH_TIMEOUT(!m_screen->menu(), kPatienceMs);
+    }
+
+    /// Whether the open menu shows its rows: a text is many shades of grey.
+    bool isMenuDrawn()
+    {
+        constexpr int kShadesOfText = 10;
+        const QImage menu = m_screen->picture().copy(m_screen->menu().value_or(QRect()));
+        QSet<QRgb> colors;
+        for (int y = 0; y < menu.height(); ++y) {
+            for (int x = 0; x < menu.width(); ++x)
+                colors.insert(menu.pixel(x, y));
+        }
+        return colors.size() >= kShadesOfText;
     }
 
     void keep(const QString& name)

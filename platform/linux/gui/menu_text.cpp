@@ -22,11 +22,16 @@ QString dbusMenuText(const QString& text)
 {
     QString label = text;
     label.replace(u'_', QStringLiteral("__"));
-    // One more in front for Qt to take. Doubling the first would do too, but LXQt's panel then
-    // underlines what follows it, and a space looks like an underscore.
     const qsizetype first = label.indexOf(kMark);
-    if (first >= 0 && first < label.size() - 1)
-        label.prepend(kMark);
+    if (first < 0 || first == label.size() - 1)
+        return label;
+    // One more for Qt to take: before a letter, where it is what people know from menus. In front
+    // of a surrogate pair or a space LXQt's panel would tear the one apart and make the other look
+    // like an underscore.
+    qsizetype at = 0;
+    while (at < first && !label[at].isLetterOrNumber())
+        ++at;
+    label.insert(at, kMark);
     return label;
 }
 

@@ -13,7 +13,8 @@ namespace platform::gui {
 /// The text of a QAction whose QMenu is exported over com.canonical.dbusmenu, for hosts to show
 /// exactly `text`. There an underscore marks the access key and two stand for one. Qt makes the
 /// first ampersand such a mark, unless it is the last character, and leaves all others; so a text
-/// with such an ampersand has its first character underlined. Nothing else can be said through Qt.
+/// with such an ampersand has the first letter before it underlined, or itself when there is none.
+/// Nothing else can be said through Qt.
 [[nodiscard]] QString dbusMenuText(const QString& text);
 
 } // namespace platform::gui
