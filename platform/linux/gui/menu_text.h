@@ -14,7 +14,8 @@ namespace platform::gui {
 /// exactly `text`. There an underscore marks the access key and two stand for one. Qt makes the
 /// first ampersand such a mark, unless it is the last character, and leaves all others; so a text
 /// with such an ampersand has the first letter before it underlined, or itself when there is none.
-/// Nothing else can be said through Qt.
+/// Nothing else can be said through Qt. (Xfce's panel takes underscores apart twice in such a text,
+/// and so drops those of a name that has both.)
 [[nodiscard]] QString dbusMenuText(const QString& text);
 
 } // namespace platform::gui
