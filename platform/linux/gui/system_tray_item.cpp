@@ -28,6 +28,8 @@ SystemTrayItem::SystemTrayItem(std::chrono::milliseconds xembedGrace)
 SystemTrayItem::~SystemTrayItem()
 {
     m_icon.reset(); // before the menu it shows
+    if (m_popup)
+        m_popup->menu().disconnect(this); // one that is open closes, when we are no more
 }
 
 void SystemTrayItem::setRows(const std::vector<MenuRow>& rows)
