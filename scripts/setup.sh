@@ -21,17 +21,21 @@ set -euo pipefail
 
 # The only place that names packages.
 packages() {
+    # What the windows import; in this split they run without the rest of Qt Quick Controls.
+    local qml="qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtqml-workerscript qml6-module-qtquick"
+    qml+=" qml6-module-qtquick-layouts qml6-module-qtquick-templates qml6-module-qtquick-window"
     local desktop="xvfb openbox xdotool x11-utils xterm dbus python3"
     case $1 in
     build)
-        echo build-essential cmake ninja-build pkg-config qt6-base-dev qt6-declarative-dev qt6-svg-dev libsimdjson-dev libglib2.0-dev \
+        echo build-essential cmake ninja-build pkg-config qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-svg-dev \
+            "$qml" libsimdjson-dev libglib2.0-dev \
             libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev
         ;;
-    run) echo "$desktop" lxqt-panel mousepad feh gnome-keyring scrot ;;
+    run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh gnome-keyring scrot ;;
     test)
         echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils xdg-utils \
-            libglib2.0-bin lxqt-panel xfce4-panel tint2 scrot
+            fonts-dejavu-core libglib2.0-bin lxqt-panel xfce4-panel tint2 scrot
         ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;

@@ -15,8 +15,8 @@ Card {
     Layout.alignment: Qt.AlignTop
 
     ColumnLayout {
-        Layout.fillHeight: true
-        Layout.minimumHeight: 150
+        Layout.fillWidth: true
+        Layout.preferredHeight: 150
         spacing: 8
         visible: root.rows.count === 0
 
@@ -54,9 +54,5 @@ Card {
                 rows: root.rows
             }
         }
-    }
-    Item {
-        Layout.fillHeight: true
-        visible: root.rows.count > 0
     }
 }

@@ -16,7 +16,8 @@ Item {
     property bool isCentered: true
 
     implicitHeight: row.implicitHeight
-    implicitWidth: row.implicitWidth
+    // As wide as all of it; the row itself is as wide as there is room.
+    implicitWidth: (spinner.visible ? spinner.width + row.spacing : 0) + (picture.visible ? picture.width : 0) + (picture.visible && label.visible ? row.spacing : 0) + (label.visible ? Math.ceil(label.implicitWidth) : 0)
 
     Row {
         id: row
@@ -26,12 +27,16 @@ Item {
         x: root.isCentered ? Math.max(0, (root.width - width) / 2) : 0
 
         Spinner {
+            id: spinner
+
             anchors.verticalCenter: parent.verticalCenter
             color: root.color
             rightMargin: 4
             visible: root.isBusy
         }
         Symbol {
+            id: picture
+
             anchors.verticalCenter: parent.verticalCenter
             color: root.color
             name: root.symbol
@@ -39,13 +44,15 @@ Item {
             visible: root.symbol.length > 0
         }
         StyledText {
+            id: label
+
             Accessible.ignored: true
             anchors.verticalCenter: parent.verticalCenter
             color: root.color
             font: root.textFont
             text: root.text
             visible: root.text.length > 0
-            width: Math.min(implicitWidth, Math.max(0, root.width - x))
+            width: Math.max(0, Math.min(Math.ceil(implicitWidth), root.width - (root.implicitWidth - Math.ceil(implicitWidth))))
         }
     }
 }

@@ -39,8 +39,10 @@ Item {
     ColumnLayout {
         id: column
 
-        anchors.fill: parent
+        anchors.left: parent.left
         anchors.margins: 16
+        anchors.right: parent.right
+        anchors.top: parent.top
         spacing: 12
 
         RowLayout {

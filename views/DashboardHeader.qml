@@ -90,7 +90,7 @@ Rectangle {
             ground: "#1AFFFFFF"
             implicitHeight: 36
             implicitWidth: 36
-            padding: 0
+            horizontalPadding: 0
             radius: 8
             ringColor: "white"
             showsText: false

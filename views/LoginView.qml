@@ -127,19 +127,17 @@ Rectangle {
 
             onClicked: root.model.performLogin()
         }
-        Flow {
-            id: footer
-
-            readonly property bool fits: question.implicitWidth + 4 + link.implicitWidth <= column.width
-
+        GridLayout {
             Layout.alignment: Qt.AlignHCenter
-            Layout.preferredWidth: footer.fits ? question.implicitWidth + 4 + link.implicitWidth : Math.min(column.width, Math.max(question.implicitWidth, link.implicitWidth))
             Layout.topMargin: 8
-            spacing: 4
+            columnSpacing: 4
+            columns: question.implicitWidth + 4 + link.implicitWidth <= column.width ? 2 : 1
+            rowSpacing: 4
 
             StyledText {
                 id: question
 
+                Layout.alignment: Qt.AlignHCenter
                 color: Colors.velomiraGray2
                 font: TextStyles.caption
                 text: qsTr("Don't have an account?")
@@ -147,9 +145,10 @@ Rectangle {
             LinkText {
                 id: link
 
+                Layout.alignment: Qt.AlignHCenter
+                Layout.maximumWidth: column.width
                 font: TextStyles.caption
                 text: qsTr("Create one at ") + root.model.serviceHost
-                width: Math.min(implicitWidth, column.width)
 
                 onClicked: root.model.openWebSite()
             }

@@ -59,7 +59,7 @@ Card {
             ground: Colors.velomiraAccentBlue
             implicitHeight: 32
             implicitWidth: 32
-            padding: 0
+            horizontalPadding: 0
             showsText: false
             symbol: "arrow.clockwise"
             symbolSize: Math.round(TextStyles.body.pixelSize * 1.25)

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "views/qml_window_factory.h"
 
+#include "views/accessible_control.h"
 #include "views/login_window_lookup.h"
 #include "views/models/dashboard_model.h"
 #include "views/models/login_form.h"
@@ -72,7 +73,10 @@ void QmlWindowFactory::setUp()
     if (m_engine)
         return;
     qml_register_types_Quillstep_Views();
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    AccessibleControl::install();
+    // Qt takes this once in the life of a process, and before its first window.
+    if (QQuickWindow::sceneGraphBackend() != QLatin1StringView("software"))
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     m_engine = std::make_unique<QQmlEngine>();
     m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
     m_engine->addImageProvider(QStringLiteral("symbol"), new SymbolImages);

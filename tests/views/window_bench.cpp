@@ -17,6 +17,10 @@ QtMessageHandler before = nullptr;
 
 void note(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
+    // What a screen in memory cannot do is no fault of the windows.
+    const bool isOfPlatform = text.startsWith(QLatin1StringView("This plugin does not support"));
+    if (isOfPlatform)
+        return;
     if (current && type != QtDebugMsg && type != QtInfoMsg)
         current->warnings.append(text);
     before(type, context, text);

@@ -23,7 +23,7 @@ struct WindowBench : ViewBench
     [[nodiscard]] static QQuickWindow* window(const QString& identifier);
 
     /// What that window shows.
-    [[nodiscard]] static QImage picture(const QString& identifier);
+    static QImage picture(const QString& identifier);
 
     /// What QML, Qt Quick and the rest have complained about.
     QStringList warnings;

@@ -1,0 +1,212 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/views/view_bench.h"
+#include "views/models/dashboard_model.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace std::chrono_literals;
+using support::ViewBench;
+using views::DashboardModel;
+
+namespace {
+
+QStringList names(const views::ActivityRows& rows)
+{
+    QStringList all;
+    for (const views::AggregatedItem& item : rows.items())
+        all.append(item.name);
+    return all;
+}
+
+class TestDashboardModel final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void totalsAreThereWhenTheWindowComesOnScreen();
+    void nothingIsComputedWhileHidden();
+    void activitiesCountAtMostOnceASecond();
+    void theRangeTakesEffectAtOnce();
+    void rowsStayInPlaceWhenTheirDurationsChange();
+    void theHeaderFollowsTheAccount();
+    void syncStatesAreToldApart();
+    void theLastSyncIsToldOnlyWhenActive();
+    void trackingIsToggled();
+    void syncStartsFromTheMainQueue();
+    void windowsComeToTheFront();
+};
+
+void TestDashboardModel::totalsAreThereWhenTheWindowComesOnScreen()
+{
+    ViewBench bench;
+    bench.add("A", 10, "https://www.example.com/x");
+    bench.add("B", 20);
+    DashboardModel model(bench.context);
+    QVERIFY(model.topApps()->items().empty());
+    model.setVisible(true);
+    QCOMPARE(names(*model.topApps()), QStringList({QStringLiteral("B"), QStringLiteral("A")}));
+    QCOMPARE(names(*model.topWebsites()), QStringList{QStringLiteral("www.example.com")});
+    QCOMPARE(model.topApps()->maxDuration(), 20.0);
+}
+
+void TestDashboardModel::nothingIsComputedWhileHidden()
+{
+    ViewBench bench;
+    DashboardModel model(bench.context);
+    model.setVisible(true);
+    model.setVisible(false);
+    const QSignalSpy changed(&model, &DashboardModel::changed);
+    bench.add("A", 10);
+    bench.signIn();
+    bench.mainQueue.advance(1h);
+    QVERIFY(model.topApps()->items().empty());
+    QCOMPARE(changed.count(), 0);
+    model.setVisible(true);
+    QCOMPARE(names(*model.topApps()), QStringList{QStringLiteral("A")});
+    QCOMPARE(changed.count(), 1);
+}
+
+void TestDashboardModel::activitiesCountAtMostOnceASecond()
+{
+    ViewBench bench;
+    DashboardModel model(bench.context);
+    model.setVisible(true);
+    bench.add("A", 1);
+    QCOMPARE(model.topApps()->maxDuration(), 1.0);
+    bench.add("A", 1);
+    bench.add("A", 1);
+    bench.mainQueue.advance(999ms);
+    QCOMPARE(model.topApps()->maxDuration(), 1.0);
+    bench.mainQueue.advance(1ms);
+    QCOMPARE(model.topApps()->maxDuration(), 3.0);
+    bench.add("A", 1);
+    QCOMPARE(model.topApps()->maxDuration(), 3.0);
+    bench.mainQueue.advance(1s);
+    QCOMPARE(model.topApps()->maxDuration(), 4.0);
+    bench.mainQueue.advance(1s);
+    QCOMPARE(bench.mainQueue.waiting(), 0U);
+}
+
+void TestDashboardModel::theRangeTakesEffectAtOnce()
+{
+    ViewBench bench;
+    bench.add("Yesterday", 10);
+    bench.fake.clock.time += 86400;
+    bench.add("Today", 5);
+    DashboardModel model(bench.context, QTimeZone::utc());
+    model.setVisible(true);
+    QCOMPARE(model.timeRanges(),
+             QStringList({QStringLiteral("Today"), QStringLiteral("All Time")}));
+    QCOMPARE(model.timeRange(), 0);
+    QCOMPARE(names(*model.topApps()), QStringList{QStringLiteral("Today")});
+    model.setTimeRange(1);
+    QCOMPARE(names(*model.topApps()),
+             QStringList({QStringLiteral("Yesterday"), QStringLiteral("Today")}));
+    model.setTimeRange(2);
+    QCOMPARE(model.timeRange(), 1);
+}
+
+void TestDashboardModel::rowsStayInPlaceWhenTheirDurationsChange()
+{
+    ViewBench bench;
+    bench.add("A", 10);
+    bench.add("B", 5);
+    DashboardModel model(bench.context);
+    model.setVisible(true);
+    const QSignalSpy reset(model.topApps(), &QAbstractItemModel::modelReset);
+    const QSignalSpy inserted(model.topApps(), &QAbstractItemModel::rowsInserted);
+    const QSignalSpy changed(model.topApps(), &QAbstractItemModel::dataChanged);
+    bench.add("A", 1);
+    QCOMPARE(reset.count() + inserted.count(), 0);
+    QCOMPARE(changed.count(), 1);
+    const QModelIndex first = model.topApps()->index(0);
+    QCOMPARE(first.data(views::ActivityRows::NameRole).toString(), QStringLiteral("A"));
+    QCOMPARE(first.data(views::ActivityRows::DurationTextRole).toString(), QStringLiteral("11s"));
+    bench.store.removeLogs(activity::ActivityIds(bench.store.activities()));
+    bench.mainQueue.advance(1s);
+    QCOMPARE(model.topApps()->count(), 0);
+    QCOMPARE(model.topApps()->maxDuration(), 1.0);
+}
+
+void TestDashboardModel::theHeaderFollowsTheAccount()
+{
+    ViewBench bench;
+    DashboardModel model(bench.context);
+    QVERIFY(!model.isAuthenticated());
+    bench.signIn({});
+    QVERIFY(model.isAuthenticated());
+    QCOMPARE(model.displayName(), QStringLiteral("User"));
+    QCOMPARE(model.initials(), QStringLiteral("U"));
+    bench.signIn();
+    QCOMPARE(model.displayName(), QStringLiteral("Ada Lovelace"));
+    QCOMPARE(model.initials(), QStringLiteral("AL"));
+    model.logout();
+    QVERIFY(!bench.auth.isAuthenticated());
+}
+
+void TestDashboardModel::syncStatesAreToldApart()
+{
+    ViewBench bench;
+    bench.signIn();
+    bench.add("A", 1);
+    DashboardModel model(bench.context);
+    QVERIFY(!model.isSyncing() && !model.hasSyncError());
+    bench.sync.sync();
+    QVERIFY(model.isSyncing() && !model.hasSyncError());
+    bench.fake.httpClient.answer(
+        platform::TransferFailure{.text = QStringLiteral("no way"), .description = {}});
+    QTRY_VERIFY(!bench.sync.isSyncing());
+    QVERIFY(model.hasSyncError());
+    QCOMPARE(model.syncError(), bench.sync.lastSyncError().value_or(QString()));
+}
+
+void TestDashboardModel::theLastSyncIsToldOnlyWhenActive()
+{
+    ViewBench bench;
+    DashboardModel model(bench.context);
+    QCOMPARE(model.lastSync(), QString());
+    bench.sync.setLastSyncTime(bench.fake.clock.time - 301);
+    QCOMPARE(model.lastSync(), QStringLiteral("Last: 5 min. ago"));
+    QCoro::waitFor(bench.sync.sync());
+    QVERIFY(model.hasSyncError());
+    QCOMPARE(model.lastSync(), QString());
+}
+
+void TestDashboardModel::trackingIsToggled()
+{
+    ViewBench bench;
+    DashboardModel model(bench.context);
+    model.toggleTracking();
+    QVERIFY(bench.tracking.isTracking() && model.isTracking());
+    model.toggleTracking();
+    QVERIFY(!bench.tracking.isTracking() && !model.isTracking());
+}
+
+void TestDashboardModel::syncStartsFromTheMainQueue()
+{
+    ViewBench bench;
+    bench.signIn();
+    bench.add("A", 1);
+    DashboardModel model(bench.context);
+    model.sync();
+    QVERIFY(!bench.sync.isSyncing());
+    bench.mainQueue.advance();
+    QVERIFY(bench.sync.isSyncing());
+}
+
+void TestDashboardModel::windowsComeToTheFront()
+{
+    ViewBench bench;
+    DashboardModel model(bench.context);
+    model.openLogin();
+    model.openSettings();
+    QCOMPARE(bench.activation.calls,
+             QStringList({QStringLiteral("activate"), QStringLiteral("activate")}));
+}
+
+} // namespace
+
+QTEST_GUILESS_MAIN(TestDashboardModel)
+#include "tst_dashboard_model.moc"

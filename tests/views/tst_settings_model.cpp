@@ -1,0 +1,162 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/views/view_bench.h"
+#include "views/models/settings_model.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using support::ViewBench;
+using views::SettingsModel;
+
+namespace {
+
+class TestSettingsModel final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theIntervalIsFiveUntilTheUserHasChosen();
+    void theSliderStoresItsPositionAtOnce_data();
+    void theSliderStoresItsPositionAtOnce();
+    void theRunningTimerKeepsItsInterval();
+    void countersAreReadWhenSomethingChanges();
+    void theLastSyncIsNeverAtFirst();
+    void accountsWithoutARecordAreLoggedIn();
+    void anAddressStandsForTheNameAndBelowIt();
+    void theSwitchShowsWhatIsRegistered();
+    void aRefusedRegistrationTurnsTheSwitchBack();
+    void aRefusalBothWaysIsSaidTwice();
+};
+
+void TestSettingsModel::theIntervalIsFiveUntilTheUserHasChosen()
+{
+    ViewBench bench;
+    const SettingsModel model(bench.context);
+    QCOMPARE(model.syncInterval(), 5);
+    QCOMPARE(model.interval(), QStringLiteral("5"));
+    QVERIFY(!bench.fake.userDefaults.string(QStringLiteral("syncInterval")));
+}
+
+void TestSettingsModel::theSliderStoresItsPositionAtOnce_data()
+{
+    QTest::addColumn<double>("position");
+    QTest::addColumn<qint64>("stored");
+    QTest::newRow("first") << 1.0 << qint64(1);
+    QTest::newRow("last") << 60.0 << qint64(60);
+    QTest::newRow("between") << 7.99 << qint64(7);
+}
+
+void TestSettingsModel::theSliderStoresItsPositionAtOnce()
+{
+    QFETCH(const double, position);
+    QFETCH(const qint64, stored);
+    ViewBench bench;
+    SettingsModel model(bench.context);
+    const QSignalSpy changed(&model, &SettingsModel::changed);
+    model.moveIntervalSlider(position);
+    QCOMPARE(bench.fake.userDefaults.integer(QStringLiteral("syncInterval")), stored);
+    QCOMPARE(model.interval(), QString::number(stored));
+    QCOMPARE(changed.count(), 1);
+}
+
+void TestSettingsModel::theRunningTimerKeepsItsInterval()
+{
+    ViewBench bench;
+    bench.sync.setupTimer();
+    SettingsModel model(bench.context);
+    model.moveIntervalSlider(30);
+    QCOMPARE(bench.fake.repeatingTimers.scheduled, 1);
+    QCOMPARE(bench.fake.repeatingTimers.interval(), std::chrono::minutes(1));
+}
+
+void TestSettingsModel::countersAreReadWhenSomethingChanges()
+{
+    ViewBench bench;
+    SettingsModel model(bench.context);
+    QCOMPARE(model.lastRecordCount(), QStringLiteral("0"));
+    const QSignalSpy changed(&model, &SettingsModel::changed);
+    bench.fake.userDefaults.setInteger(QStringLiteral("lastSyncRecordCount"), 12);
+    bench.fake.userDefaults.setInteger(QStringLiteral("totalRecordsSynced"), 345);
+    QCOMPARE(changed.count(), 0);
+    bench.signIn();
+    QVERIFY(changed.count() > 0);
+    QCOMPARE(model.lastRecordCount(), QStringLiteral("12"));
+    QCOMPARE(model.totalSynced(), QStringLiteral("345"));
+}
+
+void TestSettingsModel::theLastSyncIsNeverAtFirst()
+{
+    ViewBench bench;
+    const SettingsModel model(bench.context);
+    QCOMPARE(model.formatLastSync(), QStringLiteral("Never"));
+    bench.sync.setLastSyncTime(bench.fake.clock.time - 301);
+    QCOMPARE(model.formatLastSync(), QStringLiteral("5 min. ago"));
+}
+
+void TestSettingsModel::accountsWithoutARecordAreLoggedIn()
+{
+    ViewBench bench;
+    bench.signIn({});
+    const SettingsModel model(bench.context);
+    QCOMPARE(model.accountName(), QStringLiteral("Logged In"));
+    QCOMPARE(model.accountEmail(), QString());
+    QCOMPARE(model.initials(), QStringLiteral("U"));
+}
+
+void TestSettingsModel::anAddressStandsForTheNameAndBelowIt()
+{
+    ViewBench bench;
+    bench.signIn(R"({"id":1,"email":"x@example.com"})");
+    const SettingsModel model(bench.context);
+    QCOMPARE(model.accountName(), QStringLiteral("x@example.com"));
+    QCOMPARE(model.accountEmail(), QStringLiteral("x@example.com"));
+    QCOMPARE(model.initials(), QStringLiteral("X"));
+}
+
+void TestSettingsModel::theSwitchShowsWhatIsRegistered()
+{
+    ViewBench bench;
+    bench.loginItem.enabled = true;
+    SettingsModel model(bench.context);
+    QVERIFY(model.launchAtLogin());
+    QCOMPARE(bench.loginItem.requests, 0);
+    model.changeLaunchAtLogin(false);
+    QVERIFY(!model.launchAtLogin());
+    QVERIFY(!bench.loginItem.enabled);
+    QCOMPARE(bench.fake.diagnostics.lines(), QStringList());
+}
+
+void TestSettingsModel::aRefusedRegistrationTurnsTheSwitchBack()
+{
+    ViewBench bench;
+    SettingsModel model(bench.context);
+    // Refused once; turning back is a change like any other and succeeds.
+    bench.loginItem.fault = QStringLiteral("disk full");
+    connect(&model, &SettingsModel::launchAtLoginChanged, this, [&] {
+        if (!model.launchAtLogin())
+            bench.loginItem.fault.clear();
+    });
+    model.changeLaunchAtLogin(true);
+    QVERIFY(!model.launchAtLogin());
+    QCOMPARE(bench.loginItem.requests, 2);
+    QCOMPARE(bench.fake.diagnostics.lines(),
+             QStringList{QStringLiteral("Failed to enable launch at login: disk full")});
+}
+
+void TestSettingsModel::aRefusalBothWaysIsSaidTwice()
+{
+    ViewBench bench;
+    SettingsModel model(bench.context);
+    bench.loginItem.fault = QStringLiteral("disk full");
+    model.changeLaunchAtLogin(true);
+    QVERIFY(!model.launchAtLogin());
+    QCOMPARE(bench.fake.diagnostics.lines(),
+             QStringList({QStringLiteral("Failed to enable launch at login: disk full"),
+                          QStringLiteral("Failed to disable launch at login: disk full")}));
+}
+
+} // namespace
+
+QTEST_GUILESS_MAIN(TestSettingsModel)
+#include "tst_settings_model.moc"
