@@ -10,6 +10,7 @@
 #include "app/wait_for.h"
 #include "platform/build_config.h"
 #include "platform/linux/dbus/application_service.h"
+#include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/dbus/bus_return.h"
 #include "platform/linux/dbus/forwarding.h"
 #include "platform/linux/gui/desktop_url_opener.h"
@@ -149,6 +150,8 @@ int runApplication(LinuxEnvironment& environment, ApplicationService& requests)
 void startAnew(char* name)
 {
     TerminationSignals::unblock();
+    const QString bus = platform::dbus::withoutIdentity(platform::dbus::sessionBusAddress());
+    qputenv("DBUS_SESSION_BUS_ADDRESS", bus.toLocal8Bit());
     std::string option = "--gapplication-service";
     std::array<char*, 3> arguments{name, option.data(), nullptr};
     ::execv("/proc/self/exe", arguments.data());

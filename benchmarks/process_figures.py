@@ -175,7 +175,7 @@ def dashboards() -> list:
 
 def close_dashboard() -> None:
     wait_for(dashboards, 20, "the dashboard")
-    xdotool("windowquit", dashboards()[0])
+    xdotool("windowactivate", "--sync", dashboards()[0], "key", "alt+F4")
     wait_for(lambda: not dashboards(), 20, "the end of the dashboard")
 
 

@@ -109,7 +109,7 @@ window_shot() {
 }
 
 close_window() {
-    xdotool search --onlyvisible --name "^$1\$" windowquit
+    xdotool search --onlyvisible --name "^$1\$" windowactivate --sync key alt+F4
     wait_until 10 is_gone "$1" || fail "the window \"$1\" did not close"
 }
 

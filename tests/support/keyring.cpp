@@ -149,7 +149,8 @@ platform::Outcome Keyring::startBus()
         return started;
     while (!m_bus.process().canReadLine() && m_bus.process().waitForReadyRead(kStartMs)) {
     }
-    m_address = QString::fromUtf8(m_bus.process().readLine().trimmed());
+    // Without the bus's identity, which the next one at this place does not have.
+    m_address = QString::fromUtf8(m_bus.process().readLine().trimmed()).section(u',', 0, 0);
     if (m_address.isEmpty())
         return platform::Error{QStringLiteral("the bus has not named its address")};
     return platform::success();

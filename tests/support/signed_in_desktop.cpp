@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/signed_in_desktop.h"
 
+#include "tests/support/x11_client.h"
+
 #include <QTest>
 
 namespace support {
@@ -69,16 +71,19 @@ platform::Outcome SignedInDesktop::startTracking(Agent& agent, const QStringList
 {
     if (const auto started = agent.start(arguments); !started)
         return started;
-    QStringList windows;
-    const auto isOpen = [&] {
-        windows = windowsTitled(kDashboard);
-        return windows.size() == 1;
-    };
-    if (!QTest::qWaitFor(isOpen, kPatienceMs))
+    if (!QTest::qWaitFor([&] { return windowsTitled(kDashboard).size() == 1; }, kPatienceMs))
         return platform::Error{QStringLiteral("the dashboard does not open")};
-    linesOf({QStringLiteral("windowquit"), windows.constFirst()}, environment());
-    if (!QTest::qWaitFor([&] { return windowsTitled(kDashboard).isEmpty(); }, kPatienceMs))
-        return platform::Error{QStringLiteral("the dashboard does not close")};
+    return closeWindow(kDashboard);
+}
+
+platform::Outcome SignedInDesktop::closeWindow(const QString& title) const
+{
+    const X11Client client(m_x11.display());
+    for (const QString& window : windowsTitled(title))
+        client.sendToWindowManager(window.toUInt(), "_NET_CLOSE_WINDOW");
+    client.sync();
+    if (!QTest::qWaitFor([&] { return windowsTitled(title).isEmpty(); }, kPatienceMs))
+        return platform::Error{QStringLiteral("the window \"%1\" does not close").arg(title)};
     return platform::success();
 }
 

@@ -46,6 +46,9 @@ public:
     /// The title of the window that has the focus; empty when none has.
     [[nodiscard]] QString focusedTitle() const;
 
+    /// Closes the window titled `title` as its close button does. An error when it does not go.
+    [[nodiscard]] platform::Outcome closeWindow(const QString& title) const;
+
     /// Starts `agent`, which tracks from then on, and closes the dashboard that it opens, so that
     /// the focus is back where it was. An error when the window does not come or go.
     [[nodiscard]] platform::Outcome startTracking(Agent& agent, const QStringList& arguments = {});

@@ -552,6 +552,18 @@ private Q_SLOTS:
         QCOMPARE(back.size(), 1);
     }
 
+    void theNextBusIsFoundWithoutTheIdentityOfTheLast()
+    {
+        using platform::dbus::withoutIdentity;
+        QCOMPARE(withoutIdentity(QStringLiteral("unix:path=/run/bus,guid=0a1b")),
+                 QStringLiteral("unix:path=/run/bus"));
+        QCOMPARE(withoutIdentity(QStringLiteral("unix:guid=0a1b,path=/a;unix:abstract=b,guid=2")),
+                 QStringLiteral("unix:path=/a;unix:abstract=b"));
+        QCOMPARE(withoutIdentity(QStringLiteral("unix:path=/run/bus")),
+                 QStringLiteral("unix:path=/run/bus"));
+        QCOMPARE(withoutIdentity(QString()), QString());
+    }
+
     void addressesOfAnyFormAreTriedWithoutHarm_data()
     {
         QTest::addColumn<QString>("address");

@@ -109,6 +109,20 @@ QString sessionBusAddress()
            QString::fromLatin1(QFile::encodeName(socket).toPercentEncoding("/"));
 }
 
+QString withoutIdentity(const QString& address)
+{
+    QStringList servers = address.split(u';');
+    for (QString& server : servers) {
+        const qsizetype colon = server.indexOf(u':') + 1;
+        QStringList values = server.mid(colon).split(u',');
+        values.removeIf([](const QString& value) {
+            return value.startsWith(QLatin1StringView("guid="));
+        });
+        server = server.left(colon) + values.join(u',');
+    }
+    return servers.join(u';');
+}
+
 bool acceptsConnections(const QString& address)
 {
     return std::ranges::any_of(address.toUtf8().split(';'), accepts);

@@ -13,6 +13,10 @@ namespace platform::dbus {
 /// its own then, which nobody else sees. Any thread.
 [[nodiscard]] QString sessionBusAddress();
 
+/// `address` without what only the bus that is there now answers to: a bus that takes its place has
+/// another identity ("guid", D-Bus Specification, "Server Addresses"). Any thread.
+[[nodiscard]] QString withoutIdentity(const QString& address);
+
 /// Whether somebody accepts connections at `address` (D-Bus Specification, "Server Addresses").
 /// Only transports over local sockets ("unix:path=", "unix:abstract=") are tried; false for all
 /// others. Does not block, says nothing to the bus. Any thread.

@@ -23,9 +23,15 @@ QString dbusMenuText(const QString& text)
     QString label = text;
     label.replace(u'_', QStringLiteral("__"));
     const qsizetype first = label.indexOf(kMark);
-    const bool isConverted = first >= 0 && first < label.size() - 1;
-    if (isConverted)
-        label.insert(first, kMark);
+    if (first < 0 || first == label.size() - 1)
+        return label;
+    // One more for Qt to take: before a letter, where it is what people know from menus. In front
+    // of a surrogate pair or a space LXQt's panel would tear the one apart and make the other look
+    // like an underscore.
+    qsizetype at = 0;
+    while (at < first && !label[at].isLetterOrNumber())
+        ++at;
+    label.insert(at, kMark);
     return label;
 }
 

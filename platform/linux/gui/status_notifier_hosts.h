@@ -35,11 +35,9 @@ Q_SIGNALS:
     /// One of the two is different now.
     void changed();
 
-private Q_SLOTS:
-    /// Asks anew; what was asked before no longer counts.
-    void ask();
-
 private:
+    /// Asks anew; what was asked before no longer counts.
+    Q_SLOT void ask();
     void readAnswer();
     void forget();
 

@@ -28,6 +28,8 @@ SystemTrayItem::SystemTrayItem(std::chrono::milliseconds xembedGrace)
 SystemTrayItem::~SystemTrayItem()
 {
     m_icon.reset(); // before the menu it shows
+    if (m_popup)
+        m_popup->menu().disconnect(this); // one that is open closes, when we are no more
 }
 
 void SystemTrayItem::setRows(const std::vector<MenuRow>& rows)
@@ -53,7 +55,8 @@ void SystemTrayItem::make(TrayHostWatch::Kind kind)
             &QSystemTrayIcon::activated,
             this,
             [this](QSystemTrayIcon::ActivationReason reason) {
-                if (reason == QSystemTrayIcon::Trigger)
+                // The second of two clicks comes here only if the menu has gone in between.
+                if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick)
                     openPopup();
             });
     m_icon->show();

@@ -27,6 +27,8 @@ class SystemTrayItem final : public StatusItem
 public:
     /// See TrayHostWatch. start() is called here; nothing appears before the event loop runs.
     explicit SystemTrayItem(std::chrono::milliseconds xembedGrace = TrayHostWatch::kXEmbedGrace);
+    SystemTrayItem(const SystemTrayItem&) = delete;
+    SystemTrayItem& operator=(const SystemTrayItem&) = delete;
     ~SystemTrayItem() override;
 
     void setRows(const std::vector<MenuRow>& rows) override;
