@@ -32,10 +32,10 @@ packages() {
             libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev
         ;;
-    run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh gnome-keyring scrot ;;
+    run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh gnome-keyring scrot fonts-noto-color-emoji ;;
     test)
         echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils xdg-utils \
-            fonts-dejavu-core libglib2.0-bin lxqt-panel xfce4-panel tint2 scrot
+            fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot
         ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;

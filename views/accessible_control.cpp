@@ -76,8 +76,11 @@ QString AccessibleControl::text(QAccessible::Text kind) const
 {
     if (kind != QAccessible::Name)
         return {};
-    return QQmlProperty::read(item(), QStringLiteral("Accessible.name"), qmlContext(item()))
-        .toString();
+    const QString name =
+        QQmlProperty::read(item(), QStringLiteral("Accessible.name"), qmlContext(item()))
+            .toString();
+    // A text field takes its name back when an assistive program comes.
+    return name.isEmpty() ? item()->property("placeholderText").toString() : name;
 }
 
 QRect AccessibleControl::rect() const
