@@ -175,7 +175,7 @@ def dashboards() -> list:
 
 def close_dashboard() -> None:
     wait_for(dashboards, 20, "the dashboard")
-    xdotool("windowactivate", "--sync", dashboards()[0], "key", "alt+F4")
+    subprocess.run(["wmctrl", "-i", "-c", dashboards()[0]], timeout=10, check=True)
     wait_for(lambda: not dashboards(), 20, "the end of the dashboard")
 
 

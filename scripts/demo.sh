@@ -109,7 +109,7 @@ window_shot() {
 }
 
 close_window() {
-    xdotool search --onlyvisible --name "^$1\$" windowactivate --sync key alt+F4
+    wmctrl -i -c "$(xdotool search --onlyvisible --name "^$1\$" | head -n1)"
     wait_until 10 is_gone "$1" || fail "the window \"$1\" did not close"
 }
 
@@ -142,7 +142,7 @@ close_window Dashboard
 
 step "Recording for $seconds s"
 end=$((SECONDS + seconds))
-middle=$((SECONDS + seconds / 2))
+look=$((SECONDS + seconds / 8)) # early: opening the menu begins the minute until the first upload anew
 turn=0
 while [ "$SECONDS" -lt "$end" ]; do
     kill -0 "$agent" 2>/dev/null || break
@@ -152,10 +152,10 @@ while [ "$SECONDS" -lt "$end" ]; do
     turn=$((turn + 1))
     # The pace of the demonstration: two to four seconds each.
     sleep $((2 + turn % 3))
-    if [ -n "$middle" ] && [ "$SECONDS" -ge "$middle" ]; then
-        shot middle
+    if [ -n "$look" ] && [ "$SECONDS" -ge "$look" ]; then
+        shot windows
         look_around
-        middle=
+        look=
     fi
 done
 shot end
@@ -177,10 +177,10 @@ after_sign_out=$(session)
 data="$XDG_DATA_HOME/Velomira Usage Monitor/activity_logs.json"
 "$root/scripts/summarise.py" "$data" # what has not been uploaded
 echo "Account: $after_restart after a restart, $after_sign_out after signing out"
-if [ "$seconds" -gt 60 ]; then
+if [ "$seconds" -ge 80 ]; then
     "$root/scripts/compare_upload.py" "$output" "$data" "$stored_before" "$(stored)"
 else
-    echo "Uploaded: nothing yet; the first upload comes after a minute"
+    echo "Uploaded: nothing yet; the first upload comes a minute after the menu was opened"
 fi
 [ "$after_restart, $after_sign_out" = "signed in, signed out" ] || fail "the session was not kept as it should"
 echo "What Quillstep said: $output"

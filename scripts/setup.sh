@@ -24,7 +24,7 @@ packages() {
     # What the windows import; in this split they run without the rest of Qt Quick Controls.
     local qml="qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtqml-workerscript qml6-module-qtquick"
     qml+=" qml6-module-qtquick-layouts qml6-module-qtquick-templates qml6-module-qtquick-window"
-    local desktop="xvfb openbox xdotool x11-utils xterm dbus python3"
+    local desktop="xvfb openbox wmctrl xdotool x11-utils xterm dbus python3"
     case $1 in
     build)
         echo build-essential cmake ninja-build pkg-config qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-svg-dev \

@@ -57,8 +57,8 @@ QString found(bool is)
     return is ? QStringLiteral("found") : QStringLiteral("not found");
 }
 
-/// Under Wayland an X server, where there is one, sees the windows and the input of X programs only:
-/// what it says about the front window is wrong whenever another kind is in front.
+/// Under Wayland an X server, where there is one, sees the windows and the input of X programs
+/// only: what it says about the front window is wrong whenever another kind is in front.
 bool isWayland()
 {
     return !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");

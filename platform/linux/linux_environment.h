@@ -27,8 +27,8 @@ public:
     /// display server.
     [[nodiscard]] static Result<std::unique_ptr<LinuxEnvironment>> create();
 
-    /// Whether there is a display to connect to. Needs no application, which the toolkit cannot make
-    /// without a display.
+    /// Whether there is a display to connect to. Needs no application, which the toolkit cannot
+    /// make without a display.
     [[nodiscard]] static Outcome checkDisplay();
 
     ~LinuxEnvironment() override;

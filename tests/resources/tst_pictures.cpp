@@ -16,22 +16,25 @@ QString inResources(const QString& name)
     return QStringLiteral(RESOURCES "/") + name;
 }
 
-/// The largest difference of a colour or of the opacity anywhere; 255 when the sizes differ.
+/// The largest difference of a colour, as far as it shows, or of the opacity anywhere; 255 when the
+/// sizes differ.
 int difference(const QImage& one, const QImage& other)
 {
     if (one.size() != other.size())
         return 255;
+    const QImage first = one.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    const QImage second = other.convertToFormat(QImage::Format_ARGB32_Premultiplied);
     int largest = 0;
-    for (int y = 0; y < one.height(); ++y)
-        for (int x = 0; x < one.width(); ++x) {
-            const QRgb a = one.pixel(x, y);
-            const QRgb b = other.pixel(x, y);
-            // What is next to invisible has no colour to speak of.
-            if (qAlpha(a) > 32 && qAlpha(b) > 32)
-                largest = qMax(largest,
-                               qMax(qMax(qAbs(qRed(a) - qRed(b)), qAbs(qGreen(a) - qGreen(b))),
-                                    qAbs(qBlue(a) - qBlue(b))));
-            largest = qMax(largest, qAbs(qAlpha(a) - qAlpha(b)));
+    for (int y = 0; y < first.height(); ++y)
+        for (int x = 0; x < first.width(); ++x) {
+            // The pixels of this format are as they are mixed with what is behind them.
+            const QRgb a = first.pixel(x, y);
+            const QRgb b = second.pixel(x, y);
+            for (const int channel : {qRed(a) - qRed(b),
+                                      qGreen(a) - qGreen(b),
+                                      qBlue(a) - qBlue(b),
+                                      qAlpha(a) - qAlpha(b)})
+                largest = qMax(largest, qAbs(channel));
         }
     return largest;
 }
