@@ -4,7 +4,8 @@
 # Usage: scripts/draw_artwork.sh
 #
 # Draws anew what is made from the drawings in resources/: logo.png, the sizes of the application's icon, and
-# docs/symbols.png, which shows every symbol in the sizes it is used in. Qt draws, as it does in the product.
+# docs/symbols.png, which shows every symbol in the sizes it is used in; and the shadow of the windows' cards,
+# views/images/card_shadow*.png. Qt draws, as it does in the product.
 # For after a change to a drawing; the results are committed.
 set -euo pipefail
 # shellcheck source=lib.sh
@@ -35,3 +36,7 @@ done
 
 step "Drawing the sheet of symbols"
 "$tool" sheet "$resources/symbols" "$root/docs/symbols.png"
+
+step "Drawing the shadow of the cards"
+"$tool" shadow 1 "$root/views/images/card_shadow.png"
+"$tool" shadow 2 "$root/views/images/card_shadow@2x.png"

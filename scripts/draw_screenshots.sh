@@ -4,7 +4,7 @@
 # Usage: scripts/draw_screenshots.sh
 #
 # Draws every window in every state anew into docs/screenshots. Look at what has changed before you commit it:
-# the test views.screenshots takes it for right.
+# the tests views.screenshots and views.screenshots_dense take it for right.
 set -euo pipefail
 # shellcheck source=lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -16,7 +16,10 @@ esac
 "$root/scripts/setup.sh" build test
 build asan --target draw_screenshots
 mkdir -p "$root/docs/screenshots"
-run=(env QT_QPA_PLATFORM=offscreen QT_SCALE_FACTOR=1 LC_ALL=C.UTF-8 ASAN_OPTIONS=detect_leaks=0)
+run=(env QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 ASAN_OPTIONS=detect_leaks=0)
 if setarch -R true 2>/dev/null; then run=(setarch -R "${run[@]}"); fi
-"${run[@]}" "$root/build/asan/bin/draw_screenshots" "$root/docs/screenshots"
+# For usual screens, then those for screens with twice as many pixels.
+for scale in 1 2; do
+    QT_SCALE_FACTOR=$scale "${run[@]}" "$root/build/asan/bin/draw_screenshots" "$root/docs/screenshots"
+done
 step "Drawn into docs/screenshots"

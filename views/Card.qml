@@ -18,7 +18,8 @@ Item {
     implicitHeight: column.implicitHeight + 32
     implicitWidth: column.implicitWidth + 32
 
-    // Black at 5 %, blurred by 4 and 2 further down, with 16 around it; see draw_card_shadow.sh.
+    // Black at 5 %, blurred by 4, and here 2 further down; the picture has 16 around the card
+    // (tools/artwork/card_shadow.h; scripts/draw_artwork.sh draws it).
     BorderImage {
         anchors.bottomMargin: -18
         anchors.fill: parent

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tools/artwork/card_shadow.h"
 #include "tools/artwork/drawing.h"
 
 #include <QDir>
@@ -84,6 +85,50 @@ private Q_SLOTS:
         QVERIFY(qAlpha(image.pixel(0, 0)) < 128);
         QVERIFY(qAlpha(image.pixel(image.width() - 1, image.height() - 1)) < 128);
         QCOMPARE(qAlpha(image.pixel(image.width() / 2, image.height() / 2)), 255);
+    }
+
+    void shadowsAreDrawnByTheTool_data()
+    {
+        QTest::addColumn<QString>("picture");
+        QTest::addColumn<int>("scale");
+        QTest::newRow("usual screen") << QStringLiteral("card_shadow.png") << 1;
+        QTest::newRow("dense screen") << QStringLiteral("card_shadow@2x.png") << 2;
+    }
+
+    void shadowsAreDrawnByTheTool()
+    {
+        QFETCH(const QString, picture);
+        QFETCH(const int, scale);
+        const QImage found(QStringLiteral(VIEW_IMAGES "/") + picture);
+        QVERIFY(!found.isNull());
+        // One is a matter of rounding; the whole shadow has no more than 13 shades.
+        QVERIFY2(difference(found, artwork::cardShadow(scale)) <= 1,
+                 "out of date: scripts/draw_artwork.sh");
+    }
+
+    void shadowsAreBlackAtFivePercent_data() { shadowsAreDrawnByTheTool_data(); }
+
+    void shadowsAreBlackAtFivePercent()
+    {
+        QFETCH(const QString, picture);
+        QFETCH(const int, scale);
+        const QImage image(QStringLiteral(VIEW_IMAGES "/") + picture);
+        QCOMPARE(image.width(), artwork::CardShadow::kWhole * scale);
+        const int middle = image.width() / 2;
+        QCOMPARE(image.pixel(middle, middle), qRgba(0, 0, 0, 13));
+        // The edge of a card is where a blurred one has half of its weight, left and right of it.
+        const int edge = artwork::CardShadow::kMargin * scale;
+        const double around =
+            (qAlpha(image.pixel(edge - 1, middle)) + qAlpha(image.pixel(edge, middle))) / 2.0;
+        QVERIFY2(qAbs(around - 0.05 * 255 / 2) <= 0.6, qPrintable(QString::number(around)));
+        // Two deviations further out a fortieth is left, four further out nothing.
+        QVERIFY(qAlpha(image.pixel(edge - 2 * scale, middle)) >= 1);
+        QVERIFY(qAlpha(image.pixel(edge - 4 * scale, middle)) <= 1);
+        QCOMPARE(qAlpha(image.pixel(edge - 8 * scale, middle)), 0);
+        // Round corners: less than an edge has, and nothing in the corner of the square.
+        QVERIFY(qAlpha(image.pixel(edge, edge)) <= 1);
+        QCOMPARE(image.mirrored(true, false), image);
+        QCOMPARE(image.mirrored(false, true), image);
     }
 
     void anotherPictureIsFoundToDiffer()

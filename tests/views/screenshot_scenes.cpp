@@ -94,6 +94,25 @@ void refuse(ViewBench& bench)
         .status = 401, .body = R"({"message":"These credentials do not match our records."})"});
 }
 
+bool isCard(const QObject& item)
+{
+    // A type of QML goes by the name of its file.
+    const QMetaObject* type = item.metaObject();
+    while (type && !QByteArrayView(type->className()).startsWith("Card_QML"))
+        type = type->superClass();
+    return type != nullptr;
+}
+
+QList<QRect> cardsOf(const QQuickView& view)
+{
+    QList<QRect> cards;
+    for (const QQuickItem* item : view.rootObject()->findChildren<QQuickItem*>()) {
+        if (item->isVisible() && isCard(*item))
+            cards.append(item->mapRectToScene(QRectF(QPointF(), item->size())).toRect());
+    }
+    return cards;
+}
+
 void submit(QQuickWindow& window)
 {
     type(window, "ada@example.com", "secret");
@@ -107,13 +126,16 @@ std::vector<ScreenshotScene> screenshotScenes()
     const auto nothing = [](ViewBench&) {
     };
     return {
-        {.name = "dashboard", .window = "dashboard", .prepare = aWorkingDay},
+        {.name = "dashboard",
+         .window = "dashboard",
+         .prepare = aWorkingDay,
+         .isForDenseScreens = true},
         {.name = "dashboard-signed-out", .window = "dashboard", .prepare = nothing},
         {.name = "dashboard-one-record", .window = "dashboard", .prepare = oneRecord},
         {.name = "dashboard-syncing", .window = "dashboard", .prepare = runningSync},
         {.name = "dashboard-sync-error", .window = "dashboard", .prepare = failedSync},
         {.name = "dashboard-long-texts", .window = "dashboard", .prepare = longTexts},
-        {.name = "login", .window = "login", .prepare = nothing},
+        {.name = "login", .window = "login", .prepare = nothing, .isForDenseScreens = true},
         {.name = "login-filled",
          .window = "login",
          .prepare = nothing,
@@ -123,7 +145,10 @@ std::vector<ScreenshotScene> screenshotScenes()
              }},
         {.name = "login-loading", .window = "login", .prepare = nothing, .act = submit},
         {.name = "login-refused", .window = "login", .prepare = refuse, .act = submit},
-        {.name = "settings", .window = "settings", .prepare = aWorkingDay},
+        {.name = "settings",
+         .window = "settings",
+         .prepare = aWorkingDay,
+         .isForDenseScreens = true},
         {.name = "settings-end",
          .window = "settings",
          .prepare = aWorkingDay,
@@ -151,7 +176,7 @@ std::vector<ScreenshotScene> screenshotScenes()
     };
 }
 
-QImage takeScreenshot(const ScreenshotScene& scene, QString& failure)
+Screenshot takeScreenshot(const ScreenshotScene& scene)
 {
     // A font that every system can have, so that the pictures are the same everywhere.
     QFont font(QStringLiteral("DejaVu Sans"));
@@ -162,21 +187,19 @@ QImage takeScreenshot(const ScreenshotScene& scene, QString& failure)
     const QString identifier = QString::fromLatin1(scene.window);
     bench.windows.openWindow(identifier);
     QQuickWindow* const window = WindowBench::window(identifier);
-    if (!window || !QTest::qWaitForWindowActive(window)) {
-        failure = QStringLiteral("the window does not open");
-        return {};
-    }
+    if (!window || !QTest::qWaitForWindowActive(window))
+        return {.picture = {}, .cards = {}, .failure = QStringLiteral("the window does not open")};
     bench.mainQueue.advance(); // what the window puts off when it appears
     scene.act(*window);
     WindowBench::picture(identifier); // lets the view find its size
     const auto* const view = qobject_cast<const QQuickView*>(window);
-    if (!QTest::qWaitFor([&] { return window->size() == view->rootObject()->size().toSize(); })) {
-        failure = QStringLiteral("the window is not as large as its view");
-        return {};
-    }
-    QImage picture = WindowBench::picture(identifier);
-    failure = bench.warnings.join(u'\n');
-    return picture;
+    if (!QTest::qWaitFor([&] { return window->size() == view->rootObject()->size().toSize(); }))
+        return {.picture = {},
+                .cards = {},
+                .failure = QStringLiteral("the window is not as large as its view")};
+    return {.picture = WindowBench::picture(identifier),
+            .cards = cardsOf(*view),
+            .failure = bench.warnings.join(u'\n')};
 }
 
 } // namespace support

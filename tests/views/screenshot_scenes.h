@@ -4,6 +4,11 @@
 
 #include "tests/views/window_bench.h"
 
+#include <QImage>
+#include <QList>
+#include <QRect>
+#include <QString>
+
 #include <functional>
 #include <vector>
 
@@ -21,13 +26,24 @@ struct ScreenshotScene
     };
     /// Of the desktop's font; texts are as large as usual up to 11.
     double points = 10;
+    /// Whether it is documented for screens with two pixels to a device-independent one, too.
+    bool isForDenseScreens = false;
 };
 
 /// All of them, in the order of the documentation.
 [[nodiscard]] std::vector<ScreenshotScene> screenshotScenes();
 
-/// Opens the window of `scene` in its state, and takes its picture. Null, with a reason in
-/// `failure`, when it does not show or something complains.
-[[nodiscard]] QImage takeScreenshot(const ScreenshotScene& scene, QString& failure);
+/// What a window looks like.
+struct Screenshot
+{
+    QImage picture;
+    /// Where in the picture its cards are, without their shadows.
+    QList<QRect> cards;
+    /// Why there is no picture, or what has complained; empty when all is well.
+    QString failure;
+};
+
+/// Opens the window of `scene` in its state, and takes its picture.
+[[nodiscard]] Screenshot takeScreenshot(const ScreenshotScene& scene);
 
 } // namespace support
