@@ -9,7 +9,17 @@ T.Slider {
 
     required property string label
 
+    function moveTo(end: real) {
+        root.value = end;
+        root.moved();
+    }
+
     Accessible.name: root.label
+    Keys.onPressed: event => {
+        event.accepted = event.key === Qt.Key_Home || event.key === Qt.Key_End;
+        if (event.accepted)
+            root.moveTo(event.key === Qt.Key_Home ? root.from : root.to);
+    }
     focusPolicy: Qt.StrongFocus
     hoverEnabled: true
     implicitHeight: 24

@@ -100,11 +100,11 @@ private Q_SLOTS:
     {
         for (const char* title : {"first", "second"})
             QVERIFY(m_desktop->x11().startProgram(QStringLiteral("xterm"),
-                                            {QStringLiteral("-T"),
-                                             QString::fromLatin1(title),
-                                             QStringLiteral("-e"),
-                                             QStringLiteral("sleep"),
-                                             QStringLiteral("1000")}));
+                                                  {QStringLiteral("-T"),
+                                                   QString::fromLatin1(title),
+                                                   QStringLiteral("-e"),
+                                                   QStringLiteral("sleep"),
+                                                   QStringLiteral("1000")}));
         const QString first = windowNamed(m_desktop->x11(), QStringLiteral("first"));
         const QString second = windowNamed(m_desktop->x11(), QStringLiteral("second"));
         QVERIFY(!first.isEmpty() && !second.isEmpty());
@@ -158,7 +158,8 @@ private Q_SLOTS:
                                   20000);
         QStringList expected = m_agent->lines();
         for (const Step& step : steps) {
-            QVERIFY(xdotool(m_desktop->x11(), step.xdotool)); // well within the second to the next tick
+            QVERIFY(
+                xdotool(m_desktop->x11(), step.xdotool)); // well within the second to the next tick
             for (int i = 0; i < step.ticks; ++i) {
                 expected += tickOf(step.name, step.title);
                 QCOMPARE(m_agent->waitForLines(expected.size()), expected);

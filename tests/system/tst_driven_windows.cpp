@@ -124,20 +124,16 @@ class TestDrivenWindows final : public QObject
         press("Return");
     }
 
-    [[nodiscard]] std::uint64_t statesOf(const QString& window, const QString& name) const
-    {
-        const auto element = m_reader->find(window, name);
-        return element ? element->states : 0;
-    }
-
     [[nodiscard]] bool isEnabled(const QString& window, const QString& name) const
     {
-        return ((statesOf(window, name) >> support::kStateEnabled) & 1U) != 0;
+        const auto element = m_reader->find(window, name);
+        return element && element->has(support::kStateEnabled);
     }
 
     [[nodiscard]] bool isChecked(const QString& window, const QString& name) const
     {
-        return ((statesOf(window, name) >> support::kStateChecked) & 1U) != 0;
+        const auto element = m_reader->find(window, name, support::kRoleCheckBox);
+        return element && element->has(support::kStateChecked);
     }
 
     void prepare(Account account)
@@ -337,7 +333,7 @@ private:
         if (QTest::currentTestFailed())
             return;
         const auto hasFocus = [this, &label] {
-            const auto element = m_reader->find(kSettings, label);
+            const auto element = m_reader->find(kSettings, label, support::kRoleCheckBox);
             return element && element->has(support::kStateFocused);
         };
         for (int i = 0; i < 20 && !hasFocus(); ++i)

@@ -115,9 +115,8 @@ QString withoutIdentity(const QString& address)
     for (QString& server : servers) {
         const qsizetype colon = server.indexOf(u':') + 1;
         QStringList values = server.mid(colon).split(u',');
-        values.removeIf([](const QString& value) {
-            return value.startsWith(QLatin1StringView("guid="));
-        });
+        values.removeIf(
+            [](const QString& value) { return value.startsWith(QLatin1StringView("guid=")); });
         server = server.left(colon) + values.join(u',');
     }
     return servers.join(u';');

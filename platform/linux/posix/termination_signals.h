@@ -9,8 +9,8 @@ namespace platform::posix {
 
 /// Turns SIGTERM, SIGINT and SIGHUP into a Qt signal, so that the process ends in its own time and
 /// order. Main thread, with an application. Make it, or call block(), before any thread is started:
-/// they inherit that these signals are blocked. A reader that leaves the other end of our standard output does not end the process from
-/// then on (SIGPIPE is ignored).
+/// they inherit that these signals are blocked. A reader that leaves the other end of our standard
+/// output does not end the process from then on (SIGPIPE is ignored).
 class TerminationSignals final : public QObject
 {
     Q_OBJECT
