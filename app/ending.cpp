@@ -40,6 +40,12 @@ void Ending::finish()
     }
 }
 
+void Ending::bidFarewell(const QString& farewell)
+{
+    if (!std::exchange(m_hasBidFarewell, true))
+        complain(farewell);
+}
+
 void Ending::finishAtSuddenExit(const QString& farewell)
 {
     m_farewell = farewell;
@@ -49,8 +55,10 @@ void Ending::finishAtSuddenExit(const QString& farewell)
         auto* const ending = application ? application->findChild<Ending*>() : nullptr;
         if (!ending || ending->m_isFinished)
             return;
-        complain(ending->m_farewell);
+        ending->bidFarewell(ending->m_farewell);
         ending->finish();
+        // The toolkit is in the middle of something that it will not finish.
+        std::_Exit(EXIT_FAILURE);
     });
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QObject>
+#include <QString>
 
 #include <functional>
 
@@ -23,13 +24,19 @@ public:
     /// calls do nothing.
     void finish();
 
-    /// Does the same when the toolkit ends the process by itself, as it does when the display goes
-    /// away, with `farewell` on standard error.
+    /// Says `farewell` on standard error; once, later calls say nothing.
+    void bidFarewell(const QString& farewell);
+
+    [[nodiscard]] bool hasBidFarewell() const { return m_hasBidFarewell; }
+
+    /// Bids `farewell` and does the same when the toolkit ends the process by itself, as it does
+    /// when the display goes away.
     void finishAtSuddenExit(const QString& farewell);
 
 private:
     std::function<bool()> m_finishEnvironment;
     QString m_farewell;
+    bool m_hasBidFarewell = false;
     bool m_isFinished = false;
 };
 

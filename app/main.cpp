@@ -29,7 +29,6 @@
 
 #include <QApplication>
 #include <QFileInfo>
-#include <QLoggingCategory>
 #include <QProcessEnvironment>
 #include <QSessionManager>
 
@@ -65,6 +64,21 @@ constexpr int kStartAnew = 64;
 QString fromView(std::string_view text)
 {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+/// What the toolkit says, but for what is told in our own words: that the display has gone.
+void passOn(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (!message.startsWith(QLatin1StringView("The X11 connection broke")))
+        std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, message)));
+}
+
+QString farewell()
+{
+    const QString display = qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+                                ? QStringLiteral("X server ") + qEnvironmentVariable("DISPLAY")
+                                : QStringLiteral("display");
+    return QStringLiteral("the connection to the %1 was closed; the session is over").arg(display);
 }
 
 /// What a start with `commandLine` asks of an instance that runs already.
@@ -188,8 +202,7 @@ int track(int argc, char** argv, const CommandLine& commandLine)
         return EXIT_FAILURE;
     }
 
-    // That the display has gone is told in our own words.
-    QLoggingCategory::setFilterRules(QStringLiteral("qt.qpa.xcb.warning=false"));
+    qInstallMessageHandler(passOn);
     QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName(fromView(platform::kBundleIdentifier));
     QGuiApplication::setQuitOnLastWindowClosed(false);
@@ -211,10 +224,6 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     }
     LinuxEnvironment& desktop = *environment.value();
     platform::install(desktop.facilities());
-    QObject::connect(&desktop, &LinuxEnvironment::sessionEnded, qApp, [](const QString& reason) {
-        complain(reason + QStringLiteral("; the session is over"));
-        QCoreApplication::exit(EXIT_FAILURE);
-    });
     if (const QString limitation = desktop.limitation(); !limitation.isEmpty())
         complain(limitation);
 
@@ -230,10 +239,16 @@ int track(int argc, char** argv, const CommandLine& commandLine)
 
     auto* const ending =
         new app::Ending(&application, [&desktop] { return desktop.finish(kTimeForTheKeyring); });
-    ending->finishAtSuddenExit(
-        QStringLiteral("the connection to the display was closed; the session is over"));
+    ending->finishAtSuddenExit(farewell());
+    QObject::connect(
+        &desktop, &LinuxEnvironment::sessionEnded, ending, [ending](const QString& reason) {
+            ending->bidFarewell(reason + QStringLiteral("; the session is over"));
+            QCoreApplication::exit(EXIT_FAILURE);
+        });
     const int code = runApplication(desktop, requests);
     ending->finish();
+    if (ending->hasBidFarewell())
+        std::_Exit(EXIT_FAILURE); // without a display the toolkit cannot be taken down in order
     if (code == kStartAnew)
         startAnew(argv[0]);
     takeLeave(code);
