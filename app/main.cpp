@@ -37,6 +37,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -50,6 +51,7 @@ using platform::LinuxEnvironment;
 using platform::dbus::ApplicationCall;
 using platform::dbus::ApplicationService;
 using platform::dbus::StartResult;
+using platform::posix::InstanceLock;
 using platform::posix::TerminationSignals;
 using syncing::SyncService;
 
@@ -181,6 +183,21 @@ void takeLeave(int code)
     }).detach();
 }
 
+/// Takes the data folder's lock: another instance may record on another session bus, or be about to
+/// end. A folder that cannot be locked is no reason not to record; the store has its own words for
+/// what is wrong with it.
+bool mayRecord(const LinuxEnvironment& desktop, std::optional<InstanceLock>& lock)
+{
+    const auto& support = desktop.facilities().applicationSupport;
+    if (!support)
+        return true; // the store says so
+    lock.emplace(QFileInfo(activity::DataStore::filePathIn(*support)).path());
+    const auto locked = lock->acquire(kTimeForThePreviousInstance);
+    if (!locked)
+        complain(locked.error().text);
+    return !lock->isTaken();
+}
+
 int track(int argc, char** argv, const CommandLine& commandLine)
 {
     TerminationSignals::block(); // before anything starts threads
@@ -227,16 +244,9 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     if (const QString limitation = desktop.limitation(); !limitation.isEmpty())
         complain(limitation);
 
-    // Another instance may record on another session bus, or be about to end.
-    platform::posix::InstanceLock lock(
-        QFileInfo(activity::DataStore::filePathIn(
-                      desktop.facilities().applicationSupport.value_or(QString())))
-            .path());
-    if (const auto locked = lock.acquire(kTimeForThePreviousInstance); !locked) {
-        complain(locked.error().text);
+    std::optional<InstanceLock> lock;
+    if (!mayRecord(desktop, lock))
         return EXIT_FAILURE;
-    }
-
     auto* const ending =
         new app::Ending(&application, [&desktop] { return desktop.finish(kTimeForTheKeyring); });
     ending->finishAtSuddenExit(farewell());

@@ -76,7 +76,9 @@ QString failureOf(const QString& folder, milliseconds limit = milliseconds(0))
 {
     InstanceLock lock(folder);
     const auto outcome = lock.acquire(limit);
-    return outcome ? QString() : outcome.error().text;
+    const QString text = outcome ? QString() : outcome.error().text;
+    const bool namesAHolder = text.contains(QStringLiteral("already records"));
+    return lock.isTaken() == namesAHolder ? text : QStringLiteral("isTaken() is wrong: ") + text;
 }
 
 mode_t modeOf(const QString& path)

@@ -107,6 +107,7 @@ Outcome InstanceLock::acquire(std::chrono::milliseconds limit)
     const QDeadlineTimer deadline(limit);
     const QString path = m_folder + QLatin1StringView("/.lock");
     PosixAtomicFiles().makePrivateFolder(m_folder);
+    m_isTaken = false;
     for (;;) {
         auto opened = openLockFile(path);
         if (!opened)
@@ -122,8 +123,10 @@ Outcome InstanceLock::acquire(std::chrono::milliseconds limit)
             m_file = std::move(file);
             return success();
         }
-        if (attempt == Attempt::Taken && deadline.hasExpired())
+        if (attempt == Attempt::Taken && deadline.hasExpired()) {
+            m_isTaken = true;
             return taken(file, path);
+        }
         std::this_thread::sleep_for(kBetweenAttempts);
     }
 }

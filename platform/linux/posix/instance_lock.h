@@ -27,9 +27,14 @@ public:
     /// is nothing to take, which is a success.
     [[nodiscard]] Outcome acquire(std::chrono::milliseconds limit);
 
+    /// Whether acquire() failed because another process holds the lock, and not because the system
+    /// does not let us ask.
+    [[nodiscard]] bool isTaken() const { return m_isTaken; }
+
 private:
     QString m_folder;
     FileDescriptor m_file;
+    bool m_isTaken = false;
 };
 
 } // namespace platform::posix
