@@ -29,6 +29,7 @@
 
 #include <QApplication>
 #include <QFileInfo>
+#include <QIcon>
 #include <QProcessEnvironment>
 #include <QSessionManager>
 
@@ -222,6 +223,7 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     qInstallMessageHandler(passOn);
     QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName(fromView(platform::kBundleIdentifier));
+    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/logo.png")));
     QGuiApplication::setQuitOnLastWindowClosed(false);
     const TerminationSignals signals;
     QObject::connect(&signals, &TerminationSignals::requested, qApp, [] {
