@@ -23,7 +23,8 @@ Item {
     Timer {
         interval: 100
         repeat: true
-        running: root.visible && (Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized)
+        // By the item: a timer is in no window of its own.
+        running: root.visible && root.Window.visibility !== Window.Hidden && root.Window.visibility !== Window.Minimized
 
         onTriggered: root.step = (root.step + 1) % 8
     }

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "views/accessible_control.h"
 
+#include "views/secret_field_watch.h"
+
 #include <QQmlContext>
 #include <QQmlProperty>
 #include <QQuickWindow>
@@ -23,9 +25,11 @@ QAccessibleInterface* make(const QString& className, QObject* object)
         return new AccessibleControl(item, QAccessible::Button);
     if (className == QLatin1StringView("QQuickAbstractButton") && !item->inherits("QQuickSwitch"))
         return new AccessibleControl(item, QAccessible::Link);
-    if (className == QLatin1StringView("QQuickTextField") &&
-        item->property("echoMode").toInt() != kShowsText)
-        return new AccessibleControl(item, QAccessible::EditableText);
+    if (className == QLatin1StringView("QQuickTextField")) {
+        if (item->property("echoMode").toInt() != kShowsText)
+            return new AccessibleControl(item, QAccessible::EditableText);
+        new SecretFieldWatch(item);
+    }
     return nullptr;
 }
 
@@ -79,7 +83,7 @@ QString AccessibleControl::text(QAccessible::Text kind) const
     const QString name =
         QQmlProperty::read(item(), QStringLiteral("Accessible.name"), qmlContext(item()))
             .toString();
-    // A text field takes its name back when an assistive program comes.
+    // While an assistive program runs, the name attached to a field for a secret reads as empty.
     return name.isEmpty() ? item()->property("placeholderText").toString() : name;
 }
 

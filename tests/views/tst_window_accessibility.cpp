@@ -4,6 +4,10 @@
 
 #include <QAccessible>
 #include <QTest>
+#include <qpa/qplatformaccessibility.h>
+#include <qpa/qplatformintegration.h>
+
+#include <private/qguiapplication_p.h>
 
 using support::WindowBench;
 
@@ -36,12 +40,106 @@ QAccessibleInterface* named(QWindow* window, const QString& name, QAccessible::R
     return nullptr;
 }
 
+void type(QQuickWindow& window, const QByteArray& text)
+{
+    for (const char c : text)
+        QTest::keyClick(&window, c);
+}
+
+/// Notes what assistive programs are told as something changes, and what they can ask for then, in
+/// place of telling them.
+class EventRecorder final
+{
+public:
+    EventRecorder()
+        : m_before(QAccessible::installUpdateHandler(note))
+    {
+        forget();
+        setActive(true);
+    }
+
+    ~EventRecorder()
+    {
+        setActive(false);
+        QAccessible::installUpdateHandler(m_before);
+    }
+
+    EventRecorder(const EventRecorder&) = delete;
+    EventRecorder& operator=(const EventRecorder&) = delete;
+
+    static void forget()
+    {
+        s_told.clear();
+        s_count = 0;
+    }
+
+    /// The texts of all events in one.
+    static QString told() { return s_told; }
+
+    /// Of the events of any kind.
+    static int count() { return s_count; }
+
+private:
+    /// As if an assistive program were there, without which nothing is told.
+    static void setActive(bool active)
+    {
+        QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(active);
+    }
+
+    /// What an assistive program can ask for when it hears of an event.
+    static QString askedOf(QAccessibleInterface* interface)
+    {
+        if (!interface || !interface->isValid())
+            return {};
+        QString all;
+        for (const auto kind : {QAccessible::Name, QAccessible::Description, QAccessible::Value})
+            all += interface->text(kind);
+        if (QAccessibleTextInterface* const text = interface->textInterface())
+            all += text->text(0, text->characterCount());
+        return all;
+    }
+
+    static void note(QAccessibleEvent* event)
+    {
+        ++s_count;
+        // Asking makes what is asked for, which is an event, too.
+        if (s_asks && event->type() != QAccessible::ObjectCreated) {
+            s_asks = false;
+            s_told += askedOf(event->accessibleInterface());
+            s_asks = true;
+        }
+        switch (event->type()) {
+        case QAccessible::TextInserted:
+            s_told += static_cast<QAccessibleTextInsertEvent*>(event)->textInserted();
+            break;
+        case QAccessible::TextRemoved:
+            s_told += static_cast<QAccessibleTextRemoveEvent*>(event)->textRemoved();
+            break;
+        case QAccessible::TextUpdated:
+            s_told += static_cast<QAccessibleTextUpdateEvent*>(event)->textInserted();
+            s_told += static_cast<QAccessibleTextUpdateEvent*>(event)->textRemoved();
+            break;
+        case QAccessible::ValueChanged:
+            s_told += static_cast<QAccessibleValueChangeEvent*>(event)->value().toString();
+            break;
+        default:
+            break;
+        }
+    }
+
+    static inline QString s_told;
+    static inline int s_count = 0;
+    static inline bool s_asks = true;
+    QAccessible::UpdateHandler m_before;
+};
+
 class TestWindowAccessibility final : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void thePasswordIsNotTold();
+    void noEventTellsThePassword();
     void fieldsAreNamed();
     void iconsHaveNames();
     void disabledButtonsSaySo();
@@ -77,6 +175,42 @@ void TestWindowAccessibility::thePasswordIsNotTold()
             QVERIFY2(!all.contains(told), qPrintable(all));
         }
     }
+}
+
+void TestWindowAccessibility::noEventTellsThePassword()
+{
+    const EventRecorder recorder;
+    WindowBench bench;
+    bench.windows.openWindow(shell::kLoginWindow);
+    QQuickWindow* const window = WindowBench::window(shell::kLoginWindow);
+    QVERIFY(QTest::qWaitForWindowActive(window));
+    bench.mainQueue.advance();
+    // That events come at all and lead to what is typed is seen at the other field.
+    EventRecorder::forget();
+    type(*window, "q7z39");
+    QVERIFY(EventRecorder::count() >= 5);
+    QVERIFY2(EventRecorder::told().contains(QStringLiteral("q7z39")),
+             qPrintable(EventRecorder::told()));
+    QTest::keyClick(window, Qt::Key_Tab);
+    EventRecorder::forget();
+    type(*window, "q7z39");
+    QTest::keyClick(window, Qt::Key_Left);
+    QTest::keyClick(window, Qt::Key_Left, Qt::ShiftModifier);
+    QTest::keyClick(window, Qt::Key_Delete);
+    QTest::keyClick(window, Qt::Key_Backspace);
+    type(*window, "8");
+    QVERIFY(EventRecorder::count() >= 5);
+    for (const char c : QByteArray("q7z398"))
+        QVERIFY2(!EventRecorder::told().contains(QLatin1Char(c)),
+                 qPrintable(EventRecorder::told()));
+    QAccessibleInterface* const field =
+        named(window, QStringLiteral("Password"), QAccessible::EditableText);
+    QVERIFY(field);
+    QVERIFY(field->text(QAccessible::Value).isEmpty());
+    QVERIFY(!field->textInterface());
+    QVERIFY(!field->editableTextInterface());
+    QVERIFY(!field->valueInterface());
+    QCOMPARE(bench.warnings, QStringList());
 }
 
 void TestWindowAccessibility::fieldsAreNamed()
