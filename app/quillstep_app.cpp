@@ -47,6 +47,7 @@ void QuillstepApp::showIn(platform::StatusItem& item)
     m_menu.bindTo(item);
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): what it connects changes the application.
 void QuillstepApp::answer(ApplicationRequests& requests)
 {
     connect(&requests, &ApplicationRequests::activated, this, &QuillstepApp::reopen);
