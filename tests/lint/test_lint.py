@@ -3,13 +3,14 @@
 # SPDX-License-Identifier: MIT
 """The checks find what they are for: each gets a small tree with one fault planted in it."""
 
-import json
 import pathlib
 import shutil
 import subprocess
 import sys
 import tempfile
 import unittest
+
+import tidy
 
 HERE = pathlib.Path(__file__).resolve().parent
 LAYERS = HERE.parent / "check_layers.py"
@@ -80,11 +81,9 @@ class Checks(unittest.TestCase):
 
     def test_aFaultInAHeaderIsFoundByTidy(self):
         shutil.copy(HERE.parents[1] / ".clang-tidy", self.root)
-        presets = json.loads((HERE.parents[1] / "CMakePresets.json").read_text(encoding="utf-8"))
-        tidy = next(p for p in presets["configurePresets"] if p["name"] == "tidy")
-        command = tidy["cacheVariables"]["CMAKE_CXX_CLANG_TIDY"].split(";")
+        command = tidy.TIDY
         self.plant("activity/store.cpp", CPP + '#include "activity/store.h"\n')
-        # As the build calls it: from its own folder, with the compiler's command line.
+        # From another folder, with the compiler's command line.
         (self.root / "build").mkdir()
 
         def run():
