@@ -23,19 +23,6 @@ constexpr const char* kWindowManagerSettings = R"(<?xml version="1.0" encoding="
   <desktops><number>1</number></desktops>
 </openbox_config>
 )";
-
-struct Folder
-{
-    const char* variable;
-    const char* name;
-};
-
-constexpr Folder kFolders[]{{"HOME", "."},
-                            {"XDG_CONFIG_HOME", "config"},
-                            {"XDG_DATA_HOME", "data"},
-                            {"XDG_CACHE_HOME", "cache"},
-                            {"XDG_STATE_HOME", "state"},
-                            {"XDG_RUNTIME_DIR", "runtime"}};
 } // namespace
 
 HeadlessX11::HeadlessX11() = default;
@@ -54,12 +41,8 @@ QStringList HeadlessX11::programs()
 
 platform::Outcome HeadlessX11::start(const QStringList& serverArguments)
 {
-    for (const Folder& folder : kFolders) {
-        const QString path = m_home.filePath(QString::fromLatin1(folder.name));
-        if (!QDir().mkpath(path) ||
-            !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
-            return platform::Error{QStringLiteral("cannot create %1").arg(path)};
-    }
+    if (const auto created = m_home.create(); !created)
+        return created;
     if (const auto written = writeWindowManagerSettings(); !written)
         return written;
 
@@ -69,7 +52,8 @@ platform::Outcome HeadlessX11::start(const QStringList& serverArguments)
         QStringLiteral("-displayfd 1 -noreset -nolisten tcp -screen 0 1280x800x24").split(u' ') +
         serverArguments;
     const QString server = QStringLiteral("Xvfb");
-    if (const auto started = m_server.start(server, arguments, environment(), logFile(server));
+    if (const auto started =
+            m_server.start(server, arguments, environment(), m_home.logFile(server));
         !started)
         return started;
     QProcess& process = m_server.process();
@@ -84,14 +68,9 @@ platform::Outcome HeadlessX11::start(const QStringList& serverArguments)
 
 QProcessEnvironment HeadlessX11::environment() const
 {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (const Folder& folder : kFolders)
-        environment.insert(QString::fromLatin1(folder.variable),
-                           QDir::cleanPath(m_home.filePath(QString::fromLatin1(folder.name))));
+    QProcessEnvironment environment = m_home.environment();
     environment.insert(QStringLiteral("DISPLAY"), m_display);
     environment.insert(QStringLiteral("XDG_SESSION_TYPE"), QStringLiteral("x11"));
-    for (const char* foreign : {"WAYLAND_DISPLAY", "XAUTHORITY", "SWAYSOCK", "XDG_CURRENT_DESKTOP"})
-        environment.remove(QString::fromLatin1(foreign));
     return environment;
 }
 
@@ -99,7 +78,7 @@ platform::Outcome HeadlessX11::startWindowManager()
 {
     const QString manager = QStringLiteral("openbox");
     const auto started = m_windowManager.start(
-        manager, {QStringLiteral("--sm-disable")}, environment(), logFile(manager));
+        manager, {QStringLiteral("--sm-disable")}, environment(), m_home.logFile(manager));
     if (!started)
         return started;
     const X11Client client(m_display);
@@ -140,7 +119,7 @@ platform::Result<ChildProcess*> HeadlessX11::startProgram(const QString& program
                                                           const QProcessEnvironment& environment)
 {
     auto child = std::make_unique<ChildProcess>();
-    const auto started = child->start(program, arguments, environment, logFile(program));
+    const auto started = child->start(program, arguments, environment, m_home.logFile(program));
     if (!started)
         return started.error();
     m_programs.push_back(std::move(child));
@@ -150,11 +129,6 @@ platform::Result<ChildProcess*> HeadlessX11::startProgram(const QString& program
 void HeadlessX11::stopProgram(ChildProcess* program)
 {
     std::erase_if(m_programs, [program](const auto& child) { return child.get() == program; });
-}
-
-QString HeadlessX11::logFile(const QString& program) const
-{
-    return m_home.filePath(program.mid(program.lastIndexOf(u'/') + 1) + QLatin1String(".log"));
 }
 
 platform::Outcome HeadlessX11::writeWindowManagerSettings() const

@@ -4,11 +4,11 @@
 
 #include "platform/result.h"
 #include "tests/support/child_process.h"
+#include "tests/support/private_home.h"
 
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
-#include <QTemporaryDir>
 
 #include <memory>
 #include <vector>
@@ -68,10 +68,9 @@ public:
     void stopProgram(ChildProcess* program);
 
 private:
-    [[nodiscard]] QString logFile(const QString& program) const;
     [[nodiscard]] platform::Outcome writeWindowManagerSettings() const;
 
-    QTemporaryDir m_home;
+    PrivateHome m_home;
     QString m_display;
     ChildProcess m_server;
     ChildProcess m_windowManager;

@@ -26,7 +26,8 @@ public:
     [[nodiscard]] virtual platform::FrontmostApplication& frontmostApplication() = 0;
     [[nodiscard]] virtual platform::WindowTitle& windowTitle() = 0;
 
-    /// Opens a window and gives it the focus; a window of that identifier must not be open.
+    /// Opens a window and gives it the focus; a window of that identifier must not be open. As with
+    /// what follows, the facilities may learn of it a moment later.
     virtual void open(const QString& identifier, const std::optional<QString>& title) = 0;
     /// Gives an open window the focus.
     virtual void focus(const QString& identifier) = 0;
@@ -34,7 +35,7 @@ public:
     virtual void close(const QString& identifier) = 0;
     /// A key press or a move of the pointer.
     virtual void makeInput() = 0;
-    /// Lets some time pass, as short as the desktop can tell.
+    /// Lets a second pass without input.
     virtual void letTimePass() = 0;
 };
 
@@ -49,10 +50,9 @@ protected:
 private Q_SLOTS:
     void withoutWindowsNothingIsInFront();
     void theFocusedWindowsApplicationIsInFront();
-    void aChangeOfFocusIsSeenAtTheNextQuestion();
-    void theTitleIsThatOfTheApplicationJustAnswered();
-    void everyApplicationHasItsOwnTitle();
-    void aChangeOfTitleIsSeenAtTheNextTick();
+    void aChangeOfFocusIsSeen();
+    void aTitleIsNeverThatOfAnotherWindow();
+    void aChangeOfTitleIsSeen();
     void aWindowMayHaveNoTitleOrAnEmptyOne();
     void aClosedWindowIsNotInFront();
     void aWindowThatHasGoneHasNoTitle();

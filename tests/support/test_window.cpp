@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/support/test_window.h"
+
+#include <QDeadlineTimer>
+#include <QTest>
+
+namespace support {
+
+namespace {
+
+constexpr std::chrono::seconds kTimeToAnswer(20);
+
+// The distribution's own: another Python does not have GTK.
+QString python()
+{
+    return QStringLiteral("/usr/bin/python3");
+}
+
+} // namespace
+
+TestWindow::TestWindow(Toolkit toolkit)
+    : m_toolkit(toolkit)
+{
+}
+
+QStringList TestWindow::programs()
+{
+    return {python()};
+}
+
+platform::Outcome TestWindow::open(const QProcessEnvironment& environment,
+                                   const QString& identifier,
+                                   const std::optional<QString>& title)
+{
+    m_identifier = identifier;
+    QStringList arguments{identifier};
+    if (title)
+        arguments.append(*title);
+    const bool isQt = m_toolkit == Toolkit::Qt;
+    if (!isQt)
+        arguments.prepend(QStringLiteral(GTK_WINDOW_SCRIPT));
+    const QString program = isQt ? QStringLiteral(QT_WINDOW_EXECUTABLE) : python();
+    if (const auto started = m_program.start(program, arguments, environment); !started)
+        return started;
+    return waitFor("shown", kTimeToAnswer);
+}
+
+platform::Outcome TestWindow::setTitle(const QString& title)
+{
+    return ask(QStringLiteral("title ") + title, kTimeToAnswer);
+}
+
+platform::Outcome
+TestWindow::changeTitles(const QString& prefix, int count, std::chrono::milliseconds time)
+{
+    return ask(QStringLiteral("titles %1 %2 %3").arg(count).arg(time.count()).arg(prefix),
+               kTimeToAnswer + time);
+}
+
+void TestWindow::close()
+{
+    m_program.stop();
+}
+
+platform::Outcome TestWindow::ask(const QString& order, std::chrono::milliseconds limit)
+{
+    m_program.process().write(order.toUtf8() + '\n');
+    return waitFor("done", limit);
+}
+
+platform::Outcome TestWindow::waitFor(const char* answer, std::chrono::milliseconds limit)
+{
+    QProcess& process = m_program.process();
+    const auto hasAnswered = [&process] {
+        return process.canReadLine() || process.state() == QProcess::NotRunning;
+    };
+    static_cast<void>(QTest::qWaitFor(hasAnswered, static_cast<int>(limit.count())));
+    const QByteArray line = process.readLine().trimmed();
+    if (line == answer)
+        return platform::success();
+    return platform::Error{
+        QStringLiteral("the window %1 has not answered \"%2\" but \"%3\"")
+            .arg(m_identifier, QString::fromLatin1(answer), QString::fromUtf8(line))};
+}
+
+} // namespace support

@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/desktop/front_window_source.h"
+#include "platform/linux/desktop/idle_source.h"
+#include "platform/linux/desktop/reported_windows.h"
+#include "platform/linux/xdg/application_names.h"
+#include "tests/platform/contract/desktop_contract.h"
+#include "tests/support/desktop_session.h"
+#include "tests/support/test_window.h"
+
+#include <QTest>
+
+#include <map>
+#include <memory>
+
+/// A real desktop whose sources are under test, for the contract that all desktops share.
+class SessionDesktop final : public contract::Desktop
+{
+public:
+    /// All must outlive this; no window may be open.
+    SessionDesktop(support::DesktopSession& session,
+                   const platform::desktop::FrontWindowSource& windows,
+                   platform::desktop::IdleSource& idleTime)
+        : m_session(session)
+        , m_names(QStringList())
+        , m_application(windows, m_names)
+        , m_title(windows)
+        , m_idleTime(idleTime)
+    {
+    }
+
+    [[nodiscard]] platform::IdleTime& idleTime() override { return m_idleTime; }
+
+    [[nodiscard]] platform::FrontmostApplication& frontmostApplication() override
+    {
+        return m_application;
+    }
+
+    [[nodiscard]] platform::WindowTitle& windowTitle() override { return m_title; }
+
+    void open(const QString& identifier, const std::optional<QString>& title) override
+    {
+        auto window = std::make_unique<support::TestWindow>();
+        check(window->open(m_session.environment(), identifier, title));
+        check(m_session.focus(*window));
+        m_windows[identifier] = std::move(window);
+    }
+
+    void focus(const QString& identifier) override
+    {
+        check(m_session.focus(*m_windows.at(identifier)));
+    }
+
+    void setTitle(const QString& identifier, const QString& title) override
+    {
+        check(m_windows.at(identifier)->setTitle(title));
+    }
+
+    void close(const QString& identifier) override
+    {
+        m_windows.at(identifier)->close();
+        m_windows.erase(identifier);
+    }
+
+    void makeInput() override { check(m_session.makeInput()); }
+
+    void letTimePass() override
+    {
+        const double before = m_idleTime.secondsSinceLastInput();
+        QTRY_VERIFY(m_idleTime.secondsSinceLastInput() >= before + 1);
+    }
+
+private:
+    static void check(const platform::Outcome& outcome)
+    {
+        QVERIFY2(outcome, outcome ? "" : qPrintable(outcome.error().text));
+    }
+
+    support::DesktopSession& m_session;
+    platform::xdg::ApplicationNames m_names;
+    platform::desktop::ReportedFrontmostApplication m_application;
+    platform::desktop::ReportedWindowTitle m_title;
+    platform::desktop::IdleSource& m_idleTime;
+    std::map<QString, std::unique_ptr<support::TestWindow>> m_windows;
+};
