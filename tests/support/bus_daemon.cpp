@@ -16,8 +16,10 @@ platform::Outcome BusDaemon::start(const QString& socket, const QProcessEnvironm
                                 QStringLiteral("--nopidfile"),
                                 QStringLiteral("--print-address=1"),
                                 QStringLiteral("--address=") + m_address};
-    if (const auto started =
-            m_daemon.start(QStringLiteral("dbus-daemon"), arguments, environment, socket + u".log");
+    if (const auto started = m_daemon.start(QStringLiteral("dbus-daemon"),
+                                            arguments,
+                                            environment,
+                                            socket + QLatin1StringView(".log"));
         !started)
         return started;
     QProcess& process = m_daemon.process();
