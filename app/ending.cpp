@@ -31,13 +31,16 @@ void Ending::finish()
     if (std::exchange(m_isFinished, true))
         return;
     tracking::TrackingEngine::shared().stop();
+    // First what does without the event loop: where the display has gone, the toolkit may end the
+    // process as soon as events are looked at.
+    const bool isSaved = activity::DataStore::shared().finishSaving(kTimeForTheOwedSave);
+    if (!isSaved)
+        complain(QStringLiteral("the last seconds could not be saved in time"));
     if (!m_finishEnvironment())
         complain(QStringLiteral("the keyring or the settings were not written in time"));
-    if (!activity::DataStore::shared().finishSaving(kTimeForTheOwedSave)) {
-        complain(QStringLiteral("the last seconds could not be saved in time"));
-        // The writer hangs in the system and still uses what main() is about to take down.
+    // The writer hangs in the system and still uses what main() is about to take down.
+    if (!isSaved)
         std::_Exit(EXIT_FAILURE);
-    }
 }
 
 void Ending::bidFarewell(const QString& farewell)
@@ -53,13 +56,17 @@ void Ending::finishAtSuddenExit(const QString& farewell)
         // An end in order has taken the application down by now, and this object with it.
         auto* const application = QCoreApplication::instance();
         auto* const ending = application ? application->findChild<Ending*>() : nullptr;
-        if (!ending || ending->m_isFinished)
-            return;
-        ending->bidFarewell(ending->m_farewell);
-        ending->finish();
-        // The toolkit is in the middle of something that it will not finish.
-        std::_Exit(EXIT_FAILURE);
+        if (ending && !ending->m_isFinished)
+            ending->endSuddenly();
     });
+}
+
+void Ending::endSuddenly()
+{
+    bidFarewell(m_farewell);
+    finish();
+    // The toolkit is in the middle of something that it will not finish.
+    std::_Exit(EXIT_FAILURE);
 }
 
 } // namespace app

@@ -33,6 +33,9 @@ public:
     /// when the display goes away.
     void finishAtSuddenExit(const QString& farewell);
 
+    /// Does so at once and ends the process, as far as that has not been done yet.
+    [[noreturn]] void endSuddenly();
+
 private:
     std::function<bool()> m_finishEnvironment;
     QString m_farewell;
