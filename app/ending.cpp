@@ -20,9 +20,9 @@ constexpr std::chrono::seconds kTimeForTheOwedSave(2);
 
 } // namespace
 
-Ending::Ending(QObject* application, std::function<bool()> finishEnvironment)
+Ending::Ending(QObject* application, Finishers finishers)
     : QObject(application)
-    , m_finishEnvironment(std::move(finishEnvironment))
+    , m_finishers(std::move(finishers))
 {
 }
 
@@ -30,17 +30,23 @@ void Ending::finish()
 {
     if (std::exchange(m_isFinished, true))
         return;
-    tracking::TrackingEngine::shared().stop();
-    // First what does without the event loop: where the display has gone, the toolkit may end the
-    // process as soon as events are looked at.
-    const bool isSaved = activity::DataStore::shared().finishSaving(kTimeForTheOwedSave);
-    if (!isSaved)
-        complain(QStringLiteral("the last seconds could not be saved in time"));
-    if (!m_finishEnvironment())
-        complain(QStringLiteral("the keyring or the settings were not written in time"));
+    const bool isSaved = finishWithoutEvents();
+    if (!m_finishers.keyring())
+        complain(QStringLiteral("the keyring was not written in time"));
     // The writer hangs in the system and still uses what main() is about to take down.
     if (!isSaved)
         std::_Exit(EXIT_FAILURE);
+}
+
+bool Ending::finishWithoutEvents()
+{
+    tracking::TrackingEngine::shared().stop();
+    const bool isSaved = activity::DataStore::shared().finishSaving(kTimeForTheOwedSave);
+    if (!isSaved)
+        complain(QStringLiteral("the last seconds could not be saved in time"));
+    if (!m_finishers.settings())
+        complain(QStringLiteral("the settings were not written in time"));
+    return isSaved;
 }
 
 void Ending::bidFarewell(const QString& farewell)
@@ -64,8 +70,10 @@ void Ending::finishAtSuddenExit(const QString& farewell)
 void Ending::endSuddenly()
 {
     bidFarewell(m_farewell);
-    finish();
-    // The toolkit is in the middle of something that it will not finish.
+    // The toolkit is in the middle of something that it will not finish, perhaps half taken down:
+    // the event loop must not run again.
+    if (!std::exchange(m_isFinished, true))
+        static_cast<void>(finishWithoutEvents());
     std::_Exit(EXIT_FAILURE);
 }
 

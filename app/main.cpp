@@ -60,6 +60,7 @@ using syncing::SyncService;
 constexpr std::chrono::seconds kTimeForTheBus(3);
 constexpr std::chrono::seconds kTimeToLookAround(4);
 constexpr std::chrono::seconds kTimeForTheKeyring(2);
+constexpr std::chrono::seconds kTimeForTheSettings(2);
 constexpr std::chrono::minutes kTimeToUnlockTheKeyring(2);
 // As long as an instance that is ending may take for its owed save, and some more.
 constexpr std::chrono::seconds kTimeForThePreviousInstance(6);
@@ -72,16 +73,14 @@ QString fromView(std::string_view text)
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-/// What the toolkit says, but for what is told in our own words: that the display has gone.
+/// What the toolkit says, but for what is told in our own words: that the display has gone. It ends
+/// the process next, when much has been taken down already or without anything to hook into.
 void passOn(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
-    if (message.startsWith(QLatin1StringView("The X11 connection broke")))
-        return;
-    if (message.startsWith(QLatin1StringView("The Wayland connection "))) {
-        // The toolkit ends the process next, without anything that could be hooked into.
-        if (auto* const ending = qApp ? qApp->findChild<app::Ending*>() : nullptr)
-            ending->endSuddenly();
-    }
+    auto* const ending = qApp != nullptr ? qApp->findChild<app::Ending*>() : nullptr;
+    if (ending != nullptr && (message.startsWith(QLatin1StringView("The X11 connection broke")) ||
+                              message.startsWith(QLatin1StringView("The Wayland connection "))))
+        ending->endSuddenly();
     std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, message)));
 }
 
@@ -268,8 +267,13 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     std::optional<InstanceLock> lock;
     if (!mayRecord(desktop, lock))
         return EXIT_FAILURE;
-    auto* const ending =
-        new app::Ending(&application, [&desktop] { return desktop.finish(kTimeForTheKeyring); });
+    auto* const ending = new app::Ending(
+        &application,
+        {.settings = [&desktop] { return desktop.finishSettings(kTimeForTheSettings); },
+         .keyring =
+             [&desktop] {
+                 return desktop.finishKeyring(kTimeForTheKeyring);
+             }});
     ending->finishAtSuddenExit(farewell());
     QObject::connect(
         &desktop, &LinuxEnvironment::sessionEnded, ending, [ending](const QString& reason) {
@@ -308,7 +312,8 @@ int signIn(LinuxEnvironment& environment, const QString& email)
     if (!password)
         return report(password.error(), "");
     const auto finish = [&environment] {
-        return environment.finish(kTimeToUnlockTheKeyring);
+        return environment.finishKeyring(kTimeToUnlockTheKeyring) &&
+               environment.finishSettings(kTimeForTheSettings);
     };
     return report(app::signIn(AuthService::shared(),
                               environment.facilities().secretStore,
@@ -321,7 +326,8 @@ int signIn(LinuxEnvironment& environment, const QString& email)
 int signOut(LinuxEnvironment& environment)
 {
     const auto finish = [&environment] {
-        return environment.finish(kTimeToUnlockTheKeyring);
+        return environment.finishKeyring(kTimeToUnlockTheKeyring) &&
+               environment.finishSettings(kTimeForTheSettings);
     };
     return report(app::signOut(AuthService::shared(), environment.facilities().secretStore, finish),
                   "Signed out");

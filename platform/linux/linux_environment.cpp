@@ -24,7 +24,6 @@
 #include "platform/linux/xdg/desktop_entry_folders.h"
 #include "platform/script_runner.h"
 
-#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QProcessEnvironment>
 
@@ -247,12 +246,14 @@ void LinuxEnvironment::waitUntilDecided(std::chrono::milliseconds limit)
         loop.processEvents(QEventLoop::WaitForMoreEvents);
 }
 
-bool LinuxEnvironment::finish(std::chrono::milliseconds limit)
+bool LinuxEnvironment::finishSettings(std::chrono::milliseconds limit)
 {
-    const QDeadlineTimer deadline(limit);
-    const bool secretsAreKept = m_backends->secretStore.finish(limit);
-    const std::chrono::milliseconds left(deadline.remainingTime());
-    return m_backends->userDefaults.finish(left) && secretsAreKept;
+    return m_backends->userDefaults.finish(limit);
+}
+
+bool LinuxEnvironment::finishKeyring(std::chrono::milliseconds limit)
+{
+    return m_backends->secretStore.finish(limit);
 }
 
 QFuture<QString> LinuxEnvironment::keyringState()

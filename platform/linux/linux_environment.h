@@ -48,9 +48,12 @@ public:
     /// Waits, running the event loop, until it is known what answers; gives up after `limit`.
     void waitUntilDecided(std::chrono::milliseconds limit);
 
-    /// Waits, running the event loop, until the settings are on the disk and the keyring has done
-    /// what it was asked for; false after `limit`.
-    [[nodiscard]] bool finish(std::chrono::milliseconds limit);
+    /// Waits until the settings are on the disk; false after `limit`.
+    [[nodiscard]] bool finishSettings(std::chrono::milliseconds limit);
+
+    /// Waits, running the event loop, until the keyring has done what it was asked for; false after
+    /// `limit`.
+    [[nodiscard]] bool finishKeyring(std::chrono::milliseconds limit);
 
     /// How the keyring is, as a phrase, within three seconds and without a prompt.
     [[nodiscard]] QFuture<QString> keyringState();
