@@ -51,10 +51,10 @@ void ToplevelList::apply(Key key)
     if (window == nullptr)
         return;
     Toplevel& shown = window->shown;
-    if (window->title)
-        shown.title = std::exchange(window->title, std::nullopt);
-    if (window->appId)
-        shown.appId = *std::exchange(window->appId, std::nullopt);
+    if (auto title = std::exchange(window->title, std::nullopt))
+        shown.title = std::move(title);
+    if (auto appId = std::exchange(window->appId, std::nullopt))
+        shown.appId = std::move(*appId);
     const bool wasActivated = shown.activation != 0;
     if (std::exchange(window->activated, std::nullopt).value_or(wasActivated) == wasActivated)
         return;
