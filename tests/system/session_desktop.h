@@ -42,7 +42,9 @@ public:
 
     void open(const QString& identifier, const std::optional<QString>& title) override
     {
-        auto window = std::make_unique<support::TestWindow>();
+        // Without a title Qt shows its program's name.
+        using Toolkit = support::TestWindow::Toolkit;
+        auto window = std::make_unique<support::TestWindow>(title ? Toolkit::Qt : Toolkit::Gtk);
         check(window->open(m_session.environment(), identifier, title));
         check(m_session.focus(*window));
         m_windows[identifier] = std::move(window);
