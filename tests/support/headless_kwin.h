@@ -34,6 +34,9 @@ public:
     [[nodiscard]] platform::Outcome makeInput() override;
     void killDisplay() override;
 
+    /// Ends the session bus at once.
+    void killBus() { m_bus.kill(); }
+
     [[nodiscard]] const QString& busAddress() const { return m_bus.address(); }
 
     /// KWin's process.

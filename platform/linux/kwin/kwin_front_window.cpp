@@ -7,6 +7,8 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 
+#include <utility>
+
 namespace platform::kwin {
 
 namespace {
@@ -31,8 +33,8 @@ KWinScriptTarget targetFor(const QDBusConnection& bus, const QString& path)
 
 } // namespace
 
-KWinFrontWindow::KWinFrontWindow(const QDBusConnection& sessionBus)
-    : m_bus(sessionBus)
+KWinFrontWindow::KWinFrontWindow(QDBusConnection sessionBus)
+    : m_bus(std::move(sessionBus))
     , m_settled(m_timers)
     , m_receiver(m_bus)
     , m_keeper(m_bus, targetFor(m_bus, m_receiver.path()))

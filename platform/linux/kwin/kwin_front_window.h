@@ -21,7 +21,7 @@ class KWinFrontWindow final : public desktop::FrontWindowSource
 
 public:
     /// Begins to look for KWin on `sessionBus`; on a bus that is not connected it stays absent.
-    explicit KWinFrontWindow(const QDBusConnection& sessionBus);
+    explicit KWinFrontWindow(QDBusConnection sessionBus);
     KWinFrontWindow(const KWinFrontWindow&) = delete;
     KWinFrontWindow& operator=(const KWinFrontWindow&) = delete;
     /// Leaves nothing in KWin; waits for that a fifth of a second at most.
@@ -33,8 +33,8 @@ public:
 
     [[nodiscard]] std::optional<desktop::FrontWindow> frontWindow() const override;
 
-    /// What the script is called in KWin.
-    [[nodiscard]] const QString& scriptName() const { return m_keeper.target().name; }
+    /// What the script is called in KWin, and where it reports to.
+    [[nodiscard]] const KWinScriptTarget& script() const { return m_keeper.target(); }
 
 private:
     void lookForKWin();

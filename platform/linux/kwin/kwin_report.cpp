@@ -18,13 +18,23 @@ namespace {
 constexpr qsizetype kLongestTitle = 16384;     // bytes of UTF-8
 constexpr qsizetype kLongestIdentifier = 1024; // bytes of UTF-8
 
-enum Argument : qsizetype { Token, Id, Caption, Class, Instance, DesktopFile, Process, Count };
+// Where in a report its arguments stand.
+constexpr qsizetype kToken = 0;
+constexpr qsizetype kId = 1;
+constexpr qsizetype kCaption = 2;
+constexpr qsizetype kClass = 3;
+constexpr qsizetype kInstance = 4;
+constexpr qsizetype kDesktopFile = 5;
+constexpr qsizetype kProcess = 6;
+constexpr qsizetype kCount = 7;
 
 qsizetype utf8Size(char16_t unit)
 {
     if (QChar::isSurrogate(unit))
         return 2; // a pair makes four
-    return unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
+    if (unit < 0x80)
+        return 1;
+    return unit < 0x800 ? 2 : 3;
 }
 
 /// The text's beginning in at most `most` bytes of UTF-8, whole characters.
@@ -50,9 +60,9 @@ QString desktopFileId(const QString& text)
 
 QStringList identifiers(const QVariantList& arguments)
 {
-    const QString all[]{desktopFileId(arguments[DesktopFile].toString()),
-                        arguments[Class].toString(),
-                        arguments[Instance].toString()};
+    const QString all[]{desktopFileId(arguments[kDesktopFile].toString()),
+                        arguments[kClass].toString(),
+                        arguments[kInstance].toString()};
     QStringList kept;
     for (const QString& text : all) {
         const bool fits = cut(text, kLongestIdentifier).size() == text.size();
@@ -76,9 +86,9 @@ bool isReport(const QVariantList& arguments)
     const auto isText = [](const QVariant& argument) {
         return argument.typeId() == QMetaType::QString;
     };
-    return arguments.size() == Count &&
-           std::all_of(arguments.begin(), arguments.begin() + qsizetype(Process), isText) &&
-           arguments[Process].typeId() == QMetaType::Int;
+    return arguments.size() == kCount &&
+           std::all_of(arguments.begin(), arguments.begin() + kProcess, isText) &&
+           arguments[kProcess].typeId() == QMetaType::Int;
 }
 
 } // namespace
@@ -97,19 +107,19 @@ std::optional<KWinReport> decodeReport(const QVariantList& arguments)
 {
     if (!isReport(arguments))
         return std::nullopt;
-    KWinReport report{.token = arguments[Token].toString(), .front = std::nullopt};
-    const QString id = arguments[Id].toString();
+    KWinReport report{.token = arguments[kToken].toString(), .front = std::nullopt};
+    const QString id = arguments[kId].toString();
     if (id.isEmpty())
         return report;
     const QUuid uuid(id);
     if (uuid.isNull())
         return std::nullopt;
-    const QString title = cut(arguments[Caption].toString(), kLongestTitle);
+    const QString title = cut(arguments[kCaption].toString(), kLongestTitle);
     report.front =
         desktop::FrontWindow{.window = windowNumber(uuid),
                              .identifiers = identifiers(arguments),
                              .name = std::nullopt,
-                             .processIdentifier = std::max(0, arguments[Process].toInt()),
+                             .processIdentifier = std::max(0, arguments[kProcess].toInt()),
                              .title = title.isEmpty() ? std::nullopt : std::optional(title)};
     return report;
 }

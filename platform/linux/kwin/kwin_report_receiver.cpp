@@ -3,6 +3,7 @@
 #include "platform/linux/kwin/kwin_report_receiver.h"
 
 #include <atomic>
+#include <utility>
 
 namespace platform::kwin {
 
@@ -16,8 +17,8 @@ QString newPath()
 
 } // namespace
 
-KWinReportReceiver::KWinReportReceiver(const QDBusConnection& bus)
-    : m_bus(bus)
+KWinReportReceiver::KWinReportReceiver(QDBusConnection bus)
+    : m_bus(std::move(bus))
     , m_path(newPath())
 {
     m_bus.registerVirtualObject(m_path, this);

@@ -21,7 +21,7 @@ class KWinReportReceiver final : public QDBusVirtualObject
 
 public:
     /// Has an object path of its own on `bus`.
-    explicit KWinReportReceiver(const QDBusConnection& bus);
+    explicit KWinReportReceiver(QDBusConnection bus);
     KWinReportReceiver(const KWinReportReceiver&) = delete;
     KWinReportReceiver& operator=(const KWinReportReceiver&) = delete;
     ~KWinReportReceiver() override;

@@ -17,7 +17,8 @@ using std::chrono::seconds;
 
 constexpr int kLimitMs = 2000; // of one answer; usual is a millisecond
 constexpr int kFarewellMs = 200;
-constexpr milliseconds kTimeToReport(1500);
+constexpr milliseconds kTimeToStart(1500);
+constexpr milliseconds kTimeToReport(500); // it does so before it is said to be started
 constexpr seconds kBetweenLooks(3);
 constexpr seconds kFirstPause(4);
 constexpr int kMostDoublings = 4;
@@ -29,8 +30,8 @@ QString newToken()
 
 } // namespace
 
-KWinScriptKeeper::KWinScriptKeeper(const QDBusConnection& bus, KWinScriptTarget target)
-    : m_bus(bus)
+KWinScriptKeeper::KWinScriptKeeper(QDBusConnection bus, KWinScriptTarget target)
+    : m_bus(std::move(bus))
     , m_target(std::move(target))
 {
     m_timer.setSingleShot(true);
@@ -130,7 +131,7 @@ void KWinScriptKeeper::takeId(const QDBusMessage& reply)
         return;
     }
     m_state = State::Starting;
-    m_timer.start(kTimeToReport);
+    m_timer.start(kTimeToStart);
     ask(run(QStringLiteral("/Scripting/Script")), &KWinScriptKeeper::takeStarted);
 }
 
@@ -145,13 +146,19 @@ void KWinScriptKeeper::takeFormerGone(const QDBusMessage& reply)
 void KWinScriptKeeper::takeStarted(const QDBusMessage& reply)
 {
     // KWin 5 has the object elsewhere.
-    if (reply.type() != QDBusMessage::ReplyMessage)
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        takeStartedOld(reply);
+    else
         ask(run(QStringLiteral("/")), &KWinScriptKeeper::takeStartedOld);
 }
 
 void KWinScriptKeeper::takeStartedOld(const QDBusMessage& reply)
 {
-    if (reply.type() != QDBusMessage::ReplyMessage && m_state == State::Starting)
+    if (m_state != State::Starting)
+        return;
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        m_timer.start(kTimeToReport);
+    else
         goOn();
 }
 
@@ -183,7 +190,7 @@ void KWinScriptKeeper::goOn()
         // KWin gives out numbers of scripts twice once one has been unloaded, and then runs the
         // other one. This runs all that do not run yet.
         m_state = State::StartingAll;
-        m_timer.start(kTimeToReport);
+        m_timer.start(kTimeToStart);
         m_bus.send(scripting("start"));
         break;
     case State::StartingAll:

@@ -26,7 +26,7 @@ class KWinScriptKeeper final : public QObject
 
 public:
     /// Where `target` says; its service is the unique name of `bus`.
-    KWinScriptKeeper(const QDBusConnection& bus, KWinScriptTarget target);
+    KWinScriptKeeper(QDBusConnection bus, KWinScriptTarget target);
     KWinScriptKeeper(const KWinScriptKeeper&) = delete;
     KWinScriptKeeper& operator=(const KWinScriptKeeper&) = delete;
     /// Removes the script from KWin; waits for that a fifth of a second at most.
