@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/kwin/kwin_front_window.h"
+
+#include "platform/build_config.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+
+#include <utility>
+
+namespace platform::kwin {
+
+namespace {
+
+constexpr int kLimitMs = 5000; // the bus itself answers, usually within a millisecond
+
+QString kwinService()
+{
+    return QStringLiteral("org.kde.KWin");
+}
+
+/// "com.velomira.UsageMonitor-1.42-1": one script for each connection and object, so that a second
+/// process does not take the first one's away.
+KWinScriptTarget targetFor(const QDBusConnection& bus, const QString& path)
+{
+    const QString name = QString::fromUtf8(kBundleIdentifier.data(),
+                                           static_cast<qsizetype>(kBundleIdentifier.size())) +
+                         u'-' + bus.baseService().mid(1) + u'-' +
+                         path.mid(path.lastIndexOf(u'/') + 1);
+    return {.service = bus.baseService(), .path = path, .name = name};
+}
+
+} // namespace
+
+KWinFrontWindow::KWinFrontWindow(QDBusConnection sessionBus)
+    : m_bus(std::move(sessionBus))
+    , m_settled(m_timers)
+    , m_receiver(m_bus)
+    , m_keeper(m_bus, targetFor(m_bus, m_receiver.path()))
+    , m_watcher(kwinService(), m_bus, QDBusServiceWatcher::WatchForOwnerChange)
+{
+    if (!m_bus.isConnected()) {
+        m_presence = desktop::Presence::Absent;
+        return;
+    }
+    connect(&m_receiver, &KWinReportReceiver::reported, this, &KWinFrontWindow::takeReport);
+    connect(&m_keeper, &KWinScriptKeeper::tokenChanged, &m_receiver, &KWinReportReceiver::expect);
+    connect(&m_keeper, &KWinScriptKeeper::lost, this, [this] { m_settled.report(std::nullopt); });
+    connect(&m_keeper, &KWinScriptKeeper::failed, this, [this] {
+        m_settled.clear();
+        setPresence(desktop::Presence::Absent);
+    });
+    connect(&m_watcher,
+            &QDBusServiceWatcher::serviceOwnerChanged,
+            this,
+            [this](const QString&, const QString&, const QString& owner) { takeOwner(owner); });
+    m_bus.connect(QString(),
+                  QStringLiteral("/org/freedesktop/DBus/Local"),
+                  QStringLiteral("org.freedesktop.DBus.Local"),
+                  QStringLiteral("Disconnected"),
+                  this,
+                  SLOT(loseBus()));
+    lookForKWin();
+}
+
+KWinFrontWindow::~KWinFrontWindow() = default;
+
+QString KWinFrontWindow::name() const
+{
+    return QStringLiteral("KWin script");
+}
+
+std::optional<desktop::FrontWindow> KWinFrontWindow::frontWindow() const
+{
+    return m_settled.front();
+}
+
+void KWinFrontWindow::lookForKWin()
+{
+    QDBusMessage question = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                                           QStringLiteral("/org/freedesktop/DBus"),
+                                                           QStringLiteral("org.freedesktop.DBus"),
+                                                           QStringLiteral("GetNameOwner"));
+    question << kwinService();
+    auto* const watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(question, kLimitMs), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        // What the watcher of the name has said meanwhile is newer.
+        if (!m_knowsOwner)
+            takeOwner(watcher->reply().type() == QDBusMessage::ReplyMessage
+                          ? watcher->reply().arguments().value(0).toString()
+                          : QString());
+    });
+}
+
+void KWinFrontWindow::takeOwner(const QString& owner)
+{
+    m_knowsOwner = true;
+    m_settled.clear();
+    m_receiver.expect(QString());
+    m_receiver.believe(owner);
+    setPresence(owner.isEmpty() ? desktop::Presence::Absent : desktop::Presence::Asking);
+    m_keeper.keepIn(owner);
+}
+
+void KWinFrontWindow::loseBus()
+{
+    takeOwner(QString());
+}
+
+void KWinFrontWindow::takeReport(const std::optional<desktop::FrontWindow>& front)
+{
+    m_keeper.noteReport();
+    m_settled.report(front);
+    setPresence(desktop::Presence::Here);
+}
+
+void KWinFrontWindow::setPresence(desktop::Presence presence)
+{
+    if (m_presence == presence)
+        return;
+    m_presence = presence;
+    Q_EMIT presenceChanged();
+}
+
+} // namespace platform::kwin

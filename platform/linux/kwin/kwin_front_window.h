@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/desktop/front_window_source.h"
+#include "platform/linux/kwin/kwin_report_receiver.h"
+#include "platform/linux/kwin/kwin_script_keeper.h"
+#include "platform/linux/kwin/settled_front_window.h"
+#include "platform/linux/qt/qt_repeating_timers.h"
+
+#include <QDBusConnection>
+#include <QDBusServiceWatcher>
+
+namespace platform::kwin {
+
+/// The window in front as KWin tells it, by a script of ours that runs in KWin: on Plasma with
+/// Wayland, where nothing else tells. Follows KWin when it comes, goes and starts anew.
+class KWinFrontWindow final : public desktop::FrontWindowSource
+{
+    Q_OBJECT
+
+public:
+    /// Begins to look for KWin on `sessionBus`; on a bus that is not connected it stays absent.
+    explicit KWinFrontWindow(QDBusConnection sessionBus);
+    KWinFrontWindow(const KWinFrontWindow&) = delete;
+    KWinFrontWindow& operator=(const KWinFrontWindow&) = delete;
+    /// Leaves nothing in KWin; waits for that a fifth of a second at most.
+    ~KWinFrontWindow() override;
+
+    [[nodiscard]] QString name() const override;
+
+    [[nodiscard]] desktop::Presence presence() const override { return m_presence; }
+
+    [[nodiscard]] std::optional<desktop::FrontWindow> frontWindow() const override;
+
+    /// What the script is called in KWin, and where it reports to.
+    [[nodiscard]] const KWinScriptTarget& script() const { return m_keeper.target(); }
+
+private:
+    void lookForKWin();
+    void takeOwner(const QString& owner);
+    Q_SLOT void loseBus();
+    void takeReport(const std::optional<desktop::FrontWindow>& front);
+    void setPresence(desktop::Presence presence);
+
+    QDBusConnection m_bus;
+    qt::QtRepeatingTimers m_timers;
+    SettledFrontWindow m_settled;
+    KWinReportReceiver m_receiver;
+    KWinScriptKeeper m_keeper;
+    QDBusServiceWatcher m_watcher;
+    desktop::Presence m_presence = desktop::Presence::Asking;
+    bool m_knowsOwner = false;
+};
+
+} // namespace platform::kwin

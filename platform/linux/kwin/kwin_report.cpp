@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/kwin/kwin_report.h"
+
+#include <QByteArray>
+#include <QChar>
+#include <QMetaType>
+#include <QUuid>
+#include <QtEndian>
+
+#include <algorithm>
+#include <utility>
+
+namespace platform::kwin {
+
+namespace {
+
+constexpr qsizetype kLongestTitle = 16384;     // bytes of UTF-8
+constexpr qsizetype kLongestIdentifier = 1024; // bytes of UTF-8
+
+// Where in a report its arguments stand.
+constexpr qsizetype kToken = 0;
+constexpr qsizetype kId = 1;
+constexpr qsizetype kCaption = 2;
+constexpr qsizetype kClass = 3;
+constexpr qsizetype kInstance = 4;
+constexpr qsizetype kDesktopFile = 5;
+constexpr qsizetype kProcess = 6;
+constexpr qsizetype kCount = 7;
+
+qsizetype utf8Size(char16_t unit)
+{
+    if (QChar::isSurrogate(unit))
+        return 2; // a pair makes four
+    if (unit < 0x80)
+        return 1;
+    return unit < 0x800 ? 2 : 3;
+}
+
+/// The text's beginning in at most `most` bytes of UTF-8, whole characters.
+QString cut(const QString& text, qsizetype most)
+{
+    qsizetype bytes = 0;
+    qsizetype end = 0;
+    while (end < text.size() && bytes + utf8Size(text[end].unicode()) <= most)
+        bytes += utf8Size(text[end++].unicode());
+    if (end < text.size() && text[end].isLowSurrogate())
+        --end;
+    return text.left(end);
+}
+
+/// Of a path to a desktop file only what names it is of use.
+QString desktopFileId(const QString& text)
+{
+    QString id = text.mid(text.lastIndexOf(u'/') + 1);
+    if (id.endsWith(QLatin1StringView(".desktop")))
+        id.chop(8);
+    return id;
+}
+
+QStringList identifiers(const QVariantList& arguments)
+{
+    const QString all[]{desktopFileId(arguments[kDesktopFile].toString()),
+                        arguments[kClass].toString(),
+                        arguments[kInstance].toString()};
+    QStringList kept;
+    for (const QString& text : all) {
+        const bool fits = cut(text, kLongestIdentifier).size() == text.size();
+        if (!text.isEmpty() && fits && !kept.contains(text))
+            kept.append(text);
+    }
+    return kept;
+}
+
+/// KWin names windows by random 128 bits; folding them to half keeps them apart.
+std::uint64_t windowNumber(const QUuid& id)
+{
+    const QByteArray bytes = id.toRfc4122();
+    const auto number = qFromBigEndian<std::uint64_t>(bytes.constData()) ^
+                        qFromBigEndian<std::uint64_t>(bytes.constData() + 8);
+    return number == 0 ? 1 : number;
+}
+
+bool isReport(const QVariantList& arguments)
+{
+    const auto isText = [](const QVariant& argument) {
+        return argument.typeId() == QMetaType::QString;
+    };
+    return arguments.size() == kCount &&
+           std::all_of(arguments.begin(), arguments.begin() + kProcess, isText) &&
+           arguments[kProcess].typeId() == QMetaType::Int;
+}
+
+} // namespace
+
+QString reportInterface()
+{
+    return QStringLiteral("com.velomira.UsageMonitor.KWin");
+}
+
+QString reportMethod()
+{
+    return QStringLiteral("report");
+}
+
+std::optional<KWinReport> decodeReport(const QVariantList& arguments)
+{
+    if (!isReport(arguments))
+        return std::nullopt;
+    KWinReport report{.token = arguments[kToken].toString(), .front = std::nullopt};
+    const QString id = arguments[kId].toString();
+    if (id.isEmpty())
+        return report;
+    const QUuid uuid(id);
+    if (uuid.isNull())
+        return std::nullopt;
+    const QString title = cut(arguments[kCaption].toString(), kLongestTitle);
+    report.front =
+        desktop::FrontWindow{.window = windowNumber(uuid),
+                             .identifiers = identifiers(arguments),
+                             .name = std::nullopt,
+                             .processIdentifier = std::max(0, arguments[kProcess].toInt()),
+                             .title = title.isEmpty() ? std::nullopt : std::optional(title)};
+    return report;
+}
+
+} // namespace platform::kwin

@@ -1,0 +1,53 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/kwin/kwin_report.h"
+
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QDBusVirtualObject>
+#include <QString>
+
+namespace platform::kwin {
+
+/// The object on the session bus to which the script in KWin reports. It believes only the process
+/// that is KWin, and of that only the script that knows the token; everybody else is refused.
+/// Main thread.
+class KWinReportReceiver final : public QDBusVirtualObject
+{
+    Q_OBJECT
+
+public:
+    /// Has an object path of its own on `bus`.
+    explicit KWinReportReceiver(QDBusConnection bus);
+    KWinReportReceiver(const KWinReportReceiver&) = delete;
+    KWinReportReceiver& operator=(const KWinReportReceiver&) = delete;
+    ~KWinReportReceiver() override;
+
+    [[nodiscard]] const QString& path() const { return m_path; }
+
+    /// From now on this is KWin's unique name; empty: nobody is.
+    void believe(const QString& service) { m_service = service; }
+
+    /// From now on this is the script's token; empty: none is.
+    void expect(const QString& token) { m_token = token; }
+
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
+    [[nodiscard]] QString introspect(const QString& path) const override;
+
+Q_SIGNALS:
+    /// The script says what is in front.
+    void reported(const std::optional<platform::desktop::FrontWindow>& front);
+
+private:
+    void refuse(const QDBusMessage& message, QDBusError::ErrorType type, const QString& text);
+
+    QDBusConnection m_bus;
+    QString m_path;
+    QString m_service;
+    QString m_token;
+};
+
+} // namespace platform::kwin

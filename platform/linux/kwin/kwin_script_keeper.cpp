@@ -1,0 +1,211 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/kwin/kwin_script_keeper.h"
+
+#include <QDBusPendingCallWatcher>
+#include <QUuid>
+
+#include <algorithm>
+#include <utility>
+
+namespace platform::kwin {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr int kLimitMs = 2000; // of one answer; usual is a millisecond
+constexpr int kFarewellMs = 200;
+constexpr milliseconds kTimeToStart(1500);
+constexpr milliseconds kTimeToReport(500); // it does so before it is said to be started
+constexpr seconds kBetweenLooks(3);
+constexpr seconds kFirstPause(4);
+constexpr int kMostDoublings = 4;
+
+QString newToken()
+{
+    return QUuid::createUuid().toString(QUuid::Id128);
+}
+
+} // namespace
+
+KWinScriptKeeper::KWinScriptKeeper(QDBusConnection bus, KWinScriptTarget target)
+    : m_bus(std::move(bus))
+    , m_target(std::move(target))
+{
+    m_timer.setSingleShot(true);
+    m_timer.setTimerType(Qt::CoarseTimer);
+    connect(&m_timer, &QTimer::timeout, this, &KWinScriptKeeper::goOn);
+}
+
+KWinScriptKeeper::~KWinScriptKeeper()
+{
+    // Waiting for the answer has the message written before the process can end.
+    if (m_state != State::NoKWin && m_bus.isConnected())
+        m_bus.call(scripting("unloadScript") << m_target.name, QDBus::Block, kFarewellMs);
+}
+
+void KWinScriptKeeper::keepIn(const QString& kwin)
+{
+    ++m_attempt;
+    m_kwin = kwin;
+    m_state = State::NoKWin;
+    m_failures = 0;
+    m_timer.stop();
+    m_file.reset();
+    if (!m_kwin.isEmpty())
+        load();
+}
+
+void KWinScriptKeeper::noteReport()
+{
+    m_state = State::Running;
+    m_failures = 0;
+    m_file.reset();
+    m_timer.start(kBetweenLooks);
+}
+
+QDBusMessage KWinScriptKeeper::scripting(const char* method) const
+{
+    return QDBusMessage::createMethodCall(m_kwin,
+                                          QStringLiteral("/Scripting"),
+                                          QStringLiteral("org.kde.kwin.Scripting"),
+                                          QLatin1StringView(method));
+}
+
+QDBusMessage KWinScriptKeeper::run(const QString& object) const
+{
+    return QDBusMessage::createMethodCall(m_kwin,
+                                          object + QString::number(m_id),
+                                          QStringLiteral("org.kde.kwin.Script"),
+                                          QStringLiteral("run"));
+}
+
+void KWinScriptKeeper::ask(const QDBusMessage& question, Handler handler)
+{
+    auto* const watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(question, kLimitMs), this);
+    connect(watcher,
+            &QDBusPendingCallWatcher::finished,
+            this,
+            [this, watcher, handler, attempt = m_attempt] {
+                watcher->deleteLater();
+                if (attempt == m_attempt)
+                    (this->*handler)(watcher->reply());
+            });
+}
+
+void KWinScriptKeeper::load()
+{
+    ++m_attempt;
+    m_state = State::Loading;
+    m_hasReplaced = false;
+    m_timer.stop();
+    const QString token = newToken();
+    Q_EMIT tokenChanged(token);
+    auto file = KWinScriptFile::write(m_target, token);
+    if (!file) {
+        fail();
+        return;
+    }
+    m_file = std::move(file).value();
+    askToLoad();
+}
+
+void KWinScriptKeeper::askToLoad()
+{
+    ask(scripting("loadScript") << m_file->path() << m_target.name, &KWinScriptKeeper::takeId);
+}
+
+void KWinScriptKeeper::takeId(const QDBusMessage& reply)
+{
+    bool isNumber = false;
+    m_id = reply.arguments().value(0).toInt(&isNumber);
+    if (reply.type() != QDBusMessage::ReplyMessage || !isNumber || (m_id < 0 && m_hasReplaced)) {
+        fail();
+        return;
+    }
+    if (m_id < 0) { // the name is taken
+        m_hasReplaced = true;
+        ask(scripting("unloadScript") << m_target.name, &KWinScriptKeeper::takeFormerGone);
+        return;
+    }
+    m_state = State::Starting;
+    m_timer.start(kTimeToStart);
+    ask(run(QStringLiteral("/Scripting/Script")), &KWinScriptKeeper::takeStarted);
+}
+
+void KWinScriptKeeper::takeFormerGone(const QDBusMessage& reply)
+{
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        askToLoad();
+    else
+        fail();
+}
+
+void KWinScriptKeeper::takeStarted(const QDBusMessage& reply)
+{
+    // KWin 5 has the object elsewhere.
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        takeStartedOld(reply);
+    else
+        ask(run(QStringLiteral("/")), &KWinScriptKeeper::takeStartedOld);
+}
+
+void KWinScriptKeeper::takeStartedOld(const QDBusMessage& reply)
+{
+    if (m_state != State::Starting)
+        return;
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        m_timer.start(kTimeToReport);
+    else
+        goOn();
+}
+
+void KWinScriptKeeper::takePresence(const QDBusMessage& reply)
+{
+    const bool isSure = reply.type() == QDBusMessage::ReplyMessage;
+    if (isSure && !reply.arguments().value(0).toBool()) {
+        Q_EMIT lost();
+        load();
+        return;
+    }
+    m_timer.start(kBetweenLooks);
+}
+
+void KWinScriptKeeper::fail()
+{
+    ++m_attempt;
+    m_state = State::Failed;
+    m_file.reset();
+    m_timer.start(kFirstPause * (1 << std::min(m_failures, kMostDoublings)));
+    ++m_failures;
+    Q_EMIT failed();
+}
+
+void KWinScriptKeeper::goOn()
+{
+    switch (m_state) {
+    case State::Starting:
+        // KWin gives out numbers of scripts twice once one has been unloaded, and then runs the
+        // other one. This runs all that do not run yet.
+        m_state = State::StartingAll;
+        m_timer.start(kTimeToStart);
+        m_bus.send(scripting("start"));
+        break;
+    case State::StartingAll:
+        fail();
+        break;
+    case State::Running:
+        ask(scripting("isScriptLoaded") << m_target.name, &KWinScriptKeeper::takePresence);
+        break;
+    case State::Failed:
+        load();
+        break;
+    case State::NoKWin:
+    case State::Loading:
+        break;
+    }
+}
+
+} // namespace platform::kwin

@@ -1,0 +1,80 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/kwin/kwin_script_file.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+
+namespace platform::kwin {
+
+/// Keeps the script running in KWin: loads it, replaces one of its name, loads it again when it
+/// has gone. KWin does not tell of that last; it is asked, once every few seconds in which nothing
+/// was reported.
+/// Main thread; waits for nobody but in its destructor.
+class KWinScriptKeeper final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Where `target` says; its service is the unique name of `bus`.
+    KWinScriptKeeper(QDBusConnection bus, KWinScriptTarget target);
+    KWinScriptKeeper(const KWinScriptKeeper&) = delete;
+    KWinScriptKeeper& operator=(const KWinScriptKeeper&) = delete;
+    /// Removes the script from KWin; waits for that a fifth of a second at most.
+    ~KWinScriptKeeper() override;
+
+    [[nodiscard]] const KWinScriptTarget& target() const { return m_target; }
+
+    /// From now on KWin is the connection of this unique name; empty: there is none.
+    void keepIn(const QString& kwin);
+
+    /// The script has reported.
+    void noteReport();
+
+Q_SIGNALS:
+    /// A script is about to be loaded whose reports bear this token.
+    void tokenChanged(const QString& token);
+    /// The script has gone and is loaded again.
+    void lost();
+    /// The script cannot be made to run; it is tried again after a while, ever more rarely.
+    void failed();
+
+private:
+    enum class State : std::uint8_t { NoKWin, Loading, Starting, StartingAll, Running, Failed };
+    using Handler = void (KWinScriptKeeper::*)(const QDBusMessage&);
+
+    [[nodiscard]] QDBusMessage scripting(const char* method) const;
+    [[nodiscard]] QDBusMessage run(const QString& object) const;
+    void ask(const QDBusMessage& question, Handler handler);
+    void load();
+    void askToLoad();
+    void takeId(const QDBusMessage& reply);
+    void takeFormerGone(const QDBusMessage& reply);
+    void takeStarted(const QDBusMessage& reply);
+    void takeStartedOld(const QDBusMessage& reply);
+    void takePresence(const QDBusMessage& reply);
+    void fail();
+    void goOn();
+
+    QDBusConnection m_bus;
+    KWinScriptTarget m_target;
+    QString m_kwin;
+    std::unique_ptr<KWinScriptFile> m_file;
+    QTimer m_timer;
+    State m_state = State::NoKWin;
+    int m_id = -1;
+    int m_attempt = 0; ///< Answers to former attempts no longer matter.
+    int m_failures = 0;
+    bool m_hasReplaced = false;
+};
+
+} // namespace platform::kwin

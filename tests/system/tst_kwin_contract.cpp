@@ -1,0 +1,79 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/kwin/kwin_front_window.h"
+#include "tests/platform/contract/desktop_contract.h"
+#include "tests/support/headless_kwin.h"
+#include "tests/support/required_programs.h"
+#include "tests/system/session_desktop.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+#include <limits>
+#include <memory>
+
+using platform::kwin::KWinFrontWindow;
+using support::HeadlessKWin;
+using support::TestWindow;
+
+namespace {
+
+/// Knows nothing. What the contract wants of the idle time fails with it.
+class NoIdleSource final : public platform::desktop::IdleSource
+{
+public:
+    [[nodiscard]] QString name() const override { return u"none"_qs; }
+
+    [[nodiscard]] platform::desktop::Presence presence() const override
+    {
+        return platform::desktop::Presence::Absent;
+    }
+
+    [[nodiscard]] double secondsSinceLastInput() override
+    {
+        return std::numeric_limits<double>::quiet_NaN();
+    }
+};
+
+} // namespace
+
+class TestKWinContract final : public contract::DesktopContract
+{
+    Q_OBJECT
+protected:
+    [[nodiscard]] contract::Desktop& desktop() override { return *m_desktop; }
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        REQUIRE_PROGRAMS(m_session.programs() + TestWindow::programs());
+        const auto started = m_session.start();
+        QVERIFY2(started, started ? "" : qPrintable(started.error().text));
+    }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        m_windows = std::make_unique<KWinFrontWindow>(m_session.scripts().bus());
+        m_idleTime = std::make_unique<NoIdleSource>();
+        QTRY_COMPARE(m_windows->presence(), platform::desktop::Presence::Here);
+        m_desktop = std::make_unique<SessionDesktop>(m_session, *m_windows, *m_idleTime);
+    }
+
+    void cleanup()
+    {
+        m_desktop.reset();
+        m_idleTime.reset();
+        m_windows.reset();
+    }
+
+private:
+    HeadlessKWin m_session;
+    std::unique_ptr<KWinFrontWindow> m_windows;
+    std::unique_ptr<platform::desktop::IdleSource> m_idleTime;
+    std::unique_ptr<SessionDesktop> m_desktop;
+};
+
+QTEST_GUILESS_MAIN(TestKWinContract)
+#include "tst_kwin_contract.moc"

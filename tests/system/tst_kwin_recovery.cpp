@@ -1,0 +1,241 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/support/headless_kwin.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/test_window.h"
+#include "tests/system/kwin_observer.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <csignal>
+#include <memory>
+
+using platform::desktop::FrontWindowSource;
+using platform::desktop::Presence;
+using platform::kwin::KWinScriptFile;
+using platform::kwin::KWinScriptTarget;
+using support::HeadlessKWin;
+using support::TestWindow;
+
+class TestKWinRecovery final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+
+    void initTestCase() { REQUIRE_PROGRAMS(HeadlessKWin().programs() + TestWindow::programs()); }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        m_session = std::make_unique<HeadlessKWin>();
+        VERIFY_OUTCOME(m_session->start());
+        m_observer = std::make_unique<KWinObserver>(m_session->busAddress());
+        QTRY_VERIFY(m_observer->isHere());
+    }
+
+    void cleanup()
+    {
+        m_observer.reset();
+        m_session.reset();
+    }
+
+    void aScriptThatSomebodyUnloadsComesBack()
+    {
+        TestWindow one;
+        TestWindow two;
+        openBoth(one, two);
+        for (int i = 0; i < 3; ++i) {
+            QVERIFY(m_session->scripts().unload(m_observer->windows().script().name));
+            TestWindow& window = i % 2 == 0 ? one : two;
+            VERIFY_OUTCOME(m_session->focus(window));
+            QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), window.identifier(), 5000);
+            QVERIFY(m_observer->isHere());
+        }
+    }
+
+    void scriptsStartedAnewChangeNothing()
+    {
+        TestWindow one;
+        TestWindow two;
+        openBoth(one, two);
+        VERIFY_OUTCOME(m_session->restartScripting());
+        VERIFY_OUTCOME(m_session->focus(one));
+        QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), u"one"_qs, 5000);
+        VERIFY_OUTCOME(m_session->restartScripting());
+        VERIFY_OUTCOME(m_session->focus(two));
+        QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), u"two"_qs, 5000);
+    }
+
+    void kwinMayEndAndStartAnew()
+    {
+        for (int i = 0; i < 2; ++i) {
+            TestWindow window;
+            VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_qs, u"First"_qs));
+            QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+            const QSignalSpy changes(&m_observer->windows(), &FrontWindowSource::presenceChanged);
+            m_session->killDisplay();
+            QTRY_VERIFY_WITH_TIMEOUT(m_observer->isAbsent(), 5000);
+            QCOMPARE(m_observer->identifier(), u"(none)"_qs);
+            QCOMPARE(changes.size(), 1);
+            VERIFY_OUTCOME(m_session->start());
+            QTRY_VERIFY_WITH_TIMEOUT(m_observer->isHere(), 5000);
+        }
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session->environment(), u"two"_qs, u"Second"_qs));
+        QTRY_COMPARE(m_observer->identifier(), u"two"_qs);
+    }
+
+    void kwinMayComeLater()
+    {
+        m_observer.reset();
+        m_session->killDisplay();
+        KWinObserver observer(m_session->busAddress());
+        QCOMPARE(observer.windows().presence(), Presence::Asking);
+        QTRY_VERIFY(observer.isAbsent());
+        VERIFY_OUTCOME(m_session->start());
+        QTRY_VERIFY_WITH_TIMEOUT(observer.isHere(), 5000);
+    }
+
+    void withoutABusItIsAbsent()
+    {
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_qs, u"First"_qs));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        m_session->killBus();
+        QTRY_VERIFY(m_observer->isAbsent());
+        QCOMPARE(m_observer->identifier(), u"(none)"_qs);
+        const KWinObserver later(m_session->busAddress());
+        QVERIFY(later.isAbsent());
+    }
+
+    void aScriptOfTheSameNameIsReplaced()
+    {
+        // The next object has the next number.
+        const QString current = m_observer->windows().script().name;
+        const qsizetype end = current.lastIndexOf(u'-') + 1;
+        platform::kwin::KWinFrontWindow* const first = &m_observer->windows();
+        const QString next = current.left(end) + QString::number(current.mid(end).toInt() + 1);
+        VERIFY_OUTCOME(m_session->scripts().load(u"let nothing = 0;"_qs, next));
+        const platform::kwin::KWinFrontWindow second(m_observer->bus());
+        QCOMPARE(second.script().name, next);
+        QTRY_COMPARE_WITH_TIMEOUT(second.presence(), Presence::Here, 5000);
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_qs, u"First"_qs));
+        QTRY_VERIFY(second.frontWindow().has_value());
+        QTRY_VERIFY(first->frontWindow() == second.frontWindow());
+    }
+
+    void whatAProcessThatCrashedHasLeftEndsItself()
+    {
+        const QString connection = u"crashed"_qs;
+        auto bus = QDBusConnection::connectToBus(m_session->busAddress(), connection);
+        const KWinScriptTarget target{
+            .service = bus.baseService(), .path = u"/none"_qs, .name = u"left-behind"_qs};
+        const auto script = KWinScriptFile::write(target, u"token"_qs);
+        QVERIFY(script);
+        QFile file(script.value()->path());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        bus = QDBusConnection(u"none"_qs);
+        QDBusConnection::disconnectFromBus(connection);
+        VERIFY_OUTCOME(m_session->scripts().load(QString::fromUtf8(file.readAll()), target.name));
+        QVERIFY(m_session->scripts().isLoaded(target.name));
+        // Its first report has no answer.
+        QTRY_VERIFY_WITH_TIMEOUT(!m_session->scripts().isLoaded(target.name), 15000);
+        QVERIFY(m_session->scripts().isLoaded(m_observer->windows().script().name));
+    }
+
+    void nothingIsLeftInKWin()
+    {
+        const QString name = m_observer->windows().script().name;
+        QVERIFY(m_session->scripts().isLoaded(name));
+        m_observer.reset();
+        QVERIFY(!m_session->scripts().isLoaded(name));
+    }
+
+    void nothingIsLeftOfOneThatEndsWhileItLoads()
+    {
+        // The later it ends, the more of loading has been done.
+        for (int turns = 0; turns < 20; ++turns) {
+            auto observer = std::make_unique<KWinObserver>(m_session->busAddress());
+            const QString name = observer->windows().script().name;
+            for (int turn = 0; turn < turns; ++turn)
+                QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
+            observer.reset();
+            QVERIFY(!m_session->scripts().isLoaded(name));
+        }
+    }
+
+    void noFileIsLeft()
+    {
+        const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR", QDir::tempPath());
+        const auto files = [&folder] {
+            return QDir(folder).entryList({u"velomira-*.js"_qs}, QDir::Files);
+        };
+        QTRY_COMPARE(files(), QStringList());
+    }
+
+    void scriptsThatShareANumberBothRun()
+    {
+        // [ours, a, b] without "ours" is [a, b]: the next one is number 2, as b is.
+        VERIFY_OUTCOME(m_session->scripts().load(u"let a = 0;"_qs, u"a"_qs));
+        VERIFY_OUTCOME(m_session->scripts().load(u"let b = 0;"_qs, u"b"_qs));
+        QVERIFY(m_session->scripts().unload(m_observer->windows().script().name));
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_qs, u"First"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), u"one"_qs, 5000);
+    }
+
+    void twoObserversDoNotDisturbEachOther()
+    {
+        auto second = std::make_unique<KWinObserver>(m_session->busAddress());
+        TestWindow one;
+        TestWindow two;
+        openBoth(one, two);
+        QTRY_COMPARE(second->identifier(), u"two"_qs);
+        second.reset();
+        VERIFY_OUTCOME(m_session->focus(one));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+    }
+
+    void nobodyWaitsForAKWinThatHangs()
+    {
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_qs, u"First"_qs));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        ::kill(static_cast<pid_t>(m_session->pid()), SIGSTOP);
+        QElapsedTimer time;
+        time.start();
+        auto second = std::make_unique<KWinObserver>(m_session->busAddress());
+        QVERIFY(!second->windows().frontWindow());
+        QVERIFY(time.elapsed() < 1000);
+        // It neither comes nor goes; the window cannot change meanwhile either.
+        QTRY_VERIFY_WITH_TIMEOUT(second->isAbsent(), 5000);
+        QCOMPARE(m_observer->identifier(), u"one"_qs);
+        time.restart();
+        second.reset();
+        QVERIFY(time.elapsed() < 1000);
+        ::kill(static_cast<pid_t>(m_session->pid()), SIGCONT);
+        TestWindow other;
+        VERIFY_OUTCOME(other.open(m_session->environment(), u"two"_qs, u"Second"_qs));
+        QTRY_COMPARE(m_observer->identifier(), u"two"_qs);
+    }
+
+private:
+    void openBoth(TestWindow& one, TestWindow& two)
+    {
+        VERIFY_OUTCOME(one.open(m_session->environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(two.open(m_session->environment(), u"two"_qs, u"Second"_qs));
+        VERIFY_OUTCOME(m_session->focus(two));
+        QTRY_COMPARE(m_observer->identifier(), u"two"_qs);
+    }
+
+    std::unique_ptr<HeadlessKWin> m_session;
+    std::unique_ptr<KWinObserver> m_observer;
+};
+
+QTEST_GUILESS_MAIN(TestKWinRecovery)
+#include "tst_kwin_recovery.moc"

@@ -1,0 +1,193 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/support/headless_kwin.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/test_window.h"
+#include "tests/system/kwin_observer.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+#include <chrono>
+#include <memory>
+
+using namespace std::chrono_literals;
+using support::ChildProcess;
+using support::HeadlessKWin;
+using support::TestWindow;
+
+class TestKWinWindows final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        REQUIRE_PROGRAMS(m_session.programs() + TestWindow::programs()
+                         << u"xterm"_qs << u"dbus-monitor"_qs);
+        VERIFY_OUTCOME(m_session.start());
+    }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        m_observer = std::make_unique<KWinObserver>(m_session.busAddress());
+        QTRY_VERIFY(m_observer->isHere());
+        QTRY_COMPARE(m_observer->identifier(), u"(none)"_qs);
+    }
+
+    void cleanup() { m_observer.reset(); }
+
+    void everyChangeOfFocusAndTitleIsSeen()
+    {
+        TestWindow one;
+        TestWindow two(TestWindow::Toolkit::Gtk);
+        VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(two.open(m_session.environment(), u"two"_qs, u"Second"_qs));
+        for (int i = 0; i < 20; ++i) {
+            TestWindow& window = i % 2 == 0 ? one : two;
+            VERIFY_OUTCOME(m_session.focus(window));
+            QTRY_COMPARE(m_observer->identifier(), window.identifier());
+            QCOMPARE(m_observer->process(), window.pid());
+            const QString title = u"Grüße 😀 %1"_qs.arg(i);
+            VERIFY_OUTCOME(window.setTitle(title));
+            QTRY_COMPARE(m_observer->title(), title);
+            QCOMPARE(m_observer->identifier(), window.identifier());
+        }
+    }
+
+    void aWindowKeepsItsNumber()
+    {
+        TestWindow one;
+        TestWindow two;
+        VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        const auto first = m_observer->windows().frontWindow();
+        VERIFY_OUTCOME(two.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        QTRY_COMPARE(m_observer->process(), two.pid());
+        QVERIFY(first && m_observer->windows().frontWindow()->window != first->window);
+        VERIFY_OUTCOME(m_session.focus(one));
+        QTRY_COMPARE(m_observer->process(), one.pid());
+        QCOMPARE(m_observer->windows().frontWindow()->window, first->window);
+    }
+
+    void theTitleOfAnotherWindowChangesNothing()
+    {
+        TestWindow one;
+        TestWindow two;
+        VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(two.open(m_session.environment(), u"two"_qs, u"Second"_qs));
+        VERIFY_OUTCOME(m_session.focus(one));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        VERIFY_OUTCOME(two.setTitle(u"Changed"_qs));
+        VERIFY_OUTCOME(one.setTitle(u"Newer"_qs));
+        QTRY_COMPARE(m_observer->title(), u"Newer"_qs);
+        QCOMPARE(m_observer->identifier(), u"one"_qs);
+    }
+
+    void onAnEmptyWorkspaceNothingIsInFront()
+    {
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        VERIFY_OUTCOME(m_session.showEmptyWorkspace());
+        QTRY_COMPARE(m_observer->identifier(), u"(none)"_qs);
+        VERIFY_OUTCOME(m_session.showFirstWorkspace());
+        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+    }
+
+    void aWindowThatIsThereBeforeIsSeen()
+    {
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(m_session.focus(window));
+        const KWinObserver later(m_session.busAddress());
+        QTRY_COMPARE(later.identifier(), u"one"_qs);
+        QCOMPARE(later.title(), u"First"_qs);
+    }
+
+    void aWindowOfXIsSeenLikeAnyOther()
+    {
+        ChildProcess xterm;
+        VERIFY_OUTCOME(xterm.start(u"xterm"_qs,
+                                   {u"-T"_qs, u"Terminal work"_qs, u"-e"_qs, u"cat"_qs},
+                                   m_session.environment()));
+        QTRY_COMPARE(m_observer->title(), u"Terminal work"_qs);
+        QCOMPARE(m_observer->identifier(), u"xterm"_qs);
+        QCOMPARE(m_observer->process(), xterm.pid());
+        xterm.stop();
+        QTRY_COMPARE(m_observer->identifier(), u"(none)"_qs);
+    }
+
+    void theDesktopItselfIsNotInFront()
+    {
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        ChildProcess desktop;
+        VERIFY_OUTCOME(openDesktop(desktop));
+        const QString activate =
+            u"const list = workspace.clientList ? workspace.clientList() : workspace.windowList();"
+            "for (const w of list) if (w.caption === 'Icons') {"
+            "    if (workspace.clientList) workspace.activeClient = w;"
+            "    else workspace.activeWindow = w; }"
+            "const active = workspace.clientList ? workspace.activeClient : workspace.activeWindow;"
+            "say(active ? active.caption : 'nothing')"_qs;
+        QTRY_COMPARE(m_session.scripts().run(activate), u"Icons"_qs);
+        QTRY_COMPARE(m_observer->identifier(), u"(none)"_qs);
+        VERIFY_OUTCOME(m_session.focus(window));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+    }
+
+    void aFloodOfTitlesEndsWithTheLastOneAndStaysSmall()
+    {
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        ChildProcess monitor;
+        VERIFY_OUTCOME(monitor.start(
+            u"dbus-monitor"_qs,
+            {u"--address"_qs,
+             m_session.busAddress(),
+             u"--profile"_qs,
+             u"type='method_call',interface='%1'"_qs.arg(platform::kwin::reportInterface())},
+            m_session.environment()));
+        QByteArray seen;
+        const auto reports = [&] {
+            seen += monitor.process().readAllStandardOutput();
+            return seen.count(m_observer->windows().script().path.toUtf8());
+        };
+        // It watches once it has seen something.
+        int warmUp = 0;
+        QTRY_VERIFY(window.setTitle(u"Warm %1"_qs.arg(++warmUp)) && reports() > 0);
+        const qsizetype before = reports();
+        VERIFY_OUTCOME(window.changeTitles(u"Flood"_qs, 10000, 10s));
+        QTRY_COMPARE(m_observer->title(), u"Flood 10000"_qs);
+        QTRY_VERIFY(reports() - before > 10);
+        const qsizetype sent = reports() - before;
+        QVERIFY2(sent <= 230, qPrintable(QString::number(sent)));
+    }
+
+private:
+    /// Opens what draws the desktop's icons.
+    platform::Outcome openDesktop(ChildProcess& program)
+    {
+        const QString text = u"import gi\n"
+                             "gi.require_version('Gtk', '3.0')\n"
+                             "gi.require_version('Gdk', '3.0')\n"
+                             "from gi.repository import Gdk, Gtk\n"
+                             "window = Gtk.Window(title='Icons')\n"
+                             "window.set_type_hint(Gdk.WindowTypeHint.DESKTOP)\n"
+                             "window.show_all()\n"
+                             "Gtk.main()\n"_qs;
+        QProcessEnvironment environment = m_session.environment();
+        environment.insert(u"GDK_BACKEND"_qs, u"x11"_qs);
+        return program.start(u"/usr/bin/python3"_qs, {u"-c"_qs, text}, environment);
+    }
+
+    HeadlessKWin m_session{HeadlessKWin::XWayland::With};
+    std::unique_ptr<KWinObserver> m_observer;
+};
+
+QTEST_GUILESS_MAIN(TestKWinWindows)
+#include "tst_kwin_windows.moc"

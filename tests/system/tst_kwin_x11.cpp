@@ -1,0 +1,101 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/support/bus_daemon.h"
+#include "tests/support/headless_x11.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/x11_client.h"
+#include "tests/support/x11_test_window.h"
+#include "tests/system/x11_observer.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+#include <memory>
+
+using support::BusDaemon;
+using support::ChildProcess;
+using support::HeadlessX11;
+using support::X11Client;
+using support::X11TestWindow;
+
+/// KWin as the window manager of an X server.
+class TestKWinX11 final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        REQUIRE_PROGRAMS(HeadlessX11::programs() << u"kwin_x11"_qs << u"dbus-daemon"_qs);
+        const auto started = m_desktop.start();
+        QVERIFY2(started, started ? "" : qPrintable(started.error().text));
+        const auto bus = m_bus.start(m_desktop.home() + u"/bus"_qs, m_desktop.environment());
+        QVERIFY2(bus, bus ? "" : qPrintable(bus.error().text));
+    }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        m_observer = X11Observer::on(m_desktop.display());
+        QVERIFY(m_observer);
+    }
+
+    // The first time it replaces another window manager, then itself.
+    void itMayBeReplaced()
+    {
+        const X11Client client(m_desktop.display());
+        const auto manager = [&client] {
+            return client.number(client.root(), "_NET_SUPPORTING_WM_CHECK");
+        };
+        X11TestWindow old(m_desktop.display());
+        old.setClass("old", "Old");
+        old.setTitle(u"Before"_qs);
+        QVERIFY(old.showAndFocus());
+        QTRY_COMPARE(identifier(), u"Old"_qs);
+        ChildProcess* former = nullptr;
+        for (int i = 0; i < 3; ++i) {
+            const std::uint32_t before = manager();
+            ChildProcess* const kwin = startKWin();
+            QVERIFY(kwin);
+            QTRY_VERIFY_WITH_TIMEOUT(manager() != before && client.hasWindowManager(), 20000);
+            if (former)
+                QTRY_VERIFY_WITH_TIMEOUT(!former->isRunning(), 20000);
+            former = kwin;
+            X11TestWindow window(m_desktop.display());
+            window.setClass("new", "New");
+            window.setTitle(u"After"_qs);
+            QVERIFY(window.showAndFocus());
+            QTRY_COMPARE_WITH_TIMEOUT(identifier(), u"New"_qs, 5000);
+            QCOMPARE(m_observer->frontTitle(), std::optional(u"After"_qs));
+            QVERIFY(old.focus());
+            QTRY_COMPARE_WITH_TIMEOUT(identifier(), u"Old"_qs, 5000);
+            QCOMPARE(m_observer->frontTitle(), std::optional(u"Before"_qs));
+        }
+        QVERIFY(former->isRunning());
+    }
+
+private:
+    /// Null when it does not start.
+    ChildProcess* startKWin()
+    {
+        QProcessEnvironment environment = m_desktop.environment();
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, m_bus.address());
+        environment.insert(u"XDG_CURRENT_DESKTOP"_qs, u"KDE"_qs);
+        environment.insert(u"KWIN_COMPOSE"_qs, u"N"_qs);
+        const auto started = m_desktop.startProgram(u"kwin_x11"_qs, {u"--replace"_qs}, environment);
+        return started ? started.value() : nullptr;
+    }
+
+    [[nodiscard]] QString identifier()
+    {
+        const auto front = m_observer->front();
+        return front ? front->bundleIdentifier.value_or(QString()) : u"(none)"_qs;
+    }
+
+    HeadlessX11 m_desktop;
+    BusDaemon m_bus;
+    std::unique_ptr<X11Observer> m_observer;
+};
+
+QTEST_GUILESS_MAIN(TestKWinX11)
+#include "tst_kwin_x11.moc"
