@@ -11,6 +11,7 @@
 #include <QTest>
 
 #include <atomic>
+#include <csignal>
 #include <utility>
 
 namespace support {
@@ -78,6 +79,11 @@ QString HeadlessGnome::dataHome() const
     return m_home.environment().value(QStringLiteral("XDG_DATA_HOME"));
 }
 
+QString HeadlessGnome::extensionFolder() const
+{
+    return dataHome() + QStringLiteral("/gnome-shell/extensions/") + extensionUuid();
+}
+
 QProcessEnvironment HeadlessGnome::environment() const
 {
     QProcessEnvironment environment = m_home.environment();
@@ -102,7 +108,7 @@ QProcessEnvironment HeadlessGnome::environment() const
 Outcome HeadlessGnome::writeSettings() const
 {
     const QString enabled =
-        m_extension == Extension::On ? u'\'' + extensionUuid() + u'\'' : QString();
+        m_extension == Extension::Off ? QString() : u'\'' + extensionUuid() + u'\'';
     const QString text = QStringLiteral("[org/gnome/shell]\n"
                                         "enabled-extensions=@as [%1]\n"
                                         "disable-user-extensions=false\n"
@@ -119,8 +125,7 @@ Outcome HeadlessGnome::writeSettings() const
 Outcome HeadlessGnome::installExtension()
 {
     const QString from = QStringLiteral(GNOME_EXTENSION);
-    const QString to =
-        dataHome() + QStringLiteral("/gnome-shell/extensions/%1/").arg(extensionUuid());
+    const QString to = extensionFolder() + u'/';
     for (const auto* const name : {"extension.js", "metadata.json"}) {
         QFile file(from + u'/' + QLatin1StringView(name));
         if (!file.open(QIODevice::ReadOnly))
@@ -278,6 +283,16 @@ Outcome HeadlessGnome::showWorkspace(const QString& index)
 void HeadlessGnome::killDisplay()
 {
     m_shell.kill();
+}
+
+void HeadlessGnome::pauseShell()
+{
+    ::kill(static_cast<pid_t>(m_shell.pid()), SIGSTOP);
+}
+
+void HeadlessGnome::resumeShell()
+{
+    ::kill(static_cast<pid_t>(m_shell.pid()), SIGCONT);
 }
 
 Outcome HeadlessGnome::setExtensionEnabled(bool enabled)

@@ -23,7 +23,8 @@ namespace support {
 class HeadlessGnome final : public DesktopSession
 {
 public:
-    /// The extension of our program, when the shell starts.
+    /// The extension of our program, when the shell starts: installed and enabled, installed only,
+    /// enabled only.
     enum class Extension : std::uint8_t { On, Off, Missing };
 
     /// `language` is the one of the user, such as "de", as far as texts go.
@@ -43,6 +44,10 @@ public:
     /// Starts the shell anew after killDisplay().
     [[nodiscard]] platform::Outcome startShell();
 
+    /// Makes the shell hang, and go on.
+    void pauseShell();
+    void resumeShell();
+
     /// Puts the extension where the shell looks for it when it starts.
     [[nodiscard]] platform::Outcome installExtension();
 
@@ -52,8 +57,9 @@ public:
     /// The address of the session bus.
     [[nodiscard]] const QString& busAddress() const { return m_bus.address(); }
 
-    /// $XDG_DATA_HOME.
+    /// $XDG_DATA_HOME, also before start(), and the folder of the extension in it.
     [[nodiscard]] QString dataHome() const;
+    [[nodiscard]] QString extensionFolder() const;
 
     /// The milliseconds since the last input as the shell says, -1 when it does not.
     [[nodiscard]] qint64 idleMilliseconds();
