@@ -3,10 +3,10 @@
 #include "tests/support/headless_gnome.h"
 
 #include "tests/support/test_window.h"
+#include "tests/support/written_file.h"
 
 #include <QDBusObjectPath>
 #include <QDBusPendingCall>
-#include <QDir>
 #include <QFile>
 #include <QTest>
 
@@ -45,9 +45,7 @@ QString newConnectionName()
 
 Outcome write(const QString& path, const QByteArray& text)
 {
-    QFile file(path);
-    if (!QDir().mkpath(QFileInfo(path).path()) || !file.open(QIODevice::WriteOnly) ||
-        file.write(text) != text.size())
+    if (!writeFile(path, text))
         return Error{QStringLiteral("cannot write %1").arg(path)};
     return success();
 }

@@ -95,8 +95,10 @@ void ExtensionQuestion::readAnswers()
         return;
     const QDBusPendingReply<QVariantMap> information = *m_information;
     const QDBusPendingReply<QDBusVariant> property = *m_switch;
-    m_information.release()->deleteLater(); // one of them is what calls
-    m_switch.release()->deleteLater();
+    for (Call* const each : {&m_information, &m_switch}) {
+        disconnect(each->get(), nullptr, this, nullptr);
+        each->release()->deleteLater(); // it may be what calls
+    }
     const bool extensionsAreOn = property.isError() || property.value().variant().toBool();
     const bool isAnswered = !information.isError();
     if (m_isDue)
