@@ -31,6 +31,8 @@ public:
 
     [[nodiscard]] bool ownsName() const { return m_ownsName; }
 
+    [[nodiscard]] const QDBusConnection& connection() const { return m_connection; }
+
     [[nodiscard]] QDBusConnection& connection() { return m_connection; }
 
 private:

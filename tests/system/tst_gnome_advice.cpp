@@ -6,6 +6,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/written_file.h"
 #include "tests/system/program_bus.h"
+#include "tests/system/verify_outcome.h"
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -16,12 +17,6 @@ using platform::gnome::adviceFor;
 using platform::gnome::ExtensionState;
 using platform::gnome::GnomeFrontWindow;
 using support::HeadlessGnome;
-
-#define VERIFY_OUTCOME(outcome)                                                                    \
-    do {                                                                                           \
-        const auto reached = outcome;                                                              \
-        QVERIFY2(reached, reached ? "" : qPrintable(reached.error().text));                        \
-    } while (false)
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include "platform/linux/gnome/mutter_idle_time.h"
 #include "tests/support/headless_gnome.h"
 #include "tests/support/required_programs.h"
+#include "tests/system/verify_outcome.h"
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -14,12 +15,6 @@
 using platform::desktop::Presence;
 using platform::gnome::MutterIdleTime;
 using support::HeadlessGnome;
-
-#define VERIFY_OUTCOME(outcome)                                                                    \
-    do {                                                                                           \
-        const auto reached = outcome;                                                              \
-        QVERIFY2(reached, reached ? "" : qPrintable(reached.error().text));                        \
-    } while (false)
 
 class TestGnomeIdle final : public QObject
 {

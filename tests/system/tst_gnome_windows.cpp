@@ -7,6 +7,7 @@
 #include "tests/support/test_window.h"
 #include "tests/support/written_file.h"
 #include "tests/system/program_bus.h"
+#include "tests/system/verify_outcome.h"
 
 #include <QDBusPendingCall>
 #include <QDBusVirtualObject>
@@ -25,12 +26,6 @@ using platform::gnome::ExtensionState;
 using platform::gnome::GnomeFrontWindow;
 using support::HeadlessGnome;
 using support::TestWindow;
-
-#define VERIFY_OUTCOME(outcome)                                                                    \
-    do {                                                                                           \
-        const auto reached = outcome;                                                              \
-        QVERIFY2(reached, reached ? "" : qPrintable(reached.error().text));                        \
-    } while (false)
 
 namespace {
 
