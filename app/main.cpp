@@ -33,6 +33,7 @@
 #include <QIcon>
 #include <QProcessEnvironment>
 #include <QSessionManager>
+#include <QThread>
 
 #include <array>
 #include <cerrno>
@@ -65,6 +66,7 @@ constexpr std::chrono::minutes kTimeToUnlockTheKeyring(2);
 // As long as an instance that is ending may take for its owed save, and some more.
 constexpr std::chrono::seconds kTimeForThePreviousInstance(6);
 constexpr std::chrono::seconds kTimeToTakeLeave(2);
+constexpr std::chrono::seconds kTimeToEndSuddenly(6);
 /// The event loop's result when the program is to start anew.
 constexpr int kStartAnew = 64;
 
@@ -73,14 +75,26 @@ QString fromView(std::string_view text)
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-/// What the toolkit says, but for what is told in our own words: that the display has gone. It ends
-/// the process next, when much has been taken down already or without anything to hook into.
-void passOn(QtMsgType type, const QMessageLogContext& context, const QString& message)
+/// The display has gone, and the toolkit ends the process next: when much has been taken down
+/// already, or without anything to hook into.
+void endWithDisplay()
 {
     auto* const ending = qApp != nullptr ? qApp->findChild<app::Ending*>() : nullptr;
-    if (ending != nullptr && (message.startsWith(QLatin1StringView("The X11 connection broke")) ||
-                              message.startsWith(QLatin1StringView("The Wayland connection "))))
+    if (ending == nullptr)
+        return;
+    if (QThread::currentThread() == qApp->thread())
         ending->endSuddenly();
+    // One of the toolkit's own threads: it has to wait until the main thread has ended the process.
+    QMetaObject::invokeMethod(ending, [ending] { ending->endSuddenly(); }, Qt::QueuedConnection);
+    std::this_thread::sleep_for(kTimeToEndSuddenly);
+}
+
+/// What the toolkit says, but for what is told in our own words: that the display has gone.
+void passOn(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (message.startsWith(QLatin1StringView("The X11 connection broke")) ||
+        message.startsWith(QLatin1StringView("The Wayland connection ")))
+        endWithDisplay();
     std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, message)));
 }
 
