@@ -31,6 +31,7 @@
 #include <QApplication>
 #include <QFileInfo>
 #include <QIcon>
+#include <QOpenGLContext>
 #include <QProcessEnvironment>
 #include <QSessionManager>
 #include <QThread>
@@ -44,6 +45,7 @@
 #include <string>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -89,12 +91,42 @@ void endWithDisplay()
     std::this_thread::sleep_for(kTimeToEndSuddenly);
 }
 
-/// What the toolkit says, but for what is told in our own words: that the display has gone.
+/// Under Wayland the toolkit loads OpenGL and what draws it, some 50 MB, for windows that are drawn
+/// without. It can be told not to by the environment alone; programs that we start are not to see
+/// that.
+class WithoutOpenGL final
+{
+public:
+    WithoutOpenGL()
+        : m_isSet(!qEnvironmentVariableIsSet(kVariable) && qputenv(kVariable, "none"))
+    {
+    }
+
+    WithoutOpenGL(const WithoutOpenGL&) = delete;
+    WithoutOpenGL& operator=(const WithoutOpenGL&) = delete;
+
+    /// To be called once there is an application.
+    ~WithoutOpenGL()
+    {
+        static_cast<void>(QOpenGLContext::supportsThreadedOpenGL()); // looks at the variable
+        if (m_isSet)
+            qunsetenv(kVariable);
+    }
+
+private:
+    static constexpr const char* kVariable = "QT_WAYLAND_CLIENT_BUFFER_INTEGRATION";
+    bool m_isSet;
+};
+
+/// What the toolkit says, but for what is told in our own words: that the display has gone; and for
+/// what we have asked for.
 void passOn(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
     if (message.startsWith(QLatin1StringView("The X11 connection broke")) ||
         message.startsWith(QLatin1StringView("The Wayland connection ")))
         endWithDisplay();
+    if (message.contains(QLatin1StringView("client buffer integration")))
+        return;
     std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, message)));
 }
 
@@ -249,7 +281,9 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     }
 
     qInstallMessageHandler(passOn);
+    std::optional<WithoutOpenGL> withoutOpenGL(std::in_place);
     QApplication application(argc, argv);
+    withoutOpenGL.reset();
     QGuiApplication::setDesktopFileName(fromView(platform::kBundleIdentifier));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/logo.png")));
     QGuiApplication::setQuitOnLastWindowClosed(false);
