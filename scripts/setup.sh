@@ -37,7 +37,7 @@ packages() {
     test)
         echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils xdg-utils \
             fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev \
-            sway xwayland wtype weston qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux
+            sway xwayland x11-xserver-utils wtype weston qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux
         ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;
