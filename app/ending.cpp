@@ -20,9 +20,9 @@ constexpr std::chrono::seconds kTimeForTheOwedSave(2);
 
 } // namespace
 
-Ending::Ending(QObject* application, std::function<bool()> finishEnvironment)
+Ending::Ending(QObject* application, Finishers finishers)
     : QObject(application)
-    , m_finishEnvironment(std::move(finishEnvironment))
+    , m_finishers(std::move(finishers))
 {
 }
 
@@ -30,14 +30,23 @@ void Ending::finish()
 {
     if (std::exchange(m_isFinished, true))
         return;
-    tracking::TrackingEngine::shared().stop();
-    if (!m_finishEnvironment())
-        complain(QStringLiteral("the keyring or the settings were not written in time"));
-    if (!activity::DataStore::shared().finishSaving(kTimeForTheOwedSave)) {
-        complain(QStringLiteral("the last seconds could not be saved in time"));
-        // The writer hangs in the system and still uses what main() is about to take down.
+    const bool isSaved = finishWithoutEvents();
+    if (!m_finishers.keyring())
+        complain(QStringLiteral("the keyring was not written in time"));
+    // The writer hangs in the system and still uses what main() is about to take down.
+    if (!isSaved)
         std::_Exit(EXIT_FAILURE);
-    }
+}
+
+bool Ending::finishWithoutEvents()
+{
+    tracking::TrackingEngine::shared().stop();
+    const bool isSaved = activity::DataStore::shared().finishSaving(kTimeForTheOwedSave);
+    if (!isSaved)
+        complain(QStringLiteral("the last seconds could not be saved in time"));
+    if (!m_finishers.settings())
+        complain(QStringLiteral("the settings were not written in time"));
+    return isSaved;
 }
 
 void Ending::bidFarewell(const QString& farewell)
@@ -53,13 +62,19 @@ void Ending::finishAtSuddenExit(const QString& farewell)
         // An end in order has taken the application down by now, and this object with it.
         auto* const application = QCoreApplication::instance();
         auto* const ending = application ? application->findChild<Ending*>() : nullptr;
-        if (!ending || ending->m_isFinished)
-            return;
-        ending->bidFarewell(ending->m_farewell);
-        ending->finish();
-        // The toolkit is in the middle of something that it will not finish.
-        std::_Exit(EXIT_FAILURE);
+        if (ending && !ending->m_isFinished)
+            ending->endSuddenly();
     });
+}
+
+void Ending::endSuddenly()
+{
+    bidFarewell(m_farewell);
+    // The toolkit is in the middle of something that it will not finish, perhaps half taken down:
+    // the event loop must not run again.
+    if (!std::exchange(m_isFinished, true))
+        static_cast<void>(finishWithoutEvents());
+    std::_Exit(EXIT_FAILURE);
 }
 
 } // namespace app

@@ -16,10 +16,18 @@ class Ending final : public QObject
     Q_OBJECT
 
 public:
-    /// `finishEnvironment` waits for the settings and the keyring, and tells whether they are done.
-    Ending(QObject* application, std::function<bool()> finishEnvironment);
+    /// What waits until something is kept for good, some seconds at most, and tells whether it is.
+    struct Finishers
+    {
+        /// The settings are on the disk. Does not run the event loop.
+        std::function<bool()> settings;
+        /// The keyring has done what it was asked for. Runs the event loop.
+        std::function<bool()> keyring;
+    };
 
-    /// Stops tracking, then finishes the settings, the keyring and the save of the activity, some
+    Ending(QObject* application, Finishers finishers);
+
+    /// Stops tracking, then finishes the save of the activity, the settings and the keyring, some
     /// seconds at most in all; tells on standard error what could not be finished. Once: later
     /// calls do nothing.
     void finish();
@@ -33,8 +41,14 @@ public:
     /// when the display goes away.
     void finishAtSuddenExit(const QString& farewell);
 
+    /// Does so at once and ends the process. What the keyring still has to do is left: the event
+    /// loop does not run again.
+    [[noreturn]] void endSuddenly();
+
 private:
-    std::function<bool()> m_finishEnvironment;
+    [[nodiscard]] bool finishWithoutEvents();
+
+    Finishers m_finishers;
     QString m_farewell;
     bool m_hasBidFarewell = false;
     bool m_isFinished = false;

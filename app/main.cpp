@@ -11,6 +11,7 @@
 #include "platform/build_config.h"
 #include "platform/linux/dbus/application_service.h"
 #include "platform/linux/dbus/bus_address.h"
+#include "platform/linux/dbus/bus_connection.h"
 #include "platform/linux/dbus/bus_return.h"
 #include "platform/linux/dbus/forwarding.h"
 #include "platform/linux/gui/desktop_url_opener.h"
@@ -56,7 +57,10 @@ using platform::posix::InstanceLock;
 using platform::posix::TerminationSignals;
 using syncing::SyncService;
 
+constexpr std::chrono::seconds kTimeForTheBus(3);
+constexpr std::chrono::seconds kTimeToLookAround(4);
 constexpr std::chrono::seconds kTimeForTheKeyring(2);
+constexpr std::chrono::seconds kTimeForTheSettings(2);
 constexpr std::chrono::minutes kTimeToUnlockTheKeyring(2);
 // As long as an instance that is ending may take for its owed save, and some more.
 constexpr std::chrono::seconds kTimeForThePreviousInstance(6);
@@ -69,18 +73,23 @@ QString fromView(std::string_view text)
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-/// What the toolkit says, but for what is told in our own words: that the display has gone.
+/// What the toolkit says, but for what is told in our own words: that the display has gone. It ends
+/// the process next, when much has been taken down already or without anything to hook into.
 void passOn(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
-    if (!message.startsWith(QLatin1StringView("The X11 connection broke")))
-        std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, message)));
+    auto* const ending = qApp != nullptr ? qApp->findChild<app::Ending*>() : nullptr;
+    if (ending != nullptr && (message.startsWith(QLatin1StringView("The X11 connection broke")) ||
+                              message.startsWith(QLatin1StringView("The Wayland connection "))))
+        ending->endSuddenly();
+    std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, message)));
 }
 
 QString farewell()
 {
-    const QString display = qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
-                                ? QStringLiteral("X server ") + qEnvironmentVariable("DISPLAY")
-                                : QStringLiteral("display");
+    const QString display =
+        qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+            ? QStringLiteral("X server ") + qEnvironmentVariable("DISPLAY")
+            : QStringLiteral("Wayland display ") + qEnvironmentVariable("WAYLAND_DISPLAY");
     return QStringLiteral("the connection to the %1 was closed; the session is over").arg(display);
 }
 
@@ -98,8 +107,17 @@ std::optional<ApplicationCall> requestIn(const CommandLine& commandLine)
     return ApplicationCall{};
 }
 
+/// The toolkit says goodbye to a display server that may hang. Nothing is owed any more.
+void takeLeave(int code)
+{
+    std::thread([code] {
+        std::this_thread::sleep_for(kTimeToTakeLeave);
+        std::_Exit(code);
+    }).detach();
+}
+
 /// The application with everything that the desktop gives it, until it ends.
-int runApplication(LinuxEnvironment& environment, ApplicationService& requests)
+int runApplication(LinuxEnvironment& environment, ApplicationService& requests, app::Ending& ending)
 {
     using platform::xdg::AutostartLoginItem;
     AutostartLoginItem loginItem(
@@ -129,6 +147,7 @@ int runApplication(LinuxEnvironment& environment, ApplicationService& requests)
          .mainQueue = mainQueue,
          .urlOpener = urlOpener,
          .activation = activation,
+         .desktopNotice = environment,
          .windows = quillstep.windows(),
          .menu = quillstep.menu(),
          .setIsShowingLogin = [&quillstep](bool value) { quillstep.setIsShowingLogin(value); },
@@ -159,6 +178,10 @@ int runApplication(LinuxEnvironment& environment, ApplicationService& requests)
     quillstep.launch();
     const int code = QCoreApplication::exec();
     requests.release();
+    ending.finish();
+    if (ending.hasBidFarewell())
+        std::_Exit(EXIT_FAILURE); // without a display the toolkit cannot be taken down in order
+    takeLeave(code == kStartAnew ? EXIT_FAILURE : code);
     quillstep.windows().closeAll();
     return code;
 }
@@ -173,15 +196,6 @@ void startAnew(char* name)
     std::array<char*, 3> arguments{name, option.data(), nullptr};
     ::execv("/proc/self/exe", arguments.data());
     complain(QStringLiteral("cannot start anew: ") + qt_error_string(errno));
-}
-
-/// The toolkit says goodbye to a display server that may hang. Nothing is owed any more.
-void takeLeave(int code)
-{
-    std::thread([code] {
-        std::this_thread::sleep_for(kTimeToTakeLeave);
-        std::_Exit(code);
-    }).detach();
 }
 
 /// Takes the data folder's lock: another instance may record on another session bus, or be about to
@@ -236,39 +250,45 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     QObject::connect(qApp, &QGuiApplication::saveStateRequest, qApp, neverRestart);
     QObject::connect(qApp, &QGuiApplication::commitDataRequest, qApp, neverRestart);
 
-    const auto environment = LinuxEnvironment::create();
+    const auto environment = LinuxEnvironment::create(requests.connection());
     if (!environment) {
         complain(environment.error().text);
         return EXIT_FAILURE;
     }
     LinuxEnvironment& desktop = *environment.value();
     platform::install(desktop.facilities());
-    if (const QString limitation = desktop.limitation(); !limitation.isEmpty())
-        complain(limitation);
+    QObject::connect(
+        &desktop,
+        &LinuxEnvironment::noticeChanged,
+        qApp,
+        [&desktop] { complain(desktop.notice()); },
+        Qt::SingleShotConnection);
 
     std::optional<InstanceLock> lock;
     if (!mayRecord(desktop, lock))
         return EXIT_FAILURE;
-    auto* const ending =
-        new app::Ending(&application, [&desktop] { return desktop.finish(kTimeForTheKeyring); });
+    auto* const ending = new app::Ending(
+        &application,
+        {.settings = [&desktop] { return desktop.finishSettings(kTimeForTheSettings); },
+         .keyring =
+             [&desktop] {
+                 return desktop.finishKeyring(kTimeForTheKeyring);
+             }});
     ending->finishAtSuddenExit(farewell());
     QObject::connect(
         &desktop, &LinuxEnvironment::sessionEnded, ending, [ending](const QString& reason) {
             ending->bidFarewell(reason + QStringLiteral("; the session is over"));
             QCoreApplication::exit(EXIT_FAILURE);
         });
-    const int code = runApplication(desktop, requests);
-    ending->finish();
-    if (ending->hasBidFarewell())
-        std::_Exit(EXIT_FAILURE); // without a display the toolkit cannot be taken down in order
+    const int code = runApplication(desktop, requests, *ending);
     if (code == kStartAnew)
         startAnew(argv[0]);
-    takeLeave(code);
     return code;
 }
 
 int diagnose(LinuxEnvironment& environment)
 {
+    environment.waitUntilDecided(kTimeToLookAround);
     const QString keyring = QStringLiteral("keyring: ") + app::waitFor(environment.keyringState());
     const QString answer =
         app::diagnosis(platform::environment(), environment.report() + QStringList{keyring});
@@ -292,7 +312,8 @@ int signIn(LinuxEnvironment& environment, const QString& email)
     if (!password)
         return report(password.error(), "");
     const auto finish = [&environment] {
-        return environment.finish(kTimeToUnlockTheKeyring);
+        return environment.finishKeyring(kTimeToUnlockTheKeyring) &&
+               environment.finishSettings(kTimeForTheSettings);
     };
     return report(app::signIn(AuthService::shared(),
                               environment.facilities().secretStore,
@@ -305,7 +326,8 @@ int signIn(LinuxEnvironment& environment, const QString& email)
 int signOut(LinuxEnvironment& environment)
 {
     const auto finish = [&environment] {
-        return environment.finish(kTimeToUnlockTheKeyring);
+        return environment.finishKeyring(kTimeToUnlockTheKeyring) &&
+               environment.finishSettings(kTimeForTheSettings);
     };
     return report(app::signOut(AuthService::shared(), environment.facilities().secretStore, finish),
                   "Signed out");
@@ -315,7 +337,9 @@ int signOut(LinuxEnvironment& environment)
 int runCommand(int argc, char** argv, const CommandLine& commandLine)
 {
     const QCoreApplication application(argc, argv);
-    const auto environment = LinuxEnvironment::create();
+    using namespace platform::dbus;
+    const auto environment = LinuxEnvironment::create(
+        connectionTo(sessionBusAddress(), QStringLiteral("session"), kTimeForTheBus));
     if (!environment) {
         complain(environment.error().text);
         return EXIT_FAILURE;

@@ -40,6 +40,11 @@ Rectangle {
             x: 20
             y: 20
 
+            NoticeBox {
+                Layout.fillWidth: true
+                message: root.model.notice
+                visible: root.model.notice.length > 0
+            }
             RowLayout {
                 spacing: 10
 

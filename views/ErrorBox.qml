@@ -7,11 +7,12 @@ import Quillstep.Views
 Rectangle {
     id: root
 
+    property color accent: Colors.red
     required property string message
 
     Accessible.name: root.message
     Accessible.role: Accessible.AlertMessage
-    color: Colors.withOpacity(Colors.red, 0.1)
+    color: Colors.withOpacity(root.accent, 0.1)
     implicitHeight: row.implicitHeight + 16
     radius: 6
 
@@ -26,14 +27,14 @@ Rectangle {
         spacing: 8
 
         Symbol {
-            color: Colors.red
+            color: root.accent
             name: "exclamationmark.triangle.fill"
             size: Math.round(TextStyles.caption.pixelSize * 1.4)
         }
         StyledText {
             Accessible.ignored: true
             Layout.fillWidth: true
-            color: Colors.red
+            color: root.accent
             font: TextStyles.caption
             maximumLineCount: 8
             text: root.message

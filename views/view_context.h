@@ -18,6 +18,7 @@ class DataStore;
 namespace platform {
 class AppActivation;
 class Clock;
+class DesktopNotice;
 class Diagnostics;
 class LoginItem;
 class MainQueue;
@@ -54,6 +55,7 @@ struct ViewContext
     platform::MainQueue& mainQueue;
     platform::UrlOpener& urlOpener;
     platform::AppActivation& activation;
+    platform::DesktopNotice& desktopNotice;
     shell::WindowRouter& windows;
     /// The menu's shortcuts work in the windows, too.
     shell::AppMenu& menu;

@@ -2,7 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/linux_environment.h"
 
-#include "platform/linux/none/unsupported_desktop.h"
+#include "platform/linux/dbus/bus_connection.h"
+#include "platform/linux/desktop/idle_choice.h"
+#include "platform/linux/desktop/session_lock.h"
+#include "platform/linux/desktop/window_choice.h"
 #include "platform/linux/posix/background_priority.h"
 #include "platform/linux/posix/posix_atomic_file.h"
 #include "platform/linux/posix/stdout_diagnostics.h"
@@ -19,8 +22,9 @@
 #include "platform/linux/xdg/application_names.h"
 #include "platform/linux/xdg/base_directories.h"
 #include "platform/linux/xdg/desktop_entry_folders.h"
+#include "platform/script_runner.h"
 
-#include <QDeadlineTimer>
+#include <QEventLoop>
 #include <QProcessEnvironment>
 
 #include <cmath>
@@ -31,13 +35,16 @@ namespace platform {
 
 namespace {
 
-/// The facilities of a pure X11 session.
+constexpr std::chrono::seconds kTimeForTheSystemBus(1);
+/// A compositor that restarts is back by then.
+constexpr std::chrono::seconds kNoticeDelay(3);
+
+/// What an X server tells of its windows.
 struct X11Desktop
 {
-    explicit X11Desktop(std::unique_ptr<x11::X11Connection> connected)
+    X11Desktop(std::unique_ptr<x11::X11Connection> connected, xdg::ApplicationNames& names)
         : connection(std::move(connected))
         , windows(*connection)
-        , names(xdg::desktopEntryFolders(QProcessEnvironment::systemEnvironment()))
         , idleTime(*connection, windows)
         , frontmostApplication(windows, names)
         , windowTitle(windows)
@@ -46,7 +53,6 @@ struct X11Desktop
 
     std::unique_ptr<x11::X11Connection> connection;
     x11::X11WindowQuery windows;
-    xdg::ApplicationNames names;
     x11::X11IdleTime idleTime;
     x11::X11FrontmostApplication frontmostApplication;
     x11::X11WindowTitle windowTitle;
@@ -57,8 +63,6 @@ QString found(bool is)
     return is ? QStringLiteral("found") : QStringLiteral("not found");
 }
 
-/// Under Wayland an X server, where there is one, sees the windows and the input of X programs
-/// only: what it says about the front window is wrong whenever another kind is in front.
 bool isWayland()
 {
     return !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
@@ -71,6 +75,15 @@ Outcome checkDisplayName()
     return Error{QStringLiteral("there is no display: neither DISPLAY nor WAYLAND_DISPLAY is set")};
 }
 
+class NoScriptRunner final : public ScriptRunner
+{
+public:
+    [[nodiscard]] Result<std::optional<QString>> run(QStringView /*source*/) override
+    {
+        return Error{QStringLiteral("no browser is connected")};
+    }
+};
+
 /// Where the settings are kept; empty when the system names no folder for them.
 QString defaultsFile()
 {
@@ -82,11 +95,26 @@ QString defaultsFile()
 
 struct LinuxEnvironment::Backends
 {
-    none::NoIdleTime noIdleTime;
-    none::NoFrontmostApplication noFrontmostApplication;
-    none::NoWindowTitle noWindowTitle;
-    none::NoScriptRunner noScriptRunner;
+    explicit Backends(const QDBusConnection& session)
+        : sessionBus(session)
+        , systemBus(dbus::connectionTo(
+              dbus::systemBusAddress(), QStringLiteral("login"), kTimeForTheSystemBus))
+    {
+    }
+
+    /// The X server of an X11 session.
+    [[nodiscard]] Outcome openX11();
+    void openWayland();
+    [[nodiscard]] Environment facilities();
+
+    QDBusConnection sessionBus;
+    QDBusConnection systemBus;
+    xdg::ApplicationNames names{xdg::desktopEntryFolders(QProcessEnvironment::systemEnvironment())};
     std::optional<X11Desktop> x11;
+    desktop::WindowChoice windows{names};
+    desktop::IdleChoice idleTime;
+    desktop::SessionLock lock{sessionBus, systemBus};
+    NoScriptRunner scriptRunner;
     qt::QtRepeatingTimers repeatingTimers;
     posix::SystemClock clock;
     posix::StdoutDiagnostics diagnostics;
@@ -94,40 +122,70 @@ struct LinuxEnvironment::Backends
     qt::SettingsFileDefaults userDefaults{defaultsFile()};
     secrets::LibsecretStore secretStore;
     qt::NetworkHttpClient httpClient;
-
-    [[nodiscard]] Environment facilities()
-    {
-        return {
-            .idleTime = x11 && x11->idleTime.isAvailable() ? static_cast<IdleTime&>(x11->idleTime)
-                                                           : noIdleTime,
-            .frontmostApplication =
-                x11 ? static_cast<FrontmostApplication&>(x11->frontmostApplication)
-                    : noFrontmostApplication,
-            .windowTitle = x11 ? static_cast<WindowTitle&>(x11->windowTitle) : noWindowTitle,
-            .scriptRunner = noScriptRunner,
-            .repeatingTimers = repeatingTimers,
-            .clock = clock,
-            .diagnostics = diagnostics,
-            .atomicFiles = atomicFiles,
-            .userDefaults = userDefaults,
-            .secretStore = secretStore,
-            .httpClient = httpClient,
-            .applicationSupport = xdg::dataHome(QProcessEnvironment::systemEnvironment()),
-            .enterBackground = posix::enterBackground,
-        };
-    }
 };
 
-Result<std::unique_ptr<LinuxEnvironment>> LinuxEnvironment::create()
+Outcome LinuxEnvironment::Backends::openX11()
+{
+    auto connection = x11::X11Connection::open();
+    if (!connection)
+        return connection.error();
+    x11.emplace(std::move(connection).value(), names);
+    if (x11->idleTime.isAvailable())
+        idleTime.setLastResort(QStringLiteral("MIT-SCREEN-SAVER"), x11->idleTime);
+    windows.setLastResort(QStringLiteral("EWMH"), QString(), [this] {
+        return desktop::WindowBackend{.application = &x11->frontmostApplication,
+                                      .title = &x11->windowTitle};
+    });
+    return success();
+}
+
+void LinuxEnvironment::Backends::openWayland()
+{
+    // Not asked before everything else has failed: asking starts the X server on many desktops.
+    // Its idle time is that of X programs and never taken.
+    windows.setLastResort(
+        QStringLiteral("EWMH through XWayland"),
+        QStringLiteral("This desktop does not tell which window is in front; only windows of X11 "
+                       "programs are recorded."),
+        [this]() -> std::optional<desktop::WindowBackend> {
+            auto connection = x11::X11Connection::open();
+            if (!connection)
+                return std::nullopt;
+            x11.emplace(std::move(connection).value(), names);
+            return desktop::WindowBackend{.application = &x11->frontmostApplication,
+                                          .title = &x11->windowTitle};
+        });
+}
+
+Environment LinuxEnvironment::Backends::facilities()
+{
+    return {
+        .idleTime = idleTime,
+        .frontmostApplication = windows,
+        .windowTitle = windows,
+        .scriptRunner = scriptRunner,
+        .repeatingTimers = repeatingTimers,
+        .clock = clock,
+        .diagnostics = diagnostics,
+        .atomicFiles = atomicFiles,
+        .userDefaults = userDefaults,
+        .secretStore = secretStore,
+        .httpClient = httpClient,
+        .applicationSupport = xdg::dataHome(QProcessEnvironment::systemEnvironment()),
+        .enterBackground = posix::enterBackground,
+    };
+}
+
+Result<std::unique_ptr<LinuxEnvironment>>
+LinuxEnvironment::create(const QDBusConnection& sessionBus)
 {
     if (const Outcome named = checkDisplayName(); !named)
         return named.error();
-    auto backends = std::make_unique<Backends>();
-    if (!isWayland()) {
-        auto connection = x11::X11Connection::open();
-        if (!connection)
-            return connection.error();
-        backends->x11.emplace(std::move(connection).value());
+    auto backends = std::make_unique<Backends>(sessionBus);
+    if (isWayland()) {
+        backends->openWayland();
+    } else if (const Outcome opened = backends->openX11(); !opened) {
+        return opened.error();
     }
     return std::unique_ptr<LinuxEnvironment>(new LinuxEnvironment(std::move(backends)));
 }
@@ -142,12 +200,22 @@ LinuxEnvironment::LinuxEnvironment(std::unique_ptr<Backends> backends)
     : m_backends(std::move(backends))
     , m_facilities(m_backends->facilities())
 {
-    if (const std::optional<X11Desktop>& x11 = m_backends->x11) {
-        connect(x11->connection.get(),
+    if (!isWayland()) {
+        connect(m_backends->x11->connection.get(),
                 &x11::X11Connection::lost,
                 this,
                 &LinuxEnvironment::sessionEnded);
     }
+    desktop::SessionLock& lock = m_backends->lock;
+    desktop::WindowChoice& windows = m_backends->windows;
+    connect(&lock, &desktop::SessionLock::changed, &windows, [&lock, &windows] {
+        windows.setLocked(lock.isLocked());
+    });
+    m_noticeDelay.setSingleShot(true);
+    m_noticeDelay.setInterval(kNoticeDelay);
+    connect(&m_noticeDelay, &QTimer::timeout, this, &LinuxEnvironment::updateNotice);
+    connect(&windows, &desktop::WindowChoice::changed, &m_noticeDelay, qOverload<>(&QTimer::start));
+    m_noticeDelay.start();
 }
 
 LinuxEnvironment::~LinuxEnvironment() = default;
@@ -157,20 +225,35 @@ const Environment& LinuxEnvironment::facilities() const
     return m_facilities;
 }
 
-QString LinuxEnvironment::limitation() const
+void LinuxEnvironment::updateNotice()
 {
-    if (m_backends->x11)
-        return {};
-    return QStringLiteral("this is a Wayland session, which is not supported yet; "
-                          "nothing will be recorded");
+    const QString notice = m_backends->windows.notice();
+    if (std::exchange(m_notice, notice) != notice)
+        Q_EMIT noticeChanged();
 }
 
-bool LinuxEnvironment::finish(std::chrono::milliseconds limit)
+void LinuxEnvironment::waitUntilDecided(std::chrono::milliseconds limit)
 {
-    const QDeadlineTimer deadline(limit);
-    const bool secretsAreKept = m_backends->secretStore.finish(limit);
-    const std::chrono::milliseconds left(deadline.remainingTime());
-    return m_backends->userDefaults.finish(left) && secretsAreKept;
+    const auto isUndecided = [this] {
+        return m_backends->windows.isUndecided() || m_backends->idleTime.isUndecided();
+    };
+    QEventLoop loop;
+    QTimer timer;
+    timer.setSingleShot(true);
+    connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+    timer.start(limit);
+    while (isUndecided() && timer.isActive())
+        loop.processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+bool LinuxEnvironment::finishSettings(std::chrono::milliseconds limit)
+{
+    return m_backends->userDefaults.finish(limit);
+}
+
+bool LinuxEnvironment::finishKeyring(std::chrono::milliseconds limit)
+{
+    return m_backends->secretStore.finish(limit);
 }
 
 QFuture<QString> LinuxEnvironment::keyringState()
@@ -184,15 +267,20 @@ QStringList LinuxEnvironment::report() const
     const auto add = [&lines](const char* what, const QString& answer) {
         lines.append(QLatin1StringView(what) + QLatin1StringView(": ") + answer);
     };
-    add("session", m_backends->x11 ? QStringLiteral("X11") : QStringLiteral("Wayland"));
-    if (const QString limits = limitation(); !limits.isEmpty())
+    add("session", isWayland() ? QStringLiteral("Wayland") : QStringLiteral("X11"));
+    const desktop::WindowChoice& windows = m_backends->windows;
+    add("front window", windows.hasAnswer() ? windows.nameOfChosen() : QStringLiteral("none"));
+    if (const QString limits = windows.notice(); !limits.isEmpty())
         add("limits", limits);
     const double idle = m_facilities.idleTime.secondsSinceLastInput();
+    const QString idleSource = m_backends->idleTime.nameOfChosen();
     add("idle time",
-        std::isnan(idle) ? QStringLiteral("unknown, every second counts as active")
-                         : QStringLiteral("MIT-SCREEN-SAVER, now %1 s").arg(idle, 0, 'f', 1));
+        idleSource.isEmpty() ? QStringLiteral("unknown, every second counts as active")
+        : std::isnan(idle)   ? idleSource + QStringLiteral(", no input seen yet")
+                             : QStringLiteral("%1, now %2 s").arg(idleSource).arg(idle, 0, 'f', 1));
+    add("session lock",
+        m_backends->lock.isLocked() ? QStringLiteral("locked") : QStringLiteral("not locked"));
     const auto application = m_facilities.frontmostApplication.frontmostApplication();
-    add("front window", m_backends->x11 ? QStringLiteral("EWMH") : QStringLiteral("none"));
     add("application in front", found(application.has_value()));
     if (application) {
         add("its name", found(application->localizedName.has_value()));

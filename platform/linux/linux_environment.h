@@ -2,13 +2,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/desktop_notice.h"
 #include "platform/environment.h"
 #include "platform/result.h"
 
+#include <QDBusConnection>
 #include <QFuture>
-#include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 
 #include <chrono>
 #include <memory>
@@ -16,16 +18,19 @@
 namespace platform {
 
 /// The Linux desktop that the process runs in. The one place where back-ends are chosen: by what
-/// really answers, not by the desktop's name.
+/// really answers, not by the desktop's name. What answers may change while the process runs; the
+/// facilities then go over to something else by themselves.
 /// Main thread.
-class LinuxEnvironment final : public QObject
+class LinuxEnvironment final : public DesktopNotice
 {
     Q_OBJECT
 
 public:
-    /// Looks around and connects. Fails when there is no display to connect to. May block on the
-    /// display server.
-    [[nodiscard]] static Result<std::unique_ptr<LinuxEnvironment>> create();
+    /// Looks around and connects. `sessionBus` is the connection that owns this application's name,
+    /// to which some desktops tell what they tell nobody else; it need not be connected. Fails when
+    /// there is no display to connect to. May block on the display server and the system bus.
+    [[nodiscard]] static Result<std::unique_ptr<LinuxEnvironment>>
+    create(const QDBusConnection& sessionBus);
 
     /// Whether there is a display to connect to. Needs no application, which the toolkit cannot
     /// make without a display.
@@ -36,12 +41,19 @@ public:
     /// What to install; valid while this object lives.
     [[nodiscard]] const Environment& facilities() const;
 
-    /// Why nothing can be recorded here, as one sentence; empty on a supported desktop.
-    [[nodiscard]] QString limitation() const;
+    /// As in the interface. Follows the desktop some seconds late, so that a compositor that is
+    /// only restarting goes unmentioned.
+    [[nodiscard]] QString notice() const override { return m_notice; }
 
-    /// Waits, running the event loop, until the settings are on the disk and the keyring has done
-    /// what it was asked for; false after `limit`.
-    [[nodiscard]] bool finish(std::chrono::milliseconds limit);
+    /// Waits, running the event loop, until it is known what answers; gives up after `limit`.
+    void waitUntilDecided(std::chrono::milliseconds limit);
+
+    /// Waits until the settings are on the disk; false after `limit`.
+    [[nodiscard]] bool finishSettings(std::chrono::milliseconds limit);
+
+    /// Waits, running the event loop, until the keyring has done what it was asked for; false after
+    /// `limit`.
+    [[nodiscard]] bool finishKeyring(std::chrono::milliseconds limit);
 
     /// How the keyring is, as a phrase, within three seconds and without a prompt.
     [[nodiscard]] QFuture<QString> keyringState();
@@ -59,8 +71,12 @@ private:
 
     explicit LinuxEnvironment(std::unique_ptr<Backends> backends);
 
+    void updateNotice();
+
     std::unique_ptr<Backends> m_backends;
     Environment m_facilities;
+    QString m_notice;
+    QTimer m_noticeDelay;
 };
 
 } // namespace platform

@@ -161,6 +161,11 @@ QProcessEnvironment HeadlessKWin::environment() const
     return environment;
 }
 
+QString HeadlessKWin::waylandDisplay() const
+{
+    return m_home.filePath(QStringLiteral("runtime/")) + socketName();
+}
+
 platform::Outcome HeadlessKWin::focus(const TestWindow& window)
 {
     const QString script =

@@ -43,6 +43,9 @@ public:
 
     [[nodiscard]] const QString& busAddress() const { return m_bus.address(); }
 
+    /// Its Wayland socket.
+    [[nodiscard]] QString waylandDisplay() const;
+
     /// KWin's process.
     [[nodiscard]] qint64 pid() const { return m_kwin.pid(); }
 

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/keyring.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTest>
 
@@ -34,18 +33,6 @@ constexpr const char* kBusSettings = R"(<!DOCTYPE busconfig PUBLIC
   </policy>
 </busconfig>
 )";
-
-struct Folder
-{
-    const char* variable;
-    const char* name;
-};
-
-constexpr Folder kFolders[]{{"HOME", "."},
-                            {"XDG_CONFIG_HOME", "config"},
-                            {"XDG_DATA_HOME", "data"},
-                            {"XDG_CACHE_HOME", "cache"},
-                            {"XDG_RUNTIME_DIR", "runtime"}};
 
 /// A connection of the test's own to the keyring on one bus.
 class KeyringCaller final
@@ -127,12 +114,8 @@ QStringList Keyring::programs()
 
 platform::Outcome Keyring::startBus()
 {
-    for (const Folder& folder : kFolders) {
-        const QString path = m_home.filePath(QString::fromLatin1(folder.name));
-        if (!QDir().mkpath(path) ||
-            !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
-            return platform::Error{QStringLiteral("cannot create %1").arg(path)};
-    }
+    if (const auto created = m_home.create(); !created)
+        return created;
     QFile settings(m_home.filePath(QStringLiteral("bus.conf")));
     const QByteArray text =
         QString::fromLatin1(kBusSettings).arg(m_home.filePath(QStringLiteral("runtime"))).toUtf8();
@@ -154,6 +137,12 @@ platform::Outcome Keyring::startBus()
     if (m_address.isEmpty())
         return platform::Error{QStringLiteral("the bus has not named its address")};
     return platform::success();
+}
+
+platform::Outcome Keyring::useBus(const QString& address)
+{
+    m_address = address;
+    return m_home.create();
 }
 
 void Keyring::killBus()
@@ -240,13 +229,9 @@ void Keyring::kill()
 
 QProcessEnvironment Keyring::environment() const
 {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (const Folder& folder : kFolders)
-        environment.insert(QString::fromLatin1(folder.variable),
-                           QDir::cleanPath(m_home.filePath(QString::fromLatin1(folder.name))));
+    QProcessEnvironment environment = m_home.environment();
     environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), m_address);
-    for (const char* foreign : {"DISPLAY", "WAYLAND_DISPLAY", "GNOME_KEYRING_CONTROL"})
-        environment.remove(QString::fromLatin1(foreign));
+    environment.remove(QStringLiteral("GNOME_KEYRING_CONTROL"));
     return environment;
 }
 

@@ -4,12 +4,12 @@
 
 #include "platform/result.h"
 #include "tests/support/child_process.h"
+#include "tests/support/private_home.h"
 
 #include <QByteArray>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
-#include <QTemporaryDir>
 
 namespace support {
 
@@ -29,6 +29,9 @@ public:
     /// Starts the bus, without a keyring; after killBus() again, at the same address.
     [[nodiscard]] platform::Outcome startBus();
     void killBus();
+
+    /// Instead of startBus(): the keyring is to be on a bus that is there already.
+    [[nodiscard]] platform::Outcome useBus(const QString& address);
 
     /// Starts the keyring, whose default collection is made at the first start. Returns when it
     /// answers and is unlocked.
@@ -66,7 +69,7 @@ private:
     [[nodiscard]] QByteArray secretTool(const QStringList& arguments,
                                         const QByteArray& input = {}) const;
 
-    QTemporaryDir m_home;
+    PrivateHome m_home;
     QString m_address;
     ChildProcess m_bus;
     ChildProcess m_daemon;

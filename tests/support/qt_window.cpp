@@ -58,7 +58,8 @@ public:
                          order.section(QLatin1Char(' '), 2, 2).toInt());
             return;
         }
-        setTitle(order.section(QLatin1Char(' '), 1));
+        const QString title = order.section(QLatin1Char(' '), 1);
+        setTitle(title.isEmpty() ? QString() : title);
         say("done");
     }
 
@@ -97,6 +98,9 @@ int main(int argc, char** argv)
     arguments.push_back(nullptr);
     QGuiApplication application(count, arguments.data());
     QGuiApplication::setDesktopFileName(QString::fromUtf8(argv[1]));
+    // Under Wayland Qt gives a window without title the application's name, unless it has one for
+    // people: an empty one, which is not null.
+    QGuiApplication::setApplicationDisplayName(QStringLiteral(""));
     Window window;
     window.resize(300, 200);
     if (argc > 2)

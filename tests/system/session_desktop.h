@@ -42,7 +42,7 @@ public:
 
     void open(const QString& identifier, const std::optional<QString>& title) override
     {
-        // Without a title Qt shows its program's name.
+        // Qt gives a window without a title the name of its program.
         using Toolkit = support::TestWindow::Toolkit;
         auto window = std::make_unique<support::TestWindow>(title ? Toolkit::Qt : Toolkit::Gtk);
         check(window->open(m_session.environment(), identifier, title));

@@ -8,6 +8,7 @@
 #include "app/shell/window_router.h"
 #include "sync/sync_service.h"
 #include "tests/fakes/fake_app_activation.h"
+#include "tests/fakes/fake_desktop_notice.h"
 #include "tests/fakes/fake_environment.h"
 #include "tests/fakes/fake_login_item.h"
 #include "tests/fakes/fake_main_queue.h"
@@ -60,6 +61,7 @@ struct ViewBench
                                .httpClient = fake.httpClient}};
     syncing::SyncService sync{fake.facilities, serviceUrl, auth, store};
     tracking::TrackingEngine tracking{fake.facilities, store};
+    fakes::FakeDesktopNotice desktopNotice;
     shell::WindowRouter windows;
     shell::AppMenu menu{{.windows = windows,
                          .authService = auth,
@@ -80,6 +82,7 @@ struct ViewBench
         .mainQueue = mainQueue,
         .urlOpener = urlOpener,
         .activation = activation,
+        .desktopNotice = desktopNotice,
         .windows = windows,
         .menu = menu,
         .setIsShowingLogin = [this](bool value) { isShowingLogin = value; },

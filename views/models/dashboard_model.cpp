@@ -8,6 +8,7 @@
 #include "app/shell/window_router.h"
 #include "platform/app_activation.h"
 #include "platform/clock.h"
+#include "platform/desktop_notice.h"
 #include "platform/main_queue.h"
 #include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"
@@ -42,6 +43,10 @@ DashboardModel::DashboardModel(ViewContext context, const QTimeZone& zone)
 {
     connect(&m_to.authService, &AuthService::isAuthenticatedChanged, this, &DashboardModel::redraw);
     connect(&m_to.authService, &AuthService::currentUserChanged, this, &DashboardModel::redraw);
+    connect(&m_to.desktopNotice,
+            &platform::DesktopNotice::noticeChanged,
+            this,
+            &DashboardModel::redraw);
     connect(&m_to.syncService, &SyncService::isSyncingChanged, this, &DashboardModel::redraw);
     connect(&m_to.syncService, &SyncService::lastSyncErrorChanged, this, &DashboardModel::redraw);
     connect(
@@ -91,6 +96,11 @@ QString DashboardModel::lastSync() const
 {
     const auto last = status().lastTime;
     return last ? kLast + m_relativeTimeText.text(*last, m_to.clock.now(), m_zone) : QString();
+}
+
+QString DashboardModel::notice() const
+{
+    return m_to.desktopNotice.notice();
 }
 
 bool DashboardModel::isTracking() const

@@ -29,6 +29,7 @@ class DashboardModel final : public QObject
     Q_PROPERTY(bool hasSyncError READ hasSyncError NOTIFY changed FINAL)
     Q_PROPERTY(QString syncError READ syncError NOTIFY changed FINAL)
     Q_PROPERTY(QString lastSync READ lastSync NOTIFY changed FINAL)
+    Q_PROPERTY(QString notice READ notice NOTIFY changed FINAL)
     Q_PROPERTY(bool isTracking READ isTracking NOTIFY changed FINAL)
     Q_PROPERTY(QList<QString> timeRanges READ timeRanges CONSTANT FINAL)
     Q_PROPERTY(int timeRange READ timeRange WRITE setTimeRange NOTIFY timeRangeChanged FINAL)
@@ -48,6 +49,9 @@ public:
     [[nodiscard]] QString syncError() const;
     /// "Last: 5 min. ago"; empty before the first upload and while something else is to be said.
     [[nodiscard]] QString lastSync() const;
+
+    /// What cannot be seen on this desktop; empty where everything can.
+    [[nodiscard]] QString notice() const;
 
     [[nodiscard]] bool isTracking() const;
 

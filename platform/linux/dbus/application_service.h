@@ -50,6 +50,9 @@ public:
     /// `limit`.
     [[nodiscard]] QDBusMessage ask(const QDBusMessage& message, std::chrono::milliseconds limit);
 
+    /// The connection that claim() made, which owns the name; not connected before.
+    [[nodiscard]] QDBusConnection connection() const { return m_bus; }
+
     /// Puts `call` before what others ask, as if it had come from outside.
     void askFirst(const ApplicationCall& call);
 

@@ -1,3 +1,0 @@
-// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
-// SPDX-License-Identifier: MIT
-#include "platform/linux/desktop/idle_source.h"

@@ -1,0 +1,51 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusServiceWatcher>
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+class QDBusPendingCallWatcher;
+
+namespace platform::gnome {
+
+/// Who owns a name on a bus, kept up to date without ever waiting for the bus.
+/// Main thread, with an event loop.
+class BusNameOwner final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Begins to ask and to watch. Without a bus nobody owns the name.
+    BusNameOwner(const QDBusConnection& bus, const QString& name);
+    BusNameOwner(const BusNameOwner&) = delete;
+    BusNameOwner& operator=(const BusNameOwner&) = delete;
+    ~BusNameOwner() override;
+
+    /// Whether the bus has told.
+    [[nodiscard]] bool isKnown() const { return m_isKnown; }
+
+    /// The owner's unique name; empty while nobody owns the name or that is not known.
+    [[nodiscard]] const QString& owner() const { return m_owner; }
+
+Q_SIGNALS:
+    /// One of the two is different now. Not while the constructor runs.
+    void changed();
+
+private:
+    Q_SLOT void loseBus();
+    void readAnswer();
+    void set(const QString& owner);
+
+    QDBusConnection m_bus;
+    QDBusServiceWatcher m_watcher;
+    std::unique_ptr<QDBusPendingCallWatcher> m_question;
+    QString m_owner;
+    bool m_isKnown = false;
+};
+
+} // namespace platform::gnome

@@ -1,0 +1,81 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/desktop/idle_source.h"
+#include "platform/linux/gnome/bus_name_owner.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QString>
+#include <QTimer>
+#include <QVariant>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+class QDBusError;
+class QDBusPendingCallWatcher;
+
+namespace platform::gnome {
+
+/// Idle time as Mutter, the compositor in GNOME Shell, tells it. Mutter reports when a second has
+/// passed without input and when there is input again; in between nothing is exchanged. While the
+/// user is active the answer is 0, although up to a second may have passed.
+/// Mutter's clock and this one's stand still while the machine sleeps, so the two stay together:
+/// sleep neither counts as idle time nor ends it. Input that wakes the machine is reported as any
+/// other.
+/// Main thread, with an event loop.
+class MutterIdleTime final : public desktop::IdleSource
+{
+    Q_OBJECT
+
+public:
+    explicit MutterIdleTime(const QDBusConnection& sessionBus);
+    MutterIdleTime(const MutterIdleTime&) = delete;
+    MutterIdleTime& operator=(const MutterIdleTime&) = delete;
+    ~MutterIdleTime() override;
+
+    [[nodiscard]] QString name() const override;
+
+    [[nodiscard]] desktop::Presence presence() const override { return m_presence; }
+
+    [[nodiscard]] double secondsSinceLastInput() override;
+
+private:
+    // As CLOCK_MONOTONIC, which Mutter goes by.
+    using Clock = std::chrono::steady_clock;
+    using Call = std::unique_ptr<QDBusPendingCallWatcher>;
+    using Taker = void (MutterIdleTime::*)(const QVariant& answer);
+
+    Q_SLOT void hearWatch(const QDBusMessage& message);
+    void followOwner();
+    void listen(bool on);
+    void begin();
+    void forget();
+    void awaitInput();
+    void askIdleTime();
+    void call(Call& slot, const QString& method, const QVariantList& arguments, Taker taker);
+    void fail(const QDBusError& error);
+    void keepIdleWatch(const QVariant& id);
+    void keepInputWatch(const QVariant& id);
+    void keepIdleTime(const QVariant& time);
+    void tell(desktop::Presence presence);
+
+    QDBusConnection m_bus;
+    BusNameOwner m_mutter;
+    QString m_peer; ///< whom we ask; empty: nobody
+    Call m_idleWatchCall;
+    Call m_inputWatchCall;
+    Call m_idleTimeCall;
+    std::uint32_t m_idleWatch = 0;  ///< tells of a second without input, each time
+    std::uint32_t m_inputWatch = 0; ///< tells of the next input, once
+    bool m_isActive = false;        ///< no second without input has been told of since the last one
+    std::optional<Clock::time_point> m_lastInput;
+    QTimer m_retry;
+    desktop::Presence m_presence = desktop::Presence::Asking;
+};
+
+} // namespace platform::gnome

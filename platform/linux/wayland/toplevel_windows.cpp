@@ -1,0 +1,211 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/wayland/toplevel_windows.h"
+
+#include "platform/exact_utf8.h"
+#include "platform/linux/wayland/wayland_connection.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+#include <utility>
+#include <wayland-client.h>
+#include <wlr-foreign-toplevel-management-unstable-v1.h>
+
+namespace platform::wayland {
+
+namespace {
+
+constexpr std::uint32_t kHighestVersion = 3;
+
+bool isActivated(const wl_array& states)
+{
+    const std::span<const char> bytes(static_cast<const char*>(states.data), states.size);
+    for (std::size_t at = 0; at + sizeof(std::uint32_t) <= bytes.size();
+         at += sizeof(std::uint32_t)) {
+        std::uint32_t state = 0;
+        std::memcpy(&state, &bytes[at], sizeof state);
+        if (state == ZWLR_FOREIGN_TOPLEVEL_HANDLE_V1_STATE_ACTIVATED)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+struct ToplevelWindows::Listeners
+{
+    using Manager = zwlr_foreign_toplevel_manager_v1;
+
+    static ToplevelWindows& of(void* data) { return *static_cast<ToplevelWindows*>(data); }
+
+    static void toplevel(void* self, Manager* /*manager*/, Handle* handle)
+    {
+        of(self).addHandle(handle);
+    }
+
+    // Nothing more comes, until the facility is announced anew.
+    static void finished(void* self, Manager* /*manager*/) { of(self).loseManager(); }
+
+    static void title(void* self, Handle* handle, const char* text)
+    {
+        of(self).m_windows.setTitle(handle, text);
+    }
+
+    static void appId(void* self, Handle* handle, const char* text)
+    {
+        of(self).m_windows.setAppId(handle, text);
+    }
+
+    static void state(void* self, Handle* handle, wl_array* states)
+    {
+        of(self).m_windows.setActivated(handle, isActivated(*states));
+    }
+
+    static void done(void* self, Handle* handle)
+    {
+        of(self).m_windows.apply(handle);
+        of(self).pair();
+    }
+
+    static void closed(void* self, Handle* handle) { of(self).closeHandle(handle); }
+
+    static constexpr zwlr_foreign_toplevel_manager_v1_listener kManager{.toplevel = toplevel,
+                                                                        .finished = finished};
+    static constexpr zwlr_foreign_toplevel_handle_v1_listener kHandle{
+        .title = title,
+        .app_id = appId,
+        .output_enter = [](void* /*self*/, Handle* /*handle*/, wl_output* /*output*/) {},
+        .output_leave = [](void* /*self*/, Handle* /*handle*/, wl_output* /*output*/) {},
+        .state = state,
+        .done = done,
+        .closed = closed,
+        .parent =
+            [](void* /*self*/, Handle* /*handle*/, Handle* /*parent*/) {
+            }};
+};
+
+void ToplevelWindows::DestroyManager::operator()(
+    zwlr_foreign_toplevel_manager_v1* manager) const noexcept
+{
+    zwlr_foreign_toplevel_manager_v1_destroy(manager);
+}
+
+ToplevelWindows::ToplevelWindows(WaylandConnection& connection, const QString& swaySocket)
+    : m_connection(connection)
+{
+    connect(&connection, &WaylandConnection::globalsChanged, this, &ToplevelWindows::followGlobal);
+    connect(&connection, &WaylandConnection::lost, this, &ToplevelWindows::loseManager);
+    if (!swaySocket.isEmpty()) {
+        m_sway = std::make_unique<SwayIpc>(swaySocket);
+        connect(m_sway.get(), &SwayIpc::focusChanged, this, &ToplevelWindows::pair);
+    }
+    followGlobal();
+}
+
+ToplevelWindows::~ToplevelWindows()
+{
+    stop();
+    m_connection.flush();
+}
+
+QString ToplevelWindows::name() const
+{
+    return QStringLiteral("wlr-foreign-toplevel-management");
+}
+
+desktop::Presence ToplevelWindows::presence() const
+{
+    return m_manager && m_connection.isAlive() ? desktop::Presence::Here
+                                               : desktop::Presence::Absent;
+}
+
+std::optional<desktop::FrontWindow> ToplevelWindows::frontWindow() const
+{
+    const Toplevel* const front = m_windows.front();
+    if (front == nullptr || presence() != desktop::Presence::Here)
+        return std::nullopt;
+    desktop::FrontWindow window;
+    window.window = front->number;
+    if (!front->appId.empty())
+        window.identifiers.append(fromExactUtf8(front->appId));
+    window.processIdentifier = m_pairing.processIdentifier();
+    if (front->title)
+        window.title = fromExactUtf8(*front->title);
+    return window;
+}
+
+/// Binds the manager when it comes, and lets go of it when it goes.
+void ToplevelWindows::followGlobal()
+{
+    const auto global = m_connection.global(zwlr_foreign_toplevel_manager_v1_interface);
+    if (global == m_global)
+        return;
+    const bool wasHere = m_manager != nullptr;
+    stop();
+    m_global = global;
+    if (global)
+        bind(*global);
+    m_connection.flush();
+    if (wasHere != (m_manager != nullptr))
+        Q_EMIT presenceChanged();
+}
+
+void ToplevelWindows::bind(const WaylandGlobal& global)
+{
+    m_manager.reset(m_connection.bind<zwlr_foreign_toplevel_manager_v1>(
+        global, zwlr_foreign_toplevel_manager_v1_interface, kHighestVersion));
+    if (m_manager)
+        zwlr_foreign_toplevel_manager_v1_add_listener(m_manager.get(), &Listeners::kManager, this);
+}
+
+void ToplevelWindows::stop()
+{
+    if (m_manager)
+        zwlr_foreign_toplevel_manager_v1_stop(m_manager.get());
+    release();
+}
+
+/// Also for a manager that is gone at the other end, to which nothing may be sent any more.
+void ToplevelWindows::release()
+{
+    for (Handle* const handle : std::exchange(m_handles, {}))
+        zwlr_foreign_toplevel_handle_v1_destroy(handle);
+    m_windows.clear();
+    m_pairing.forget();
+    m_manager.reset();
+}
+
+void ToplevelWindows::loseManager()
+{
+    const bool wasHere = m_manager != nullptr;
+    release();
+    if (wasHere)
+        Q_EMIT presenceChanged();
+}
+
+void ToplevelWindows::addHandle(Handle* handle)
+{
+    if (!m_windows.add(handle)) {
+        zwlr_foreign_toplevel_handle_v1_destroy(handle);
+        return;
+    }
+    m_handles.insert(handle);
+    zwlr_foreign_toplevel_handle_v1_add_listener(handle, &Listeners::kHandle, this);
+}
+
+void ToplevelWindows::closeHandle(Handle* handle)
+{
+    m_windows.remove(handle);
+    m_handles.erase(handle);
+    zwlr_foreign_toplevel_handle_v1_destroy(handle);
+    pair();
+}
+
+void ToplevelWindows::pair()
+{
+    const SwayWindow* const focused = m_sway ? m_sway->focused() : nullptr;
+    m_pairing.update(m_windows.front(), focused);
+}
+
+} // namespace platform::wayland

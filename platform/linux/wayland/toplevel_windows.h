@@ -1,0 +1,73 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/desktop/front_window_source.h"
+#include "platform/linux/wayland/process_pairing.h"
+#include "platform/linux/wayland/sway_ipc.h"
+#include "platform/linux/wayland/toplevel_list.h"
+#include "platform/linux/wayland/wayland_global.h"
+
+#include <memory>
+#include <optional>
+#include <unordered_set>
+
+struct zwlr_foreign_toplevel_handle_v1;
+struct zwlr_foreign_toplevel_manager_v1;
+
+namespace platform::wayland {
+
+class WaylandConnection;
+
+/// The window in front by the protocol wlr-foreign-toplevel-management, which sway and other
+/// compositors of wlroots have. It lists the windows of applications only; those of X programs
+/// appear with their class. It knows no processes; sway tells of them over a socket of its own.
+/// Main thread, with an event loop.
+class ToplevelWindows final : public desktop::FrontWindowSource
+{
+    Q_OBJECT
+
+public:
+    /// `connection` must outlive this. `swaySocket` is the path of sway's socket, empty where there
+    /// is none; without it, and while it does not answer, windows have no process.
+    ToplevelWindows(WaylandConnection& connection, const QString& swaySocket);
+    ToplevelWindows(const ToplevelWindows&) = delete;
+    ToplevelWindows& operator=(const ToplevelWindows&) = delete;
+    ~ToplevelWindows() override;
+
+    [[nodiscard]] QString name() const override;
+
+    /// Never Asking: what a compositor offers is known from the connection's start.
+    [[nodiscard]] desktop::Presence presence() const override;
+
+    [[nodiscard]] std::optional<desktop::FrontWindow> frontWindow() const override;
+
+private:
+    struct Listeners;
+
+    using Handle = zwlr_foreign_toplevel_handle_v1;
+
+    struct DestroyManager
+    {
+        void operator()(zwlr_foreign_toplevel_manager_v1* manager) const noexcept;
+    };
+
+    void followGlobal();
+    void bind(const WaylandGlobal& global);
+    void stop();
+    void release();
+    void loseManager();
+    void addHandle(Handle* handle);
+    void closeHandle(Handle* handle);
+    void pair();
+
+    WaylandConnection& m_connection;
+    std::unique_ptr<SwayIpc> m_sway;
+    std::optional<WaylandGlobal> m_global; // what was bound last, also when it has finished since
+    std::unique_ptr<zwlr_foreign_toplevel_manager_v1, DestroyManager> m_manager;
+    std::unordered_set<Handle*> m_handles;
+    ToplevelList m_windows;
+    ProcessPairing m_pairing;
+};
+
+} // namespace platform::wayland

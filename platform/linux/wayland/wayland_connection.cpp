@@ -1,0 +1,169 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/wayland/wayland_connection.h"
+
+#include <QDeadlineTimer>
+#include <QTimer>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <ext-idle-notify-v1.h>
+#include <idle.h>
+#include <utility>
+#include <wayland-client.h>
+#include <wlr-foreign-toplevel-management-unstable-v1.h>
+
+namespace platform::wayland {
+
+namespace {
+
+/// Whoever starts us is waiting: a compositor that takes longer hangs.
+constexpr std::chrono::seconds kPatience(2);
+
+/// Many times what any compositor announces of the interfaces below.
+constexpr std::size_t kMostGlobals = 256;
+
+const std::array<const wl_interface*, 4> kUsed{&wl_seat_interface,
+                                               &zwlr_foreign_toplevel_manager_v1_interface,
+                                               &ext_idle_notifier_v1_interface,
+                                               &org_kde_kwin_idle_interface};
+
+} // namespace
+
+struct WaylandConnection::Listeners
+{
+    static void global(void* self,
+                       wl_registry* /*registry*/,
+                       std::uint32_t name,
+                       const char* interface,
+                       std::uint32_t version)
+    {
+        static_cast<WaylandConnection*>(self)->announce(interface,
+                                                        {.name = name, .version = version});
+    }
+
+    static void globalRemove(void* self, wl_registry* /*registry*/, std::uint32_t name)
+    {
+        static_cast<WaylandConnection*>(self)->withdraw(name);
+    }
+
+    static constexpr wl_registry_listener kRegistry{.global = global,
+                                                    .global_remove = globalRemove};
+};
+
+void WaylandConnection::DestroyRegistry::operator()(wl_registry* registry) const noexcept
+{
+    wl_registry_destroy(registry);
+}
+
+Result<std::unique_ptr<WaylandConnection>> WaylandConnection::open(const QString& display)
+{
+    const QDeadlineTimer deadline(kPatience);
+    auto connected = WaylandDisplay::connectTo(display, deadline);
+    if (!connected)
+        return connected.error();
+    // Not make_unique: the constructor is private.
+    std::unique_ptr<WaylandConnection> made(new WaylandConnection(std::move(connected).value()));
+    if (const auto answered = made->m_display->roundTrip(deadline); !answered)
+        return answered.error();
+    made->m_globalsChanged = false;
+    return made;
+}
+
+Outcome WaylandConnection::check(const QString& display)
+{
+    const QDeadlineTimer deadline(kPatience);
+    const auto connected = WaylandDisplay::connectTo(display, deadline);
+    if (!connected)
+        return connected.error();
+    return connected.value()->roundTrip(deadline);
+}
+
+WaylandConnection::WaylandConnection(std::unique_ptr<WaylandDisplay> display)
+    : m_display(std::move(display))
+    , m_registry(wl_display_get_registry(m_display->get()))
+    , m_readable(m_display->descriptor(), QSocketNotifier::Read)
+    , m_writable(m_display->descriptor(), QSocketNotifier::Write)
+{
+    m_writable.setEnabled(false);
+    wl_registry_add_listener(m_registry.get(), &Listeners::kRegistry, this);
+    connect(&m_readable, &QSocketNotifier::activated, this, &WaylandConnection::readSocket);
+    connect(&m_writable, &QSocketNotifier::activated, this, &WaylandConnection::flush);
+}
+
+WaylandConnection::~WaylandConnection() = default;
+
+std::optional<WaylandGlobal> WaylandConnection::global(const wl_interface& interface) const
+{
+    const auto found = std::ranges::find(m_globals, interface.name, &Announced::interface);
+    return m_lost || found == m_globals.end() ? std::nullopt : std::optional(found->global);
+}
+
+void* WaylandConnection::bindGlobal(const WaylandGlobal& global,
+                                    const wl_interface& interface,
+                                    std::uint32_t highest)
+{
+    return wl_registry_bind(
+        m_registry.get(), global.name, &interface, std::min(global.version, highest));
+}
+
+void WaylandConnection::announce(const char* interface, const WaylandGlobal& global)
+{
+    const bool isUsed = std::ranges::any_of(kUsed, [interface](const wl_interface* used) {
+        return std::string_view(interface) == used->name;
+    });
+    // A version of 0 does not exist.
+    if (!isUsed || global.version == 0 || m_globals.size() >= kMostGlobals)
+        return;
+    m_globals.push_back({.interface = interface, .global = global});
+    m_globalsChanged = true;
+}
+
+void WaylandConnection::withdraw(std::uint32_t name)
+{
+    const auto isIt = [name](const Announced& announced) {
+        return announced.global.name == name;
+    };
+    if (std::erase_if(m_globals, isIt) > 0)
+        m_globalsChanged = true;
+}
+
+void WaylandConnection::readSocket()
+{
+    if (m_lost)
+        return;
+    if (!m_display->read()) {
+        noteLoss();
+        return;
+    }
+    if (std::exchange(m_globalsChanged, false))
+        Q_EMIT globalsChanged();
+    flush();
+}
+
+void WaylandConnection::flush()
+{
+    if (m_lost)
+        return;
+    const WaylandDisplay::Sent sent = m_display->flush();
+    m_writable.setEnabled(sent == WaylandDisplay::Sent::Partly);
+    if (sent == WaylandDisplay::Sent::Lost)
+        noteLoss();
+}
+
+void WaylandConnection::noteLoss()
+{
+    m_lost = true;
+    // A closed socket stays readable for ever: watching it on would keep the main loop busy.
+    m_readable.setEnabled(false);
+    m_writable.setEnabled(false);
+    QTimer::singleShot(0, this, &WaylandConnection::reportLoss);
+}
+
+void WaylandConnection::reportLoss()
+{
+    Q_EMIT lost(QStringLiteral("the connection to the Wayland display %1 was closed").arg(name()));
+}
+
+} // namespace platform::wayland

@@ -1,0 +1,108 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/wayland/wayland_display.h"
+#include "platform/linux/wayland/wayland_global.h"
+#include "platform/result.h"
+
+#include <QObject>
+#include <QSocketNotifier>
+#include <QString>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct wl_interface;
+struct wl_registry;
+
+namespace platform::wayland {
+
+/// A connection to a Wayland compositor of our own, independent of the toolkit's, so that it works
+/// without a window and its loss does not end the process.
+/// Main thread, with an event loop.
+class WaylandConnection final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Connects to `display` ("wayland-1" or a full path), or to $WAYLAND_DISPLAY when that is
+    /// empty. Blocks until the compositor has said what it offers, for two seconds at most. Fails,
+    /// with the display's name in the text, when it does not.
+    [[nodiscard]] static Result<std::unique_ptr<WaylandConnection>>
+    open(const QString& display = {});
+
+    /// Whether a compositor answers under `display`, as open(). Needs no event loop.
+    [[nodiscard]] static Outcome check(const QString& display = {});
+
+    WaylandConnection(const WaylandConnection&) = delete;
+    WaylandConnection& operator=(const WaylandConnection&) = delete;
+    /// What was bound must be destroyed before.
+    ~WaylandConnection() override;
+
+    /// The display's name ("wayland-1").
+    [[nodiscard]] const QString& name() const { return m_display->name(); }
+
+    /// False from the moment that the compositor is known to be gone, for good.
+    [[nodiscard]] bool isAlive() const { return !m_lost; }
+
+    /// What is announced under the name of `interface`, the oldest of several; none while nothing
+    /// is, and after a loss. Of the interfaces that the sources here use.
+    [[nodiscard]] std::optional<WaylandGlobal> global(const wl_interface& interface) const;
+
+    /// An object for `global`, of its version but at most `highest`, as the type that `interface`
+    /// stands for. The caller owns it.
+    template <typename Object>
+    [[nodiscard]] Object*
+    bind(const WaylandGlobal& global, const wl_interface& interface, std::uint32_t highest)
+    {
+        return static_cast<Object*>(bindGlobal(global, interface, highest));
+    }
+
+    /// Has what was requested sent: at once, or as soon as the compositor takes it. Never blocks.
+    void flush();
+
+Q_SIGNALS:
+    /// Something has come or gone that global() tells of.
+    void globalsChanged();
+
+    /// The compositor has gone; `reason` is one phrase for a person. Once, from the main loop and
+    /// never from inside a call. Everything made on this connection is dead from then on.
+    void lost(const QString& reason);
+
+private:
+    struct Listeners;
+
+    struct Announced
+    {
+        std::string interface;
+        WaylandGlobal global;
+    };
+
+    struct DestroyRegistry
+    {
+        void operator()(wl_registry* registry) const noexcept;
+    };
+
+    explicit WaylandConnection(std::unique_ptr<WaylandDisplay> display);
+
+    [[nodiscard]] void*
+    bindGlobal(const WaylandGlobal& global, const wl_interface& interface, std::uint32_t highest);
+    void announce(const char* interface, const WaylandGlobal& global);
+    void withdraw(std::uint32_t name);
+    void readSocket();
+    void noteLoss();
+    void reportLoss();
+
+    std::unique_ptr<WaylandDisplay> m_display;
+    std::unique_ptr<wl_registry, DestroyRegistry> m_registry;
+    std::vector<Announced> m_globals;
+    bool m_globalsChanged = false;
+    bool m_lost = false;
+    QSocketNotifier m_readable;
+    QSocketNotifier m_writable;
+};
+
+} // namespace platform::wayland

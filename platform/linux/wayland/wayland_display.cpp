@@ -1,0 +1,151 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/wayland/wayland_display.h"
+
+#include "platform/linux/posix/file_descriptor.h"
+
+#include <QByteArray>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <utility>
+#include <wayland-client.h>
+
+namespace platform::wayland {
+
+namespace {
+
+constexpr std::chrono::milliseconds kBetweenAttempts(10);
+
+Error cannotConnect(const QString& name, const QString& reason)
+{
+    return {QStringLiteral("cannot connect to the Wayland display %1: %2").arg(name, reason)};
+}
+
+/// The address of the socket `name`; none when it does not fit into one.
+std::optional<sockaddr_un> addressOf(const QByteArray& name)
+{
+    const QByteArray path = name.startsWith('/') ? name : qgetenv("XDG_RUNTIME_DIR") + '/' + name;
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (static_cast<std::size_t>(path.size()) >= sizeof address.sun_path || path.contains('\0'))
+        return std::nullopt;
+    std::ranges::copy(path, address.sun_path);
+    return address;
+}
+
+/// Connects `socket`. A Unix socket whose queue is full cannot be waited for, only asked again.
+bool connectSocket(int socket, const sockaddr_un& address, const QDeadlineTimer& deadline)
+{
+    while (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        if (errno != EINTR && (errno != EAGAIN || deadline.hasExpired()))
+            return false;
+        std::this_thread::sleep_for(kBetweenAttempts);
+    }
+    return true;
+}
+
+} // namespace
+
+void WaylandDisplay::Disconnect::operator()(wl_display* display) const noexcept
+{
+    wl_display_disconnect(display);
+}
+
+Result<std::unique_ptr<WaylandDisplay>> WaylandDisplay::connectTo(const QString& display,
+                                                                  const QDeadlineTimer& deadline)
+{
+    const QByteArray name = display.isEmpty() ? qgetenv("WAYLAND_DISPLAY") : display.toLocal8Bit();
+    if (name.isEmpty())
+        return Error{
+            QStringLiteral("cannot connect to a Wayland display: WAYLAND_DISPLAY is not set")};
+    QString shown = QString::fromLocal8Bit(name);
+    const auto address = addressOf(name);
+    if (!address)
+        return cannotConnect(shown, QStringLiteral("the name is too long"));
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (socket < 0)
+        return cannotConnect(shown, posix::systemError().text);
+    if (!connectSocket(socket, *address, deadline)) {
+        const Error reason = posix::systemError();
+        ::close(socket);
+        return cannotConnect(shown, reason.text);
+    }
+    // Owns the socket from here on, also when it fails.
+    wl_display* const connected = wl_display_connect_to_fd(socket);
+    if (connected == nullptr)
+        return cannotConnect(shown, posix::systemError().text);
+    // Not make_unique: the constructor is private.
+    return std::unique_ptr<WaylandDisplay>(new WaylandDisplay(connected, std::move(shown)));
+}
+
+WaylandDisplay::WaylandDisplay(wl_display* display, QString name)
+    : m_display(display)
+    , m_name(std::move(name))
+{
+}
+
+WaylandDisplay::~WaylandDisplay() = default;
+
+int WaylandDisplay::descriptor() const
+{
+    return wl_display_get_fd(get());
+}
+
+bool WaylandDisplay::read()
+{
+    while (wl_display_prepare_read(get()) != 0) {
+        if (wl_display_dispatch_pending(get()) < 0)
+            return false;
+    }
+    return wl_display_read_events(get()) == 0 && wl_display_dispatch_pending(get()) >= 0;
+}
+
+WaylandDisplay::Sent WaylandDisplay::flush()
+{
+    if (wl_display_flush(get()) >= 0)
+        return Sent::All;
+    return errno == EAGAIN ? Sent::Partly : Sent::Lost;
+}
+
+Outcome WaylandDisplay::roundTrip(const QDeadlineTimer& deadline)
+{
+    bool done = false;
+    wl_callback* const callback = wl_display_sync(get());
+    static const wl_callback_listener listener = {
+        .done = [](void* data, wl_callback* /*callback*/, std::uint32_t /*serial*/) {
+            *static_cast<bool*>(data) = true;
+        }};
+    wl_callback_add_listener(callback, &listener, &done);
+    std::optional<Error> failure;
+    while (!done && !failure) {
+        if (flush() == Sent::Lost)
+            failure = cannotConnect(m_name, QStringLiteral("it has gone"));
+        else if (deadline.hasExpired() || !waitForData(deadline))
+            failure = cannotConnect(m_name, QStringLiteral("it does not answer"));
+        else if (!read())
+            failure = cannotConnect(m_name, QStringLiteral("it has gone"));
+    }
+    wl_callback_destroy(callback);
+    if (failure)
+        return *failure;
+    return success();
+}
+
+/// Waits until the compositor has sent something or gone; false when it does neither.
+bool WaylandDisplay::waitForData(const QDeadlineTimer& deadline) const
+{
+    pollfd poll{.fd = descriptor(), .events = POLLIN, .revents = 0};
+    int ready = 0;
+    do {
+        ready = ::poll(&poll, 1, static_cast<int>(deadline.remainingTime()));
+    } while (ready < 0 && errno == EINTR);
+    return ready > 0;
+}
+
+} // namespace platform::wayland

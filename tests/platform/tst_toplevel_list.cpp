@@ -1,0 +1,217 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/wayland/process_pairing.h"
+#include "platform/linux/wayland/sway_messages.h"
+#include "platform/linux/wayland/toplevel_list.h"
+
+#include <QTest>
+
+#include <array>
+#include <string>
+
+using namespace std::string_literals;
+using platform::wayland::cutUtf8;
+using platform::wayland::ProcessPairing;
+using platform::wayland::SwayWindow;
+using platform::wayland::Toplevel;
+using platform::wayland::ToplevelList;
+
+class TestToplevelList final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void nothingCountsBeforeItIsComplete()
+    {
+        ToplevelList list;
+        QVERIFY(list.add(key(0)));
+        list.setAppId(key(0), "one");
+        list.setTitle(key(0), "First");
+        list.setActivated(key(0), true);
+        QVERIFY(list.front() == nullptr);
+        list.apply(key(0));
+        QVERIFY(list.front() != nullptr);
+        QCOMPARE(list.front()->appId, "one"s);
+        QCOMPARE(list.front()->title, std::optional("First"s));
+        list.setTitle(key(0), "Second");
+        list.setActivated(key(0), false);
+        QCOMPARE(list.front()->title, std::optional("First"s));
+        list.apply(key(0));
+        QVERIFY(list.front() == nullptr);
+    }
+
+    void ofSeveralTheLastThatGotTheFocusIsInFront()
+    {
+        ToplevelList list;
+        for (const std::size_t index : {0U, 1U, 2U})
+            open(list, index, true);
+        QCOMPARE(list.front()->appId, "2"s);
+        activate(list, 0, true); // it has it already
+        QCOMPARE(list.front()->appId, "2"s);
+        activate(list, 2, false);
+        QCOMPARE(list.front()->appId, "1"s);
+        activate(list, 2, true);
+        QCOMPARE(list.front()->appId, "2"s);
+        list.remove(key(2));
+        list.remove(key(1));
+        QCOMPARE(list.front()->appId, "0"s);
+        list.clear();
+        QVERIFY(list.front() == nullptr);
+    }
+
+    void numbersAreNeverGivenTwice()
+    {
+        ToplevelList list;
+        open(list, 0, true);
+        const std::uint64_t first = list.front()->number;
+        QVERIFY(first != 0);
+        list.remove(key(0));
+        open(list, 0, true);
+        QVERIFY(list.front()->number > first);
+        list.clear();
+        open(list, 0, true);
+        QVERIFY(list.front()->number > first + 1);
+    }
+
+    void whatIsNotListedIsDropped()
+    {
+        ToplevelList list;
+        list.setTitle(key(0), "First");
+        list.setAppId(key(0), "one");
+        list.setActivated(key(0), true);
+        list.apply(key(0));
+        list.remove(key(0));
+        QVERIFY(list.front() == nullptr);
+        QCOMPARE(list.size(), std::size_t(0));
+    }
+
+    void thereIsALimit()
+    {
+        ToplevelList list;
+        std::string keys(ToplevelList::kMost + 1, ' ');
+        for (std::size_t i = 0; i < ToplevelList::kMost; ++i)
+            QVERIFY(list.add(&keys[i]));
+        QVERIFY(!list.add(&keys.back()));
+        list.remove(&keys[0]);
+        QVERIFY(list.add(&keys.back()));
+        QVERIFY(!list.add(&keys.back()));
+    }
+
+    void textsAreBounded()
+    {
+        ToplevelList list;
+        open(list, 0, true);
+        list.setAppId(key(0), std::string(1024, 'a'));
+        list.setTitle(key(0), std::string(16383, 't') + "é");
+        list.apply(key(0));
+        QCOMPARE(list.front()->appId.size(), std::size_t(1024));
+        QCOMPARE(list.front()->title->size(), std::size_t(16383));
+        list.setAppId(key(0), std::string(1025, 'a'));
+        list.apply(key(0));
+        QCOMPARE(list.front()->appId, ""s);
+    }
+
+    void textIsCutBetweenCharacters()
+    {
+        QCOMPARE(cutUtf8("abc", 3), std::string_view("abc"));
+        QCOMPARE(cutUtf8("abcd", 3), std::string_view("abc"));
+        QCOMPARE(cutUtf8("aé", 2), std::string_view("a"));
+        QCOMPARE(cutUtf8("aé", 3), std::string_view("aé"));
+        QCOMPARE(cutUtf8("😀", 3), std::string_view(""));
+        QCOMPARE(cutUtf8("a😀b", 5), std::string_view("a😀"));
+        QCOMPARE(cutUtf8("", 0), std::string_view(""));
+        // What is no character at all is cut wherever.
+        QCOMPARE(cutUtf8("\x80\x80\x80\x80\x80\x80", 5).size(), std::size_t(2));
+    }
+
+    void theProcessCountsWhenBothAgree()
+    {
+        ProcessPairing pairing;
+        const Toplevel front{.number = 1, .appId = "one", .title = "First", .activation = 1};
+        const SwayWindow focused{
+            .container = 7, .processIdentifier = 99, .appId = "one", .title = "First"};
+        pairing.update(&front, &focused);
+        QCOMPARE(pairing.processIdentifier(), 99);
+        pairing.update(&front, nullptr);
+        QCOMPARE(pairing.processIdentifier(), 0);
+        pairing.update(nullptr, &focused);
+        QCOMPARE(pairing.processIdentifier(), 0);
+
+        SwayWindow other = focused;
+        other.title = "Second";
+        pairing.update(&front, &other);
+        QCOMPARE(pairing.processIdentifier(), 0);
+        other = focused;
+        other.appId = "two";
+        pairing.update(&front, &other);
+        QCOMPARE(pairing.processIdentifier(), 0);
+    }
+
+    void anAgreementOutlastsAChangeOfTitle()
+    {
+        ProcessPairing pairing;
+        Toplevel front{.number = 1, .appId = "one", .title = "First", .activation = 1};
+        SwayWindow focused{
+            .container = 7, .processIdentifier = 99, .appId = "one", .title = "First"};
+        pairing.update(&front, &focused);
+        focused.title = "Second";
+        pairing.update(&front, &focused);
+        QCOMPARE(pairing.processIdentifier(), 99);
+        front.title = "Third";
+        pairing.update(&front, &focused);
+        QCOMPARE(pairing.processIdentifier(), 99);
+        focused.container = 8;
+        pairing.update(&front, &focused);
+        QCOMPARE(pairing.processIdentifier(), 0);
+    }
+
+    // Both tell of the change in their own time: in between they speak of different windows.
+    void twoWindowsThatLookTheSameAreNotConfusedForLong()
+    {
+        ProcessPairing pairing;
+        Toplevel front{.number = 1, .appId = "one", .title = "First", .activation = 1};
+        SwayWindow focused{
+            .container = 7, .processIdentifier = 99, .appId = "one", .title = "First"};
+        pairing.update(&front, &focused);
+        focused.container = 8;
+        focused.processIdentifier = 100;
+        pairing.update(&front, &focused);
+        front.number = 2;
+        pairing.update(&front, &focused);
+        QCOMPARE(pairing.processIdentifier(), 100);
+    }
+
+    void noTitleAgreesWithAnEmptyOne()
+    {
+        ProcessPairing pairing;
+        const Toplevel front{.number = 1, .appId = "", .title = std::nullopt, .activation = 1};
+        const SwayWindow focused{.container = 7, .processIdentifier = 99, .appId = "", .title = ""};
+        pairing.update(&front, &focused);
+        QCOMPARE(pairing.processIdentifier(), 99);
+    }
+
+private:
+    /// What windows are told by here; only the address counts.
+    static const void* key(std::size_t index)
+    {
+        static const std::array<char, 8> keys{};
+        return &keys.at(index);
+    }
+
+    static void open(ToplevelList& list, std::size_t index, bool activated)
+    {
+        QVERIFY(list.add(key(index)));
+        list.setAppId(key(index), std::to_string(index));
+        activate(list, index, activated);
+    }
+
+    static void activate(ToplevelList& list, std::size_t index, bool activated)
+    {
+        list.setActivated(key(index), activated);
+        list.apply(key(index));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestToplevelList)
+#include "tst_toplevel_list.moc"

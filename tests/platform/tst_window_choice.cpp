@@ -1,0 +1,220 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/desktop/idle_choice.h"
+#include "platform/linux/desktop/window_choice.h"
+#include "platform/linux/xdg/application_names.h"
+#include "tests/fakes/fake_frontmost_application.h"
+#include "tests/fakes/fake_idle_time.h"
+#include "tests/fakes/fake_window_title.h"
+#include "tests/platform/fake_front_window_source.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+#include <cmath>
+
+using platform::desktop::FrontWindow;
+using platform::desktop::Presence;
+using platform::desktop::WindowBackend;
+using platform::desktop::WindowChoice;
+using platform_tests::FakeFrontWindowSource;
+
+namespace {
+
+FrontWindow window(const QString& identifier, const QString& title)
+{
+    return {.window = 7,
+            .identifiers = {identifier},
+            .name = std::nullopt,
+            .processIdentifier = 0,
+            .title = title};
+}
+
+class FakeIdleSource final : public platform::desktop::IdleSource
+{
+public:
+    FakeIdleSource(Presence presence, double seconds)
+        : is(presence)
+        , idle(seconds)
+    {
+    }
+
+    [[nodiscard]] QString name() const override { return QStringLiteral("idle %1").arg(idle); }
+
+    [[nodiscard]] Presence presence() const override { return is; }
+
+    [[nodiscard]] double secondsSinceLastInput() override { return idle; }
+
+    Presence is;
+    double idle;
+};
+
+struct Bench
+{
+    platform::xdg::ApplicationNames names{QStringList()};
+    FakeFrontWindowSource best{u"best"_qs};
+    FakeFrontWindowSource second{u"second"_qs};
+    WindowChoice choice{names};
+
+    Bench()
+    {
+        best.window = window(u"a"_qs, u"A"_qs);
+        second.window = window(u"b"_qs, u"B"_qs);
+        choice.add(best);
+        choice.add(second, u"Sees little."_qs);
+    }
+
+    QString front()
+    {
+        const auto application = choice.frontmostApplication();
+        if (!application)
+            return u"(none)"_qs;
+        return application->bundleIdentifier.value_or(QString()) + u'|' +
+               choice.focusedWindowTitle(*application).value_or(u"(none)"_qs);
+    }
+};
+
+} // namespace
+
+class TestWindowChoice final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void nothingIsInFrontWhereNobodyTells()
+    {
+        Bench bench;
+        QCOMPARE(bench.front(), u"(none)"_qs);
+        QVERIFY(!bench.choice.hasAnswer());
+        QVERIFY(!bench.choice.isUndecided());
+        QVERIFY(bench.choice.notice().contains(u"nothing is recorded"_qs));
+    }
+
+    void theFirstThatIsThereAnswers()
+    {
+        Bench bench;
+        bench.second.set(Presence::Here);
+        QCOMPARE(bench.front(), u"b|B"_qs);
+        QCOMPARE(bench.choice.nameOfChosen(), u"second"_qs);
+        QCOMPARE(bench.choice.notice(), u"Sees little."_qs);
+        bench.best.set(Presence::Here);
+        QCOMPARE(bench.front(), u"a|A"_qs);
+        QCOMPARE(bench.choice.nameOfChosen(), u"best"_qs);
+        QCOMPARE(bench.choice.notice(), QString());
+    }
+
+    void whileABetterOneIsAskedNothingIsInFront()
+    {
+        Bench bench;
+        bench.best.set(Presence::Asking);
+        bench.second.set(Presence::Here);
+        QCOMPARE(bench.front(), u"(none)"_qs);
+        QVERIFY(bench.choice.isUndecided());
+        QCOMPARE(bench.choice.notice(), QString());
+        bench.best.set(Presence::Absent);
+        QCOMPARE(bench.front(), u"b|B"_qs);
+        QVERIFY(!bench.choice.isUndecided());
+    }
+
+    void oneThatGoesIsReplacedAndComesBack()
+    {
+        Bench bench;
+        QSignalSpy changed(&bench.choice, &WindowChoice::changed);
+        bench.best.set(Presence::Here);
+        bench.second.set(Presence::Here);
+        bench.best.set(Presence::Absent);
+        QCOMPARE(bench.front(), u"b|B"_qs);
+        bench.best.set(Presence::Here);
+        QCOMPARE(bench.front(), u"a|A"_qs);
+        QCOMPARE(changed.count(), 4);
+    }
+
+    void theAdviceOfAbsentOnesIsGivenOnlyWhereSomethingIsNotSeen()
+    {
+        Bench bench;
+        bench.best.set(Presence::Absent, u"Switch it on."_qs);
+        QCOMPARE(bench.choice.notice().section(u". "_qs, -1), u"Switch it on."_qs);
+        bench.second.set(Presence::Here);
+        QCOMPARE(bench.choice.notice(), u"Sees little. Switch it on."_qs);
+        bench.best.set(Presence::Here);
+        QCOMPARE(bench.choice.notice(), QString());
+    }
+
+    void theLastResortIsTriedOnceAndOnlyWhenAllElseIsAbsent()
+    {
+        Bench bench;
+        bench.best.set(Presence::Here);
+        fakes::FakeFrontmostApplication application;
+        fakes::FakeWindowTitle title;
+        application.application = platform::Application{.localizedName = u"X"_qs,
+                                                        .bundleIdentifier = u"x"_qs,
+                                                        .processIdentifier = 0,
+                                                        .window = 1};
+        title.titles[1] = u"T"_qs;
+        int tries = 0;
+        bench.choice.setLastResort(
+            u"last"_qs, u"Sees hardly anything."_qs, [&]() -> std::optional<WindowBackend> {
+                ++tries;
+                return WindowBackend{.application = &application, .title = &title};
+            });
+        QCOMPARE(tries, 0);
+        bench.best.set(Presence::Absent);
+        QCOMPARE(bench.front(), u"x|T"_qs);
+        QCOMPARE(bench.choice.notice(), u"Sees hardly anything."_qs);
+        bench.best.set(Presence::Here);
+        bench.best.set(Presence::Absent);
+        QCOMPARE(bench.choice.nameOfChosen(), u"last"_qs);
+        QCOMPARE(tries, 1);
+    }
+
+    void aLockedSessionHasNothingInFront()
+    {
+        Bench bench;
+        bench.best.set(Presence::Here);
+        const auto application = bench.choice.frontmostApplication();
+        QVERIFY(application);
+        bench.choice.setLocked(true);
+        QCOMPARE(bench.front(), u"(none)"_qs);
+        QCOMPARE(bench.choice.focusedWindowTitle(*application), std::optional<QString>());
+        bench.choice.setLocked(false);
+        QCOMPARE(bench.front(), u"a|A"_qs);
+    }
+
+    void theNameThatTheDesktopKnowsComesFirst()
+    {
+        Bench bench;
+        bench.best.window->name = u"Aller Anfang"_qs;
+        bench.best.set(Presence::Here);
+        const auto application = bench.choice.frontmostApplication();
+        QVERIFY(application);
+        QCOMPARE(application->localizedName, std::optional(u"Aller Anfang"_qs));
+        QCOMPARE(application->bundleIdentifier, std::optional(u"a"_qs));
+    }
+
+    void theFirstIdleTimeThatIsThereCounts()
+    {
+        platform::desktop::IdleChoice choice;
+        QVERIFY(std::isnan(choice.secondsSinceLastInput()));
+        FakeIdleSource best(Presence::Absent, 1);
+        FakeIdleSource second(Presence::Here, 2);
+        fakes::FakeIdleTime last;
+        last.seconds = 3;
+        choice.setLastResort(u"last"_qs, last);
+        QCOMPARE(choice.secondsSinceLastInput(), 3.0);
+        QCOMPARE(choice.nameOfChosen(), u"last"_qs);
+        choice.add(best);
+        choice.add(second);
+        QCOMPARE(choice.secondsSinceLastInput(), 2.0);
+        QCOMPARE(choice.nameOfChosen(), u"idle 2"_qs);
+        best.is = Presence::Asking;
+        QVERIFY(choice.isUndecided());
+        QCOMPARE(choice.nameOfChosen(), QString());
+        best.is = Presence::Here;
+        QCOMPARE(choice.secondsSinceLastInput(), 1.0);
+        QVERIFY(!choice.isUndecided());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestWindowChoice)
+#include "tst_window_choice.moc"

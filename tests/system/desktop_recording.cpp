@@ -1,0 +1,257 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/system/desktop_recording.h"
+
+#include "tests/support/activity_samples.h"
+#include "tests/support/agent.h"
+#include "tests/support/keyring.h"
+#include "tests/support/required_programs.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSet>
+#include <QTest>
+
+using support::TestWindow;
+
+namespace recording {
+
+namespace {
+
+#define SUCCEEDS(outcome)                                                                          \
+    do {                                                                                           \
+        const platform::Outcome result = (outcome);                                                \
+        QVERIFY2(result, result ? "" : qPrintable(result.error().text));                           \
+    } while (false)
+
+const QString kQt = QStringLiteral("recorded.qt");
+const QString kGtk = QStringLiteral("recorded.gtk");
+const QString kNone = QStringLiteral("(none)");
+
+void enter(const QProcessEnvironment& environment)
+{
+    for (const QString& name : QProcessEnvironment::systemEnvironment().keys()) {
+        if (!environment.contains(name))
+            qunsetenv(name.toLocal8Bit().constData());
+    }
+    for (const QString& name : environment.keys())
+        qputenv(name.toLocal8Bit().constData(), environment.value(name).toLocal8Bit());
+}
+
+/// As an installed application has it; under X11 a GTK program's class begins with a capital.
+bool install(const QString& dataHome, const QString& identifier, const QString& name)
+{
+    QFile file(dataHome + QLatin1StringView("/applications/") + identifier +
+               QLatin1StringView(".desktop"));
+    const QString text = QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=true\n");
+    return QDir().mkpath(dataHome + QLatin1StringView("/applications")) &&
+           file.open(QIODevice::WriteOnly) && file.write(text.arg(name).toUtf8()) > 0;
+}
+
+QStringList recordsIn(const QString& file)
+{
+    QStringList lines;
+    if (const auto list = samples::read(samples::contentOf(file))) {
+        for (const activity::ActivityLog& log : *list)
+            lines +=
+                log.appName.toString() + QLatin1StringView(" | ") + log.windowTitle->toString();
+    }
+    return lines;
+}
+
+/// The lines of ticks in the form of records.
+QStringList ticksIn(const QStringList& lines)
+{
+    QStringList ticks;
+    for (const QString& line : lines) {
+        if (line.startsWith(QLatin1StringView("Tick: ")))
+            ticks += line.mid(6).section(QStringLiteral(" | "), 0, -2);
+    }
+    return ticks;
+}
+
+} // namespace
+
+void DesktopRecording::initTestCase()
+{
+    m_session = makeSession();
+    REQUIRE_PROGRAMS(m_session->programs() + support::Keyring::programs());
+    SUCCEEDS(m_session->start());
+    enter(m_session->environment());
+    const QString dataHome = qEnvironmentVariable("XDG_DATA_HOME");
+    QVERIFY(install(dataHome, kQt, QStringLiteral("Fenster")));
+    QVERIFY(install(dataHome, kGtk, QStringLiteral("Window & Co")));
+    m_qt = std::make_unique<TestWindow>(TestWindow::Toolkit::Qt);
+    m_gtk = std::make_unique<TestWindow>(TestWindow::Toolkit::Gtk);
+    QVERIFY(open(*m_qt, kQt));
+    QVERIFY(open(*m_gtk, kGtk));
+}
+
+bool DesktopRecording::open(TestWindow& window, const QString& identifier)
+{
+    const auto opened = window.open(m_session->environment(), identifier, QStringLiteral("start"));
+    if (!opened)
+        qWarning("%s", qPrintable(opened.error().text));
+    return static_cast<bool>(opened);
+}
+
+void DesktopRecording::init()
+{
+    QString problem;
+    m_recorder = Recorder::start(problem);
+    QVERIFY2(m_recorder, qPrintable(problem));
+    SUCCEEDS(m_session->focus(*m_qt));
+    SUCCEEDS(m_qt->setTitle(QStringLiteral("start")));
+    QTRY_COMPARE_WITH_TIMEOUT(m_recorder->front(), QStringLiteral("Fenster | start"), 10000);
+}
+
+void DesktopRecording::cleanup()
+{
+    m_recorder.reset();
+}
+
+void DesktopRecording::cleanupTestCase()
+{
+    m_gtk.reset();
+    m_qt.reset();
+    m_session.reset();
+}
+
+void DesktopRecording::twentyChangesAreRecordedExactly()
+{
+    QStringList expected;
+    QString before = m_recorder->front();
+    for (int change = 1; change <= 20; ++change) {
+        // By turns the other window comes to the front and the one in front changes its title.
+        const bool isQt = change % 4 < 2;
+        TestWindow& window = isQt ? *m_qt : *m_gtk;
+        const QString title = QStringLiteral("Grüße %1 – 😀").arg(change);
+        SUCCEEDS(window.setTitle(title));
+        if (change % 2 == 0)
+            SUCCEEDS(m_session->focus(window));
+        const QString now = (isQt ? QStringLiteral("Fenster") : QStringLiteral("Window & Co")) +
+                            QLatin1StringView(" | ") + title;
+        // On the way there is nothing but what was and what is: no window that never was in front.
+        QSet<QString> seen;
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            (seen.insert(m_recorder->front()), m_recorder->front() == now),
+            qPrintable(QStringLiteral("%1 instead of %2").arg(m_recorder->front(), now)),
+            10000);
+        for (const QString& state : std::as_const(seen)) {
+            QVERIFY2(state == now || state == before || state == kNone || state.endsWith(title) ||
+                         state.section(u'|', 0, 0) == now.section(u'|', 0, 0),
+                     qPrintable(state));
+        }
+        m_recorder->tick();
+        expected += now;
+        before = now;
+    }
+    QCOMPARE(m_recorder->records(), expected);
+}
+
+void DesktopRecording::anEmptyWorkspaceGivesNoSample()
+{
+    m_recorder->tick();
+    const QStringList before = m_recorder->records();
+    SUCCEEDS(m_session->showEmptyWorkspace());
+    QTRY_COMPARE(m_recorder->front(), kNone);
+    m_recorder->tick();
+    QCOMPARE(m_recorder->records(), before);
+    SUCCEEDS(m_session->showFirstWorkspace());
+    SUCCEEDS(m_session->focus(*m_gtk));
+    QTRY_COMPARE(m_recorder->front().section(u'|', 0, 0), QStringLiteral("Window & Co "));
+}
+
+void DesktopRecording::idleTimeCountsUpAndInputResetsIt()
+{
+    SUCCEEDS(m_session->makeInput());
+    QTRY_VERIFY(m_recorder->idleSeconds() < 1);
+    QTRY_VERIFY(m_recorder->idleSeconds() >= 2);
+    const double before = m_recorder->idleSeconds();
+    QVERIFY2(before < 4, qPrintable(QString::number(before)));
+    SUCCEEDS(m_session->makeInput());
+    QTRY_VERIFY(m_recorder->idleSeconds() < 2);
+}
+
+void DesktopRecording::aFloodOfTitlesEndsWithTheLastOne()
+{
+    SUCCEEDS(m_qt->changeTitles(QStringLiteral("flood"), 2000, std::chrono::seconds(2)));
+    QTRY_COMPARE(m_recorder->front(), QStringLiteral("Fenster | flood 2000"));
+}
+
+void DesktopRecording::whatAnswersIsNamed()
+{
+    const QString report = m_recorder->environment().report().join(u'\n');
+    QVERIFY2(report.contains(QStringLiteral("front window: ") + windowSource()),
+             qPrintable(report));
+    QVERIFY2(report.contains(QStringLiteral("idle time: ") + idleSource()), qPrintable(report));
+    QVERIFY2(report.contains(QStringLiteral("application in front: found")), qPrintable(report));
+    QVERIFY2(!report.contains(QStringLiteral("limits: ")), qPrintable(report));
+}
+
+namespace {
+
+/// With a session of an earlier run in the keyring the product tracks from its start.
+platform::Outcome signIn(support::Keyring& keyring, const QProcessEnvironment& desktop)
+{
+    if (const auto used = keyring.useBus(desktop.value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS")));
+        !used)
+        return used;
+    if (const auto started = keyring.startUnlocked(); !started)
+        return started;
+    if (keyring.storeSession("a token of an earlier run"))
+        return platform::success();
+    return platform::Error{QStringLiteral("the keyring does not keep the session")};
+}
+
+} // namespace
+
+// The last one: the session is over after it.
+void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
+{
+    m_recorder.reset(); // it owns the name
+    SUCCEEDS(m_qt->setTitle(QStringLiteral("to the end")));
+    const QString shown = QStringLiteral("Fenster | to the end");
+    support::Keyring keyring;
+    SUCCEEDS(signIn(keyring, m_session->environment()));
+    support::Agent agent(m_session->environment());
+    SUCCEEDS(agent.start());
+    // The dashboard opens and takes the focus.
+    const auto isDashboardInFront = [&agent] {
+        return agent.lines().join(u'\n').contains(QStringLiteral(" | Dashboard | --"));
+    };
+    QTRY_VERIFY2_WITH_TIMEOUT(
+        isDashboardInFront(), qPrintable(agent.lines().join(u'\n') + agent.complaints()), 20000);
+    SUCCEEDS(m_session->focus(*m_qt));
+    QTRY_VERIFY_WITH_TIMEOUT(ticksIn(agent.lines()).count(shown) >= 2, 20000);
+    m_session->killDisplay();
+    QCOMPARE(agent.waitForEnd(), std::optional(EXIT_FAILURE));
+    const QStringList complaints = agent.complaints().trimmed().split(u'\n');
+    QVERIFY2(complaints.last().contains(QStringLiteral("the session is over")),
+             qPrintable(agent.complaints()));
+    QCOMPARE(agent.complaints().count(QStringLiteral("the session is over")), 1);
+    const QStringList ticks = ticksIn(agent.lines());
+    QCOMPARE(recordsIn(agent.dataFile()).mid(recordsIn(agent.dataFile()).size() - ticks.size()),
+             ticks);
+
+    // The next session goes on where this one ended.
+    const auto next = makeSession();
+    SUCCEEDS(next->start());
+    QProcessEnvironment environment = next->environment();
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), qEnvironmentVariable("XDG_DATA_HOME"));
+    TestWindow window;
+    SUCCEEDS(window.open(next->environment(), kQt, QStringLiteral("again")));
+    support::Keyring nextKeyring;
+    SUCCEEDS(signIn(nextKeyring, environment));
+    support::Agent again(environment);
+    const QStringList kept = recordsIn(agent.dataFile());
+    SUCCEEDS(again.start());
+    QTRY_VERIFY_WITH_TIMEOUT(!ticksIn(again.lines()).isEmpty(), 20000);
+    SUCCEEDS(next->focus(window));
+    QTRY_VERIFY_WITH_TIMEOUT(ticksIn(again.lines()).contains(QStringLiteral("Fenster | again")),
+                             20000);
+    QCOMPARE(again.end(), std::optional(EXIT_SUCCESS));
+    QCOMPARE(recordsIn(again.dataFile()), kept + ticksIn(again.lines()));
+}
+
+} // namespace recording

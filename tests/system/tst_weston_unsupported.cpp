@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/support/headless_weston.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/test_window.h"
+#include "tests/system/wayland_observer.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+#include <cmath>
+
+using platform::desktop::Presence;
+using support::TestWindow;
+
+class TestWestonUnsupported final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        REQUIRE_PROGRAMS(m_weston.programs());
+        const auto started = m_weston.start();
+        QVERIFY2(started, started ? "" : qPrintable(started.error().text));
+    }
+
+    void nothingIsThereAndNothingIsMadeUp()
+    {
+        const auto observer = WaylandObserver::on(m_weston.waylandDisplay(), {});
+        QVERIFY(observer);
+        QVERIFY(observer->connection->isAlive());
+        TestWindow window;
+        const auto opened = window.open(m_weston.environment(), u"one"_qs, u"First"_qs);
+        QVERIFY2(opened, opened ? "" : qPrintable(opened.error().text));
+        QSignalSpy lost(observer->connection.get(), &platform::wayland::WaylandConnection::lost);
+        const auto holds = [&observer] {
+            return observer->windows.presence() == Presence::Absent &&
+                   observer->idleTime.presence() == Presence::Absent &&
+                   !observer->windows.frontWindow() &&
+                   std::isnan(observer->idleTime.secondsSinceLastInput());
+        };
+        QVERIFY(holds());
+        QVERIFY(observer->windows.advice().isEmpty());
+        m_weston.killDisplay();
+        QTRY_COMPARE(lost.count(), 1);
+        QVERIFY(holds());
+    }
+
+private:
+    support::HeadlessWeston m_weston;
+};
+
+QTEST_GUILESS_MAIN(TestWestonUnsupported)
+#include "tst_weston_unsupported.moc"
