@@ -38,8 +38,8 @@ QString scriptHead()
 
 } // namespace
 
-HeadlessKWin::HeadlessKWin(XWayland xWayland)
-    : m_xWayland(xWayland)
+HeadlessKWin::HeadlessKWin(Extra extra)
+    : m_extra(extra)
     , m_scripts(m_home.path())
 {
 }
@@ -47,7 +47,7 @@ HeadlessKWin::HeadlessKWin(XWayland xWayland)
 QStringList HeadlessKWin::programs() const
 {
     QStringList all{program(), QStringLiteral("dbus-daemon")};
-    if (m_xWayland == XWayland::With)
+    if (m_extra == Extra::XWayland)
         all.append(QStringLiteral("Xwayland"));
     return all;
 }
@@ -80,11 +80,13 @@ platform::Outcome HeadlessKWin::prepare()
 
 platform::Outcome HeadlessKWin::startKWin()
 {
-    QStringList arguments = QStringLiteral("--virtual --width 1280 --height 800 --no-lockscreen "
+    QStringList arguments = QStringLiteral("--virtual --width 1280 --height 800 "
                                            "--no-global-shortcuts --socket")
                                 .split(u' ');
     arguments.append(socketName());
-    if (m_xWayland == XWayland::With) {
+    if (m_extra != Extra::LockScreen)
+        arguments.append(QStringLiteral("--no-lockscreen"));
+    if (m_extra == Extra::XWayland) {
         // Only what KWin starts itself is told the display of its X server.
         const QString script = m_home.filePath(QStringLiteral("tell_display"));
         QFile file(script);
@@ -116,7 +118,7 @@ platform::Outcome HeadlessKWin::startKWin()
     };
     if (!QTest::qWaitFor(answers, kStartMs))
         return platform::Error{QStringLiteral("KWin does not answer on the bus")};
-    return m_xWayland == XWayland::With ? learnXDisplay() : platform::success();
+    return m_extra == Extra::XWayland ? learnXDisplay() : platform::success();
 }
 
 platform::Outcome HeadlessKWin::learnXDisplay()
@@ -157,6 +159,11 @@ QProcessEnvironment HeadlessKWin::environment() const
     if (!m_xAuthority.isEmpty())
         environment.insert(QStringLiteral("XAUTHORITY"), m_xAuthority);
     return environment;
+}
+
+QString HeadlessKWin::waylandDisplay() const
+{
+    return m_home.filePath(QStringLiteral("runtime/")) + socketName();
 }
 
 platform::Outcome HeadlessKWin::focus(const TestWindow& window)

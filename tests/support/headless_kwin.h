@@ -18,9 +18,13 @@ namespace support {
 class HeadlessKWin final : public DesktopSession
 {
 public:
-    enum class XWayland : std::uint8_t { Without, With };
+    enum class Extra : std::uint8_t {
+        None,
+        XWayland,   ///< An X server for X programs.
+        LockScreen, ///< The screen may be locked.
+    };
 
-    explicit HeadlessKWin(XWayland xWayland = XWayland::Without);
+    explicit HeadlessKWin(Extra extra = Extra::None);
     /// Ends KWin, then the bus.
     ~HeadlessKWin() override = default;
 
@@ -38,6 +42,9 @@ public:
     void killBus() { m_bus.kill(); }
 
     [[nodiscard]] const QString& busAddress() const { return m_bus.address(); }
+
+    /// Its Wayland socket.
+    [[nodiscard]] QString waylandDisplay() const;
 
     /// KWin's process.
     [[nodiscard]] qint64 pid() const { return m_kwin.pid(); }
@@ -57,7 +64,7 @@ private:
     [[nodiscard]] QProcessEnvironment kwinEnvironment() const;
     [[nodiscard]] platform::Outcome showWorkspace(int number, const char* wanted);
 
-    XWayland m_xWayland;
+    Extra m_extra;
     PrivateHome m_home;
     BusDaemon m_bus;
     ChildProcess m_kwin;

@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "platform/linux/kwin/kwin_front_window.h"
+#include "platform/linux/wayland/wayland_connection.h"
+#include "platform/linux/wayland/wayland_idle_time.h"
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/headless_kwin.h"
 #include "tests/support/required_programs.h"
@@ -9,33 +11,14 @@
 #include <QRegularExpression>
 #include <QTest>
 
-#include <limits>
 #include <memory>
+#include <utility>
 
 using platform::kwin::KWinFrontWindow;
+using platform::wayland::WaylandConnection;
+using platform::wayland::WaylandIdleTime;
 using support::HeadlessKWin;
 using support::TestWindow;
-
-namespace {
-
-/// Knows nothing. What the contract wants of the idle time fails with it.
-class NoIdleSource final : public platform::desktop::IdleSource
-{
-public:
-    [[nodiscard]] QString name() const override { return u"none"_qs; }
-
-    [[nodiscard]] platform::desktop::Presence presence() const override
-    {
-        return platform::desktop::Presence::Absent;
-    }
-
-    [[nodiscard]] double secondsSinceLastInput() override
-    {
-        return std::numeric_limits<double>::quiet_NaN();
-    }
-};
-
-} // namespace
 
 class TestKWinContract final : public contract::DesktopContract
 {
@@ -56,7 +39,10 @@ private Q_SLOTS:
     {
         QTest::failOnWarning(QRegularExpression(u".*"_qs));
         m_windows = std::make_unique<KWinFrontWindow>(m_session.scripts().bus());
-        m_idleTime = std::make_unique<NoIdleSource>();
+        auto connection = WaylandConnection::open(m_session.waylandDisplay());
+        QVERIFY2(connection, connection ? "" : qPrintable(connection.error().text));
+        m_connection = std::move(connection).value();
+        m_idleTime = std::make_unique<WaylandIdleTime>(*m_connection);
         QTRY_COMPARE(m_windows->presence(), platform::desktop::Presence::Here);
         m_desktop = std::make_unique<SessionDesktop>(m_session, *m_windows, *m_idleTime);
     }
@@ -65,13 +51,15 @@ private Q_SLOTS:
     {
         m_desktop.reset();
         m_idleTime.reset();
+        m_connection.reset();
         m_windows.reset();
     }
 
 private:
     HeadlessKWin m_session;
     std::unique_ptr<KWinFrontWindow> m_windows;
-    std::unique_ptr<platform::desktop::IdleSource> m_idleTime;
+    std::unique_ptr<WaylandConnection> m_connection;
+    std::unique_ptr<WaylandIdleTime> m_idleTime;
     std::unique_ptr<SessionDesktop> m_desktop;
 };
 

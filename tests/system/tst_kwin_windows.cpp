@@ -185,7 +185,7 @@ private:
         return program.start(u"/usr/bin/python3"_qs, {u"-c"_qs, text}, environment);
     }
 
-    HeadlessKWin m_session{HeadlessKWin::XWayland::With};
+    HeadlessKWin m_session{HeadlessKWin::Extra::XWayland};
     std::unique_ptr<KWinObserver> m_observer;
 };
 

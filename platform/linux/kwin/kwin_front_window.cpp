@@ -36,6 +36,7 @@ KWinScriptTarget targetFor(const QDBusConnection& bus, const QString& path)
 KWinFrontWindow::KWinFrontWindow(QDBusConnection sessionBus)
     : m_bus(std::move(sessionBus))
     , m_settled(m_timers)
+    , m_lock(m_bus)
     , m_receiver(m_bus)
     , m_keeper(m_bus, targetFor(m_bus, m_receiver.path()))
     , m_watcher(kwinService(), m_bus, QDBusServiceWatcher::WatchForOwnerChange)
@@ -73,7 +74,7 @@ QString KWinFrontWindow::name() const
 
 std::optional<desktop::FrontWindow> KWinFrontWindow::frontWindow() const
 {
-    return m_settled.front();
+    return m_lock.isLocked() ? std::nullopt : m_settled.front();
 }
 
 void KWinFrontWindow::lookForKWin()
@@ -100,6 +101,7 @@ void KWinFrontWindow::takeOwner(const QString& owner)
     m_settled.clear();
     m_receiver.expect(QString());
     m_receiver.believe(owner);
+    m_lock.follow(owner);
     setPresence(owner.isEmpty() ? desktop::Presence::Absent : desktop::Presence::Asking);
     m_keeper.keepIn(owner);
 }

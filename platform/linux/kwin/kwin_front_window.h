@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/linux/desktop/front_window_source.h"
+#include "platform/linux/kwin/kwin_lock.h"
 #include "platform/linux/kwin/kwin_report_receiver.h"
 #include "platform/linux/kwin/kwin_script_keeper.h"
 #include "platform/linux/kwin/settled_front_window.h"
@@ -46,6 +47,7 @@ private:
     QDBusConnection m_bus;
     qt::QtRepeatingTimers m_timers;
     SettledFrontWindow m_settled;
+    KWinLock m_lock;
     KWinReportReceiver m_receiver;
     KWinScriptKeeper m_keeper;
     QDBusServiceWatcher m_watcher;
