@@ -35,7 +35,8 @@ packages() {
     run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh gnome-keyring scrot fonts-noto-color-emoji ;;
     test)
         echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils xdg-utils \
-            fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev
+            fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev \
+            python3-gi gir1.2-gtk-3.0 firefox-esr epiphany-browser chromium
         ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;
