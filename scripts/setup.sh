@@ -40,6 +40,7 @@ packages() {
             sway xwayland wtype weston kwin-wayland kwin-x11 gnome-shell libgl1-mesa-dri gjs libglib2.0-dev-bin \
             qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux
             sway xwayland x11-xserver-utils wtype weston qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux
+            python3-gi gir1.2-gtk-3.0 firefox-esr epiphany-browser chromium
         ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;
