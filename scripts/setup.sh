@@ -30,12 +30,12 @@ packages() {
         echo build-essential cmake ninja-build pkg-config qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-svg-dev \
             "$qml" libsimdjson-dev libglib2.0-dev \
             libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
-            libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev
+            libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libdbus-1-dev libbenchmark-dev libicu-dev
         ;;
     run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh gnome-keyring scrot fonts-noto-color-emoji ;;
     test)
         echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils xdg-utils \
-            fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev
+            fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev chromium firefox-esr
         ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;
