@@ -101,7 +101,10 @@ async function report() {
 
 api.runtime.onInstalled.addListener(report);
 api.runtime.onStartup.addListener(report);
-api.windows.onFocusChanged.addListener(report);
+api.windows.onFocusChanged.addListener(() => {
+    told = ""; // that another window shows the same page is news
+    report();
+});
 api.windows.onRemoved.addListener(report);
 api.tabs.onActivated.addListener(report);
 api.tabs.onAttached.addListener(report);

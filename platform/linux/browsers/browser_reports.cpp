@@ -69,6 +69,7 @@ BrowserReports::~BrowserReports()
 
 std::optional<QString> BrowserReports::addressIn(const FrontBrowser& front)
 {
+    noteWindow(front.window);
     const Host* found = nullptr;
     for (const Host& host : m_hosts) {
         if (!speaksFor(host, front))
@@ -80,7 +81,17 @@ std::optional<QString> BrowserReports::addressIn(const FrontBrowser& front)
     if (found == nullptr || found->address.isEmpty() ||
         !isWindowOfPage(front.windowTitle, found->title, front.family))
         return std::nullopt;
-    return found->address;
+    const bool isOfOtherWindow = found->family == Family::Chromium && front.window != 0 &&
+                                 found->number <= m_reportsBeforeWindow;
+    return isOfOtherWindow ? std::nullopt : std::optional(found->address);
+}
+
+void BrowserReports::noteWindow(std::uint64_t window)
+{
+    if (window != m_window)
+        m_reportsBeforeWindow = m_reportsSeen;
+    m_window = window;
+    m_reportsSeen = m_reports;
 }
 
 bool BrowserReports::speaksFor(const Host& host, const FrontBrowser& front) const
@@ -135,6 +146,7 @@ void BrowserReports::Report(const QString& family,
     const bool isSound = known && address.size() <= kLongestText && title.size() <= kLongestText &&
                          isTellable(address);
     host->family = known.value_or(Family::Chromium);
+    host->number = ++m_reports;
     host->isFocused = isSound && focused;
     host->address = isSound ? address : QString();
     host->title = isSound ? title : QString();
