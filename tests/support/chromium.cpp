@@ -164,20 +164,21 @@ platform::Result<QJsonObject> Chromium::run(const QString& url, const QString& s
                attached.value());
 }
 
-platform::Outcome Chromium::minimise(const QString& url)
+platform::Outcome Chromium::stopWorkers()
 {
-    const auto found = target(url);
-    if (!found)
-        return found.error();
-    const auto window = ask(QStringLiteral("Browser.getWindowForTarget"),
-                            {{QStringLiteral("targetId"), found.value()}});
-    if (!window)
-        return window.error();
-    return outcomeOf(
-        ask(QStringLiteral("Browser.setWindowBounds"),
-            {{QStringLiteral("windowId"), window.value()[QLatin1StringView("windowId")]},
-             {QStringLiteral("bounds"),
-              QJsonObject{{QStringLiteral("windowState"), QStringLiteral("minimized")}}}}));
+    const auto targets = ask(QStringLiteral("Target.getTargets"), {});
+    if (!targets)
+        return targets.error();
+    const QJsonArray all = targets.value()[QLatin1StringView("targetInfos")].toArray();
+    for (const QJsonValue& one : all) {
+        if (one[QLatin1StringView("type")].toString() != QLatin1StringView("service_worker"))
+            continue;
+        const auto closed = ask(QStringLiteral("Target.closeTarget"),
+                                {{QStringLiteral("targetId"), one[QLatin1StringView("targetId")]}});
+        if (!closed)
+            return closed.error();
+    }
+    return platform::success();
 }
 
 platform::Outcome Chromium::toTarget(const QString& method, const QString& url)

@@ -48,13 +48,15 @@ public:
     /// As a user does from a launcher: asks the running browser to open an incognito window.
     [[nodiscard]] platform::Outcome openPrivateWindow(const QString& url);
 
-    /// The tab that shows `url`: goes to another address, is shown, is closed, runs a script, and
-    /// its window is minimised.
+    /// The tab that shows `url`: goes to another address, is shown in its window, is closed, runs a
+    /// script.
     [[nodiscard]] platform::Outcome navigate(const QString& url, const QString& to);
     [[nodiscard]] platform::Outcome show(const QString& url);
     [[nodiscard]] platform::Outcome close(const QString& url);
     [[nodiscard]] platform::Result<QJsonObject> run(const QString& url, const QString& script);
-    [[nodiscard]] platform::Outcome minimise(const QString& url);
+
+    /// Ends the workers of all extensions, as the browser does when they have been idle.
+    [[nodiscard]] platform::Outcome stopWorkers();
 
 private:
     [[nodiscard]] platform::Result<QJsonObject>

@@ -10,6 +10,7 @@
 #include "tests/support/headless_x11.h"
 #include "tests/support/page_server.h"
 #include "tests/system/x11_observer.h"
+#include "tests/system/xdotool.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -78,6 +79,16 @@ public:
         QFile file(folder + u'/' + platform::browsers::hostName() + QLatin1StringView(".json"));
         return manifest && QDir().mkpath(folder) && file.open(QIODevice::WriteOnly) &&
                file.write(*manifest) == manifest->size();
+    }
+
+    /// Brings a window of front() to the front, as a taskbar does. Returns when it is there.
+    [[nodiscard]] bool activate(quint64 window)
+    {
+        return xdotool(m_desktop, {QStringLiteral("windowactivate"), QString::number(window)}) &&
+               QTest::qWaitFor([this, window] {
+                   const auto now = front();
+                   return now && now->window == window;
+               });
     }
 
     /// The browser window in front, as the product sees it.
