@@ -69,41 +69,39 @@ BrowserReports::~BrowserReports()
 
 std::optional<QString> BrowserReports::addressIn(const FrontBrowser& front)
 {
-    noteWindow(front.window);
     const Host* found = nullptr;
-    for (const Host& host : m_hosts) {
-        if (!speaksFor(host, front))
+    bool isOne = true; // only one window has the focus: of two hosts that say so one is behind
+    for (Host& host : m_hosts) {
+        if (!speaksFor(host, front) || looksBehind(host, front) || !host.isFocused)
             continue;
-        if (found != nullptr)
-            return std::nullopt; // only one window has the focus, so one of them is behind
+        isOne = isOne && found == nullptr;
         found = &host;
     }
-    if (found == nullptr || found->address.isEmpty() ||
+    if (found == nullptr || !isOne || found->address.isEmpty() ||
         !isWindowOfPage(front.windowTitle, found->title, front.family))
         return std::nullopt;
-    const bool isOfOtherWindow = found->family == Family::Chromium && front.window != 0 &&
-                                 found->number <= m_reportsBeforeWindow;
-    return isOfOtherWindow ? std::nullopt : std::optional(found->address);
-}
-
-void BrowserReports::noteWindow(std::uint64_t window)
-{
-    if (window != m_window)
-        m_reportsBeforeWindow = m_reportsSeen;
-    m_window = window;
-    m_reportsSeen = m_reports;
+    return found->address;
 }
 
 bool BrowserReports::speaksFor(const Host& host, const FrontBrowser& front) const
 {
-    if (host.trust != Trust::Believed || host.family != front.family || !host.isFocused)
+    if (host.trust != Trust::Believed || host.family != front.family)
         return false;
-    if (front.processIdentifier == 0)
-        return true;
     const auto isInFront = [this, &front](const ProcessMark& process) {
         return process.pid == front.processIdentifier && isRunning(process, m_procFolder);
     };
-    return std::ranges::any_of(host.process.browser, isInFront);
+    return front.processIdentifier == 0 || std::ranges::any_of(host.process.browser, isInFront);
+}
+
+/// Whether the report may be that of the window that was in front before.
+bool BrowserReports::looksBehind(Host& host, const FrontBrowser& front)
+{
+    if (front.window != host.window)
+        host.reportsBefore = host.reportsSeen;
+    host.window = front.window;
+    host.reportsSeen = host.reports;
+    return front.family == Family::Chromium && front.window != 0 &&
+           host.reports <= host.reportsBefore;
 }
 
 QString BrowserReports::state() const
@@ -146,7 +144,7 @@ void BrowserReports::Report(const QString& family,
     const bool isSound = known && address.size() <= kLongestText && title.size() <= kLongestText &&
                          isTellable(address);
     host->family = known.value_or(Family::Chromium);
-    host->number = ++m_reports;
+    ++host->reports;
     host->isFocused = isSound && focused;
     host->address = isSound ? address : QString();
     host->title = isSound ? title : QString();

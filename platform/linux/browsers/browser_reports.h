@@ -27,9 +27,9 @@ namespace platform::browsers {
 /// family tells that it has the focus.
 ///
 /// The private windows of Chromium have titles like all others, and it takes Chromium some
-/// hundredths of a second to tell that such a window is in front. So when another window is in
-/// front than at the last look, what Chromium told before that look counts no more: it tells anew
-/// whenever the focus changes.
+/// hundredths of a second to tell that such a window is in front. So when another of its windows
+/// is in front than at the last look, what Chromium told before that look counts no more: it tells
+/// anew whenever the focus changes.
 /// Main thread, with an event loop. Nothing waits; a caller's process is looked up at its first
 /// call.
 class BrowserReports final : public QObject, public AddressSource, protected QDBusContext
@@ -87,7 +87,12 @@ private:
         bool isFocused = false;
         QString address;
         QString title;
-        std::uint64_t number = 0; // of the report, counted over all hosts
+        std::uint64_t reports = 0; // how many have come
+        // At the last look at a window of this browser: which it was, and how many had come. Before
+        // it came to the front: how many had come.
+        std::uint64_t window = 0;
+        std::uint64_t reportsSeen = 0;
+        std::uint64_t reportsBefore = 0;
     };
 
     [[nodiscard]] Host* find(const QString& connection);
@@ -97,18 +102,13 @@ private:
     void forget(const QString& connection);
     Q_SLOT void forgetAll();
     [[nodiscard]] bool speaksFor(const Host& host, const FrontBrowser& front) const;
-    void noteWindow(std::uint64_t window);
+    [[nodiscard]] static bool looksBehind(Host& host, const FrontBrowser& front);
 
     QDBusConnection m_bus;
     QString m_hostExecutable;
     QString m_procFolder;
     QDBusServiceWatcher m_watcher;
     std::vector<Host> m_hosts; // in the order of their first calls
-    std::uint64_t m_reports = 0;
-    // At the last look: the window in front, and how many reports had come.
-    std::uint64_t m_window = 0;
-    std::uint64_t m_reportsSeen = 0;
-    std::uint64_t m_reportsBeforeWindow = 0;
 };
 
 } // namespace platform::browsers
