@@ -13,6 +13,8 @@ const LONGEST_ADDRESS = 8192;
 const LONGEST_TITLE = 2048;
 // A page may change its title a thousand times a second.
 const PAUSE_MS = 50;
+// Chromium may tell of a change of the focus before its own account of the windows is up to date.
+const SETTLING_MS = [150, 400, 800];
 // Between attempts to start a host that is not there or ends at once; one that has lived is started again soon.
 const FIRST_WAIT_MS = 1000;
 const LONGEST_WAIT_MS = 300000;
@@ -104,6 +106,9 @@ api.runtime.onStartup.addListener(report);
 api.windows.onFocusChanged.addListener(() => {
     told = ""; // that another window shows the same page is news
     report();
+    for (const later of SETTLING_MS) {
+        setTimeout(report, later);
+    }
 });
 api.windows.onRemoved.addListener(report);
 api.tabs.onActivated.addListener(report);

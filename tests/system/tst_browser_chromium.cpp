@@ -178,6 +178,7 @@ private Q_SLOTS:
     {
         support::X11TestWindow window(m_desktop.x11().display());
         window.setClass("chromium", "Chromium"); // it says so, but belongs to another process
+        window.setPid(static_cast<std::uint32_t>(QCoreApplication::applicationPid()));
         window.setTitle(text("first - Chromium"));
         QVERIFY(window.showAndFocus());
         QTRY_COMPARE(m_desktop.address(), QString());
