@@ -32,6 +32,7 @@ packages() {
             libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev \
             libwayland-dev libwayland-bin plasma-wayland-protocols
+            libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libdbus-1-dev libbenchmark-dev libicu-dev
         ;;
     run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh gnome-keyring scrot fonts-noto-color-emoji ;;
     test)
@@ -41,6 +42,7 @@ packages() {
             qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux
             sway xwayland x11-xserver-utils wtype weston qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux
             python3-gi gir1.2-gtk-3.0 firefox-esr epiphany-browser chromium
+            fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev chromium firefox-esr
         ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;
