@@ -2,6 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/linux_environment.h"
 
+#include "platform/linux/atspi/accessibility_bus.h"
+#include "platform/linux/atspi/accessible_front_window.h"
+#include "platform/linux/browsers/browser_reports.h"
+#include "platform/linux/browsers/browser_script_runner.h"
+#include "platform/linux/browsers/identifier_dialects.h"
+#include "platform/linux/browsers/support_files.h"
 #include "platform/linux/dbus/bus_connection.h"
 #include "platform/linux/desktop/idle_choice.h"
 #include "platform/linux/desktop/session_lock.h"
@@ -28,9 +34,10 @@
 #include "platform/linux/xdg/application_names.h"
 #include "platform/linux/xdg/base_directories.h"
 #include "platform/linux/xdg/desktop_entry_folders.h"
-#include "platform/script_runner.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QProcessEnvironment>
 
 #include <cmath>
@@ -68,11 +75,13 @@ struct X11Desktop
 struct WaylandDesktop
 {
     WaylandDesktop(std::unique_ptr<wayland::WaylandConnection> connected,
-                   const QDBusConnection& sessionBus)
+                   const QDBusConnection& sessionBus,
+                   atspi::AccessibilityBus& accessibility)
         : connection(std::move(connected))
         , toplevels(*connection, qEnvironmentVariable("SWAYSOCK"))
         , kwin(sessionBus)
         , gnome(sessionBus)
+        , accessible(accessibility)
         , idleTime(*connection)
         , mutterIdleTime(sessionBus)
     {
@@ -82,6 +91,7 @@ struct WaylandDesktop
     wayland::ToplevelWindows toplevels;
     kwin::KWinFrontWindow kwin;
     gnome::GnomeFrontWindow gnome;
+    atspi::AccessibleFrontWindow accessible;
     wayland::WaylandIdleTime idleTime;
     gnome::MutterIdleTime mutterIdleTime;
 };
@@ -103,14 +113,12 @@ Outcome checkDisplayName()
     return Error{QStringLiteral("there is no display: neither DISPLAY nor WAYLAND_DISPLAY is set")};
 }
 
-class NoScriptRunner final : public ScriptRunner
+/// The native host that browsers start is beside this program.
+QString browserHost()
 {
-public:
-    [[nodiscard]] Result<std::optional<QString>> run(QStringView /*source*/) override
-    {
-        return Error{QStringLiteral("no browser is connected")};
-    }
-};
+    return QFileInfo(QCoreApplication::applicationDirPath()).canonicalFilePath() + u'/' +
+           browsers::hostExecutableName();
+}
 
 /// Where the settings are kept; empty when the system names no folder for them.
 QString defaultsFile()
@@ -136,15 +144,21 @@ struct LinuxEnvironment::Backends
     [[nodiscard]] Outcome openWayland();
     [[nodiscard]] Environment facilities();
 
+    /// The window of the application that was answered last.
+    [[nodiscard]] std::optional<browsers::FrontBrowser> browserInFront() const;
+
     QDBusConnection sessionBus;
     QDBusConnection systemBus;
+    atspi::AccessibilityBus accessibility{sessionBus};
     xdg::ApplicationNames names{xdg::desktopEntryFolders(QProcessEnvironment::systemEnvironment())};
     std::optional<X11Desktop> x11;
     std::optional<WaylandDesktop> wayland;
     desktop::WindowChoice windows{names};
     desktop::IdleChoice idleTime;
     desktop::SessionLock lock{sessionBus, systemBus};
-    NoScriptRunner scriptRunner;
+    browsers::BrowserReports browserReports{sessionBus, browserHost()};
+    browsers::BrowserScriptRunner scriptRunner{[this] { return browserInFront(); },
+                                               {&browserReports}};
     qt::QtRepeatingTimers repeatingTimers;
     posix::SystemClock clock;
     posix::StdoutDiagnostics diagnostics;
@@ -174,10 +188,14 @@ Outcome LinuxEnvironment::Backends::openWayland()
     auto connection = wayland::WaylandConnection::open();
     if (!connection)
         return connection.error();
-    wayland.emplace(std::move(connection).value(), sessionBus);
+    wayland.emplace(std::move(connection).value(), sessionBus, accessibility);
     windows.add(wayland->toplevels);
     windows.add(wayland->kwin);
     windows.add(wayland->gnome);
+    windows.add(
+        wayland->accessible,
+        QStringLiteral("This desktop does not tell which window is in front; only windows of "
+                       "programs that speak to assistive ones are recorded."));
     idleTime.add(wayland->idleTime);
     idleTime.add(wayland->mutterIdleTime);
     // Not asked before everything else has failed: asking starts the X server on many desktops.
@@ -195,6 +213,21 @@ Outcome LinuxEnvironment::Backends::openWayland()
                                           .title = &x11->windowTitle};
         });
     return success();
+}
+
+std::optional<browsers::FrontBrowser> LinuxEnvironment::Backends::browserInFront() const
+{
+    const auto& latest = windows.latest();
+    if (!latest)
+        return std::nullopt;
+    const Application& application = latest->application;
+    const auto family = browsers::familyOf(application.bundleIdentifier.value_or(QString()));
+    if (!family)
+        return std::nullopt;
+    return browsers::FrontBrowser{.family = *family,
+                                  .processIdentifier = application.processIdentifier,
+                                  .windowTitle = latest->title,
+                                  .window = application.window};
 }
 
 Environment LinuxEnvironment::Backends::facilities()
@@ -334,7 +367,7 @@ QStringList LinuxEnvironment::report() const
         add("its window title",
             found(m_facilities.windowTitle.focusedWindowTitle(*application).has_value()));
     }
-    add("page addresses", QStringLiteral("none"));
+    add("page addresses", m_backends->browserReports.state());
     return lines;
 }
 
