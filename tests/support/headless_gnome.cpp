@@ -98,6 +98,12 @@ QProcessEnvironment HeadlessGnome::environment() const
     set("LIBGL_ALWAYS_SOFTWARE", QStringLiteral("1"));
     if (!m_language.isEmpty())
         set("LANGUAGE", m_language);
+    // Services that the bus would start, and that outlive it for a while: file systems, drives,
+    // accessibility.
+    set("GIO_USE_VFS", QStringLiteral("local"));
+    set("GVFS_DISABLE_FUSE", QStringLiteral("1"));
+    set("GIO_USE_VOLUME_MONITOR", QStringLiteral("unix"));
+    set("NO_AT_BRIDGE", QStringLiteral("1"));
     set("DBUS_SYSTEM_BUS_ADDRESS", m_systemBus.address());
     set("DBUS_SESSION_BUS_ADDRESS", m_bus.address());
     return environment;

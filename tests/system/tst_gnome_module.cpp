@@ -47,6 +47,7 @@ class TestGnomeModule final : public QObject
 {
     Q_OBJECT
 public Q_SLOTS:
+
     void countAnnouncement() { ++m_announcements; }
 
 private Q_SLOTS:

@@ -21,12 +21,12 @@ class BusNameOwner final : public QObject
 
 public:
     /// Begins to ask and to watch. Without a bus nobody owns the name.
-    BusNameOwner(const QDBusConnection& bus, const QString& name);
+    BusNameOwner(QDBusConnection bus, QString name);
     BusNameOwner(const BusNameOwner&) = delete;
     BusNameOwner& operator=(const BusNameOwner&) = delete;
     ~BusNameOwner() override;
 
-    /// Whether the bus has told.
+    /// Whether the bus has told, or has kept silent for some seconds.
     [[nodiscard]] bool isKnown() const { return m_isKnown; }
 
     /// The owner's unique name; empty while nobody owns the name or that is not known.
@@ -38,10 +38,12 @@ Q_SIGNALS:
 
 private:
     Q_SLOT void loseBus();
+    void ask();
     void readAnswer();
     void set(const QString& owner);
 
     QDBusConnection m_bus;
+    QString m_name;
     QDBusServiceWatcher m_watcher;
     std::unique_ptr<QDBusPendingCallWatcher> m_question;
     QString m_owner;

@@ -13,8 +13,8 @@ namespace platform::gnome {
 
 namespace {
 
-constexpr qsizetype kLongestTitle = 16 * 1024;
-constexpr qsizetype kLongestIdentifier = 1024;
+constexpr qsizetype kLongestTitle = 16'384;
+constexpr qsizetype kLongestIdentifier = 1'024;
 
 enum Field : std::uint8_t { Window, DesktopId, Name, Title, WindowClass, Process, Count };
 
@@ -26,13 +26,9 @@ bool hasTheRightTypes(const QVariantList& values)
                                                                QMetaType::QString,
                                                                QMetaType::QString,
                                                                QMetaType::Int};
-    return std::equal(values.begin(),
-                      values.end(),
-                      kTypes.begin(),
-                      kTypes.end(),
-                      [](const QVariant& value, QMetaType::Type type) {
-                          return value.typeId() == static_cast<int>(type);
-                      });
+    return std::ranges::equal(values, kTypes, [](const QVariant& value, QMetaType::Type type) {
+        return value.typeId() == static_cast<int>(type);
+    });
 }
 
 /// `text` without what exceeds `most` bytes of UTF-8, cut between characters.

@@ -8,10 +8,15 @@
 #include <QDBusVariant>
 #include <QStandardPaths>
 
+#include <array>
+#include <chrono>
+#include <utility>
+
 namespace platform::gnome {
 
 namespace {
 
+constexpr std::chrono::milliseconds kShortestPause(200);
 constexpr int kLimitMs = 5000; // nobody waits for it, and it is asked seldom
 
 const QString kPath = QStringLiteral("/org/gnome/Shell");
@@ -28,9 +33,14 @@ bool isInstalled()
 
 } // namespace
 
-ExtensionQuestion::ExtensionQuestion(const QDBusConnection& bus)
-    : m_bus(bus)
+ExtensionQuestion::ExtensionQuestion(QDBusConnection bus)
+    : m_bus(std::move(bus))
 {
+    m_pause.setSingleShot(true);
+    connect(&m_pause, &QTimer::timeout, this, [this] {
+        if (m_isDue)
+            ask();
+    });
 }
 
 ExtensionQuestion::~ExtensionQuestion() = default;
@@ -44,6 +54,7 @@ void ExtensionQuestion::setShell(const QString& shell)
     m_shell = shell;
     m_information.reset();
     m_switch.reset();
+    m_pause.stop();
     m_isDue = false;
     set(ExtensionState::Unknown);
     if (m_shell.isEmpty())
@@ -54,24 +65,35 @@ void ExtensionQuestion::setShell(const QString& shell)
 
 void ExtensionQuestion::listen(bool on)
 {
-    const auto change = [this, on](const QString& interface,
-                                   const QString& signal,
-                                   const QString& argument) {
-        if (on)
-            m_bus.connect(m_shell, kPath, interface, signal, {argument}, {}, this, SLOT(ask()));
-        else
-            m_bus.disconnect(m_shell, kPath, interface, signal, {argument}, {}, this, SLOT(ask()));
+    struct Source
+    {
+        QString interface;
+        QString signal;
+        QString first; ///< argument
     };
-    change(kInterface, QStringLiteral("ExtensionStateChanged"), extensionUuid());
-    change(kProperties, QStringLiteral("PropertiesChanged"), kInterface);
+
+    const std::array sources{Source{.interface = kInterface,
+                                    .signal = QStringLiteral("ExtensionStateChanged"),
+                                    .first = extensionUuid()},
+                             Source{.interface = kProperties,
+                                    .signal = QStringLiteral("PropertiesChanged"),
+                                    .first = kInterface}};
+    const char* const slot = SLOT(ask());
+    for (const auto& [interface, signal, first] : sources) {
+        if (on)
+            m_bus.connect(m_shell, kPath, interface, signal, {first}, {}, this, slot);
+        else
+            m_bus.disconnect(m_shell, kPath, interface, signal, {first}, {}, this, slot);
+    }
 }
 
 void ExtensionQuestion::ask()
 {
     // What is asked now may be outdated when it is answered.
-    m_isDue = m_information || m_switch;
+    m_isDue = m_information || m_switch || m_pause.isActive();
     if (m_isDue)
         return;
+    m_pause.start(kShortestPause);
     QDBusMessage information = QDBusMessage::createMethodCall(
         m_shell, kPath, kInterface, QStringLiteral("GetExtensionInfo"));
     information.setArguments({extensionUuid()});

@@ -8,6 +8,7 @@
 #include <QDBusMessage>
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 #include <memory>
 
@@ -22,7 +23,7 @@ class ExtensionQuestion final : public QObject
     Q_OBJECT
 
 public:
-    explicit ExtensionQuestion(const QDBusConnection& bus);
+    explicit ExtensionQuestion(QDBusConnection bus);
     ExtensionQuestion(const ExtensionQuestion&) = delete;
     ExtensionQuestion& operator=(const ExtensionQuestion&) = delete;
     ~ExtensionQuestion() override;
@@ -50,6 +51,7 @@ private:
     QString m_shell;
     Call m_information;
     Call m_switch;
+    QTimer m_pause; ///< while it runs, nothing is asked
     ExtensionState m_state = ExtensionState::Unknown;
     bool m_isDue = false;
 };
