@@ -31,16 +31,14 @@ packages() {
             "$qml" libsimdjson-dev libglib2.0-dev \
             libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev \
-            libwayland-dev libwayland-bin plasma-wayland-protocols
+            libwayland-dev libwayland-bin plasma-wayland-protocols libdbus-1-dev
         ;;
     run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh gnome-keyring scrot fonts-noto-color-emoji ;;
     test)
         echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils xdg-utils \
             fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev \
-            sway xwayland wtype weston qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux
-            kwin-wayland kwin-x11 plasma-wayland-protocols libwayland-dev libwayland-bin qt6-wayland xwayland \
-            python3-gi gir1.2-gtk-3.0
-            gnome-shell libgl1-mesa-dri gjs libglib2.0-dev-bin qt6-wayland python3-gi gir1.2-gtk-3.0
+            sway xwayland wtype weston kwin-wayland kwin-x11 gnome-shell libgl1-mesa-dri gjs libglib2.0-dev-bin \
+            qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux x11-xserver-utils chromium firefox-esr epiphany-browser
         ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;

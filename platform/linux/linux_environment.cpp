@@ -2,10 +2,19 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/linux_environment.h"
 
+#include "platform/linux/atspi/accessibility_bus.h"
+#include "platform/linux/atspi/accessible_front_window.h"
+#include "platform/linux/browsers/browser_reports.h"
+#include "platform/linux/browsers/browser_script_runner.h"
+#include "platform/linux/browsers/identifier_dialects.h"
+#include "platform/linux/browsers/support_files.h"
 #include "platform/linux/dbus/bus_connection.h"
 #include "platform/linux/desktop/idle_choice.h"
 #include "platform/linux/desktop/session_lock.h"
 #include "platform/linux/desktop/window_choice.h"
+#include "platform/linux/gnome/gnome_front_window.h"
+#include "platform/linux/gnome/mutter_idle_time.h"
+#include "platform/linux/kwin/kwin_front_window.h"
 #include "platform/linux/posix/background_priority.h"
 #include "platform/linux/posix/posix_atomic_file.h"
 #include "platform/linux/posix/stdout_diagnostics.h"
@@ -14,6 +23,9 @@
 #include "platform/linux/qt/qt_repeating_timers.h"
 #include "platform/linux/qt/settings_file_defaults.h"
 #include "platform/linux/secrets/libsecret_store.h"
+#include "platform/linux/wayland/toplevel_windows.h"
+#include "platform/linux/wayland/wayland_connection.h"
+#include "platform/linux/wayland/wayland_idle_time.h"
 #include "platform/linux/x11/x11_connection.h"
 #include "platform/linux/x11/x11_frontmost_application.h"
 #include "platform/linux/x11/x11_idle_time.h"
@@ -22,9 +34,10 @@
 #include "platform/linux/xdg/application_names.h"
 #include "platform/linux/xdg/base_directories.h"
 #include "platform/linux/xdg/desktop_entry_folders.h"
-#include "platform/script_runner.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QProcessEnvironment>
 
 #include <cmath>
@@ -58,6 +71,31 @@ struct X11Desktop
     x11::X11WindowTitle windowTitle;
 };
 
+/// What the Wayland desktops tell, each in its way.
+struct WaylandDesktop
+{
+    WaylandDesktop(std::unique_ptr<wayland::WaylandConnection> connected,
+                   const QDBusConnection& sessionBus,
+                   atspi::AccessibilityBus& accessibility)
+        : connection(std::move(connected))
+        , toplevels(*connection, qEnvironmentVariable("SWAYSOCK"))
+        , kwin(sessionBus)
+        , gnome(sessionBus)
+        , accessible(accessibility)
+        , idleTime(*connection)
+        , mutterIdleTime(sessionBus)
+    {
+    }
+
+    std::unique_ptr<wayland::WaylandConnection> connection;
+    wayland::ToplevelWindows toplevels;
+    kwin::KWinFrontWindow kwin;
+    gnome::GnomeFrontWindow gnome;
+    atspi::AccessibleFrontWindow accessible;
+    wayland::WaylandIdleTime idleTime;
+    gnome::MutterIdleTime mutterIdleTime;
+};
+
 QString found(bool is)
 {
     return is ? QStringLiteral("found") : QStringLiteral("not found");
@@ -75,14 +113,12 @@ Outcome checkDisplayName()
     return Error{QStringLiteral("there is no display: neither DISPLAY nor WAYLAND_DISPLAY is set")};
 }
 
-class NoScriptRunner final : public ScriptRunner
+/// The native host that browsers start is beside this program.
+QString browserHost()
 {
-public:
-    [[nodiscard]] Result<std::optional<QString>> run(QStringView /*source*/) override
-    {
-        return Error{QStringLiteral("no browser is connected")};
-    }
-};
+    return QFileInfo(QCoreApplication::applicationDirPath()).canonicalFilePath() + u'/' +
+           browsers::hostExecutableName();
+}
 
 /// Where the settings are kept; empty when the system names no folder for them.
 QString defaultsFile()
@@ -104,17 +140,25 @@ struct LinuxEnvironment::Backends
 
     /// The X server of an X11 session.
     [[nodiscard]] Outcome openX11();
-    void openWayland();
+    /// The compositor of a Wayland session.
+    [[nodiscard]] Outcome openWayland();
     [[nodiscard]] Environment facilities();
+
+    /// The window of the application that was answered last.
+    [[nodiscard]] std::optional<browsers::FrontBrowser> browserInFront() const;
 
     QDBusConnection sessionBus;
     QDBusConnection systemBus;
+    atspi::AccessibilityBus accessibility{sessionBus};
     xdg::ApplicationNames names{xdg::desktopEntryFolders(QProcessEnvironment::systemEnvironment())};
     std::optional<X11Desktop> x11;
+    std::optional<WaylandDesktop> wayland;
     desktop::WindowChoice windows{names};
     desktop::IdleChoice idleTime;
     desktop::SessionLock lock{sessionBus, systemBus};
-    NoScriptRunner scriptRunner;
+    browsers::BrowserReports browserReports{sessionBus, browserHost()};
+    browsers::BrowserScriptRunner scriptRunner{[this] { return browserInFront(); },
+                                               {&browserReports}};
     qt::QtRepeatingTimers repeatingTimers;
     posix::SystemClock clock;
     posix::StdoutDiagnostics diagnostics;
@@ -139,8 +183,21 @@ Outcome LinuxEnvironment::Backends::openX11()
     return success();
 }
 
-void LinuxEnvironment::Backends::openWayland()
+Outcome LinuxEnvironment::Backends::openWayland()
 {
+    auto connection = wayland::WaylandConnection::open();
+    if (!connection)
+        return connection.error();
+    wayland.emplace(std::move(connection).value(), sessionBus, accessibility);
+    windows.add(wayland->toplevels);
+    windows.add(wayland->kwin);
+    windows.add(wayland->gnome);
+    windows.add(
+        wayland->accessible,
+        QStringLiteral("This desktop does not tell which window is in front; only windows of "
+                       "programs that speak to assistive ones are recorded."));
+    idleTime.add(wayland->idleTime);
+    idleTime.add(wayland->mutterIdleTime);
     // Not asked before everything else has failed: asking starts the X server on many desktops.
     // Its idle time is that of X programs and never taken.
     windows.setLastResort(
@@ -148,13 +205,29 @@ void LinuxEnvironment::Backends::openWayland()
         QStringLiteral("This desktop does not tell which window is in front; only windows of X11 "
                        "programs are recorded."),
         [this]() -> std::optional<desktop::WindowBackend> {
-            auto connection = x11::X11Connection::open();
-            if (!connection)
+            auto server = x11::X11Connection::open();
+            if (!server)
                 return std::nullopt;
-            x11.emplace(std::move(connection).value(), names);
+            x11.emplace(std::move(server).value(), names);
             return desktop::WindowBackend{.application = &x11->frontmostApplication,
                                           .title = &x11->windowTitle};
         });
+    return success();
+}
+
+std::optional<browsers::FrontBrowser> LinuxEnvironment::Backends::browserInFront() const
+{
+    const auto& latest = windows.latest();
+    if (!latest)
+        return std::nullopt;
+    const Application& application = latest->application;
+    const auto family = browsers::familyOf(application.bundleIdentifier.value_or(QString()));
+    if (!family)
+        return std::nullopt;
+    return browsers::FrontBrowser{.family = *family,
+                                  .processIdentifier = application.processIdentifier,
+                                  .windowTitle = latest->title,
+                                  .window = application.window};
 }
 
 Environment LinuxEnvironment::Backends::facilities()
@@ -182,25 +255,30 @@ LinuxEnvironment::create(const QDBusConnection& sessionBus)
     if (const Outcome named = checkDisplayName(); !named)
         return named.error();
     auto backends = std::make_unique<Backends>(sessionBus);
-    if (isWayland()) {
-        backends->openWayland();
-    } else if (const Outcome opened = backends->openX11(); !opened) {
+    const Outcome opened = isWayland() ? backends->openWayland() : backends->openX11();
+    if (!opened)
         return opened.error();
-    }
     return std::unique_ptr<LinuxEnvironment>(new LinuxEnvironment(std::move(backends)));
 }
 
 Outcome LinuxEnvironment::checkDisplay()
 {
     const Outcome named = checkDisplayName();
-    return !named || isWayland() ? named : x11::X11Connection::check();
+    if (!named)
+        return named;
+    return isWayland() ? wayland::WaylandConnection::check() : x11::X11Connection::check();
 }
 
 LinuxEnvironment::LinuxEnvironment(std::unique_ptr<Backends> backends)
     : m_backends(std::move(backends))
     , m_facilities(m_backends->facilities())
 {
-    if (!isWayland()) {
+    if (m_backends->wayland) {
+        connect(m_backends->wayland->connection.get(),
+                &wayland::WaylandConnection::lost,
+                this,
+                &LinuxEnvironment::sessionEnded);
+    } else {
         connect(m_backends->x11->connection.get(),
                 &x11::X11Connection::lost,
                 this,
@@ -289,7 +367,7 @@ QStringList LinuxEnvironment::report() const
         add("its window title",
             found(m_facilities.windowTitle.focusedWindowTitle(*application).has_value()));
     }
-    add("page addresses", QStringLiteral("none"));
+    add("page addresses", m_backends->browserReports.state());
     return lines;
 }
 

@@ -37,10 +37,19 @@ platform::Outcome TestWindow::open(const QProcessEnvironment& environment,
     QStringList arguments{identifier};
     if (title)
         arguments.append(*title);
-    const bool isQt = m_toolkit == Toolkit::Qt;
-    if (!isQt)
+    QString program;
+    switch (m_toolkit) {
+    case Toolkit::Qt:
+        program = QStringLiteral(QT_WINDOW_EXECUTABLE);
+        break;
+    case Toolkit::QtWidgets:
+        program = QStringLiteral(QT_WIDGET_WINDOW_EXECUTABLE);
+        break;
+    case Toolkit::Gtk:
+        program = python();
         arguments.prepend(QStringLiteral(GTK_WINDOW_SCRIPT));
-    const QString program = isQt ? QStringLiteral(QT_WINDOW_EXECUTABLE) : python();
+        break;
+    }
     if (const auto started = m_program.start(program, arguments, environment); !started)
         return started;
     return waitFor("shown", kTimeToAnswer);

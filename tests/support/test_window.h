@@ -20,7 +20,11 @@ namespace support {
 class TestWindow final
 {
 public:
-    enum class Toolkit : std::uint8_t { Qt, Gtk };
+    enum class Toolkit : std::uint8_t {
+        Qt,
+        Gtk,
+        QtWidgets, ///< Assistive programs see it, as they see Gtk. Knows no changeTitles().
+    };
 
     explicit TestWindow(Toolkit toolkit = Toolkit::Qt);
 

@@ -6,6 +6,7 @@
 #include "tests/support/agent.h"
 #include "tests/support/keyring.h"
 #include "tests/support/required_programs.h"
+#include "tests/system/verify_outcome.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,12 +18,6 @@ using support::TestWindow;
 namespace recording {
 
 namespace {
-
-#define SUCCEEDS(outcome)                                                                          \
-    do {                                                                                           \
-        const platform::Outcome result = (outcome);                                                \
-        QVERIFY2(result, result ? "" : qPrintable(result.error().text));                           \
-    } while (false)
 
 const QString kQt = QStringLiteral("recorded.qt");
 const QString kGtk = QStringLiteral("recorded.gtk");
@@ -76,7 +71,7 @@ void DesktopRecording::initTestCase()
 {
     m_session = makeSession();
     REQUIRE_PROGRAMS(m_session->programs() + support::Keyring::programs());
-    SUCCEEDS(m_session->start());
+    VERIFY_OUTCOME(m_session->start());
     enter(m_session->environment());
     const QString dataHome = qEnvironmentVariable("XDG_DATA_HOME");
     QVERIFY(install(dataHome, kQt, QStringLiteral("Fenster")));
@@ -100,8 +95,8 @@ void DesktopRecording::init()
     QString problem;
     m_recorder = Recorder::start(problem);
     QVERIFY2(m_recorder, qPrintable(problem));
-    SUCCEEDS(m_session->focus(*m_qt));
-    SUCCEEDS(m_qt->setTitle(QStringLiteral("start")));
+    VERIFY_OUTCOME(m_session->focus(*m_qt));
+    VERIFY_OUTCOME(m_qt->setTitle(QStringLiteral("start")));
     QTRY_COMPARE_WITH_TIMEOUT(m_recorder->front(), QStringLiteral("Fenster | start"), 10000);
 }
 
@@ -126,9 +121,9 @@ void DesktopRecording::twentyChangesAreRecordedExactly()
         const bool isQt = change % 4 < 2;
         TestWindow& window = isQt ? *m_qt : *m_gtk;
         const QString title = QStringLiteral("Grüße %1 – 😀").arg(change);
-        SUCCEEDS(window.setTitle(title));
+        VERIFY_OUTCOME(window.setTitle(title));
         if (change % 2 == 0)
-            SUCCEEDS(m_session->focus(window));
+            VERIFY_OUTCOME(m_session->focus(window));
         const QString now = (isQt ? QStringLiteral("Fenster") : QStringLiteral("Window & Co")) +
                             QLatin1StringView(" | ") + title;
         // On the way there is nothing but what was and what is: no window that never was in front.
@@ -153,29 +148,29 @@ void DesktopRecording::anEmptyWorkspaceGivesNoSample()
 {
     m_recorder->tick();
     const QStringList before = m_recorder->records();
-    SUCCEEDS(m_session->showEmptyWorkspace());
+    VERIFY_OUTCOME(m_session->showEmptyWorkspace());
     QTRY_COMPARE(m_recorder->front(), kNone);
     m_recorder->tick();
     QCOMPARE(m_recorder->records(), before);
-    SUCCEEDS(m_session->showFirstWorkspace());
-    SUCCEEDS(m_session->focus(*m_gtk));
+    VERIFY_OUTCOME(m_session->showFirstWorkspace());
+    VERIFY_OUTCOME(m_session->focus(*m_gtk));
     QTRY_COMPARE(m_recorder->front().section(u'|', 0, 0), QStringLiteral("Window & Co "));
 }
 
 void DesktopRecording::idleTimeCountsUpAndInputResetsIt()
 {
-    SUCCEEDS(m_session->makeInput());
+    VERIFY_OUTCOME(m_session->makeInput());
     QTRY_VERIFY(m_recorder->idleSeconds() < 1);
     QTRY_VERIFY(m_recorder->idleSeconds() >= 2);
     const double before = m_recorder->idleSeconds();
     QVERIFY2(before < 4, qPrintable(QString::number(before)));
-    SUCCEEDS(m_session->makeInput());
+    VERIFY_OUTCOME(m_session->makeInput());
     QTRY_VERIFY(m_recorder->idleSeconds() < 2);
 }
 
 void DesktopRecording::aFloodOfTitlesEndsWithTheLastOne()
 {
-    SUCCEEDS(m_qt->changeTitles(QStringLiteral("flood"), 2000, std::chrono::seconds(2)));
+    VERIFY_OUTCOME(m_qt->changeTitles(QStringLiteral("flood"), 2000, std::chrono::seconds(2)));
     QTRY_COMPARE(m_recorder->front(), QStringLiteral("Fenster | flood 2000"));
 }
 
@@ -210,19 +205,19 @@ platform::Outcome signIn(support::Keyring& keyring, const QProcessEnvironment& d
 void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
 {
     m_recorder.reset(); // it owns the name
-    SUCCEEDS(m_qt->setTitle(QStringLiteral("to the end")));
+    VERIFY_OUTCOME(m_qt->setTitle(QStringLiteral("to the end")));
     const QString shown = QStringLiteral("Fenster | to the end");
     support::Keyring keyring;
-    SUCCEEDS(signIn(keyring, m_session->environment()));
+    VERIFY_OUTCOME(signIn(keyring, m_session->environment()));
     support::Agent agent(m_session->environment());
-    SUCCEEDS(agent.start());
+    VERIFY_OUTCOME(agent.start());
     // The dashboard opens and takes the focus.
     const auto isDashboardInFront = [&agent] {
         return agent.lines().join(u'\n').contains(QStringLiteral(" | Dashboard | --"));
     };
     QTRY_VERIFY2_WITH_TIMEOUT(
         isDashboardInFront(), qPrintable(agent.lines().join(u'\n') + agent.complaints()), 20000);
-    SUCCEEDS(m_session->focus(*m_qt));
+    VERIFY_OUTCOME(m_session->focus(*m_qt));
     QTRY_VERIFY_WITH_TIMEOUT(ticksIn(agent.lines()).count(shown) >= 2, 20000);
     m_session->killDisplay();
     QCOMPARE(agent.waitForEnd(), std::optional(EXIT_FAILURE));
@@ -236,21 +231,22 @@ void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
 
     // The next session goes on where this one ended.
     const auto next = makeSession();
-    SUCCEEDS(next->start());
+    VERIFY_OUTCOME(next->start());
     QProcessEnvironment environment = next->environment();
     environment.insert(QStringLiteral("XDG_DATA_HOME"), qEnvironmentVariable("XDG_DATA_HOME"));
     TestWindow window;
-    SUCCEEDS(window.open(next->environment(), kQt, QStringLiteral("again")));
+    VERIFY_OUTCOME(window.open(next->environment(), kQt, QStringLiteral("again")));
     support::Keyring nextKeyring;
-    SUCCEEDS(signIn(nextKeyring, environment));
+    VERIFY_OUTCOME(signIn(nextKeyring, environment));
     support::Agent again(environment);
     const QStringList kept = recordsIn(agent.dataFile());
-    SUCCEEDS(again.start());
+    VERIFY_OUTCOME(again.start());
     QTRY_VERIFY_WITH_TIMEOUT(!ticksIn(again.lines()).isEmpty(), 20000);
-    SUCCEEDS(next->focus(window));
+    VERIFY_OUTCOME(next->focus(window));
     QTRY_VERIFY_WITH_TIMEOUT(ticksIn(again.lines()).contains(QStringLiteral("Fenster | again")),
                              20000);
-    QCOMPARE(again.end(), std::optional(EXIT_SUCCESS));
+    const std::optional<int> code = again.end();
+    QVERIFY2(code == EXIT_SUCCESS, qPrintable(again.complaints()));
     QCOMPARE(recordsIn(again.dataFile()), kept + ticksIn(again.lines()));
 }
 

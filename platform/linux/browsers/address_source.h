@@ -22,6 +22,8 @@ struct FrontBrowser
     /// 0 when the desktop does not tell.
     std::int32_t processIdentifier = 0;
     QString windowTitle;
+    /// Tells windows apart, 0 when the desktop does not.
+    std::uint64_t window = 0;
 
     bool operator==(const FrontBrowser&) const = default;
 };

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/desktop/window_choice.h"
 
+#include "platform/linux/browsers/identifier_dialects.h"
 #include "platform/linux/desktop/reported_windows.h"
 
 #include <QStringList>
@@ -107,16 +108,26 @@ void WindowChoice::choose()
 
 std::optional<Application> WindowChoice::frontmostApplication()
 {
+    m_latest.reset();
     if (m_isLocked || m_chosen.application == nullptr)
         return std::nullopt;
-    return m_chosen.application->frontmostApplication();
+    std::optional<Application> front = m_chosen.application->frontmostApplication();
+    if (!front)
+        return std::nullopt;
+    if (front->bundleIdentifier)
+        front->bundleIdentifier = browsers::withDialect(*front->bundleIdentifier);
+    m_latest = {.application = *front, .title = QString()};
+    return front;
 }
 
 std::optional<QString> WindowChoice::focusedWindowTitle(const Application& application)
 {
     if (m_isLocked || m_chosen.title == nullptr)
         return std::nullopt;
-    return m_chosen.title->focusedWindowTitle(application);
+    std::optional<QString> title = m_chosen.title->focusedWindowTitle(application);
+    if (m_latest && m_latest->application == application)
+        m_latest->title = title.value_or(QString());
+    return title;
 }
 
 } // namespace platform::desktop

@@ -64,9 +64,19 @@ public:
     /// everything is seen and while that is being found out.
     [[nodiscard]] QString notice() const;
 
+    /// As in the interface; a browser's identifier carries the dialect that it answers to.
     [[nodiscard]] std::optional<Application> frontmostApplication() override;
     [[nodiscard]] std::optional<QString>
     focusedWindowTitle(const Application& application) override;
+
+    /// What was answered last: the application, with its window's title if that was asked for, too.
+    struct Answer
+    {
+        Application application;
+        QString title;
+    };
+
+    [[nodiscard]] const std::optional<Answer>& latest() const { return m_latest; }
 
 Q_SIGNALS:
     /// Something else answers now, or the notice may be another one.
@@ -87,6 +97,7 @@ private:
     WindowBackend m_chosen;
     QString m_chosenName;
     QString m_limitation;
+    std::optional<Answer> m_latest;
     bool m_isLocked = false;
 };
 

@@ -30,8 +30,8 @@ SwayIpc::SwayIpc(QString path)
     connect(&m_retry, &QTimer::timeout, this, &SwayIpc::connectToSway);
     connect(&m_socket, &QLocalSocket::connected, this, &SwayIpc::greet);
     connect(&m_socket, &QLocalSocket::readyRead, this, &SwayIpc::readSocket);
-    connect(&m_socket, &QLocalSocket::disconnected, this, &SwayIpc::noteEnd);
-    connect(&m_socket, &QLocalSocket::errorOccurred, this, &SwayIpc::noteEnd);
+    // Of the end of a connection as of one that cannot be made.
+    connect(&m_socket, &QLocalSocket::stateChanged, this, &SwayIpc::noteEnd);
     connectToSway();
 }
 
@@ -77,7 +77,7 @@ void SwayIpc::askIfNeeded()
 
 void SwayIpc::noteEnd()
 {
-    if (m_socket.state() != QLocalSocket::UnconnectedState || m_retry.isActive())
+    if (m_socket.state() != QLocalSocket::UnconnectedState)
         return;
     if (m_connected.isValid() && m_connected.hasExpired(kGoodTime.count()))
         m_pause = kShortestPause;

@@ -97,7 +97,7 @@ int WaylandDisplay::descriptor() const
     return wl_display_get_fd(get());
 }
 
-bool WaylandDisplay::read()
+bool WaylandDisplay::read() const
 {
     while (wl_display_prepare_read(get()) != 0) {
         if (wl_display_dispatch_pending(get()) < 0)
@@ -106,14 +106,14 @@ bool WaylandDisplay::read()
     return wl_display_read_events(get()) == 0 && wl_display_dispatch_pending(get()) >= 0;
 }
 
-WaylandDisplay::Sent WaylandDisplay::flush()
+WaylandDisplay::Sent WaylandDisplay::flush() const
 {
     if (wl_display_flush(get()) >= 0)
         return Sent::All;
     return errno == EAGAIN ? Sent::Partly : Sent::Lost;
 }
 
-Outcome WaylandDisplay::roundTrip(const QDeadlineTimer& deadline)
+Outcome WaylandDisplay::roundTrip(const QDeadlineTimer& deadline) const
 {
     bool done = false;
     wl_callback* const callback = wl_display_sync(get());
@@ -122,19 +122,18 @@ Outcome WaylandDisplay::roundTrip(const QDeadlineTimer& deadline)
             *static_cast<bool*>(data) = true;
         }};
     wl_callback_add_listener(callback, &listener, &done);
-    std::optional<Error> failure;
-    while (!done && !failure) {
-        if (flush() == Sent::Lost)
-            failure = cannotConnect(m_name, QStringLiteral("it has gone"));
-        else if (deadline.hasExpired() || !waitForData(deadline))
-            failure = cannotConnect(m_name, QStringLiteral("it does not answer"));
-        else if (!read())
-            failure = cannotConnect(m_name, QStringLiteral("it has gone"));
+    bool hasGone = false;
+    bool isSilent = false;
+    while (!done && !hasGone && !isSilent) {
+        hasGone = flush() == Sent::Lost;
+        isSilent = deadline.hasExpired() || !waitForData(deadline);
+        hasGone |= !isSilent && !read();
     }
     wl_callback_destroy(callback);
-    if (failure)
-        return *failure;
-    return success();
+    if (done)
+        return success();
+    return cannotConnect(
+        m_name, hasGone ? QStringLiteral("it has gone") : QStringLiteral("it does not answer"));
 }
 
 /// Waits until the compositor has sent something or gone; false when it does neither.

@@ -46,14 +46,14 @@ public:
 
     /// Takes what has arrived, a few kilobytes at most, and hands it to the listeners. False when
     /// the compositor has gone or broken the protocol. Never blocks.
-    [[nodiscard]] bool read();
+    [[nodiscard]] bool read() const;
 
     /// Sends what is still to be sent. Never blocks.
-    [[nodiscard]] Sent flush();
+    [[nodiscard]] Sent flush() const;
 
     /// Waits until the compositor has answered all requests so far, and hands what it sent to the
     /// listeners. Fails when it goes, breaks the protocol or does not answer before `deadline`.
-    [[nodiscard]] Outcome roundTrip(const QDeadlineTimer& deadline);
+    [[nodiscard]] Outcome roundTrip(const QDeadlineTimer& deadline) const;
 
 private:
     struct Disconnect

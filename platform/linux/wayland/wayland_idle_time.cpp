@@ -81,7 +81,7 @@ QString WaylandIdleTime::name() const
     const bool isKde = m_choice && m_choice->protocol == Protocol::KdeIdle;
     const wl_interface& interface =
         isKde ? org_kde_kwin_idle_interface : ext_idle_notifier_v1_interface;
-    const QString protocol = QString::fromLatin1(interface.name);
+    QString protocol = QString::fromLatin1(interface.name);
     if (!m_choice)
         return protocol;
     return QStringLiteral("%1, version %2")

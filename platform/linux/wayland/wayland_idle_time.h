@@ -68,8 +68,8 @@ private:
     [[nodiscard]] std::optional<Choice> choose() const;
     void followGlobals();
     void ask(const Choice& choice);
-    void askExtIdleNotify(const WaylandGlobal& notifier);
-    void askKdeIdle(const WaylandGlobal& notifier);
+    void askExtIdleNotify(const WaylandGlobal& global);
+    void askKdeIdle(const WaylandGlobal& global);
     void release();
     void noteLoss();
 

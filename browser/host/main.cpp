@@ -1,0 +1,130 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+// What a browser starts for the extension and talks to over standard input. It hands the reports on
+// and says nothing to the browser.
+#include "browser/host/message_reader.h"
+#include "browser/host/report.h"
+#include "browser/host/session_bus.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <poll.h>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+namespace {
+
+using browser::MessageReader;
+using browser::Report;
+using browser::ReportDecoder;
+using browser::SessionBus;
+
+/// How long a bus may take to let us in; a hanging one would keep us after the browser's end.
+constexpr unsigned kSecondsToConnect = 10;
+constexpr std::size_t kBytesAtOnce = std::size_t{8} * 1024;
+
+enum class Input : std::uint8_t { Open, Ended, Faulty };
+
+void complain(const std::string& text)
+{
+    std::fprintf(stderr, "velomira-browser-host: %s\n", text.c_str());
+}
+
+/// Everything that the reader holds; only the last report counts.
+Input takeMessages(MessageReader& reader, ReportDecoder& decoder, std::optional<Report>& latest)
+{
+    for (;;) {
+        switch (reader.next()) {
+        case MessageReader::State::Incomplete:
+            return Input::Open;
+        case MessageReader::State::TooLong:
+            complain("a message is longer than 64 KiB");
+            return Input::Faulty;
+        case MessageReader::State::Message:
+            latest = decoder.decode(reader.message());
+            if (!latest) {
+                complain("a message is not a report");
+                return Input::Faulty;
+            }
+        }
+    }
+}
+
+Input readInput(MessageReader& reader, ReportDecoder& decoder, SessionBus& bus)
+{
+    std::array<char, kBytesAtOnce> bytes{};
+    const ssize_t count = ::read(STDIN_FILENO, bytes.data(), bytes.size());
+    if (count < 0 && (errno == EINTR || errno == EAGAIN))
+        return Input::Open;
+    if (count < 0) {
+        complain("standard input cannot be read");
+        return Input::Faulty;
+    }
+    if (count == 0 && reader.isInMessage()) {
+        complain("the last message lacks its end");
+        return Input::Faulty;
+    }
+    if (count == 0)
+        return Input::Ended;
+    reader.append({bytes.data(), static_cast<std::size_t>(count)});
+    std::optional<Report> latest;
+    const Input input = takeMessages(reader, decoder, latest);
+    if (latest)
+        bus.tell(*latest);
+    return input;
+}
+
+int run(SessionBus& bus)
+{
+    MessageReader reader;
+    ReportDecoder decoder;
+    for (;;) {
+        const short events = bus.isSending() ? POLLIN | POLLOUT : POLLIN;
+        std::array<pollfd, 2> polled{{{STDIN_FILENO, POLLIN, 0}, {bus.descriptor(), events, 0}}};
+        if (::poll(polled.data(), polled.size(), -1) < 0 && errno != EINTR)
+            return EXIT_FAILURE;
+        if (polled[0].revents != 0) {
+            const Input input = readInput(reader, decoder, bus);
+            if (input != Input::Open)
+                return input == Input::Ended ? EXIT_SUCCESS : EXIT_FAILURE;
+        }
+        if (!bus.work()) {
+            complain("the session bus went away");
+            return EXIT_FAILURE;
+        }
+    }
+}
+
+/// By what browsers pass: the family of Chromium the extension's origin, Firefox the path of the
+/// manifest and the extension's id.
+std::string familyBy(std::string_view argument)
+{
+    if (argument.starts_with("chrome-extension://"))
+        return "chromium";
+    return argument.starts_with('/') ? "firefox" : "";
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const std::string family = argc > 1 ? familyBy(argv[1]) : "";
+    if (family.empty()) {
+        complain("this program is started by a browser, for the extension of the usage monitor");
+        return EXIT_FAILURE;
+    }
+    SessionBus bus(family);
+    ::alarm(kSecondsToConnect);
+    const std::string problem = bus.connect();
+    ::alarm(0);
+    if (!problem.empty()) {
+        complain(problem);
+        return EXIT_FAILURE;
+    }
+    return run(bus);
+}

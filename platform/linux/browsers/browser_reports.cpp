@@ -1,0 +1,229 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/browsers/browser_reports.h"
+
+#include "platform/linux/browsers/page_title.h"
+
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <utility>
+
+namespace platform::browsers {
+
+namespace {
+
+constexpr int kTimeToNameAProcessMs = 1000;
+
+QString objectPath()
+{
+    return QStringLiteral("/com/velomira/UsageMonitor/Browsers");
+}
+
+std::optional<Family> familyNamed(const QString& name)
+{
+    if (name == QLatin1StringView("chromium"))
+        return Family::Chromium;
+    return name == QLatin1StringView("firefox") ? std::optional(Family::Other) : std::nullopt;
+}
+
+/// The extension tells only such addresses, and none for everything else.
+bool isTellable(const QString& address)
+{
+    return address.isEmpty() || address.startsWith(QLatin1StringView("https:")) ||
+           address.startsWith(QLatin1StringView("http:")) ||
+           address.startsWith(QLatin1StringView("file:"));
+}
+
+} // namespace
+
+BrowserReports::BrowserReports(QDBusConnection bus, QString hostExecutable, QString procFolder)
+    : m_bus(std::move(bus))
+    , m_hostExecutable(std::move(hostExecutable))
+    , m_procFolder(std::move(procFolder))
+{
+    m_watcher.setConnection(m_bus);
+    m_watcher.setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
+    connect(&m_watcher, &QDBusServiceWatcher::serviceUnregistered, this, &BrowserReports::forget);
+    m_bus.connect(QString(),
+                  QStringLiteral("/org/freedesktop/DBus/Local"),
+                  QStringLiteral("org.freedesktop.DBus.Local"),
+                  QStringLiteral("Disconnected"),
+                  this,
+                  SLOT(forgetAll()));
+    m_bus.registerObject(objectPath(),
+                         this,
+                         QDBusConnection::ExportScriptableSlots |
+                             QDBusConnection::ExportScriptableSignals);
+    Q_EMIT Wanted();
+}
+
+BrowserReports::~BrowserReports()
+{
+    m_bus.unregisterObject(objectPath());
+}
+
+std::optional<QString> BrowserReports::addressIn(const FrontBrowser& front)
+{
+    const Host* found = nullptr;
+    bool isOne = true; // only one window has the focus: of two hosts that say so one is behind
+    for (Host& host : m_hosts) {
+        if (!speaksFor(host, front) || looksBehind(host, front) || !host.isFocused)
+            continue;
+        isOne = isOne && found == nullptr;
+        found = &host;
+    }
+    if (found == nullptr || !isOne || found->address.isEmpty() ||
+        !isWindowOfPage(front.windowTitle, found->title, front.family))
+        return std::nullopt;
+    return found->address;
+}
+
+bool BrowserReports::speaksFor(const Host& host, const FrontBrowser& front) const
+{
+    if (host.trust != Trust::Believed || host.family != front.family)
+        return false;
+    const auto isInFront = [this, &front](const ProcessMark& process) {
+        return process.pid == front.processIdentifier && isRunning(process, m_procFolder);
+    };
+    return front.processIdentifier == 0 || std::ranges::any_of(host.process.browser, isInFront);
+}
+
+/// Whether the report may be that of the window that was in front before.
+bool BrowserReports::looksBehind(Host& host, const FrontBrowser& front)
+{
+    if (front.window != host.window)
+        host.reportsBefore = host.reportsSeen;
+    host.window = front.window;
+    host.reportsSeen = host.reports;
+    return front.family == Family::Chromium && front.window != 0 &&
+           host.reports <= host.reportsBefore;
+}
+
+QString BrowserReports::state() const
+{
+    QStringList names;
+    for (const QString& executable : connectedBrowsers())
+        names += QFileInfo(executable).fileName();
+    names.removeDuplicates();
+    names.sort();
+    return names.isEmpty()
+               ? QStringLiteral("extension: no browser is connected")
+               : QStringLiteral("extension: connected to ") + names.join(QLatin1StringView(", "));
+}
+
+QStringList BrowserReports::connectedBrowsers() const
+{
+    QStringList executables;
+    for (const Host& host : m_hosts) {
+        if (host.trust == Trust::Believed)
+            executables += host.process.browserExecutable;
+    }
+    return executables;
+}
+
+void BrowserReports::Report(const QString& family,
+                            const QString& address,
+                            const QString& title,
+                            bool focused)
+{
+    if (!calledFromDBus())
+        return;
+    Host* host = find(message().service());
+    if (host == nullptr)
+        host = welcome(message().service());
+    if (host == nullptr) {
+        sendErrorReply(QDBusError::LimitsExceeded, QStringLiteral("too many callers"));
+        return;
+    }
+    const auto known = familyNamed(family);
+    const bool isSound = known && address.size() <= kLongestText && title.size() <= kLongestText &&
+                         isTellable(address);
+    host->family = known.value_or(Family::Chromium);
+    ++host->reports;
+    host->isFocused = isSound && focused;
+    host->address = isSound ? address : QString();
+    host->title = isSound ? title : QString();
+    if (!isSound)
+        sendErrorReply(QDBusError::InvalidArgs, QStringLiteral("not a report"));
+    else if (host->trust == Trust::Refused)
+        sendErrorReply(QDBusError::AccessDenied, QStringLiteral("not a browser's host"));
+}
+
+BrowserReports::Host* BrowserReports::find(const QString& connection)
+{
+    const auto found = std::ranges::find(m_hosts, connection, &Host::connection);
+    return found == m_hosts.end() ? nullptr : &*found;
+}
+
+/// A place for a new caller, that of the oldest who is not believed when all are taken.
+BrowserReports::Host* BrowserReports::welcome(const QString& connection)
+{
+    if (m_hosts.size() >= kMostHosts) {
+        const auto oldest = std::ranges::find_if(
+            m_hosts, [](const Host& host) { return host.trust == Trust::Refused; });
+        if (oldest == m_hosts.end())
+            return nullptr;
+        forget(QString(oldest->connection));
+    }
+    m_hosts.emplace_back().connection = connection;
+    m_watcher.addWatchedService(connection);
+    askForProcess(connection);
+    return &m_hosts.back();
+}
+
+void BrowserReports::askForProcess(const QString& connection)
+{
+    QDBusMessage question =
+        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                       QStringLiteral("/org/freedesktop/DBus"),
+                                       QStringLiteral("org.freedesktop.DBus"),
+                                       QStringLiteral("GetConnectionUnixProcessID"));
+    question << connection;
+    auto* const watcher =
+        new QDBusPendingCallWatcher(m_bus.asyncCall(question, kTimeToNameAProcessMs), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, connection] {
+        const QDBusPendingReply<uint> reply = *watcher;
+        watcher->deleteLater();
+        identify(connection, reply.isValid() ? static_cast<std::int32_t>(reply.value()) : 0);
+    });
+}
+
+void BrowserReports::identify(const QString& connection, std::int32_t pid)
+{
+    Host* const host = find(connection);
+    if (host == nullptr)
+        return;
+    const auto process = readBrowserChild(pid, m_procFolder);
+    if (!process || process->executable != m_hostExecutable) {
+        host->trust = Trust::Refused;
+        return;
+    }
+    host->process = *process;
+    host->trust = Trust::Believed;
+    Q_EMIT connectedBrowsersChanged();
+}
+
+void BrowserReports::forget(const QString& connection)
+{
+    m_watcher.removeWatchedService(connection);
+    const bool wasBelieved = std::ranges::any_of(m_hosts, [&](const Host& host) {
+        return host.connection == connection && host.trust == Trust::Believed;
+    });
+    std::erase_if(m_hosts, [&](const Host& host) { return host.connection == connection; });
+    if (wasBelieved)
+        Q_EMIT connectedBrowsersChanged();
+}
+
+void BrowserReports::forgetAll()
+{
+    m_hosts.clear();
+    m_watcher.setWatchedServices({});
+    Q_EMIT connectedBrowsersChanged();
+}
+
+} // namespace platform::browsers

@@ -1,0 +1,114 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/browsers/address_source.h"
+#include "platform/linux/browsers/browser_process.h"
+
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QDBusServiceWatcher>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace platform::browsers {
+
+/// What browsers tell by our extension and the native host that they start for it: the object
+/// /com/velomira/UsageMonitor/Browsers on the session bus, interface
+/// com.velomira.UsageMonitor.Browsers1. Only processes that run our host's executable are believed,
+/// and each only about the browser that is its parent, because anybody may call.
+///
+/// Where the desktop tells no process, an address is known only if exactly one browser of the
+/// family tells that it has the focus.
+///
+/// The private windows of Chromium have titles like all others, and it takes Chromium some
+/// hundredths of a second to tell that such a window is in front. So when another of its windows
+/// is in front than at the last look, what Chromium told before that look counts no more: it tells
+/// anew whenever the focus changes.
+/// Main thread, with an event loop. Nothing waits; a caller's process is looked up at its first
+/// call.
+class BrowserReports final : public QObject, public AddressSource, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.velomira.UsageMonitor.Browsers1")
+
+public:
+    /// As many hosts are listened to at a time; each profile of a browser has one.
+    static constexpr std::size_t kMostHosts = 64;
+    /// Longer texts are refused, in UTF-16 units.
+    static constexpr qsizetype kLongestText = 8192;
+
+    /// On `bus`, which owns or is going to own the application's name; hosts whose executable has
+    /// the path `hostExecutable` are believed. Asks those that are there for their reports.
+    BrowserReports(QDBusConnection bus,
+                   QString hostExecutable,
+                   QString procFolder = QStringLiteral("/proc"));
+    ~BrowserReports() override;
+
+    [[nodiscard]] std::optional<QString> addressIn(const FrontBrowser& front) override;
+
+    /// "extension: connected to chromium, firefox-esr".
+    [[nodiscard]] QString state() const override;
+
+    /// The executables of the browsers whose hosts are believed, one for each host.
+    [[nodiscard]] QStringList connectedBrowsers() const;
+
+    // NOLINTBEGIN(readability-identifier-naming): the names are those of the interface.
+
+    /// For hosts: the page on show in the window of the browser that has the focus, or that none
+    /// has. `family` is "chromium" or "firefox".
+    Q_SCRIPTABLE Q_SLOT void
+    Report(const QString& family, const QString& address, const QString& title, bool focused);
+
+Q_SIGNALS:
+    /// To hosts: tell the latest once more.
+    Q_SCRIPTABLE void Wanted();
+
+    // NOLINTEND(readability-identifier-naming)
+
+    /// The hosts that are believed are others now.
+    void connectedBrowsersChanged();
+
+private:
+    enum class Trust : std::uint8_t { Asked, Believed, Refused };
+
+    struct Host
+    {
+        QString connection; // its unique name on the bus
+        Trust trust = Trust::Asked;
+        BrowserChild process;
+        Family family = Family::Chromium;
+        // The latest report; the address is empty when nothing is known.
+        bool isFocused = false;
+        QString address;
+        QString title;
+        std::uint64_t reports = 0; // how many have come
+        // At the last look at a window of this browser: which it was, and how many had come. Before
+        // it came to the front: how many had come.
+        std::uint64_t window = 0;
+        std::uint64_t reportsSeen = 0;
+        std::uint64_t reportsBefore = 0;
+    };
+
+    [[nodiscard]] Host* find(const QString& connection);
+    [[nodiscard]] Host* welcome(const QString& connection);
+    void askForProcess(const QString& connection);
+    void identify(const QString& connection, std::int32_t pid);
+    void forget(const QString& connection);
+    Q_SLOT void forgetAll();
+    [[nodiscard]] bool speaksFor(const Host& host, const FrontBrowser& front) const;
+    [[nodiscard]] static bool looksBehind(Host& host, const FrontBrowser& front);
+
+    QDBusConnection m_bus;
+    QString m_hostExecutable;
+    QString m_procFolder;
+    QDBusServiceWatcher m_watcher;
+    std::vector<Host> m_hosts; // in the order of their first calls
+};
+
+} // namespace platform::browsers

@@ -1,0 +1,139 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/browsers/browser_reports.h"
+#include "platform/linux/browsers/identifier_dialects.h"
+#include "platform/linux/browsers/support_files.h"
+#include "platform/linux/dbus/application_call.h"
+#include "tests/support/bus_daemon.h"
+#include "tests/support/headless_x11.h"
+#include "tests/support/page_server.h"
+#include "tests/system/x11_observer.h"
+#include "tests/system/xdotool.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcessEnvironment>
+#include <QTest>
+
+#include <memory>
+#include <optional>
+
+/// A private X11 desktop with a session bus, on which this process is the usage monitor: it owns
+/// the name and listens to browsers. Everything ends with it.
+/// Main thread.
+class BrowserDesktop final
+{
+public:
+    BrowserDesktop() = default;
+    BrowserDesktop(const BrowserDesktop&) = delete;
+    BrowserDesktop& operator=(const BrowserDesktop&) = delete;
+
+    ~BrowserDesktop()
+    {
+        m_reports.reset();
+        QDBusConnection::disconnectFromBus(QStringLiteral("browser-desktop"));
+    }
+
+    [[nodiscard]] platform::Outcome start()
+    {
+        if (const auto started = m_desktop.start(); !started)
+            return started;
+        const QString socket = m_desktop.home() + QLatin1StringView("/runtime/bus");
+        if (const auto started = m_bus.start(socket, m_desktop.environment()); !started)
+            return started;
+        m_connection.emplace(
+            QDBusConnection::connectToBus(m_bus.address(), QStringLiteral("browser-desktop")));
+        if (!m_connection->registerService(platform::dbus::applicationName()))
+            return platform::Error{m_connection->lastError().message()};
+        listen();
+        m_observer =
+            X11Observer::on(m_desktop.display(), {QStringLiteral("/usr/share/applications")});
+        return m_observer ? platform::success() : platform::Error{QStringLiteral("no X11")};
+    }
+
+    /// Begins to listen anew, as after a start of the usage monitor.
+    void listen()
+    {
+        m_reports.reset();
+        m_reports = std::make_unique<platform::browsers::BrowserReports>(
+            *m_connection, QStringLiteral(BROWSER_HOST_EXECUTABLE));
+    }
+
+    [[nodiscard]] QProcessEnvironment environment() const
+    {
+        QProcessEnvironment environment = m_desktop.environment();
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), m_bus.address());
+        return environment;
+    }
+
+    /// Puts the native host's manifest for a family into a folder.
+    [[nodiscard]] static bool addHost(platform::browsers::Family family, const QString& folder)
+    {
+        const auto manifest =
+            platform::browsers::hostManifest(family, QStringLiteral(BROWSER_HOST_EXECUTABLE));
+        QFile file(folder + u'/' + platform::browsers::hostName() + QLatin1StringView(".json"));
+        return manifest && QDir().mkpath(folder) && file.open(QIODevice::WriteOnly) &&
+               file.write(*manifest) == manifest->size();
+    }
+
+    /// Brings a window of front() to the front, as a taskbar does. Returns when it is there.
+    [[nodiscard]] bool activate(quint64 window)
+    {
+        return xdotool(m_desktop, {QStringLiteral("windowactivate"), QString::number(window)}) &&
+               QTest::qWaitFor([this, window] {
+                   const auto now = front();
+                   return now && now->window == window;
+               });
+    }
+
+    /// The browser window in front, as the product sees it.
+    [[nodiscard]] std::optional<platform::browsers::FrontBrowser> front()
+    {
+        const auto application = m_observer->front();
+        if (!application || !application->bundleIdentifier)
+            return std::nullopt;
+        const auto family = platform::browsers::familyOf(*application->bundleIdentifier);
+        if (!family)
+            return std::nullopt;
+        return platform::browsers::FrontBrowser{
+            .family = *family,
+            .processIdentifier = application->processIdentifier,
+            .windowTitle =
+                m_observer->windowTitle.focusedWindowTitle(*application).value_or(QString()),
+            .window = application->window};
+    }
+
+    /// The address that a tick would record now; empty for none.
+    [[nodiscard]] QString address()
+    {
+        const auto window = front();
+        return window ? m_reports->addressIn(*window).value_or(QString()) : QString();
+    }
+
+    [[nodiscard]] QString title()
+    {
+        const auto window = front();
+        return window ? window->windowTitle : QString();
+    }
+
+    [[nodiscard]] support::HeadlessX11& x11() { return m_desktop; }
+
+    [[nodiscard]] support::PageServer& pages() { return m_pages; }
+
+    [[nodiscard]] platform::browsers::BrowserReports& reports() { return *m_reports; }
+
+    [[nodiscard]] X11Observer& observer() { return *m_observer; }
+
+private:
+    support::HeadlessX11 m_desktop;
+    support::BusDaemon m_bus;
+    std::optional<QDBusConnection> m_connection;
+    std::unique_ptr<platform::browsers::BrowserReports> m_reports;
+    std::unique_ptr<X11Observer> m_observer;
+    support::PageServer m_pages;
+};

@@ -1,0 +1,296 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/atspi/accessibility_bus.h"
+#include "platform/linux/atspi/accessible_front_window.h"
+#include "tests/support/accessibility.h"
+#include "tests/support/headless_x11.h"
+#include "tests/support/heartbeat.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/test_window.h"
+#include "tests/system/xdotool.h"
+
+#include <QElapsedTimer>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <chrono>
+#include <csignal>
+#include <ctime>
+#include <memory>
+#include <optional>
+
+using platform::atspi::AccessibilityBus;
+using platform::atspi::AccessibleFrontWindow;
+using platform::desktop::Presence;
+using support::Accessibility;
+using support::HeadlessX11;
+using support::TestWindow;
+
+namespace {
+constexpr int kPatienceMs = 20000;
+} // namespace
+
+class TestAtspiWindows final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        REQUIRE_PROGRAMS(HeadlessX11::programs() + Accessibility::programs() +
+                         TestWindow::programs() + QStringList{u"xdotool"_qs});
+    }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        m_desktop = std::make_unique<HeadlessX11>();
+        m_accessibility = std::make_unique<Accessibility>();
+        check(m_desktop->start());
+        check(m_accessibility->startBus(m_desktop->environment()));
+    }
+
+    void cleanup()
+    {
+        m_source.reset();
+        m_bus.reset();
+        m_accessibility.reset();
+        m_desktop.reset();
+    }
+
+    void whereItIsNotThereNobodyStartsIt()
+    {
+        watch();
+        QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Absent, kPatienceMs);
+        QVERIFY(!m_source->frontWindow());
+        QVERIFY(!m_accessibility->hasService());
+    }
+
+    void whereItIsOffNothingIsAskedAndNothingSwitchedOn()
+    {
+        check(m_accessibility->startService());
+        watch();
+        QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Absent, kPatienceMs);
+        QVERIFY(!m_bus->isOn());
+        QVERIFY(!m_source->advice().isEmpty());
+    }
+
+    void windowsOfBothToolkitsAreFollowed()
+    {
+        switchOn();
+        watch();
+        QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Here, kPatienceMs);
+        TestWindow qt(TestWindow::Toolkit::QtWidgets);
+        TestWindow gtk(TestWindow::Toolkit::Gtk);
+        check(qt.open(environment(), u"qt-one"_qs, u"First"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"First"_qs, kPatienceMs);
+        QCOMPARE(m_source->frontWindow()->processIdentifier, qt.pid());
+        check(gtk.open(environment(), u"gtk-two"_qs, u"Second"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Second"_qs, kPatienceMs);
+        QCOMPARE(m_source->frontWindow()->processIdentifier, gtk.pid());
+        QCOMPARE(m_source->frontWindow()->identifiers, QStringList{u"gtk-two"_qs});
+        const auto before = m_source->frontWindow()->window;
+        focus(u"First"_qs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"First"_qs, kPatienceMs);
+        QVERIFY(m_source->frontWindow()->window != before);
+        focus(u"Second"_qs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Second"_qs, kPatienceMs);
+        gtk.close();
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"First"_qs, kPatienceMs);
+        qt.close();
+        QTRY_VERIFY_WITH_TIMEOUT(!m_source->frontWindow(), kPatienceMs);
+    }
+
+    void aWindowThatIsThereBeforeIsFound()
+    {
+        switchOn();
+        TestWindow qt(TestWindow::Toolkit::QtWidgets);
+        TestWindow gtk(TestWindow::Toolkit::Gtk);
+        check(gtk.open(environment(), u"gtk"_qs, u"Behind"_qs));
+        check(qt.open(environment(), u"qt"_qs, u"In front"_qs));
+        focus(u"In front"_qs);
+        watch();
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"In front"_qs, kPatienceMs);
+    }
+
+    void aChangedTitleIsFollowed_data()
+    {
+        QTest::addColumn<TestWindow::Toolkit>("toolkit");
+        QTest::newRow("Qt") << TestWindow::Toolkit::QtWidgets;
+        QTest::newRow("GTK") << TestWindow::Toolkit::Gtk;
+    }
+
+    void aChangedTitleIsFollowed()
+    {
+        QFETCH(TestWindow::Toolkit, toolkit);
+        switchOn();
+        watch();
+        TestWindow window(toolkit);
+        check(window.open(environment(), u"one"_qs, u"Before"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Before"_qs, kPatienceMs);
+        const auto number = m_source->frontWindow()->window;
+        check(window.setTitle(u"Grüße 🙂"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Grüße 🙂"_qs, kPatienceMs);
+        QCOMPARE(m_source->frontWindow()->window, number);
+        check(window.setTitle(QString()));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"(no title)"_qs, kPatienceMs);
+    }
+
+    void aLongTitleIsCut()
+    {
+        switchOn();
+        watch();
+        TestWindow window(TestWindow::Toolkit::QtWidgets);
+        check(window.open(environment(), u"one"_qs, QString(20'000, u'é')));
+        QTRY_VERIFY_WITH_TIMEOUT(m_source->frontWindow(), kPatienceMs);
+        QCOMPARE(title(), QString(8192, u'é'));
+    }
+
+    void thousandsOfTitlesEndWithTheLast()
+    {
+        switchOn();
+        watch();
+        TestWindow window(TestWindow::Toolkit::Gtk);
+        check(window.open(environment(), u"one"_qs, u"Before"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Before"_qs, kPatienceMs);
+        const std::clock_t before = std::clock();
+        check(window.changeTitles(u"Title"_qs, 2000, std::chrono::seconds(2)));
+        const double used = double(std::clock() - before) / CLOCKS_PER_SEC;
+        qInfo("2000 titles within 2 s: %.0f ms of processor time", used * 1000);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Title 2000"_qs, kPatienceMs);
+    }
+
+    void aProgramWithoutAccessibilityIsNotInFront()
+    {
+        switchOn();
+        watch();
+        TestWindow seen(TestWindow::Toolkit::QtWidgets);
+        TestWindow unseen(TestWindow::Toolkit::Qt);
+        check(seen.open(environment(), u"qt-one"_qs, u"Seen"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Seen"_qs, kPatienceMs);
+        check(unseen.open(environment(), u"qt-two"_qs, u"Unseen"_qs));
+        focus(u"Unseen"_qs);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_source->frontWindow(), kPatienceMs);
+        unseen.close();
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Seen"_qs, kPatienceMs);
+    }
+
+    void aProgramThatHangsIsNotInFrontAndDelaysNobody()
+    {
+        switchOn();
+        watch();
+        TestWindow hangs(TestWindow::Toolkit::Gtk);
+        TestWindow other(TestWindow::Toolkit::QtWidgets);
+        check(other.open(environment(), u"qt-two"_qs, u"Other"_qs));
+        check(hangs.open(environment(), u"gtk-one"_qs, u"Hangs"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Hangs"_qs, kPatienceMs);
+        support::Heartbeat heartbeat;
+        ::kill(static_cast<pid_t>(hangs.pid()), SIGSTOP);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_source->frontWindow(), kPatienceMs);
+        QVERIFY2(heartbeat.longestGap() < 100, qPrintable(QString::number(heartbeat.longestGap())));
+        focus(u"Other"_qs);
+        heartbeat.restart();
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Other"_qs, kPatienceMs);
+        // Somebody who begins to look now is not held up either.
+        AccessibleFrontWindow late(*m_bus);
+        QTRY_VERIFY_WITH_TIMEOUT(late.frontWindow(), kPatienceMs);
+        QCOMPARE(late.frontWindow()->title, std::optional(u"Other"_qs));
+        QVERIFY2(heartbeat.longestGap() < 100, qPrintable(QString::number(heartbeat.longestGap())));
+        ::kill(static_cast<pid_t>(hangs.pid()), SIGCONT);
+        focus(u"Hangs"_qs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Hangs"_qs, kPatienceMs);
+    }
+
+    void aProgramThatDiesIsNotInFront()
+    {
+        switchOn();
+        watch();
+        TestWindow window(TestWindow::Toolkit::Gtk);
+        check(window.open(environment(), u"one"_qs, u"Dies"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Dies"_qs, kPatienceMs);
+        ::kill(static_cast<pid_t>(window.pid()), SIGKILL);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_source->frontWindow(), kPatienceMs);
+    }
+
+    void switchingOffAndOnIsFollowed()
+    {
+        switchOn();
+        watch();
+        TestWindow window(TestWindow::Toolkit::Gtk);
+        check(window.open(environment(), u"one"_qs, u"Window"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Window"_qs, kPatienceMs);
+        QSignalSpy changes(m_source.get(), &AccessibleFrontWindow::presenceChanged);
+        check(m_accessibility->switchOff());
+        QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Absent, kPatienceMs);
+        QVERIFY(!m_source->frontWindow());
+        check(m_accessibility->switchOn());
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Window"_qs, kPatienceMs);
+        QCOMPARE(m_source->presence(), Presence::Here);
+        QVERIFY(changes.size() >= 2);
+    }
+
+    void aServiceThatComesLaterIsUsed()
+    {
+        watch();
+        QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Absent, kPatienceMs);
+        switchOn();
+        QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Here, kPatienceMs);
+    }
+
+    void aBusThatIsKilledAndComesBackIsUsedAgain()
+    {
+        switchOn();
+        watch();
+        QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Here, kPatienceMs);
+        check(m_accessibility->killAccessibilityBus());
+        QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Absent, kPatienceMs);
+        m_accessibility->killService();
+        switchOn();
+        QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Here, kPatienceMs);
+        TestWindow window(TestWindow::Toolkit::Gtk);
+        check(window.open(environment(), u"one"_qs, u"Window"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Window"_qs, kPatienceMs);
+    }
+
+private:
+    static void check(const platform::Outcome& outcome)
+    {
+        QVERIFY2(outcome, outcome ? "" : qPrintable(outcome.error().text));
+    }
+
+    void switchOn()
+    {
+        check(m_accessibility->startService());
+        check(m_accessibility->switchOn());
+    }
+
+    void watch()
+    {
+        m_bus = std::make_unique<AccessibilityBus>(m_accessibility->connection());
+        m_source = std::make_unique<AccessibleFrontWindow>(*m_bus);
+    }
+
+    QProcessEnvironment environment() const { return m_accessibility->environment(); }
+
+    QString title() const
+    {
+        const auto window = m_source->frontWindow();
+        return window ? window->title.value_or(u"(no title)"_qs) : u"(none)"_qs;
+    }
+
+    void focus(const QString& name)
+    {
+        QVERIFY(xdotool(
+            *m_desktop,
+            {u"search"_qs, u"--name"_qs, u'^' + name + u'$', u"windowactivate"_qs, u"--sync"_qs}));
+    }
+
+    std::unique_ptr<HeadlessX11> m_desktop;
+    std::unique_ptr<Accessibility> m_accessibility;
+    std::unique_ptr<AccessibilityBus> m_bus;
+    std::unique_ptr<AccessibleFrontWindow> m_source;
+};
+
+QTEST_GUILESS_MAIN(TestAtspiWindows)
+#include "tst_atspi_windows.moc"

@@ -1,0 +1,291 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+// A real Chromium with our extension and host: what a tick would record is the page in front.
+#include "tests/support/chromium.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/x11_test_window.h"
+#include "tests/system/address_watch.h"
+#include "tests/system/xdotool.h"
+
+#include <QDir>
+#include <QTest>
+
+#include <csignal>
+
+using platform::browsers::Family;
+
+namespace {
+
+constexpr int kPatienceMs = 30000;
+
+QString text(const char* utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+/// The processes that run the executable `path`.
+QList<pid_t> processesOf(const QString& path)
+{
+    QList<pid_t> found;
+    for (const QString& name : QDir(text("/proc")).entryList({text("[0-9]*")}, QDir::Dirs)) {
+        if (QFile::symLinkTarget(text("/proc/%1/exe").arg(name)) == path)
+            found += name.toInt();
+    }
+    return found;
+}
+
+} // namespace
+
+class TestBrowserChromium final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        REQUIRE_PROGRAMS(support::HeadlessX11::programs() + support::Chromium::programs() +
+                         QStringList{text("xdotool")});
+        REQUIRE(m_desktop.start());
+        m_userData = m_desktop.x11().home() + text("/chromium-data");
+        QVERIFY(
+            BrowserDesktop::addHost(Family::Chromium, m_userData + text("/NativeMessagingHosts")));
+        REQUIRE(startBrowser());
+    }
+
+    void cleanupTestCase()
+    {
+        qInfo("longest time from title to address: %lld ms", m_watch.longestMs());
+    }
+
+    void theFirstPageIsKnown() { REQUIRE(m_watch.comesTo(text("first"), page("first"))); }
+
+    void anotherTabIsKnown()
+    {
+        REQUIRE(m_browser.openTab(page("second")));
+        REQUIRE(m_watch.comesTo(text("second"), page("second")));
+    }
+
+    void anotherPageInTheTabIsKnown()
+    {
+        REQUIRE(m_browser.navigate(page("second"), page("third")));
+        REQUIRE(m_watch.comesTo(text("third"), page("third")));
+    }
+
+    void goingBackIsKnown()
+    {
+        REQUIRE(m_browser.run(page("third"), text("history.back()")));
+        REQUIRE(m_watch.comesTo(text("second"), page("second")));
+    }
+
+    void changesOfTheHistoryWithinAPageAreKnown()
+    {
+        REQUIRE(m_browser.run(page("second"), text("history.pushState(0, '', '/pushed')")));
+        REQUIRE(m_watch.comesTo(text("second"), page("pushed")));
+        REQUIRE(m_browser.run(page("pushed"), text("history.replaceState(0, '', '/put?q=1')")));
+        REQUIRE(m_watch.comesTo(text("second"), page("put?q=1")));
+        REQUIRE(m_browser.run(page("put?q=1"), text("location.hash = 'here'")));
+        REQUIRE(m_watch.comesTo(text("second"), page("put?q=1#here")));
+    }
+
+    void aChangeOfTheTitleKeepsTheAddress()
+    {
+        REQUIRE(m_browser.run(page("put?q=1#here"), text("document.title = 'renamed'")));
+        REQUIRE(m_watch.comesTo(text("renamed"), page("put?q=1#here")));
+    }
+
+    void aThousandTitlesASecondEndAtTheLast()
+    {
+        REQUIRE(m_browser.run(page("put?q=1#here"),
+                              text("new Promise(done => { let n = 0; const timer = setInterval(() "
+                                   "=> { for (let i = 0; i < 4; ++i) document.title = 'title ' + "
+                                   "++n; if (n >= 1000) { clearInterval(timer); done(); } }, 4) "
+                                   "})")));
+        REQUIRE(m_watch.comesTo(text("title 1000"), page("put?q=1#here")));
+    }
+
+    void aReloadKeepsTheAddress()
+    {
+        REQUIRE(m_browser.run(page("put?q=1#here"), text("location.reload()")));
+        REQUIRE(m_watch.comesTo(text("put"), page("put?q=1#here")));
+    }
+
+    void shownTabsAreKnown()
+    {
+        REQUIRE(m_browser.show(page("first")));
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+        REQUIRE(m_browser.show(page("put?q=1#here")));
+        REQUIRE(m_watch.comesTo(text("put"), page("put?q=1#here")));
+    }
+
+    void theTabBehindAClosedOneIsKnown()
+    {
+        REQUIRE(m_browser.close(page("put?q=1#here")));
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+    }
+
+    void whatIsNoPlaceHasNoAddress()
+    {
+        const QString data = text("data:text/html,<title>data</title>");
+        REQUIRE(m_browser.openTab(data));
+        REQUIRE(m_watch.comesToNothing(text("data")));
+        REQUIRE(m_browser.close(data));
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+    }
+
+    void pagesOfTheBrowserItselfHaveNoAddress()
+    {
+        REQUIRE(m_browser.openTab(text("chrome://version/")));
+        REQUIRE(m_watch.comesToNothing(text("About")));
+        REQUIRE(m_browser.close(text("chrome://version/")));
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+    }
+
+    void titlesOfAnyLetterAreFound()
+    {
+        const QString address = page("first");
+        REQUIRE(
+            m_browser.run(address, text("document.title = '\xC3\xBC \xF0\x9F\x98\x80 < \" &'")));
+        REQUIRE(m_watch.comesTo(text("\xC3\xBC \xF0\x9F\x98\x80"), address));
+        REQUIRE(m_browser.run(address, text("document.title = 'first'")));
+        REQUIRE(m_watch.comesTo(text("first"), address));
+    }
+
+    void anotherWindowIsKnownAlsoWithTheSameTitle()
+    {
+        const quint64 firstWindow = m_desktop.front()->window;
+        REQUIRE(m_browser.openWindow(page("first?2")));
+        REQUIRE(m_watch.comesTo(text("first"), page("first?2")));
+        const quint64 secondWindow = m_desktop.front()->window;
+        QVERIFY(secondWindow != firstWindow);
+        for (int round = 0; round < 5; ++round) {
+            QVERIFY(m_desktop.activate(firstWindow));
+            REQUIRE(m_watch.comesTo(text("first"), page("first")));
+            QVERIFY(m_desktop.activate(secondWindow));
+            REQUIRE(m_watch.comesTo(text("first"), page("first?2")));
+        }
+    }
+
+    void behindAMinimisedWindowIsTheOther()
+    {
+        QVERIFY(xdotool(m_desktop.x11(),
+                        {text("windowminimize"), QString::number(m_desktop.front()->window)}));
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+        REQUIRE(m_browser.close(page("first?2")));
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+    }
+
+    void anotherApplicationInFrontHasNoAddress()
+    {
+        support::X11TestWindow window(m_desktop.x11().display());
+        window.setClass("chromium", "Chromium"); // it says so, but belongs to another process
+        window.setPid(static_cast<std::uint32_t>(QCoreApplication::applicationPid()));
+        window.setTitle(text("first - Chromium"));
+        QVERIFY(window.showAndFocus());
+        QTRY_COMPARE(m_desktop.address(), QString());
+        REQUIRE(m_watch.comesToNothing(text("first - Chromium")));
+        window.destroy();
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+    }
+
+    void privateWindowsNeverHaveAnAddress()
+    {
+        const quint64 normalWindow = m_desktop.front()->window;
+        REQUIRE(m_browser.openPrivateWindow(page("secret")));
+        REQUIRE(m_watch.comesToNothing(text("secret"), 200));
+        const quint64 privateWindow = m_desktop.front()->window;
+        // The same page as in the other window, so that all titles agree.
+        REQUIRE(m_browser.navigate(page("secret"), page("first#private")));
+        REQUIRE(m_watch.comesToNothing(text("first"), 200));
+        for (int round = 0; round < 5; ++round) {
+            QVERIFY(m_desktop.activate(normalWindow));
+            REQUIRE(m_watch.comesTo(text("first"), page("first")));
+            QVERIFY(m_desktop.activate(privateWindow));
+            REQUIRE(m_watch.staysAtNothing(200)); // from the first look on
+        }
+        REQUIRE(m_browser.close(page("first#private")));
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+    }
+
+    void aUsageMonitorThatStartsLaterIsTold()
+    {
+        m_desktop.listen();
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+    }
+
+    void aKilledHostIsStartedAgain()
+    {
+        const auto hosts = processesOf(text(BROWSER_HOST_EXECUTABLE));
+        QCOMPARE(hosts.size(), 1);
+        ::kill(hosts.constFirst(), SIGKILL);
+        QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop.address(), page("first"), kPatienceMs);
+    }
+
+    void anUnloadedWorkerComesBackWithTheNextEvent()
+    {
+        REQUIRE(m_browser.stopWorkers());
+        QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
+        REQUIRE(m_watch.comesToNothing(text("first")));
+        REQUIRE(m_browser.navigate(page("first"), page("woken")));
+        REQUIRE(m_watch.comesTo(text("woken"), page("woken")));
+    }
+
+    void aDisabledExtensionTellsNothing()
+    {
+        const QString extensions = text("chrome://extensions/");
+        REQUIRE(m_browser.openTab(extensions));
+        REQUIRE(m_browser.run(extensions, setEnabled(false)));
+        QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
+        REQUIRE(m_browser.show(page("woken")));
+        REQUIRE(m_watch.comesToNothing(text("woken"), 200));
+        QVERIFY(processesOf(text(BROWSER_HOST_EXECUTABLE)).isEmpty());
+        REQUIRE(m_browser.run(extensions, setEnabled(true)));
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop.address(), page("woken"), kPatienceMs);
+        REQUIRE(m_browser.close(extensions));
+        REQUIRE(m_watch.comesTo(text("woken"), page("woken")));
+    }
+
+    void aKilledBrowserLeavesNothingAndComesBack()
+    {
+        m_browser.kill();
+        QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(processesOf(text(BROWSER_HOST_EXECUTABLE)).isEmpty(), kPatienceMs);
+        QCOMPARE(m_desktop.address(), QString());
+        REQUIRE(startBrowser());
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+    }
+
+    void aTickCostsNoMoreThanItMay()
+    {
+        const auto front = m_desktop.front();
+        QVERIFY(front);
+        QVERIFY(m_desktop.reports().addressIn(*front));
+        QBENCHMARK
+        {
+            static_cast<void>(m_desktop.reports().addressIn(*front));
+        }
+    }
+
+private:
+    [[nodiscard]] platform::Outcome startBrowser()
+    {
+        return m_browser.start(
+            m_desktop.environment(), m_userData, text(EXTENSION_FOLDER), page("first"));
+    }
+
+    [[nodiscard]] static QString setEnabled(bool isEnabled)
+    {
+        return text("chrome.management.setEnabled('mhplccilcafjopbfaahhkohdjhajiigf', %1)")
+            .arg(isEnabled ? text("true") : text("false"));
+    }
+
+    [[nodiscard]] QString page(const char* name) { return m_desktop.pages().page(text(name)); }
+
+    BrowserDesktop m_desktop;
+    AddressWatch m_watch{m_desktop};
+    QString m_userData;
+    support::Chromium m_browser;
+};
+
+QTEST_GUILESS_MAIN(TestBrowserChromium)
+#include "tst_browser_chromium.moc"

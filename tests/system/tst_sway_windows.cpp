@@ -1,0 +1,308 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "tests/support/headless_sway.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/test_window.h"
+#include "tests/system/wayland_observer.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cmath>
+#include <ctime>
+
+using platform::desktop::FrontWindow;
+using platform::desktop::Presence;
+using platform::wayland::WaylandConnection;
+using support::HeadlessSway;
+using support::TestWindow;
+
+namespace {
+
+/// Main memory that this process occupies, in KiB.
+qint64 occupiedMemory()
+{
+    QFile status(u"/proc/self/status"_qs);
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    static const QRegularExpression line(u"VmRSS:\\s+(\\d+) kB"_qs);
+    return line.match(QString::fromLatin1(status.readAll())).captured(1).toLongLong();
+}
+
+double processorSeconds()
+{
+    timespec time{};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
+}
+
+} // namespace
+
+class TestSwayWindows final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void initTestCase() { REQUIRE_PROGRAMS(HeadlessSway().programs() << u"xterm"_qs); }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        m_sway = std::make_unique<HeadlessSway>();
+        check(m_sway->start());
+        m_observer = WaylandObserver::on(*m_sway);
+        QVERIFY(m_observer);
+        QCOMPARE(m_observer->windows.presence(), Presence::Here);
+    }
+
+    void cleanup()
+    {
+        m_observer.reset();
+        m_sway.reset();
+    }
+
+    void theProcessIsRightOfTwoWindowsThatLookTheSame()
+    {
+        TestWindow first;
+        TestWindow second;
+        open(first, u"one"_qs, u"Same"_qs);
+        open(second, u"one"_qs, u"Same"_qs);
+        std::uint64_t numbers[2]{};
+        for (int round = 0; round < 3; ++round) {
+            for (const TestWindow* const window : {&first, &second}) {
+                check(m_sway->focus(*window));
+                QTRY_COMPARE(frontProcess(), window->pid());
+                std::uint64_t& number = numbers[window == &second];
+                if (number != 0)
+                    QCOMPARE(front()->window, number);
+                number = front()->window;
+            }
+        }
+        QVERIFY(numbers[0] != numbers[1]);
+    }
+
+    void everythingIsToldOfAWindow()
+    {
+        TestWindow window(TestWindow::Toolkit::Gtk);
+        open(window, u"org.example.one"_qs, u"Grüße 😀"_qs);
+        QTRY_COMPARE(frontProcess(), window.pid());
+        QCOMPARE(front()->identifiers, QStringList{u"org.example.one"_qs});
+        QCOMPARE(front()->title, std::optional(u"Grüße 😀"_qs));
+        QVERIFY(!front()->name);
+        check(window.setTitle(u"Second"_qs));
+        QTRY_COMPARE(frontTitle(), u"Second"_qs);
+        QCOMPARE(frontProcess(), window.pid());
+    }
+
+    void anXProgramAppearsByItsClass()
+    {
+        support::ChildProcess xterm;
+        check(xterm.start(u"xterm"_qs,
+                          {u"-title"_qs, u"Shell"_qs, u"-e"_qs, u"cat"_qs},
+                          m_sway->environment(),
+                          m_sway->logFile(u"xterm"_qs)));
+        check(m_sway->focusProcess(xterm.pid()));
+        QTRY_COMPARE(frontTitle(), u"Shell"_qs);
+        QCOMPARE(front()->identifiers, QStringList{u"XTerm"_qs});
+        QTRY_COMPARE(frontProcess(), xterm.pid());
+    }
+
+    void nothingIsInFrontOfAnEmptyWorkspace()
+    {
+        TestWindow window;
+        open(window, u"one"_qs, u"First"_qs);
+        QTRY_COMPARE(frontProcess(), window.pid());
+        const std::uint64_t number = front()->window;
+        for (int round = 0; round < 3; ++round) {
+            check(m_sway->showEmptyWorkspace());
+            QTRY_VERIFY(!front());
+            check(m_sway->showFirstWorkspace());
+            QTRY_COMPARE(frontProcess(), window.pid());
+            QCOMPARE(front()->window, number);
+        }
+    }
+
+    void readingItsSettingsAgainChangesNothing()
+    {
+        TestWindow first;
+        TestWindow second;
+        open(first, u"one"_qs, u"First"_qs);
+        open(second, u"two"_qs, u"Second"_qs);
+        QTRY_COMPARE(frontProcess(), second.pid());
+        check(m_sway->reload());
+        QTRY_COMPARE(frontProcess(), second.pid());
+        check(m_sway->focus(first));
+        QTRY_COMPARE(frontProcess(), first.pid());
+        QCOMPARE(frontTitle(), u"First"_qs);
+        QVERIFY(m_observer->connection->isAlive());
+        QCOMPARE(m_observer->windows.presence(), Presence::Here);
+    }
+
+    void aFloodOfTitlesEndsWithTheLastOne()
+    {
+        TestWindow window;
+        open(window, u"one"_qs, u"First"_qs);
+        QTRY_COMPARE(frontProcess(), window.pid());
+        check(window.changeTitles(u"Warm"_qs, 1000, std::chrono::seconds(1)));
+        QTRY_COMPARE(frontTitle(), u"Warm 1000"_qs);
+        const qint64 memoryBefore = occupiedMemory();
+        const double processorBefore = processorSeconds();
+        check(window.changeTitles(u"Title"_qs, 10000, std::chrono::seconds(10)));
+        QTRY_COMPARE(frontTitle(), u"Title 10000"_qs);
+        const double processor = processorSeconds() - processorBefore;
+        const qint64 memory = occupiedMemory() - memoryBefore;
+        qInfo("10000 titles in 10 s: %.0f ms of processor, %lld KiB", processor * 1000, memory);
+        QVERIFY(processor < 5); // under sanitizers, on a loaded machine
+        QVERIFY(memory < 4096);
+        QTRY_COMPARE(frontProcess(), window.pid());
+    }
+
+    void askingCostsNothing()
+    {
+        TestWindow window;
+        open(window, u"one"_qs, u"First"_qs);
+        QTRY_COMPARE(frontProcess(), window.pid());
+        constexpr int kTimes = 10000;
+        QElapsedTimer timer;
+        timer.start();
+        for (int i = 0; i < kTimes; ++i)
+            QVERIFY(m_observer->windows.frontWindow());
+        const double microseconds = double(timer.nsecsElapsed()) / 1000 / kTimes;
+        qInfo("asking for the window in front: %.2f µs", microseconds);
+        QVERIFY(microseconds < 1000);
+    }
+
+    void aLostDisplayIsReportedOnceAndAnswersNothing()
+    {
+        TestWindow window;
+        open(window, u"one"_qs, u"First"_qs);
+        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        QSignalSpy lost(m_observer->connection.get(), &WaylandConnection::lost);
+        QSignalSpy presence(&m_observer->windows,
+                            &platform::desktop::FrontWindowSource::presenceChanged);
+        m_sway->killDisplay();
+        QTRY_COMPARE(lost.count(), 1);
+        QCOMPARE(lost.first().first().toString(),
+                 u"the connection to the Wayland display %1 was closed"_qs.arg(
+                     m_sway->waylandDisplay()));
+        QVERIFY(!m_observer->connection->isAlive());
+        QVERIFY(!front());
+        QVERIFY(std::isnan(m_observer->idleTime.secondsSinceLastInput()));
+        QCOMPARE(m_observer->windows.presence(), Presence::Absent);
+        QCOMPARE(presence.count(), 1);
+        m_observer->connection->flush();
+        // Whatever is still to be told comes before a new connection has failed.
+        QVERIFY(!WaylandConnection::check(m_sway->waylandDisplay()));
+        QCoreApplication::processEvents();
+        QCOMPARE(lost.count(), 1);
+    }
+
+    void withoutSwaysSocketThereIsNoProcess()
+    {
+        observeWith({});
+        expectNoProcess();
+    }
+
+    void withAMissingSocketThereIsNoProcess()
+    {
+        const QTemporaryDir folder;
+        observeWith(folder.filePath(u"missing"_qs));
+        expectNoProcess();
+    }
+
+    void withAnotherServersSocketThereIsNoProcess()
+    {
+        const QTemporaryDir folder;
+        QLocalServer server;
+        QVERIFY(server.listen(folder.filePath(u"socket"_qs)));
+        connect(&server, &QLocalServer::newConnection, &server, [&server] {
+            server.nextPendingConnection()->write("220 mail.example.org ready\r\n");
+        });
+        QSignalSpy connected(&server, &QLocalServer::newConnection);
+        observeWith(folder.filePath(u"socket"_qs));
+        expectNoProcess();
+        // It is tried again, and hung up on again.
+        QTRY_VERIFY(connected.count() >= 2);
+    }
+
+    void aSocketThatComesLaterIsFound()
+    {
+        const QTemporaryDir folder;
+        const QString socket = folder.filePath(u"socket"_qs);
+        observeWith(socket);
+        TestWindow window;
+        open(window, u"one"_qs, u"First"_qs);
+        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        QCOMPARE(frontProcess(), 0);
+        QVERIFY(QFile::link(m_sway->swaySocket(), socket));
+        QTRY_COMPARE(frontProcess(), window.pid());
+    }
+
+    void aChangeIsKnownAtOnce()
+    {
+        TestWindow window;
+        open(window, u"one"_qs, u"First"_qs);
+        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        QElapsedTimer timer;
+        timer.start();
+        check(window.setTitle(u"Second"_qs));
+        QTRY_COMPARE(frontTitle(), u"Second"_qs);
+        qInfo("order to another program until its title is known: %.1f ms",
+              double(timer.nsecsElapsed()) / 1e6);
+        QVERIFY(timer.elapsed() < 1000);
+    }
+
+private:
+    static void check(const platform::Outcome& outcome)
+    {
+        QVERIFY2(outcome, outcome ? "" : qPrintable(outcome.error().text));
+    }
+
+    void open(TestWindow& window, const QString& identifier, const QString& title)
+    {
+        check(window.open(m_sway->environment(), identifier, title));
+        check(m_sway->focus(window));
+    }
+
+    void observeWith(const QString& swaySocket)
+    {
+        m_observer = WaylandObserver::on(m_sway->waylandDisplay(), swaySocket);
+        QVERIFY(m_observer);
+    }
+
+    void expectNoProcess()
+    {
+        TestWindow window;
+        open(window, u"one"_qs, u"First"_qs);
+        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        QCOMPARE(front()->identifiers, QStringList{u"one"_qs});
+        QCOMPARE(frontProcess(), 0);
+        check(m_sway->showEmptyWorkspace());
+        QTRY_VERIFY(!front());
+    }
+
+    [[nodiscard]] std::optional<FrontWindow> front() { return m_observer->windows.frontWindow(); }
+
+    [[nodiscard]] qint64 frontProcess()
+    {
+        return front().value_or(FrontWindow()).processIdentifier;
+    }
+
+    [[nodiscard]] QString frontTitle()
+    {
+        return front().value_or(FrontWindow()).title.value_or(QString());
+    }
+
+    std::unique_ptr<HeadlessSway> m_sway;
+    std::unique_ptr<WaylandObserver> m_observer;
+};
+
+QTEST_GUILESS_MAIN(TestSwayWindows)
+#include "tst_sway_windows.moc"
