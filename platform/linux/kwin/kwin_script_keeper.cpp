@@ -20,8 +20,10 @@ constexpr int kFarewellMs = 200;
 constexpr milliseconds kTimeToStart(1500);
 constexpr milliseconds kTimeToReport(500); // it does so before it is said to be started
 constexpr seconds kBetweenLooks(3);
-constexpr seconds kFirstPause(4);
-constexpr int kMostDoublings = 4;
+// KWin has its name on the bus some time before it takes scripts.
+constexpr milliseconds kFirstPause(250);
+constexpr int kMostDoublings = 8;
+constexpr seconds kPatience(2);
 
 QString newToken()
 {
@@ -52,6 +54,7 @@ void KWinScriptKeeper::keepIn(const QString& kwin)
     m_kwin = kwin;
     m_state = State::NoKWin;
     m_failures = 0;
+    m_patience.setRemainingTime(kPatience);
     m_timer.stop();
     m_file.reset();
     if (!m_kwin.isEmpty())
@@ -166,6 +169,7 @@ void KWinScriptKeeper::takePresence(const QDBusMessage& reply)
 {
     const bool isSure = reply.type() == QDBusMessage::ReplyMessage;
     if (isSure && !reply.arguments().value(0).toBool()) {
+        m_patience.setRemainingTime(kPatience);
         Q_EMIT lost();
         load();
         return;
@@ -180,7 +184,8 @@ void KWinScriptKeeper::fail()
     m_file.reset();
     m_timer.start(kFirstPause * (1 << std::min(m_failures, kMostDoublings)));
     ++m_failures;
-    Q_EMIT failed();
+    if (m_patience.hasExpired())
+        Q_EMIT failed();
 }
 
 void KWinScriptKeeper::goOn()

@@ -6,6 +6,7 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDeadlineTimer>
 #include <QObject>
 #include <QString>
 #include <QTimer>
@@ -45,7 +46,7 @@ Q_SIGNALS:
     void tokenChanged(const QString& token);
     /// The script has gone and is loaded again.
     void lost();
-    /// The script cannot be made to run; it is tried again after a while, ever more rarely.
+    /// The script could not be made to run for some seconds; it is tried again, ever more rarely.
     void failed();
 
 private:
@@ -70,6 +71,7 @@ private:
     QString m_kwin;
     std::unique_ptr<KWinScriptFile> m_file;
     QTimer m_timer;
+    QDeadlineTimer m_patience;
     State m_state = State::NoKWin;
     int m_id = -1;
     int m_attempt = 0; ///< Answers to former attempts no longer matter.
