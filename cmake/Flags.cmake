@@ -16,6 +16,11 @@ if(QUILLSTEP_SANITIZE)
     # Set for the whole tree: a library built without them would hide what it does to memory.
     add_compile_options(-fsanitize=${QUILLSTEP_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${QUILLSTEP_SANITIZE})
+    # Every test is a program of its own.
+    find_program(QUILLSTEP_MOLD mold)
+    if(QUILLSTEP_MOLD)
+        add_link_options(-fuse-ld=mold)
+    endif()
 endif()
 
 # clang-tidy takes the settings nearest to a file: what Qt generates into the build tree is not ours to

@@ -4,8 +4,8 @@
 # Usage: scripts/demo.sh QUILLSTEP SECONDS SCREENSHOTS
 #
 # For a private desktop with a panel and a keyring: starts QUILLSTEP, signs in at its login window, and lets it
-# record for SECONDS while a terminal, an editor and a picture viewer take turns being in front with changing
-# titles. Saves screenshots of the windows and the menu into the folder SCREENSHOTS and ends with a summary of
+# record for SECONDS while a terminal, an editor, a picture viewer and a browser take turns being in front with
+# changing titles. The browser's pages are served here, under names that lead nowhere else. Saves screenshots of the windows and the menu into the folder SCREENSHOTS and ends with a summary of
 # what was recorded: whether the session lasts and, after more than a minute, whether everything arrived at the
 # service. The folder of the account is in QUILLSTEP_DEMO_ACCOUNT, the service's program in
 # QUILLSTEP_DEMO_SERVICE (see scripts/local_service.sh). Fails if Quillstep does not end cleanly, recorded
@@ -43,7 +43,7 @@ open_application() {
 window_of() { xdotool search --onlyvisible --class "$1" 2>/dev/null | tail -n1; }
 has_window() { [ -n "$(window_of "$1")" ]; }
 
-step "Opening a terminal, an editor and a picture viewer"
+step "Opening a terminal, an editor, a picture viewer and a browser"
 for colour in "Lake:40 90 160" "Forest:40 120 70" "Sunset:210 120 60"; do
     printf 'P3\n1 1\n255\n%s\n' "${colour#*:}" >"$HOME/Pictures/${colour%%:*}.ppm"
 done
@@ -59,7 +59,18 @@ open_application xterm -geometry 80x24+20+40 -e bash -c '
     done'
 open_application mousepad "$HOME/Documents/Notes.txt"
 open_application feh --zoom fill --geometry 480x360+760+400 "$HOME"/Pictures/*.ppm
-applications=(xterm mousepad feh)
+"$quillstep" --install-browser-support >"$HOME/browser-support.txt"
+"$root/scripts/demo_pages.py" "$HOME/pages-port" &
+started+=($!)
+wait_until 10 test -s "$HOME/pages-port" || fail "the demonstration's web pages are not served"
+# A browser does not run as root without giving up its sandbox; nothing but our own pages is opened here.
+browser=(chromium --no-first-run --disable-gpu --password-store=basic --disable-background-networking
+    --load-extension="$XDG_DATA_HOME/com.velomira.UsageMonitor/browser/chromium"
+    --host-resolver-rules="MAP *.example 127.0.0.1:$(<"$HOME/pages-port")" --window-size=700,500 --window-position=500,60)
+if [ "$(id -u)" = 0 ]; then browser+=(--no-sandbox); fi
+browse() { open_application "${browser[@]}" "http://$1"; }
+browse news.example/today
+applications=(xterm mousepad feh chromium)
 for application in "${applications[@]}"; do
     wait_until 30 has_window "$application" ||
         fail "$application opened no window: $(tail -n3 "$HOME/applications.log" | tr '\n' ' ')"
@@ -74,6 +85,10 @@ activate() {
 use() {
     case $1 in
     xterm) ;; # its shell does
+    chromium)
+        local pages=(wiki.example/Tea shop.example/cups?colour=blue news.example/weather wiki.example/Rain)
+        browse "${pages[$2 % ${#pages[@]}]}"
+        ;;
     feh) xdotool key Right ;;
     mousepad)
         if [ $(($2 % 2)) = 0 ]; then
@@ -146,9 +161,9 @@ look=$((SECONDS + seconds / 8)) # early: opening the menu begins the minute unti
 turn=0
 while [ "$SECONDS" -lt "$end" ]; do
     kill -0 "$agent" 2>/dev/null || break
-    application=${applications[turn % 3]}
+    application=${applications[turn % ${#applications[@]}]}
     activate "$application"
-    use "$application" $((turn / 3))
+    use "$application" $((turn / ${#applications[@]}))
     turn=$((turn + 1))
     # The pace of the demonstration: two to four seconds each.
     sleep $((2 + turn % 3))

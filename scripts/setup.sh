@@ -31,9 +31,9 @@ packages() {
             "$qml" libsimdjson-dev libglib2.0-dev \
             libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev \
-            libwayland-dev libwayland-bin plasma-wayland-protocols libdbus-1-dev
+            libwayland-dev libwayland-bin plasma-wayland-protocols libdbus-1-dev mold
         ;;
-    run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh gnome-keyring scrot fonts-noto-color-emoji ;;
+    run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh chromium gnome-keyring scrot fonts-noto-color-emoji ;;
     test)
         echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils xdg-utils \
             fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev \
