@@ -16,6 +16,11 @@
 
 #include <cmath>
 #include <ctime>
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/allocator_interface.h>
+#else
+#include <malloc.h>
+#endif
 
 using platform::desktop::FrontWindow;
 using platform::desktop::Presence;
@@ -25,14 +30,14 @@ using support::TestWindow;
 
 namespace {
 
-/// Main memory that this process occupies, in KiB.
-qint64 occupiedMemory()
+/// Bytes that are allocated now.
+std::size_t allocatedMemory()
 {
-    QFile status(u"/proc/self/status"_qs);
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    static const QRegularExpression line(u"VmRSS:\\s+(\\d+) kB"_qs);
-    return line.match(QString::fromLatin1(status.readAll())).captured(1).toLongLong();
+#ifdef __SANITIZE_ADDRESS__
+    return __sanitizer_get_current_allocated_bytes();
+#else
+    return ::mallinfo2().uordblks;
+#endif
 }
 
 double processorSeconds()
@@ -152,15 +157,15 @@ private Q_SLOTS:
         QTRY_COMPARE(frontProcess(), window.pid());
         check(window.changeTitles(u"Warm"_qs, 1000, std::chrono::seconds(1)));
         QTRY_COMPARE(frontTitle(), u"Warm 1000"_qs);
-        const qint64 memoryBefore = occupiedMemory();
+        const std::size_t memoryBefore = allocatedMemory();
         const double processorBefore = processorSeconds();
         check(window.changeTitles(u"Title"_qs, 10000, std::chrono::seconds(10)));
         QTRY_COMPARE(frontTitle(), u"Title 10000"_qs);
         const double processor = processorSeconds() - processorBefore;
-        const qint64 memory = occupiedMemory() - memoryBefore;
-        qInfo("10000 titles in 10 s: %.0f ms of processor, %lld KiB", processor * 1000, memory);
+        const auto memory = qint64(allocatedMemory()) - qint64(memoryBefore);
+        qInfo("10000 titles in 10 s: %.0f ms of processor, %lld bytes", processor * 1000, memory);
         QVERIFY(processor < 5); // under sanitizers, on a loaded machine
-        QVERIFY(memory < 4096);
+        QVERIFY(memory < 65536);
         QTRY_COMPARE(frontProcess(), window.pid());
     }
 

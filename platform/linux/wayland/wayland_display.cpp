@@ -110,7 +110,9 @@ WaylandDisplay::Sent WaylandDisplay::flush() const
 {
     if (wl_display_flush(get()) >= 0)
         return Sent::All;
-    return errno == EAGAIN ? Sent::Partly : Sent::Lost;
+    // More requests than fit into the library's memory are an error for good, with the same number.
+    const bool isFull = errno == EAGAIN && wl_display_get_error(get()) == 0;
+    return isFull ? Sent::Partly : Sent::Lost;
 }
 
 Outcome WaylandDisplay::roundTrip(const QDeadlineTimer& deadline) const
