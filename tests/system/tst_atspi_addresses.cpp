@@ -8,10 +8,12 @@
 #include "tests/support/heartbeat.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/scripted_server.h"
-#include "tests/support/written_file.h"
 #include "tests/system/x11_observer.h"
+#include "tests/system/xdotool.h"
 
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QRegularExpression>
 #include <QTest>
 #include <QTimer>
@@ -66,6 +68,7 @@ private Q_SLOTS:
         m_bus = std::make_unique<AccessibilityBus>(m_accessibility->connection());
         m_addresses = std::make_unique<AccessibleAddresses>(*m_bus);
         m_family = Family::Other;
+        m_remark.clear();
     }
 
     void cleanup()
@@ -101,15 +104,27 @@ private Q_SLOTS:
         QVERIFY(firefox.openWindow());
         check(firefox.navigate(page("six")));
         expectSoon("six");
-        check(firefox.select(first.value()));
+        activate("four");
         expectSoon("four");
+    }
+
+    void firefoxTellsNothingOfPrivateWindows_data()
+    {
+        QTest::addColumn<QByteArray>("preferences");
+        QTest::newRow("tabs above") << QByteArray();
+        QTest::newRow("tabs at the side")
+            << QByteArray("user_pref(\"sidebar.revamp\", true);\n"
+                          "user_pref(\"sidebar.verticalTabs\", true);\n");
+        QTest::newRow("title bar of the desktop")
+            << QByteArray("user_pref(\"browser.tabs.inTitlebar\", 0);\n");
     }
 
     void firefoxTellsNothingOfPrivateWindows()
     {
+        QFETCH(QByteArray, preferences);
         check(m_accessibility->switchOn());
         Firefox firefox;
-        check(firefox.start(m_accessibility->environment()));
+        check(firefox.start(m_accessibility->environment(), preferences));
         check(firefox.navigate(page("public")));
         const auto tab = firefox.selectedTab();
         QVERIFY(tab);
@@ -144,41 +159,102 @@ private Q_SLOTS:
         QCOMPARE(leaks, QStringList());
         // What is public is still told.
         check(firefox.select(tab.value()));
+        activate("public");
         expectSoon("public");
     }
 
-    void aPrivateWindowFromTheStartIsKeptSilentAbout_data()
+    void aFirefoxThatIsPrivateThroughoutTellsNothing()
     {
-        QTest::addColumn<QByteArray>("preferences");
-        QTest::newRow("tabs above") << QByteArray();
-        QTest::newRow("tabs at the side")
-            << QByteArray("user_pref(\"sidebar.revamp\", true);\n"
-                          "user_pref(\"sidebar.verticalTabs\", true);\n");
-        QTest::newRow("title bar of the desktop")
-            << QByteArray("user_pref(\"browser.tabs.inTitlebar\", 0);\n");
-    }
-
-    void aPrivateWindowFromTheStartIsKeptSilentAbout()
-    {
-        QFETCH(QByteArray, preferences);
         check(m_accessibility->switchOn());
         Firefox firefox;
-        check(firefox.start(m_accessibility->environment(),
-                            preferences +
-                                "user_pref(\"browser.privatebrowsing.autostart\", true);\n"));
-        QStringList leaks;
-        int reads = 0;
-        QTimer reader;
-        connect(&reader, &QTimer::timeout, this, [&] {
-            if (const auto found = m_addresses->addressIn(front()))
-                leaks.append(*found);
-            ++reads;
-        });
+        check(firefox.start(m_accessibility->environment(), {}, {u"--private"_qs}));
         check(firefox.navigate(page("secret")));
         QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_qs), kPatienceMs);
-        reader.start(20);
-        QTRY_VERIFY_WITH_TIMEOUT(reads >= 60, kPatienceMs);
-        QCOMPARE(leaks, QStringList());
+        expectSilence();
+    }
+
+    void gnomeWebTellsTheAddressOnShow()
+    {
+        check(m_accessibility->switchOn());
+        const auto browser = startGnomeWeb({page("one")});
+        QVERIFY(browser);
+        QTRY_COMPARE_WITH_TIMEOUT(address(), page("one"), kPatienceMs);
+        QCOMPARE(front().processIdentifier, browser->pid());
+        // The running instance opens it in another tab.
+        const auto caller = startGnomeWeb({page("two")});
+        QVERIFY(caller);
+        expectSoon("two");
+        const auto windows = startGnomeWeb({u"--new-window"_qs, page("three")});
+        QVERIFY(windows);
+        expectSoon("three");
+        activate("two");
+        expectSoon("two");
+    }
+
+    void gnomeWebTellsNothingWhenItKeepsNoHistory_data()
+    {
+        QTest::addColumn<QString>("option");
+        QTest::newRow("incognito") << u"--incognito-mode"_qs;
+        QTest::newRow("incognito, in short") << u"-i"_qs;
+        QTest::newRow("private instance") << u"--private-instance"_qs;
+    }
+
+    void gnomeWebTellsNothingWhenItKeepsNoHistory()
+    {
+        QFETCH(QString, option);
+        check(m_accessibility->switchOn());
+        const auto browser = startGnomeWeb({option, page("secret")});
+        QVERIFY(browser);
+        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_qs), kPatienceMs);
+        expectSilence();
+    }
+
+    void chromiumTellsTheAddressWhereItWasStartedForThat()
+    {
+        check(m_accessibility->switchOn());
+        m_family = Family::Chromium;
+        const auto browser = startChromium({page("one")});
+        QVERIFY(browser);
+        QTRY_COMPARE_WITH_TIMEOUT(address(), page("one"), kPatienceMs);
+    }
+
+    void chromiumTellsNothingOfIncognitoWindows()
+    {
+        check(m_accessibility->switchOn());
+        m_family = Family::Chromium;
+        const auto browser = startChromium({u"--incognito"_qs, page("secret")});
+        QVERIFY(browser);
+        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_qs), kPatienceMs);
+        expectSilence();
+        // Nor when the title is the one that it tells assistive programs.
+        m_remark = u" (Incognito)"_qs;
+        expectSilence();
+    }
+
+    void aBrowserThatHangsDelaysNobody()
+    {
+        check(m_accessibility->switchOn());
+        Firefox firefox;
+        check(firefox.start(m_accessibility->environment()));
+        check(firefox.navigate(page("one")));
+        QTRY_COMPARE_WITH_TIMEOUT(address(), page("one"), kPatienceMs);
+        support::Heartbeat heartbeat;
+        ::kill(static_cast<pid_t>(firefox.pid()), SIGSTOP);
+        QTRY_COMPARE_WITH_TIMEOUT(address(), u"(none)"_qs, kPatienceMs);
+        QVERIFY2(heartbeat.longestGap() < 100, qPrintable(QString::number(heartbeat.longestGap())));
+        ::kill(static_cast<pid_t>(firefox.pid()), SIGCONT);
+        QTRY_COMPARE_WITH_TIMEOUT(address(), page("one"), kPatienceMs);
+    }
+
+    void withoutAccessibilityOrAProcessNothingIsTold()
+    {
+        QVERIFY(!m_addresses->addressIn(
+            {.family = Family::Other, .processIdentifier = 1, .windowTitle = u"Page"_qs}));
+        QVERIFY(!m_addresses->state().isEmpty());
+        check(m_accessibility->switchOn());
+        QTRY_VERIFY_WITH_TIMEOUT(m_bus->isOn(), kPatienceMs);
+        QVERIFY(!m_addresses->addressIn(
+            {.family = Family::Other, .processIdentifier = 0, .windowTitle = u"Page"_qs}));
     }
 
 private:
@@ -200,10 +276,77 @@ private:
         return {.family = m_family,
                 .processIdentifier = application->processIdentifier,
                 .windowTitle =
-                    m_observer->windowTitle.focusedWindowTitle(*application).value_or(QString())};
+                    m_observer->windowTitle.focusedWindowTitle(*application).value_or(QString()) +
+                    m_remark};
     }
 
     QString address() { return m_addresses->addressIn(front()).value_or(u"(none)"_qs); }
+
+    /// Sixty reads without an answer, while the title stays.
+    void expectSilence()
+    {
+        QTRY_VERIFY_WITH_TIMEOUT(m_bus->isOn(), kPatienceMs);
+        QStringList leaks;
+        int reads = 0;
+        QTimer reader;
+        connect(&reader, &QTimer::timeout, this, [&] {
+            if (const auto found = m_addresses->addressIn(front()))
+                leaks.append(*found);
+            ++reads;
+        });
+        reader.start(50);
+        QTRY_VERIFY_WITH_TIMEOUT(reads >= 60, kPatienceMs);
+        QCOMPARE(leaks, QStringList());
+    }
+
+    void activate(const char* name)
+    {
+        QVERIFY(xdotool(*m_desktop,
+                        {u"search"_qs,
+                         u"--onlyvisible"_qs,
+                         u"--name"_qs,
+                         u"^Page "_qs + QString::fromLatin1(name),
+                         u"windowactivate"_qs,
+                         u"--sync"_qs}));
+    }
+
+    /// Its settings keep it from fetching lists of what to block.
+    std::unique_ptr<ChildProcess> startGnomeWeb(const QStringList& arguments)
+    {
+        const QString folder = m_desktop->home() + u"/config/glib-2.0/settings"_qs;
+        QFile file(folder + u"/keyfile"_qs);
+        if (!QDir().mkpath(folder) || !file.open(QIODevice::WriteOnly) ||
+            file.write("[org/gnome/epiphany]\ncontent-filters=@as []\n") < 0)
+            return nullptr;
+        file.close();
+        QProcessEnvironment environment = m_accessibility->environment();
+        environment.insert(u"GSETTINGS_BACKEND"_qs, u"keyfile"_qs);
+        return startBrowser(u"epiphany"_qs, arguments, environment);
+    }
+
+    std::unique_ptr<ChildProcess> startChromium(const QStringList& arguments)
+    {
+        const QStringList common{u"--no-sandbox"_qs, // tests run as root
+                                 u"--user-data-dir="_qs + m_desktop->home() + u"/chromium"_qs,
+                                 u"--no-first-run"_qs,
+                                 u"--disable-gpu"_qs,
+                                 u"--disable-background-networking"_qs,
+                                 u"--disable-component-update"_qs,
+                                 u"--proxy-server=127.0.0.1:9"_qs,
+                                 u"--proxy-bypass-list=127.0.0.1"_qs,
+                                 u"--password-store=basic"_qs,
+                                 u"--force-renderer-accessibility"_qs};
+        return startBrowser(u"chromium"_qs, common + arguments, m_accessibility->environment());
+    }
+
+    static std::unique_ptr<ChildProcess> startBrowser(const QString& program,
+                                                      const QStringList& arguments,
+                                                      const QProcessEnvironment& environment)
+    {
+        auto browser = std::make_unique<ChildProcess>();
+        const auto started = browser->start(program, arguments, environment);
+        return started ? std::move(browser) : nullptr;
+    }
 
     void expectSoon(const char* name)
     {
@@ -222,6 +365,7 @@ private:
     std::unique_ptr<AccessibilityBus> m_bus;
     std::unique_ptr<AccessibleAddresses> m_addresses;
     Family m_family = Family::Other;
+    QString m_remark;
 };
 
 QTEST_GUILESS_MAIN(TestAtspiAddresses)

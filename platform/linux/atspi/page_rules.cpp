@@ -54,4 +54,11 @@ bool keepsHistory(const QByteArray& commandLine)
            });
 }
 
+bool isPrivateThroughout(const QByteArray& commandLine)
+{
+    return std::ranges::any_of(commandLine.toLower().split('\0'), [](const QByteArray& word) {
+        return word == "-private" || word == "--private";
+    });
+}
+
 } // namespace platform::atspi

@@ -28,4 +28,7 @@ namespace platform::atspi {
 /// that is not known to be harmless counts as one of these.
 [[nodiscard]] bool keepsHistory(const QByteArray& commandLine);
 
+/// Whether a Firefox with this command line opens private windows only, which it does not mark.
+[[nodiscard]] bool isPrivateThroughout(const QByteArray& commandLine);
+
 } // namespace platform::atspi

@@ -107,6 +107,9 @@ void PageSearch::checkPrivacy(const AccessibleObject& document)
         askDocument(document);
         return;
     }
+    const QByteArray commandLine = commandLineOf(m_front.processIdentifier);
+    if (commandLine.isEmpty() || isPrivateThroughout(commandLine))
+        m_memory.setPrivate(m_frame, true);
     if (m_memory.isPrivate(m_frame)) {
         finish(std::nullopt);
         return;
