@@ -316,7 +316,7 @@ private:
         const QString folder = m_desktop->home() + u"/config/glib-2.0/settings"_qs;
         QFile file(folder + u"/keyfile"_qs);
         if (!QDir().mkpath(folder) || !file.open(QIODevice::WriteOnly) ||
-            file.write("[org/gnome/epiphany]\ncontent-filters=@as []\n") < 0)
+            file.write("[org/gnome/epiphany/web]\nenable-adblock=false\n") < 0)
             return nullptr;
         file.close();
         QProcessEnvironment environment = m_accessibility->environment();

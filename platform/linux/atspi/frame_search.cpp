@@ -7,6 +7,8 @@
 
 #include <QTimer>
 
+#include <utility>
+
 namespace platform::atspi {
 
 namespace {
@@ -16,12 +18,12 @@ constexpr int kAtOnce = 16;
 } // namespace
 
 FrameSearch::FrameSearch(AccessibilityBus& bus,
-                         const AccessibleObject& program,
-                         const QString& title,
+                         AccessibleObject program,
+                         QString title,
                          bool isActiveTrusted)
     : m_bus(bus)
-    , m_program(program)
-    , m_title(title)
+    , m_program(std::move(program))
+    , m_title(std::move(title))
     , m_isActiveTrusted(isActiveTrusted)
 {
 }

@@ -24,8 +24,8 @@ public:
     /// Whether a window that says that it is active may be told by that from another one of the
     /// same title. `bus` must outlive this.
     FrameSearch(AccessibilityBus& bus,
-                const AccessibleObject& program,
-                const QString& title,
+                AccessibleObject program,
+                QString title,
                 bool isActiveTrusted);
 
     /// Asks; finished() comes later.

@@ -14,6 +14,8 @@
 #include <QFile>
 #include <QTimer>
 
+#include <utility>
+
 namespace platform::atspi {
 
 namespace {
@@ -31,12 +33,10 @@ QByteArray commandLineOf(std::int32_t process)
 
 } // namespace
 
-PageSearch::PageSearch(AccessibilityBus& bus,
-                       BrowserMemory& memory,
-                       const browsers::FrontBrowser& front)
+PageSearch::PageSearch(AccessibilityBus& bus, BrowserMemory& memory, browsers::FrontBrowser front)
     : m_bus(bus)
     , m_memory(memory)
-    , m_front(front)
+    , m_front(std::move(front))
 {
 }
 

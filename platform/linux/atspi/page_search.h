@@ -29,7 +29,7 @@ class PageSearch final : public QObject
 
 public:
     /// Both must outlive this.
-    PageSearch(AccessibilityBus& bus, BrowserMemory& memory, const browsers::FrontBrowser& front);
+    PageSearch(AccessibilityBus& bus, BrowserMemory& memory, browsers::FrontBrowser front);
     PageSearch(const PageSearch&) = delete;
     PageSearch& operator=(const PageSearch&) = delete;
     ~PageSearch() override;

@@ -8,6 +8,8 @@
 
 #include <QTimer>
 
+#include <utility>
+
 namespace platform::atspi {
 
 namespace {
@@ -26,12 +28,10 @@ bool isPageProcess(const QString& name)
 
 } // namespace
 
-WebProcessSearch::WebProcessSearch(AccessibilityBus& bus,
-                                   const AccessibleObject& browser,
-                                   const QString& title)
+WebProcessSearch::WebProcessSearch(AccessibilityBus& bus, AccessibleObject browser, QString title)
     : m_bus(bus)
-    , m_browser(browser)
-    , m_title(title)
+    , m_browser(std::move(browser))
+    , m_title(std::move(title))
 {
 }
 

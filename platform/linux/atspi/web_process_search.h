@@ -22,7 +22,7 @@ class WebProcessSearch final : public QObject
 
 public:
     /// `browser` is the program that the window belongs to. `bus` must outlive this.
-    WebProcessSearch(AccessibilityBus& bus, const AccessibleObject& browser, const QString& title);
+    WebProcessSearch(AccessibilityBus& bus, AccessibleObject browser, QString title);
 
     /// Asks; finished() comes later.
     void start();
