@@ -32,9 +32,11 @@ public:
     [[nodiscard]] static QStringList programs();
 
     /// Opens it with one window and an empty page. `environment` has a display, a session bus and
-    /// an own home. `preferences` are further lines of the profile's user.js.
+    /// an own home. `preferences` are further lines of the profile's user.js,
+    /// `options` further ones of the command line.
     [[nodiscard]] platform::Outcome start(const QProcessEnvironment& environment,
-                                          const QByteArray& preferences = {});
+                                          const QByteArray& preferences = {},
+                                          const QStringList& options = {});
 
     /// Installs the extension in this folder or archive until the browser ends.
     [[nodiscard]] platform::Outcome installExtension(const QString& path,

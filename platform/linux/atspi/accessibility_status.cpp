@@ -9,6 +9,7 @@
 #include <QDBusVariant>
 
 #include <chrono>
+#include <utility>
 
 namespace platform::atspi {
 
@@ -19,8 +20,8 @@ const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
 constexpr std::chrono::milliseconds kLimit = std::chrono::seconds(5);
 } // namespace
 
-AccessibilityStatus::AccessibilityStatus(const QDBusConnection& sessionBus)
-    : m_bus(sessionBus)
+AccessibilityStatus::AccessibilityStatus(QDBusConnection sessionBus)
+    : m_bus(std::move(sessionBus))
 {
     if (!m_bus.isConnected()) {
         m_state = State::Off;

@@ -27,7 +27,7 @@ public:
     };
 
     /// Without a connection accessibility is off.
-    explicit AccessibilityStatus(const QDBusConnection& sessionBus);
+    explicit AccessibilityStatus(QDBusConnection sessionBus);
 
     [[nodiscard]] State state() const { return m_state; }
 

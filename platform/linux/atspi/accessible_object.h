@@ -2,7 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QHashFunctions>
 #include <QString>
+
+#include <cstddef>
 
 namespace platform::atspi {
 
@@ -14,6 +17,11 @@ struct AccessibleObject
 
     bool operator==(const AccessibleObject&) const = default;
 };
+
+[[nodiscard]] inline std::size_t qHash(const AccessibleObject& object, std::size_t seed = 0)
+{
+    return qHashMulti(seed, object.service, object.path);
+}
 
 // Where every program, and the list of all programs, begins.
 inline const QString kRootPath = QStringLiteral("/org/a11y/atspi/accessible/root");

@@ -202,6 +202,8 @@ void FrontWindowWatch::inquireSoon()
 
 void FrontWindowWatch::inquire()
 {
+    if (!m_window)
+        return;
     m_lastInquiry.start();
     m_isOutdated = false;
     m_inquiry = std::make_unique<WindowInquiry>(m_bus, *m_window);

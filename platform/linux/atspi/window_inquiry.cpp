@@ -9,6 +9,7 @@
 #include <QTimer>
 
 #include <limits>
+#include <utility>
 
 namespace platform::atspi {
 
@@ -35,9 +36,9 @@ bool isDesktopShell(const QString& program)
 
 } // namespace
 
-WindowInquiry::WindowInquiry(AccessibilityBus& bus, const AccessibleObject& window)
+WindowInquiry::WindowInquiry(AccessibilityBus& bus, AccessibleObject window)
     : m_bus(bus)
-    , m_window(window)
+    , m_window(std::move(window))
 {
 }
 

@@ -23,7 +23,7 @@ class WindowInquiry final : public QObject
 
 public:
     /// `bus` must outlive this.
-    WindowInquiry(AccessibilityBus& bus, const AccessibleObject& window);
+    WindowInquiry(AccessibilityBus& bus, AccessibleObject window);
 
     /// Asks; finished() comes later.
     void start();
