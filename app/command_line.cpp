@@ -33,7 +33,7 @@ public:
                                      QStringLiteral("Opens the window that answers the address: "
                                                     "velomira://dashboard or velomira://login."),
                                      QStringLiteral("[address]"));
-        parser.addOptions({diagnose, signIn, signOut, action, serviceMode});
+        parser.addOptions({diagnose, signIn, signOut, browserSupport, remove, action, serviceMode});
         help = {parser.addHelpOption(), parser.addVersionOption()};
         parse(arguments);
     }
@@ -54,6 +54,13 @@ public:
         QStringLiteral("email")};
     QCommandLineOption signOut{QStringLiteral("sign-out"),
                                QStringLiteral("Remove the session from the keyring, and end.")};
+    QCommandLineOption browserSupport{
+        QStringLiteral("install-browser-support"),
+        QStringLiteral("Set up the browsers of this user, so that they tell the address of the "
+                       "page in front, say what is left to do, and end.")};
+    QCommandLineOption remove{
+        QStringLiteral("remove"),
+        QStringLiteral("With --install-browser-support: take away what it has created.")};
     /// For the launcher's actions where there is no bus.
     QCommandLineOption action{QStringLiteral("action"), QString(), QStringLiteral("name")};
     /// What a bus passes that starts the program.
@@ -92,9 +99,12 @@ QString faultIn(const Options& options)
     if (positional.size() > 1)
         return QStringLiteral("unexpected argument \"%1\"").arg(positional[1]);
     const auto commands = parser.isSet(options.diagnose) + parser.isSet(options.signIn) +
-                          parser.isSet(options.signOut);
+                          parser.isSet(options.signOut) + parser.isSet(options.browserSupport);
     if (commands > 1)
-        return QStringLiteral("--diagnose, --sign-in and --sign-out exclude each other");
+        return QStringLiteral("--diagnose, --sign-in, --sign-out and --install-browser-support "
+                              "exclude each other");
+    if (parser.isSet(options.remove) && !parser.isSet(options.browserSupport))
+        return QStringLiteral("--remove belongs to --install-browser-support");
     if (parser.isSet(options.signIn) && parser.value(options.signIn).isEmpty())
         return QStringLiteral("--sign-in needs an e-mail address");
     if (parser.isSet(options.action) && !isAction(parser.value(options.action)))
@@ -130,6 +140,9 @@ Result<CommandLine> readCommandLine(const QStringList& arguments)
         result.task = CommandLine::Task::SignIn;
     else if (parser.isSet(options.signOut))
         result.task = CommandLine::Task::SignOut;
+    else if (parser.isSet(options.browserSupport))
+        result.task = parser.isSet(options.remove) ? CommandLine::Task::RemoveBrowserSupport
+                                                   : CommandLine::Task::InstallBrowserSupport;
     result.email = parser.value(options.signIn);
     result.url = parser.positionalArguments().value(0);
     result.action = parser.value(options.action);

@@ -20,6 +20,8 @@ struct CommandLine
         Diagnose,
         SignIn,
         SignOut,
+        InstallBrowserSupport,
+        RemoveBrowserSupport,
     };
 
     Task task = Task::Track;

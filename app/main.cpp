@@ -9,6 +9,7 @@
 #include "app/quillstep_app.h"
 #include "app/wait_for.h"
 #include "platform/build_config.h"
+#include "platform/linux/browsers/browser_support.h"
 #include "platform/linux/dbus/application_service.h"
 #include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/dbus/bus_connection.h"
@@ -381,9 +382,26 @@ int signOut(LinuxEnvironment& environment)
                   "Signed out");
 }
 
+/// Needs neither a display nor a bus.
+int setUpBrowsers(int argc, char** argv, bool isToRemove)
+{
+    const QCoreApplication application(argc, argv);
+    const auto places = platform::browsers::supportPlaces(QProcessEnvironment::systemEnvironment());
+    if (!places)
+        return report(platform::Error{QStringLiteral("there is no home folder, set HOME")}, "");
+    const auto outcome = isToRemove ? platform::browsers::removeBrowserSupport(*places)
+                                    : platform::browsers::installBrowserSupport(*places);
+    const QString text = outcome.lines.join(QLatin1Char('\n')) + QLatin1Char('\n');
+    std::fputs(qUtf8Printable(text), outcome.isDone ? stdout : stderr);
+    return outcome.isDone ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 /// What can be done without a window.
 int runCommand(int argc, char** argv, const CommandLine& commandLine)
 {
+    const bool isToRemove = commandLine.task == CommandLine::Task::RemoveBrowserSupport;
+    if (isToRemove || commandLine.task == CommandLine::Task::InstallBrowserSupport)
+        return setUpBrowsers(argc, argv, isToRemove);
     const QCoreApplication application(argc, argv);
     using namespace platform::dbus;
     const auto environment = LinuxEnvironment::create(
@@ -399,6 +417,8 @@ int runCommand(int argc, char** argv, const CommandLine& commandLine)
     case CommandLine::Task::SignOut:
         return signOut(*environment.value());
     case CommandLine::Task::Diagnose:
+    case CommandLine::Task::InstallBrowserSupport:
+    case CommandLine::Task::RemoveBrowserSupport:
     case CommandLine::Task::Track:
         break;
     }

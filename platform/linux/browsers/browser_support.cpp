@@ -1,0 +1,230 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/browsers/browser_support.h"
+
+#include "platform/linux/browsers/browser_process.h"
+#include "platform/linux/browsers/known_browsers.h"
+#include "platform/linux/browsers/support_files.h"
+#include "platform/linux/browsers/support_journal.h"
+#include "platform/linux/xdg/base_directories.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+
+namespace platform::browsers {
+
+namespace {
+
+// What is in every file of ours and in no other.
+constexpr const char* kMarkOfManifest = "\"com.velomira.usage_monitor\"";
+constexpr const char* kMarkOfExtension = "The Velomira Usage Monitor authors";
+constexpr const char* kMarkOfExtensionManifest = "Velomira Usage Monitor";
+constexpr qint64 kLongestManifest = 64LL * 1024;
+
+QString dataFolderOf(const KnownBrowser& browser, const SupportPlaces& places)
+{
+    return (browser.isInConfigHome ? places.configHome : places.home) + u'/' + browser.dataFolder;
+}
+
+QString userManifestOf(const KnownBrowser& browser, const SupportPlaces& places)
+{
+    return dataFolderOf(browser, places) + u'/' + browser.manifestFolder + u'/' + hostName() +
+           QLatin1StringView(".json");
+}
+
+QString supportFolder(const SupportPlaces& places)
+{
+    return places.dataHome + QStringLiteral("/Velomira Usage Monitor/browser-support");
+}
+
+QString extensionFolder(Family family, const SupportPlaces& places)
+{
+    return supportFolder(places) +
+           (family == Family::Chromium ? QStringLiteral("/chromium") : QStringLiteral("/firefox"));
+}
+
+/// What nobody but the user may do.
+QString loadingAdvice(const KnownBrowser& browser, const SupportPlaces& places)
+{
+    const QString folder = extensionFolder(browser.family, places);
+    if (browser.family == Family::Chromium)
+        return QStringLiteral("%1: open chrome://extensions, switch \"Developer mode\" on, choose "
+                              "\"Load unpacked\" and then the folder %2")
+            .arg(browser.name, folder);
+    return QStringLiteral("%1: open about:debugging#/runtime/this-firefox, choose \"Load Temporary "
+                          "Add-on\" and then %2/manifest.json; it is gone when %1 ends, because "
+                          "only add-ons that Mozilla has signed or a package has installed stay")
+        .arg(browser.name, folder);
+}
+
+Outcome writeExtension(SupportJournal& journal, Family family, const SupportPlaces& places)
+{
+    const QString folder = extensionFolder(family, places);
+    for (const SupportFile& file : extensionFiles(family)) {
+        const char* mark = file.name.endsWith(QLatin1StringView(".js")) ? kMarkOfExtension
+                                                                        : kMarkOfExtensionManifest;
+        if (const auto written = journal.write(folder + u'/' + file.name, file.content, mark);
+            !written)
+            return written;
+    }
+    return success();
+}
+
+Outcome setUp(SupportJournal& journal, const KnownBrowser& browser, const SupportPlaces& places)
+{
+    const auto manifest = hostManifest(browser.family, places.hostExecutable);
+    if (!manifest)
+        return Error{QStringLiteral("the native host's path cannot be named in a manifest")};
+    if (const auto written =
+            journal.write(userManifestOf(browser, places), *manifest, kMarkOfManifest);
+        !written)
+        return written;
+    return writeExtension(journal, browser.family, places);
+}
+
+/// The executable that a host manifest leads to; none when there is no manifest of ours.
+std::optional<QString> hostNamedIn(const QString& manifest)
+{
+    QFile file(manifest);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const QByteArray content = file.read(kLongestManifest);
+    constexpr QByteArrayView kPath("\"path\": \"");
+    const qsizetype at = content.indexOf(kPath);
+    if (!content.contains(kMarkOfManifest) || at < 0)
+        return std::nullopt;
+    const QByteArray rest = content.mid(at + kPath.size());
+    return QString::fromUtf8(rest.left(rest.indexOf('"')));
+}
+
+/// The names of the executables whose browsers have started a host.
+QStringList connectedExecutables(const SupportPlaces& places)
+{
+    QStringList names;
+    for (const QString& name :
+         QDir(places.procFolder).entryList({QStringLiteral("[0-9]*")}, QDir::Dirs)) {
+        const auto child = readBrowserChild(name.toInt(), places.procFolder);
+        if (child && QFileInfo(child->executable).fileName() == hostExecutableName())
+            names += QFileInfo(child->browserExecutable).fileName();
+    }
+    return names;
+}
+
+bool isInstalled(const KnownBrowser& browser, const SupportPlaces& places)
+{
+    return std::ranges::any_of(places.programFolders, [&browser](const QString& folder) {
+        return std::ranges::any_of(browser.programs, [&folder](const QString& program) {
+            return QFileInfo(folder + u'/' + program).isExecutable();
+        });
+    });
+}
+
+QString
+stateOf(const KnownBrowser& browser, const SupportPlaces& places, const QStringList& connected)
+{
+    const auto runs = [&connected](const QString& name) {
+        return connected.contains(name);
+    };
+    auto host = hostNamedIn(userManifestOf(browser, places));
+    if (!host)
+        host = hostNamedIn(places.root + browser.systemManifestFolder + u'/' + hostName() +
+                           QLatin1StringView(".json"));
+    if (!host)
+        return QStringLiteral("not set up; see Quillstep --install-browser-support");
+    if (!QFileInfo(*host).isExecutable())
+        return QStringLiteral("set up for a native host that is not there any more; run Quillstep "
+                              "--install-browser-support");
+    if (std::ranges::any_of(browser.executables, runs))
+        return QStringLiteral("tells addresses");
+    return QStringLiteral("set up, but tells no addresses: it does not run, or the extension is "
+                          "not loaded or switched off");
+}
+
+} // namespace
+
+std::optional<SupportPlaces> supportPlaces(const QProcessEnvironment& environment)
+{
+    const QString home = environment.value(QStringLiteral("HOME"));
+    const auto configHome = xdg::configHome(environment);
+    const auto dataHome = xdg::dataHome(environment);
+    if (!home.startsWith(u'/') || !configHome || !dataHome)
+        return std::nullopt;
+    return SupportPlaces{
+        .home = home,
+        .configHome = *configHome,
+        .dataHome = *dataHome,
+        .programFolders = environment.value(QStringLiteral("PATH")).split(u':', Qt::SkipEmptyParts),
+        .hostExecutable = installedHostExecutable(),
+        .root = {},
+    };
+}
+
+QString installedHostExecutable()
+{
+    return QFileInfo(QCoreApplication::applicationDirPath() + u'/' + hostExecutableName())
+        .canonicalFilePath();
+}
+
+SupportOutcome installBrowserSupport(const SupportPlaces& places)
+{
+    if (places.hostExecutable.isEmpty())
+        return {.isDone = false,
+                .lines = {QStringLiteral("%1 is not installed beside this program")
+                              .arg(hostExecutableName())}};
+    SupportOutcome outcome;
+    QStringList advice;
+    SupportJournal journal(supportFolder(places));
+    for (const KnownBrowser& browser : knownBrowsers()) {
+        if (!QFileInfo(dataFolderOf(browser, places)).isDir())
+            continue;
+        const auto done = setUp(journal, browser, places);
+        if (!done) {
+            outcome.isDone = false;
+            outcome.lines += QStringLiteral("%1: %2").arg(browser.name, done.error().text);
+            continue;
+        }
+        outcome.lines +=
+            QStringLiteral("%1: wrote %2").arg(browser.name, userManifestOf(browser, places));
+        advice += loadingAdvice(browser, places);
+    }
+    if (outcome.lines.isEmpty())
+        outcome.lines += QStringLiteral("no browser has been used yet that could be set up");
+    if (!advice.isEmpty())
+        outcome.lines += QStringLiteral("What is left to do, in each browser once:");
+    outcome.lines += advice;
+    return outcome;
+}
+
+SupportOutcome removeBrowserSupport(const SupportPlaces& places)
+{
+    SupportJournal journal(supportFolder(places));
+    const auto removed =
+        journal.undo({kMarkOfManifest, kMarkOfExtension, kMarkOfExtensionManifest});
+    if (!removed)
+        return {.isDone = false, .lines = {removed.error().text}};
+    if (removed.value().isEmpty())
+        return {.isDone = true, .lines = {QStringLiteral("nothing of ours was there")}};
+    SupportOutcome outcome;
+    for (const QString& path : removed.value())
+        outcome.lines += QStringLiteral("removed ") + path;
+    outcome.lines += QStringLiteral("Remove the extension in the browsers that have it loaded.");
+    return outcome;
+}
+
+QStringList browserReport(const SupportPlaces& places)
+{
+    const QStringList connected = connectedExecutables(places);
+    QStringList lines;
+    for (const KnownBrowser& browser : knownBrowsers()) {
+        if (isInstalled(browser, places))
+            lines += QStringLiteral("browser %1: %2")
+                         .arg(browser.name, stateOf(browser, places, connected));
+    }
+    return lines;
+}
+
+} // namespace platform::browsers

@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/browsers/address_source.h"
+
+#include <QLatin1StringView>
+#include <QList>
+#include <QStringList>
+
+namespace platform::browsers {
+
+/// A browser that runs our extension, and where it looks for native hosts.
+struct KnownBrowser
+{
+    QLatin1StringView name;
+    Family family;
+    /// The folder with the user's data, in the home folder or in $XDG_CONFIG_HOME, and the one for
+    /// host manifests in it.
+    bool isInConfigHome;
+    QLatin1StringView dataFolder;
+    QLatin1StringView manifestFolder;
+    /// Where packages put host manifests.
+    QLatin1StringView systemManifestFolder;
+    /// How users start it, and as what it runs.
+    QStringList programs;
+    QStringList executables;
+};
+
+/// Any thread.
+[[nodiscard]] const QList<KnownBrowser>& knownBrowsers();
+
+} // namespace platform::browsers

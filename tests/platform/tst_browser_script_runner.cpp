@@ -1,0 +1,113 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/browsers/browser_script_runner.h"
+#include "tracking/sample.h"
+
+#include <QTest>
+
+using platform::browsers::AddressSource;
+using platform::browsers::BrowserScriptRunner;
+using platform::browsers::Family;
+using platform::browsers::FrontBrowser;
+
+namespace {
+
+QString text(const char* utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+class FixedSource final : public AddressSource
+{
+public:
+    [[nodiscard]] std::optional<QString> addressIn(const FrontBrowser& front) override
+    {
+        asked += front.windowTitle;
+        return address;
+    }
+
+    [[nodiscard]] QString state() const override { return text("fixed"); }
+
+    std::optional<QString> address;
+    QStringList asked;
+};
+
+} // namespace
+
+class TestBrowserScriptRunner final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+
+    void init()
+    {
+        m_first.address.reset();
+        m_second.address = text("https://second.example/");
+        m_first.asked.clear();
+        m_second.asked.clear();
+        m_front = FrontBrowser{.family = Family::Chromium, .windowTitle = text("A - Chromium")};
+    }
+
+    void theFirstSourceThatKnowsAnswers()
+    {
+        QCOMPARE(chrome(), text("https://second.example/"));
+        QCOMPARE(m_first.asked, QStringList{text("A - Chromium")});
+        m_first.address = text("https://first.example/");
+        m_second.asked.clear();
+        QCOMPARE(chrome(), text("https://first.example/"));
+        QCOMPARE(m_second.asked, QStringList());
+    }
+
+    void nobodyKnowingIsNoFailure()
+    {
+        m_second.address.reset();
+        const auto answer = m_runner.run(*tracking::addressScript(text("Chrome")));
+        QVERIFY(answer);
+        QCOMPARE(answer.value(), std::nullopt);
+    }
+
+    void eachTextAsksItsFamily()
+    {
+        QCOMPARE(safari(), QString());
+        m_front->family = Family::Other;
+        QCOMPARE(chrome(), QString());
+        QCOMPARE(safari(), text("https://second.example/"));
+        QCOMPARE(m_second.asked.size(), 1);
+    }
+
+    void withoutABrowserInFrontNobodyIsAsked()
+    {
+        m_front.reset();
+        QCOMPARE(chrome(), QString());
+        QCOMPARE(safari(), QString());
+        QCOMPARE(m_first.asked, QStringList());
+    }
+
+    void otherTextsAreErrors()
+    {
+        const QString known = tracking::addressScript(text("Chrome"))->toString();
+        for (const QString& other : {QString(), known + u' ', known.chopped(1), known.toUpper()})
+            QVERIFY(!m_runner.run(other));
+        QCOMPARE(m_first.asked, QStringList());
+    }
+
+private:
+    [[nodiscard]] QString chrome() { return answerTo("Chrome"); }
+
+    [[nodiscard]] QString safari() { return answerTo("Safari"); }
+
+    /// By the text that the asking side really has; "error" for an error.
+    [[nodiscard]] QString answerTo(const char* identifier)
+    {
+        const auto answer = m_runner.run(*tracking::addressScript(text(identifier)));
+        return answer ? answer.value().value_or(QString()) : text("error");
+    }
+
+    FixedSource m_first;
+    FixedSource m_second;
+    std::optional<FrontBrowser> m_front;
+    BrowserScriptRunner m_runner{[this] { return m_front; }, {&m_first, &m_second}};
+};
+
+QTEST_GUILESS_MAIN(TestBrowserScriptRunner)
+#include "tst_browser_script_runner.moc"

@@ -1,0 +1,140 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "platform/linux/browsers/identifier_dialects.h"
+#include "platform/linux/browsers/page_title.h"
+#include "tracking/sample.h"
+
+#include <QTest>
+
+#include <algorithm>
+
+using platform::browsers::Family;
+using platform::browsers::familyOf;
+using platform::browsers::isWindowOfPage;
+using platform::browsers::withDialect;
+
+namespace {
+QString text(const char* utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+} // namespace
+
+class TestIdentifierDialects final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+
+    void everyBrowserHasItsDialect_data()
+    {
+        QTest::addColumn<QString>("expected");
+        const QStringList chromium{text("chromium"),
+                                   text("chromium-browser"),
+                                   text("Chromium"),
+                                   text("chromium_chromium"),
+                                   text("org.chromium.Chromium"),
+                                   text("io.github.ungoogled_software.ungoogled_chromium"),
+                                   text("google-chrome"),
+                                   text("Google-chrome"),
+                                   text("brave-browser"),
+                                   text("com.brave.Browser"),
+                                   text("brave_brave"),
+                                   text("microsoft-edge"),
+                                   text("com.microsoft.Edge"),
+                                   text("vivaldi-stable"),
+                                   text("com.vivaldi.Vivaldi"),
+                                   text("opera"),
+                                   text("opera_opera"),
+                                   text("com.opera.Opera")};
+        const QStringList others{text("firefox"),
+                                 text("firefox-esr"),
+                                 text("firefox_firefox"),
+                                 text("org.mozilla.firefox"),
+                                 text("librewolf"),
+                                 text("io.gitlab.librewolf-community"),
+                                 text("epiphany"),
+                                 text("org.gnome.Epiphany"),
+                                 text("org.kde.falkon")};
+        for (const QString& identifier : chromium)
+            QTest::newRow(qPrintable(identifier)) << identifier + text("+Chrome");
+        for (const QString& identifier : others)
+            QTest::newRow(qPrintable(identifier)) << identifier + text("+Safari");
+        for (const char* other :
+             {"org.gnome.Terminal", "", "chrom", "firefoxes", "code", "+Chrome"})
+            QTest::newRow(*other == '\0' ? "empty" : other) << text(other);
+    }
+
+    void everyBrowserHasItsDialect()
+    {
+        QFETCH(QString, expected);
+        const bool isOfChromium = expected.endsWith(text("+Chrome"));
+        const bool isOther = expected.endsWith(text("+Safari"));
+        const QString identifier =
+            isOfChromium || isOther ? expected.chopped(text("+Chrome").size()) : expected;
+        QCOMPARE(withDialect(identifier), expected);
+        QCOMPARE(withDialect(expected), expected);
+        QCOMPARE(familyOf(identifier).has_value(), isOfChromium || isOther);
+        QCOMPARE(familyOf(expected), familyOf(identifier));
+        QCOMPARE(tracking::addressScript(withDialect(identifier)).has_value(),
+                 isOfChromium || isOther);
+    }
+
+    void identifiersThatHoldTheWordStayAsTheyAre()
+    {
+        QCOMPARE(withDialect(text("com.google.Chrome")), text("com.google.Chrome"));
+        QCOMPARE(familyOf(text("com.google.Chrome")), std::optional(Family::Chromium));
+        QCOMPARE(withDialect(text("org.example.Safari")), text("org.example.Safari"));
+        QCOMPARE(withDialect(QString()), QString());
+        QCOMPARE(withDialect(text("+Chrome")), text("+Chrome"));
+    }
+
+    void windowsAreRecognisedByThePageAndTheBrowser_data()
+    {
+        QTest::addColumn<QString>("window");
+        QTest::addColumn<QString>("page");
+        QTest::addColumn<bool>("isOfFirefox");
+        QTest::addColumn<bool>("expected");
+        const auto row = [](const char* window, const char* page, bool isOfFirefox, bool expected) {
+            QTest::newRow(window) << text(window) << text(page) << isOfFirefox << expected;
+        };
+        const bool chromium = false;
+        const bool firefox = true;
+        row("A - Chromium", "A", chromium, true);
+        row("A - B - Google Chrome", "A - B", chromium, true);
+        row("A - Brave", "A", chromium, true);
+        row("A - Microsoft\xE2\x80\x8B Edge", "A", chromium, true);
+        row("A \xE2\x80\x94 Mozilla Firefox", "A", firefox, true);
+        row("A - LibreWolf", "A", firefox, true);
+        row("B - Chromium", "A", chromium, false);
+        row("A and more - Chromium", "A", chromium, false);
+        row("A - B - Chromium", "A", chromium, false);
+        row("A - Opera", "A", firefox, false);
+        row("A - Mozilla Firefox", "A", chromium, false);
+        row("A - Chromium (Incognito)", "A", chromium, false);
+        row("A - [InPrivate] - Microsoft Edge", "A", chromium, false);
+        row("A \xE2\x80\x94 Mozilla Firefox Private Browsing", "A", firefox, false);
+        row("A \xE2\x80\x94 Mozilla Firefox (Privater Modus)", "A", firefox, false);
+        row("A \xE2\x80\x94 Navigation priv\xC3\xA9"
+            "e de Mozilla Firefox",
+            "A",
+            firefox,
+            false);
+        row("A", "A", chromium, false);
+        row("A - ", "A", chromium, false);
+        row(" - Chromium", "", chromium, false);
+        row("Chromium", "", chromium, false);
+        row("", "", chromium, false);
+    }
+
+    void windowsAreRecognisedByThePageAndTheBrowser()
+    {
+        QFETCH(QString, window);
+        QFETCH(QString, page);
+        QFETCH(bool, isOfFirefox);
+        QTEST(isWindowOfPage(window, page, isOfFirefox ? Family::Other : Family::Chromium),
+              "expected");
+    }
+};
+
+QTEST_GUILESS_MAIN(TestIdentifierDialects)
+#include "tst_identifier_dialects.moc"
