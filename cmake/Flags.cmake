@@ -6,7 +6,8 @@ target_compile_features(quillstep_flags INTERFACE cxx_std_20)
 set(CMAKE_CXX_EXTENSIONS OFF)
 target_compile_definitions(quillstep_flags INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_FOREACH)
-target_compile_options(quillstep_flags INTERFACE
+# -pthread everywhere: it defines a macro, and headers compiled once want the same macros everywhere.
+target_compile_options(quillstep_flags INTERFACE -pthread
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
     -Wnon-virtual-dtor -Woverloaded-virtual
     $<$<BOOL:${QUILLSTEP_WERROR}>:-Werror>)

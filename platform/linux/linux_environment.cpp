@@ -3,11 +3,12 @@
 #include "platform/linux/linux_environment.h"
 
 #include "platform/linux/atspi/accessibility_bus.h"
+#include "platform/linux/atspi/accessible_addresses.h"
 #include "platform/linux/atspi/accessible_front_window.h"
 #include "platform/linux/browsers/browser_reports.h"
 #include "platform/linux/browsers/browser_script_runner.h"
+#include "platform/linux/browsers/browser_support.h"
 #include "platform/linux/browsers/identifier_dialects.h"
-#include "platform/linux/browsers/support_files.h"
 #include "platform/linux/dbus/bus_connection.h"
 #include "platform/linux/desktop/idle_choice.h"
 #include "platform/linux/desktop/session_lock.h"
@@ -113,13 +114,6 @@ Outcome checkDisplayName()
     return Error{QStringLiteral("there is no display: neither DISPLAY nor WAYLAND_DISPLAY is set")};
 }
 
-/// The native host that browsers start is beside this program.
-QString browserHost()
-{
-    return QFileInfo(QCoreApplication::applicationDirPath()).canonicalFilePath() + u'/' +
-           browsers::hostExecutableName();
-}
-
 /// Where the settings are kept; empty when the system names no folder for them.
 QString defaultsFile()
 {
@@ -156,9 +150,10 @@ struct LinuxEnvironment::Backends
     desktop::WindowChoice windows{names};
     desktop::IdleChoice idleTime;
     desktop::SessionLock lock{sessionBus, systemBus};
-    browsers::BrowserReports browserReports{sessionBus, browserHost()};
+    browsers::BrowserReports browserReports{sessionBus, browsers::installedHostExecutable()};
+    atspi::AccessibleAddresses accessibleAddresses{accessibility};
     browsers::BrowserScriptRunner scriptRunner{[this] { return browserInFront(); },
-                                               {&browserReports}};
+                                               {&browserReports, &accessibleAddresses}};
     qt::QtRepeatingTimers repeatingTimers;
     posix::SystemClock clock;
     posix::StdoutDiagnostics diagnostics;
@@ -367,7 +362,11 @@ QStringList LinuxEnvironment::report() const
         add("its window title",
             found(m_facilities.windowTitle.focusedWindowTitle(*application).has_value()));
     }
-    add("page addresses", m_backends->browserReports.state());
+    add("page addresses",
+        m_backends->browserReports.state() + QLatin1StringView("; ") +
+            m_backends->accessibleAddresses.state());
+    if (const auto places = browsers::supportPlaces(QProcessEnvironment::systemEnvironment()))
+        lines += browsers::browserReport(*places);
     return lines;
 }
 
