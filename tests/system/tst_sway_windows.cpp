@@ -17,7 +17,8 @@
 #include <cmath>
 #include <ctime>
 #ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/allocator_interface.h>
+// Not every compiler comes with the header.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #else
 #include <malloc.h>
 #endif
@@ -165,7 +166,8 @@ private Q_SLOTS:
         const auto memory = qint64(allocatedMemory()) - qint64(memoryBefore);
         qInfo("10000 titles in 10 s: %.0f ms of processor, %lld bytes", processor * 1000, memory);
         QVERIFY(processor < 5); // under sanitizers, on a loaded machine
-        QVERIFY(memory < 65536);
+        QVERIFY(memory <
+                10000 * 50); // of what passes through nothing stays; allocators count coarsely
         QTRY_COMPARE(frontProcess(), window.pid());
     }
 
