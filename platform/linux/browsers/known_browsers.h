@@ -20,6 +20,9 @@ struct KnownBrowser
     bool isInConfigHome;
     QLatin1StringView dataFolder;
     QLatin1StringView manifestFolder;
+    /// In $XDG_CONFIG_HOME, the data folder of users who never had the other; empty for none. Host
+    /// manifests are looked for in the other all the same.
+    QLatin1StringView newDataFolder;
     /// Where packages put host manifests.
     QLatin1StringView systemManifestFolder;
     /// How users start it, and as what it runs.
