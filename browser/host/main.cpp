@@ -85,7 +85,9 @@ int run(SessionBus& bus)
     ReportDecoder decoder;
     for (;;) {
         const short events = bus.isSending() ? POLLIN | POLLOUT : POLLIN;
-        std::array<pollfd, 2> polled{{{STDIN_FILENO, POLLIN, 0}, {bus.descriptor(), events, 0}}};
+        std::array<pollfd, 2> polled{
+            pollfd{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0},
+            pollfd{.fd = bus.descriptor(), .events = events, .revents = 0}};
         if (::poll(polled.data(), polled.size(), -1) < 0 && errno != EINTR)
             return EXIT_FAILURE;
         if (polled[0].revents != 0) {

@@ -114,7 +114,7 @@ void SessionBus::tell(const Report& report)
 
 void SessionBus::sendLatest()
 {
-    if (!m_isOwed || m_unanswered != 0)
+    if (!m_latest || !m_isOwed || m_unanswered != 0)
         return;
     const Message message = messageFor(m_family, *m_latest);
     if (message && ::dbus_connection_send(m_connection.get(), message.get(), &m_unanswered) != 0U)

@@ -137,6 +137,20 @@ private Q_SLOTS:
         QVERIFY(lines.contains(chromium));
     }
 
+    void aFirefoxThatKeepsItsDataInTheConfigHomeIsSetUpInTheOldPlace()
+    {
+        QVERIFY(QDir(m_places.home + text("/.mozilla")).removeRecursively());
+        QVERIFY(installBrowserSupport(m_places).isDone);
+        const QString manifest =
+            m_places.home + text("/.mozilla/native-messaging-hosts/") + text(kManifest);
+        QVERIFY(!QFile::exists(manifest));
+        QVERIFY(QDir().mkpath(m_places.configHome + text("/mozilla")));
+        QVERIFY(installBrowserSupport(m_places).isDone);
+        QVERIFY(QFile::exists(manifest));
+        QVERIFY(removeBrowserSupport(m_places).isDone);
+        QVERIFY(!QFile::exists(m_places.home + text("/.mozilla")));
+    }
+
     void removingUndoesExactlyThat()
     {
         QVERIFY(installBrowserSupport(m_places).isDone);

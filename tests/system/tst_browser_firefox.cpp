@@ -33,7 +33,7 @@ private Q_SLOTS:
         REQUIRE_PROGRAMS(support::HeadlessX11::programs() + support::Firefox::programs() +
                          QStringList{text("xdotool")});
         REQUIRE(m_desktop.start());
-        // It looks there also when it keeps its profiles in the folder of XDG.
+        // It looks there also when its profiles are in the config home.
         QVERIFY(BrowserDesktop::addHost(
             Family::Other, m_desktop.x11().home() + text("/.mozilla/native-messaging-hosts")));
         REQUIRE(startBrowser());

@@ -48,6 +48,8 @@ public:
     BrowserReports(QDBusConnection bus,
                    QString hostExecutable,
                    QString procFolder = QStringLiteral("/proc"));
+    BrowserReports(const BrowserReports&) = delete;
+    BrowserReports& operator=(const BrowserReports&) = delete;
     ~BrowserReports() override;
 
     [[nodiscard]] std::optional<QString> addressIn(const FrontBrowser& front) override;

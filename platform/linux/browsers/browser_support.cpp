@@ -20,7 +20,7 @@ namespace platform::browsers {
 namespace {
 
 // What is in every file of ours and in no other.
-constexpr const char* kMarkOfManifest = "\"com.velomira.usage_monitor\"";
+constexpr const char* kMarkOfManifest = R"("com.velomira.usage_monitor")";
 constexpr const char* kMarkOfExtension = "The Velomira Usage Monitor authors";
 constexpr const char* kMarkOfExtensionManifest = "Velomira Usage Monitor";
 constexpr qint64 kLongestManifest = 64LL * 1024;
@@ -28,6 +28,14 @@ constexpr qint64 kLongestManifest = 64LL * 1024;
 QString dataFolderOf(const KnownBrowser& browser, const SupportPlaces& places)
 {
     return (browser.isInConfigHome ? places.configHome : places.home) + u'/' + browser.dataFolder;
+}
+
+/// Whether the user has used the browser.
+bool isUsed(const KnownBrowser& browser, const SupportPlaces& places)
+{
+    return QFileInfo(dataFolderOf(browser, places)).isDir() ||
+           (!browser.newDataFolder.isEmpty() &&
+            QFileInfo(places.configHome + u'/' + browser.newDataFolder).isDir());
 }
 
 QString userManifestOf(const KnownBrowser& browser, const SupportPlaces& places)
@@ -93,7 +101,7 @@ std::optional<QString> hostNamedIn(const QString& manifest)
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
     const QByteArray content = file.read(kLongestManifest);
-    constexpr QByteArrayView kPath("\"path\": \"");
+    constexpr QByteArrayView kPath(R"("path": ")");
     const qsizetype at = content.indexOf(kPath);
     if (!content.contains(kMarkOfManifest) || at < 0)
         return std::nullopt;
@@ -179,7 +187,7 @@ SupportOutcome installBrowserSupport(const SupportPlaces& places)
     QStringList advice;
     SupportJournal journal(supportFolder(places));
     for (const KnownBrowser& browser : knownBrowsers()) {
-        if (!QFileInfo(dataFolderOf(browser, places)).isDir())
+        if (!isUsed(browser, places))
             continue;
         const auto done = setUp(journal, browser, places);
         if (!done) {

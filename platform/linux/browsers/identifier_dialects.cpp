@@ -11,79 +11,77 @@ namespace platform::browsers {
 
 namespace {
 
-struct Entry
-{
-    QLatin1StringView identifier; // in lower case
-    Family family;
+// Names of desktop files without ".desktop", application ids and window classes. Web applications
+// that a browser has installed have ids of their own and show no address; they are not in here. In
+// lower case; identifiers are compared whatever their case.
+constexpr std::array kFamilyOfChromium{
+    // Chromium, also without Google's services
+    QLatin1StringView("chromium"),
+    QLatin1StringView("chromium-browser"),
+    QLatin1StringView("chromium-bin"),
+    QLatin1StringView("chromium-freeworld"),
+    QLatin1StringView("chromium_chromium"),
+    QLatin1StringView("org.chromium.chromium"),
+    QLatin1StringView("ungoogled-chromium"),
+    QLatin1StringView("ungoogled_chromium"),
+    QLatin1StringView("io.github.ungoogled_software.ungoogled_chromium"),
+    QLatin1StringView("com.github.eloston.ungoogledchromium"),
+    // Google Chrome
+    QLatin1StringView("google-chrome"),
+    QLatin1StringView("google-chrome-stable"),
+    QLatin1StringView("google-chrome-beta"),
+    QLatin1StringView("google-chrome-unstable"),
+    QLatin1StringView("com.google.chrome"),
+    QLatin1StringView("com.google.chromedev"),
+    // Brave
+    QLatin1StringView("brave"),
+    QLatin1StringView("brave-browser"),
+    QLatin1StringView("brave-browser-beta"),
+    QLatin1StringView("brave-browser-nightly"),
+    QLatin1StringView("brave_brave"),
+    QLatin1StringView("com.brave.browser"),
+    // Edge
+    QLatin1StringView("microsoft-edge"),
+    QLatin1StringView("microsoft-edge-stable"),
+    QLatin1StringView("microsoft-edge-beta"),
+    QLatin1StringView("microsoft-edge-dev"),
+    QLatin1StringView("com.microsoft.edge"),
+    // Vivaldi
+    QLatin1StringView("vivaldi"),
+    QLatin1StringView("vivaldi-stable"),
+    QLatin1StringView("vivaldi-snapshot"),
+    QLatin1StringView("vivaldi_vivaldi-stable"),
+    QLatin1StringView("com.vivaldi.vivaldi"),
+    // Opera
+    QLatin1StringView("opera"),
+    QLatin1StringView("opera-beta"),
+    QLatin1StringView("opera-developer"),
+    QLatin1StringView("opera_opera"),
+    QLatin1StringView("com.opera.opera"),
 };
 
-// Names of desktop files without ".desktop", application ids and window classes. Web applications
-// that a browser has installed have ids of their own and show no address; they are not in here.
-constexpr std::array kTable{
-    // Chromium, also without Google's services
-    Entry{QLatin1StringView("chromium"), Family::Chromium},
-    Entry{QLatin1StringView("chromium-browser"), Family::Chromium},
-    Entry{QLatin1StringView("chromium-bin"), Family::Chromium},
-    Entry{QLatin1StringView("chromium-freeworld"), Family::Chromium},
-    Entry{QLatin1StringView("chromium_chromium"), Family::Chromium},
-    Entry{QLatin1StringView("org.chromium.chromium"), Family::Chromium},
-    Entry{QLatin1StringView("ungoogled-chromium"), Family::Chromium},
-    Entry{QLatin1StringView("ungoogled_chromium"), Family::Chromium},
-    Entry{QLatin1StringView("io.github.ungoogled_software.ungoogled_chromium"), Family::Chromium},
-    Entry{QLatin1StringView("com.github.eloston.ungoogledchromium"), Family::Chromium},
-    // Google Chrome
-    Entry{QLatin1StringView("google-chrome"), Family::Chromium},
-    Entry{QLatin1StringView("google-chrome-stable"), Family::Chromium},
-    Entry{QLatin1StringView("google-chrome-beta"), Family::Chromium},
-    Entry{QLatin1StringView("google-chrome-unstable"), Family::Chromium},
-    Entry{QLatin1StringView("com.google.chrome"), Family::Chromium},
-    Entry{QLatin1StringView("com.google.chromedev"), Family::Chromium},
-    // Brave
-    Entry{QLatin1StringView("brave"), Family::Chromium},
-    Entry{QLatin1StringView("brave-browser"), Family::Chromium},
-    Entry{QLatin1StringView("brave-browser-beta"), Family::Chromium},
-    Entry{QLatin1StringView("brave-browser-nightly"), Family::Chromium},
-    Entry{QLatin1StringView("brave_brave"), Family::Chromium},
-    Entry{QLatin1StringView("com.brave.browser"), Family::Chromium},
-    // Edge
-    Entry{QLatin1StringView("microsoft-edge"), Family::Chromium},
-    Entry{QLatin1StringView("microsoft-edge-stable"), Family::Chromium},
-    Entry{QLatin1StringView("microsoft-edge-beta"), Family::Chromium},
-    Entry{QLatin1StringView("microsoft-edge-dev"), Family::Chromium},
-    Entry{QLatin1StringView("com.microsoft.edge"), Family::Chromium},
-    // Vivaldi
-    Entry{QLatin1StringView("vivaldi"), Family::Chromium},
-    Entry{QLatin1StringView("vivaldi-stable"), Family::Chromium},
-    Entry{QLatin1StringView("vivaldi-snapshot"), Family::Chromium},
-    Entry{QLatin1StringView("vivaldi_vivaldi-stable"), Family::Chromium},
-    Entry{QLatin1StringView("com.vivaldi.vivaldi"), Family::Chromium},
-    // Opera
-    Entry{QLatin1StringView("opera"), Family::Chromium},
-    Entry{QLatin1StringView("opera-beta"), Family::Chromium},
-    Entry{QLatin1StringView("opera-developer"), Family::Chromium},
-    Entry{QLatin1StringView("opera_opera"), Family::Chromium},
-    Entry{QLatin1StringView("com.opera.opera"), Family::Chromium},
+constexpr std::array kOthers{
     // Firefox and its kin
-    Entry{QLatin1StringView("firefox"), Family::Other},
-    Entry{QLatin1StringView("firefox-esr"), Family::Other},
-    Entry{QLatin1StringView("firefox-beta"), Family::Other},
-    Entry{QLatin1StringView("firefox-nightly"), Family::Other},
-    Entry{QLatin1StringView("firefox-developer-edition"), Family::Other},
-    Entry{QLatin1StringView("firefox-aurora"), Family::Other},
-    Entry{QLatin1StringView("firefox_firefox"), Family::Other},
-    Entry{QLatin1StringView("navigator"), Family::Other}, // the instance of Firefox's windows
-    Entry{QLatin1StringView("org.mozilla.firefox"), Family::Other},
-    Entry{QLatin1StringView("librewolf"), Family::Other},
-    Entry{QLatin1StringView("librewolf-default"), Family::Other},
-    Entry{QLatin1StringView("io.gitlab.librewolf-community"), Family::Other},
+    QLatin1StringView("firefox"),
+    QLatin1StringView("firefox-esr"),
+    QLatin1StringView("firefox-beta"),
+    QLatin1StringView("firefox-nightly"),
+    QLatin1StringView("firefox-developer-edition"),
+    QLatin1StringView("firefox-aurora"),
+    QLatin1StringView("firefox_firefox"),
+    QLatin1StringView("navigator"), // the instance of Firefox's windows
+    QLatin1StringView("org.mozilla.firefox"),
+    QLatin1StringView("librewolf"),
+    QLatin1StringView("librewolf-default"),
+    QLatin1StringView("io.gitlab.librewolf-community"),
     // GNOME Web
-    Entry{QLatin1StringView("epiphany"), Family::Other},
-    Entry{QLatin1StringView("epiphany-browser"), Family::Other},
-    Entry{QLatin1StringView("org.gnome.epiphany"), Family::Other},
+    QLatin1StringView("epiphany"),
+    QLatin1StringView("epiphany-browser"),
+    QLatin1StringView("org.gnome.epiphany"),
     // Falkon
-    Entry{QLatin1StringView("falkon"), Family::Other},
-    Entry{QLatin1StringView("org.kde.falkon"), Family::Other},
-    Entry{QLatin1StringView("falkon_falkon"), Family::Other},
+    QLatin1StringView("falkon"),
+    QLatin1StringView("org.kde.falkon"),
+    QLatin1StringView("falkon_falkon"),
 };
 
 constexpr QLatin1StringView kChrome("Chrome");
@@ -106,10 +104,12 @@ QStringView withoutDialect(QStringView identifier)
 std::optional<Family> familyOf(QStringView identifier)
 {
     const QStringView stem = withoutDialect(identifier);
-    const auto* const found = std::ranges::find_if(kTable, [stem](const Entry& entry) {
-        return stem.compare(entry.identifier, Qt::CaseInsensitive) == 0;
-    });
-    return found == kTable.end() ? std::nullopt : std::optional(found->family);
+    const auto isStem = [stem](QLatin1StringView known) {
+        return stem.compare(known, Qt::CaseInsensitive) == 0;
+    };
+    if (std::ranges::any_of(kFamilyOfChromium, isStem))
+        return Family::Chromium;
+    return std::ranges::any_of(kOthers, isStem) ? std::optional(Family::Other) : std::nullopt;
 }
 
 QString withDialect(const QString& identifier)

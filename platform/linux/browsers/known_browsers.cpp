@@ -22,21 +22,23 @@ KnownBrowser ofChromium(QLatin1StringView name,
             .isInConfigHome = true,
             .dataFolder = dataFolder,
             .manifestFolder = kHostsOfChromium,
+            .newDataFolder = {},
             .systemManifestFolder = systemFolder,
             .programs = programs,
             .executables = executables};
 }
 
 KnownBrowser ofFirefox(QLatin1StringView name,
-                       bool isInConfigHome,
                        QLatin1StringView dataFolder,
+                       QLatin1StringView newDataFolder,
                        const QStringList& names)
 {
     return {.name = name,
             .family = Family::Other,
-            .isInConfigHome = isInConfigHome,
+            .isInConfigHome = false,
             .dataFolder = dataFolder,
             .manifestFolder = kHostsOfFirefox,
+            .newDataFolder = newDataFolder,
             .systemManifestFolder = kSystemOfFirefox,
             .programs = names,
             .executables = names};
@@ -83,13 +85,11 @@ const QList<KnownBrowser>& knownBrowsers()
                    list("opera opera-stable"),
                    list("opera")),
         ofFirefox(QLatin1StringView("Firefox"),
-                  false,
                   QLatin1StringView(".mozilla"),
+                  QLatin1StringView("mozilla"),
                   list("firefox firefox-esr firefox-bin")),
-        ofFirefox(QLatin1StringView("LibreWolf"),
-                  false,
-                  QLatin1StringView(".librewolf"),
-                  list("librewolf")),
+        ofFirefox(
+            QLatin1StringView("LibreWolf"), QLatin1StringView(".librewolf"), {}, list("librewolf")),
     };
     return kBrowsers;
 }

@@ -14,12 +14,15 @@ namespace platform::browsers {
 struct KnownBrowser
 {
     QLatin1StringView name;
-    Family family;
+    Family family = Family::Chromium;
     /// The folder with the user's data, in the home folder or in $XDG_CONFIG_HOME, and the one for
     /// host manifests in it.
-    bool isInConfigHome;
+    bool isInConfigHome = false;
     QLatin1StringView dataFolder;
     QLatin1StringView manifestFolder;
+    /// In $XDG_CONFIG_HOME, the data folder of users who never had the other; empty for none. Host
+    /// manifests are looked for in the other all the same.
+    QLatin1StringView newDataFolder;
     /// Where packages put host manifests.
     QLatin1StringView systemManifestFolder;
     /// How users start it, and as what it runs.

@@ -9,29 +9,18 @@ namespace platform::browsers {
 
 namespace {
 
-struct Name
-{
-    QStringView text;
-    Family family;
-};
-
-// Trade marks, which no language changes.
-constexpr std::array kNames{
-    Name{u"Chromium", Family::Chromium},
-    Name{u"Google Chrome", Family::Chromium},
-    Name{u"Google Chrome Beta", Family::Chromium},
-    Name{u"Google Chrome Dev", Family::Chromium},
-    Name{u"Brave", Family::Chromium},
-    Name{u"Microsoft\u200B Edge", Family::Chromium}, // so that it is never broken
-    Name{u"Microsoft Edge", Family::Chromium},
-    Name{u"Vivaldi", Family::Chromium},
-    Name{u"Opera", Family::Chromium},
-    Name{u"Mozilla Firefox", Family::Other},
-    Name{u"Firefox", Family::Other},
-    Name{u"Firefox Developer Edition", Family::Other},
-    Name{u"Firefox Nightly", Family::Other},
-    Name{u"LibreWolf", Family::Other},
-};
+// Trade marks, which no language changes. The space of no width in one of them is its own.
+constexpr std::array<QStringView, 9> kNamesOfChromium{u"Chromium",
+                                                      u"Google Chrome",
+                                                      u"Google Chrome Beta",
+                                                      u"Google Chrome Dev",
+                                                      u"Brave",
+                                                      u"Microsoft\u200B Edge",
+                                                      u"Microsoft Edge",
+                                                      u"Vivaldi",
+                                                      u"Opera"};
+constexpr std::array<QStringView, 5> kOtherNames{
+    u"Mozilla Firefox", u"Firefox", u"Firefox Developer Edition", u"Firefox Nightly", u"LibreWolf"};
 
 // Which dash it is depends on the browser and on the language.
 constexpr std::array<QStringView, 3> kDashes{u" - ", u" \u2013 ", u" \u2014 "};
@@ -48,9 +37,9 @@ bool isWindowOfPage(QStringView windowTitle, QStringView pageTitle, Family famil
     if (dash == kDashes.end())
         return false;
     const QStringView name = rest.mid(dash->size());
-    return std::ranges::any_of(kNames, [name, family](const Name& known) {
-        return known.family == family && known.text == name;
-    });
+    return family == Family::Chromium
+               ? std::ranges::find(kNamesOfChromium, name) != kNamesOfChromium.end()
+               : std::ranges::find(kOtherNames, name) != kOtherNames.end();
 }
 
 } // namespace platform::browsers
