@@ -66,7 +66,7 @@ wait_until 10 test -s "$HOME/pages-port" || fail "the demonstration's web pages 
 # A browser does not run as root without giving up its sandbox; nothing but our own pages is opened here.
 browser=(chromium --no-first-run --disable-gpu --password-store=basic --disable-background-networking
     --load-extension="$XDG_DATA_HOME/com.velomira.UsageMonitor/browser/chromium"
-    --host-resolver-rules="MAP *.example 127.0.0.1:$(<"$HOME/pages-port")" --window-size=700,500 --window-position=500,60)
+    --host-resolver-rules="MAP *.example 127.0.0.1:$(<"$HOME/pages-port")" "--window-size=700,500" "--window-position=500,60")
 if [ "$(id -u)" = 0 ]; then browser+=(--no-sandbox); fi
 browse() { open_application "${browser[@]}" "http://$1"; }
 browse news.example/today

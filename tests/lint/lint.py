@@ -3,22 +3,26 @@
 # SPDX-License-Identifier: MIT
 """Checks the text of our own files; prints what it finds and fails when there is anything.
 
-Usage: lint.py format|shell|spdx|python ROOT
+Usage: lint.py format|shell|spdx|python|own-header ROOT
 
   format  C++ files are formatted as .clang-format says
   shell   shellcheck finds nothing, in scripts without a suffix either
   spdx    every source file names its copyright holder and licence
   python  every Python file compiles
+  own-header  a source includes its own header first, which shows that it compiles on its own
 """
 
 import os
 import pathlib
+import re
 import subprocess
 import sys
 
 # In two parts: other checkers would take the whole for this file's own lines.
 SPDX = tuple("SPDX-" + name for name in ("FileCopyrightText: ", "License-Identifier: "))
-WITH_SPDX = {".h", ".cpp", ".in", ".cmake", ".py", ".sh", ".qml", ".svg", ".yaml", ".yml"}
+WITH_SPDX = {".h", ".cpp", ".js", ".in", ".cmake", ".py", ".sh", ".qml", ".svg", ".yaml", ".yml"}
+
+INCLUDE = re.compile(r'^#include [<"]([^>"]+)[>"]', re.MULTILINE)
 
 
 def source_files(root: pathlib.Path):
@@ -69,9 +73,24 @@ def check_shell(_root: pathlib.Path, files: list) -> list:
 def check_spdx(root: pathlib.Path, files: list) -> list:
     findings = []
     for file in files:
+        if file.name.endswith(".json.in"):
+            continue  # no comments in JSON
         if file.suffix in WITH_SPDX or file.name == "CMakeLists.txt" or interpreter(file):
             head = file.read_text(encoding="utf-8")[:1000]
             findings += [f"{file.relative_to(root)}: no {mark.strip()}" for mark in SPDX if mark not in head]
+    return findings
+
+
+def check_own_header(root: pathlib.Path, files: list) -> list:
+    present = set(files)
+    findings = []
+    for file in files:
+        header = file.with_suffix(".h")
+        if file.suffix != ".cpp" or header not in present:
+            continue
+        first = INCLUDE.search(file.read_text(encoding="utf-8"))
+        if not first or first[1] != header.relative_to(root).as_posix():
+            findings.append(f"{file.relative_to(root)}: does not include {header.name} before anything else")
     return findings
 
 
@@ -86,7 +105,13 @@ def check_python(root: pathlib.Path, files: list) -> list:
     return findings
 
 
-CHECKS = {"format": check_format, "shell": check_shell, "spdx": check_spdx, "python": check_python}
+CHECKS = {
+    "format": check_format,
+    "shell": check_shell,
+    "spdx": check_spdx,
+    "python": check_python,
+    "own-header": check_own_header,
+}
 
 
 def main() -> int:

@@ -20,7 +20,10 @@ protected:
         return QStringLiteral("GNOME Shell extension");
     }
 
-    [[nodiscard]] QString idleSource() const override { return QStringLiteral("org.gnome.Mutter.IdleMonitor"); }
+    [[nodiscard]] QString idleSource() const override
+    {
+        return QStringLiteral("org.gnome.Mutter.IdleMonitor");
+    }
 };
 
 QTEST_GUILESS_MAIN(TestGnomeRecording)

@@ -17,7 +17,10 @@ protected:
 
     [[nodiscard]] QString windowSource() const override { return QStringLiteral("KWin script"); }
 
-    [[nodiscard]] QString idleSource() const override { return QStringLiteral("ext_idle_notifier_v1"); }
+    [[nodiscard]] QString idleSource() const override
+    {
+        return QStringLiteral("ext_idle_notifier_v1");
+    }
 };
 
 QTEST_GUILESS_MAIN(TestKWinRecording)
