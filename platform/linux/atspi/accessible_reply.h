@@ -17,7 +17,7 @@
 namespace platform::atspi {
 
 /// The longest title that is handed on, in bytes of UTF-8.
-inline constexpr qsizetype kLongestTitle = 16 * 1024;
+inline constexpr qsizetype kLongestTitle = 16'384;
 
 /// `text` without what exceeds `bytes` of UTF-8, cut between two characters.
 [[nodiscard]] QString cutToBytes(const QString& text, qsizetype bytes = kLongestTitle);

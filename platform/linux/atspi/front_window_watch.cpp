@@ -53,7 +53,7 @@ FrontWindowWatch::~FrontWindowWatch() = default;
 
 void FrontWindowWatch::begin()
 {
-    m_window.reset(); // with its connection
+    m_named.reset(); // with its connection
     follow(std::nullopt);
     m_search.reset();
     m_searchesLeft = 0;
@@ -134,31 +134,36 @@ void FrontWindowWatch::ownerChanged(const QString& name, const QString& before, 
 
 void FrontWindowWatch::follow(const std::optional<AccessibleObject>& window)
 {
-    listenForName(false);
     m_window = window;
     m_front.reset();
     m_inquiry.reset();
     m_pace.stop();
-    if (!m_window)
+    if (!m_window) {
+        listenForName(std::nullopt);
         return;
+    }
     ++m_number;
-    listenForName(true);
     inquireSoon();
 }
 
-void FrontWindowWatch::listenForName(bool shallListen)
+void FrontWindowWatch::listenForName(const std::optional<AccessibleObject>& window)
 {
-    if (!m_window || !m_bus.isOn())
+    if (m_named == window)
         return;
-    QDBusConnection bus = m_bus.connection();
-    const QString change = QStringLiteral("PropertyChange");
-    const QStringList which{QStringLiteral("accessible-name")};
-    const auto& [service, path] = *m_window;
-    if (shallListen)
-        bus.connect(service, path, kObjectEvents, change, which, QString(), this, SLOT(renamed()));
-    else
-        bus.disconnect(
-            service, path, kObjectEvents, change, which, QString(), this, SLOT(renamed()));
+    if (m_bus.isOn()) {
+        QDBusConnection bus = m_bus.connection();
+        const QString change = QStringLiteral("PropertyChange");
+        const QStringList which{QStringLiteral("accessible-name")};
+        const QString all;
+        const char* const slot = SLOT(renamed());
+        if (m_named)
+            bus.disconnect(
+                m_named->service, m_named->path, kObjectEvents, change, which, all, this, slot);
+        if (window)
+            bus.connect(
+                window->service, window->path, kObjectEvents, change, which, all, this, slot);
+    }
+    m_named = window;
 }
 
 void FrontWindowWatch::refresh()
@@ -204,6 +209,7 @@ void FrontWindowWatch::inquire()
 {
     if (!m_window)
         return;
+    listenForName(m_window);
     m_lastInquiry.start();
     m_isOutdated = false;
     m_inquiry = std::make_unique<WindowInquiry>(m_bus, *m_window);

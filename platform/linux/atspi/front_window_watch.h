@@ -48,13 +48,15 @@ private:
     Q_SLOT void renamed();
     Q_SLOT void ownerChanged(const QString& name, const QString& before, const QString& now);
     void follow(const std::optional<AccessibleObject>& window);
-    void listenForName(bool shallListen);
+    /// Of this window alone the new names are heard.
+    void listenForName(const std::optional<AccessibleObject>& window);
     void search();
     void inquireSoon();
     void inquire();
 
     AccessibilityBus& m_bus;
     std::optional<AccessibleObject> m_window;
+    std::optional<AccessibleObject> m_named;
     std::uint64_t m_number = 0;
     std::optional<desktop::FrontWindow> m_front;
     std::unique_ptr<WindowInquiry> m_inquiry;

@@ -11,7 +11,7 @@ namespace platform::atspi {
 namespace {
 
 constexpr qsizetype kCompared = 64;
-constexpr qsizetype kLongestAddress = 16 * 1024;
+constexpr qsizetype kLongestAddress = 16'384;
 
 bool isBracket(QChar character)
 {

@@ -20,7 +20,7 @@ namespace platform::atspi {
 
 namespace {
 
-constexpr qint64 kLongestCommandLine = 64 * 1024;
+constexpr qint64 kLongestCommandLine = 65'536;
 
 QByteArray commandLineOf(std::int32_t process)
 {

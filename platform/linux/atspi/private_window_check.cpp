@@ -5,8 +5,6 @@
 #include "platform/linux/atspi/accessibility_bus.h"
 #include "platform/linux/atspi/accessible_reply.h"
 
-#include <QTimer>
-
 #include <algorithm>
 #include <array>
 
@@ -38,7 +36,7 @@ PrivateWindowCheck::PrivateWindowCheck(AccessibilityBus& bus, const AccessibleOb
 
 void PrivateWindowCheck::start()
 {
-    QTimer::singleShot(0, this, &PrivateWindowCheck::next);
+    next();
 }
 
 void PrivateWindowCheck::next()

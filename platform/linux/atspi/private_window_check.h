@@ -26,7 +26,7 @@ public:
     /// `bus` must outlive this.
     PrivateWindowCheck(AccessibilityBus& bus, const AccessibleObject& window);
 
-    /// Asks; finished() comes later.
+    /// Asks; finished() comes later, or at once when nothing can be asked.
     void start();
 
 Q_SIGNALS:
