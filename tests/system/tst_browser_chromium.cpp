@@ -269,8 +269,14 @@ private Q_SLOTS:
 private:
     [[nodiscard]] platform::Outcome startBrowser()
     {
-        return m_browser.start(
+        const auto started = m_browser.start(
             m_desktop.environment(), m_userData, text(EXTENSION_FOLDER), page("first"));
+        if (!started)
+            return started;
+        const bool isConnected = QTest::qWaitFor(
+            [this] { return !m_desktop.reports().connectedBrowsers().isEmpty(); }, kPatienceMs);
+        return isConnected ? platform::success()
+                           : platform::Error{text("the extension starts no host")};
     }
 
     [[nodiscard]] static QString setEnabled(bool isEnabled)
