@@ -173,6 +173,37 @@ private Q_SLOTS:
         expectSilence();
     }
 
+    void aFirefoxThatNeverRemembersHistoryTellsNothing_data()
+    {
+        QTest::addColumn<QByteArray>("preferences");
+        QTest::addColumn<bool>("tells");
+        const QByteArray preference = "user_pref(\"browser.privatebrowsing.autostart\", %1);\n";
+        QTest::newRow("never") << QByteArray(preference).replace("%1", "true") << false;
+        QTest::newRow("as usual") << QByteArray(preference).replace("%1", "false") << true;
+    }
+
+    void aFirefoxThatNeverRemembersHistoryTellsNothing()
+    {
+        QFETCH(QByteArray, preferences);
+        QFETCH(bool, tells);
+        check(m_accessibility->switchOn());
+        Firefox firefox;
+        check(firefox.start(m_accessibility->environment(), preferences));
+        if (!tells) {
+            // The browser's own copy is enough.
+            QTRY_VERIFY_WITH_TIMEOUT(contentOf(firefox.profile() + u"/prefs.js"_qs)
+                                         .contains("browser.privatebrowsing.autostart"),
+                                     kPatienceMs);
+            QVERIFY(QFile::remove(firefox.profile() + u"/user.js"_qs));
+        }
+        check(firefox.navigate(page("shown")));
+        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page shown"_qs), kPatienceMs);
+        if (tells)
+            expectSoon("shown");
+        else
+            expectSilence();
+    }
+
     void gnomeWebTellsTheAddressOnShow()
     {
         check(m_accessibility->switchOn());
@@ -261,6 +292,12 @@ private:
     static void check(const platform::Outcome& outcome)
     {
         QVERIFY2(outcome, outcome ? "" : qPrintable(outcome.error().text));
+    }
+
+    static QByteArray contentOf(const QString& path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     QString page(const char* name) const

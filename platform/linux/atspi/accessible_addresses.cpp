@@ -72,7 +72,7 @@ void AccessibleAddresses::forget()
 void AccessibleAddresses::search()
 {
     m_begun.start();
-    m_search = std::make_unique<PageSearch>(m_bus, m_memory, m_front);
+    m_search = std::make_unique<PageSearch>(m_bus, m_memory, m_history, m_front);
     connect(
         m_search.get(), &PageSearch::finished, this, [this](const std::optional<QString>& address) {
             m_search.release()->deleteLater(); // it is what calls

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/linux/atspi/browser_memory.h"
+#include "platform/linux/atspi/firefox_history.h"
 #include "platform/linux/browsers/address_source.h"
 
 #include <QElapsedTimer>
@@ -46,6 +47,7 @@ private:
 
     AccessibilityBus& m_bus;
     BrowserMemory m_memory;
+    FirefoxHistory m_history;
     browsers::FrontBrowser m_front;
     std::unique_ptr<PageSearch> m_search;
     std::optional<QString> m_address;

@@ -5,6 +5,7 @@
 #include "platform/linux/atspi/accessibility_bus.h"
 #include "platform/linux/atspi/accessible_reply.h"
 #include "platform/linux/atspi/browser_memory.h"
+#include "platform/linux/atspi/firefox_history.h"
 #include "platform/linux/atspi/frame_search.h"
 #include "platform/linux/atspi/page_rules.h"
 #include "platform/linux/atspi/private_window_check.h"
@@ -33,9 +34,13 @@ QByteArray commandLineOf(std::int32_t process)
 
 } // namespace
 
-PageSearch::PageSearch(AccessibilityBus& bus, BrowserMemory& memory, browsers::FrontBrowser front)
+PageSearch::PageSearch(AccessibilityBus& bus,
+                       BrowserMemory& memory,
+                       FirefoxHistory& history,
+                       browsers::FrontBrowser front)
     : m_bus(bus)
     , m_memory(memory)
+    , m_history(history)
     , m_front(std::move(front))
 {
 }
@@ -102,8 +107,15 @@ void PageSearch::findDocument(const AccessibleObject& frame)
 void PageSearch::checkPrivacy(const AccessibleObject& document)
 {
     // Private windows of the Chromium family are told by their names, see mayShow().
-    const bool isPrivate = m_memory.isPrivate(m_frame).value_or(true);
-    if (m_front.family == browsers::Family::Chromium || !isPrivate) {
+    if (m_front.family == browsers::Family::Chromium) {
+        askDocument(document);
+        return;
+    }
+    if (!m_history.isKeptBy(m_front.processIdentifier)) {
+        finish(std::nullopt);
+        return;
+    }
+    if (m_memory.isPrivate(m_frame) == false) {
         askDocument(document);
         return;
     }

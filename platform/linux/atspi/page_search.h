@@ -15,6 +15,7 @@ namespace platform::atspi {
 
 class AccessibilityBus;
 class BrowserMemory;
+class FirefoxHistory;
 class FrameSearch;
 class PrivateWindowCheck;
 class ProgramSearch;
@@ -28,8 +29,11 @@ class PageSearch final : public QObject
     Q_OBJECT
 
 public:
-    /// Both must outlive this.
-    PageSearch(AccessibilityBus& bus, BrowserMemory& memory, browsers::FrontBrowser front);
+    /// All but `front` must outlive this.
+    PageSearch(AccessibilityBus& bus,
+               BrowserMemory& memory,
+               FirefoxHistory& history,
+               browsers::FrontBrowser front);
     PageSearch(const PageSearch&) = delete;
     PageSearch& operator=(const PageSearch&) = delete;
     ~PageSearch() override;
@@ -54,6 +58,7 @@ private:
 
     AccessibilityBus& m_bus;
     BrowserMemory& m_memory;
+    FirefoxHistory& m_history;
     browsers::FrontBrowser m_front;
     AccessibleObject m_program;
     AccessibleObject m_frame;

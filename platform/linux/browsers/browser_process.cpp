@@ -72,10 +72,15 @@ std::optional<BrowserChild> readBrowserChild(std::int32_t pid, const QString& pr
     return child;
 }
 
+std::optional<ProcessMark> readProcessMark(std::int32_t pid, const QString& procFolder)
+{
+    const auto stat = statOf(pid, procFolder);
+    return stat ? std::optional(stat->process) : std::nullopt;
+}
+
 bool isRunning(const ProcessMark& process, const QString& procFolder)
 {
-    const auto stat = statOf(process.pid, procFolder);
-    return stat && stat->process == process;
+    return readProcessMark(process.pid, procFolder) == process;
 }
 
 } // namespace platform::browsers

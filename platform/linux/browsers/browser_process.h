@@ -36,6 +36,11 @@ struct BrowserChild
 [[nodiscard]] std::optional<BrowserChild>
 readBrowserChild(std::int32_t pid, const QString& procFolder = QStringLiteral("/proc"));
 
+/// Tells the process that has the number `pid` now; none when there is none. Reads one small file.
+/// Any thread.
+[[nodiscard]] std::optional<ProcessMark>
+readProcessMark(std::int32_t pid, const QString& procFolder = QStringLiteral("/proc"));
+
 /// Whether the process still runs. Reads one small file.
 /// Any thread.
 [[nodiscard]] bool isRunning(const ProcessMark& process,
