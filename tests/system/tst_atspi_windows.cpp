@@ -181,8 +181,10 @@ private Q_SLOTS:
         switchOn();
         watch();
         TestWindow hangs(TestWindow::Toolkit::Gtk);
-        TestWindow other(TestWindow::Toolkit::QtWidgets);
-        check(other.open(environment(), u"qt-two"_qs, u"Other"_qs));
+        // Qt tells nothing of a window that gets the focus back within 400 ms, and the program that
+        // hangs cannot tell that it has lost it.
+        TestWindow other(TestWindow::Toolkit::Gtk);
+        check(other.open(environment(), u"gtk-two"_qs, u"Other"_qs));
         check(hangs.open(environment(), u"gtk-one"_qs, u"Hangs"_qs));
         QTRY_COMPARE_WITH_TIMEOUT(title(), u"Hangs"_qs, kPatienceMs);
         support::Heartbeat heartbeat;
