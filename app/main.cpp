@@ -7,6 +7,7 @@
 #include "app/diagnosis.h"
 #include "app/ending.h"
 #include "app/quillstep_app.h"
+#include "app/toolkit_messages.h"
 #include "app/wait_for.h"
 #include "platform/build_config.h"
 #include "platform/linux/browsers/browser_support.h"
@@ -18,6 +19,7 @@
 #include "platform/linux/gui/desktop_url_opener.h"
 #include "platform/linux/gui/system_tray_item.h"
 #include "platform/linux/gui/window_activation.h"
+#include "platform/linux/gui/without_opengl.h"
 #include "platform/linux/linux_environment.h"
 #include "platform/linux/posix/instance_lock.h"
 #include "platform/linux/posix/password_prompt.h"
@@ -32,10 +34,8 @@
 #include <QApplication>
 #include <QFileInfo>
 #include <QIcon>
-#include <QOpenGLContext>
 #include <QProcessEnvironment>
 #include <QSessionManager>
-#include <QThread>
 
 #include <array>
 #include <cerrno>
@@ -46,7 +46,6 @@
 #include <string>
 #include <thread>
 #include <unistd.h>
-#include <utility>
 
 namespace {
 
@@ -69,66 +68,12 @@ constexpr std::chrono::minutes kTimeToUnlockTheKeyring(2);
 // As long as an instance that is ending may take for its owed save, and some more.
 constexpr std::chrono::seconds kTimeForThePreviousInstance(6);
 constexpr std::chrono::seconds kTimeToTakeLeave(2);
-constexpr std::chrono::seconds kTimeToEndSuddenly(6);
 /// The event loop's result when the program is to start anew.
 constexpr int kStartAnew = 64;
 
 QString fromView(std::string_view text)
 {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-/// The display has gone, and the toolkit ends the process next: when much has been taken down
-/// already, or without anything to hook into.
-void endWithDisplay()
-{
-    auto* const ending = qApp != nullptr ? qApp->findChild<app::Ending*>() : nullptr;
-    if (ending == nullptr)
-        return;
-    if (QThread::currentThread() == qApp->thread())
-        ending->endSuddenly();
-    // One of the toolkit's own threads: it has to wait until the main thread has ended the process.
-    QMetaObject::invokeMethod(ending, [ending] { ending->endSuddenly(); }, Qt::QueuedConnection);
-    std::this_thread::sleep_for(kTimeToEndSuddenly);
-}
-
-/// Under Wayland the toolkit loads OpenGL and what draws it, some 50 MB, for windows that are drawn
-/// without. It can be told not to by the environment alone; programs that we start are not to see
-/// that.
-class WithoutOpenGL final
-{
-public:
-    WithoutOpenGL()
-        : m_isSet(!qEnvironmentVariableIsSet(kVariable) && qputenv(kVariable, "none"))
-    {
-    }
-
-    WithoutOpenGL(const WithoutOpenGL&) = delete;
-    WithoutOpenGL& operator=(const WithoutOpenGL&) = delete;
-
-    /// To be called once there is an application.
-    ~WithoutOpenGL()
-    {
-        static_cast<void>(QOpenGLContext::supportsThreadedOpenGL()); // looks at the variable
-        if (m_isSet)
-            qunsetenv(kVariable);
-    }
-
-private:
-    static constexpr const char* kVariable = "QT_WAYLAND_CLIENT_BUFFER_INTEGRATION";
-    bool m_isSet;
-};
-
-/// What the toolkit says, but for what is told in our own words: that the display has gone; and for
-/// what we have asked for.
-void passOn(QtMsgType type, const QMessageLogContext& context, const QString& message)
-{
-    if (message.startsWith(QLatin1StringView("The X11 connection broke")) ||
-        message.startsWith(QLatin1StringView("The Wayland connection ")))
-        endWithDisplay();
-    if (message.contains(QLatin1StringView("client buffer integration")))
-        return;
-    std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, message)));
 }
 
 QString farewell()
@@ -281,8 +226,8 @@ int track(int argc, char** argv, const CommandLine& commandLine)
         return EXIT_FAILURE;
     }
 
-    qInstallMessageHandler(passOn);
-    std::optional<WithoutOpenGL> withoutOpenGL(std::in_place);
+    app::passOnToolkitMessages();
+    std::optional<platform::gui::WithoutOpenGL> withoutOpenGL(std::in_place);
     QApplication application(argc, argv);
     withoutOpenGL.reset();
     QGuiApplication::setDesktopFileName(fromView(platform::kBundleIdentifier));

@@ -3,11 +3,13 @@
 // One tick on the main thread, on the desktop that DISPLAY names: run it in a private one.
 #include "activity/data_store.h"
 #include "platform/diagnostics.h"
+#include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/linux_environment.h"
 #include "platform/repeating_timer.h"
 #include "tracking/tracking_engine.h"
 
 #include <QCoreApplication>
+#include <QDBusConnection>
 #include <QTemporaryDir>
 
 #include <algorithm>
@@ -41,7 +43,8 @@ public:
 
 void tick(benchmark::State& state)
 {
-    const auto desktop = platform::LinuxEnvironment::create();
+    const auto desktop = platform::LinuxEnvironment::create(
+        QDBusConnection::connectToBus(platform::dbus::sessionBusAddress(), QStringLiteral("bench")));
     if (!desktop) {
         state.SkipWithError(qPrintable(desktop.error().text));
         return;
@@ -71,6 +74,7 @@ void tick(benchmark::State& state)
                                .enterBackground = real.enterBackground});
     tracking::TrackingEngine engine(environment, store);
     engine.start();
+    desktop.value()->waitUntilDecided(std::chrono::seconds(5));
     timers.fire(); // reads the desktop files
     const std::size_t before = store.activities().size();
 

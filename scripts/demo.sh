@@ -59,13 +59,14 @@ open_application xterm -geometry 80x24+20+40 -e bash -c '
     done'
 open_application mousepad "$HOME/Documents/Notes.txt"
 open_application feh --zoom fill --geometry 480x360+760+400 "$HOME"/Pictures/*.ppm
+mkdir -p "$XDG_CONFIG_HOME/chromium" # a browser that has been used before
 "$quillstep" --install-browser-support >"$HOME/browser-support.txt"
 "$root/scripts/demo_pages.py" "$HOME/pages-port" &
 started+=($!)
 wait_until 10 test -s "$HOME/pages-port" || fail "the demonstration's web pages are not served"
 # A browser does not run as root without giving up its sandbox; nothing but our own pages is opened here.
 browser=(chromium --no-first-run --disable-gpu --password-store=basic --disable-background-networking
-    --load-extension="$XDG_DATA_HOME/com.velomira.UsageMonitor/browser/chromium"
+    --load-extension="$XDG_DATA_HOME/Velomira Usage Monitor/browser-support/chromium"
     --host-resolver-rules="MAP *.example 127.0.0.1:$(<"$HOME/pages-port")" "--window-size=700,500" "--window-position=500,60")
 if [ "$(id -u)" = 0 ]; then browser+=(--no-sandbox); fi
 browse() { open_application "${browser[@]}" "http://$1"; }

@@ -76,13 +76,11 @@ struct X11Desktop
 struct WaylandDesktop
 {
     WaylandDesktop(std::unique_ptr<wayland::WaylandConnection> connected,
-                   const QDBusConnection& sessionBus,
-                   atspi::AccessibilityBus& accessibility)
+                   const QDBusConnection& sessionBus)
         : connection(std::move(connected))
         , toplevels(*connection, qEnvironmentVariable("SWAYSOCK"))
         , kwin(sessionBus)
         , gnome(sessionBus)
-        , accessible(accessibility)
         , idleTime(*connection)
         , mutterIdleTime(sessionBus)
     {
@@ -92,7 +90,7 @@ struct WaylandDesktop
     wayland::ToplevelWindows toplevels;
     kwin::KWinFrontWindow kwin;
     gnome::GnomeFrontWindow gnome;
-    atspi::AccessibleFrontWindow accessible;
+    std::optional<atspi::AccessibleFrontWindow> accessible;
     wayland::WaylandIdleTime idleTime;
     gnome::MutterIdleTime mutterIdleTime;
 };
@@ -183,12 +181,14 @@ Outcome LinuxEnvironment::Backends::openWayland()
     auto connection = wayland::WaylandConnection::open();
     if (!connection)
         return connection.error();
-    wayland.emplace(std::move(connection).value(), sessionBus, accessibility);
+    wayland.emplace(std::move(connection).value(), sessionBus);
     windows.add(wayland->toplevels);
     windows.add(wayland->kwin);
     windows.add(wayland->gnome);
-    windows.add(
-        wayland->accessible,
+    windows.addWhenNeeded(
+        [this]() -> desktop::FrontWindowSource& {
+            return wayland->accessible.emplace(accessibility);
+        },
         QStringLiteral("This desktop does not tell which window is in front; only windows of "
                        "programs that speak to assistive ones are recorded."));
     idleTime.add(wayland->idleTime);

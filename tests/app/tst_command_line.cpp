@@ -105,8 +105,8 @@ private Q_SLOTS:
         row("empty action", {"--action", ""}) << QStringLiteral("there is no action \"\"");
         row("no action", {"--action"}) << QStringLiteral("Missing value after '--action'");
         row("no e-mail", {"--sign-in", ""}) << QStringLiteral("--sign-in needs an e-mail address");
-        row("two commands", {"--diagnose", "--sign-out"})
-            << QStringLiteral("--diagnose, --sign-in and --sign-out exclude each other");
+        row("two commands", {"--diagnose", "--sign-out"}) << QStringLiteral(
+            "--diagnose, --sign-in, --sign-out and --install-browser-support exclude each other");
         row("command and address", {"--diagnose", "velomira:a"}) << exclude;
         row("action and address", {"--action", "quit", "velomira:a"}) << exclude;
         row("bus and address", {"--gapplication-service", "velomira:a"}) << exclude;

@@ -168,6 +168,33 @@ private Q_SLOTS:
         QCOMPARE(tries, 1);
     }
 
+    void aCostlySourceIsMadeOnlyWhenItIsNeeded()
+    {
+        platform::xdg::ApplicationNames names{QStringList()};
+        FakeFrontWindowSource best(u"best"_qs, Presence::Asking);
+        FakeFrontWindowSource costly(u"costly"_qs, Presence::Here);
+        costly.window = window(u"c"_qs, u"C"_qs);
+        WindowChoice choice(names);
+        choice.add(best);
+        int made = 0;
+        choice.addWhenNeeded(
+            [&]() -> platform::desktop::FrontWindowSource& {
+                ++made;
+                return costly;
+            },
+            u"Sees some."_qs);
+        best.set(Presence::Here);
+        QCOMPARE(made, 0);
+        best.set(Presence::Absent);
+        QCOMPARE(made, 1);
+        QCOMPARE(choice.nameOfChosen(), u"costly"_qs);
+        QCOMPARE(choice.notice(), u"Sees some."_qs);
+        best.set(Presence::Here);
+        best.set(Presence::Absent);
+        QCOMPARE(made, 1);
+        QCOMPARE(choice.nameOfChosen(), u"costly"_qs);
+    }
+
     void aLockedSessionHasNothingInFront()
     {
         Bench bench;

@@ -18,6 +18,7 @@ namespace platform::browsers {
 namespace {
 
 constexpr int kTimeToNameAProcessMs = 1000;
+constexpr qint64 kTimeToSettleMs = 250;
 
 QString objectPath()
 {
@@ -96,12 +97,14 @@ bool BrowserReports::speaksFor(const Host& host, const FrontBrowser& front) cons
 /// Whether the report may be that of the window that was in front before.
 bool BrowserReports::looksBehind(Host& host, const FrontBrowser& front)
 {
-    if (front.window != host.window)
+    if (front.window != host.window) {
         host.reportsBefore = host.reportsSeen;
+        host.inFront.start();
+    }
     host.window = front.window;
     host.reportsSeen = host.reports;
     return front.family == Family::Chromium && front.window != 0 &&
-           host.reports <= host.reportsBefore;
+           (host.reports <= host.reportsBefore || !host.inFront.hasExpired(kTimeToSettleMs));
 }
 
 QString BrowserReports::state() const

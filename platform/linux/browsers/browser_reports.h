@@ -8,6 +8,7 @@
 #include <QDBusConnection>
 #include <QDBusContext>
 #include <QDBusServiceWatcher>
+#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -29,7 +30,8 @@ namespace platform::browsers {
 /// The private windows of Chromium have titles like all others, and it takes Chromium some
 /// hundredths of a second to tell that such a window is in front. So when another of its windows
 /// is in front than at the last look, what Chromium told before that look counts no more: it tells
-/// anew whenever the focus changes.
+/// anew whenever the focus changes. And for a quarter of a second nothing counts, because it may
+/// tell of the window before once more meanwhile.
 /// Main thread, with an event loop. Nothing waits; a caller's process is looked up at its first
 /// call.
 class BrowserReports final : public QObject, public AddressSource, protected QDBusContext
@@ -95,6 +97,7 @@ private:
         std::uint64_t window = 0;
         std::uint64_t reportsSeen = 0;
         std::uint64_t reportsBefore = 0;
+        QElapsedTimer inFront; // since the window was first seen there
     };
 
     [[nodiscard]] Host* find(const QString& connection);

@@ -49,7 +49,7 @@ std::optional<QByteArray> hostManifest(Family family, const QString& executable)
     };
     if (!executable.startsWith(u'/') || std::ranges::any_of(executable, needsEscaping))
         return std::nullopt;
-    return builtIn(QStringLiteral("host/manifest.%1.json.in").arg(folderOf(family)))
+    return builtIn(QStringLiteral("host/manifest.%1.json").arg(folderOf(family)))
         .replace("@QUILLSTEP_BROWSER_HOST@", executable.toUtf8());
 }
 

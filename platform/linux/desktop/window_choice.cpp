@@ -42,6 +42,13 @@ void WindowChoice::add(FrontWindowSource& source, const QString& limitation)
     choose();
 }
 
+void WindowChoice::addWhenNeeded(std::function<FrontWindowSource&()> make,
+                                 const QString& limitation)
+{
+    m_promises.push_back({.make = std::move(make), .limitation = limitation});
+    choose();
+}
+
 void WindowChoice::setLastResort(const QString& name, const QString& limitation, LastResort backend)
 {
     m_lastResortName = name;
@@ -90,6 +97,12 @@ void WindowChoice::choose()
     const auto present = std::ranges::find_if(m_candidates, [](const auto& candidate) {
         return candidate->source.presence() != Presence::Absent;
     });
+    if (present == m_candidates.end() && !m_promises.empty()) {
+        const Promise promise = std::move(m_promises.front());
+        m_promises.pop_front();
+        add(promise.make(), promise.limitation); // chooses anew
+        return;
+    }
     if (present == m_candidates.end()) {
         if (m_lastResort && !m_triedLastResort)
             m_triedLastResort = m_lastResort().value_or(WindowBackend());

@@ -10,6 +10,7 @@
 #include <QObject>
 #include <QString>
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -44,6 +45,10 @@ public:
     /// Adds the next best source, which must outlive this. `limitation` is a sentence that tells
     /// the user what it does not see; empty when it sees everything.
     void add(FrontWindowSource& source, const QString& limitation = {});
+
+    /// The same for a source that costs something while it exists: `make` is called once all before
+    /// it are absent. It keeps what it makes.
+    void addWhenNeeded(std::function<FrontWindowSource&()> make, const QString& limitation = {});
 
     /// A back-end that needs no source. `name` is a phrase for the user, `limitation` as above.
     void setLastResort(const QString& name, const QString& limitation, LastResort backend);
@@ -85,11 +90,18 @@ Q_SIGNALS:
 private:
     struct Candidate;
 
+    struct Promise
+    {
+        std::function<FrontWindowSource&()> make;
+        QString limitation;
+    };
+
     void choose();
     [[nodiscard]] QString advice() const;
 
     xdg::ApplicationNames& m_names;
     std::vector<std::unique_ptr<Candidate>> m_candidates;
+    std::deque<Promise> m_promises;
     QString m_lastResortName;
     QString m_lastResortLimitation;
     LastResort m_lastResort;

@@ -127,6 +127,10 @@ void GnomeFrontWindow::readReply()
 void GnomeFrontWindow::fail(const QDBusError& error)
 {
     m_window.reset();
+    if (error.type() == QDBusError::AccessDenied) {
+        tell(Presence::Here); // it works, but for the instance of this program that has the name
+        return;
+    }
     // Any other error says that asking again is no use: the extension announces itself when it has
     // something for us.
     if (error.type() != QDBusError::NoReply && error.type() != QDBusError::TimedOut &&
