@@ -211,6 +211,7 @@ private Q_SLOTS:
     {
         m_home = std::make_unique<support::PrivateHome>();
         check(m_home->create());
+        holdProfile();
         m_sessionBus = std::make_unique<support::BusDaemon>();
         m_accessibilityBus = std::make_unique<support::BusDaemon>();
         check(m_sessionBus->start(m_home->filePath(u"runtime/bus"_qs), m_home->environment()));
@@ -236,6 +237,7 @@ private Q_SLOTS:
         m_source.reset();
         m_addresses.reset();
         m_bus.reset();
+        m_profileLock.close();
         for (const char* name : {"service", "program", "registry", "watch"})
             QDBusConnection::disconnectFromBus(QString::fromLatin1(name));
         m_accessibilityBus.reset();
@@ -325,6 +327,15 @@ private Q_SLOTS:
     }
 
 private:
+    /// This process is the browser, which holds the lock of a profile.
+    void holdProfile()
+    {
+        QFile preferences(m_home->filePath(u"prefs.js"_qs));
+        QVERIFY(preferences.open(QIODevice::WriteOnly));
+        m_profileLock.setFileName(m_home->filePath(u".parentlock"_qs));
+        QVERIFY(m_profileLock.open(QIODevice::WriteOnly));
+    }
+
     static void check(const platform::Outcome& outcome)
     {
         QVERIFY2(outcome, outcome ? "" : qPrintable(outcome.error().text));
@@ -370,6 +381,7 @@ private:
     std::unique_ptr<FakeService> m_service;
     std::unique_ptr<FakeProgram> m_program;
     std::unique_ptr<FakeRegistry> m_registry;
+    QFile m_profileLock;
     std::unique_ptr<AccessibilityBus> m_bus;
     std::unique_ptr<AccessibleAddresses> m_addresses;
     std::unique_ptr<AccessibleFrontWindow> m_source;
