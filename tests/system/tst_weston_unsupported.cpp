@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/agent.h"
 #include "tests/support/headless_weston.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/test_window.h"
@@ -26,6 +27,28 @@ private Q_SLOTS:
         QVERIFY2(started, started ? "" : qPrintable(started.error().text));
     }
 
+    void theProgramSaysSo()
+    {
+        support::Agent agent(m_weston.environment());
+        QVERIFY(bool(agent.start({u"--diagnose"_qs})));
+        QCOMPARE(agent.waitForEnd(), std::optional(0));
+        const QString report = agent.lines().join(u'\n');
+        const QString notice =
+            u"This desktop does not tell which window is in front, so nothing is "
+            "recorded."_qs;
+        for (const QString& line : {u"front window: none"_qs,
+                                    u"limits: "_qs + notice,
+                                    u"idle time: unknown, every second counts as active"_qs,
+                                    u"application in front: not found"_qs})
+            QVERIFY2(report.contains(line), qPrintable(report));
+
+        QVERIFY(bool(agent.start()));
+        QTRY_VERIFY_WITH_TIMEOUT(agent.complaints().contains(notice), 20000);
+        QCOMPARE(agent.end(), std::optional(0));
+        QVERIFY2(agent.complaints().count(notice) == 1, qPrintable(agent.complaints()));
+    }
+
+    // The last one: it ends Weston.
     void nothingIsThereAndNothingIsMadeUp()
     {
         const auto observer = WaylandObserver::on(m_weston.waylandDisplay(), {});

@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/gui/without_opengl.h"
 
+#include <QGuiApplication>
 #include <QOpenGLContext>
+#include <QString>
 #include <QtGlobal>
 
 namespace platform::gui {
@@ -18,7 +20,9 @@ WithoutOpenGL::WithoutOpenGL()
 
 WithoutOpenGL::~WithoutOpenGL()
 {
-    static_cast<void>(QOpenGLContext::supportsThreadedOpenGL()); // looks at the variable
+    // Looks at the variable. On other platforms the question would load what is to be left out.
+    if (QGuiApplication::platformName().startsWith(QLatin1StringView("wayland")))
+        static_cast<void>(QOpenGLContext::supportsThreadedOpenGL());
     if (m_isSet)
         qunsetenv(kVariable);
 }
