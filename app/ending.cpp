@@ -38,7 +38,7 @@ void Ending::finish()
         std::_Exit(EXIT_FAILURE);
 }
 
-bool Ending::finishWithoutEvents()
+bool Ending::finishWithoutEvents() const
 {
     tracking::TrackingEngine::shared().stop();
     const bool isSaved = activity::DataStore::shared().finishSaving(kTimeForTheOwedSave);

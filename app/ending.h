@@ -43,10 +43,10 @@ public:
 
     /// Does so at once and ends the process. What the keyring still has to do is left: the event
     /// loop does not run again.
-    [[noreturn]] void endSuddenly();
+    [[noreturn]] Q_SLOT void endSuddenly();
 
 private:
-    [[nodiscard]] bool finishWithoutEvents();
+    [[nodiscard]] bool finishWithoutEvents() const;
 
     Finishers m_finishers;
     QString m_farewell;

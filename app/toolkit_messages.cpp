@@ -29,7 +29,7 @@ void endWithDisplay()
     if (QThread::currentThread() == application->thread())
         ending->endSuddenly();
     // One of the toolkit's own threads: it has to wait until the main thread has ended the process.
-    QMetaObject::invokeMethod(ending, [ending] { ending->endSuddenly(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(ending, "endSuddenly", Qt::QueuedConnection);
     std::this_thread::sleep_for(kTimeToEnd);
 }
 

@@ -95,6 +95,15 @@ struct WaylandDesktop
     gnome::MutterIdleTime mutterIdleTime;
 };
 
+QString idleReport(const QString& source, double seconds)
+{
+    if (source.isEmpty())
+        return QStringLiteral("unknown, every second counts as active");
+    if (std::isnan(seconds))
+        return source + QStringLiteral(", no input seen yet");
+    return QStringLiteral("%1, now %2 s").arg(source).arg(seconds, 0, 'f', 1);
+}
+
 QString found(bool is)
 {
     return is ? QStringLiteral("found") : QStringLiteral("not found");
@@ -123,8 +132,8 @@ QString defaultsFile()
 
 struct LinuxEnvironment::Backends
 {
-    explicit Backends(const QDBusConnection& session)
-        : sessionBus(session)
+    explicit Backends(QDBusConnection session)
+        : sessionBus(std::move(session))
         , systemBus(dbus::connectionTo(
               dbus::systemBusAddress(), QStringLiteral("login"), kTimeForTheSystemBus))
     {
@@ -258,7 +267,7 @@ LinuxEnvironment::create(const QDBusConnection& sessionBus)
 
 Outcome LinuxEnvironment::checkDisplay()
 {
-    const Outcome named = checkDisplayName();
+    Outcome named = checkDisplayName();
     if (!named)
         return named;
     return isWayland() ? wayland::WaylandConnection::check() : x11::X11Connection::check();
@@ -268,13 +277,13 @@ LinuxEnvironment::LinuxEnvironment(std::unique_ptr<Backends> backends)
     : m_backends(std::move(backends))
     , m_facilities(m_backends->facilities())
 {
-    if (m_backends->wayland) {
-        connect(m_backends->wayland->connection.get(),
+    if (const auto& wayland = m_backends->wayland) {
+        connect(wayland->connection.get(),
                 &wayland::WaylandConnection::lost,
                 this,
                 &LinuxEnvironment::sessionEnded);
-    } else {
-        connect(m_backends->x11->connection.get(),
+    } else if (const auto& x11 = m_backends->x11) {
+        connect(x11->connection.get(),
                 &x11::X11Connection::lost,
                 this,
                 &LinuxEnvironment::sessionEnded);
@@ -345,12 +354,9 @@ QStringList LinuxEnvironment::report() const
     add("front window", windows.hasAnswer() ? windows.nameOfChosen() : QStringLiteral("none"));
     if (const QString limits = windows.notice(); !limits.isEmpty())
         add("limits", limits);
-    const double idle = m_facilities.idleTime.secondsSinceLastInput();
-    const QString idleSource = m_backends->idleTime.nameOfChosen();
     add("idle time",
-        idleSource.isEmpty() ? QStringLiteral("unknown, every second counts as active")
-        : std::isnan(idle)   ? idleSource + QStringLiteral(", no input seen yet")
-                             : QStringLiteral("%1, now %2 s").arg(idleSource).arg(idle, 0, 'f', 1));
+        idleReport(m_backends->idleTime.nameOfChosen(),
+                   m_facilities.idleTime.secondsSinceLastInput()));
     add("session lock",
         m_backends->lock.isLocked() ? QStringLiteral("locked") : QStringLiteral("not locked"));
     const auto application = m_facilities.frontmostApplication.frontmostApplication();

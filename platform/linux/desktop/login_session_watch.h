@@ -27,8 +27,9 @@ Q_SIGNALS:
     void changed();
 
 private:
-    Q_SLOT void
-    propertiesChanged(const QString& interface, const QVariantMap& properties, const QStringList&);
+    Q_SLOT void propertiesChanged(const QString& interface,
+                                  const QVariantMap& properties,
+                                  const QStringList& invalidated);
 
     void findSession();
     void follow(const QString& session);

@@ -16,12 +16,12 @@ struct ScreenSaver
 
 /// The interface of each is named as the service is.
 constexpr ScreenSaver kScreenSavers[]{
-    {"org.freedesktop.ScreenSaver", "/ScreenSaver"}, // KDE, LXQt
-    {"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver"},
-    {"org.gnome.ScreenSaver", "/org/gnome/ScreenSaver"},
-    {"org.cinnamon.ScreenSaver", "/org/cinnamon/ScreenSaver"},
-    {"org.mate.ScreenSaver", "/org/mate/ScreenSaver"},
-    {"org.xfce.ScreenSaver", "/org/xfce/ScreenSaver"},
+    {.service = "org.freedesktop.ScreenSaver", .path = "/ScreenSaver"}, // KDE, LXQt
+    {.service = "org.freedesktop.ScreenSaver", .path = "/org/freedesktop/ScreenSaver"},
+    {.service = "org.gnome.ScreenSaver", .path = "/org/gnome/ScreenSaver"},
+    {.service = "org.cinnamon.ScreenSaver", .path = "/org/cinnamon/ScreenSaver"},
+    {.service = "org.mate.ScreenSaver", .path = "/org/mate/ScreenSaver"},
+    {.service = "org.xfce.ScreenSaver", .path = "/org/xfce/ScreenSaver"},
 };
 
 } // namespace
