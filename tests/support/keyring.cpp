@@ -139,10 +139,16 @@ platform::Outcome Keyring::startBus()
     return platform::success();
 }
 
-platform::Outcome Keyring::useBus(const QString& address)
+platform::Outcome Keyring::startSignedIn(const QProcessEnvironment& desktop)
 {
-    m_address = address;
-    return m_home.create();
+    m_address = desktop.value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
+    if (const auto created = m_home.create(); !created)
+        return created;
+    if (const auto started = startUnlocked(); !started)
+        return started;
+    if (storeSession("a token of an earlier run"))
+        return platform::success();
+    return platform::Error{QStringLiteral("the keyring does not keep the session")};
 }
 
 void Keyring::killBus()

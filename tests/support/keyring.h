@@ -30,8 +30,9 @@ public:
     [[nodiscard]] platform::Outcome startBus();
     void killBus();
 
-    /// Instead of startBus(): the keyring is to be on a bus that is there already.
-    [[nodiscard]] platform::Outcome useBus(const QString& address);
+    /// Instead of all that: starts the keyring on the session bus of `desktop`, with a session of
+    /// an earlier run of the product, which tracks from its start then.
+    [[nodiscard]] platform::Outcome startSignedIn(const QProcessEnvironment& desktop);
 
     /// Starts the keyring, whose default collection is made at the first start. Returns when it
     /// answers and is unlocked.

@@ -184,23 +184,6 @@ void DesktopRecording::whatAnswersIsNamed()
     QVERIFY2(!report.contains(QStringLiteral("limits: ")), qPrintable(report));
 }
 
-namespace {
-
-/// With a session of an earlier run in the keyring the product tracks from its start.
-platform::Outcome signIn(support::Keyring& keyring, const QProcessEnvironment& desktop)
-{
-    if (const auto used = keyring.useBus(desktop.value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS")));
-        !used)
-        return used;
-    if (const auto started = keyring.startUnlocked(); !started)
-        return started;
-    if (keyring.storeSession("a token of an earlier run"))
-        return platform::success();
-    return platform::Error{QStringLiteral("the keyring does not keep the session")};
-}
-
-} // namespace
-
 // The last one: the session is over after it.
 void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
 {
@@ -208,7 +191,7 @@ void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
     VERIFY_OUTCOME(m_qt->setTitle(QStringLiteral("to the end")));
     const QString shown = QStringLiteral("Fenster | to the end");
     support::Keyring keyring;
-    VERIFY_OUTCOME(signIn(keyring, m_session->environment()));
+    VERIFY_OUTCOME(keyring.startSignedIn(m_session->environment()));
     support::Agent agent(m_session->environment());
     VERIFY_OUTCOME(agent.start());
     // The dashboard opens and takes the focus.
@@ -237,11 +220,13 @@ void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
     TestWindow window;
     VERIFY_OUTCOME(window.open(next->environment(), kQt, QStringLiteral("again")));
     support::Keyring nextKeyring;
-    VERIFY_OUTCOME(signIn(nextKeyring, environment));
+    VERIFY_OUTCOME(nextKeyring.startSignedIn(environment));
     support::Agent again(environment);
     const QStringList kept = recordsIn(agent.dataFile());
     VERIFY_OUTCOME(again.start());
-    QTRY_VERIFY_WITH_TIMEOUT(!ticksIn(again.lines()).isEmpty(), 20000);
+    QTRY_VERIFY2_WITH_TIMEOUT(!ticksIn(again.lines()).isEmpty(),
+                              qPrintable(again.lines().join(u'\n') + again.complaints()),
+                              20000);
     VERIFY_OUTCOME(next->focus(window));
     QTRY_VERIFY_WITH_TIMEOUT(ticksIn(again.lines()).contains(QStringLiteral("Fenster | again")),
                              20000);

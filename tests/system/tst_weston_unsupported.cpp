@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/agent.h"
 #include "tests/support/headless_weston.h"
+#include "tests/support/keyring.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/test_window.h"
 #include "tests/system/wayland_observer.h"
@@ -22,7 +23,7 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(m_weston.programs());
+        REQUIRE_PROGRAMS(m_weston.programs() + support::Keyring::programs());
         const auto started = m_weston.start();
         QVERIFY2(started, started ? "" : qPrintable(started.error().text));
     }
@@ -42,8 +43,13 @@ private Q_SLOTS:
                                     u"application in front: not found"_qs})
             QVERIFY2(report.contains(line), qPrintable(report));
 
+        support::Keyring keyring;
+        const auto started = keyring.startSignedIn(m_weston.environment());
+        QVERIFY2(started, started ? "" : qPrintable(started.error().text));
         QVERIFY(bool(agent.start()));
-        QTRY_VERIFY_WITH_TIMEOUT(agent.complaints().contains(notice), 20000);
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            agent.complaints().contains(notice), qPrintable(agent.complaints()), 20000);
+        QCOMPARE(agent.lines(), QStringList());
         QCOMPARE(agent.end(), std::optional(0));
         QVERIFY2(agent.complaints().count(notice) == 1, qPrintable(agent.complaints()));
     }
