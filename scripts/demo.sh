@@ -71,7 +71,7 @@ browser=(chromium --no-first-run --disable-gpu --password-store=basic --disable-
 if [ "$(id -u)" = 0 ]; then browser+=(--no-sandbox); fi
 browse() { open_application "${browser[@]}" "http://$1"; }
 browse news.example/today
-applications=(xterm mousepad feh chromium)
+applications=(chromium xterm mousepad feh)
 for application in "${applications[@]}"; do
     wait_until 30 has_window "$application" ||
         fail "$application opened no window: $(tail -n3 "$HOME/applications.log" | tr '\n' ' ')"
@@ -158,7 +158,7 @@ close_window Dashboard
 
 step "Recording for $seconds s"
 end=$((SECONDS + seconds))
-look=$((SECONDS + seconds / 8)) # early: opening the menu begins the minute until the first upload anew
+look=$((SECONDS + seconds / 6)) # early: opening the menu begins the minute until the first upload anew
 turn=0
 while [ "$SECONDS" -lt "$end" ]; do
     kill -0 "$agent" 2>/dev/null || break
@@ -184,6 +184,10 @@ agent=
 if [ "$status" != 0 ]; then
     tail -n5 "$output" "$HOME/quillstep-errors.txt" >&2
     fail "Quillstep ended with exit code $status instead of 0"
+fi
+
+if [ "$seconds" -ge 20 ] && ! grep -q '^Tick: .* | http://[a-z]*\.example/' "$output"; then
+    fail "no address of a web page was recorded: $(<"$HOME/browser-support.txt")"
 fi
 
 after_restart=$(session)
