@@ -29,7 +29,7 @@ class GnomeFrontWindow final : public desktop::FrontWindowSource
 
 public:
     /// On the connection that owns the program's bus name, or will own it: until then the source
-    /// is absent.
+    /// is there, where the extension is, but knows of no window.
     explicit GnomeFrontWindow(const QDBusConnection& sessionBus);
     GnomeFrontWindow(const GnomeFrontWindow&) = delete;
     GnomeFrontWindow& operator=(const GnomeFrontWindow&) = delete;
