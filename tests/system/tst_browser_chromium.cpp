@@ -230,21 +230,6 @@ private Q_SLOTS:
         REQUIRE(m_watch.comesTo(text("woken"), page("woken")));
     }
 
-    void aDisabledExtensionTellsNothing()
-    {
-        const QString extensions = text("chrome://extensions/");
-        REQUIRE(m_browser.openTab(extensions));
-        REQUIRE(m_browser.run(extensions, setEnabled(false)));
-        QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
-        REQUIRE(m_browser.show(page("woken")));
-        REQUIRE(m_watch.comesToNothing(text("woken"), 200));
-        QVERIFY(processesOf(text(BROWSER_HOST_EXECUTABLE)).isEmpty());
-        REQUIRE(m_browser.run(extensions, setEnabled(true)));
-        QTRY_COMPARE_WITH_TIMEOUT(m_desktop.address(), page("woken"), kPatienceMs);
-        REQUIRE(m_browser.close(extensions));
-        REQUIRE(m_watch.comesTo(text("woken"), page("woken")));
-    }
-
     void aKilledBrowserLeavesNothingAndComesBack()
     {
         m_browser.kill();
@@ -252,6 +237,23 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(processesOf(text(BROWSER_HOST_EXECUTABLE)).isEmpty(), kPatienceMs);
         QCOMPARE(m_desktop.address(), QString());
         REQUIRE(startBrowser());
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+    }
+
+    // After that one: a browser that is killed soon may not have kept that the extension is on
+    // again.
+    void aDisabledExtensionTellsNothing()
+    {
+        const QString extensions = text("chrome://extensions/");
+        REQUIRE(m_browser.openTab(extensions));
+        REQUIRE(m_browser.run(extensions, setEnabled(false)));
+        QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
+        REQUIRE(m_browser.show(page("first")));
+        REQUIRE(m_watch.comesToNothing(text("first"), 200));
+        QVERIFY(processesOf(text(BROWSER_HOST_EXECUTABLE)).isEmpty());
+        REQUIRE(m_browser.run(extensions, setEnabled(true)));
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop.address(), page("first"), kPatienceMs);
+        REQUIRE(m_browser.close(extensions));
         REQUIRE(m_watch.comesTo(text("first"), page("first")));
     }
 
