@@ -18,8 +18,9 @@ namespace platform::wayland {
 
 namespace {
 
-/// Whoever starts us is waiting: a compositor that takes longer hangs.
-constexpr std::chrono::seconds kPatience(2);
+/// A compositor that takes longer hangs. At the start of a session some seconds are nothing
+/// unusual, and KWin first reads our whole executable.
+constexpr std::chrono::seconds kPatience(15);
 
 /// Many times what any compositor announces of the interfaces below.
 constexpr std::size_t kMostGlobals = 256;
