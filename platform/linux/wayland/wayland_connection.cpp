@@ -18,10 +18,6 @@ namespace platform::wayland {
 
 namespace {
 
-/// A compositor that takes longer hangs. At the start of a session some seconds are nothing
-/// unusual, and KWin first reads our whole executable.
-constexpr std::chrono::seconds kPatience(15);
-
 /// Many times what any compositor announces of the interfaces below.
 constexpr std::size_t kMostGlobals = 256;
 
@@ -58,9 +54,10 @@ void WaylandConnection::DestroyRegistry::operator()(wl_registry* registry) const
     wl_registry_destroy(registry);
 }
 
-Result<std::unique_ptr<WaylandConnection>> WaylandConnection::open(const QString& display)
+Result<std::unique_ptr<WaylandConnection>>
+WaylandConnection::open(const QString& display, std::chrono::milliseconds patience)
 {
-    const QDeadlineTimer deadline(kPatience);
+    const QDeadlineTimer deadline(patience);
     auto connected = WaylandDisplay::connectTo(display, deadline);
     if (!connected)
         return connected.error();
@@ -72,9 +69,9 @@ Result<std::unique_ptr<WaylandConnection>> WaylandConnection::open(const QString
     return made;
 }
 
-Outcome WaylandConnection::check(const QString& display)
+Outcome WaylandConnection::check(const QString& display, std::chrono::milliseconds patience)
 {
-    const QDeadlineTimer deadline(kPatience);
+    const QDeadlineTimer deadline(patience);
     const auto connected = WaylandDisplay::connectTo(display, deadline);
     if (!connected)
         return connected.error();

@@ -28,14 +28,19 @@ class WaylandConnection final : public QObject
     Q_OBJECT
 
 public:
+    /// A compositor that takes longer hangs. At the start of a session some seconds are nothing
+    /// unusual, and KWin first reads our whole executable.
+    static constexpr std::chrono::seconds kPatience{15};
+
     /// Connects to `display` ("wayland-1" or a full path), or to $WAYLAND_DISPLAY when that is
-    /// empty. Blocks until the compositor has said what it offers, for two seconds at most. Fails,
+    /// empty. Blocks until the compositor has said what it offers, for `patience` at most. Fails,
     /// with the display's name in the text, when it does not.
     [[nodiscard]] static Result<std::unique_ptr<WaylandConnection>>
-    open(const QString& display = {});
+    open(const QString& display = {}, std::chrono::milliseconds patience = kPatience);
 
     /// Whether a compositor answers under `display`, as open(). Needs no event loop.
-    [[nodiscard]] static Outcome check(const QString& display = {});
+    [[nodiscard]] static Outcome check(const QString& display = {},
+                                       std::chrono::milliseconds patience = kPatience);
 
     WaylandConnection(const WaylandConnection&) = delete;
     WaylandConnection& operator=(const WaylandConnection&) = delete;
