@@ -281,11 +281,11 @@ private Q_SLOTS:
         signalCompositor(SIGSTOP);
         QElapsedTimer timer;
         timer.start();
-        const auto opened = WaylandConnection::open(display());
+        const auto opened = WaylandConnection::open(display(), kPatience);
         QVERIFY(!opened);
         QCOMPARE(opened.error().text,
                  u"cannot connect to the Wayland display %1: it does not answer"_qs.arg(display()));
-        QVERIFY2(timer.elapsed() >= 1900 && timer.elapsed() < 4000,
+        QVERIFY2(timer.elapsed() >= 900 && timer.elapsed() < 4000,
                  qPrintable(QString::number(timer.elapsed())));
         signalCompositor(SIGCONT);
         QVERIFY(WaylandConnection::check(display()));
@@ -302,10 +302,10 @@ private Q_SLOTS:
                  0);
         QCOMPARE(::listen(server.get(), 0), 0);
         // The first is let in, though nobody looks at it; there is no place for another one.
-        QVERIFY(!WaylandConnection::check(QString::fromLocal8Bit(path)));
+        QVERIFY(!WaylandConnection::check(QString::fromLocal8Bit(path), kPatience));
         QElapsedTimer timer;
         timer.start();
-        QVERIFY(!WaylandConnection::check(QString::fromLocal8Bit(path)));
+        QVERIFY(!WaylandConnection::check(QString::fromLocal8Bit(path), kPatience));
         QVERIFY(timer.elapsed() < 4000);
     }
 
@@ -363,6 +363,7 @@ private Q_SLOTS:
     }
 
 private:
+    static constexpr std::chrono::seconds kPatience{1};
     [[nodiscard]] QString display() const { return m_folder->filePath(u"wayland-9"_qs); }
 
     void observe()
