@@ -38,7 +38,10 @@ private Q_SLOTS:
         m_dataHome = qgetenv("XDG_DATA_HOME");
     }
 
-    void init() { QTest::failOnWarning(QRegularExpression(u".*"_qs)); }
+    void init()
+    { // But for what Qt says when a name changes hands while it asks for its owner.
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+    }
 
     void cleanup() { qputenv("XDG_DATA_HOME", m_dataHome); }
 

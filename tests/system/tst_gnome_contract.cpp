@@ -36,7 +36,8 @@ private Q_SLOTS:
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        // But for what Qt says when a name changes hands while it asks for its owner.
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
         m_desktop = std::make_unique<SessionDesktop>(m_session, *m_windows, *m_idleTime);
     }
 

@@ -29,7 +29,8 @@ private Q_SLOTS:
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        // But for what Qt says when a name changes hands while it asks for its owner.
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
         m_bus = std::make_unique<QDBusConnection>(
             QDBusConnection::connectToBus(m_session.busAddress(), kConnection));
         QVERIFY(m_bus->isConnected());

@@ -74,7 +74,8 @@ private Q_SLOTS:
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        // But for what Qt says when a name changes hands while it asks for its owner.
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
         m_announcements = 0;
         m_bus = std::make_unique<ProgramBus>(m_daemon.address());
         QVERIFY(m_bus->ownsName());

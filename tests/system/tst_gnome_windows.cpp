@@ -83,7 +83,8 @@ private Q_SLOTS:
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        // But for what Qt says when a name changes hands while it asks for its owner.
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
         m_bus = std::make_unique<ProgramBus>(m_session.busAddress());
         QVERIFY(m_bus->ownsName());
         m_source = std::make_unique<GnomeFrontWindow>(m_bus->connection());

@@ -72,7 +72,10 @@ private Q_SLOTS:
         VERIFY_OUTCOME(m_session.start());
     }
 
-    void init() { QTest::failOnWarning(QRegularExpression(u".*"_qs)); }
+    void init()
+    { // But for what Qt says when a name changes hands while it asks for its owner.
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+    }
 
     void aStateThatIsThereBeforeIsLearnt()
     {

@@ -30,7 +30,8 @@ private Q_SLOTS:
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        // But for what Qt says when a name changes hands while it asks for its owner.
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
         m_session = std::make_unique<HeadlessKWin>();
         VERIFY_OUTCOME(m_session->start());
         m_observer = std::make_unique<KWinObserver>(m_session->busAddress());

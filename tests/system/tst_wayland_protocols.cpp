@@ -365,6 +365,7 @@ private Q_SLOTS:
 
 private:
     static constexpr std::chrono::seconds kPatience{1};
+
     [[nodiscard]] QString display() const { return m_folder->filePath(u"wayland-9"_qs); }
 
     void observe()
