@@ -43,8 +43,8 @@ public:
 
 void tick(benchmark::State& state)
 {
-    const auto desktop = platform::LinuxEnvironment::create(
-        QDBusConnection::connectToBus(platform::dbus::sessionBusAddress(), QStringLiteral("bench")));
+    const auto desktop = platform::LinuxEnvironment::create(QDBusConnection::connectToBus(
+        platform::dbus::sessionBusAddress(), QStringLiteral("bench")));
     if (!desktop) {
         state.SkipWithError(qPrintable(desktop.error().text));
         return;
