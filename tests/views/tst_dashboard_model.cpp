@@ -36,6 +36,7 @@ private Q_SLOTS:
     void trackingIsToggled();
     void syncStartsFromTheMainQueue();
     void windowsComeToTheFront();
+    void whatCannotBeSeenIsSaid();
 };
 
 void TestDashboardModel::totalsAreThereWhenTheWindowComesOnScreen()
@@ -49,6 +50,18 @@ void TestDashboardModel::totalsAreThereWhenTheWindowComesOnScreen()
     QCOMPARE(names(*model.topApps()), QStringList({QStringLiteral("B"), QStringLiteral("A")}));
     QCOMPARE(names(*model.topWebsites()), QStringList{QStringLiteral("www.example.com")});
     QCOMPARE(model.topApps()->maxDuration(), 20.0);
+}
+
+void TestDashboardModel::whatCannotBeSeenIsSaid()
+{
+    ViewBench bench;
+    DashboardModel model(bench.context);
+    model.setVisible(true);
+    QCOMPARE(model.notice(), QString());
+    const QSignalSpy changed(&model, &DashboardModel::changed);
+    bench.desktopNotice.setNotice(QStringLiteral("Nothing is recorded."));
+    QCOMPARE(model.notice(), QStringLiteral("Nothing is recorded."));
+    QCOMPARE(changed.count(), 1);
 }
 
 void TestDashboardModel::nothingIsComputedWhileHidden()
