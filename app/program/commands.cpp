@@ -61,11 +61,11 @@ int signIn(LinuxEnvironment& environment, const QString& email)
         return environment.finishKeyring(kTimeToUnlockTheKeyring) &&
                environment.finishSettings(kTimeForTheSettings);
     };
-    return report(signIn(AuthService::shared(),
-                         environment.facilities().secretStore,
-                         email,
-                         password.value(),
-                         finish),
+    return report(app::signIn(AuthService::shared(),
+                              environment.facilities().secretStore,
+                              email,
+                              password.value(),
+                              finish),
                   "Signed in");
 }
 
@@ -75,7 +75,7 @@ int signOut(LinuxEnvironment& environment)
         return environment.finishKeyring(kTimeToUnlockTheKeyring) &&
                environment.finishSettings(kTimeForTheSettings);
     };
-    return report(signOut(AuthService::shared(), environment.facilities().secretStore, finish),
+    return report(app::signOut(AuthService::shared(), environment.facilities().secretStore, finish),
                   "Signed out");
 }
 

@@ -12,6 +12,7 @@ import random
 import re
 import signal
 import subprocess
+import sys
 import time
 
 from process_figures import wait_for, xdotool
@@ -39,8 +40,15 @@ class Titled:
         os.write(self.pipe, f"\033]0;{self.name} \"{self.number}\" of a\\day/{self.number % 7}\007".encode())
 
     def activate(self):
-        xdotool("windowactivate", self.window)
-        wait_for(lambda: xdotool("getactivewindow").strip() == self.window, PATIENCE, "the focus")
+        """The window manager may be busy with another window and forget this one."""
+        end = time.monotonic() + PATIENCE
+        while xdotool("getactivewindow").strip() != self.window:
+            if time.monotonic() > end:
+                sys.exit(f"soak.py: {self.name} did not get the focus")
+            xdotool("windowactivate", self.window)
+            asked = time.monotonic()
+            while time.monotonic() < asked + 1 and xdotool("getactivewindow").strip() != self.window:
+                time.sleep(0.05)
 
     def close(self):
         self.process.terminate()
@@ -165,7 +173,7 @@ def keyring() -> Part:
     """Is back when it gives out our token. The bus may have started one of its own meanwhile, which is locked."""
     return Part("org.freedesktop.secrets",
                 ["gnome-keyring-daemon", "--replace", "--foreground", "--unlock", "--components=secrets"],
-                gives_out_our_token, given="private desktop")
+                gives_out_our_token, given="private desktop\n")
 
 
 def gives_out_our_token() -> bool:
