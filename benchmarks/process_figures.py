@@ -100,6 +100,10 @@ class Watched:
             "peak_mb": number_after("VmHWM", self.proc / "status") * 1024 / MB,
         }
 
+    def anonymous(self) -> float:
+        """Resident memory in MB that is no part of a file: what the process has made itself."""
+        return number_after("RssAnon", self.proc / "status") * 1024 / MB
+
     def written(self) -> int:
         return number_after("write_bytes", self.proc / "io")
 

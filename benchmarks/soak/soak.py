@@ -17,7 +17,10 @@ Figures, after the warm-up (two minutes, or a fifth of a shorter run):
   lost_s, doubled_s       seconds that are missing, or there are too many of
   replaced_s              seconds of rows that a later upload replaced, because the service cannot tell them apart
                           (docs/architecture.md, "An upload"); counted from the bodies, 0 or next to it
-  pss_growth_mb           the median of the last quarter less that of the first; rss_growth_mb likewise
+  rss_growth_mb, anonymous_growth_mb  resident memory, and what of it is no part of a file: the median of the last quarter
+                          less that of the first
+  pss_growth_mb           the same of proportional memory; not judged: it moves with every process of the machine that
+                          starts or ends and maps the same libraries
   descriptor_growth, thread_growth   the same of open descriptors and of threads
   cpu_s_per_1000_ticks    processor time, user and system, of all threads; a tick that finds the user idle counts
   main_wakeups_per_tick   voluntary context switches of the main thread
@@ -60,6 +63,7 @@ SAMPLE_EVERY = 2.0  # seconds
 PATIENCE = desktop.PATIENCE
 FULL_DISK_FROM = 0.4  # of the whole run
 UPLOAD_EVERY = 6.0  # seconds: the shortest upload period there is, a minute
+CANNOT_RUN = 77  # the exit code that says so
 STAGE = "QUILLSTEP_SOAK_STAGE"
 
 
@@ -105,7 +109,8 @@ class Sampler:
         while not self._stop.wait(SAMPLE_EVERY):
             try:
                 self.samples.append({"when": time.monotonic(), "descriptors": self._watched.descriptors(),
-                                     "threads": self._watched.threads(), **self._watched.memory()})
+                                     "threads": self._watched.threads(), "anonymous_mb": self._watched.anonymous(),
+                                     **self._watched.memory()})
             except (FileNotFoundError, ProcessLookupError):
                 return
 
@@ -298,6 +303,8 @@ def run_day(options, seconds, user, agent, between, service, data):
         "restarts": panel.restarts + keyring.restarts,
         "pss_mb": sampler.median("pss_mb", warm),
         "pss_growth_mb": sampler.growth("pss_mb", warm),
+        "anonymous_mb": sampler.median("anonymous_mb", warm),
+        "anonymous_growth_mb": sampler.growth("anonymous_mb", warm),
         "rss_mb": sampler.median("rss_mb", warm),
         "rss_growth_mb": sampler.growth("rss_mb", warm),
         "descriptors": sampler.median("descriptors", warm),
@@ -326,7 +333,8 @@ def run_day(options, seconds, user, agent, between, service, data):
          f"{disk.failures_later} failures later"),
         ("descriptors are flat", abs(figures["descriptor_growth"]) <= 1, f"{figures['descriptor_growth']}"),
         ("threads are flat", abs(figures["thread_growth"]) <= 1, f"{figures['thread_growth']}"),
-        ("memory stays within the limit", abs(figures["pss_growth_mb"]) <= options.memory, f"{figures['pss_growth_mb']:.2f} MB"),
+        ("memory is flat", max(abs(figures["rss_growth_mb"]), abs(figures["anonymous_growth_mb"])) <= options.memory,
+         f"{figures['rss_growth_mb']:.2f} MB, {figures['anonymous_growth_mb']:.2f} MB of its own"),
         ("the agent ended in order", exit_code == 0, f"{exit_code}"),
         ("the system's clock was not set", stepped < 0.5, f"by {stepped:.1f} s: the account may differ for that reason"),
     ]
@@ -336,6 +344,7 @@ def run_day(options, seconds, user, agent, between, service, data):
     print("\nwhat became of the uploads that came through:")
     for fate, count in between.met.items():
         print(f"  {count:4} {fate.value}")
+    print(f"  {between.repeated:4} repeated by the agent's toolkit, with the same fate")
     if complaints:
         print(f"\nthe agent complained:\n{complaints}")
     for window, count in between.deliveries.replaced.items():
@@ -361,7 +370,8 @@ def isolate() -> None:
     user = [] if os.geteuid() == 0 else ["--user", "--map-root-user"]
     command = ["unshare", *user, "--mount", "--net", "--pid", "--fork", "--kill-child", "--mount-proc"]
     if subprocess.run([*command, "true"], capture_output=True, check=False).returncode != 0:
-        sys.exit("soak.py: needs root or user namespaces")
+        print("soak.py: needs root or user namespaces", file=sys.stderr)
+        sys.exit(CANNOT_RUN)
     os.environ[STAGE] = "isolated"
     os.execvp(command[0], [*command, sys.executable, __file__, *sys.argv[1:]])
 
