@@ -71,7 +71,7 @@ class Deliveries:
 
 
 def differences(recorded, in_service, in_file, replaced) -> dict:
-    """By window, how many seconds more were recorded than are found: above 0 lost, below doubled. Empty when all is well."""
+    """By window, how many seconds more were recorded than are found: above 0 lost, below doubled. Empty if all is well."""
     total = collections.Counter(recorded)
     for found in (in_service, in_file, replaced):
         total.subtract(found)

@@ -29,10 +29,11 @@ class Titled:
         self.pipe_file = folder / f"{name}.pipe"
         os.mkfifo(self.pipe_file)
         self.pipe = os.open(self.pipe_file, os.O_RDWR)  # opening it for writing alone would wait for a reader
-        self.process = subprocess.Popen(["xterm", "-name", name, "-class", name.capitalize(), "-e", "cat", self.pipe_file],
-                                        stderr=subprocess.DEVNULL)
+        reader = ["xterm", "-name", name, "-class", name.capitalize(), "-e", "cat", self.pipe_file]
+        self.process = subprocess.Popen(reader, stderr=subprocess.DEVNULL)
         self.change_title()
-        self.window = wait_for(lambda: xdotool("search", "--onlyvisible", "--classname", f"^{name}$"), PATIENCE, name).split()[0]
+        found = wait_for(lambda: xdotool("search", "--onlyvisible", "--classname", f"^{name}$"), PATIENCE, name)
+        self.window = found.split()[0]
 
     def change_title(self):
         """No title comes twice, so that seconds lost here and doubled there cannot make up for each other."""
@@ -62,7 +63,7 @@ class User:
 
     def __init__(self, dice: random.Random, folder: pathlib.Path):
         self.dice, self.folder = dice, folder
-        self.opened, self.absences, self.changes = 0, 0, 0
+        self.opened, self.scheduled = 0, 0
         self.passing = None  # the window that is there for a while only
         self.windows = [Titled(folder, f"steady{number}") for number in range(3)]
         self.present_again = 0.0
@@ -91,8 +92,8 @@ class User:
                 window.close()
 
     def _again(self, seconds: float, action):
-        self.changes += 1
-        heapq.heappush(self.due, (time.monotonic() + seconds, self.changes, action))
+        self.scheduled += 1
+        heapq.heappush(self.due, (time.monotonic() + seconds, self.scheduled, action))
 
     def _type(self):
         if time.monotonic() >= self.present_again:
@@ -101,7 +102,6 @@ class User:
 
     def _leave(self):
         """Long enough to count as idle, which is 12 s here."""
-        self.absences += 1
         self.present_again = time.monotonic() + self.dice.uniform(15, 22)
         self._again(self.dice.uniform(60, 100), self._leave)
 
@@ -123,8 +123,8 @@ class User:
 
 def bus_call(destination: str, path: str, method: str, *arguments: str) -> str:
     """The answer, or nothing."""
-    return subprocess.run(["dbus-send", "--session", "--print-reply", "--reply-timeout=5000", f"--dest={destination}", path, method,
-                           *arguments], capture_output=True, text=True, timeout=20, check=False).stdout
+    command = ["dbus-send", "--session", "--print-reply", "--reply-timeout=5000", f"--dest={destination}", path, method]
+    return subprocess.run([*command, *arguments], capture_output=True, text=True, timeout=20, check=False).stdout
 
 
 def has_ended(process: int) -> bool:
@@ -143,7 +143,8 @@ class Part:
         self.process = None  # the one that we started
 
     def restart(self):
-        answer = bus_call("org.freedesktop.DBus", "/", "org.freedesktop.DBus.GetConnectionUnixProcessID", f"string:{self.name}")
+        answer = bus_call("org.freedesktop.DBus", "/", "org.freedesktop.DBus.GetConnectionUnixProcessID",
+                          f"string:{self.name}")
         process = int(re.search(r"uint32 (\d+)", answer).group(1))
         os.kill(process, signal.SIGKILL if self.restarts % 2 else signal.SIGTERM)
         wait_for(lambda: has_ended(process), PATIENCE, f"the end of {self.command[0]}")

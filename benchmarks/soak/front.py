@@ -40,9 +40,13 @@ def fates(dice: random.Random):
     while True:
         bag = [fate for fate in Fate if fate not in PASSES] + 14 * [Fate.PASSED] + 2 * [Fate.SLOW]
         dice.shuffle(bag)
-        while max(sum(1 for _ in run) for fails, run in itertools.groupby(bag, lambda fate: fate not in PASSES) if fails) > IN_A_ROW:
+        while longest_row_of_failures(bag) > IN_A_ROW:
             dice.shuffle(bag)
         yield from bag
+
+
+def longest_row_of_failures(bag: list) -> int:
+    return max(len(list(row)) for fails, row in itertools.groupby(bag, lambda fate: fate not in PASSES) if fails)
 
 
 class Front:

@@ -177,7 +177,7 @@ class DiskEpisode:
     """For some time nothing can be written to the disk with the activity file; on a thread of its own."""
 
     def __init__(self, agent: Recorder, folder: pathlib.Path, after: float, length: float):
-        self.failures, self.failures_later, self.is_caught_up, self.longest_backlog = 0, 0, False, 0
+        self.failures, self.failures_later, self.is_caught_up = 0, 0, False
         self._agent, self._folder, self._after, self._length = agent, folder, after, length
         self._stop = threading.Event()
         self._thread = threading.Thread(target=self._run, daemon=True)
@@ -218,7 +218,7 @@ def longest_backlog(lines: list) -> int:
 
 
 def soak(options, work: pathlib.Path, data: pathlib.Path) -> list:
-    """Runs the day; the result is its figures and what is to be said about each check: (what, whether it held, detail)."""
+    """Runs the day; the result is its figures and its checks: (what, whether it held, detail)."""
     dice = random.Random(options.seed)
     seconds = options.minutes * 60
     parts = []
@@ -319,10 +319,12 @@ def run_day(options, seconds, user, agent, between, service, data):
     (options.work / "samples.json").write_text(json.dumps(sampler.samples), encoding="utf-8")
     complaints = agent.complaints.read_text(encoding="utf-8").strip()
     checks = [
-        ("every second is found exactly once", not differences, f"{len(differences)} windows differ: {list(differences.items())[:10]}"),
+        ("every second is found exactly once", not differences,
+         f"{len(differences)} windows differ: {list(differences.items())[:10]}"),
         ("uploads were acknowledged as often as the agent says", succeeded == between.deliveries.acknowledged,
          f"{succeeded} and {between.deliveries.acknowledged}"),
-        ("every upload that began has one end", attempts == succeeded + failed, f"{attempts}, {succeeded}, {failed}"),
+        ("every upload that began has one end, but for one under way", 0 <= attempts - succeeded - failed <= 1,
+         f"{attempts}, {succeeded}, {failed}"),
         ("about a third of the uploads failed", 0.2 <= failed / attempts <= 0.5, f"{failed} of {attempts}"),
         ("the windows changed", len(recorded) >= seconds / 5, f"{len(recorded)} windows"),
         ("the user was away", figures["idle_ticks"] > 0, ""),

@@ -161,7 +161,7 @@ class SoakAccount(Tools):
         database = self.folder / "service.sqlite"
         connection = sqlite3.connect(database)
         connection.execute("create table activities (app_name, window_title, url, duration_seconds)")
-        connection.executemany("insert into activities values ('Editor', 'Notes', null, ?)", [(seconds,) for seconds in rows])
+        connection.executemany("insert into activities values ('Editor', 'Notes', null, ?)", [(row,) for row in rows])
         connection.commit()
         connection.close()
         deliveries = account.Deliveries()
