@@ -114,6 +114,79 @@ bool mayRecord(const platform::Environment& environment, std::optional<InstanceL
     return !lock->isTaken();
 }
 
+/// The application with everything that the desktop gives it, until it ends.
+int runApplication(LinuxEnvironment& desktop,
+                   const platform::Environment& environment,
+                   ApplicationService& requests,
+                   Ending& ending)
+{
+    using platform::xdg::AutostartLoginItem;
+    AutostartLoginItem loginItem(
+        AutostartLoginItem::Session::of(QProcessEnvironment::systemEnvironment()),
+        QCoreApplication::applicationFilePath(),
+        environment.atomicFiles);
+    platform::qt::QtMainQueue mainQueue;
+    platform::gui::DesktopUrlOpener urlOpener;
+    platform::gui::WindowActivation activation;
+    QuillstepApp quillstep({.environment = environment,
+                            .dataStore = activity::DataStore::shared(),
+                            .authService = AuthService::shared(),
+                            .syncService = SyncService::shared(),
+                            .trackingEngine = tracking::TrackingEngine::shared(),
+                            .mainQueue = mainQueue,
+                            .urlOpener = urlOpener,
+                            .activation = activation});
+    views::QmlWindowFactory windows(
+        {.dataStore = activity::DataStore::shared(),
+         .authService = AuthService::shared(),
+         .syncService = SyncService::shared(),
+         .trackingEngine = tracking::TrackingEngine::shared(),
+         .userDefaults = environment.userDefaults,
+         .loginItem = loginItem,
+         .clock = environment.clock,
+         .diagnostics = environment.diagnostics,
+         .mainQueue = mainQueue,
+         .urlOpener = urlOpener,
+         .activation = activation,
+         .desktopNotice = desktop,
+         .windows = quillstep.windows(),
+         .menu = quillstep.menu(),
+         .setIsShowingLogin = [&quillstep](bool value) { quillstep.setIsShowingLogin(value); },
+         .serviceUrl = fromView(platform::kServiceUrl)});
+    quillstep.windows().setFactory(&windows);
+    platform::gui::SystemTrayItem statusItem;
+    quillstep.showIn(statusItem);
+    QObject::connect(&urlOpener,
+                     &platform::gui::DesktopUrlOpener::ownUrlOpened,
+                     &quillstep,
+                     [&quillstep](const QString& url) { quillstep.openUrl(url); });
+    QObject::connect(&quillstep, &QuillstepApp::quitRequested, qApp, [] {
+        QCoreApplication::exit(EXIT_SUCCESS);
+    });
+
+    platform::dbus::BusReturn busReturn(requests.address());
+    QObject::connect(&requests, &ApplicationService::connectionLost, &busReturn, [&busReturn] {
+        complain(QStringLiteral("the session bus went away; tracking goes on without the icon, and "
+                                "the program starts anew once the bus is back"));
+        busReturn.start();
+    });
+    QObject::connect(&busReturn, &platform::dbus::BusReturn::busIsBack, qApp, [] {
+        QCoreApplication::exit(kStartAnew);
+    });
+
+    quillstep.answer(requests);
+    requests.begin();
+    quillstep.launch();
+    const int code = QCoreApplication::exec();
+    requests.release();
+    ending.finish();
+    if (ending.hasBidFarewell())
+        std::_Exit(EXIT_FAILURE); // without a display the toolkit cannot be taken down in order
+    takeLeave(code == kStartAnew ? EXIT_FAILURE : code);
+    quillstep.windows().closeAll();
+    return code;
+}
+
 /// At login it is the autostart entry that starts the program, not the saved session.
 void neverRestart(QSessionManager& session)
 {
@@ -208,79 +281,6 @@ int Agent::runOnDisplay(ApplicationService& requests)
     const int code = runApplication(desktop, environment, requests, *ending);
     if (code == kStartAnew)
         startAnew();
-    return code;
-}
-
-/// The application with everything that the desktop gives it, until it ends.
-int Agent::runApplication(LinuxEnvironment& desktop,
-                          const platform::Environment& environment,
-                          ApplicationService& requests,
-                          Ending& ending)
-{
-    using platform::xdg::AutostartLoginItem;
-    AutostartLoginItem loginItem(
-        AutostartLoginItem::Session::of(QProcessEnvironment::systemEnvironment()),
-        QCoreApplication::applicationFilePath(),
-        environment.atomicFiles);
-    platform::qt::QtMainQueue mainQueue;
-    platform::gui::DesktopUrlOpener urlOpener;
-    platform::gui::WindowActivation activation;
-    QuillstepApp quillstep({.environment = environment,
-                            .dataStore = activity::DataStore::shared(),
-                            .authService = AuthService::shared(),
-                            .syncService = SyncService::shared(),
-                            .trackingEngine = tracking::TrackingEngine::shared(),
-                            .mainQueue = mainQueue,
-                            .urlOpener = urlOpener,
-                            .activation = activation});
-    views::QmlWindowFactory windows(
-        {.dataStore = activity::DataStore::shared(),
-         .authService = AuthService::shared(),
-         .syncService = SyncService::shared(),
-         .trackingEngine = tracking::TrackingEngine::shared(),
-         .userDefaults = environment.userDefaults,
-         .loginItem = loginItem,
-         .clock = environment.clock,
-         .diagnostics = environment.diagnostics,
-         .mainQueue = mainQueue,
-         .urlOpener = urlOpener,
-         .activation = activation,
-         .desktopNotice = desktop,
-         .windows = quillstep.windows(),
-         .menu = quillstep.menu(),
-         .setIsShowingLogin = [&quillstep](bool value) { quillstep.setIsShowingLogin(value); },
-         .serviceUrl = fromView(platform::kServiceUrl)});
-    quillstep.windows().setFactory(&windows);
-    platform::gui::SystemTrayItem statusItem;
-    quillstep.showIn(statusItem);
-    QObject::connect(&urlOpener,
-                     &platform::gui::DesktopUrlOpener::ownUrlOpened,
-                     &quillstep,
-                     [&quillstep](const QString& url) { quillstep.openUrl(url); });
-    QObject::connect(&quillstep, &QuillstepApp::quitRequested, qApp, [] {
-        QCoreApplication::exit(EXIT_SUCCESS);
-    });
-
-    platform::dbus::BusReturn busReturn(requests.address());
-    QObject::connect(&requests, &ApplicationService::connectionLost, &busReturn, [&busReturn] {
-        complain(QStringLiteral("the session bus went away; tracking goes on without the icon, and "
-                                "the program starts anew once the bus is back"));
-        busReturn.start();
-    });
-    QObject::connect(&busReturn, &platform::dbus::BusReturn::busIsBack, qApp, [] {
-        QCoreApplication::exit(kStartAnew);
-    });
-
-    quillstep.answer(requests);
-    requests.begin();
-    quillstep.launch();
-    const int code = QCoreApplication::exec();
-    requests.release();
-    ending.finish();
-    if (ending.hasBidFarewell())
-        std::_Exit(EXIT_FAILURE); // without a display the toolkit cannot be taken down in order
-    takeLeave(code == kStartAnew ? EXIT_FAILURE : code);
-    quillstep.windows().closeAll();
     return code;
 }
 

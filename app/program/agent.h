@@ -7,17 +7,11 @@
 
 #include <functional>
 
-namespace platform {
-class LinuxEnvironment;
-}
-
 namespace platform::dbus {
 class ApplicationService;
 }
 
 namespace app {
-
-class Ending;
 
 /// The agent: it tracks, uploads and shows its icon and windows until it is told to end. Here the
 /// parts are put together with what the desktop gives them.
@@ -38,10 +32,6 @@ public:
 
 private:
     [[nodiscard]] int runOnDisplay(platform::dbus::ApplicationService& requests);
-    [[nodiscard]] int runApplication(platform::LinuxEnvironment& desktop,
-                                     const platform::Environment& environment,
-                                     platform::dbus::ApplicationService& requests,
-                                     Ending& ending);
     void startAnew();
 
     int m_argc;

@@ -127,6 +127,17 @@ def bus_call(destination: str, path: str, method: str, *arguments: str) -> str:
     return subprocess.run([*command, *arguments], capture_output=True, text=True, timeout=20, check=False).stdout
 
 
+def end_process(process, by_signal: signal.Signals) -> None:
+    """Returns when `process`, if it is one, has ended."""
+    if process is None:
+        return
+    try:
+        os.kill(process, by_signal)
+    except ProcessLookupError:
+        return
+    wait_for(lambda: has_ended(process), PATIENCE, f"the end of process {process}")
+
+
 def has_ended(process: int) -> bool:
     try:
         return pathlib.Path(f"/proc/{process}/stat").read_text(encoding="utf-8").rpartition(")")[2].split()[0] == "Z"
@@ -143,19 +154,38 @@ class Part:
         self.process = None  # the one that we started
 
     def restart(self):
+        end_process(self.owner(), signal.SIGKILL if self.restarts % 2 else signal.SIGTERM)
+        end = time.monotonic() + PATIENCE
+        self._start()
+        while not self._has_taken_over():
+            if time.monotonic() > end:
+                sys.exit(f"soak.py: {self.command[0]} did not come back")
+            # The bus may have started one of its own meanwhile, of whom nobody knows the password.
+            end_process(self.owner(), signal.SIGTERM)
+            self._start()
+        wait_for(self.is_back, PATIENCE, f"{self.command[0]} with all that it had")
+        self.restarts += 1
+
+    def owner(self):
+        """The process that has the part's name on the bus; none without one. Starts nothing."""
         answer = bus_call("org.freedesktop.DBus", "/", "org.freedesktop.DBus.GetConnectionUnixProcessID",
                           f"string:{self.name}")
-        process = int(re.search(r"uint32 (\d+)", answer).group(1))
-        os.kill(process, signal.SIGKILL if self.restarts % 2 else signal.SIGTERM)
-        wait_for(lambda: has_ended(process), PATIENCE, f"the end of {self.command[0]}")
-        if self.process:
-            self.process.wait()
+        found = re.search(r"uint32 (\d+)", answer)
+        return int(found.group(1)) if found else None
+
+    def _start(self):
+        self.close()
         self.process = subprocess.Popen(self.command, stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
                                         stderr=subprocess.DEVNULL, text=True)
         self.process.stdin.write(self.given)
         self.process.stdin.close()
-        wait_for(self.is_back, PATIENCE, f"{self.command[0]} with all that it had")
-        self.restarts += 1
+
+    def _has_taken_over(self) -> bool:
+        """Waits for somebody to have the name; true if it is the one that was started here."""
+        end = time.monotonic() + PATIENCE / 3
+        while (owner := self.owner()) is None and time.monotonic() < end:
+            time.sleep(0.05)
+        return owner == self.process.pid
 
     def close(self):
         if self.process:
@@ -171,9 +201,9 @@ def panel() -> Part:
 
 
 def keyring() -> Part:
-    """Is back when it gives out our token. The bus may have started one of its own meanwhile, which is locked."""
+    """Is back when it gives out our token."""
     return Part("org.freedesktop.secrets",
-                ["gnome-keyring-daemon", "--replace", "--foreground", "--unlock", "--components=secrets"],
+                ["gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"],
                 gives_out_our_token, given="private desktop\n")
 
 
