@@ -17,16 +17,16 @@ Figures, after the warm-up (two minutes, or a fifth of a shorter run):
   lost_s, doubled_s       seconds that are missing, or there are too many of
   replaced_s              seconds of rows that a later upload replaced, because the service cannot tell them apart
                           (docs/architecture.md, "An upload"); counted from the bodies, 0 or next to it
-  rss_growth_mb, anonymous_growth_mb  resident memory, and what of it is no part of a file: the median of the last quarter
-                          less that of the first
-  pss_growth_mb           the same of proportional memory; not judged: it moves with every process of the machine that
-                          starts or ends and maps the same libraries
-  descriptor_growth, thread_growth   the same of open descriptors and of threads
+  rss_mb, anonymous_mb    resident memory, and what of it is no part of a file
+  pss_mb                  proportional memory; not judged: it moves with every process of the machine that starts or ends
+                          and maps the same libraries
+  descriptors, threads    open ones
+  ..._median, ..._growth  of these five: the median, and that of the last quarter less that of the first
   cpu_s_per_1000_ticks    processor time, user and system, of all threads; a tick that finds the user idle counts
   main_wakeups_per_tick   voluntary context switches of the main thread
   coverage                ticks, of the tenths of seconds that passed
   failed_uploads          share of the uploads that failed
-  longest_backlog_s       the most recorded seconds that waited for an upload, and those of the full disk
+  longest_backlog_s       the most seconds that were recorded from one upload that arrived to the next
 """
 
 import argparse
@@ -64,6 +64,9 @@ PATIENCE = desktop.PATIENCE
 FULL_DISK_FROM = 0.4  # of the whole run
 UPLOAD_EVERY = 6.0  # seconds: the shortest upload period there is, a minute
 CANNOT_RUN = 77  # the exit code that says so
+FAULTS_NEED = 240  # seconds until every kind of fault has had its turn
+ATTEMPT, SUCCESS, FAILURE = "Velomira Sync: Attempting", "Velomira Sync Success", "Velomira Sync Failed"
+SAMPLED = ("rss_mb", "anonymous_mb", "pss_mb", "descriptors", "threads")
 STAGE = "QUILLSTEP_SOAK_STAGE"
 
 
@@ -89,7 +92,7 @@ class Recorder:
         self.process.send_signal(signal.SIGTERM)
         return self.process.wait(PATIENCE)
 
-    def kill(self) -> None:
+    def close(self) -> None:
         if self.process.poll() is None:
             self.process.kill()
             self.process.wait()
@@ -166,9 +169,13 @@ class Restarts:
                 return
             number += 1
 
-    def close(self):
+    def stop(self):
+        """What was started stays until the end."""
         self._stop.set()
         self._thread.join()
+
+    def close(self):
+        self.stop()
         for part in self.parts:
             part.close()
 
@@ -212,146 +219,155 @@ def longest_backlog(lines: list) -> int:
     """The most ticks from one upload that arrived to the next."""
     longest = waiting = 0
     for line in lines:
-        waiting = 0 if line.startswith("Velomira Sync Success") else waiting + line.startswith("Tick:")
+        waiting = 0 if line.startswith(SUCCESS) else waiting + line.startswith("Tick:")
         longest = max(longest, waiting)
     return longest
 
 
-def soak(options, work: pathlib.Path, data: pathlib.Path) -> list:
-    """Runs the day; the result is its figures and its checks: (what, whether it held, detail)."""
-    dice = random.Random(options.seed)
-    seconds = options.minutes * 60
-    parts = []
-    try:
-        service = Service(options.service, work)
-        parts.append(service)
-        between = front.Front(PORT, SERVICE_PORT, random.Random(dice.random()))
-        parts.append(between)
-        settings = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "com.velomira.UsageMonitor/defaults.ini"
-        settings.parent.mkdir(parents=True)
-        settings.write_text("[General]\nsyncInterval=1\n", encoding="utf-8")
-        subprocess.run([options.agent, "--sign-in", EMAIL], input=PASSWORD, text=True, check=True, timeout=PATIENCE)
+class Day:
+    """What takes part in a compressed day, and its course."""
 
-        user = desktop.User(random.Random(dice.random()), work)
-        parts.append(user)
-        agent = Recorder(options.agent, work, data)
+    def __init__(self, options, data: pathlib.Path):
+        self.options, self.seconds = options, options.minutes * 60
+        dice = random.Random(options.seed)
+        self.parts = []  # in the order in which they were started
         try:
-            return run_day(options, seconds, user, agent, between, service, data)
-        finally:
-            agent.kill()
-    finally:
-        for part in reversed(parts):
+            self.service = self._add(Service(options.service, options.work))
+            self.front = self._add(front.Front(PORT, SERVICE_PORT, random.Random(dice.random())))
+            settings = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "com.velomira.UsageMonitor/defaults.ini"
+            settings.parent.mkdir(parents=True)
+            settings.write_text("[General]\nsyncInterval=1\n", encoding="utf-8")
+            subprocess.run([options.agent, "--sign-in", EMAIL], input=PASSWORD, text=True, check=True, timeout=PATIENCE)
+            self.user = self._add(desktop.User(random.Random(dice.random()), options.work))
+            self.user.act(time.monotonic() + 1)
+            self.agent = self._add(Recorder(options.agent, options.work, data))
+            wait_for(lambda: self.agent.count("Tick:"), PATIENCE, "the first tick")
+            close_dashboard()
+            self.start, self.wall = time.monotonic(), time.time()
+            self.warm = self.start + min(120.0, self.seconds / 5)
+            self.sampler = self._add(Sampler(self.agent.watched))
+            self.panel, self.keyring = desktop.panel(), desktop.keyring()
+            self.restarts = self._add(Restarts([self.panel, self.keyring], max(15.0, self.seconds / 16)))
+            self.disk = self._add(DiskEpisode(self.agent, data, self.seconds * FULL_DISK_FROM,
+                                              max(20.0, min(60.0, self.seconds / 10))))
+        except BaseException:
+            self.close()
+            raise
+
+    def _add(self, part):
+        self.parts.append(part)
+        return part
+
+    def close(self):
+        for part in reversed(self.parts):
             part.close()
 
+    def pass_by(self) -> dict:
+        """Until the last upload has arrived and the agent has ended; the result is what was measured on the way."""
+        self.user.act(self.warm)
+        watched, warmed = self.agent.watched, time.monotonic()
+        ticks, cpu, main = -counted(self.agent), -watched.cpu(), -watched.main_switches()
+        while time.monotonic() < self.start + self.seconds:
+            self.user.act(min(self.start + self.seconds, time.monotonic() + 5))
+            if self.agent.process.poll() is not None:
+                sys.exit(f"soak.py: the agent ended with {self.agent.process.returncode}:\n"
+                         f"{self.agent.complaints.read_text(encoding='utf-8')}")
+        passed = time.monotonic() - warmed
+        ticks, cpu, main = ticks + counted(self.agent), cpu + watched.cpu(), main + watched.main_switches()
+        self.sampler.close()
+        self.disk.close()
+        self.restarts.stop()
+        self._deliver_the_last()
+        return {
+            "ticks": ticks,
+            "cpu_s_per_1000_ticks": cpu / ticks * 1000,
+            "main_wakeups_per_tick": main / ticks,
+            "coverage": ticks / (passed * PACE),
+            "exit_code": self.agent.end(),
+        }
 
-def run_day(options, seconds, user, agent, between, service, data):
-    user.act(time.monotonic() + 1)
-    wait_for(lambda: agent.count("Tick:"), PATIENCE, "the first tick")
-    close_dashboard()
-    start, wall = time.monotonic(), time.time()
-    warm = start + min(120.0, seconds / 5)
-    sampler = Sampler(agent.watched)
-    panel, keyring = desktop.panel(), desktop.keyring()
-    restarts = Restarts([panel, keyring], max(15.0, seconds / 16))
-    disk = DiskEpisode(agent, data, seconds * FULL_DISK_FROM, max(20.0, min(60.0, seconds / 10)))
-    try:
-        user.act(warm)
-        said, cpu, main = counted(agent), agent.watched.cpu(), agent.watched.main_switches()
-        warmed = time.monotonic()
-        while time.monotonic() < start + seconds:
-            user.act(min(start + seconds, time.monotonic() + 5))
-            if agent.process.poll() is not None:
-                sys.exit(f"soak.py: the agent ended with {agent.process.returncode}:\n{agent.complaints.read_text()}")
-        ticks, passed = counted(agent) - said, time.monotonic() - warmed
-        cpu, main = agent.watched.cpu() - cpu, agent.watched.main_switches() - main
-    finally:
-        for part in (sampler, restarts, disk):
-            part.close()
+    def _deliver_the_last(self):
+        """An upload arrives, and none after it: what is recorded from then on is in the file."""
+        self.user.come_back()
+        self.front.close_after_next_delivery()
+        end = time.monotonic() + 2 * PATIENCE
+        while not self.front.is_closed:
+            if time.monotonic() > end:
+                sys.exit("soak.py: nothing was uploaded at the end")
+            self.user.act(time.monotonic() + 0.5)
+        wait_for(lambda: self.agent.count(SUCCESS) >= self.front.deliveries.acknowledged, PATIENCE, "the last success")
+        self.user.act(time.monotonic() + 2)
 
-    # The last upload arrives, and nothing after it: what is recorded from then on is in the file.
-    user.come_back()
-    between.close_after_next_delivery()
-    end = time.monotonic() + 2 * PATIENCE
-    while not between.is_closed and time.monotonic() < end:
-        user.act(time.monotonic() + 0.5)
-    wait_for(lambda: between.deliveries.acknowledged <= agent.count("Velomira Sync Success"), PATIENCE, "the last upload")
-    user.act(time.monotonic() + 2)
-    exit_code = agent.end()
-    stepped = abs((time.time() - wall) - (time.monotonic() - start))
+    def figures(self, measured: dict) -> dict:
+        agent, deliveries = self.agent, self.front.deliveries
+        lines = agent.lines()
+        recorded, in_service = account.said(lines), account.stored(self.service.database)
+        in_file = account.kept(agent.file)
+        self.differences = account.differences(recorded, in_service, in_file, deliveries.replaced)
+        medians = {field: self.sampler.median(field, self.warm) for field in SAMPLED}
+        growths = {field: self.sampler.growth(field, self.warm) for field in SAMPLED}
+        return {
+            "name": "day",
+            "minutes": self.options.minutes,
+            "recorded_s": recorded.total(),
+            "in_service_s": in_service.total(),
+            "in_file_s": in_file.total(),
+            "lost_s": sum(seconds for seconds in self.differences.values() if seconds > 0),
+            "doubled_s": -sum(seconds for seconds in self.differences.values() if seconds < 0),
+            "replaced_s": deliveries.replaced.total(),
+            "windows": len(recorded),
+            "idle_ticks": agent.count("Idle:"),
+            "uploads": agent.count(ATTEMPT),
+            "failed_uploads": agent.count(FAILURE) / agent.count(ATTEMPT),
+            "longest_backlog_s": longest_backlog(lines),
+            "saves_failed": self.disk.failures,
+            "panel_restarts": self.panel.restarts,
+            "keyring_restarts": self.keyring.restarts,
+            **{f"{field}_median": value for field, value in medians.items()},
+            **{f"{field}_growth": value for field, value in growths.items()},
+            **measured,
+        }
 
-    lines = agent.lines()
-    recorded, in_service, in_file = account.said(lines), account.stored(service.database), account.kept(agent.file)
-    differences = account.differences(recorded, in_service, in_file, between.deliveries.replaced)
-    attempts = agent.count("Velomira Sync: Attempting")
-    failed = agent.count("Velomira Sync Failed")
-    succeeded = agent.count("Velomira Sync Success")
-    figures = {
-        "name": "day",
-        "minutes": options.minutes,
-        "recorded_s": recorded.total(),
-        "in_service_s": in_service.total(),
-        "in_file_s": in_file.total(),
-        "lost_s": sum(seconds for seconds in differences.values() if seconds > 0),
-        "doubled_s": -sum(seconds for seconds in differences.values() if seconds < 0),
-        "replaced_s": between.deliveries.replaced.total(),
-        "windows": len(recorded),
-        "idle_ticks": agent.count("Idle:"),
-        "uploads": attempts,
-        "failed_uploads": failed / attempts,
-        "longest_backlog_s": longest_backlog(lines),
-        "saves_failed": disk.failures,
-        "restarts": panel.restarts + keyring.restarts,
-        "pss_mb": sampler.median("pss_mb", warm),
-        "pss_growth_mb": sampler.growth("pss_mb", warm),
-        "anonymous_mb": sampler.median("anonymous_mb", warm),
-        "anonymous_growth_mb": sampler.growth("anonymous_mb", warm),
-        "rss_mb": sampler.median("rss_mb", warm),
-        "rss_growth_mb": sampler.growth("rss_mb", warm),
-        "descriptors": sampler.median("descriptors", warm),
-        "descriptor_growth": sampler.growth("descriptors", warm),
-        "thread_growth": sampler.growth("threads", warm),
-        "ticks": ticks,
-        "cpu_s_per_1000_ticks": cpu / ticks * 1000,
-        "main_wakeups_per_tick": main / ticks,
-        "coverage": ticks / (passed * PACE),
-        "exit_code": exit_code,
-    }
-    (options.work / "samples.json").write_text(json.dumps(sampler.samples), encoding="utf-8")
-    complaints = agent.complaints.read_text(encoding="utf-8").strip()
-    checks = [
-        ("every second is found exactly once", not differences,
-         f"{len(differences)} windows differ: {list(differences.items())[:10]}"),
-        ("uploads were acknowledged as often as the agent says", succeeded == between.deliveries.acknowledged,
-         f"{succeeded} and {between.deliveries.acknowledged}"),
-        ("every upload that began has one end, but for one under way", 0 <= attempts - succeeded - failed <= 1,
-         f"{attempts}, {succeeded}, {failed}"),
-        ("about a third of the uploads failed", 0.2 <= failed / attempts <= 0.5, f"{failed} of {attempts}"),
-        ("the windows changed", len(recorded) >= seconds / 5, f"{len(recorded)} windows"),
-        ("the user was away", figures["idle_ticks"] > 0, ""),
-        ("panel and keyring came back each time", restarts.problem is None and panel.restarts and keyring.restarts,
-         f"{panel.restarts} and {keyring.restarts} times; {restarts.problem}"),
-        ("saving failed while the disk was full", disk.failures > 0, ""),
-        ("the file caught up once there was room", disk.is_caught_up and disk.failures_later == 0,
-         f"{disk.failures_later} failures later"),
-        ("descriptors do not grow", figures["descriptor_growth"] <= 1, f"{figures['descriptor_growth']}"),
-        ("threads do not grow", figures["thread_growth"] <= 1, f"{figures['thread_growth']}"),
-        ("memory is flat", max(abs(figures["rss_growth_mb"]), abs(figures["anonymous_growth_mb"])) <= options.memory,
-         f"{figures['rss_growth_mb']:.2f} MB, {figures['anonymous_growth_mb']:.2f} MB of its own"),
-        ("the agent ended in order", exit_code == 0, f"{exit_code}"),
-        ("the system's clock was not set", stepped < 0.5, f"by {stepped:.1f} s: the account may differ for that reason"),
-    ]
-    if seconds >= 240:
-        unmet = [fate.value for fate, count in between.met.items() if not count]
-        checks.append(("every kind of fault occurred", not unmet, f"not: {unmet}"))
-    print("\nwhat became of the uploads that came through:")
-    for fate, count in between.met.items():
-        print(f"  {count:4} {fate.value}")
-    print(f"  {between.repeated:4} repeated by the agent's toolkit, with the same fate")
-    if complaints:
-        print(f"\nthe agent complained:\n{complaints}")
-    for window, count in between.deliveries.replaced.items():
-        print(f"replaced by a later upload: {count} s of {window}")
-    return figures, checks
+    def checks(self, figures: dict) -> list:
+        """What must hold on every machine: (what, whether it does, detail)."""
+        succeeded, acknowledged = self.agent.count(SUCCESS), self.front.deliveries.acknowledged
+        unended = figures["uploads"] - succeeded - self.agent.count(FAILURE)
+        rss, own = figures["rss_mb_growth"], figures["anonymous_mb_growth"]
+        stepped = abs((time.time() - self.wall) - (time.monotonic() - self.start))
+        unmet = [fate.value for fate, count in self.front.met.items() if not count]
+        return [
+            ("every second is found exactly once", not self.differences,
+             f"{len(self.differences)} windows differ: {list(self.differences.items())[:10]}"),
+            ("uploads were acknowledged as often as the agent says", succeeded == acknowledged,
+             f"{succeeded} and {acknowledged}"),
+            ("every upload that began has an end, but for one under way", 0 <= unended <= 1, f"{unended} have none"),
+            ("about a third of the uploads failed", 0.2 <= figures["failed_uploads"] <= 0.5,
+             f"{figures['failed_uploads']:.0%}"),
+            ("every kind of fault occurred", not unmet or self.seconds < FAULTS_NEED, f"not: {unmet}"),
+            ("the windows changed", figures["windows"] >= self.seconds / 5, f"{figures['windows']} windows"),
+            ("the user was away", figures["idle_ticks"] > 0, "never idle"),
+            ("panel and keyring came back each time", not self.restarts.problem and self.panel.restarts
+             and self.keyring.restarts, f"{self.panel.restarts} and {self.keyring.restarts} times; {self.restarts.problem}"),
+            ("saving failed while the disk was full", self.disk.failures > 0, "it never did"),
+            ("the file caught up once there was room", self.disk.is_caught_up and not self.disk.failures_later,
+             f"{self.disk.failures_later} failures later"),
+            ("descriptors do not grow", figures["descriptors_growth"] <= 1, f"{figures['descriptors_growth']}"),
+            ("threads do not grow", figures["threads_growth"] <= 1, f"{figures['threads_growth']}"),
+            ("memory is flat", max(abs(rss), abs(own)) <= self.options.memory, f"{rss:.2f} MB, {own:.2f} MB of its own"),
+            ("the agent ended in order", figures["exit_code"] == 0, f"exit code {figures['exit_code']}"),
+            ("the system's clock was not set", stepped < 0.5, f"by {stepped:.1f} s, which may be a reason for the rest"),
+        ]
+
+    def tell(self) -> None:
+        """What is no figure."""
+        print("\nwhat became of the uploads that came through:")
+        for fate, count in self.front.met.items():
+            print(f"  {count:4} {fate.value}")
+        print(f"  {self.front.repeated:4} repeated by the agent's toolkit, with the same fate")
+        if complaints := self.agent.complaints.read_text(encoding="utf-8").strip():
+            print(f"\nthe agent complained:\n{complaints}")
+        for window, count in self.front.deliveries.replaced.items():
+            print(f"replaced by a later upload: {count} s of {window}")
 
 
 def counted(agent: Recorder) -> int:
@@ -369,13 +385,13 @@ def bring_up_loopback() -> None:
 
 def isolate() -> None:
     """Starts this program again, where nothing of the machine's is disturbed and from where nothing is left behind."""
-    user = [] if os.geteuid() == 0 else ["--user", "--map-root-user"]
-    command = ["unshare", *user, "--mount", "--net", "--pid", "--fork", "--kill-child", "--mount-proc"]
-    if subprocess.run([*command, "true"], capture_output=True, check=False).returncode != 0:
-        print("soak.py: needs root or user namespaces", file=sys.stderr)
-        sys.exit(CANNOT_RUN)
-    os.environ[STAGE] = "isolated"
-    os.execvp(command[0], [*command, sys.executable, __file__, *sys.argv[1:]])
+    for user in ([], ["--user", "--map-root-user"]):
+        command = ["unshare", *user, "--mount", "--net", "--pid", "--fork", "--kill-child", "--mount-proc"]
+        if subprocess.run([*command, "true"], capture_output=True, check=False).returncode == 0:
+            os.environ[STAGE] = "isolated"
+            os.execvp(command[0], [*command, sys.executable, __file__, *sys.argv[1:]])
+    print("soak.py: needs root or user namespaces", file=sys.stderr)
+    sys.exit(CANNOT_RUN)
 
 
 def open_desktop(options, disk: pathlib.Path) -> None:
@@ -414,7 +430,14 @@ def main() -> int:
     if options.seed is None:
         options.seed = random.SystemRandom().randrange(1 << 32)
     print(f"==> A day in {options.minutes:g} minutes, seed {options.seed}", flush=True)
-    figures, checks = soak(options, options.work, disk)
+    day = Day(options, disk)
+    try:
+        figures = day.figures(day.pass_by())
+        checks = day.checks(figures)
+        day.tell()
+    finally:
+        day.close()
+    (options.work / "samples.json").write_text(json.dumps(day.sampler.samples), encoding="utf-8")
     width = max(map(len, figures))
     print()
     for name, value in figures.items():

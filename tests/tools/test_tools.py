@@ -5,8 +5,10 @@
 
 import collections
 import json
+import itertools
 import os
 import pathlib
+import random
 import sqlite3
 import subprocess
 import sys
@@ -17,6 +19,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "benchmarks/soak"))
 
 import account  # noqa: E402
+import front  # noqa: E402
 
 RECORD = {"id": "00000000-0000-4000-A000-000000000000", "appName": "Editor", "windowTitle": "Notes",
           "timestamp": 10.5, "duration": 1.0}
@@ -196,6 +199,19 @@ class SoakAccount(Tools):
     def test_anAcknowledgedRowThatComesAgainIsFound(self):
         bodies = [("10:00:00", 4, True), ("10:00:00", 4, True)]
         self.assertEqual(self.differences(ticks=4, rows=[4], records=0, bodies=bodies), {self.WINDOW: -4})
+
+
+class SoakFates(unittest.TestCase):
+    def test_aThirdOfTheUploadsFailsInEveryWay(self):
+        met = list(itertools.islice(front.fates(random.Random(1)), 230))
+        failed = [fate for fate in met if fate not in front.PASSES]
+        refused = met.count(front.Fate.REFUSED)  # after each of which one fails that is not among them
+        self.assertEqual((len(failed) + refused) * 3, len(met) + refused)
+        self.assertEqual(set(failed) | front.PASSES, set(front.Fate))
+
+    def test_theSameSeedDecidesTheSame(self):
+        once, again = (list(itertools.islice(front.fates(random.Random(7)), 100)) for _ in range(2))
+        self.assertEqual(once, again)
 
 
 class SkippedTests(Tools):
