@@ -385,7 +385,7 @@ def bring_up_loopback() -> None:
 
 def isolate() -> None:
     """Starts this program again, where nothing of the machine's is disturbed and from where nothing is left behind."""
-    for user in ([], ["--user", "--map-root-user"]):
+    for user in ([], ["--user", "--map-current-user", "--keep-caps"]):
         command = ["unshare", *user, "--mount", "--net", "--pid", "--fork", "--kill-child", "--mount-proc"]
         if subprocess.run([*command, "true"], capture_output=True, check=False).returncode == 0:
             os.environ[STAGE] = "isolated"
