@@ -22,7 +22,9 @@
 #include "platform/linux/gui/without_opengl.h"
 #include "platform/linux/linux_environment.h"
 #include "platform/linux/posix/instance_lock.h"
+#include "platform/linux/posix/own_standard_output.h"
 #include "platform/linux/posix/password_prompt.h"
+#include "platform/linux/posix/start_variables.h"
 #include "platform/linux/posix/termination_signals.h"
 #include "platform/linux/qt/qt_main_queue.h"
 #include "platform/linux/xdg/autostart_login_item.h"
@@ -57,6 +59,7 @@ using platform::dbus::ApplicationCall;
 using platform::dbus::ApplicationService;
 using platform::dbus::StartResult;
 using platform::posix::InstanceLock;
+using platform::posix::OwnStandardOutput;
 using platform::posix::TerminationSignals;
 using syncing::SyncService;
 
@@ -181,7 +184,6 @@ int runApplication(LinuxEnvironment& environment, ApplicationService& requests, 
 /// Becomes the program anew, as the bus would start it.
 void startAnew(char* name)
 {
-    TerminationSignals::unblock();
     const QString bus = platform::dbus::withoutIdentity(platform::dbus::sessionBusAddress());
     qputenv("DBUS_SESSION_BUS_ADDRESS", bus.toLocal8Bit());
     std::string option = "--gapplication-service";
@@ -207,7 +209,9 @@ bool mayRecord(const LinuxEnvironment& desktop, std::optional<InstanceLock>& loc
 
 int track(int argc, char** argv, const CommandLine& commandLine)
 {
-    TerminationSignals::block(); // before anything starts threads
+    TerminationSignals::hold();
+    platform::posix::forgetHowThisProgramWasStarted();
+    std::optional<OwnStandardOutput> output(std::in_place);
     ApplicationService requests;
     const StartResult start = claimOrHandOver(requests, requestIn(commandLine));
     const bool isToQuit = commandLine.action == QLatin1StringView("quit");
@@ -244,7 +248,7 @@ int track(int argc, char** argv, const CommandLine& commandLine)
     QObject::connect(qApp, &QGuiApplication::saveStateRequest, qApp, neverRestart);
     QObject::connect(qApp, &QGuiApplication::commitDataRequest, qApp, neverRestart);
 
-    const auto environment = LinuxEnvironment::create(requests.connection());
+    const auto environment = LinuxEnvironment::create(requests.connection(), output->descriptor());
     if (!environment) {
         complain(environment.error().text);
         return EXIT_FAILURE;
@@ -275,8 +279,10 @@ int track(int argc, char** argv, const CommandLine& commandLine)
             QCoreApplication::exit(EXIT_FAILURE);
         });
     const int code = runApplication(desktop, requests, *ending);
-    if (code == kStartAnew)
+    if (code == kStartAnew) {
+        output.reset();
         startAnew(argv[0]);
+    }
     return code;
 }
 
