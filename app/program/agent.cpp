@@ -19,6 +19,7 @@
 #include "platform/linux/linux_environment.h"
 #include "platform/linux/posix/instance_lock.h"
 #include "platform/linux/posix/own_standard_output.h"
+#include "platform/linux/posix/spare_memory.h"
 #include "platform/linux/posix/start_variables.h"
 #include "platform/linux/posix/termination_signals.h"
 #include "platform/linux/qt/qt_main_queue.h"
@@ -32,6 +33,7 @@
 #include <QIcon>
 #include <QProcessEnvironment>
 #include <QSessionManager>
+#include <QTimer>
 
 #include <array>
 #include <cerrno>
@@ -61,6 +63,8 @@ constexpr std::chrono::seconds kTimeForTheSettings(2);
 // As long as an instance that is ending may take for its owed save, and some more.
 constexpr std::chrono::seconds kTimeForThePreviousInstance(6);
 constexpr std::chrono::seconds kTimeToTakeLeave(2);
+/// After the last change of what is on screen.
+constexpr std::chrono::seconds kUntilCalm(10);
 /// The event loop's result when the program is to start anew.
 constexpr int kStartAnew = 64;
 
@@ -165,6 +169,16 @@ int runApplication(LinuxEnvironment& desktop,
     QObject::connect(&quillstep, &QuillstepApp::quitRequested, qApp, [] {
         QCoreApplication::exit(EXIT_SUCCESS);
     });
+
+    // Most of what it takes to show a window is not needed again before the next one.
+    QTimer calm;
+    calm.setSingleShot(true);
+    calm.callOnTimeout(qApp, &platform::posix::letGoOfSpareMemory);
+    const auto waitForCalm = [&calm] {
+        calm.start(kUntilCalm);
+    };
+    QObject::connect(qGuiApp, &QGuiApplication::focusWindowChanged, &calm, waitForCalm);
+    waitForCalm();
 
     platform::dbus::BusReturn busReturn(requests.address());
     QObject::connect(&requests, &ApplicationService::connectionLost, &busReturn, [&busReturn] {

@@ -3,6 +3,7 @@
 // Lines on standard output, timers, clock, signals, folders: the small facilities of the system.
 #include "platform/linux/posix/background_priority.h"
 #include "platform/linux/posix/own_standard_output.h"
+#include "platform/linux/posix/spare_memory.h"
 #include "platform/linux/posix/start_variables.h"
 #include "platform/linux/posix/stdout_diagnostics.h"
 #include "platform/linux/posix/system_clock.h"
@@ -11,6 +12,7 @@
 #include "platform/linux/xdg/base_directories.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
@@ -264,6 +266,31 @@ private Q_SLOTS:
             inThread = ::getpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()));
         }).join();
         QCOMPARE(inThread, ::getpriority(PRIO_PROCESS, 0) + 10);
+    }
+
+    void spareMemoryIsGivenBackAndWhatIsNeededComesAgain()
+    {
+        const auto residentOfLibraries = [] {
+            QFile maps(QStringLiteral("/proc/self/smaps"));
+            if (!maps.open(QIODevice::ReadOnly))
+                return -1;
+            int kilobytes = 0;
+            bool isLibrary = false;
+            for (const QByteArray& line : maps.readAll().split('\n')) {
+                const QList<QByteArray> words = line.simplified().split(' ');
+                if (!words.first().endsWith(':')) // a mapping; what follows is about it
+                    isLibrary = line.contains(" r-xp ") && line.contains("/libQt6");
+                else if (isLibrary && words.first() == "Rss:")
+                    kilobytes += words.at(1).toInt();
+            }
+            return kilobytes;
+        };
+        const int before = residentOfLibraries();
+        platform::posix::letGoOfSpareMemory();
+        const int after = residentOfLibraries();
+        QVERIFY2(before > 0 && after < before,
+                 qPrintable(QStringLiteral("%1 kB, then %2 kB").arg(before).arg(after)));
+        QCOMPARE(QString::number(42), QStringLiteral("42"));
     }
 
     void dataHomeFollowsTheBaseDirectoryRules()
