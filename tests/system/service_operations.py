@@ -256,6 +256,40 @@ class ServiceOperations(unittest.TestCase):
             self.assert_serves(copy, token, count)
             self.assertEqual(os.stat(copy).st_mode & 0o777, 0o600)
 
+    def test_aUserCanBeRemovedWithEverything(self):
+        """With the statements of the guide."""
+        address = "leaving@example.org"
+        file = self.bench.folder / "leaving.sqlite"
+        for database in (self.database, file):
+            self.bench.service(self.service, "--database", database, "--add-user", address, "Leaving",
+                               text=PASSWORD + "\n")
+            instance, port = self.bench.start_service(self.service, database, "leaving.log")
+            try:
+                token = sign_in(self.open(port), address, PASSWORD)
+                self.assertEqual(upload(self.open(port), token, rows(5))[0], 201)
+                self.remove_user(address, file if database == file else None)
+                self.assertEqual(upload(self.open(port), token, rows(5))[0], 401)
+            finally:
+                self.assertEqual(self.bench.end(instance), 0)
+        self.assertEqual(self.bench.service(self.service, "--database", file, "--summary"), "")
+        self.assertNotIn("user 2:", self.bench.service(self.service, "--database", self.database, "--summary"))
+
+    def remove_user(self, address: str, file):
+        statement = "delete from users where email_key = "
+        self.assertIn(statement, self.guide)
+        if file is None:
+            self.bench.administer("psql", "--dbname=velomira", f"--command={statement}'{address}'")
+            count = "select (select count(*) from activities where user_id = 2) + (select count(*) from tokens where user_id = 2)"
+            self.assertEqual(self.bench.administer("psql", "-At", "--dbname=velomira", f"--command={count}"), "0\n")
+            return
+        self.assertIn("pragma foreign_keys = on", self.guide)
+        with contextlib.closing(sqlite3.connect(file)) as database:
+            database.execute("pragma foreign_keys = on")
+            database.execute(f"{statement}?", [address])
+            database.commit()
+            for table in ("activities", "tokens", "users"):
+                self.assertEqual(database.execute(f"select count(*) from {table}").fetchone()[0], 0)
+
     @contextlib.contextmanager
     def uploading(self, token: str, port=None):
         """Uploads go on meanwhile: at least one before, and until the end."""
