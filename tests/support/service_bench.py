@@ -172,9 +172,8 @@ class Bench:
         """nginx with `site` inside its http block."""
         temporary = "".join(f"{kind}_temp_path {self.folder}/nginx-{kind};\n"
                             for kind in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
-        owner = "user root;\n" if self.user == "root" else ""  # what it may read is private
         (self.folder / "nginx.conf").write_text(
-            f"{owner}daemon off;\npid {self.folder}/nginx.pid;\nerror_log stderr;\nworker_processes 2;\n"
+            f"daemon off;\nmaster_process off;\npid {self.folder}/nginx.pid;\nerror_log stderr;\n"
             f"events {{}}\nhttp {{\n{temporary}access_log off;\n{site}\n}}\n", encoding="utf-8")
         command = [program("nginx"), "-p", self.folder, "-c", self.folder / "nginx.conf", "-e", "stderr"]
         self.run([*command, "-t"])

@@ -272,14 +272,28 @@ class ServiceOperations(unittest.TestCase):
             finally:
                 self.assertEqual(self.bench.end(instance), 0)
         self.assertEqual(self.bench.service(self.service, "--database", file, "--summary"), "")
-        self.assertNotIn("user 2:", self.bench.service(self.service, "--database", self.database, "--summary"))
+        self.assertEqual(self.bench.service(self.service, "--database", self.database, "--summary").count("user "), 1)
+
+    def test_anAccountGetsANewPassword(self):
+        """With the statements of the guide."""
+        script = re.search(r"<<'SQL'\n(.*?)SQL\n", self.guide, re.DOTALL)[1]
+        address, helper, other = "you@example.org", "new.you@example.org", "another password"
+        for email, password in ((address, PASSWORD), (helper, other)):
+            self.bench.service(self.service, "--database", self.database, "--add-user", email, "You",
+                               text=password + "\n")
+        self.bench.run(["psql", "--host", self.bench.socket, "--set=ON_ERROR_STOP=1", "velomira"], input=script)
+        sign_in(self.open(self.ports[0]), address, other)
+        for email, password in ((address, PASSWORD), (helper, other)):
+            with self.assertRaisesRegex(RuntimeError, "failed with 401"):
+                sign_in(self.open(self.ports[0]), email, password)
+        self.bench.administer("psql", "--dbname=velomira", f"--command=delete from users where email_key = '{address}'")
 
     def remove_user(self, address: str, file):
         statement = "delete from users where email_key = "
         self.assertIn(statement, self.guide)
         if file is None:
             self.bench.administer("psql", "--dbname=velomira", f"--command={statement}'{address}'")
-            count = "select (select count(*) from activities where user_id = 2) + (select count(*) from tokens where user_id = 2)"
+            count = "select (select count(*) from activities where user_id <> 1) + (select count(*) from tokens where user_id <> 1)"
             self.assertEqual(self.bench.administer("psql", "-At", "--dbname=velomira", f"--command={count}"), "0\n")
             return
         self.assertIn("pragma foreign_keys = on", self.guide)
