@@ -26,7 +26,7 @@ import threading
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/support"))
-from service_bench import Bench, connect, rows, sign_in, upload  # noqa: E402
+from service_bench import Bench, connect, rows, sign_in, upload
 
 PASSWORD = "correct horse battery"
 

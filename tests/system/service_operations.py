@@ -20,8 +20,7 @@ import threading
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-# pylint: disable=wrong-import-position
-from service_bench import (Bench, answers, connect, free_port, missing_programs, post, rows, sign_in,  # noqa: E402
+from service_bench import (Bench, answers, connect, free_port, missing_programs, post, rows, sign_in,
                            upload, wait_for)
 
 SKIPPED = 77
@@ -290,6 +289,26 @@ class ServiceOperations(unittest.TestCase):
             with self.assertRaisesRegex(RuntimeError, "failed with 401"):
                 sign_in(self.open(self.ports[0]), email, password)
         self.bench.administer("psql", "--dbname=velomira", f"--command=delete from users where email_key = '{address}'")
+
+    def test_theTableCanBePartitionedByUser(self):
+        """With the statements of the guide, in a database of its own."""
+        script = re.search(r"<<'PARTITIONS'\n(.*?)PARTITIONS\n", self.guide, re.DOTALL)[1]
+        self.bench.administer("createdb", f"--owner={self.bench.user}", "partitioned")
+        database = self.bench.database("partitioned")
+        self.bench.service(self.service, "--database", database, "--add-user", EMAIL, "Operator", text=PASSWORD + "\n")
+        instance, port = self.bench.start_service(self.service, database, "partitioned.log")
+        try:
+            token = sign_in(self.open(port), EMAIL, PASSWORD)
+            self.assertEqual(upload(self.open(port), token, rows(300))[0], 201)
+            self.bench.run(["psql", "--host", self.bench.socket, "--set=ON_ERROR_STOP=1", "partitioned"], input=script)
+            # Half of them again, which replaces, and as many new ones.
+            self.assertEqual(upload(self.open(port), token, rows(300, 150))[0], 201)
+            self.assertEqual(self.stored(database), 450)
+            self.bench.administer("psql", "--dbname=partitioned", f"--command=delete from users where email_key = '{EMAIL}'")
+            self.assertEqual(self.bench.administer("psql", "-At", "--dbname=partitioned",
+                                                   "--command=select count(*) from activities"), "0\n")
+        finally:
+            self.assertEqual(self.bench.end(instance), 0)
 
     def remove_user(self, address: str, file):
         statement = "delete from users where email_key = "
