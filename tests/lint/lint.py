@@ -30,7 +30,8 @@ INCLUDE = re.compile(r'^#include [<"]([^>"]+)[>"]', re.MULTILINE)
 CODE_BLOCK = re.compile(r"^(```|~~~).*?^\1[ \t]*$", re.MULTILINE | re.DOTALL)
 CODE = re.compile(r"(`+)(?!`).+?(?<!`)\1(?!`)", re.DOTALL)
 # "[text](target)", with an image inside the text, and "[name]: target".
-LINK = re.compile(r"\]\(\s*<?([^()\s<>]*(?:\([^()\s]*\)[^()\s]*)*)>?(?:\s+[\"'][^)]*)?\)|^\[[^\]]+\]:\s*<?(\S+?)>?\s*$", re.MULTILINE)
+LINK = re.compile(r"\]\(\s*<?([^()\s<>]*(?:\([^()\s]*\)[^()\s]*)*)>?(?:\s+[\"'][^)]*)?\)"
+                  r"|^\[[^\]]+\]:\s*<?(\S+?)>?\s*$", re.MULTILINE)
 HEADING = re.compile(r"^#{1,6}[ \t]+(.+?)[ \t]*#*$", re.MULTILINE)
 ELSEWHERE = re.compile(r"^[a-zA-Z][a-zA-Z0-9+.-]*:|^//")
 

@@ -108,8 +108,9 @@ class Checks(unittest.TestCase):
     def test_linksThatLeadSomewhereAreNotFound(self):
         self.plant("docs/good.md", "# The `store`, and more\n\n## Twice\n\n## Twice\n\n[up](#twice-1) and [name]\n\n"
                    "[name]: other%20page.md\n")
-        self.plant("docs/other page.md", "[1](good.md#the-store-and-more) [2](<good.md>) [3](../activity/store.h \"title\")\n"
-                   "[4](https://example.org/none) [5](mailto:you@example.org) `[6](none.md)`\n\n```\n[7](none.md)\n```\n")
+        self.plant("docs/other page.md", "[1](good.md#the-store-and-more) [2](<good.md>)\n"
+                   "[3](../activity/store.h \"title\") [4](https://example.org/none) [5](mailto:you@example.org)\n"
+                   "`[6](none.md)`\n\n```\n[7](none.md)\n```\n")
         self.assertEqual(self.verdict(HERE / "lint.py", "links"), (0, "links: nothing found in 4 files\n"))
 
     def test_aFaultInAHeaderIsFoundByTidy(self):

@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 # SPDX-License-Identifier: MIT
 """PostgreSQL, nginx and instances of velomira-service on this machine, for Python programs that try
@@ -97,8 +96,9 @@ class Bench:
         return process.returncode
 
     def run(self, command: list, as_server=False, **options) -> str:
-        done = subprocess.run(["setpriv", *(self._as_server if as_server else ["--pdeathsig=KILL"]), *map(str, command)],
-                              capture_output=True, text=True, check=False, cwd=self.folder, **options)
+        done = subprocess.run(
+            ["setpriv", "--pdeathsig=KILL", *(self._as_server if as_server else []), *map(str, command)],
+            capture_output=True, text=True, check=False, cwd=self.folder, **options)
         if done.returncode:
             raise RuntimeError(f"{command[0]} failed: {done.stdout}{done.stderr}")
         return done.stdout
@@ -198,7 +198,8 @@ def connect(port: int, authority: pathlib.Path | None = None, source: str | None
     options = {"timeout": 300, "source_address": (source, 0) if source else None}
     if authority is None:
         return http.client.HTTPConnection("127.0.0.1", port, **options)
-    return http.client.HTTPSConnection("127.0.0.1", port, context=ssl.create_default_context(cafile=authority), **options)
+    context = ssl.create_default_context(cafile=authority)
+    return http.client.HTTPSConnection("127.0.0.1", port, context=context, **options)
 
 
 def post(connection, path: str, body, headers=None):
