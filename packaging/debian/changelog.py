@@ -25,7 +25,7 @@ def plain(markdown: str) -> str:
 
 
 def changes(body: str) -> str:
-    """The headings and items of a section: "### Added", "- Something", continued by indented lines."""
+    """The headings and items of a section: "### Added", "- Something", continued by indented lines. Nothing without items."""
     lines = []
     for block in re.split(r"\n(?=- |### )", "\n" + body.strip()):
         text = plain(" ".join(block.split()))
@@ -33,7 +33,7 @@ def changes(body: str) -> str:
             lines += [f"  [ {text[4:]} ]"]
         elif text.startswith("- "):
             lines += textwrap.wrap(text[2:], 78, initial_indent="  * ", subsequent_indent="    ", break_on_hyphens=False)
-    return "\n".join(lines)
+    return "\n".join(lines) if any(line.startswith("  * ") for line in lines) else ""
 
 
 def sections(text: str):
