@@ -262,7 +262,7 @@ clean_up() {
     trap '' INT TERM
     trap - EXIT
     if [ -n "$namespace" ]; then
-        kill "$namespace" 2>/dev/null || true
+        kill -KILL "$namespace" 2>/dev/null || true
         wait "$namespace" 2>/dev/null || true
     fi
     rm -rf --one-file-system "$work/system"
@@ -271,7 +271,8 @@ clean_up() {
 trap clean_up EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
-unshare --mount --pid --fork --kill-child=KILL "$0" --in-namespace "$packages" "$work" &
+# The first process ends with this one, whatever ends it.
+setpriv --pdeathsig KILL unshare --mount --pid --fork --kill-child=KILL "$0" --in-namespace "$packages" "$work" &
 namespace=$!
 status=0
 wait $namespace || status=$?
