@@ -19,6 +19,15 @@ identifier=com.velomira.UsageMonitor
 data="$HOME/.local/share/Velomira Usage Monitor/activity_logs.json"
 settings=$HOME/.config/$identifier/defaults.ini
 
+# What is on the screen when something is not as it should be.
+look_back() {
+    local status=$?
+    [ "$status" = 0 ] && return
+    scrot --overwrite "$results/failure.png" || true
+    tail -n20 "$XDG_RUNTIME_DIR/../bus.log" || true # what the bus starts speaks there
+}
+trap look_back EXIT
+
 runs() {
     dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.NameHasOwner \
         string:$identifier | grep -q 'boolean true'
@@ -58,9 +67,9 @@ step "Starting from the launcher"
 gapplication launch $identifier
 wait_until 30 runs || fail "the bus did not start the program"
 wait_until 30 has_titled Dashboard || fail "the program that is signed in did not open the dashboard"
-xdotool search --onlyvisible --name '^Dashboard$' windowclose
+wmctrl -F -c Dashboard
 wait_until 10 is_without Dashboard || fail "the dashboard did not close"
-xdotool search --onlyvisible --name '^Terminal$' windowactivate
+wmctrl -F -a Terminal
 wait_until 10 has_focus Terminal || fail "the terminal did not come to the front"
 wait_until 30 recorded '"windowTitle":"Terminal"' || fail "the terminal was not recorded: $(<"$data")"
 cp "$data" "$results/"
