@@ -230,8 +230,8 @@ remove_packages() {
     quietly "$work/log/again.log" inside dpkg --purge velomira-service
     apt autoremove --purge
     expect "nothing of the system has changed" is_empty "$(changes)"
-    echo "What is left in the home of the user:"
-    (cd "$system/home/$user" && find . -type f | sort)
+    echo "What is left in the home of the user, but for caches of others:"
+    (cd "$system/home/$user" && find . -type f ! -path './.cache/*' | sort)
     expect "in the home there is nothing of ours but data, settings and cache" is_empty "$(cd "$system/home/$user" &&
         find . -ipath '*velomira*' -type f ! -path './.local/share/Velomira Usage Monitor/activity_logs.json' \
             ! -path './.local/share/Velomira Usage Monitor/.*' ! -path './.config/com.velomira.UsageMonitor/defaults.ini')"

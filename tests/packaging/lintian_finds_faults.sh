@@ -23,7 +23,7 @@ finds() {
     dpkg-deb --root-owner-group --build "$copy/tree" "$copy/packages/velomira-service.deb" >/dev/null
     local said
     if said=$("$root/tests/packaging/lintian.sh" "$copy/packages"); then fail "nothing was found where there is $1"; fi
-    grep -q " $1 " <<<"$said" || fail "$1 was not found, but: $said"
+    grep -qE " $1( |$)" <<<"$said" || fail "$1 was not found, but: $said"
     echo "found: $1"
 }
 
