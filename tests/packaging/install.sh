@@ -269,6 +269,7 @@ for program in debootstrap unshare ip; do
     command -v $program >/dev/null || fail "$program is not installed: scripts/setup.sh test"
 done
 # The first process of the namespace ends the others with it, and then nothing is mounted any more.
+unshare --mount --pid --net --fork true || { echo "this machine lets nobody have namespaces of their own" && exit 77; }
 namespace=
 clean_up() {
     local status=$?
