@@ -70,29 +70,12 @@ def write_records(file: pathlib.Path, count: int) -> None:
         out.write("]")
 
 
-class Agent:
-    """A running Quillstep with a data folder of its own."""
+class Watched:
+    """What the system tells about a process and all of its threads."""
 
-    def __init__(self, program: pathlib.Path, data: pathlib.Path):
-        self.file = data / "Velomira Usage Monitor" / "activity_logs.json"
-        self.lines = []  # (time of arrival, text)
+    def __init__(self, process: int):
+        self.proc = pathlib.Path("/proc") / str(process)
         self.switches = {}  # thread id: voluntary switches when last seen
-        started = time.monotonic()
-        self.process = subprocess.Popen([program], stdout=subprocess.PIPE, text=True,
-                                        env={**os.environ, "XDG_DATA_HOME": str(data)})
-        self.proc = pathlib.Path("/proc") / str(self.process.pid)
-        self.listener = threading.Thread(target=self._listen, daemon=True)
-        self.listener.start()
-        self.started = started
-        wait_for(lambda: self.lines, 60, "Quillstep's first line")
-        self.first_line = self.lines[0][0] - started
-
-    def _listen(self):
-        for line in self.process.stdout:
-            self.lines.append((time.monotonic(), line.rstrip()))
-
-    def ticks_between(self, start: float, end: float) -> int:
-        return sum(start < when <= end and line.startswith("Tick:") for when, line in list(self.lines))
 
     def cpu(self) -> float:
         fields = (self.proc / "stat").read_text().rpartition(")")[2].split()
@@ -117,8 +100,42 @@ class Agent:
             "peak_mb": number_after("VmHWM", self.proc / "status") * 1024 / MB,
         }
 
+    def anonymous(self) -> float:
+        """Resident memory in MB that is no part of a file: what the process has made itself."""
+        return number_after("RssAnon", self.proc / "status") * 1024 / MB
+
     def written(self) -> int:
         return number_after("write_bytes", self.proc / "io")
+
+    def descriptors(self) -> int:
+        return sum(1 for _ in (self.proc / "fd").iterdir())
+
+    def threads(self) -> int:
+        return number_after("Threads", self.proc / "status")
+
+
+class Agent(Watched):
+    """A running Quillstep with a data folder of its own."""
+
+    def __init__(self, program: pathlib.Path, data: pathlib.Path):
+        self.file = data / "Velomira Usage Monitor" / "activity_logs.json"
+        self.lines = []  # (time of arrival, text)
+        started = time.monotonic()
+        self.process = subprocess.Popen([program], stdout=subprocess.PIPE, text=True,
+                                        env={**os.environ, "XDG_DATA_HOME": str(data)})
+        super().__init__(self.process.pid)
+        self.listener = threading.Thread(target=self._listen, daemon=True)
+        self.listener.start()
+        self.started = started
+        wait_for(lambda: self.lines, 60, "Quillstep's first line")
+        self.first_line = self.lines[0][0] - started
+
+    def _listen(self):
+        for line in self.process.stdout:
+            self.lines.append((time.monotonic(), line.rstrip()))
+
+    def ticks_between(self, start: float, end: float) -> int:
+        return sum(start < when <= end and line.startswith("Tick:") for when, line in list(self.lines))
 
     def end(self) -> int:
         """Its exit code; every line that it said is in `lines` then."""
@@ -141,7 +158,7 @@ def wait_for(condition, seconds: float, what: str):
     end = time.monotonic() + seconds
     while not (result := condition()):
         if time.monotonic() > end:
-            sys.exit(f"process_figures.py: {what} did not come within {seconds} s")
+            sys.exit(f"{pathlib.Path(sys.argv[0]).name}: {what} did not come within {seconds} s")
         time.sleep(0.05)
     return result
 

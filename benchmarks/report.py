@@ -55,12 +55,13 @@ def main() -> int:
     parser.add_argument("budgets", type=pathlib.Path, help="the budgets (benchmarks/budgets.json)")
     parser.add_argument("results", type=pathlib.Path, help="folder of RUN.json files, as Google Benchmark writes them")
     parser.add_argument("--quick", action="store_true", help="leave out what a quick run does not measure")
+    parser.add_argument("--soak", action="store_true", help="what a soak measures, and nothing else")
     arguments = parser.parse_args()
     runs = read_runs(arguments.results)
     rows = json.loads(arguments.budgets.read_text(encoding="utf-8"))["budgets"]
     table, bad = [("figure", "budget", "measured", "")], 0
     for row in rows:
-        if arguments.quick and row.get("not_in_quick"):
+        if row.get("only_in_soak", False) != arguments.soak or (arguments.quick and row.get("not_in_quick")):
             continue
         value = measured(row, runs)
         result = verdict(row, value)

@@ -55,12 +55,17 @@ class Checks(unittest.TestCase):
         self.plant("app/quillstep_app.cpp", CPP + '#include "platform/linux/x11/x11_connection.h"\n')
         self.assertTrue(self.finds([LAYERS], "app/quillstep_app.cpp"))
 
+    def test_theCompositionRootIncludedByWhatItPutsTogetherIsFound(self):
+        self.plant("app/quillstep_app.cpp", CPP + '#include "app/program/agent.h"\n')
+        self.assertTrue(self.finds([LAYERS], "app/quillstep_app.cpp"))
+
     def test_aHeaderThatComesAfterOthersInItsSourceIsFound(self):
         self.plant("activity/store.cpp", CPP + '#include <vector>\n\n#include "activity/store.h"\n')
         self.assertTrue(self.finds([HERE / "lint.py", "own-header"], "activity/store.cpp"))
 
     def test_theCompositionRootMayIncludeBackends(self):
-        self.plant("app/main.cpp", CPP + '#include "platform/linux/linux_environment.h"\n')
+        self.plant("app/program/agent.cpp", CPP + '#include "platform/linux/linux_environment.h"\n')
+        self.plant("app/main.cpp", CPP + '#include "app/program/program.h"\n')
         self.assertEqual(self.verdict(LAYERS)[0], 0)
 
     def test_aBadlyFormattedFileIsFound(self):

@@ -3,15 +3,24 @@
 # SPDX-License-Identifier: MIT
 """The scripts that judge a run, on small made-up runs: they must also say no."""
 
+import collections
 import json
+import itertools
 import os
 import pathlib
+import random
+import sqlite3
 import subprocess
 import sys
 import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "benchmarks/soak"))
+
+import account  # noqa: E402
+import front  # noqa: E402
+
 RECORD = {"id": "00000000-0000-4000-A000-000000000000", "appName": "Editor", "windowTitle": "Notes",
           "timestamp": 10.5, "duration": 1.0}
 REFERENCE = 978307200
@@ -102,10 +111,10 @@ class CompareUpload(Tools):
 class Report(Tools):
     ROW = {"figure": "load", "budget": "1 s", "limit": ["<=", 1.0], "unit": "s", "from": "bench_store load real_time"}
 
-    def report(self, row, *benchmarks):
+    def report(self, row, *benchmarks, options=()):
         budgets = self.file("budgets", {"budgets": [row]})
         self.file("bench_store.json", {"benchmarks": list(benchmarks)})
-        return self.run_tool("benchmarks/report.py", budgets, self.folder)
+        return self.run_tool("benchmarks/report.py", budgets, self.folder, *options)
 
     def test_aTimeWithinTheBudgetIsOk(self):
         status, output = self.report(self.ROW, {"name": "load", "real_time": 900.0, "time_unit": "ms"})
@@ -130,6 +139,13 @@ class Report(Tools):
                                      {"name": "parse", "real_time": 0.5, "time_unit": "s"})
         self.assertEqual((status, "1.8" in output), (0, True))
 
+    def test_aRowOfTheSoakIsComparedAfterASoakOnly(self):
+        slow = {"name": "load", "real_time": 1100.0, "time_unit": "ms"}
+        row = {**self.ROW, "only_in_soak": True}
+        self.assertNotIn("MISSED", self.report(row, slow)[1])
+        self.assertIn("MISSED", self.report(row, slow, options=["--soak"])[1])
+        self.assertNotIn("MISSED", self.report(self.ROW, slow, options=["--soak"])[1])
+
     def test_everyBudgetOfTheProductIsWellFormed(self):
         for row in json.loads((ROOT / "benchmarks/budgets.json").read_text(encoding="utf-8"))["budgets"]:
             with self.subTest(row["figure"]):
@@ -137,6 +153,65 @@ class Report(Tools):
                 self.assertIsInstance(row["limit"][1], (int, float))
                 for source in (row["from"], row.get("over", row["from"])):
                     self.assertEqual(len(source.split()), 3)
+
+
+class SoakAccount(Tools):
+    """The account of a soak: agent, service and file made up."""
+
+    WINDOW = ("Editor", "Notes", None)
+
+    def differences(self, ticks, rows, records, bodies=()):
+        database = self.folder / "service.sqlite"
+        connection = sqlite3.connect(database)
+        connection.execute("create table activities (app_name, window_title, url, duration_seconds)")
+        connection.executemany("insert into activities values ('Editor', 'Notes', null, ?)", [(row,) for row in rows])
+        connection.commit()
+        connection.close()
+        deliveries = account.Deliveries()
+        for start, seconds, is_acknowledged in bodies:
+            row = {"app_name": "Editor", "window_title": "Notes", "duration_seconds": seconds, "start_time": start}
+            deliveries.add(json.dumps({"device_id": "d", "activities": [row]}).encode(), is_acknowledged)
+        lines = ["Velomira Sync: Using auth token", "Idle: 130s", *(ticks * ["Tick: Editor | Notes | --"])]
+        return account.differences(account.said(lines), account.stored(database),
+                                   account.kept(self.file("activity_logs.json", records * [RECORD])), deliveries.replaced)
+
+    def test_secondsInServiceAndFileTogetherAreAll(self):
+        self.assertEqual(self.differences(ticks=6, rows=[3, 1], records=2), {})
+
+    def test_aLostSecondIsFound(self):
+        self.assertEqual(self.differences(ticks=6, rows=[3, 1], records=1), {self.WINDOW: 1})
+
+    def test_aDoubledSecondIsFound(self):
+        self.assertEqual(self.differences(ticks=6, rows=[3, 2], records=2), {self.WINDOW: -1})
+
+    def test_anotherAddressIsAnotherWindow(self):
+        recorded = account.said(["Tick: Editor | Notes | http://a/"])
+        self.assertEqual(len(account.differences(recorded, collections.Counter({self.WINDOW: 1}), {}, {})), 2)
+
+    def test_aRowThatReplacesAnAcknowledgedOneIsCounted(self):
+        bodies = [("10:00:00", 1, True), ("10:00:00", 4, True)]
+        self.assertEqual(self.differences(ticks=5, rows=[4], records=0, bodies=bodies), {})
+
+    def test_aRowThatReplacesOneWhoseAnswerWasLostIsNot(self):
+        bodies = [("10:00:00", 1, False), ("10:00:00", 4, True)]
+        self.assertEqual(self.differences(ticks=4, rows=[4], records=0, bodies=bodies), {})
+
+    def test_anAcknowledgedRowThatComesAgainIsFound(self):
+        bodies = [("10:00:00", 4, True), ("10:00:00", 4, True)]
+        self.assertEqual(self.differences(ticks=4, rows=[4], records=0, bodies=bodies), {self.WINDOW: -4})
+
+
+class SoakFates(unittest.TestCase):
+    def test_aThirdOfTheUploadsFailsInEveryWay(self):
+        met = list(itertools.islice(front.fates(random.Random(1)), 230))
+        failed = [fate for fate in met if fate not in front.PASSES]
+        refused = met.count(front.Fate.REFUSED)  # after each of which one fails that is not among them
+        self.assertEqual((len(failed) + refused) * 3, len(met) + refused)
+        self.assertEqual(set(failed) | front.PASSES, set(front.Fate))
+
+    def test_theSameSeedDecidesTheSame(self):
+        once, again = (list(itertools.islice(front.fates(random.Random(7)), 100)) for _ in range(2))
+        self.assertEqual(once, again)
 
 
 class SkippedTests(Tools):
