@@ -57,8 +57,10 @@ void QuillstepApp::answer(ApplicationRequests& requests)
 
 void QuillstepApp::launch()
 {
+    m_isLaunching = true;
     m_appDelegate.applicationDidFinishLaunching();
     m_to.mainQueue.asyncAfter(shell::kTimeUntilTheFirstWindow, [this] {
+        m_isLaunching = false;
         connect(&m_authService, &AuthService::sessionResumed, this, &QuillstepApp::continueSession);
     });
 }
@@ -77,7 +79,10 @@ void QuillstepApp::reopen(const ActivationToken& token)
     // The user's hand is on this program: a window that is there comes to the front.
     m_windows.presentLast();
     m_to.activation.activateIgnoringOtherApps(token);
-    m_appDelegate.applicationShouldHandleReopen(m_windows.hasVisibleWindows());
+    // The bus that starts the program activates it at once, before the keyring can have answered:
+    // the first window is on its way, and it will be the right one.
+    if (!m_isLaunching)
+        m_appDelegate.applicationShouldHandleReopen(m_windows.hasVisibleWindows());
 }
 
 void QuillstepApp::runAction(const QString& name, const ActivationToken& token)

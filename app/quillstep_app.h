@@ -81,6 +81,7 @@ private:
     // Never started: the engine that runs is the shared one.
     tracking::TrackingEngine m_trackingEngine;
     bool m_isShowingLogin = false;
+    bool m_isLaunching = false; ///< from launch() to the first window
     shell::WindowRouter m_windows;
     shell::AppMenu m_menu;
 };

@@ -14,6 +14,24 @@ function(quillstep_desktop_files templates output executable)
     if(NOT executable MATCHES "^[A-Za-z0-9/._+@:,-]+$")
         set(QUILLSTEP_EXEC "\"${executable}\"")
     endif()
+    # What is not said to be anywhere is not claimed.
+    set(QUILLSTEP_WEB "")
+    if(QUILLSTEP_HOMEPAGE)
+        string(APPEND QUILLSTEP_WEB "\n  <url type=\"homepage\">${QUILLSTEP_HOMEPAGE}</url>")
+    endif()
+    if(QUILLSTEP_SCREENSHOTS)
+        string(APPEND QUILLSTEP_WEB "
+  <screenshots>
+    <screenshot type=\"default\">
+      <caption>The dashboard with the applications and web sites used most today</caption>
+      <image type=\"source\">${QUILLSTEP_SCREENSHOTS}/dashboard.png</image>
+    </screenshot>
+    <screenshot>
+      <caption>The settings: how often to upload, and whether to start at login</caption>
+      <image type=\"source\">${QUILLSTEP_SCREENSHOTS}/settings.png</image>
+    </screenshot>
+  </screenshots>")
+    endif()
     foreach(kind IN ITEMS desktop service metainfo.xml)
         configure_file("${templates}/${QUILLSTEP_CFBundleIdentifier}.${kind}.in" "${output}/${QUILLSTEP_CFBundleIdentifier}.${kind}" @ONLY)
     endforeach()

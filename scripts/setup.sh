@@ -6,6 +6,7 @@
 # Installs the Debian packages that a purpose needs and that are not there yet. As root, or through sudo.
 #
 #   build   compile the product and the benchmarks
+#   imports what the windows import when they run; packages depend on it
 #   run     the headless desktop of ./run with its applications
 #   test    the unit and system tests
 #   lint    formatter, static analysis, shell check
@@ -33,15 +34,17 @@ packages() {
             libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev \
             libwayland-dev libwayland-bin plasma-wayland-protocols libdbus-1-dev mold
         ;;
+    imports) echo "$qml" ;;
     run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh chromium gnome-keyring scrot fonts-noto-color-emoji ;;
     test)
-        echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl postgresql desktop-file-utils xdg-utils \
+        echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl nginx-light postgresql desktop-file-utils xdg-utils \
             fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev \
             sway xwayland wtype weston kwin-wayland kwin-x11 gnome-shell libgl1-mesa-dri gjs libglib2.0-dev-bin \
-            qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux x11-xserver-utils chromium firefox-esr epiphany-browser
+            qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux x11-xserver-utils chromium firefox-esr epiphany-browser \
+            debootstrap lintian systemd iproute2
         ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
-    lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream ;;
+    lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream mandoc man-db ;;
     fuzz) echo clang-19 libclang-rt-19-dev ;;
     *) return 1 ;;
     esac
@@ -70,7 +73,7 @@ for argument in "$@"; do
         ;;
     esac
 done
-[ ${#wanted[@]} -gt 0 ] || fail "say what for: build, run, test, lint, fuzz or bench (see --help)"
+[ ${#wanted[@]} -gt 0 ] || fail "say what for: build, imports, run, test, lint, fuzz or bench (see --help)"
 
 if [ $list_only = yes ]; then
     printf '%s\n' "${wanted[@]}" | sort -u

@@ -18,6 +18,9 @@
 #include "platform/linux/gui/without_opengl.h"
 #include "platform/linux/linux_environment.h"
 #include "platform/linux/posix/instance_lock.h"
+#include "platform/linux/posix/own_standard_output.h"
+#include "platform/linux/posix/spare_memory.h"
+#include "platform/linux/posix/start_variables.h"
 #include "platform/linux/posix/termination_signals.h"
 #include "platform/linux/qt/qt_main_queue.h"
 #include "platform/linux/xdg/autostart_login_item.h"
@@ -30,6 +33,7 @@
 #include <QIcon>
 #include <QProcessEnvironment>
 #include <QSessionManager>
+#include <QTimer>
 
 #include <array>
 #include <cerrno>
@@ -59,6 +63,8 @@ constexpr std::chrono::seconds kTimeForTheSettings(2);
 // As long as an instance that is ending may take for its owed save, and some more.
 constexpr std::chrono::seconds kTimeForThePreviousInstance(6);
 constexpr std::chrono::seconds kTimeToTakeLeave(2);
+/// After the last change of what is on screen.
+constexpr std::chrono::seconds kUntilCalm(10);
 /// The event loop's result when the program is to start anew.
 constexpr int kStartAnew = 64;
 
@@ -164,6 +170,16 @@ int runApplication(LinuxEnvironment& desktop,
         QCoreApplication::exit(EXIT_SUCCESS);
     });
 
+    // Most of what it takes to show a window is not needed again before the next one.
+    QTimer calm;
+    calm.setSingleShot(true);
+    calm.callOnTimeout(qApp, &platform::posix::letGoOfSpareMemory);
+    const auto waitForCalm = [&calm] {
+        calm.start(kUntilCalm);
+    };
+    QObject::connect(qGuiApp, &QGuiApplication::focusWindowChanged, &calm, waitForCalm);
+    waitForCalm();
+
     platform::dbus::BusReturn busReturn(requests.address());
     QObject::connect(&requests, &ApplicationService::connectionLost, &busReturn, [&busReturn] {
         complain(QStringLiteral("the session bus went away; tracking goes on without the icon, and "
@@ -210,7 +226,8 @@ Agent::Agent(int argc, char** argv, CommandLine commandLine, Facilities faciliti
 
 int Agent::run()
 {
-    TerminationSignals::block(); // before anything starts threads
+    TerminationSignals::hold();
+    platform::posix::forgetHowThisProgramWasStarted();
     ApplicationService requests;
     const StartResult start = claimOrHandOver(requests, requestIn(m_commandLine));
     const bool isToQuit = m_commandLine.action == QLatin1StringView("quit");
@@ -233,6 +250,7 @@ int Agent::run()
 
 int Agent::runOnDisplay(ApplicationService& requests)
 {
+    std::optional<platform::posix::OwnStandardOutput> output(std::in_place);
     passOnToolkitMessages();
     std::optional<platform::gui::WithoutOpenGL> withoutOpenGL(std::in_place);
     QApplication application(m_argc, m_argv);
@@ -247,7 +265,7 @@ int Agent::runOnDisplay(ApplicationService& requests)
     QObject::connect(qApp, &QGuiApplication::saveStateRequest, qApp, neverRestart);
     QObject::connect(qApp, &QGuiApplication::commitDataRequest, qApp, neverRestart);
 
-    const auto found = LinuxEnvironment::create(requests.connection());
+    const auto found = LinuxEnvironment::create(requests.connection(), output->descriptor());
     if (!found) {
         complain(found.error().text);
         return EXIT_FAILURE;
@@ -279,15 +297,16 @@ int Agent::runOnDisplay(ApplicationService& requests)
             QCoreApplication::exit(EXIT_FAILURE);
         });
     const int code = runApplication(desktop, environment, requests, *ending);
-    if (code == kStartAnew)
+    if (code == kStartAnew) {
+        output.reset();
         startAnew();
+    }
     return code;
 }
 
 /// Becomes the program anew, as the bus would start it.
 void Agent::startAnew()
 {
-    TerminationSignals::unblock();
     const QString bus = platform::dbus::withoutIdentity(platform::dbus::sessionBusAddress());
     qputenv("DBUS_SESSION_BUS_ADDRESS", bus.toLocal8Bit());
     std::string option = "--gapplication-service";

@@ -132,10 +132,11 @@ QString defaultsFile()
 
 struct LinuxEnvironment::Backends
 {
-    explicit Backends(QDBusConnection session)
+    Backends(QDBusConnection session, int output)
         : sessionBus(std::move(session))
         , systemBus(dbus::connectionTo(
               dbus::systemBusAddress(), QStringLiteral("login"), kTimeForTheSystemBus))
+        , diagnostics(output)
     {
     }
 
@@ -254,11 +255,11 @@ Environment LinuxEnvironment::Backends::facilities()
 }
 
 Result<std::unique_ptr<LinuxEnvironment>>
-LinuxEnvironment::create(const QDBusConnection& sessionBus)
+LinuxEnvironment::create(const QDBusConnection& sessionBus, int output)
 {
     if (const Outcome named = checkDisplayName(); !named)
         return named.error();
-    auto backends = std::make_unique<Backends>(sessionBus);
+    auto backends = std::make_unique<Backends>(sessionBus, output);
     const Outcome opened = isWayland() ? backends->openWayland() : backends->openX11();
     if (!opened)
         return opened.error();

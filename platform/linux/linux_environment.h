@@ -14,6 +14,7 @@
 
 #include <chrono>
 #include <memory>
+#include <unistd.h>
 
 namespace platform {
 
@@ -29,8 +30,9 @@ public:
     /// Looks around and connects. `sessionBus` is the connection that owns this application's name,
     /// to which some desktops tell what they tell nobody else; it need not be connected. Fails when
     /// there is no display to connect to. May block on the display server and the system bus.
+    /// The diagnostic lines go to the file descriptor `output`, which stays the caller's.
     [[nodiscard]] static Result<std::unique_ptr<LinuxEnvironment>>
-    create(const QDBusConnection& sessionBus);
+    create(const QDBusConnection& sessionBus, int output = STDOUT_FILENO);
 
     /// Whether there is a display to connect to. Needs no application, which the toolkit cannot
     /// make without a display.

@@ -125,6 +125,31 @@ private Q_SLOTS:
         QCOMPARE(bench.fake.repeatingTimers.scheduled, 2);
     }
 
+    void activatedByTheBusThatStartsItOnlyTheDashboardOpens()
+    {
+        ShellBench bench(Session::KeyringIsSlow);
+        platform::ApplicationRequests requests;
+        bench.app.answer(requests);
+        bench.app.launch();
+        Q_EMIT requests.activated({});
+        bench.deliverUrls();
+        bench.fake.secretStore.answerReads();
+        bench.mainQueue.advance(500ms);
+        bench.deliverUrls();
+        QCOMPARE(bench.windows.open(), QStringList{QStringLiteral("dashboard")});
+    }
+
+    void activatedByTheBusThatStartsItTheLoginWindowOpensOnce()
+    {
+        ShellBench bench;
+        platform::ApplicationRequests requests;
+        bench.app.answer(requests);
+        bench.app.launch();
+        Q_EMIT requests.activated({});
+        bench.mainQueue.advance(500ms);
+        QCOMPARE(bench.urlOpener.opened, QStringList{QStringLiteral("velomira://login")});
+    }
+
     void theApplicationsOwnEngineNeverRuns()
     {
         // Only the engine that was given ticks: one timer for it, one for the uploads.

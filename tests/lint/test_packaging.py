@@ -95,6 +95,23 @@ class TheBuild(Case):
         self.refuses(self.plist, "malformed")
 
 
+class WebPages(unittest.TestCase):
+    """Beside the generated files there are those of somebody who publishes them."""
+
+    def data(self, folder: pathlib.Path) -> str:
+        return (folder / "com.velomira.UsageMonitor.metainfo.xml").read_text(encoding="utf-8")
+
+    def test_that_nobody_named_are_not_claimed(self):
+        self.assertNotRegex(self.data(GENERATED), "https?:")
+
+    def test_that_somebody_named_are_told(self):
+        published = self.data(GENERATED.parent / "published")
+        self.assertIn('<url type="homepage">https://example.org</url>', published)
+        for picture in ("dashboard", "settings"):
+            self.assertIn(f">https://example.org/screenshots/{picture}.png</image>", published)
+            self.assertTrue((ROOT / "docs" / "screenshots" / f"{picture}.png").is_file())
+
+
 class TheCheck(Case):
     def check(self, plist: pathlib.Path = PLIST, folder: pathlib.Path = GENERATED):
         command = [sys.executable, str(HERE / "packaging.py"), str(plist), str(folder)]

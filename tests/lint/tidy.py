@@ -5,7 +5,10 @@
 
 Usage: tidy.py ROOT
 
-A file that passed is not looked at again until it, one of our headers that it includes or the list of checks
+Most of the time goes into the toolkit's headers. So a few files of a folder are read as one, if what they keep to
+themselves has different names; where that does not compile, they are read one by one.
+
+Files that passed are not looked at again until one of them, one of our headers that they include or the list of checks
 changes. Nothing is built: what the build generates is not ours to judge.
 """
 
@@ -15,10 +18,17 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import subprocess
 import sys
 
-TIDY = ["clang-tidy-19", "--quiet", "--header-filter=.*"]
+# Sources are included on purpose here.
+TIDY = ["clang-tidy-19", "--quiet", "--header-filter=.*", "--checks=-bugprone-suspicious-include"]
+TOGETHER = 6
+DOES_NOT_COMPILE = "[clang-diagnostic-error"
+# What a line at the left margin declares: a type, or a function or constant that is no member of a class.
+OWN_NAME = re.compile(r"^(?!using|namespace|template)(?:(?:enum class|enum|class|struct|union)\s+(\w+)"
+                      r"|[A-Za-z_][^\n(={;]*?(?<!:)\b(\w+)\s*[(={;])", re.MULTILINE)
 INCLUDE = re.compile(rb'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
 
@@ -32,23 +42,71 @@ def own_files(root: pathlib.Path, file: pathlib.Path, seen: set) -> set:
     return seen
 
 
-def fingerprint(root: pathlib.Path, file: pathlib.Path, command: str) -> str:
-    digest = hashlib.sha256(f"{TIDY} {command}".encode())
-    for part in [root / ".clang-tidy", *sorted(own_files(root, file, set()))]:
+def fingerprint(root: pathlib.Path, files: list, options: tuple) -> str:
+    digest = hashlib.sha256(f"{TIDY} {options} {files}".encode())
+    seen = set()
+    for file in files:
+        own_files(root, file, seen)
+    for part in [root / ".clang-tidy", *sorted(seen)]:
         digest.update(f"\0{part}\0".encode() + part.read_bytes())
     return digest.hexdigest()
 
 
-def check(root: pathlib.Path, tree: pathlib.Path, file: pathlib.Path, command: str) -> str:
-    """What clang-tidy has to say of `file`; empty when it passes."""
-    passed = tree / "passed" / fingerprint(root, file, command)
-    if passed.exists():
-        return ""
-    done = subprocess.run([*TIDY, "-p", str(tree), str(file)], capture_output=True, text=True, check=False)
+def own_names(file: pathlib.Path) -> set:
+    """What `file` may keep to itself: names of types, functions and constants outside of classes."""
+    found = OWN_NAME.findall(file.read_text(encoding="utf-8"))
+    return {name for names in found for name in names if name}
+
+
+def settings(command: str, file: pathlib.Path) -> tuple:
+    """The compiler's options in `command` for `file`, without what differs for each file of a target."""
+    options = shlex.split(command)[1:]
+    output = options.index("-o")
+    del options[output:output + 2]
+    return tuple(option for option in options if option not in ("-c", str(file)))
+
+
+def groups(commands: dict) -> list:
+    """The files of `commands` in lists that may be read as one, with their options."""
+    made = []
+    for file, command in sorted(commands.items()):
+        key, names = (file.parent, settings(command, file)), own_names(file)
+        for group in made:
+            if group["key"] == key and len(group["files"]) < TOGETHER and not names & group["names"]:
+                group["files"].append(file)
+                group["names"] |= names
+                break
+        else:
+            made.append({"key": key, "files": [file], "names": names})
+    return [(group["key"][1], group["files"]) for group in made]
+
+
+def findings(root: pathlib.Path, source: pathlib.Path, options: tuple) -> str:
+    """What clang-tidy has to say of `source`; empty when it passes."""
+    done = subprocess.run([*TIDY, f"--config-file={root / '.clang-tidy'}", str(source), "--", *options],
+                          capture_output=True, text=True, check=False)
     if done.returncode == 0:
-        passed.touch()
         return ""
-    return done.stdout or done.stderr or f"{file}: clang-tidy ended with {done.returncode}\n"
+    return done.stdout or done.stderr or f"{source}: clang-tidy ended with {done.returncode}\n"
+
+
+def check(root: pathlib.Path, tree: pathlib.Path, options: tuple, files: list) -> list:
+    """The findings in each of `files`, of those that have any."""
+    passed = tree / "passed" / fingerprint(root, files, options)
+    if passed.exists():
+        return []
+    if len(files) > 1:
+        source = tree / "together" / f"{passed.name}.cpp"
+        source.write_text("".join(f'#include "{file.relative_to(root)}"\n' for file in files), encoding="utf-8")
+        found = findings(root, source, options)
+        if found and DOES_NOT_COMPILE in found:
+            return [text for file in files for text in check(root, tree, options, [file])]
+    else:
+        found = findings(root, files[0], options)
+    if found:
+        return [found]
+    passed.touch()
+    return []
 
 
 def main() -> int:
@@ -58,7 +116,8 @@ def main() -> int:
     root = pathlib.Path(sys.argv[1]).resolve()
     tree = root / "build/tidy"
     subprocess.run(["cmake", "-S", str(root), "--preset", "tidy"], stdout=subprocess.DEVNULL, check=True)
-    (tree / "passed").mkdir(exist_ok=True)
+    for folder in ("passed", "together"):
+        (tree / folder).mkdir(exist_ok=True)
     entries = json.loads((tree / "compile_commands.json").read_text(encoding="utf-8"))
     commands = {pathlib.Path(entry["file"]): entry["command"] for entry in entries}
     ours = {file: command for file, command in commands.items()
@@ -67,12 +126,15 @@ def main() -> int:
         print("tidy: there is nothing to check")
         return 1
     failures = 0
+    # The longest first, so that no processor waits at the end.
+    work = sorted(groups(ours), key=lambda group: len(group[1]), reverse=True)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for finding in pool.map(lambda item: check(root, tree, *item), sorted(ours.items())):
-            if finding:
-                failures += 1
-                print(finding, flush=True)
-    print(f"tidy: {failures} of {len(ours)} files have findings" if failures else f"tidy: {len(ours)} files pass")
+        for found in pool.map(lambda group: check(root, tree, *group), work):
+            failures += len(found)
+            for text in found:
+                print(text, flush=True)
+    print(f"tidy: findings in {failures} of {len(work)} groups of files" if failures
+          else f"tidy: {len(ours)} files pass")
     return 1 if failures else 0
 
 

@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: MIT
 // Lines on standard output, timers, clock, signals, folders: the small facilities of the system.
 #include "platform/linux/posix/background_priority.h"
+#include "platform/linux/posix/own_standard_output.h"
+#include "platform/linux/posix/spare_memory.h"
+#include "platform/linux/posix/start_variables.h"
 #include "platform/linux/posix/stdout_diagnostics.h"
 #include "platform/linux/posix/system_clock.h"
 #include "platform/linux/posix/termination_signals.h"
@@ -9,6 +12,8 @@
 #include "platform/linux/xdg/base_directories.h"
 
 #include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -179,10 +184,78 @@ private Q_SLOTS:
         QSignalSpy spy(&signals, &platform::posix::TerminationSignals::requested);
         for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
             const qsizetype before = spy.count();
-            QCOMPARE(std::raise(signal),
-                     0); // to this thread: the test library's own do not block it
+            QCOMPARE(std::raise(signal), 0);
             QTRY_COMPARE(spy.count(), before + 1);
         }
+    }
+
+    void aTerminationSignalBeforeThereIsAnApplicationWaitsForIt()
+    {
+        platform::posix::TerminationSignals::hold();
+        QCOMPARE(std::raise(SIGTERM), 0);
+        const platform::posix::TerminationSignals signals;
+        QSignalSpy spy(&signals, &platform::posix::TerminationSignals::requested);
+        QTRY_COMPARE(spy.count(), 1);
+    }
+
+    void programsThatAreStartedCanBeEndedBySignals()
+    {
+        const platform::posix::TerminationSignals signals;
+        QProcess program; // ends with this function at the latest
+        program.start(QStringLiteral("sleep"), {QStringLiteral("100")});
+        QVERIFY(program.waitForStarted());
+        program.terminate();
+        QVERIFY(program.waitForFinished());
+        QCOMPARE(program.exitStatus(), QProcess::CrashExit); // by the signal
+    }
+
+    void whatOthersWriteToStandardOutputDoesNotMixWithOurLines()
+    {
+        Pipe ours;
+        Pipe errors;
+        const platform::posix::FileDescriptor output(::dup(STDOUT_FILENO));
+        const platform::posix::FileDescriptor error(::dup(STDERR_FILENO));
+        QVERIFY(::dup2(ours.writer(), STDOUT_FILENO) >= 0);
+        QVERIFY(::dup2(errors.writer(), STDERR_FILENO) >= 0);
+        {
+            const platform::posix::OwnStandardOutput own;
+            platform::posix::StdoutDiagnostics(own.descriptor()).line(u"Tick");
+            QProcess::execute(QStringLiteral("echo"), {QStringLiteral("noise")});
+        }
+        QProcess::execute(QStringLiteral("echo"), {QStringLiteral("after")});
+        ::dup2(output.get(), STDOUT_FILENO);
+        ::dup2(error.get(), STDERR_FILENO);
+        QCOMPARE(ours.read(), QByteArray("Tick\nafter\n"));
+        QCOMPARE(errors.read(), QByteArray("noise\n"));
+    }
+
+    void aClosedStandardOutputIsNoFault()
+    {
+        const platform::posix::FileDescriptor output(::dup(STDOUT_FILENO));
+        ::close(STDOUT_FILENO);
+        {
+            const platform::posix::OwnStandardOutput own;
+            QCOMPARE(own.descriptor(), -1);
+            platform::posix::StdoutDiagnostics(own.descriptor()).line(u"Tick");
+        }
+        QVERIFY(::dup2(output.get(), STDOUT_FILENO) >= 0);
+    }
+
+    void openedProgramsAreNotToldHowThisOneWasStarted()
+    {
+        const QStringList kept{QStringLiteral("PATH"), QStringLiteral("XDG_ACTIVATION_TOKEN")};
+        const QStringList gone{QStringLiteral("DBUS_STARTER_ADDRESS"),
+                               QStringLiteral("GIO_LAUNCHED_DESKTOP_FILE"),
+                               QStringLiteral("LISTEN_FDS"),
+                               QStringLiteral("NOTIFY_SOCKET")};
+        for (const QString& name : gone + QStringList{kept.last()})
+            qputenv(qPrintable(name), "value");
+        platform::posix::forgetHowThisProgramWasStarted();
+        for (const QString& name : gone)
+            QVERIFY2(!qEnvironmentVariableIsSet(qPrintable(name)), qPrintable(name));
+        for (const QString& name : kept)
+            QVERIFY2(qEnvironmentVariableIsSet(qPrintable(name)), qPrintable(name));
+        qunsetenv(qPrintable(kept.last()));
     }
 
     void aBackgroundThreadIsPoliteAndTheOthersAreNot()
@@ -193,6 +266,31 @@ private Q_SLOTS:
             inThread = ::getpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()));
         }).join();
         QCOMPARE(inThread, ::getpriority(PRIO_PROCESS, 0) + 10);
+    }
+
+    void spareMemoryIsGivenBackAndWhatIsNeededComesAgain()
+    {
+        const auto residentOfLibraries = [] {
+            QFile maps(QStringLiteral("/proc/self/smaps"));
+            if (!maps.open(QIODevice::ReadOnly))
+                return -1;
+            int kilobytes = 0;
+            bool isLibrary = false;
+            for (const QByteArray& line : maps.readAll().split('\n')) {
+                const QList<QByteArray> words = line.simplified().split(' ');
+                if (!words.first().endsWith(':')) // a mapping; what follows is about it
+                    isLibrary = line.contains(" r-xp ") && line.contains("/libQt6");
+                else if (isLibrary && words.first() == "Rss:")
+                    kilobytes += words.at(1).toInt();
+            }
+            return kilobytes;
+        };
+        const int before = residentOfLibraries();
+        platform::posix::letGoOfSpareMemory();
+        const int after = residentOfLibraries();
+        QVERIFY2(before > 0 && after < before,
+                 qPrintable(QStringLiteral("%1 kB, then %2 kB").arg(before).arg(after)));
+        QCOMPARE(QString::number(42), QStringLiteral("42"));
     }
 
     void dataHomeFollowsTheBaseDirectoryRules()

@@ -203,6 +203,42 @@ private Q_SLOTS:
         }
     }
 
+    void theWebSiteIsOpenedByAProgramThatInheritsNothingOfOurs()
+    {
+        prepare(Account::SignedOut);
+        QProcessEnvironment environment =
+            AssistiveReader::programEnvironment(m_desktop->environment());
+        const QString folder = environment.value(QStringLiteral("HOME"));
+        const QString seen = folder + QStringLiteral("/seen");
+        // In place of the desktop's opener; complete once it has its name.
+        QFile opener(folder + QStringLiteral("/xdg-open"));
+        QVERIFY(opener.open(QIODevice::WriteOnly));
+        opener.write(
+            "#!/bin/sh\n"
+            "echo noise\n"
+            "{ echo \"address $1\"; grep ^Sig /proc/$$/status; env; ls -l /proc/$$/fd; } >'" +
+            seen.toUtf8() + ".part'\nmv '" + seen.toUtf8() + ".part' '" + seen.toUtf8() + "'\n");
+        opener.close();
+        QVERIFY(opener.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        environment.insert(QStringLiteral("PATH"),
+                           folder + u':' + environment.value(QStringLiteral("PATH")));
+        environment.insert(QStringLiteral("DBUS_STARTER_BUS_TYPE"), QStringLiteral("session"));
+        environment.insert(QStringLiteral("NOTIFY_SOCKET"), folder + QStringLiteral("/notify"));
+        m_agent = std::make_unique<Agent>(environment);
+        launch(kLogin);
+        click(kLogin, QStringLiteral("Create one at 127.0.0.1"));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(seen), kPatienceMs);
+
+        const QString found = QString::fromUtf8(contentOf(seen));
+        QVERIFY2(found.startsWith(QStringLiteral("address https://")), qPrintable(found));
+        QVERIFY2(found.contains(QStringLiteral("SigBlk:\t0000000000000000\n")), qPrintable(found));
+        QVERIFY2(!found.contains(QStringLiteral("DBUS_STARTER_")), qPrintable(found));
+        QVERIFY2(!found.contains(QStringLiteral("NOTIFY_SOCKET")), qPrintable(found));
+        QVERIFY2(!found.contains(QStringLiteral("socket:")), qPrintable(found));
+        QVERIFY2(!found.contains(QStringLiteral("activity_logs")), qPrintable(found));
+        QVERIFY(!m_agent->lines().contains(QStringLiteral("noise")));
+    }
+
     void loggingOutAndInAgain()
     {
         prepare(Account::SignedIn);

@@ -142,15 +142,21 @@ private Q_SLOTS:
         for (const char* file : {"bin/Quillstep",
                                  "share/applications/com.velomira.UsageMonitor.desktop",
                                  "share/dbus-1/services/com.velomira.UsageMonitor.service",
-                                 "share/metainfo/com.velomira.UsageMonitor.metainfo.xml"})
+                                 "share/metainfo/com.velomira.UsageMonitor.metainfo.xml",
+                                 "share/man/man1/Quillstep.1",
+                                 "share/bash-completion/completions/Quillstep"})
             QVERIFY2(files.contains(text(file)), qPrintable(files.join(u'\n')));
         QCOMPARE(files.contains(text("share/applications/mimeinfo.cache")), !isStaged);
         const QString desktop = contentOf(root + u'/' + files.filter(text(".desktop")).first());
         QVERIFY2(desktop.contains(text("\nExec=%1 %u\n").arg(exec)), qPrintable(desktop));
         QVERIFY(desktop.contains(text("\nExec=%1 --action quit\n").arg(exec)));
-        const QString service = contentOf(root + u'/' + files.filter(text(".service")).first());
+        const QString service =
+            contentOf(root + text("/share/dbus-1/services/com.velomira.UsageMonitor.service"));
         QVERIFY2(service.contains(text("\nExec=%1 --gapplication-service\n").arg(exec)),
                  qPrintable(service));
+        const QString unit = contentOf(root + text("/lib/systemd/system/velomira-service.service"));
+        const QString program = QString(exec).replace(text("Quillstep"), text("velomira-service"));
+        QVERIFY2(unit.contains(text("\nExecStart=%1 --database ").arg(program)), qPrintable(unit));
     }
 
     void theSchemeIsOurs()

@@ -2,63 +2,64 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/posix/termination_signals.h"
 
+#include <array>
+#include <cerrno>
 #include <csignal>
-#include <sys/signalfd.h>
+#include <cstdint>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 namespace platform::posix {
 
 namespace {
 
-sigset_t terminationSet()
+/// Counts the signals that wait. One for the process, like what it is about; never closed.
+int waiting()
 {
-    sigset_t set;
-    ::sigemptyset(&set);
-    ::sigaddset(&set, SIGTERM);
-    ::sigaddset(&set, SIGINT);
-    ::sigaddset(&set, SIGHUP);
-    return set;
+    static const int descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return descriptor;
 }
 
-int blockedSignalDescriptor()
+/// Only what a signal handler may do; the descriptor is there before the handler is.
+void count(int /*signal*/)
 {
-    TerminationSignals::block();
+    const int before = errno;
+    const std::uint64_t one = 1;
+    static_cast<void>(::write(waiting(), &one, sizeof one));
+    errno = before;
+}
+
+int heldSignals()
+{
+    TerminationSignals::hold();
     ::signal(SIGPIPE, SIG_IGN);
-    const sigset_t set = terminationSet();
-    return ::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+    return waiting();
 }
 
 } // namespace
 
 TerminationSignals::TerminationSignals()
-    : m_descriptor(blockedSignalDescriptor())
-    , m_notifier(m_descriptor, QSocketNotifier::Read)
+    : m_notifier(heldSignals(), QSocketNotifier::Read)
 {
     connect(&m_notifier, &QSocketNotifier::activated, this, &TerminationSignals::take);
 }
 
-TerminationSignals::~TerminationSignals()
-{
-    m_notifier.setEnabled(false);
-    ::close(m_descriptor);
-}
+TerminationSignals::~TerminationSignals() = default;
 
-void TerminationSignals::block()
+void TerminationSignals::hold()
 {
-    const sigset_t set = terminationSet();
-    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
-}
-
-void TerminationSignals::unblock()
-{
-    const sigset_t set = terminationSet();
-    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    static_cast<void>(waiting());
+    struct sigaction action = {};
+    action.sa_handler = count;
+    action.sa_flags = SA_RESTART;
+    for (const int signal : std::array{SIGTERM, SIGINT, SIGHUP})
+        ::sigaction(signal, &action, nullptr);
 }
 
 void TerminationSignals::take()
 {
-    signalfd_siginfo info = {};
-    while (::read(m_descriptor, &info, sizeof info) == sizeof info)
+    std::uint64_t signals = 0;
+    if (::read(waiting(), &signals, sizeof signals) == sizeof signals)
         Q_EMIT requested();
 }
 

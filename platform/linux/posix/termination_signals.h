@@ -8,9 +8,10 @@
 namespace platform::posix {
 
 /// Turns SIGTERM, SIGINT and SIGHUP into a Qt signal, so that the process ends in its own time and
-/// order. Main thread, with an application. Make it, or call block(), before any thread is started:
-/// they inherit that these signals are blocked. A reader that leaves the other end of our standard
-/// output does not end the process from then on (SIGPIPE is ignored).
+/// order. Main thread, with an application; one at a time. A reader that leaves the other end of
+/// our standard output does not end the process from then on (SIGPIPE is ignored).
+/// Programs that this process starts or becomes have the signals as the system gives them: they are
+/// caught here, not blocked, and a block would be inherited.
 class TerminationSignals final : public QObject
 {
     Q_OBJECT
@@ -23,10 +24,7 @@ public:
 
     /// Keeps the signals from ending the process by themselves; they wait for an object of this
     /// class. For the time before there is an application.
-    static void block();
-
-    /// Undoes block(), for a program that this process is about to become.
-    static void unblock();
+    static void hold();
 
 Q_SIGNALS:
     void requested();
@@ -34,7 +32,6 @@ Q_SIGNALS:
 private:
     void take();
 
-    int m_descriptor;
     QSocketNotifier m_notifier;
 };
 

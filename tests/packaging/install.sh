@@ -1,0 +1,294 @@
+#!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+# SPDX-License-Identifier: MIT
+# Usage: tests/packaging/install.sh PACKAGES WORK
+#
+# Installs the two packages in the folder PACKAGES in a fresh Debian made for it in the folder WORK, of the release
+# that this machine has and from where this machine gets its packages. Uses them there as their administrator and as
+# an ordinary user would (tests/packaging/journey.sh), purges them, and compares what is left. Only root can do this;
+# others skip it with exit code 77.
+#
+# Everything runs in namespaces of its own, so that nothing outlives the test and port 8787 is free. WORK keeps the
+# bare system as base.tar for the next time, what was downloaded, and the screenshots and logs of the last run.
+set -euo pipefail
+# shellcheck source=../../scripts/lib.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../../scripts/lib.sh"
+
+# What the journey uses; the packages themselves must bring what they need.
+tools=(dbus desktop-file-utils fonts-dejavu-core gnome-keyring libglib2.0-bin libsecret-tools openbox scrot systemd
+    wmctrl x11-utils xdg-utils xdotool xterm xvfb)
+user=visitor
+email=visitor@example.org
+password="a password of the journey"
+
+# In the namespaces: the system below $system.
+in_system=()
+open_system() {
+    system=$1
+    in_system=(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
+        ${http_proxy:+"http_proxy=$http_proxy"} chroot "$system")
+}
+
+inside() { "${in_system[@]}" "$@"; }
+
+# apt COMMAND...: with words only when it fails.
+apt() { quietly "$work/log/apt-$1.log" inside apt-get -q -y --no-install-recommends "$@"; }
+
+# sources: a line for each of Debian's own sources of this machine.
+sources() {
+    # shellcheck disable=SC2016  # apt's variables
+    apt-get indextargets --format '$(ORIGIN) deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
+        sed -n 's/^Debian deb /deb /p' | sort -u
+}
+
+make_base() {
+    local release mirror
+    release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+    mirror=$(sources | awk -v release="$release" '$3 == release && $4 == "main" { print $2; exit }')
+    [ -n "$mirror" ] || fail "apt has no source for the release $release"
+    step "Making a bare system of $release"
+    rm -rf "$system" "$work/base.tar"
+    mkdir -p "$system" "$work/archives/partial"
+    quietly "$work/log/debootstrap.log" debootstrap --variant=minbase --cache-dir="$work/archives" "$release" \
+        "$system" "$mirror"
+    sources >"$system/etc/apt/sources.list"
+    # It is thrown away: nothing needs to survive a power cut, and nobody reads its manual pages.
+    echo force-unsafe-io >"$system/etc/dpkg/dpkg.cfg.d/unsafe"
+    mount_parts
+    bring_up_to_date
+    fetch "${tools[@]}"
+    apt install "${tools[@]}"
+    unmount_parts
+    tar -C "$system" -cf "$work/base.tar.new" .
+    sources >"$work/base.sources"
+    printf '%s\n' "${tools[@]}" >>"$work/base.sources"
+    mv "$work/base.tar.new" "$work/base.tar"
+}
+
+# is_current: the kept system is of this week and is what would be made now.
+is_current() {
+    [ -n "$(find "$work/base.tar" -mtime -7 2>/dev/null)" ] &&
+        { sources && printf '%s\n' "${tools[@]}"; } | cmp -s - "$work/base.sources"
+}
+
+unpack_base() {
+    step "Unpacking the bare system"
+    rm -rf "$system"
+    mkdir -p "$system" "$work/archives/partial"
+    tar -C "$system" -xf "$work/base.tar"
+    mount_parts
+    bring_up_to_date
+}
+
+# What the packages need may be newer than what is there, and would bring changes that are not theirs.
+bring_up_to_date() {
+    quietly "$work/log/apt-update.log" inside apt-get -q update
+    apt full-upgrade
+}
+
+mount_parts() {
+    mount -t proc proc "$system/proc"
+    mount -t tmpfs -o mode=755 tmpfs "$system/dev"
+    mkdir "$system/dev/pts" "$system/dev/shm"
+    mount -t devpts -o newinstance,ptmxmode=666 devpts "$system/dev/pts"
+    mount -t tmpfs -o mode=1777 tmpfs "$system/dev/shm"
+    ln -s pts/ptmx "$system/dev/ptmx"
+    ln -s /proc/self/fd "$system/dev/fd"
+    local name
+    for name in null zero full random urandom tty; do
+        touch "$system/dev/$name"
+        mount --bind "/dev/$name" "$system/dev/$name"
+    done
+    mount --bind "$work/archives" "$system/var/cache/apt/archives"
+    mkdir -p "$system/run/test"
+    mount -t tmpfs -o mode=755 tmpfs "$system/run/test"
+    mkdir "$system/run/test/packages" "$system/run/test/root" "$system/run/test/results"
+    mount --bind -o ro "$packages" "$system/run/test/packages"
+    mount --bind -o ro "$root" "$system/run/test/root"
+    chmod 1777 "$system/run/test/results"
+    # Names are looked up as this machine does it.
+    cp /etc/resolv.conf "$system/etc/resolv.conf"
+}
+
+unmount_parts() {
+    umount -R "$system/run/test" "$system/var/cache/apt/archives" "$system/dev" "$system/proc"
+    rmdir "$system/run/test"
+}
+
+# fetch PACKAGE...: what this machine has downloaded before need not come again.
+fetch() {
+    local name
+    inside apt-get -q -y --no-install-recommends --print-uris install "$@" | awk '/^.http/ { print $2 }' |
+        while read -r name; do
+            if [ -e "/var/cache/apt/archives/$name" ] && [ ! -e "$work/archives/$name" ]; then
+                cp "/var/cache/apt/archives/$name" "$work/archives/"
+            fi
+        done
+}
+
+# listing: every file with its type, mode, owner and content, but for what is there to change: caches, logs, and the
+# package manager's own books.
+listing() {
+    local left_out=(-path ./proc -o -path ./dev -o -path ./run -o -path ./tmp -o -path ./home -o -path ./var/cache
+        -o -path ./var/log -o -path ./var/lib/dpkg -o -path ./var/lib/apt -o -path './etc/*-')
+    (cd "$system" &&
+        find . -xdev \( "${left_out[@]}" \) -prune -o -printf '%p %y %m %u:%g %l\n' | sort &&
+        find . -xdev \( "${left_out[@]}" \) -prune -o -type f -print0 | sort -z | xargs -0 sha256sum)
+}
+
+# expect WHAT COMMAND...
+expect() {
+    local what=$1
+    shift
+    "$@" || fail "not so: $what"
+    echo "as it should be: $what"
+}
+
+is_empty() { [ -z "$1" ] || { printf '%s\n' "$1" >&2 && return 1; }; }
+
+as_service() { inside runuser -u velomira-service -- "$@"; }
+
+# The unit's command line with the unit's settings. systemd splits $OPTIONS and keeps ${DATABASE} whole, as a shell
+# does with quotes.
+start_service() {
+    local command
+    command=$(sed -n 's/^ExecStart=//p' "$system/usr/lib/systemd/system/velomira-service.service" |
+        sed -E 's/\$\{([A-Z]+)\}/"${\1}"/g')
+    "${in_system[@]}" setpriv --reuid velomira-service --regid velomira-service --init-groups --no-new-privs \
+        --bounding-set -all sh -c "umask 077; set -a; . /etc/velomira-service/service.conf; exec $command" \
+        >"$work/log/service.log" 2>&1 &
+    service=$!
+    wait_until 20 grep -q "listening on http://127.0.0.1:8787" "$work/log/service.log" ||
+        fail "the service did not start: $(tail -n3 "$work/log/service.log")"
+}
+
+install_packages() {
+    step "Installing the packages"
+    local name names=()
+    for name in "$packages"/*.deb; do names+=("/run/test/packages/${name##*/}"); done
+    fetch "${names[@]}"
+    apt install "${names[@]}"
+    expect "every file is as its package has it" is_empty "$(inside dpkg --verify)"
+    # shellcheck disable=SC2016  # dpkg's variables
+    expect "the settings are settings to dpkg" test "$(inside dpkg-query -W -f '${Conffiles}\n' velomira-usage-monitor \
+        velomira-service | grep -c '^ /etc/')" = 4
+    expect "the service is not enabled" is_empty "$(find "$system/etc/systemd" -name 'velomira*')"
+    expect "nothing starts at login" is_empty "$(find "$system/etc/xdg" -iname '*velomira*')"
+    expect "the unit is well formed" is_empty "$(inside systemd-analyze verify --man=no velomira-service.service 2>&1)"
+    local exposure
+    exposure=$(inside systemd-analyze security --offline=true velomira-service.service | sed -n 's/^→ Overall exposure.*: //p')
+    expect "the unit's exposure is OK: $exposure" grep -q ' OK ' <<<"$exposure"
+    local manifest
+    for manifest in etc/chromium etc/opt/chrome etc/opt/edge usr/lib/mozilla; do
+        expect "browsers find the native host by /$manifest" test "$(python3 -c \
+            'import json, sys; print(json.load(open(sys.argv[1]))["path"])' \
+            "$system/$manifest/native-messaging-hosts/com.velomira.usage_monitor.json")" = /usr/bin/velomira-browser-host
+    done
+    expect "Chromium finds the extension" test -s "$system/usr/share/chromium/extensions/velomira-usage-monitor/manifest.json"
+    expect "Firefox finds the extension" \
+        test -s "$system/usr/share/mozilla/extensions/{ec8030f7-c20a-464f-9b0e-13a3a9e97384}/usage-monitor@velomira.com.xpi"
+}
+
+travel() {
+    step "Adding an account and starting the service"
+    ip link set lo up
+    as_service velomira-service --database /var/lib/velomira-service/service.sqlite \
+        --add-user "$email" "Visitor" <<<"$password"
+    start_service
+    step "The journey of a user"
+    inside useradd --create-home --shell /bin/bash "$user"
+    local status=0
+    inside runuser -u "$user" -- /run/test/root/scripts/private_desktop.sh --home "/home/$user" --keyring --terminal \
+        /run/test/root/tests/packaging/journey.sh "$email" "$password" /run/test/results || status=$?
+    rm -rf "$work/results"
+    cp -r "$system/run/test/results" "$work/results"
+    [ "$status" = 0 ] || fail "the journey failed; what there is of it is in $work/results"
+    local summary
+    summary=$(as_service velomira-service --database /var/lib/velomira-service/service.sqlite --summary)
+    echo "$summary"
+    expect "the service has what was uploaded" \
+        grep -qE '^user 1: [1-9][0-9]* rows, [1-9][0-9]* seconds, 1 devices' <<<"$summary"
+    kill "$service"
+    wait "$service" || fail "the service ended with $?"
+}
+
+# What differs from the listing before. The empty folder /etc/opt comes from a script of another package, so the last
+# package with a file below it takes it along.
+changes() { diff "$work/before" <(listing) | grep '^[<>]' | grep -vx '< ./etc/opt d 755 root:root ' || true; }
+
+remove_packages() {
+    step "Purging the packages"
+    inside userdel "$user"
+    apt purge velomira-usage-monitor velomira-service
+    # shellcheck disable=SC2016  # dpkg's variables
+    expect "dpkg knows nothing of them" is_empty "$(inside dpkg-query -W -f '${Package}\n' 'velomira*' 2>/dev/null)"
+    expect "the uploads are still there" test -s "$system/var/lib/velomira-service/service.sqlite"
+    expect "and have their owner" grep -q '^velomira-service:' "$system/etc/passwd"
+    # As its removal says, or by another purge when there is no data.
+    rm -r "$system/var/lib/velomira-service"
+    quietly "$work/log/again.log" inside dpkg --install "/run/test/packages/$(cd "$packages" && echo velomira-service_*.deb)"
+    quietly "$work/log/again.log" inside dpkg --purge velomira-service
+    apt autoremove --purge
+    expect "nothing of the system has changed" is_empty "$(changes)"
+    echo "What is left in the home of the user, but for caches of others:"
+    (cd "$system/home/$user" && find . -type f ! -path './.cache/*' | sort)
+    expect "in the home there is nothing of ours but data, settings and cache" is_empty "$(cd "$system/home/$user" &&
+        find . -ipath '*velomira*' -type f ! -path './.local/share/Velomira Usage Monitor/activity_logs.json' \
+            ! -path './.local/share/Velomira Usage Monitor/.*' ! -path './.config/com.velomira.UsageMonitor/defaults.ini')"
+}
+
+case ${1:-} in
+-h | --help) usage && exit 0 ;;
+--in-namespace)
+    packages=$2
+    work=$3
+    open_system "$work/system"
+    if is_current; then unpack_base; else make_base && mount_parts; fi
+    listing >"$work/before"
+    install_packages
+    # Without a network from here: what the programs need they have.
+    unshare --net "$0" --without-network "$packages" "$work"
+    remove_packages
+    exit 0
+    ;;
+--without-network)
+    packages=$2
+    work=$3
+    open_system "$work/system"
+    travel
+    exit 0
+    ;;
+esac
+
+[ $# = 2 ] || { usage >&2 && exit 2; }
+[ "$(id -u)" = 0 ] || { echo "only root can make a system to install packages in" && exit 77; }
+packages=$(realpath "$1")
+mkdir -p "$2/log"
+work=$(realpath "$2")
+for program in debootstrap unshare ip; do
+    command -v $program >/dev/null || fail "$program is not installed: scripts/setup.sh test"
+done
+# The first process of the namespace ends the others with it, and then nothing is mounted any more.
+unshare --mount --pid --net --fork true || { echo "this machine lets nobody have namespaces of their own" && exit 77; }
+namespace=
+clean_up() {
+    local status=$?
+    trap '' INT TERM
+    trap - EXIT
+    if [ -n "$namespace" ]; then
+        kill -KILL "$namespace" 2>/dev/null || true
+        wait "$namespace" 2>/dev/null || true
+    fi
+    rm -rf --one-file-system "$work/system"
+    exit "$status"
+}
+trap clean_up EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+# The first process ends with this one, whatever ends it.
+setpriv --pdeathsig KILL unshare --mount --pid --fork --kill-child=KILL "$0" --in-namespace "$packages" "$work" &
+namespace=$!
+status=0
+wait $namespace || status=$?
+namespace=
+exit $status
