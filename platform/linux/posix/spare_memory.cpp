@@ -13,6 +13,9 @@ namespace platform::posix {
 
 namespace {
 
+// In the loader's lists addresses are numbers, and values are unions.
+// NOLINTBEGIN(performance-no-int-to-ptr,cppcoreguidelines-pro-type-union-access)
+
 /// What the loader has written into is not in the file as it is in memory.
 bool isPatched(const dl_phdr_info& object, const ElfW(Phdr) & dynamic)
 {
@@ -43,6 +46,8 @@ int letGoOfFile(dl_phdr_info* object, std::size_t /*size*/, void* /*data*/)
     }
     return 0;
 }
+
+// NOLINTEND(performance-no-int-to-ptr,cppcoreguidelines-pro-type-union-access)
 
 } // namespace
 
