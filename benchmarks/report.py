@@ -56,6 +56,7 @@ def main() -> int:
     parser.add_argument("results", type=pathlib.Path, help="folder of RUN.json files, as Google Benchmark writes them")
     parser.add_argument("--quick", action="store_true", help="leave out what a quick run does not measure")
     parser.add_argument("--soak", action="store_true", help="what a soak measures, and nothing else")
+    parser.add_argument("--markdown", action="store_true", help="the table as docs/performance.md has it")
     arguments = parser.parse_args()
     runs = read_runs(arguments.results)
     rows = json.loads(arguments.budgets.read_text(encoding="utf-8"))["budgets"]
@@ -68,6 +69,10 @@ def main() -> int:
         bad += result != "ok"
         shown = "-" if value is None else f"{value:.3g} {row.get('unit', '')}".rstrip()
         table.append((row["figure"], f"{row['limit'][0]} {row['budget']}", shown, result))
+    if arguments.markdown:
+        table.insert(1, ("---",) * 4)
+        print("\n".join(f"| {' | '.join(line)} |" for line in table))
+        return 0
     widths = [max(map(len, column)) for column in zip(*table)]
     for line in table:
         print(" | ".join(cell.ljust(width) for cell, width in zip(line, widths)).rstrip())

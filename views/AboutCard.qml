@@ -62,7 +62,7 @@ SettingsCard {
         }
         StyledText {
             color: Colors.velomiraGray2
-            text: "1.0.0"
+            text: root.model.version
         }
     }
     Separator {

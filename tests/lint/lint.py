@@ -3,13 +3,14 @@
 # SPDX-License-Identifier: MIT
 """Checks the text of our own files; prints what it finds and fails when there is anything.
 
-Usage: lint.py format|shell|spdx|python|own-header ROOT
+Usage: lint.py format|shell|spdx|python|own-header|links ROOT
 
   format  C++ files are formatted as .clang-format says
   shell   shellcheck finds nothing, in scripts without a suffix either
   spdx    every source file names its copyright holder and licence
   python  every Python file compiles
   own-header  a source includes its own header first, which shows that it compiles on its own
+  links   a link from a page to another file or heading of ours leads somewhere
 """
 
 import os
@@ -17,12 +18,22 @@ import pathlib
 import re
 import subprocess
 import sys
+import urllib.parse
 
 # In two parts: other checkers would take the whole for this file's own lines.
 SPDX = tuple("SPDX-" + name for name in ("FileCopyrightText: ", "License-Identifier: "))
 WITH_SPDX = {".h", ".cpp", ".js", ".in", ".cmake", ".py", ".sh", ".qml", ".svg", ".yaml", ".yml"}
 
 INCLUDE = re.compile(r'^#include [<"]([^>"]+)[>"]', re.MULTILINE)
+
+
+CODE_BLOCK = re.compile(r"^(```|~~~).*?^\1[ \t]*$", re.MULTILINE | re.DOTALL)
+CODE = re.compile(r"(`+)(?!`).+?(?<!`)\1(?!`)", re.DOTALL)
+# "[text](target)", with an image inside the text, and "[name]: target".
+LINK = re.compile(r"\]\(\s*<?([^()\s<>]*(?:\([^()\s]*\)[^()\s]*)*)>?(?:\s+[\"'][^)]*)?\)"
+                  r"|^\[[^\]]+\]:\s*<?(\S+?)>?\s*$", re.MULTILINE)
+HEADING = re.compile(r"^#{1,6}[ \t]+(.+?)[ \t]*#*$", re.MULTILINE)
+ELSEWHERE = re.compile(r"^[a-zA-Z][a-zA-Z0-9+.-]*:|^//")
 
 
 def source_files(root: pathlib.Path):
@@ -105,12 +116,46 @@ def check_python(root: pathlib.Path, files: list) -> list:
     return findings
 
 
+def anchors(page: str) -> set:
+    """What the headings of a page are called in addresses, as the hosts of such pages make it: in lower case, without
+    punctuation, with dashes for blanks, and a number behind those that come again."""
+    found = set()
+    for heading in HEADING.findall(CODE_BLOCK.sub("", page)):
+        text = re.sub(r"!?\[([^\]]*)\]\([^)]*\)", r"\1", heading)
+        plain = re.sub(r"[^\w\- ]", "", text.lower()).replace(" ", "-")
+        name, number = plain, 0
+        while name in found:
+            number += 1
+            name = f"{plain}-{number}"
+        found.add(name)
+    return found
+
+
+def check_links(root: pathlib.Path, files: list) -> list:
+    pages = {f: f.read_text(encoding="utf-8") for f in files if f.suffix == ".md"}
+    findings = []
+    for file, text in pages.items():
+        for match in LINK.finditer(CODE.sub("", CODE_BLOCK.sub("", text))):
+            link = match[1] or match[2] or ""
+            if ELSEWHERE.match(link):
+                continue
+            path, _, fragment = link.partition("#")
+            target = (file.parent / urllib.parse.unquote(path)).resolve() if path else file
+            where = f"{file.relative_to(root)}: \"{link}\""
+            if not link or not target.is_relative_to(root) or not target.exists():
+                findings.append(f"{where} leads nowhere")
+            elif fragment and target in pages and fragment not in anchors(pages[target]):
+                findings.append(f"{where}: there is no such heading")
+    return findings
+
+
 CHECKS = {
     "format": check_format,
     "shell": check_shell,
     "spdx": check_spdx,
     "python": check_python,
     "own-header": check_own_header,
+    "links": check_links,
 }
 
 

@@ -88,6 +88,31 @@ class Checks(unittest.TestCase):
         self.plant("scripts/bad.py", SCRIPT + "def f(:\n")
         self.assertTrue(self.finds([HERE / "lint.py", "python"], "scripts/bad.py"))
 
+    def test_aLinkToAFileThatIsNotThereIsFound(self):
+        self.plant("docs/bad.md", "See [the store](../activity/stores.h).\n")
+        self.assertTrue(self.finds([HERE / "lint.py", "links"], "docs/bad.md"))
+
+    def test_aPictureThatIsNotThereIsFound(self):
+        self.plant("docs/bad.md", "[![A window](window.png)](../activity/store.h)\n")
+        self.assertTrue(self.finds([HERE / "lint.py", "links"], "docs/bad.md"))
+
+    def test_aLinkToAHeadingThatIsNotThereIsFound(self):
+        self.plant("docs/good.md", "# The `store`, and more\n\n```\n# Not a heading\n```\n")
+        self.plant("docs/bad.md", "See [the store](good.md#not-a-heading).\n")
+        self.assertTrue(self.finds([HERE / "lint.py", "links"], "docs/bad.md"))
+
+    def test_aLinkOutOfTheTreeIsFound(self):
+        self.plant("docs/bad.md", "See [elsewhere](../../elsewhere.md).\n\n[name]: ../../..\n")
+        self.assertTrue(self.finds([HERE / "lint.py", "links"], "docs/bad.md"))
+
+    def test_linksThatLeadSomewhereAreNotFound(self):
+        self.plant("docs/good.md", "# The `store`, and more\n\n## Twice\n\n## Twice\n\n[up](#twice-1) and [name]\n\n"
+                   "[name]: other%20page.md\n")
+        self.plant("docs/other page.md", "[1](good.md#the-store-and-more) [2](<good.md>)\n"
+                   "[3](../activity/store.h \"title\") [4](https://example.org/none) [5](mailto:you@example.org)\n"
+                   "`[6](none.md)`\n\n```\n[7](none.md)\n```\n")
+        self.assertEqual(self.verdict(HERE / "lint.py", "links"), (0, "links: nothing found in 4 files\n"))
+
     def test_aFaultInAHeaderIsFoundByTidy(self):
         shutil.copy(HERE.parents[1] / ".clang-tidy", self.root)
         command = tidy.TIDY

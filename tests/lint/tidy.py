@@ -6,7 +6,7 @@
 Usage: tidy.py ROOT
 
 Most of the time goes into the toolkit's headers. So a few files of a folder are read as one, if what they keep to
-themselves has different names; where that does not compile, they are read one by one.
+themselves has different names. Only if that does not pass, they are read one by one, which decides.
 
 Files that passed are not looked at again until one of them, one of our headers that they include or the list of checks
 changes. Nothing is built: what the build generates is not ours to judge.
@@ -25,7 +25,6 @@ import sys
 # Sources are included on purpose here.
 TIDY = ["clang-tidy-19", "--quiet", "--header-filter=.*", "--checks=-bugprone-suspicious-include"]
 TOGETHER = 6
-DOES_NOT_COMPILE = "[clang-diagnostic-error"
 # What a line at the left margin declares: a type, or a function or constant that is no member of a class.
 OWN_NAME = re.compile(r"^(?!using|namespace|template)(?:(?:enum class|enum|class|struct|union)\s+(\w+)"
                       r"|[A-Za-z_][^\n(={;]*?(?<!:)\b(\w+)\s*[(={;])", re.MULTILINE)
@@ -95,18 +94,17 @@ def check(root: pathlib.Path, tree: pathlib.Path, options: tuple, files: list) -
     passed = tree / "passed" / fingerprint(root, files, options)
     if passed.exists():
         return []
-    if len(files) > 1:
+    found = []
+    if len(files) == 1:
+        found = [text for text in [findings(root, files[0], options)] if text]
+    else:
         source = tree / "together" / f"{passed.name}.cpp"
         source.write_text("".join(f'#include "{file.relative_to(root)}"\n' for file in files), encoding="utf-8")
-        found = findings(root, source, options)
-        if found and DOES_NOT_COMPILE in found:
-            return [text for file in files for text in check(root, tree, options, [file])]
-    else:
-        found = findings(root, files[0], options)
-    if found:
-        return [found]
-    passed.touch()
-    return []
+        if findings(root, source, options):
+            found = [text for file in files for text in check(root, tree, options, [file])]
+    if not found:
+        passed.touch()
+    return found
 
 
 def main() -> int:
@@ -133,8 +131,7 @@ def main() -> int:
             failures += len(found)
             for text in found:
                 print(text, flush=True)
-    print(f"tidy: findings in {failures} of {len(work)} groups of files" if failures
-          else f"tidy: {len(ours)} files pass")
+    print(f"tidy: {failures} of {len(ours)} files have findings" if failures else f"tidy: {len(ours)} files pass")
     return 1 if failures else 0
 
 

@@ -263,7 +263,9 @@ private Q_SLOTS:
     {
         const FocusedWindow window(m_desktop->x11(), "Editor", QStringLiteral("notes"));
         QVERIFY(window.hasFocus && m_desktop->startTracking(*m_agent));
-        QVERIFY(m_agent->nextLine());
+        // The second line comes after everything that was to be done when the dashboard went: with
+        // an unfinished window the toolkit would wait for the server.
+        QVERIFY(m_agent->nextLine() && m_agent->nextLine());
         m_desktop->x11().pauseServer();
         QCOMPARE(m_agent->end(), std::optional(0));
         QCOMPARE(recorded(*m_agent), m_agent->lines());

@@ -124,6 +124,11 @@ class Report(Tools):
         status, output = self.report(self.ROW, {"name": "load", "real_time": 1100.0, "time_unit": "ms"})
         self.assertEqual((status, "MISSED" in output), (1, True))
 
+    def test_theTableForThePage(self):
+        slow = {"name": "load", "real_time": 1100.0, "time_unit": "ms"}
+        output = self.report(self.ROW, slow, options=["--markdown"])[1]
+        self.assertIn("| figure | budget | measured |  |\n| --- | --- | --- | --- |\n| load | <= 1 s | 1.1 s | MISSED |", output)
+
     def test_aFigureThatWasNotMeasuredFails(self):
         status, output = self.report(self.ROW)
         self.assertEqual((status, "NOT MEASURED" in output), (1, True))

@@ -6,6 +6,7 @@
 #include "account/display_name.h"
 #include "app/shell/window_router.h"
 #include "platform/app_activation.h"
+#include "platform/build_config.h"
 #include "platform/clock.h"
 #include "platform/diagnostics.h"
 #include "platform/login_item.h"
@@ -164,6 +165,11 @@ void SettingsModel::setLaunchAtLogin(bool enabled)
 QString SettingsModel::serviceHost() const
 {
     return views::serviceHost(m_to.serviceUrl);
+}
+
+QString SettingsModel::version()
+{
+    return QString::fromUtf8(platform::kVersion.data(), platform::kVersion.size());
 }
 
 void SettingsModel::logout()

@@ -33,6 +33,7 @@ class SettingsModel final : public QObject
     Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE changeLaunchAtLogin NOTIFY
                    launchAtLoginChanged FINAL)
     Q_PROPERTY(QString serviceHost READ serviceHost CONSTANT FINAL)
+    Q_PROPERTY(QString version READ version CONSTANT FINAL)
 
 public:
     explicit SettingsModel(ViewContext context);
@@ -66,6 +67,8 @@ public:
     void changeLaunchAtLogin(bool enabled);
 
     [[nodiscard]] QString serviceHost() const;
+    /// Of the program.
+    [[nodiscard]] static QString version();
 
     /// Stores the position of the slider as the interval, its fraction cut off. The running timer
     /// keeps its interval until it is set up anew.

@@ -204,6 +204,13 @@ bool AccessibilityBus::ask(const AccessibleObject& object,
     return call(object, kAccessible, method, {}, asker, std::move(answer));
 }
 
+bool AccessibilityBus::askForPrograms(const QObject* asker, Answer answer)
+{
+    const AccessibleObject registry{.service = QStringLiteral("org.a11y.atspi.Registry"),
+                                    .path = kRootPath};
+    return ask(registry, QStringLiteral("GetChildren"), asker, std::move(answer));
+}
+
 bool AccessibilityBus::askProcess(const QString& service,
                                   const QObject* asker,
                                   const Answer& answer)

@@ -66,6 +66,9 @@ public:
     [[nodiscard]] bool
     ask(const AccessibleObject& object, const QString& method, const QObject* asker, Answer answer);
 
+    /// The same for the programs that take part.
+    [[nodiscard]] bool askForPrograms(const QObject* asker, Answer answer);
+
     /// The same for the process that `service` belongs to.
     [[nodiscard]] bool
     askProcess(const QString& service, const QObject* asker, const Answer& answer);

@@ -22,13 +22,10 @@ ProgramSearch::ProgramSearch(AccessibilityBus& bus, std::int32_t process)
 
 void ProgramSearch::start()
 {
-    const AccessibleObject everything{.service = QStringLiteral("org.a11y.atspi.Registry"),
-                                      .path = kRootPath};
-    const bool isAsked = m_bus.ask(
-        everything, QStringLiteral("GetChildren"), this, [this](const QDBusMessage& reply) {
-            m_programs = objectsIn(reply, kMostPrograms).value_or(QList<AccessibleObject>());
-            next();
-        });
+    const bool isAsked = m_bus.askForPrograms(this, [this](const QDBusMessage& reply) {
+        m_programs = objectsIn(reply, kMostPrograms).value_or(QList<AccessibleObject>());
+        next();
+    });
     if (!isAsked)
         QTimer::singleShot(0, this, &ProgramSearch::next);
 }

@@ -50,8 +50,8 @@ GnomeFrontWindow::GnomeFrontWindow(const QDBusConnection& sessionBus)
         if (m_isDue)
             ask();
     });
-    connect(&m_shell, &BusNameOwner::changed, this, &GnomeFrontWindow::followOwners);
-    connect(&m_extension, &BusNameOwner::changed, this, &GnomeFrontWindow::followOwners);
+    connect(&m_shell, &desktop::BusNameOwner::changed, this, &GnomeFrontWindow::followOwners);
+    connect(&m_extension, &desktop::BusNameOwner::changed, this, &GnomeFrontWindow::followOwners);
     connect(&m_question, &ExtensionQuestion::changed, this, [this] { tell(m_presence); });
     followOwners();
 }

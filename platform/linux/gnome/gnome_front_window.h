@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/desktop/bus_name_owner.h"
 #include "platform/linux/desktop/front_window_source.h"
-#include "platform/linux/gnome/bus_name_owner.h"
 #include "platform/linux/gnome/extension_question.h"
 
 #include <QDBusConnection>
@@ -56,8 +56,8 @@ private:
     void tell(desktop::Presence presence);
 
     QDBusConnection m_bus;
-    BusNameOwner m_shell;
-    BusNameOwner m_extension;
+    desktop::BusNameOwner m_shell;
+    desktop::BusNameOwner m_extension;
     ExtensionQuestion m_question;
     QString m_peer;      ///< whom we ask; empty: nobody
     QString m_lastShell; ///< and how many there have been

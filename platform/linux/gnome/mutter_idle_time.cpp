@@ -34,7 +34,7 @@ MutterIdleTime::MutterIdleTime(const QDBusConnection& sessionBus)
     m_retry.setSingleShot(true);
     m_retry.setInterval(kPauseAfterFailure);
     connect(&m_retry, &QTimer::timeout, this, &MutterIdleTime::begin);
-    connect(&m_mutter, &BusNameOwner::changed, this, &MutterIdleTime::followOwner);
+    connect(&m_mutter, &desktop::BusNameOwner::changed, this, &MutterIdleTime::followOwner);
     followOwner();
 }
 

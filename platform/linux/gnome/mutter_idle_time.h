@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/desktop/bus_name_owner.h"
 #include "platform/linux/desktop/idle_source.h"
-#include "platform/linux/gnome/bus_name_owner.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -65,7 +65,7 @@ private:
     void tell(desktop::Presence presence);
 
     QDBusConnection m_bus;
-    BusNameOwner m_mutter;
+    desktop::BusNameOwner m_mutter;
     QString m_peer; ///< whom we ask; empty: nobody
     Call m_idleWatchCall;
     Call m_inputWatchCall;

@@ -4,16 +4,11 @@
 
 #include "platform/build_config.h"
 
-#include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-
 #include <utility>
 
 namespace platform::kwin {
 
 namespace {
-
-constexpr int kLimitMs = 5000; // the bus itself answers, usually within a millisecond
 
 QString kwinService()
 {
@@ -39,7 +34,7 @@ KWinFrontWindow::KWinFrontWindow(QDBusConnection sessionBus)
     , m_lock(m_bus)
     , m_receiver(m_bus)
     , m_keeper(m_bus, targetFor(m_bus, m_receiver.path()))
-    , m_watcher(kwinService(), m_bus, QDBusServiceWatcher::WatchForOwnerChange)
+    , m_owner(m_bus, kwinService())
 {
     if (!m_bus.isConnected()) {
         m_presence = desktop::Presence::Absent;
@@ -52,17 +47,7 @@ KWinFrontWindow::KWinFrontWindow(QDBusConnection sessionBus)
         m_settled.clear();
         setPresence(desktop::Presence::Absent);
     });
-    connect(&m_watcher,
-            &QDBusServiceWatcher::serviceOwnerChanged,
-            this,
-            [this](const QString&, const QString&, const QString& owner) { takeOwner(owner); });
-    m_bus.connect(QString(),
-                  QStringLiteral("/org/freedesktop/DBus/Local"),
-                  QStringLiteral("org.freedesktop.DBus.Local"),
-                  QStringLiteral("Disconnected"),
-                  this,
-                  SLOT(loseBus()));
-    lookForKWin();
+    connect(&m_owner, &desktop::BusNameOwner::changed, this, &KWinFrontWindow::takeOwner);
 }
 
 KWinFrontWindow::~KWinFrontWindow() = default;
@@ -77,38 +62,15 @@ std::optional<desktop::FrontWindow> KWinFrontWindow::frontWindow() const
     return m_lock.isLocked() ? std::nullopt : m_settled.front();
 }
 
-void KWinFrontWindow::lookForKWin()
+void KWinFrontWindow::takeOwner()
 {
-    QDBusMessage question = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-                                                           QStringLiteral("/org/freedesktop/DBus"),
-                                                           QStringLiteral("org.freedesktop.DBus"),
-                                                           QStringLiteral("GetNameOwner"));
-    question << kwinService();
-    auto* const watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(question, kLimitMs), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
-        watcher->deleteLater();
-        // What the watcher of the name has said meanwhile is newer.
-        if (!m_knowsOwner)
-            takeOwner(watcher->reply().type() == QDBusMessage::ReplyMessage
-                          ? watcher->reply().arguments().value(0).toString()
-                          : QString());
-    });
-}
-
-void KWinFrontWindow::takeOwner(const QString& owner)
-{
-    m_knowsOwner = true;
+    const QString& owner = m_owner.owner();
     m_settled.clear();
     m_receiver.expect(QString());
     m_receiver.believe(owner);
     m_lock.follow(owner);
     setPresence(owner.isEmpty() ? desktop::Presence::Absent : desktop::Presence::Asking);
     m_keeper.keepIn(owner);
-}
-
-void KWinFrontWindow::loseBus()
-{
-    takeOwner(QString());
 }
 
 void KWinFrontWindow::takeReport(const std::optional<desktop::FrontWindow>& front)

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/desktop/bus_name_owner.h"
 #include "platform/linux/desktop/front_window_source.h"
 #include "platform/linux/kwin/kwin_lock.h"
 #include "platform/linux/kwin/kwin_report_receiver.h"
@@ -10,7 +11,6 @@
 #include "platform/linux/qt/qt_repeating_timers.h"
 
 #include <QDBusConnection>
-#include <QDBusServiceWatcher>
 
 namespace platform::kwin {
 
@@ -38,9 +38,7 @@ public:
     [[nodiscard]] const KWinScriptTarget& script() const { return m_keeper.target(); }
 
 private:
-    void lookForKWin();
-    void takeOwner(const QString& owner);
-    Q_SLOT void loseBus();
+    void takeOwner();
     void takeReport(const std::optional<desktop::FrontWindow>& front);
     void setPresence(desktop::Presence presence);
 
@@ -50,9 +48,8 @@ private:
     KWinLock m_lock;
     KWinReportReceiver m_receiver;
     KWinScriptKeeper m_keeper;
-    QDBusServiceWatcher m_watcher;
+    desktop::BusNameOwner m_owner;
     desktop::Presence m_presence = desktop::Presence::Asking;
-    bool m_knowsOwner = false;
 };
 
 } // namespace platform::kwin

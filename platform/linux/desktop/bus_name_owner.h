@@ -11,7 +11,7 @@
 
 class QDBusPendingCallWatcher;
 
-namespace platform::gnome {
+namespace platform::desktop {
 
 /// Who owns a name on a bus, kept up to date without ever waiting for the bus.
 /// Main thread, with an event loop.
@@ -50,4 +50,4 @@ private:
     bool m_isKnown = false;
 };
 
-} // namespace platform::gnome
+} // namespace platform::desktop

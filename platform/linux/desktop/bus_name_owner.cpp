@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gnome/bus_name_owner.h"
+#include "platform/linux/desktop/bus_name_owner.h"
 
 #include <QDBusError>
 #include <QDBusMessage>
@@ -10,7 +10,7 @@
 
 #include <utility>
 
-namespace platform::gnome {
+namespace platform::desktop {
 
 namespace {
 constexpr int kLimitMs = 5000; // nobody waits for it
@@ -80,4 +80,4 @@ void BusNameOwner::loseBus()
     set(QString());
 }
 
-} // namespace platform::gnome
+} // namespace platform::desktop
