@@ -263,6 +263,9 @@ esac
 [ $# = 2 ] || { usage >&2 && exit 2; }
 [ "$(id -u)" = 0 ] || { echo "only root can make a system to install packages in" && exit 77; }
 packages=$(realpath "$1")
+for name in velomira-usage-monitor velomira-service; do
+    [ "$(find "$packages" -name "${name}_*.deb" | wc -l)" = 1 ] || fail "there is not one package $name in $1"
+done
 mkdir -p "$2/log"
 work=$(realpath "$2")
 for program in debootstrap unshare ip; do

@@ -64,6 +64,7 @@ sed -i 's/^\[General\]$/&\nsyncInterval=1/' "$settings"
 grep -q '^syncInterval=1$' "$settings" || fail "the interval could not be set in $settings: $(<"$settings")"
 
 step "Starting from the launcher"
+xdotool mousemove 640 500 # somebody is there
 gapplication launch $identifier
 wait_until 30 runs || fail "the bus did not start the program"
 wait_until 30 has_titled Dashboard || fail "the program that is signed in did not open the dashboard"
@@ -76,6 +77,7 @@ wait_until 30 recorded '"windowTitle":"Terminal"' || fail "the terminal was not 
 cp "$data" "$results/"
 
 step "Opening the dashboard by its address"
+xdotool mousemove 640 520
 xdg-open velomira://dashboard
 wait_until 30 has_focus Dashboard || fail "the address did not open the dashboard"
 wait_until 30 recorded '"windowTitle":"Dashboard"' || fail "the dashboard was not recorded"
