@@ -24,6 +24,7 @@ LibsecretStore::LibsecretStore(SecretLimits limits)
     connect(m_watch.get(), &KeyringWatch::becameReadable, this, &SecretStore::becameReadable);
 }
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only where there is no memory
 LibsecretStore::~LibsecretStore()
 {
     const auto operations = std::exchange(m_operations, {});
