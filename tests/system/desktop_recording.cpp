@@ -80,6 +80,11 @@ void DesktopRecording::initTestCase()
     m_gtk = std::make_unique<TestWindow>(TestWindow::Toolkit::Gtk);
     QVERIFY(open(*m_qt, kQt));
     QVERIFY(open(*m_gtk, kGtk));
+    // A new window is given the focus some time after it is there, which must not happen later on.
+    QString problem;
+    const auto recorder = Recorder::start(problem);
+    QVERIFY2(recorder, qPrintable(problem));
+    QTRY_COMPARE_WITH_TIMEOUT(recorder->front(), QStringLiteral("Window & Co | start"), 10000);
 }
 
 bool DesktopRecording::open(TestWindow& window, const QString& identifier)
