@@ -9,12 +9,13 @@ dashboard   as idle/30000, with the dashboard open beside the terminal
 start       the median of several starts, with a panel that shows the icon
 
 What the figures of the first three count, after five seconds of warming up:
-  cpu_s_per_1000_ticks    processor time, user and system, of all threads (counted in 1/100 s by the kernel)
+  cpu_s_per_1000_ticks    processor time, user and system, of all threads
   wakeups_per_s           voluntary context switches of all threads: each time one of them stopped to wait
                           for something (timer, X server, disk, another thread) and was woken for it again
   main_wakeups_per_s      the same of the main thread alone
   pss_mb, rss_mb          proportional and resident memory at the end
-  peak_mb                 the highest resident memory since the start, loading included
+  peak_mb                 the highest resident memory since the start, with attempts to upload
+  load_peak_mb            the highest one until the first line, which comes after the data file has been read
   first_line_s            from the start until the first line of output, which follows the first tick
   written_mb_per_s        bytes that the process sent towards the disk
   coverage                ticks that recorded, of the whole seconds of wall time
@@ -78,8 +79,8 @@ class Watched:
         self.switches = {}  # thread id: voluntary switches when last seen
 
     def cpu(self) -> float:
-        fields = (self.proc / "stat").read_text().rpartition(")")[2].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+        # The clock of another process, as clock_getcpuclockid(3) makes it; /proc has hundredths only.
+        return time.clock_gettime((~int(self.proc.name) << 3) | 2)
 
     def count_switches(self) -> int:
         """Since the start, those of threads that ended meanwhile included, as far as they were seen."""
@@ -129,6 +130,7 @@ class Agent(Watched):
         self.started = started
         wait_for(lambda: self.lines, 60, "Quillstep's first line")
         self.first_line = self.lines[0][0] - started
+        self.load_peak = self.memory()["peak_mb"]
 
     def _listen(self):
         for line in self.process.stdout:
@@ -248,6 +250,7 @@ def measure(agent: Agent, seconds: int, each_second) -> dict:
         "first_line_s": agent.first_line,
         "written_mb_per_s": (agent.written() - written) / passed / MB,
         "coverage": min(1.0, ticks / int(passed)),
+        "load_peak_mb": agent.load_peak,
         **agent.memory(),
     }
 
