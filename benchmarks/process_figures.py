@@ -5,10 +5,12 @@
 
 idle/N      one terminal stays in front, N records wait in the data file at start, no window is open
 coverage    two terminals swap the focus every two seconds and change their titles every second
+sway/idle, sway/coverage
+            the same on a headless sway: no X server is asked, the compositor tells
 dashboard   as idle/30000, with the dashboard open beside the terminal
 start       the median of several starts, with a panel that shows the icon
 
-What the figures of the first three count, after five seconds of warming up:
+What the figures of all but the last count, after five seconds of warming up:
   cpu_s_per_1000_ticks    processor time, user and system, of all threads
   wakeups_per_s           voluntary context switches of all threads: each time one of them stopped to wait
                           for something (timer, X server, disk, another thread) and was woken for it again
@@ -42,6 +44,8 @@ import subprocess
 import sys
 import threading
 import time
+
+from desktops import SwayDesktop, X11Desktop, wait_for
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 REFERENCE = 978307200  # 2001-01-01 in Unix time
@@ -118,12 +122,12 @@ class Watched:
 class Agent(Watched):
     """A running Quillstep with a data folder of its own."""
 
-    def __init__(self, program: pathlib.Path, data: pathlib.Path):
+    def __init__(self, program: pathlib.Path, data: pathlib.Path, environment: dict):
         self.file = data / "Velomira Usage Monitor" / "activity_logs.json"
         self.lines = []  # (time of arrival, text)
         started = time.monotonic()
         self.process = subprocess.Popen([program], stdout=subprocess.PIPE, text=True,
-                                        env={**os.environ, "XDG_DATA_HOME": str(data)})
+                                        env={**os.environ, "XDG_DATA_HOME": str(data), **environment})
         super().__init__(self.process.pid)
         self.listener = threading.Thread(target=self._listen, daemon=True)
         self.listener.start()
@@ -154,48 +158,6 @@ class Agent(Watched):
 
 def number_after(name: str, file: pathlib.Path) -> int:
     return int(re.search(rf"^{name}:\s+(\d+)", file.read_text(), re.MULTILINE).group(1))
-
-
-def wait_for(condition, seconds: float, what: str):
-    end = time.monotonic() + seconds
-    while not (result := condition()):
-        if time.monotonic() > end:
-            sys.exit(f"{pathlib.Path(sys.argv[0]).name}: {what} did not come within {seconds} s")
-        time.sleep(0.05)
-    return result
-
-
-def xdotool(*arguments: str) -> str:
-    return subprocess.run(["xdotool", *arguments], capture_output=True, text=True, timeout=10, check=False).stdout
-
-
-class Terminal:
-    TITLES = 'i=0; while :; do printf "\\033]0;Part %d\\007" $i; i=$((i+1)); sleep 1; done'
-
-    def __init__(self, name: str, changing: bool):
-        inside = ["bash", "-c", self.TITLES] if changing else ["sleep", "infinity"]
-        self.process = subprocess.Popen(["xterm", "-name", name, "-e", *inside], stderr=subprocess.DEVNULL)
-        found = wait_for(lambda: xdotool("search", "--onlyvisible", "--classname", f"^{name}$"), 20, "a terminal")
-        self.window = found.split()[0]
-        self.activate()
-
-    def activate(self):
-        xdotool("windowactivate", self.window)
-        wait_for(lambda: xdotool("getactivewindow").strip() == self.window, 10, "the focus")
-
-    def close(self):
-        self.process.terminate()
-        self.process.wait()
-
-
-def dashboards() -> list:
-    return xdotool("search", "--onlyvisible", "--name", "^Dashboard$").split()
-
-
-def close_dashboard() -> None:
-    wait_for(dashboards, 20, "the dashboard")
-    subprocess.run(["wmctrl", "-i", "-c", dashboards()[0]], timeout=10, check=True)
-    wait_for(lambda: not dashboards(), 20, "the end of the dashboard")
 
 
 def sign_in() -> None:
@@ -255,32 +217,29 @@ def measure(agent: Agent, seconds: int, each_second) -> dict:
     }
 
 
-def stay_active(second: int) -> None:
-    if second % STILL_ACTIVE == 0:
-        xdotool("key", "shift")
-
-
-def scenario(name: str, program: pathlib.Path, records: int, seconds: int, terminals: int, window: bool = False) -> dict:
+def scenario(name: str, program: pathlib.Path, records: int, seconds: int, terminals: int, window: bool = False,
+             desktop=X11Desktop()) -> dict:
     data = pathlib.Path(os.environ["HOME"]) / f"data-{terminals}-{records}"
     if records:
         write_records(data / "Velomira Usage Monitor" / "activity_logs.json", records)
     else:
         data.mkdir()
-    windows = [Terminal(f"terminal{number}", changing=terminals > 1) for number in range(terminals)]
+    windows = [desktop.open_terminal(f"terminal{number}", changing=terminals > 1) for number in range(terminals)]
     turns = itertools.cycle(windows)
 
     def each_second(second: int) -> None:
-        stay_active(second)
+        if second % STILL_ACTIVE == 0:
+            desktop.stay_active()
         if terminals > 1 and second % 2 == 0:
             next(turns).activate()
 
-    xdotool("key", "shift")
-    agent = Agent(program, data)
+    desktop.stay_active()
+    agent = Agent(program, data, desktop.environment)
     try:
         if window:
             windows[0].activate()
         else:
-            close_dashboard()
+            desktop.close_dashboard()
         figures = measure(agent, seconds, each_second)
         figures["exit_code"] = agent.end()
     finally:
@@ -302,10 +261,10 @@ def starts(program: pathlib.Path) -> dict:
                    "member=StatusNotifierItemRegistered")
     windows = Events(["xprop", "-spy", "-root", "_NET_CLIENT_LIST"], "0x")
     tray, window, second = [], [], []
-    terminal = Terminal("terminal", changing=False)
+    terminal = X11Desktop().open_terminal("terminal", changing=False)
     try:
         for _ in range(STARTS):
-            agent = Agent(program, data)
+            agent = Agent(program, data, X11Desktop.environment)
             try:
                 tray.append(wait_for(lambda: items.first_after(agent.started), 20, "the icon") - agent.started)
                 window.append(wait_for(lambda: windows.first_after(agent.started), 20, "the window") - agent.started)
@@ -325,6 +284,13 @@ def starts(program: pathlib.Path) -> dict:
             "second_start_ms": statistics.median(second) * 1000}
 
 
+def idle_seconds(records: int) -> int:
+    """So long that what a start costs once does not count tenfold in a figure for 1,000 ticks."""
+    if records == 0:
+        return 300
+    return 150 if records >= 1_000_000 else 100
+
+
 def print_table(rows: list) -> None:
     keys = list(dict.fromkeys(key for row in rows for key in row if key != "name"))
     width = max(len(key) for key in keys)
@@ -339,7 +305,8 @@ def main() -> int:
     parser.add_argument("--program", type=pathlib.Path, default=ROOT / "build/release/bin/Quillstep")
     parser.add_argument("--json", type=pathlib.Path, help="where to put the figures")
     parser.add_argument("--records", type=int, nargs="+", default=[0, 30_000, 1_000_000])
-    parser.add_argument("--seconds", type=int, help="per scenario (default 100; 150 with 1,000,000 records)")
+    parser.add_argument("--seconds", type=int,
+                        help="per scenario (default 100; 300 for an idle agent without records; 150 with 1,000,000)")
     arguments = parser.parse_args()
     if not os.access(arguments.program, os.X_OK):
         sys.exit(f"process_figures.py: {arguments.program} is not there; build the release preset first")
@@ -356,7 +323,7 @@ def main() -> int:
     print(f"==> {STARTS} starts", flush=True)
     rows = [starts(arguments.program)]
     for records in arguments.records:
-        seconds = arguments.seconds or (150 if records >= 1_000_000 else 100)
+        seconds = arguments.seconds or idle_seconds(records)
         print(f"==> Idle agent with {records:,} records for {seconds} s", flush=True)
         rows.append(scenario(f"idle/{records}", arguments.program, records, seconds, terminals=1))
     seconds = arguments.seconds or 100
@@ -364,6 +331,14 @@ def main() -> int:
     rows.append(scenario("coverage", arguments.program, 0, seconds, terminals=2))
     print(f"==> Dashboard open for {seconds} s", flush=True)
     rows.append(scenario("dashboard", arguments.program, 30_000, seconds, terminals=1, window=True))
+    sway = SwayDesktop()
+    try:
+        idle = arguments.seconds or idle_seconds(0)
+        print(f"==> Idle agent under sway for {idle} s, then windows that change for {seconds} s", flush=True)
+        rows.append(scenario("sway/idle", arguments.program, 0, idle, terminals=1, desktop=sway))
+        rows.append(scenario("sway/coverage", arguments.program, 0, seconds, terminals=2, desktop=sway))
+    finally:
+        sway.close()
     print_table(rows)
     if arguments.json:
         # The form of Google Benchmark, so that one report reads both.

@@ -43,7 +43,7 @@ packages() {
             qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux x11-xserver-utils chromium firefox-esr epiphany-browser \
             debootstrap lintian systemd iproute2
         ;;
-    bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools ;;
+    bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools sway foot qt6-wayland util-linux ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream mandoc man-db ;;
     fuzz) echo clang-19 libclang-rt-19-dev ;;
     *) return 1 ;;

@@ -15,7 +15,7 @@ import subprocess
 import sys
 import time
 
-from process_figures import wait_for, xdotool
+from desktops import wait_for, xdotool
 
 PATIENCE = 60  # seconds, for a machine with much else to do
 BETWEEN_FRONTS = 0.4  # seconds at least from one change of the front window to the next

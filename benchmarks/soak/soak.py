@@ -53,7 +53,8 @@ sys.path.insert(0, str(HERE.parent))
 import account  # noqa: E402
 import desktop  # noqa: E402
 import front  # noqa: E402
-from process_figures import Watched, close_dashboard, wait_for  # noqa: E402
+from desktops import X11Desktop, wait_for  # noqa: E402
+from process_figures import Watched  # noqa: E402
 
 PACE = 10
 PORT = 8787  # compiled into the agent
@@ -247,7 +248,7 @@ class Day:
             self.user.act(time.monotonic() + 1)
             self.agent = self._add(Recorder(options.agent, options.work, data))
             wait_for(lambda: self.agent.count("Tick:"), PATIENCE, "the first tick")
-            close_dashboard()
+            X11Desktop().close_dashboard()
             self.start, self.wall = time.monotonic(), time.time()
             self.warm = self.start + min(120.0, self.seconds / 5)
             self.sampler = self._add(Sampler(self.agent.watched))
