@@ -28,6 +28,34 @@ QString storedKey(std::string_view email)
     return storedText(asciiLower(email));
 }
 
+DatabaseResult<int> endTokens(DatabaseSession& session, std::int64_t user)
+{
+    auto removed =
+        session.run(QStringLiteral("delete from tokens where user_id = ?"), {number(user)});
+    if (!removed)
+        return removed.error();
+    return removed.value().numRowsAffected();
+}
+
+/// Runs `work` with the user of that address, in a transaction; nothing when there is none.
+template <typename Value, typename Work>
+DatabaseResult<std::optional<Value>>
+withUser(DatabaseSession& session, const std::string& email, Work work)
+{
+    using Done = DatabaseResult<std::optional<Value>>;
+    return session.inExclusiveTransaction([&]() -> Done {
+        const auto user = findUser(session, email);
+        if (!user)
+            return user.error();
+        if (!user.value())
+            return std::optional<Value>();
+        const DatabaseResult<Value> result = work(*user.value());
+        if (!result)
+            return result.error();
+        return std::optional(result.value());
+    });
+}
+
 } // namespace
 
 DatabaseResult<std::optional<std::int64_t>> addUser(DatabaseSession& session,
@@ -43,7 +71,9 @@ DatabaseResult<std::optional<std::int64_t>> addUser(DatabaseSession& session,
             return there.error();
         if (there.value().next())
             return std::optional<std::int64_t>();
-        auto last = session.run(QStringLiteral("select coalesce(max(id), 0) from users"));
+        auto last = session.run(QStringLiteral(
+            "select coalesce(max(id), 0) from "
+            "(select id from users union all select id from removed_users) as all_ids"));
         if (!last)
             return last.error();
         last.value().next();
@@ -84,30 +114,36 @@ DatabaseResult<std::optional<User>> findUser(DatabaseSession& session, const std
     });
 }
 
-DatabaseResult<std::monostate> addToken(DatabaseSession& session,
-                                        std::int64_t user,
-                                        const std::string& token,
-                                        const SignInRequest& request)
+DatabaseResult<bool> addToken(DatabaseSession& session,
+                              const User& user,
+                              const std::string& token,
+                              const SignInRequest& request)
 {
-    return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
-        const auto added =
-            session.run(QStringLiteral("insert into tokens (digest, user_id, device_id, "
-                                       "device_name, created_at) values (?, ?, ?, ?, ?)"),
-                        {storedText(digestOf({token})),
-                         number(user),
-                         storedText(request.deviceId),
-                         storedText(request.deviceName),
-                         number(microsecondsNow())});
+    return session.inExclusiveTransaction([&]() -> DatabaseResult<bool> {
+        // The password was checked before, and may be another by now.
+        auto added = session.run(
+            QStringLiteral(
+                "insert into tokens (digest, user_id, device_id, device_name, created_at) "
+                "select ?, id, ?, ?, cast(? as bigint) from users "
+                "where id = ? and password_hash = ?"),
+            {storedText(digestOf({token})),
+             storedText(request.deviceId),
+             storedText(request.deviceName),
+             number(microsecondsNow()),
+             number(user.id),
+             storedText(user.passwordHash)});
         if (!added)
             return added.error();
+        if (added.value().numRowsAffected() == 0)
+            return false;
         const auto bounded = session.run(
             QStringLiteral("delete from tokens where user_id = ? and digest not in (select digest "
                            "from tokens where user_id = ? order by created_at desc, digest "
                            "limit 50)"),
-            {number(user), number(user)});
+            {number(user.id), number(user.id)});
         if (!bounded)
             return bounded.error();
-        return std::monostate();
+        return true;
     });
 }
 
@@ -123,20 +159,46 @@ DatabaseResult<std::optional<std::int64_t>> userOfToken(DatabaseSession& session
     return std::optional<std::int64_t>(found.value().value(0).toLongLong());
 }
 
-DatabaseResult<std::optional<int>> revokeTokens(DatabaseSession& session, const std::string& email)
+DatabaseResult<std::optional<int>>
+setPassword(DatabaseSession& session, const std::string& email, const std::string& passwordHash)
 {
-    return session.inTransaction([&]() -> DatabaseResult<std::optional<int>> {
-        const auto user = findUser(session, email);
-        if (!user)
-            return user.error();
-        if (!user.value())
-            return std::optional<int>();
-        auto removed = session.run(QStringLiteral("delete from tokens where user_id = ?"),
-                                   {number(user.value()->id)});
+    return withUser<int>(session, email, [&](const User& user) -> DatabaseResult<int> {
+        const auto changed =
+            session.run(QStringLiteral("update users set password_hash = ? where id = ?"),
+                        {storedText(passwordHash), number(user.id)});
+        if (!changed)
+            return changed.error();
+        return endTokens(session, user.id);
+    });
+}
+
+DatabaseResult<std::optional<std::int64_t>> removeUser(DatabaseSession& session,
+                                                       const std::string& email)
+{
+    const auto remove = [&](const User& user) -> DatabaseResult<std::int64_t> {
+        auto rows = session.run(QStringLiteral("delete from activities where user_id = ?"),
+                                {number(user.id)});
+        if (!rows)
+            return rows.error();
+        const std::int64_t count = rows.value().numRowsAffected(); // before the next statement
+        // The tokens go with the user, and so do rows that have come meanwhile.
+        const auto removed =
+            session.run(QStringLiteral("delete from users where id = ?"), {number(user.id)});
         if (!removed)
             return removed.error();
-        return std::optional(removed.value().numRowsAffected());
-    });
+        const auto noted = session.run(QStringLiteral("insert into removed_users (id) values (?)"),
+                                       {number(user.id)});
+        if (!noted)
+            return noted.error();
+        return count;
+    };
+    return withUser<std::int64_t>(session, email, remove);
+}
+
+DatabaseResult<std::optional<int>> revokeTokens(DatabaseSession& session, const std::string& email)
+{
+    return withUser<int>(
+        session, email, [&](const User& user) { return endTokens(session, user.id); });
 }
 
 } // namespace service

@@ -24,7 +24,8 @@ struct User
     std::string passwordHash;
 };
 
-/// Adds a user; the new number, or nothing when there is one with that address.
+/// Adds a user; the new number, or nothing when there is one with that address. A number is never
+/// given twice, so that what is on its way for a user who is removed reaches nobody else.
 [[nodiscard]] DatabaseResult<std::optional<std::int64_t>> addUser(DatabaseSession& session,
                                                                   const std::string& email,
                                                                   const std::string& name,
@@ -33,16 +34,26 @@ struct User
 [[nodiscard]] DatabaseResult<std::optional<User>> findUser(DatabaseSession& session,
                                                            const std::string& email);
 
-/// Makes `token` valid for `user` on the device of `request`. Of many tokens of a user only the
-/// newest 50 stay valid.
-[[nodiscard]] DatabaseResult<std::monostate> addToken(DatabaseSession& session,
-                                                      std::int64_t user,
-                                                      const std::string& token,
-                                                      const SignInRequest& request);
+/// Makes `token` valid for `user` on the device of `request`; false when the user is gone or has
+/// another password by now. Of many tokens of a user only the newest 50 stay valid.
+[[nodiscard]] DatabaseResult<bool> addToken(DatabaseSession& session,
+                                            const User& user,
+                                            const std::string& token,
+                                            const SignInRequest& request);
 
 /// Whose `token` is; nothing when it is not valid.
 [[nodiscard]] DatabaseResult<std::optional<std::int64_t>> userOfToken(DatabaseSession& session,
                                                                       const std::string& token);
+
+/// Gives a user another password and ends all tokens; how many there were, or nothing when there is
+/// no such user.
+[[nodiscard]] DatabaseResult<std::optional<int>>
+setPassword(DatabaseSession& session, const std::string& email, const std::string& passwordHash);
+
+/// Deletes a user with all tokens and uploads; how many rows were uploaded, or nothing when there
+/// is no such user.
+[[nodiscard]] DatabaseResult<std::optional<std::int64_t>> removeUser(DatabaseSession& session,
+                                                                     const std::string& email);
 
 /// Ends all tokens of a user; how many there were, or nothing when there is no such user.
 [[nodiscard]] DatabaseResult<std::optional<int>> revokeTokens(DatabaseSession& session,

@@ -37,6 +37,11 @@ Answer overloaded()
     return answer;
 }
 
+Answer wrongPassword()
+{
+    return refusal(401, "The e-mail address or the password is wrong");
+}
+
 Answer signedIn(const User& user, const std::string& token)
 {
     std::string body = R"({"success":true,"token":)";
@@ -108,12 +113,15 @@ Api::signIn(const SignInRequest& request, const std::string& peer, const std::op
         if (!valid || !user) {
             m_accountFailures.addFailure(digestOf({account}));
             m_peerFailures.addFailure(peerKey(peer));
-            return refusal(401, "The e-mail address or the password is wrong");
+            return wrongPassword();
         }
     }
     const std::string token = newToken();
-    if (const auto added = m_database.addToken(user->id, token, request); !added)
+    const auto added = m_database.addToken(*user, token, request);
+    if (!added)
         return unavailable(added.error());
+    if (!added.value())
+        return wrongPassword();
     return signedIn(*user, token);
 }
 

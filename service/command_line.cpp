@@ -70,8 +70,12 @@ private:
             readPort(value());
         else if (m_option == "--add-user")
             readUser();
+        else if (m_option == "--set-password")
+            readEmail(Action::SetPassword);
         else if (m_option == "--revoke-tokens")
             readEmail(Action::RevokeTokens);
+        else if (m_option == "--remove-user")
+            readEmail(Action::RemoveUser);
         else
             m_problem = "unknown argument \"" + argument.toStdString() + '"';
         if (m_hasAttached && m_problem.empty())
@@ -161,7 +165,9 @@ const char* CommandLine::help()
 {
     return R"(Usage: velomira-service --port N --database DATABASE [--address IP] [--trust-proxy]
        velomira-service --database DATABASE --add-user EMAIL NAME
+       velomira-service --database DATABASE --set-password EMAIL
        velomira-service --database DATABASE --revoke-tokens EMAIL
+       velomira-service --database DATABASE --remove-user EMAIL
        velomira-service --database DATABASE --summary
 
 Answers the sign-ins and uploads of Velomira Usage Monitor. It speaks plain HTTP: put a reverse
@@ -172,7 +178,9 @@ proxy with a certificate in front of it for clients on other machines.
   --address IP             address to listen on (default 127.0.0.1)
   --trust-proxy            believe X-Forwarded-For; only behind a proxy that sets it
   --add-user EMAIL NAME    add a user, whose password is the line on standard input, and end
+  --set-password EMAIL     give a user the password on standard input, sign out all devices, and end
   --revoke-tokens EMAIL    sign a user out of all devices, and end
+  --remove-user EMAIL      delete a user with everything uploaded, and end
   --summary                print what is stored in numbers, and end
   --help, --version
 

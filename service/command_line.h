@@ -18,7 +18,9 @@ struct CommandLine
     enum class Action : std::uint8_t {
         Serve,
         AddUser,
+        SetPassword,
         RevokeTokens,
+        RemoveUser,
         Summary,
         Help,
         Version,
@@ -29,7 +31,7 @@ struct CommandLine
     std::string address = "127.0.0.1";
     int port = 0;
     bool trustProxy = false;
-    std::string email; ///< of the user to add or whose tokens end
+    std::string email; ///< of the user that it is about
     std::string name;  ///< of the user to add
 
     /// Reads the arguments, without the program's name. The error is one line for the user.

@@ -34,8 +34,8 @@ DatabaseResult<std::optional<std::int64_t>> Database::userOfToken(const std::str
         [&](DatabaseSession& session) { return service::userOfToken(session, token); });
 }
 
-DatabaseResult<std::monostate>
-Database::addToken(std::int64_t user, const std::string& token, const SignInRequest& request)
+DatabaseResult<bool>
+Database::addToken(const User& user, const std::string& token, const SignInRequest& request)
 {
     return m_writing.run(
         [&](DatabaseSession& session) { return service::addToken(session, user, token, request); });

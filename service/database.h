@@ -23,8 +23,8 @@ public:
 
     [[nodiscard]] DatabaseResult<std::optional<User>> findUser(const std::string& email);
     [[nodiscard]] DatabaseResult<std::optional<std::int64_t>> userOfToken(const std::string& token);
-    [[nodiscard]] DatabaseResult<std::monostate>
-    addToken(std::int64_t user, const std::string& token, const SignInRequest& request);
+    [[nodiscard]] DatabaseResult<bool>
+    addToken(const User& user, const std::string& token, const SignInRequest& request);
     [[nodiscard]] DatabaseResult<std::monostate> store(std::int64_t user, const Upload& upload);
 
 private:

@@ -139,6 +139,7 @@ Outcome DatabaseSession::preparePostgreSql()
     for (const char* setting : {"set statement_timeout = '120s'",
                                 "set idle_in_transaction_session_timeout = '120s'",
                                 "set standard_conforming_strings = on",
+                                "set client_min_messages = warning",
                                 // Not what the server's owner may have chosen: see the contract.
                                 "set synchronous_commit = on"}) {
         if (const auto done = run(QString::fromLatin1(setting)); !done)

@@ -35,22 +35,63 @@ int complain(const std::string& text)
     return EXIT_FAILURE;
 }
 
-int addUser(DatabaseSession& session, const CommandLine& line)
+int complainOfNoUser(const CommandLine& line)
+{
+    return complain("there is no user " + line.email);
+}
+
+/// Of the password that the operator gives.
+service::Result<std::string> readPasswordHash()
 {
     const auto password = service::readPassword();
     if (!password)
-        return complain(password.error().text);
+        return password.error();
     const service::PasswordHasher hasher;
-    const auto hash = service::PasswordHasher::hash(password.value());
+    auto hash = service::PasswordHasher::hash(password.value());
     if (!hash)
-        return complain("not enough memory to hash the password");
-    const auto added = service::addUser(session, line.email, line.name, *hash);
+        return service::Error{"not enough memory to hash the password"};
+    return *std::move(hash);
+}
+
+int addUser(DatabaseSession& session, const CommandLine& line)
+{
+    const auto hash = readPasswordHash();
+    if (!hash)
+        return complain(hash.error().text);
+    const auto added = service::addUser(session, line.email, line.name, hash.value());
     if (!added)
         return complain(added.error().text);
     const std::optional<std::int64_t>& user = added.value();
     if (!user)
         return complain("the user " + line.email + " already exists");
     std::printf("added user %lld\n", static_cast<long long>(*user));
+    return EXIT_SUCCESS;
+}
+
+int setPassword(DatabaseSession& session, const CommandLine& line)
+{
+    const auto hash = readPasswordHash();
+    if (!hash)
+        return complain(hash.error().text);
+    const auto changed = service::setPassword(session, line.email, hash.value());
+    if (!changed)
+        return complain(changed.error().text);
+    const std::optional<int>& revoked = changed.value();
+    if (!revoked)
+        return complainOfNoUser(line);
+    std::printf("changed the password and revoked %d tokens\n", *revoked);
+    return EXIT_SUCCESS;
+}
+
+int removeUser(DatabaseSession& session, const CommandLine& line)
+{
+    const auto removed = service::removeUser(session, line.email);
+    if (!removed)
+        return complain(removed.error().text);
+    const std::optional<std::int64_t>& rows = removed.value();
+    if (!rows)
+        return complainOfNoUser(line);
+    std::printf("removed the user and %lld rows\n", static_cast<long long>(*rows));
     return EXIT_SUCCESS;
 }
 
@@ -61,7 +102,7 @@ int revokeTokens(DatabaseSession& session, const CommandLine& line)
         return complain(revoked.error().text);
     const std::optional<int>& count = revoked.value();
     if (!count)
-        return complain("there is no user " + line.email);
+        return complainOfNoUser(line);
     std::printf("revoked %d tokens\n", *count);
     return EXIT_SUCCESS;
 }
@@ -124,8 +165,12 @@ int run(const CommandLine& line)
     switch (line.action) {
     case CommandLine::Action::AddUser:
         return addUser(*session, line);
+    case CommandLine::Action::SetPassword:
+        return setPassword(*session, line);
     case CommandLine::Action::RevokeTokens:
         return revokeTokens(*session, line);
+    case CommandLine::Action::RemoveUser:
+        return removeUser(*session, line);
     case CommandLine::Action::Summary:
         return printSummary(*session);
     default:

@@ -41,6 +41,9 @@ const std::vector<QStringList>& migrations()
                            "duration_seconds bigint not null, "
                            "primary key (user_id, digest))"),
         },
+        {
+            QStringLiteral("create table removed_users (id bigint not null primary key)"),
+        },
     };
     return all;
 }

@@ -18,10 +18,10 @@ _velomira_service() {
         ;;
     --address) mapfile -t COMPREPLY < <(compgen -W "127.0.0.1 0.0.0.0" -- "$current") ;;
     --port) mapfile -t COMPREPLY < <(compgen -W "8787" -- "$current") ;;
-    --add-user | --revoke-tokens) COMPREPLY=() ;; # an e-mail address
+    --add-user | --set-password | --revoke-tokens | --remove-user) COMPREPLY=() ;; # an e-mail address
     *)
-        mapfile -t COMPREPLY < <(compgen -W "--port --database --address --trust-proxy --add-user --revoke-tokens
-            --summary --help --version" -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "--port --database --address --trust-proxy --add-user --set-password
+            --revoke-tokens --remove-user --summary --help --version" -- "$current")
         ;;
     esac
 }

@@ -65,6 +65,10 @@ private Q_SLOTS:
         QTest::newRow("not an address")
             << QByteArray("--database d --add-user a b") << QByteArray("\"a\" is not an e-mail");
         QTest::newRow("no name") << QByteArray("--database d --add-user a@b") << QByteArray("name");
+        QTest::newRow("nobody") << QByteArray("--database d --remove-user")
+                                << QByteArray("--remove-user lacks a value");
+        QTest::newRow("no address of a password") << QByteArray("--database d --set-password ab")
+                                                  << QByteArray("\"ab\" is not an e-mail");
         QTest::newRow("two things") << QByteArray("--database d --summary --revoke-tokens a@b")
                                     << QByteArray("cannot be combined");
     }
@@ -88,7 +92,9 @@ private Q_SLOTS:
                                    "--address",
                                    "--trust-proxy",
                                    "--add-user",
+                                   "--set-password",
                                    "--revoke-tokens",
+                                   "--remove-user",
                                    "--summary",
                                    "--help",
                                    "--version"})

@@ -190,13 +190,91 @@ private Q_SLOTS:
         QCOMPARE(statusOf(RawHttpClient(port()).post(
                      "/api/activity-log", body, {"authorization: bearer " + token})),
                  201);
-        const auto revoked = m_service->run({QStringLiteral("--database"),
-                                             database(),
-                                             QStringLiteral("--revoke-tokens"),
-                                             QString::fromUtf8(requests::kEmail)});
+        const auto revoked = command("--revoke-tokens", requests::kEmail);
         QCOMPARE(revoked.code, std::optional(0));
         QCOMPARE(revoked.output, QStringLiteral("revoked 1 tokens\n"));
         QCOMPARE(statusOf(requests::upload(port(), token, body)), 401);
+    }
+
+    void aNewPasswordEndsTheSessionsOfTheOldOne()
+    {
+        const QByteArray token = requests::newToken(port());
+        QCOMPARE(statusOf(requests::upload(port(), token, uploadBody(rows("app", 1, 3)))), 201);
+        const auto changed = command("--set-password", "SomeOne@example.org", "battery staple\n");
+        QCOMPARE(changed.code, std::optional(0));
+        QCOMPARE(changed.output, QStringLiteral("changed the password and revoked 1 tokens\n"));
+        QCOMPARE(statusOf(requests::upload(port(), token, uploadBody({}))), 401);
+        QCOMPARE(statusOf(requests::signIn(port())), 401);
+        QCOMPARE(statusOf(requests::signIn(port(), requests::kEmail, "battery staple")), 200);
+        QCOMPARE(stored(), QStringLiteral("user 1: 3 rows, 3 seconds, 1 devices, 1 tokens\n"));
+    }
+
+    void noTokenIsMadeForAPasswordThatHasJustBeenReplaced()
+    {
+        const auto address = service::parseDatabaseAddress(database());
+        QVERIFY(address);
+        const auto session = service::DatabaseSession::open(address.value());
+        QVERIFY(session);
+        const auto user = service::findUser(*session.value(), requests::kEmail.toStdString());
+        QVERIFY(user && user.value());
+        QCOMPARE(command("--set-password", requests::kEmail, "battery staple\n").code,
+                 std::optional(0));
+        const auto late = service::addToken(*session.value(), *user.value(), "late", {});
+        QVERIFY(late && !late.value());
+        QCOMPARE(command("--remove-user", requests::kEmail).code, std::optional(0));
+        const auto later = service::addToken(*session.value(), *user.value(), "later", {});
+        QVERIFY(later && !later.value());
+        QCOMPARE(stored(), QString());
+    }
+
+    void aRemovedUserLeavesNothing()
+    {
+        const QByteArray token = requests::newToken(port());
+        QCOMPARE(statusOf(requests::upload(port(), token, uploadBody(rows("app", 1, 3)))), 201);
+        const auto addOther = [this] {
+            return m_service->addUser(QStringLiteral("other@example.org"),
+                                      QStringLiteral("Other"),
+                                      QStringLiteral("other password"));
+        };
+        QVERIFY(addOther());
+        const auto removed = command("--remove-user", "SOMEONE@example.org");
+        QCOMPARE(removed.code, std::optional(0));
+        QCOMPARE(removed.output, QStringLiteral("removed the user and 3 rows\n"));
+        QCOMPARE(statusOf(requests::upload(port(), token, uploadBody(rows("app", 4, 6)))), 401);
+        QCOMPARE(statusOf(requests::signIn(port())), 401);
+        QCOMPARE(stored(), QStringLiteral("user 2: 0 rows, 0 seconds, 0 devices, 0 tokens\n"));
+        // Not even the number comes again.
+        QCOMPARE(command("--remove-user", "other@example.org").code, std::optional(0));
+        QVERIFY(addOther());
+        QCOMPARE(stored(), QStringLiteral("user 3: 0 rows, 0 seconds, 0 devices, 0 tokens\n"));
+    }
+
+    void aDatabaseOfAnEarlierVersionIsBroughtUpToDate()
+    {
+        const auto address = service::parseDatabaseAddress(database());
+        QVERIFY(address);
+        {
+            const auto session = service::DatabaseSession::open(address.value());
+            QVERIFY(session);
+            QVERIFY(session.value()->run(QStringLiteral("drop table removed_users")));
+            QVERIFY(session.value()->run(
+                QStringLiteral("delete from schema_version where version = 2")));
+        }
+        const auto removed = command("--remove-user", requests::kEmail);
+        QCOMPARE(removed.complaint, QString());
+        QCOMPARE(removed.output, QStringLiteral("removed the user and 0 rows\n"));
+        QCOMPARE(stored(), QString());
+    }
+
+    void whoIsNotThereIsNamed()
+    {
+        for (const char* option : {"--set-password", "--revoke-tokens", "--remove-user"}) {
+            const auto refused = command(option, "nobody@example.org", "battery staple\n");
+            QCOMPARE(refused.code, std::optional(1));
+            QCOMPARE(refused.complaint,
+                     QStringLiteral("velomira-service: there is no user nobody@example.org\n"));
+        }
+        QCOMPARE(stored(), QStringLiteral("user 1: 0 rows, 0 seconds, 0 devices, 0 tokens\n"));
     }
 
     void ofManyTokensTheNewestFiftyStay()
@@ -207,8 +285,13 @@ private Q_SLOTS:
         QVERIFY(address);
         const auto session = service::DatabaseSession::open(address.value());
         QVERIFY(session);
-        for (int i = 0; i < 50; ++i)
-            QVERIFY(service::addToken(*session.value(), 1, std::to_string(i), {}));
+        const auto user = service::findUser(*session.value(), requests::kEmail.toStdString());
+        QVERIFY(user && user.value());
+        for (int i = 0; i < 50; ++i) {
+            const auto added =
+                service::addToken(*session.value(), *user.value(), std::to_string(i), {});
+            QVERIFY(added && added.value());
+        }
         QCOMPARE(stored(), QStringLiteral("user 1: 0 rows, 0 seconds, 0 devices, 50 tokens\n"));
         QCOMPARE(statusOf(requests::upload(port(), oldest, uploadBody({}))), 401);
         QCOMPARE(statusOf(requests::upload(port(), requests::newToken(port()), uploadBody({}))),
@@ -263,6 +346,17 @@ private:
     [[nodiscard]] int port() const { return m_service->port(); }
 
     [[nodiscard]] QString stored() { return m_service->summary(); }
+
+    /// What `option` does with a user, while the service runs.
+    [[nodiscard]] support::ServiceProcess::Run
+    command(const char* option, const QByteArray& email, const QByteArray& input = {})
+    {
+        return m_service->run({QStringLiteral("--database"),
+                               database(),
+                               QString::fromLatin1(option),
+                               QString::fromUtf8(email)},
+                              input);
+    }
 
     [[nodiscard]] QString database() const { return m_service->database(); }
 

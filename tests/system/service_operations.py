@@ -260,7 +260,6 @@ class ServiceOperations(unittest.TestCase):
             self.assertEqual(os.stat(copy).st_mode & 0o777, 0o600)
 
     def test_aUserCanBeRemovedWithEverything(self):
-        """With the statements of the guide."""
         address = "leaving@example.org"
         file = self.bench.folder / "leaving.sqlite"
         for database in (self.database, file):
@@ -270,26 +269,35 @@ class ServiceOperations(unittest.TestCase):
             try:
                 token = sign_in(self.open(port), address, PASSWORD)
                 self.assertEqual(upload(self.open(port), token, rows(5))[0], 201)
-                self.remove_user(address, file if database == file else None)
+                self.assertEqual(self.bench.service(self.service, "--database", database, "--remove-user", address),
+                                 "removed the user and 5 rows\n")
                 self.assertEqual(upload(self.open(port), token, rows(5))[0], 401)
             finally:
                 self.assertEqual(self.bench.end(instance), 0)
+        for table in ("activities", "tokens"):
+            left = f"select count(*) from {table} where user_id <> 1"
+            self.assertEqual(self.bench.administer("psql", "-At", "--dbname=velomira", f"--command={left}"), "0\n")
+            with contextlib.closing(sqlite3.connect(file)) as database:
+                self.assertEqual(database.execute(left.replace("<> 1", "> 0")).fetchone()[0], 0)
         self.assertEqual(self.bench.service(self.service, "--database", file, "--summary"), "")
         self.assertEqual(self.bench.service(self.service, "--database", self.database, "--summary").count("user "), 1)
 
-    def test_anAccountGetsANewPassword(self):
-        """With the statements of the guide."""
-        script = re.search(r"<<'SQL'\n(.*?)SQL\n", self.guide, re.DOTALL)[1]
-        address, helper, other = "you@example.org", "new.you@example.org", "another password"
-        for email, password in ((address, PASSWORD), (helper, other)):
-            self.bench.service(self.service, "--database", self.database, "--add-user", email, "You",
-                               text=password + "\n")
-        self.bench.run(["psql", "--host", self.bench.socket, "--set=ON_ERROR_STOP=1", "velomira"], input=script)
-        sign_in(self.open(self.ports[0]), address, other)
-        for email, password in ((address, PASSWORD), (helper, other)):
-            with self.assertRaisesRegex(RuntimeError, "failed with 401"):
-                sign_in(self.open(self.ports[0]), email, password)
-        self.bench.administer("psql", "--dbname=velomira", f"--command=delete from users where email_key = '{address}'")
+    def test_aNewPasswordHoldsAtAllInstances(self):
+        address = "you@example.org"
+        self.bench.service(self.service, "--database", self.database, "--add-user", address, "You",
+                           text=PASSWORD + "\n")
+        try:
+            token = sign_in(self.open(self.ports[0]), address, PASSWORD)
+            self.assertEqual(self.bench.service(self.service, "--database", self.database, "--set-password", address,
+                                                text="another password\n"),
+                             "changed the password and revoked 1 tokens\n")
+            for port in self.ports:
+                self.assertEqual(upload(self.open(port), token, [])[0], 401)
+                with self.assertRaisesRegex(RuntimeError, "failed with 401"):
+                    sign_in(self.open(port), address, PASSWORD)
+                sign_in(self.open(port), address, "another password")
+        finally:
+            self.bench.service(self.service, "--database", self.database, "--remove-user", address)
 
     def test_theTableCanBePartitionedByUser(self):
         """With the statements of the guide, in a database of its own."""
@@ -305,29 +313,12 @@ class ServiceOperations(unittest.TestCase):
             # Half of them again, which replaces, and as many new ones.
             self.assertEqual(upload(self.open(port), token, rows(300, 150))[0], 201)
             self.assertEqual(self.stored(database), 450)
-            self.bench.administer("psql", "--dbname=partitioned",
-                                  f"--command=delete from users where email_key = '{EMAIL}'")
+            self.assertEqual(self.bench.service(self.service, "--database", database, "--remove-user", EMAIL),
+                             "removed the user and 450 rows\n")
             self.assertEqual(self.bench.administer("psql", "-At", "--dbname=partitioned",
                                                    "--command=select count(*) from activities"), "0\n")
         finally:
             self.assertEqual(self.bench.end(instance), 0)
-
-    def remove_user(self, address: str, file):
-        statement = "delete from users where email_key = "
-        self.assertIn(statement, self.guide)
-        if file is None:
-            self.bench.administer("psql", "--dbname=velomira", f"--command={statement}'{address}'")
-            for table in ("activities", "tokens"):
-                left = f"--command=select count(*) from {table} where user_id <> 1"
-                self.assertEqual(self.bench.administer("psql", "-At", "--dbname=velomira", left), "0\n")
-            return
-        self.assertIn("pragma foreign_keys = on", self.guide)
-        with contextlib.closing(sqlite3.connect(file)) as database:
-            database.execute("pragma foreign_keys = on")
-            database.execute(f"{statement}?", [address])
-            database.commit()
-            for table in ("activities", "tokens", "users"):
-                self.assertEqual(database.execute(f"select count(*) from {table}").fetchone()[0], 0)
 
     @contextlib.contextmanager
     def uploading(self, token: str, port=None):
