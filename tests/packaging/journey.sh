@@ -70,9 +70,9 @@ wait_until 30 runs || fail "the bus did not start the program"
 wait_until 30 has_titled Dashboard || fail "the program that is signed in did not open the dashboard"
 if has_titled Login; then fail "the program that is signed in opened the login window"; fi
 wmctrl -F -c Dashboard
-wait_until 10 is_without Dashboard || fail "the dashboard did not close"
+wait_until 30 is_without Dashboard || fail "the dashboard did not close"
 wmctrl -F -a Terminal
-wait_until 10 has_focus Terminal || fail "the terminal did not come to the front"
+wait_until 30 has_focus Terminal || fail "the terminal did not come to the front"
 wait_until 30 recorded '"windowTitle":"Terminal"' || fail "the terminal was not recorded: $(<"$data")"
 cp "$data" "$results/"
 

@@ -173,9 +173,11 @@ private Q_SLOTS:
         since.start();
         while (since.elapsed() < 1000) {
         } // the loop is busy: ten firings are due
+        QCOMPARE(fired, 0);
         since.restart();
-        QTRY_VERIFY(since.elapsed() >= 250);
-        QVERIFY2(fired >= 2 && fired <= 4, qPrintable(QString::number(fired)));
+        QTRY_VERIFY(fired >= 3);
+        // One that was due, and two at their time.
+        QVERIFY2(since.elapsed() >= 100, qPrintable(QString::number(since.elapsed())));
     }
 
     void terminationSignalsBecomeARequest()

@@ -32,6 +32,9 @@ platform::Outcome Agent::start(const QStringList& arguments)
 
 QStringList Agent::lines()
 {
+    // Also what it has written and the event loop has not read yet.
+    while (m_child.process().waitForReadyRead(0)) {
+    }
     m_output += QString::fromUtf8(m_child.process().readAllStandardOutput());
     QStringList all = m_output.split(QLatin1Char('\n'));
     all.removeLast(); // nothing, or a line that is not whole yet

@@ -68,7 +68,7 @@ public:
 
 private:
     static constexpr int kPatienceMs = 30000; // for the browser, on a loaded machine
-    static constexpr int kLimitMs = 1000;
+    static constexpr int kLimitMs = 10000;    // likewise; longestMs() tells what is usual
     static constexpr int kLooks = 50;
 
     [[nodiscard]] platform::Outcome waitForTitle(const QString& title, const QString& address)

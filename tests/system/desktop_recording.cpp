@@ -155,29 +155,30 @@ void DesktopRecording::anEmptyWorkspaceGivesNoSample()
     m_recorder->tick();
     const QStringList before = m_recorder->records();
     VERIFY_OUTCOME(m_session->showEmptyWorkspace());
-    QTRY_COMPARE(m_recorder->front(), kNone);
+    QTRY_COMPARE_WITH_TIMEOUT(m_recorder->front(), kNone, 10000);
     m_recorder->tick();
     QCOMPARE(m_recorder->records(), before);
     VERIFY_OUTCOME(m_session->showFirstWorkspace());
     VERIFY_OUTCOME(m_session->focus(*m_gtk));
-    QTRY_COMPARE(m_recorder->front().section(u'|', 0, 0), QStringLiteral("Window & Co "));
+    QTRY_COMPARE_WITH_TIMEOUT(
+        m_recorder->front().section(u'|', 0, 0), QStringLiteral("Window & Co "), 10000);
 }
 
 void DesktopRecording::idleTimeCountsUpAndInputResetsIt()
 {
     VERIFY_OUTCOME(m_session->makeInput());
-    QTRY_VERIFY(m_recorder->idleSeconds() < 1);
-    QTRY_VERIFY(m_recorder->idleSeconds() >= 2);
+    QTRY_VERIFY(m_recorder->idleSeconds() < 3);
+    QTRY_VERIFY_WITH_TIMEOUT(m_recorder->idleSeconds() >= 4, 10000);
     const double before = m_recorder->idleSeconds();
-    QVERIFY2(before < 4, qPrintable(QString::number(before)));
+    QVERIFY2(before < 8, qPrintable(QString::number(before)));
     VERIFY_OUTCOME(m_session->makeInput());
-    QTRY_VERIFY(m_recorder->idleSeconds() < 2);
+    QTRY_VERIFY(m_recorder->idleSeconds() < 4);
 }
 
 void DesktopRecording::aFloodOfTitlesEndsWithTheLastOne()
 {
     VERIFY_OUTCOME(m_qt->changeTitles(QStringLiteral("flood"), 2000, std::chrono::seconds(2)));
-    QTRY_COMPARE(m_recorder->front(), QStringLiteral("Fenster | flood 2000"));
+    QTRY_COMPARE_WITH_TIMEOUT(m_recorder->front(), QStringLiteral("Fenster | flood 2000"), 30000);
 }
 
 void DesktopRecording::whatAnswersIsNamed()
@@ -205,9 +206,9 @@ void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
         return agent.lines().join(u'\n').contains(QStringLiteral(" | Dashboard | --"));
     };
     QTRY_VERIFY2_WITH_TIMEOUT(
-        isDashboardInFront(), qPrintable(agent.lines().join(u'\n') + agent.complaints()), 20000);
+        isDashboardInFront(), qPrintable(agent.lines().join(u'\n') + agent.complaints()), 60000);
     VERIFY_OUTCOME(m_session->focus(*m_qt));
-    QTRY_VERIFY_WITH_TIMEOUT(ticksIn(agent.lines()).count(shown) >= 2, 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(ticksIn(agent.lines()).count(shown) >= 2, 60000);
     m_session->killDisplay();
     QCOMPARE(agent.waitForEnd(), std::optional(EXIT_FAILURE));
     const QStringList complaints = agent.complaints().trimmed().split(u'\n');
@@ -232,10 +233,10 @@ void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
     VERIFY_OUTCOME(again.start());
     QTRY_VERIFY2_WITH_TIMEOUT(!ticksIn(again.lines()).isEmpty(),
                               qPrintable(again.lines().join(u'\n') + again.complaints()),
-                              20000);
+                              60000);
     VERIFY_OUTCOME(next->focus(window));
     QTRY_VERIFY_WITH_TIMEOUT(ticksIn(again.lines()).contains(QStringLiteral("Fenster | again")),
-                             20000);
+                             60000);
     const std::optional<int> code = again.end();
     QVERIFY2(code == EXIT_SUCCESS, qPrintable(again.complaints()));
     QCOMPARE(recordsIn(again.dataFile()), kept + ticksIn(again.lines()));

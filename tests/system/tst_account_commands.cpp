@@ -196,7 +196,7 @@ private Q_SLOTS:
         QVERIFY(kill(static_cast<pid_t>(m_service.process().pid()), SIGSTOP) == 0);
         QVERIFY(start({QStringLiteral("--sign-in"), kEmail}, kPassword));
         const QString process = QStringLiteral("/proc/%1/").arg(m_agent->process().pid());
-        QTRY_VERIFY(hasConnectionToService());
+        QTRY_VERIFY_WITH_TIMEOUT(hasConnectionToService(), 20000);
         const QByteArray visible = contentOf(process + QStringLiteral("cmdline")) +
                                    contentOf(process + QStringLiteral("environ"));
         QVERIFY(visible.contains("--sign-in"));

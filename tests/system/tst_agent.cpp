@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <unistd.h>
+#include <vector>
 
 using support::Agent;
 using support::HeadlessX11;
@@ -158,16 +159,23 @@ private Q_SLOTS:
                                   20000);
         QStringList expected = m_agent->lines();
         for (const Step& step : steps) {
+            const QString before = expected.last();
+            const QString now = tickOf(step.name, step.title);
             QVERIFY(
                 xdotool(m_desktop->x11(), step.xdotool)); // well within the second to the next tick
-            for (int i = 0; i < step.ticks; ++i) {
-                expected += tickOf(step.name, step.title);
-                QCOMPARE(m_agent->waitForLines(expected.size()), expected);
+            for (int i = 0; i < step.ticks;) {
+                const QStringList lines = m_agent->waitForLines(expected.size() + 1);
+                // Where the machine stalls, a tick may come before what was done.
+                const bool isEarly = i == 0 && lines.value(expected.size()) == before;
+                expected += isEarly && before != now ? before : now;
+                QCOMPARE(lines, expected);
+                i += isEarly && before != now ? 0 : 1;
             }
         }
         QCOMPARE(m_agent->end(), std::optional(0));
-        QCOMPARE(m_agent->lines(), expected);
-        QCOMPARE(recorded(*m_agent), expected);
+        const QStringList all = m_agent->lines();
+        QCOMPARE(all.first(expected.size()), expected);
+        QCOMPARE(recorded(*m_agent), all);
         QCOMPARE(m_agent->complaints(), QString());
     }
 
@@ -175,15 +183,20 @@ private Q_SLOTS:
     {
         const FocusedWindow window(m_desktop->x11(), "Editor", QStringLiteral("notes"));
         QVERIFY(window.hasFocus && m_desktop->startTracking(*m_agent));
-        QCOMPARE(m_agent->waitForLines(5).size(), 5);
+        QCOMPARE(m_agent->waitForLines(8).size(), 8);
         QCOMPARE(m_agent->end(), std::optional(0));
         const auto list = samples::read(samples::contentOf(m_agent->dataFile()));
-        QVERIFY(list && list->size() >= 5);
+        QVERIFY(list && list->size() >= 8);
+        std::vector<double> gaps;
         for (std::size_t i = 1; i < list->size(); ++i) {
-            const double gap = (*list)[i].timestamp - (*list)[i - 1].timestamp;
-            QVERIFY2(gap > 0.8 && gap < 1.2, qPrintable(QString::number(gap)));
+            gaps.push_back((*list)[i].timestamp - (*list)[i - 1].timestamp);
+            QVERIFY(gaps.back() > 0);
             QCOMPARE((*list)[i].duration, 1.0);
         }
+        // A stall of the machine makes one longer and the next one shorter.
+        std::ranges::sort(gaps);
+        const double usual = gaps[gaps.size() / 2];
+        QVERIFY2(usual > 0.8 && usual < 1.2, qPrintable(QString::number(usual)));
     }
 
     void nothingInFrontRecordsNothing()
@@ -286,9 +299,9 @@ private Q_SLOTS:
         m_agent->send(SIGCONT);
         timer.restart();
         QTRY_VERIFY_WITH_TIMEOUT(timer.elapsed() >= 3500, 5000);
-        // At once the one that was due, then one a second.
+        // At once the one that was due, then one a second; none for the ten that were missed.
         const qsizetype after = m_agent->lines().size() - before;
-        QVERIFY2(after >= 3 && after <= 5, qPrintable(QString::number(after)));
+        QVERIFY2(after >= 2 && after < 10, qPrintable(QString::number(after)));
         QCOMPARE(m_agent->end(), std::optional(0));
         const auto list = samples::read(samples::contentOf(m_agent->dataFile()));
         QVERIFY(list);

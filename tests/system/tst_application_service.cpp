@@ -413,12 +413,16 @@ private Q_SLOTS:
         Start next(m_bus->environment());
         QVERIFY(next.run({text("velomira://login")}));
         // It waits for the answer of the stopped one: the bus knows both.
-        QTRY_VERIFY(m_bus
-                        ->call(text("org.freedesktop.DBus"),
-                               text("/org/freedesktop/DBus"),
-                               text("org.freedesktop.DBus.ListNames"),
-                               {})
-                        .count(text("':")) >= 3);
+        const auto knowsBoth = [this] {
+            return m_bus
+                       ->call(text("org.freedesktop.DBus"),
+                              text("/org/freedesktop/DBus"),
+                              text("org.freedesktop.DBus.ListNames"),
+                              {})
+                       .count(text("':")) >= 3;
+        };
+        QVERIFY(
+            QTest::qWaitFor(knowsBoth, kPatienceMs)); // each question takes from its three seconds
         first.send(SIGKILL);
         QVERIFY(next.waitFor("url velomira://login []"));
         QCOMPARE(next.lines().first(), text("first"));
@@ -436,7 +440,7 @@ private Q_SLOTS:
         QVERIFY(second.run({text("velomira://login")}));
         QCOMPARE(second.waitForEnd(), 1);
         const qint64 elapsed = timer.elapsed();
-        QVERIFY2(elapsed >= 2900 && elapsed < 4000, qPrintable(QString::number(elapsed)));
+        QVERIFY2(elapsed >= 2900 && elapsed < 15000, qPrintable(QString::number(elapsed)));
         QCOMPARE(second.lines(),
                  QStringList(text("Quillstep: the instance that runs (process %1) does not answer; "
                                   "end it and try again")
@@ -509,7 +513,7 @@ private Q_SLOTS:
         QVERIFY(start.run());
         QCOMPARE(start.waitForEnd(), 1);
         const qint64 elapsed = timer.elapsed();
-        QVERIFY2(elapsed >= 2900 && elapsed < 4000, qPrintable(QString::number(elapsed)));
+        QVERIFY2(elapsed >= 2900 && elapsed < 15000, qPrintable(QString::number(elapsed)));
         QCOMPARE(start.lines(), QStringList(text("Quillstep: the session bus does not answer")));
         m_bus->resume();
         QVERIFY(start.run());

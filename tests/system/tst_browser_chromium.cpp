@@ -250,7 +250,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
         REQUIRE(m_browser.show(page("first")));
         REQUIRE(m_watch.comesToNothing(text("first"), 200));
-        QVERIFY(processesOf(text(BROWSER_HOST_EXECUTABLE)).isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(processesOf(text(BROWSER_HOST_EXECUTABLE)).isEmpty(), kPatienceMs);
         REQUIRE(m_browser.run(extensions, setEnabled(true)));
         QTRY_COMPARE_WITH_TIMEOUT(m_desktop.address(), page("first"), kPatienceMs);
         REQUIRE(m_browser.close(extensions));

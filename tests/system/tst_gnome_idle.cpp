@@ -65,18 +65,19 @@ private Q_SLOTS:
                 worst = std::max(worst, difference());
             }
             qInfo("the error is at most %.0f ms", worst * 1e3);
-            QVERIFY(worst < 0.3);
+            QVERIFY(worst < 0.8);
         }
     }
 
     void aSourceThatComesLaterAgreesToo()
     {
         VERIFY_OUTCOME(m_session.makeInput());
+        QTRY_VERIFY(m_source->secondsSinceLastInput() < 0.3);
         QTRY_VERIFY(m_source->secondsSinceLastInput() > 2);
         MutterIdleTime source(*m_bus);
         QTRY_COMPARE(source.presence(), Presence::Here);
         QVERIFY(source.secondsSinceLastInput() >= 2);
-        QVERIFY(std::abs(source.secondsSinceLastInput() - m_source->secondsSinceLastInput()) < 0.3);
+        QVERIFY(std::abs(source.secondsSinceLastInput() - m_source->secondsSinceLastInput()) < 0.8);
         VERIFY_OUTCOME(m_session.makeInput());
         QTRY_VERIFY(source.secondsSinceLastInput() < 0.3);
     }
@@ -92,6 +93,7 @@ private Q_SLOTS:
     void whileNothingChangesNothingIsSent()
     {
         VERIFY_OUTCOME(m_session.makeInput());
+        QTRY_VERIFY(m_source->secondsSinceLastInput() < 0.3);
         QTRY_VERIFY(m_source->secondsSinceLastInput() > 2);
         support::ChildProcess monitor;
         const QString name = m_bus->baseService();
@@ -134,6 +136,7 @@ private Q_SLOTS:
     void afterACrashOfTheShellTheNextOneIsAsked()
     {
         VERIFY_OUTCOME(m_session.makeInput());
+        QTRY_VERIFY(m_source->secondsSinceLastInput() < 0.3);
         QTRY_VERIFY(m_source->secondsSinceLastInput() > 1);
         m_session.killDisplay();
         QTRY_COMPARE(m_source->presence(), Presence::Absent);
@@ -141,8 +144,9 @@ private Q_SLOTS:
         VERIFY_OUTCOME(m_session.startShell());
         QTRY_COMPARE(m_source->presence(), Presence::Here);
         VERIFY_OUTCOME(m_session.makeInput());
+        QTRY_VERIFY(m_source->secondsSinceLastInput() < 0.3);
         QTRY_VERIFY(m_source->secondsSinceLastInput() > 1);
-        QVERIFY(difference() < 0.3);
+        QVERIFY(difference() < 0.8);
     }
 
     void withoutMutterItIsAbsent()

@@ -129,7 +129,8 @@ private Q_SLOTS:
         VERIFY_OUTCOME(window.open(m_session.environment(), u"org.example.Clock"_qs, u"12:00"_qs));
         VERIFY_OUTCOME(m_session.focus(window));
         QTRY_COMPARE(identifiers(), QStringList(u"org.example.Clock"_qs));
-        QTRY_COMPARE(m_source->frontWindow()->name, std::optional(u"Uhr"_qs));
+        QTRY_COMPARE(m_source->frontWindow().value_or(FrontWindow()).name,
+                     std::optional(u"Uhr"_qs));
         QCOMPARE(title(), u"12:00"_qs);
     }
 
@@ -215,7 +216,7 @@ private Q_SLOTS:
         VERIFY_OUTCOME(m_session.setExtensionEnabled(false));
         QTRY_COMPARE(m_source->presence(), Presence::Absent);
         ProgramBus other(m_session.busAddress(), u"other"_qs, kName);
-        QTRY_VERIFY(other.ownsName());
+        QVERIFY(other.ownsName());
         Impostor impostor;
         QVERIFY(other.connection().registerVirtualObject(kPath, &impostor));
         // It can answer, and its announcement arrives before the answer.
@@ -258,16 +259,19 @@ private Q_SLOTS:
         messages = 0;
 
         const double before = processorTime();
+        QElapsedTimer flood;
+        flood.start();
         VERIFY_OUTCOME(window.changeTitles(u"Flood"_qs, 10000, std::chrono::seconds(10)));
-        QTRY_COMPARE(title(), u"Flood 10000"_qs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Flood 10000"_qs, 20000);
+        const qint64 lasted = flood.elapsed();
         const double used = processorTime() - before;
         static_cast<void>(count());
         qInfo("10,000 titles: %lld messages, %.0f ms of processor time",
               static_cast<long long>(messages),
               used);
         QVERIFY(messages > 10);
-        QVERIFY(messages < 500);
-        QVERIFY(used < 500);
+        QVERIFY(messages < lasted / 50 * 2 + 100); // twenty questions a second at most, and answers
+        QVERIFY(used < 5000);                      // under sanitizers, on a loaded machine
     }
 
     void aHangingShellIsForgottenAndFoundAgain()

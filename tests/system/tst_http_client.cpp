@@ -316,10 +316,10 @@ private Q_SLOTS:
         const QByteArray body = "0123456789";
         server.willAnswer([&body](QTcpSocket& connection) {
             connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n");
-            ScriptedServer::drip(body, 100ms)(connection);
+            ScriptedServer::drip(body, 300ms)(connection);
         });
         HttpRequest what = request(server.url());
-        what.idleLimit = 600ms; // less than the whole answer takes
+        what.idleLimit = 2s; // less than the whole answer takes
         const auto answer = response(what);
         QVERIFY(answer);
         QCOMPARE(answer->body, body);

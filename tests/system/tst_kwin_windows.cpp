@@ -5,6 +5,7 @@
 #include "tests/support/test_window.h"
 #include "tests/system/kwin_observer.h"
 
+#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -45,6 +46,7 @@ private Q_SLOTS:
         TestWindow two(TestWindow::Toolkit::Gtk);
         VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_qs, u"First"_qs));
         VERIFY_OUTCOME(two.open(m_session.environment(), u"two"_qs, u"Second"_qs));
+        VERIFY_OUTCOME(m_session.focus(two)); // which a new window takes by itself, sooner or later
         for (int i = 0; i < 20; ++i) {
             TestWindow& window = i % 2 == 0 ? one : two;
             VERIFY_OUTCOME(m_session.focus(window));
@@ -78,6 +80,7 @@ private Q_SLOTS:
         TestWindow two;
         VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_qs, u"First"_qs));
         VERIFY_OUTCOME(two.open(m_session.environment(), u"two"_qs, u"Second"_qs));
+        VERIFY_OUTCOME(m_session.focus(two));
         VERIFY_OUTCOME(m_session.focus(one));
         QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
         VERIFY_OUTCOME(two.setTitle(u"Changed"_qs));
@@ -134,7 +137,7 @@ private Q_SLOTS:
             "    else workspace.activeWindow = w; }"
             "const active = workspace.clientList ? workspace.activeClient : workspace.activeWindow;"
             "say(active ? active.caption : 'nothing')"_qs;
-        QTRY_COMPARE(m_session.scripts().run(activate), u"Icons"_qs);
+        QTRY_COMPARE_WITH_TIMEOUT(m_session.scripts().run(activate), u"Icons"_qs, 20000);
         QTRY_COMPARE(m_observer->identifier(), u"(none)"_qs);
         VERIFY_OUTCOME(m_session.focus(window));
         QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
@@ -162,11 +165,15 @@ private Q_SLOTS:
         int warmUp = 0;
         QTRY_VERIFY(window.setTitle(u"Warm %1"_qs.arg(++warmUp)) && reports() > 0);
         const qsizetype before = reports();
+        QElapsedTimer flood;
+        flood.start();
         VERIFY_OUTCOME(window.changeTitles(u"Flood"_qs, 10000, 10s));
-        QTRY_COMPARE(m_observer->title(), u"Flood 10000"_qs);
+        QTRY_COMPARE_WITH_TIMEOUT(m_observer->title(), u"Flood 10000"_qs, 20000);
+        const qint64 lasted = flood.elapsed();
         QTRY_VERIFY(reports() - before > 10);
         const qsizetype sent = reports() - before;
-        QVERIFY2(sent <= 230, qPrintable(QString::number(sent)));
+        // At most twenty a second.
+        QVERIFY2(sent <= lasted / 50 + 30, qPrintable(QString::number(sent)));
     }
 
 private:

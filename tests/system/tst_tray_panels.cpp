@@ -191,6 +191,7 @@ private:
     void chooseTheLastRow()
     {
         constexpr int kHalfARow = 13;
+        QTRY_VERIFY_WITH_TIMEOUT(isMenuDrawn(), kPatienceMs);
         const std::optional<QRect> menu = m_screen->menu();
         QVERIFY(menu);
         const QPoint row(menu->center().x(), menu->bottom() - kHalfARow);

@@ -49,12 +49,12 @@ private Q_SLOTS:
         sinceStart.start();
         QTRY_VERIFY(idle() >= 2);
         // The count began when sway was asked, a moment before or after the clock here.
-        QVERIFY2(std::abs(idle() - double(sinceStart.elapsed()) / 1000) < 0.3,
+        QVERIFY2(std::abs(idle() - double(sinceStart.elapsed()) / 1000) < 0.8,
                  qPrintable(QString::number(idle())));
         const double before = idle();
         sinceStart.restart();
         QTRY_VERIFY(sinceStart.elapsed() >= 1000);
-        QVERIFY(std::abs(idle() - before - double(sinceStart.elapsed()) / 1000) < 0.05);
+        QVERIFY(std::abs(idle() - before - double(sinceStart.elapsed()) / 1000) < 0.3);
     }
 
     void inputResetsIt()
@@ -65,7 +65,7 @@ private Q_SLOTS:
         QElapsedTimer sinceInput;
         sinceInput.start();
         QTRY_VERIFY(idle() >= 1);
-        QVERIFY2(std::abs(idle() - double(sinceInput.elapsed()) / 1000) < 0.3,
+        QVERIFY2(std::abs(idle() - double(sinceInput.elapsed()) / 1000) < 0.8,
                  qPrintable(QString::number(idle())));
     }
 

@@ -10,9 +10,15 @@
 #include <QTest>
 
 #include <memory>
+#include <optional>
+#include <utility>
 
+using platform::Application;
 using support::HeadlessX11;
 using support::X11TestWindow;
+
+/// What was answered, and the round trips that it took.
+using Cost = std::pair<QString, std::uint64_t>;
 
 class TestX11RoundTrips final : public QObject
 {
@@ -47,28 +53,35 @@ private Q_SLOTS:
     void aTickCostsOneRoundTripWhileTheFocusStays()
     {
         for (int i = 0; i < 5; ++i) {
-            m_two->setTitle(QString::number(i));
-            QCOMPARE(m_observer->tick(), std::optional(QString::number(i)));
-            QCOMPARE(newWaits(), 1U);
+            const QString title = QString::number(i);
+            QCOMPARE(afterwards([&] { m_two->setTitle(title); }, [this] { return tick(); }),
+                     cost(title, 1));
         }
     }
 
     void aTickCostsTwoWhenTheFocusHasChanged()
     {
-        QVERIFY(m_one->focus());
-        QCOMPARE(m_observer->tick(), std::optional(u"One"_qs));
-        QCOMPARE(newWaits(), 2U);
-        QCOMPARE(m_observer->tick(), std::optional(u"One"_qs));
-        QCOMPARE(newWaits(), 1U);
+        const auto change = [this] {
+            QVERIFY(m_two->focus());
+            QCOMPARE(tick(), u"Two"_qs);
+            QVERIFY(m_one->focus());
+        };
+        QCOMPARE(afterwards(change, [this] { return tick(); }), cost(u"One"_qs, 2));
+        QCOMPARE(afterwards([] {}, [this] { return tick(); }), cost(u"One"_qs, 1));
     }
 
     void theApplicationAloneCostsOne()
     {
-        QCOMPARE(m_observer->frontTitle(), std::optional(u"Two"_qs));
-        QCOMPARE(newWaits(), 1U);
-        QVERIFY(m_one->focus());
-        QCOMPARE(m_observer->frontTitle(), std::optional(u"One"_qs));
-        QCOMPARE(newWaits(), 2U);
+        const auto ask = [this] {
+            return m_observer->frontTitle().value_or(QString());
+        };
+        QCOMPARE(afterwards([] {}, ask), cost(u"Two"_qs, 1));
+        const auto change = [&] {
+            QVERIFY(m_two->focus());
+            QCOMPARE(ask(), u"Two"_qs);
+            QVERIFY(m_one->focus());
+        };
+        QCOMPARE(afterwards(change, ask), cost(u"One"_qs, 2));
     }
 
     void idleTicksCostOneAndLeaveNothingBehind()
@@ -77,9 +90,8 @@ private Q_SLOTS:
             QVERIFY(m_observer->idleTime.secondsSinceLastInput() >= 0);
             QCOMPARE(newWaits(), 1U);
         }
-        m_two->setTitle(u"New"_qs);
-        QCOMPARE(m_observer->tick(), std::optional(u"New"_qs));
-        QCOMPARE(newWaits(), 1U);
+        QCOMPARE(afterwards([this] { m_two->setTitle(u"New"_qs); }, [this] { return tick(); }),
+                 cost(u"New"_qs, 1));
     }
 
     void anAnswerOfAnEarlierTickIsNotUsed()
@@ -96,26 +108,29 @@ private Q_SLOTS:
 
     void titleAndApplicationAreOfTheSameMoment()
     {
-        const auto application = m_observer->front();
-        QVERIFY(application);
-        m_two->setTitle(u"Later"_qs);
-        QCOMPARE(m_observer->windowTitle.focusedWindowTitle(*application),
-                 std::optional(u"Two"_qs));
-        QCOMPARE(m_observer->windowTitle.focusedWindowTitle(*application),
-                 std::optional(u"Later"_qs));
+        const auto prepare = [this] {
+            m_two->setTitle(u"Two"_qs);
+        };
+        std::optional<Application> application;
+        const auto ask = [&] {
+            application = m_observer->front();
+            m_two->setTitle(u"Later"_qs);
+            return titleOf(application);
+        };
+        QCOMPARE(afterwards(prepare, ask).first, u"Two"_qs);
+        QCOMPARE(titleOf(application), u"Later"_qs);
     }
 
     void aRestartedWindowManagerCostsOneMoreOnce()
     {
-        m_desktop.killWindowManager();
-        QCOMPARE(m_observer->tick(), std::nullopt);
-        QVERIFY(m_desktop.startWindowManager());
-        QVERIFY(m_two->focus());
-        static_cast<void>(newWaits());
-        QCOMPARE(m_observer->tick(), std::optional(u"Two"_qs));
-        QCOMPARE(newWaits(), 2U);
-        QCOMPARE(m_observer->tick(), std::optional(u"Two"_qs));
-        QCOMPARE(newWaits(), 1U);
+        const auto restart = [this] {
+            m_desktop.killWindowManager();
+            QCOMPARE(m_observer->tick(), std::nullopt);
+            QVERIFY(m_desktop.startWindowManager());
+            QVERIFY(m_two->focus());
+        };
+        QCOMPARE(afterwards(restart, [this] { return tick(); }), cost(u"Two"_qs, 2));
+        QCOMPARE(afterwards([] {}, [this] { return tick(); }), cost(u"Two"_qs, 1));
     }
 
 private:
@@ -125,6 +140,34 @@ private:
         window->setClass("tool", "Tool");
         window->setTitle(title);
         return window->showAndFocus() ? std::move(window) : nullptr;
+    }
+
+    QString tick() { return m_observer->tick().value_or(QString()); }
+
+    QString titleOf(const std::optional<Application>& application)
+    {
+        const auto title =
+            application ? m_observer->windowTitle.focusedWindowTitle(*application) : std::nullopt;
+        return title.value_or(QString());
+    }
+
+    static Cost cost(const QString& answer, std::uint64_t waits) { return {answer, waits}; }
+
+    /// What `ask` answers after `prepare`. Both again when the machine was too busy for that: what
+    /// has been asked for a tick is not good for long.
+    template <typename Prepare, typename Ask> Cost afterwards(Prepare prepare, Ask ask)
+    {
+        constexpr qint64 kGoodForMs = 100;
+        for (;;) {
+            prepare();
+            static_cast<void>(newWaits());
+            QElapsedTimer taken;
+            taken.start();
+            const QString answer = ask();
+            const std::uint64_t waits = newWaits();
+            if (QTest::currentTestFailed() || !taken.hasExpired(kGoodForMs))
+                return {answer, waits};
+        }
     }
 
     /// Round trips since the last call, or since the start of the test.

@@ -77,7 +77,7 @@ StartResult claimOrHandOver(ApplicationService& service,
 {
     const QDeadlineTimer deadline(limit);
     for (;;) {
-        switch (service.claim(left(deadline))) {
+        switch (service.claim(std::max(left(deadline), kTimeForTheBus))) {
         case ApplicationService::Claim::Primary:
             keepOwn(service, request);
             return {.kind = StartResult::Kind::First, .text = {}};
