@@ -9,8 +9,10 @@ sway/idle, sway/coverage
             the same on a headless sway: no X server is asked, the compositor tells
 dashboard   as idle/30000, with the dashboard open beside the terminal
 start       the median of several starts, with a panel that shows the icon
+floor       no Quillstep: a process that does nothing but wake up once a second, append a record's worth of bytes to a
+            file and flush it
 
-What the figures of all but the last count, after five seconds of warming up:
+What the figures of all but these two count, after five seconds of warming up:
   cpu_s_per_1000_ticks    processor time, user and system, of all threads
   wakeups_per_s           voluntary context switches of all threads: each time one of them stopped to wait
                           for something (timer, X server, disk, another thread) and was woken for it again
@@ -51,6 +53,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 REFERENCE = 978307200  # 2001-01-01 in Unix time
 WARM_UP = 5
 STARTS = 11
+FLOOR_SECONDS = 20
 FIRST_WINDOW_AFTER = 0.5  # seconds; the dashboard is not due before
 STILL_ACTIVE = 30  # seconds between two keys: the user must not count as idle
 MB = 1_000_000
@@ -284,6 +287,26 @@ def starts(program: pathlib.Path) -> dict:
             "second_start_ms": statistics.median(second) * 1000}
 
 
+def floor() -> dict:
+    """What keeping a sample each second costs anybody on this disk."""
+    file = pathlib.Path(os.environ["HOME"]) / "floor"
+    work = "import os, sys, time\nfile = os.open(sys.argv[1], os.O_WRONLY | os.O_CREAT)\n" \
+           "while True:\n    os.write(file, b' ' * 200)\n    os.fdatasync(file)\n    time.sleep(1)\n"
+    with subprocess.Popen([sys.executable, "-c", work, str(file)]) as process:
+        try:
+            wait_for(lambda: file.exists() and file.stat().st_size >= 400, 10, "the second flush")
+            watched, start = Watched(process.pid), time.monotonic()
+            before, cpu, size = watched.count_switches(), watched.cpu(), file.stat().st_size
+            time.sleep(FLOOR_SECONDS)
+            switches, cpu, passed = watched.count_switches() - before, watched.cpu() - cpu, time.monotonic() - start
+            flushes = (file.stat().st_size - size) / 200
+        finally:
+            process.terminate()
+    file.unlink()
+    return {"name": "floor", "seconds": passed, "ticks": flushes, "cpu_s_per_1000_ticks": cpu / flushes * 1000,
+            "wakeups_per_s": switches / passed}
+
+
 def idle_seconds(records: int) -> int:
     """So long that what a start costs once does not count tenfold in a figure for 1,000 ticks."""
     if records == 0:
@@ -321,7 +344,7 @@ def main() -> int:
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     sign_in()
     print(f"==> {STARTS} starts", flush=True)
-    rows = [starts(arguments.program)]
+    rows = [starts(arguments.program), floor()]
     for records in arguments.records:
         seconds = arguments.seconds or idle_seconds(records)
         print(f"==> Idle agent with {records:,} records for {seconds} s", flush=True)
