@@ -211,18 +211,16 @@ private Q_SLOTS:
 
     void noTokenIsMadeForAPasswordThatHasJustBeenReplaced()
     {
-        const auto address = service::parseDatabaseAddress(database());
-        QVERIFY(address);
-        const auto session = service::DatabaseSession::open(address.value());
+        const auto session = openDatabase();
         QVERIFY(session);
-        const auto user = service::findUser(*session.value(), requests::kEmail.toStdString());
+        const auto user = service::findUser(*session, requests::kEmail.toStdString());
         QVERIFY(user && user.value());
         QCOMPARE(command("--set-password", requests::kEmail, "battery staple\n").code,
                  std::optional(0));
-        const auto late = service::addToken(*session.value(), *user.value(), "late", {});
+        const auto late = service::addToken(*session, *user.value(), "late", {});
         QVERIFY(late && !late.value());
         QCOMPARE(command("--remove-user", requests::kEmail).code, std::optional(0));
-        const auto later = service::addToken(*session.value(), *user.value(), "later", {});
+        const auto later = service::addToken(*session, *user.value(), "later", {});
         QVERIFY(later && !later.value());
         QCOMPARE(stored(), QString());
     }
@@ -251,14 +249,11 @@ private Q_SLOTS:
 
     void aDatabaseOfAnEarlierVersionIsBroughtUpToDate()
     {
-        const auto address = service::parseDatabaseAddress(database());
-        QVERIFY(address);
         {
-            const auto session = service::DatabaseSession::open(address.value());
+            const auto session = openDatabase();
             QVERIFY(session);
-            QVERIFY(session.value()->run(QStringLiteral("drop table removed_users")));
-            QVERIFY(session.value()->run(
-                QStringLiteral("delete from schema_version where version = 2")));
+            QVERIFY(session->run(QStringLiteral("drop table removed_users")));
+            QVERIFY(session->run(QStringLiteral("delete from schema_version where version = 2")));
         }
         const auto removed = command("--remove-user", requests::kEmail);
         QCOMPARE(removed.complaint, QString());
@@ -281,15 +276,12 @@ private Q_SLOTS:
     {
         const QByteArray oldest = requests::newToken(port());
         // Directly into the database: signing in takes its time.
-        const auto address = service::parseDatabaseAddress(database());
-        QVERIFY(address);
-        const auto session = service::DatabaseSession::open(address.value());
+        const auto session = openDatabase();
         QVERIFY(session);
-        const auto user = service::findUser(*session.value(), requests::kEmail.toStdString());
+        const auto user = service::findUser(*session, requests::kEmail.toStdString());
         QVERIFY(user && user.value());
         for (int i = 0; i < 50; ++i) {
-            const auto added =
-                service::addToken(*session.value(), *user.value(), std::to_string(i), {});
+            const auto added = service::addToken(*session, *user.value(), std::to_string(i), {});
             QVERIFY(added && added.value());
         }
         QCOMPARE(stored(), QStringLiteral("user 1: 0 rows, 0 seconds, 0 devices, 50 tokens\n"));
@@ -346,6 +338,16 @@ private:
     [[nodiscard]] int port() const { return m_service->port(); }
 
     [[nodiscard]] QString stored() { return m_service->summary(); }
+
+    /// The database that the service uses; null when it cannot be opened.
+    [[nodiscard]] std::unique_ptr<service::DatabaseSession> openDatabase() const
+    {
+        const auto address = service::parseDatabaseAddress(database());
+        if (!address)
+            return nullptr;
+        auto session = service::DatabaseSession::open(address.value());
+        return session ? std::move(session).value() : nullptr;
+    }
 
     /// What `option` does with a user, while the service runs.
     [[nodiscard]] support::ServiceProcess::Run
