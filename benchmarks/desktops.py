@@ -107,12 +107,13 @@ class SwayDesktop:
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="quillstep-sway-"))
         settings = self.folder / "config"
         settings.write_text(self.SETTINGS, encoding="utf-8")
-        command = ["sway", "-c", str(settings)]
+        command = ["setpriv", "--pdeathsig=KILL"]
         if os.geteuid() == 0:
             nobody = pwd.getpwnam("nobody").pw_uid
             for path in (settings, self.folder):
                 os.chown(path, nobody, -1)
-            command = ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups", "--pdeathsig=KILL", "--", *command]
+            command += ["--reuid=nobody", "--regid=nogroup", "--clear-groups"]
+        command += ["--", "sway", "-c", str(settings)]
         runs_in = {name: str(self.folder) for name in ("HOME", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "XDG_CACHE_HOME")}
         with (self.folder / "log").open("w", encoding="utf-8") as log:
             self.process = subprocess.Popen(command, stdout=log, stderr=log, env={

@@ -28,7 +28,7 @@ QString storedKey(std::string_view email)
     return storedText(asciiLower(email));
 }
 
-DatabaseResult<int> endTokens(DatabaseSession& session, std::int64_t user)
+DatabaseResult<std::int64_t> endTokens(DatabaseSession& session, std::int64_t user)
 {
     auto removed =
         session.run(QStringLiteral("delete from tokens where user_id = ?"), {number(user)});
@@ -37,22 +37,23 @@ DatabaseResult<int> endTokens(DatabaseSession& session, std::int64_t user)
     return removed.value().numRowsAffected();
 }
 
-/// Runs `work` with the user of that address, in a transaction; nothing when there is none.
-template <typename Value, typename Work>
-DatabaseResult<std::optional<Value>>
+/// The number that `work` makes of the user of that address, in a transaction; nothing when there
+/// is none.
+template <typename Work>
+DatabaseResult<std::optional<std::int64_t>>
 withUser(DatabaseSession& session, const std::string& email, Work work)
 {
-    using Done = DatabaseResult<std::optional<Value>>;
+    using Done = DatabaseResult<std::optional<std::int64_t>>;
     return session.inExclusiveTransaction([&]() -> Done {
         const auto user = findUser(session, email);
         if (!user)
             return user.error();
         if (!user.value())
-            return std::optional<Value>();
-        const DatabaseResult<Value> result = work(*user.value());
-        if (!result)
-            return result.error();
-        return std::optional(result.value());
+            return std::optional<std::int64_t>();
+        const DatabaseResult<std::int64_t> number = work(*user.value());
+        if (!number)
+            return number.error();
+        return std::optional(number.value());
     });
 }
 
@@ -159,10 +160,10 @@ DatabaseResult<std::optional<std::int64_t>> userOfToken(DatabaseSession& session
     return std::optional<std::int64_t>(found.value().value(0).toLongLong());
 }
 
-DatabaseResult<std::optional<int>>
+DatabaseResult<std::optional<std::int64_t>>
 setPassword(DatabaseSession& session, const std::string& email, const std::string& passwordHash)
 {
-    return withUser<int>(session, email, [&](const User& user) -> DatabaseResult<int> {
+    return withUser(session, email, [&](const User& user) -> DatabaseResult<std::int64_t> {
         const auto changed =
             session.run(QStringLiteral("update users set password_hash = ? where id = ?"),
                         {storedText(passwordHash), number(user.id)});
@@ -175,13 +176,14 @@ setPassword(DatabaseSession& session, const std::string& email, const std::strin
 DatabaseResult<std::optional<std::int64_t>> removeUser(DatabaseSession& session,
                                                        const std::string& email)
 {
-    const auto remove = [&](const User& user) -> DatabaseResult<std::int64_t> {
-        auto rows = session.run(QStringLiteral("delete from activities where user_id = ?"),
-                                {number(user.id)});
-        if (!rows)
-            return rows.error();
-        const std::int64_t count = rows.value().numRowsAffected(); // before the next statement
-        // The tokens go with the user, and so do rows that have come meanwhile.
+    return withUser(session, email, [&](const User& user) -> DatabaseResult<std::int64_t> {
+        auto counted = session.run(
+            QStringLiteral("select count(*) from activities where user_id = ?"), {number(user.id)});
+        if (!counted)
+            return counted.error();
+        counted.value().next();
+        const std::int64_t rows = counted.value().value(0).toLongLong();
+        // Rows and tokens go with the user, also those that have come meanwhile.
         const auto removed =
             session.run(QStringLiteral("delete from users where id = ?"), {number(user.id)});
         if (!removed)
@@ -190,15 +192,14 @@ DatabaseResult<std::optional<std::int64_t>> removeUser(DatabaseSession& session,
                                        {number(user.id)});
         if (!noted)
             return noted.error();
-        return count;
-    };
-    return withUser<std::int64_t>(session, email, remove);
+        return rows;
+    });
 }
 
-DatabaseResult<std::optional<int>> revokeTokens(DatabaseSession& session, const std::string& email)
+DatabaseResult<std::optional<std::int64_t>> revokeTokens(DatabaseSession& session,
+                                                         const std::string& email)
 {
-    return withUser<int>(
-        session, email, [&](const User& user) { return endTokens(session, user.id); });
+    return withUser(session, email, [&](const User& user) { return endTokens(session, user.id); });
 }
 
 } // namespace service

@@ -47,16 +47,16 @@ struct User
 
 /// Gives a user another password and ends all tokens; how many there were, or nothing when there is
 /// no such user.
-[[nodiscard]] DatabaseResult<std::optional<int>>
+[[nodiscard]] DatabaseResult<std::optional<std::int64_t>>
 setPassword(DatabaseSession& session, const std::string& email, const std::string& passwordHash);
 
-/// Deletes a user with all tokens and uploads; how many rows were uploaded, or nothing when there
-/// is no such user.
+/// Deletes a user with all tokens and uploads; how many rows there were, or nothing when there is
+/// no such user.
 [[nodiscard]] DatabaseResult<std::optional<std::int64_t>> removeUser(DatabaseSession& session,
                                                                      const std::string& email);
 
 /// Ends all tokens of a user; how many there were, or nothing when there is no such user.
-[[nodiscard]] DatabaseResult<std::optional<int>> revokeTokens(DatabaseSession& session,
-                                                              const std::string& email);
+[[nodiscard]] DatabaseResult<std::optional<std::int64_t>> revokeTokens(DatabaseSession& session,
+                                                                       const std::string& email);
 
 } // namespace service

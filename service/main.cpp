@@ -35,9 +35,20 @@ int complain(const std::string& text)
     return EXIT_FAILURE;
 }
 
-int complainOfNoUser(const CommandLine& line)
+/// How a command for the user of that address ended: `done` is the number that belongs to `before`
+/// and `after`, or nothing when there is no such user.
+int report(const service::DatabaseResult<std::optional<std::int64_t>>& done,
+           const std::string& email,
+           const char* before,
+           const char* after)
 {
-    return complain("there is no user " + line.email);
+    if (!done)
+        return complain(done.error().text);
+    const std::optional<std::int64_t>& number = done.value();
+    if (!number)
+        return complain("there is no user " + email);
+    std::printf("%s %lld %s\n", before, static_cast<long long>(*number), after);
+    return EXIT_SUCCESS;
 }
 
 /// Of the password that the operator gives.
@@ -73,38 +84,10 @@ int setPassword(DatabaseSession& session, const CommandLine& line)
     const auto hash = readPasswordHash();
     if (!hash)
         return complain(hash.error().text);
-    const auto changed = service::setPassword(session, line.email, hash.value());
-    if (!changed)
-        return complain(changed.error().text);
-    const std::optional<int>& revoked = changed.value();
-    if (!revoked)
-        return complainOfNoUser(line);
-    std::printf("changed the password and revoked %d tokens\n", *revoked);
-    return EXIT_SUCCESS;
-}
-
-int removeUser(DatabaseSession& session, const CommandLine& line)
-{
-    const auto removed = service::removeUser(session, line.email);
-    if (!removed)
-        return complain(removed.error().text);
-    const std::optional<std::int64_t>& rows = removed.value();
-    if (!rows)
-        return complainOfNoUser(line);
-    std::printf("removed the user and %lld rows\n", static_cast<long long>(*rows));
-    return EXIT_SUCCESS;
-}
-
-int revokeTokens(DatabaseSession& session, const CommandLine& line)
-{
-    const auto revoked = service::revokeTokens(session, line.email);
-    if (!revoked)
-        return complain(revoked.error().text);
-    const std::optional<int>& count = revoked.value();
-    if (!count)
-        return complainOfNoUser(line);
-    std::printf("revoked %d tokens\n", *count);
-    return EXIT_SUCCESS;
+    return report(service::setPassword(session, line.email, hash.value()),
+                  line.email,
+                  "changed the password and revoked",
+                  "tokens");
 }
 
 int printSummary(DatabaseSession& session)
@@ -168,9 +151,10 @@ int run(const CommandLine& line)
     case CommandLine::Action::SetPassword:
         return setPassword(*session, line);
     case CommandLine::Action::RevokeTokens:
-        return revokeTokens(*session, line);
+        return report(service::revokeTokens(*session, line.email), line.email, "revoked", "tokens");
     case CommandLine::Action::RemoveUser:
-        return removeUser(*session, line);
+        return report(
+            service::removeUser(*session, line.email), line.email, "removed the user and", "rows");
     case CommandLine::Action::Summary:
         return printSummary(*session);
     default:
