@@ -11,8 +11,8 @@
 # Everything runs in namespaces of its own, so that nothing outlives the test and port 8787 is free. WORK keeps the
 # bare system as base.tar for the next time, what was downloaded, and the screenshots and logs of the last run.
 set -euo pipefail
-# shellcheck source=../../scripts/lib.sh
-. "$(dirname "${BASH_SOURCE[0]}")/../../scripts/lib.sh"
+# shellcheck source=own_system.sh
+. "$(dirname "${BASH_SOURCE[0]}")/own_system.sh"
 
 # What the journey uses; the packages themselves must bring what they need.
 tools=(dbus desktop-file-utils fonts-dejavu-core gnome-keyring libglib2.0-bin libsecret-tools openbox scrot systemd
@@ -20,111 +20,6 @@ tools=(dbus desktop-file-utils fonts-dejavu-core gnome-keyring libglib2.0-bin li
 user=visitor
 email=visitor@example.org
 password="a password of the journey"
-
-# In the namespaces: the system below $system.
-in_system=()
-open_system() {
-    system=$1
-    in_system=(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
-        ${http_proxy:+"http_proxy=$http_proxy"} chroot "$system")
-}
-
-inside() { "${in_system[@]}" "$@"; }
-
-# apt COMMAND...: with words only when it fails.
-apt() { quietly "$work/log/apt-$1.log" inside apt-get -q -y --no-install-recommends "$@"; }
-
-# sources: a line for each of Debian's own sources of this machine.
-sources() {
-    # shellcheck disable=SC2016  # apt's variables
-    apt-get indextargets --format '$(ORIGIN) deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
-        sed -n 's/^Debian deb /deb /p' | sort -u
-}
-
-make_base() {
-    local release mirror
-    release=$(. /etc/os-release && echo "$VERSION_CODENAME")
-    mirror=$(sources | awk -v release="$release" '$3 == release && $4 == "main" { print $2; exit }')
-    [ -n "$mirror" ] || fail "apt has no source for the release $release"
-    step "Making a bare system of $release"
-    rm -rf "$system" "$work/base.tar"
-    mkdir -p "$system" "$work/archives/partial"
-    quietly "$work/log/debootstrap.log" debootstrap --variant=minbase --cache-dir="$work/archives" "$release" \
-        "$system" "$mirror"
-    sources >"$system/etc/apt/sources.list"
-    # It is thrown away: nothing needs to survive a power cut, and nobody reads its manual pages.
-    echo force-unsafe-io >"$system/etc/dpkg/dpkg.cfg.d/unsafe"
-    mount_parts
-    bring_up_to_date
-    fetch "${tools[@]}"
-    apt install "${tools[@]}"
-    unmount_parts
-    tar -C "$system" -cf "$work/base.tar.new" .
-    sources >"$work/base.sources"
-    printf '%s\n' "${tools[@]}" >>"$work/base.sources"
-    mv "$work/base.tar.new" "$work/base.tar"
-}
-
-# is_current: the kept system is of this week and is what would be made now.
-is_current() {
-    [ -n "$(find "$work/base.tar" -mtime -7 2>/dev/null)" ] &&
-        { sources && printf '%s\n' "${tools[@]}"; } | cmp -s - "$work/base.sources"
-}
-
-unpack_base() {
-    step "Unpacking the bare system"
-    rm -rf "$system"
-    mkdir -p "$system" "$work/archives/partial"
-    tar -C "$system" -xf "$work/base.tar"
-    mount_parts
-    bring_up_to_date
-}
-
-# What the packages need may be newer than what is there, and would bring changes that are not theirs.
-bring_up_to_date() {
-    quietly "$work/log/apt-update.log" inside apt-get -q update
-    apt full-upgrade
-}
-
-mount_parts() {
-    mount -t proc proc "$system/proc"
-    mount -t tmpfs -o mode=755 tmpfs "$system/dev"
-    mkdir "$system/dev/pts" "$system/dev/shm"
-    mount -t devpts -o newinstance,ptmxmode=666 devpts "$system/dev/pts"
-    mount -t tmpfs -o mode=1777 tmpfs "$system/dev/shm"
-    ln -s pts/ptmx "$system/dev/ptmx"
-    ln -s /proc/self/fd "$system/dev/fd"
-    local name
-    for name in null zero full random urandom tty; do
-        touch "$system/dev/$name"
-        mount --bind "/dev/$name" "$system/dev/$name"
-    done
-    mount --bind "$work/archives" "$system/var/cache/apt/archives"
-    mkdir -p "$system/run/test"
-    mount -t tmpfs -o mode=755 tmpfs "$system/run/test"
-    mkdir "$system/run/test/packages" "$system/run/test/root" "$system/run/test/results"
-    mount --bind -o ro "$packages" "$system/run/test/packages"
-    mount --bind -o ro "$root" "$system/run/test/root"
-    chmod 1777 "$system/run/test/results"
-    # Names are looked up as this machine does it.
-    cp /etc/resolv.conf "$system/etc/resolv.conf"
-}
-
-unmount_parts() {
-    umount -R "$system/run/test" "$system/var/cache/apt/archives" "$system/dev" "$system/proc"
-    rmdir "$system/run/test"
-}
-
-# fetch PACKAGE...: what this machine has downloaded before need not come again.
-fetch() {
-    local name
-    inside apt-get -q -y --no-install-recommends --print-uris install "$@" | awk '/^.http/ { print $2 }' |
-        while read -r name; do
-            if [ -e "/var/cache/apt/archives/$name" ] && [ ! -e "$work/archives/$name" ]; then
-                cp "/var/cache/apt/archives/$name" "$work/archives/"
-            fi
-        done
-}
 
 # listing: every file with its type, mode, owner and content, but for what is there to change: caches, logs, and the
 # package manager's own books.
@@ -243,7 +138,9 @@ case ${1:-} in
     packages=$2
     work=$3
     open_system "$work/system"
-    if is_current; then unpack_base; else make_base && mount_parts; fi
+    open_bare_system "$(this_release)" "${tools[@]}"
+    mkdir "$system/run/test/packages"
+    mount --bind -o ro "$packages" "$system/run/test/packages"
     listing >"$work/before"
     install_packages
     # Without a network from here: what the programs need they have.
@@ -261,37 +158,11 @@ case ${1:-} in
 esac
 
 [ $# = 2 ] || { usage >&2 && exit 2; }
-[ "$(id -u)" = 0 ] || { echo "only root can make a system to install packages in" && exit 77; }
 packages=$(realpath "$1")
 for name in velomira-usage-monitor velomira-service; do
     [ "$(find "$packages" -name "${name}_*.deb" | wc -l)" = 1 ] || fail "there is not one package $name in $1"
 done
-mkdir -p "$2/log"
+mkdir -p "$2"
 work=$(realpath "$2")
-for program in debootstrap unshare ip; do
-    command -v $program >/dev/null || fail "$program is not installed: scripts/setup.sh test"
-done
-# The first process of the namespace ends the others with it, and then nothing is mounted any more.
-unshare --mount --pid --net --fork true || { echo "this machine lets nobody have namespaces of their own" && exit 77; }
-namespace=
-clean_up() {
-    local status=$?
-    trap '' INT TERM
-    trap - EXIT
-    if [ -n "$namespace" ]; then
-        kill -KILL "$namespace" 2>/dev/null || true
-        wait "$namespace" 2>/dev/null || true
-    fi
-    rm -rf --one-file-system "$work/system"
-    exit "$status"
-}
-trap clean_up EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
-# The first process ends with this one, whatever ends it.
-setpriv --pdeathsig KILL unshare --mount --pid --fork --kill-child=KILL "$0" --in-namespace "$packages" "$work" &
-namespace=$!
-status=0
-wait $namespace || status=$?
-namespace=
-exit $status
+needs_namespaces
+in_own_namespaces "$packages" "$work"
