@@ -5,6 +5,7 @@
 #include "platform/icu_text.h"
 
 #include <QDateTime>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <array>
@@ -53,7 +54,8 @@ std::unique_ptr<icu::TimeZone> timeZone(const QTimeZone& zone, UDate instant)
     std::unique_ptr<icu::TimeZone> known(icu::TimeZone::createTimeZone(id));
     if (*known != icu::TimeZone::getUnknown())
         return known;
-    const auto moment = QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(instant), Qt::UTC);
+    const auto moment =
+        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(instant), QTimeZone::utc());
     const int seconds = zone.isValid() ? zone.offsetFromUtc(moment) : 0;
     return std::make_unique<icu::SimpleTimeZone>(seconds * 1000, id);
 }

@@ -3,6 +3,7 @@
 #include "platform/user_defaults.h"
 
 #include <QDateTime>
+#include <QTimeZone>
 
 #include <cmath>
 
@@ -41,8 +42,9 @@ std::optional<double> UserDefaults::date(const QString& key) const
 void UserDefaults::setDate(const QString& key, double seconds)
 {
     const qint64 milliseconds = std::llround(seconds * 1000) + kReferenceDate;
-    setString(key,
-              QDateTime::fromMSecsSinceEpoch(milliseconds, Qt::UTC).toString(Qt::ISODateWithMs));
+    setString(
+        key,
+        QDateTime::fromMSecsSinceEpoch(milliseconds, QTimeZone::utc()).toString(Qt::ISODateWithMs));
 }
 
 } // namespace platform

@@ -74,8 +74,18 @@ bool HttpExchange::serve(bool last)
     m_state.log.peer = m_connection.peer();
     const auto began = std::chrono::steady_clock::now();
     bool closed = false;
-    const bool answered = process_request(
-        m_connection, last, closed, [this](httplib::Request& request) { examine(request); });
+    const auto setUp = [this](httplib::Request& request) {
+        examine(request);
+    };
+    // Later versions of the library take the addresses of both ends before the rest; ours come from
+    // the connection.
+    const auto process = [&](auto& self) {
+        if constexpr (requires { self.process_request(m_connection, last, closed, setUp); })
+            return self.process_request(m_connection, last, closed, setUp);
+        else
+            return self.process_request(m_connection, {}, 0, {}, 0, last, closed, setUp);
+    };
+    const bool answered = process(*this);
     m_state.log.bytesIn = m_connection.bodyBytes();
     m_state.log.duration = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - began);

@@ -30,10 +30,10 @@ std::vector<Period> periods(const QTimeZone& zone, qint64 from, qint64 to)
 {
     if (!zone.isValid())
         return {{.start = from, .offset = 0}};
-    const QDateTime first = QDateTime::fromSecsSinceEpoch(from, Qt::UTC);
+    const QDateTime first = QDateTime::fromSecsSinceEpoch(from, QTimeZone::utc());
     std::vector<Period> found{{.start = from, .offset = zone.offsetFromUtc(first)}};
     for (const QTimeZone::OffsetData& change :
-         zone.transitions(first, QDateTime::fromSecsSinceEpoch(to, Qt::UTC)))
+         zone.transitions(first, QDateTime::fromSecsSinceEpoch(to, QTimeZone::utc())))
         found.push_back({.start = change.atUtc.toSecsSinceEpoch(), .offset = change.offsetFromUtc});
     return found;
 }
