@@ -12,6 +12,7 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import socket
 import sqlite3
 import ssl
@@ -226,8 +227,10 @@ class ServiceOperations(unittest.TestCase):
         self.assertEqual(upload(self.through_nginx(), token, self.new_rows(20_000))[0], 201)
         at_least = self.stored()
         dump = self.bench.folder / "velomira.dump"
+        command = re.search(r"^sudo -u velomira-service (.*pg_dump .*)$", self.guide, re.MULTILINE)[1]
         with self.uploading(token):
-            self.bench.run(["pg_dump", "--host", self.bench.socket, "--format=custom", f"--file={dump}", "velomira"])
+            self.bench.run(shlex.split(command), umask=0o022, env={**os.environ, "PGHOST": str(self.bench.socket)})
+        self.assertEqual(os.stat(dump).st_mode & 0o777, 0o600, "others can read what people did")
         self.bench.administer("createdb", f"--owner={self.bench.user}", "restored")
         self.bench.run(["pg_restore", "--host", self.bench.socket, "--no-owner", "--exit-on-error", "--dbname=restored",
                         dump])
