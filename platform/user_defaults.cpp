@@ -3,7 +3,6 @@
 #include "platform/user_defaults.h"
 
 #include <QDateTime>
-#include <QTimeZone>
 
 #include <cmath>
 
@@ -42,9 +41,9 @@ std::optional<double> UserDefaults::date(const QString& key) const
 void UserDefaults::setDate(const QString& key, double seconds)
 {
     const qint64 milliseconds = std::llround(seconds * 1000) + kReferenceDate;
-    setString(
-        key,
-        QDateTime::fromMSecsSinceEpoch(milliseconds, QTimeZone::utc()).toString(Qt::ISODateWithMs));
+    // toUTC(): of the zone with that name Qt 6.4 writes the offset instead of "Z".
+    setString(key,
+              QDateTime::fromMSecsSinceEpoch(milliseconds).toUTC().toString(Qt::ISODateWithMs));
 }
 
 } // namespace platform
