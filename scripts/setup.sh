@@ -15,7 +15,7 @@
 #
 #   --list  print the packages instead of installing them
 #
-# Works on Debian 12 and its younger relatives (Debian 13, Ubuntu 24.04).
+# For Debian 12 and 13. Of 13 the purposes build and run are tried by every ./test, of younger relatives none.
 set -euo pipefail
 # shellcheck source=lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
