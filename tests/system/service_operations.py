@@ -199,9 +199,12 @@ class ServiceOperations(unittest.TestCase):
                                f"postgresql://somebody@/velomira?host={self.bench.socket}")
 
     def test_theHealthQuestionTellsWhenTheDatabaseIsGone(self):
+        question = re.search(r"`(curl .*)https://HOST(/\S*)` says 401", self.guide)
+
         def health(port=None):
-            connection = self.open(port) if port else self.through_nginx()
-            return post(connection, "/api/activity-log", b"", {"Authorization": "Bearer health"})[0]
+            address = f"http://127.0.0.1:{port}" if port else f"https://127.0.0.1:{self.public}"
+            return int(self.bench.run([*shlex.split(question[1]), "--noproxy", "*", "--cacert", self.authority,
+                                       address + question[2]]))
         self.assertEqual(health(), 401)
         self.addCleanup(self.replace_instances)  # other tests are to find no connection that has been cut
         self.bench.stop_postgres()
