@@ -32,7 +32,7 @@ QString withoutUserInformation(const QString& address)
         !std::all_of(address.cbegin(), address.cbegin() + schemes, isOfSchemes))
         return address;
     const qsizetype begin = schemes + kBeforeHost.size();
-    const auto end = std::find_if(address.cbegin() + begin, address.cend(), endsHost);
+    const auto* const end = std::find_if(address.cbegin() + begin, address.cend(), endsHost);
     const qsizetype at = QStringView(address.cbegin(), end).lastIndexOf(u'@');
     return at < begin ? address : address.first(begin) + address.sliced(at + 1);
 }

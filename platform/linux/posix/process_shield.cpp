@@ -67,8 +67,8 @@ LoweredShield::~LoweredShield()
 
 UsualCoreLimit::UsualCoreLimit()
 {
-    if (usualCoreLimit())
-        setCoreLimit(*usualCoreLimit());
+    if (const auto limit = usualCoreLimit())
+        setCoreLimit(*limit);
 }
 
 UsualCoreLimit::~UsualCoreLimit()

@@ -3,6 +3,7 @@
 #include "platform/linux/posix/stdout_diagnostics.h"
 
 #include <QByteArray>
+#include <QString>
 
 #include <algorithm>
 #include <cerrno>
