@@ -195,7 +195,7 @@ install_packages() {
     expect "every file is as its package has it" is_empty "$(inside dpkg --verify)"
     # shellcheck disable=SC2016  # dpkg's variables
     expect "the settings are settings to dpkg" test "$(inside dpkg-query -W -f '${Conffiles}\n' velomira-usage-monitor \
-        velomira-usage-monitor-browsers velomira-service | grep -c '^ /etc/')" = 4
+        velomira-usage-monitor-browsers velomira-service | grep '^ /etc/' | grep -vc ' obsolete$')" = 4
     expect "the service is not enabled" is_empty "$(find "$system/etc/systemd" -name 'velomira*')"
     expect "nothing starts at login" is_empty "$(find "$system/etc/xdg" -iname '*velomira*')"
     expect "the unit is well formed" is_empty "$(inside systemd-analyze verify --man=no velomira-service.service 2>&1)"
