@@ -333,6 +333,8 @@ def main() -> int:
     arguments = parser.parse_args()
     if not os.access(arguments.program, os.X_OK):
         sys.exit(f"process_figures.py: {arguments.program} is not there; build the release preset first")
+    if os.geteuid() != 0:
+        sys.exit("process_figures.py: Quillstep lets no other process of its user look inside; only root can measure it")
     if "QUILLSTEP_PRIVATE_DESKTOP" not in os.environ:
         # The home is on the disk, not in a temporary folder that may be memory: bytes written are measured.
         home = ROOT / "build/bench/home"

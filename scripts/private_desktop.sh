@@ -51,7 +51,8 @@ end_process() {
     if ! wait_until 5 eval "! kill -0 $1"; then kill -KILL "$1" 2>/dev/null || true; fi
 }
 
-# What the bus or an application started is not a child of ours, but it carries our runtime folder.
+# What the bus or an application started is not a child of ours, but it carries our runtime folder. Quillstep shows that to
+# root only; without root it ends with the display.
 strays() {
     local entry
     for entry in /proc/[0-9]*; do

@@ -18,7 +18,9 @@
 #include "platform/linux/gui/without_opengl.h"
 #include "platform/linux/linux_environment.h"
 #include "platform/linux/posix/instance_lock.h"
+#include "platform/linux/posix/journal_stream.h"
 #include "platform/linux/posix/own_standard_output.h"
+#include "platform/linux/posix/process_shield.h"
 #include "platform/linux/posix/spare_memory.h"
 #include "platform/linux/posix/start_variables.h"
 #include "platform/linux/posix/termination_signals.h"
@@ -57,6 +59,7 @@ using platform::dbus::StartResult;
 using platform::posix::InstanceLock;
 using platform::posix::TerminationSignals;
 using syncing::SyncService;
+using Sink = platform::posix::StdoutDiagnostics::Sink;
 
 constexpr std::chrono::seconds kTimeForTheKeyring(2);
 constexpr std::chrono::seconds kTimeForTheSettings(2);
@@ -227,6 +230,7 @@ Agent::Agent(int argc, char** argv, CommandLine commandLine, Facilities faciliti
 int Agent::run()
 {
     TerminationSignals::hold();
+    m_journalStream = qgetenv(platform::posix::kJournalStream);
     platform::posix::forgetHowThisProgramWasStarted();
     ApplicationService requests;
     const StartResult start = claimOrHandOver(requests, requestIn(m_commandLine));
@@ -265,7 +269,10 @@ int Agent::runOnDisplay(ApplicationService& requests)
     QObject::connect(qApp, &QGuiApplication::saveStateRequest, qApp, neverRestart);
     QObject::connect(qApp, &QGuiApplication::commitDataRequest, qApp, neverRestart);
 
-    const auto found = LinuxEnvironment::create(requests.connection(), output->descriptor());
+    const bool isForTheJournal =
+        platform::posix::isJournalStream(output->descriptor(), m_journalStream.toStdString());
+    const auto found = LinuxEnvironment::create(
+        requests.connection(), output->descriptor(), isForTheJournal ? Sink::Journal : Sink::Plain);
     if (!found) {
         complain(found.error().text);
         return EXIT_FAILURE;
@@ -309,6 +316,9 @@ void Agent::startAnew()
 {
     const QString bus = platform::dbus::withoutIdentity(platform::dbus::sessionBusAddress());
     qputenv("DBUS_SESSION_BUS_ADDRESS", bus.toLocal8Bit());
+    if (!m_journalStream.isEmpty()) // standard output is still the same
+        qputenv(platform::posix::kJournalStream, m_journalStream);
+    const platform::posix::UsualCoreLimit limit;
     std::string option = "--gapplication-service";
     std::array<char*, 3> arguments{m_argv[0], option.data(), nullptr};
     ::execv("/proc/self/exe", arguments.data());

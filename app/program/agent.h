@@ -5,6 +5,8 @@
 #include "app/command_line.h"
 #include "platform/environment.h"
 
+#include <QByteArray>
+
 #include <functional>
 
 namespace platform::dbus {
@@ -37,6 +39,7 @@ private:
     int m_argc;
     char** m_argv;
     CommandLine m_commandLine;
+    QByteArray m_journalStream; // as it was when the program was started
     Facilities m_facilities;
 };
 

@@ -5,6 +5,7 @@
 #include "app/command_line.h"
 #include "app/program/commands.h"
 #include "platform/build_config.h"
+#include "platform/linux/posix/process_shield.h"
 
 #include <QCoreApplication>
 
@@ -12,6 +13,7 @@ namespace app {
 
 int runProgram(int argc, char** argv, const Agent::Facilities& facilities)
 {
+    platform::posix::shieldThisProcess();
     QCoreApplication::setApplicationName(QStringLiteral("Quillstep"));
     QCoreApplication::setApplicationVersion(
         QString::fromUtf8(platform::kVersion.data(), platform::kVersion.size()));

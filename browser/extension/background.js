@@ -15,9 +15,11 @@ const LONGEST_TITLE = 2048;
 const PAUSE_MS = 50;
 // Chromium may tell of a change of the focus before its own account of the windows is up to date.
 const SETTLING_MS = [150, 400, 800];
-// Between attempts to start a host that is not there or ends at once; one that has lived is started again soon.
-const FIRST_WAIT_MS = 1000;
-const LONGEST_WAIT_MS = 300000;
+// Between attempts to start a host. It ends when no usage monitor runs, or at once; then there is nothing to do but
+// to try again, ever more rarely. One that has lived is started again soon. A browser that nobody uses unloads this
+// script, and the attempts with it, until something happens.
+const FIRST_WAIT_MS = 2000;
+const LONGEST_WAIT_MS = 60000;
 const LIVED_MS = 10000;
 
 let port = null;
@@ -57,9 +59,10 @@ function fits(text, longest) {
     return text.length <= longest && !/[\p{Surrogate}\0]/u.test(text);
 }
 
-// Pages of the web and files; the browser's own pages and what is no place at all (data:, blob:) have no address.
+// Pages of the web and files; the browser's own pages and what is no place at all (data:, blob:) have no address. A
+// name and password in it are not told.
 function addressOf(tab) {
-    const address = tab.url ?? "";
+    const address = (tab.url ?? "").replace(/^(https?:\/\/)[^/\\?#]*@/, "$1");
     return /^(https?|file):/.test(address) && fits(address, LONGEST_ADDRESS) ? address : "";
 }
 
@@ -95,7 +98,9 @@ async function report() {
     while (isDue) {
         isDue = false;
         connect();
-        tell(await pageInFront());
+        if (port) {
+            tell(await pageInFront());
+        }
         await new Promise((resume) => setTimeout(resume, PAUSE_MS));
     }
     isLooking = false;

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // What a browser starts for the extension and talks to over standard input. It hands the reports on
-// and says nothing to the browser.
+// and says nothing to the browser. It runs while the usage monitor does; the extension starts it
+// again.
 #include "browser/host/message_reader.h"
 #include "browser/host/report.h"
 #include "browser/host/session_bus.h"
@@ -24,7 +25,8 @@ using browser::Report;
 using browser::ReportDecoder;
 using browser::SessionBus;
 
-/// How long a bus may take to let us in; a hanging one would keep us after the browser's end.
+/// How long a bus and the usage monitor may take to let us in; hanging ones would keep us after the
+/// browser's end.
 constexpr unsigned kSecondsToConnect = 10;
 constexpr std::size_t kBytesAtOnce = std::size_t{8} * 1024;
 
@@ -99,6 +101,8 @@ int run(SessionBus& bus)
             complain("the session bus went away");
             return EXIT_FAILURE;
         }
+        if (!bus.hasMonitor())
+            return EXIT_SUCCESS;
     }
 }
 
@@ -122,11 +126,13 @@ int main(int argc, char** argv)
     }
     SessionBus bus(family);
     ::alarm(kSecondsToConnect);
-    const std::string problem = bus.connect();
+    std::string problem = bus.connect();
+    if (problem.empty())
+        problem = bus.meetMonitor();
     ::alarm(0);
     if (!problem.empty()) {
         complain(problem);
         return EXIT_FAILURE;
     }
-    return run(bus);
+    return bus.hasMonitor() ? run(bus) : EXIT_SUCCESS;
 }

@@ -2,7 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "browser/host/session_bus.h"
 
+#include "browser/host/monitor_process.h"
+
+#include <chrono>
 #include <cstdlib>
+#include <string_view>
+#include <thread>
 #include <utility>
 
 namespace browser {
@@ -12,7 +17,11 @@ namespace {
 constexpr const char* kMonitor = "com.velomira.UsageMonitor";
 constexpr const char* kPath = "/com/velomira/UsageMonitor/Browsers";
 constexpr const char* kInterface = "com.velomira.UsageMonitor.Browsers1";
-constexpr const char* kAppears =
+constexpr int kTimeToAnswerMs = 2000;
+// One that is starting has its name before it listens.
+constexpr int kAttemptsToBeIntroduced = 20;
+constexpr std::chrono::milliseconds kBetweenAttempts(100);
+constexpr const char* kComesAndGoes =
     "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
     "member='NameOwnerChanged',arg0='com.velomira.UsageMonitor'";
 constexpr const char* kAsks =
@@ -45,9 +54,53 @@ struct Unref
 
 using Message = std::unique_ptr<DBusMessage, Unref>;
 
-Message messageFor(const std::string& family, const Report& report)
+/// The answer to `question`, none with `error` set.
+Message answerTo(DBusConnection* connection, const Message& question, DBusError& error)
 {
-    Message message(::dbus_message_new_method_call(kMonitor, kPath, kInterface, "Report"));
+    if (!question)
+        return nullptr;
+    ::dbus_message_set_auto_start(question.get(), 0U);
+    return Message(::dbus_connection_send_with_reply_and_block(
+        connection, question.get(), kTimeToAnswerMs, &error));
+}
+
+/// The answer of the bus itself to a question about `name`.
+Message askTheBus(DBusConnection* connection, const char* method, const char* name)
+{
+    const Message question(::dbus_message_new_method_call(
+        DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, method));
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the library's way
+    if (!question || ::dbus_message_append_args(
+                         question.get(), DBUS_TYPE_STRING, &name, DBUS_TYPE_INVALID) == 0U)
+        return nullptr;
+    DBusError error = DBUS_ERROR_INIT;
+    Message answer = answerTo(connection, question, error);
+    ::dbus_error_free(&error);
+    return answer;
+}
+
+/// The process of the connection `name`, 0 when it has gone.
+std::uint32_t processOf(DBusConnection* connection, const std::string& name)
+{
+    const Message answer = askTheBus(connection, "GetConnectionUnixProcessID", name.c_str());
+    dbus_uint32_t process = 0;
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the library's way
+    return answer && ::dbus_message_get_args(
+                         answer.get(), nullptr, DBUS_TYPE_UINT32, &process, DBUS_TYPE_INVALID) != 0U
+               ? process
+               : 0;
+}
+
+bool isStarting(const DBusError& error)
+{
+    const std::string_view name = error.name;
+    return name == DBUS_ERROR_UNKNOWN_OBJECT || name == DBUS_ERROR_UNKNOWN_METHOD ||
+           name == DBUS_ERROR_UNKNOWN_INTERFACE;
+}
+
+Message messageFor(const std::string& monitor, const std::string& family, const Report& report)
+{
+    Message message(::dbus_message_new_method_call(monitor.c_str(), kPath, kInterface, "Report"));
     const char* browser = family.c_str();
     const char* address = report.address.c_str();
     const char* title = report.title.c_str();
@@ -94,7 +147,7 @@ std::string SessionBus::connect()
     if (m_connection && ::dbus_bus_register(m_connection.get(), &error) != 0U &&
         ::dbus_connection_add_filter(m_connection.get(), receive, this, nullptr) != 0U) {
         ::dbus_connection_set_exit_on_disconnect(m_connection.get(), 0U);
-        ::dbus_bus_add_match(m_connection.get(), kAppears, nullptr);
+        ::dbus_bus_add_match(m_connection.get(), kComesAndGoes, nullptr);
         ::dbus_bus_add_match(m_connection.get(), kAsks, nullptr);
         return {};
     }
@@ -102,6 +155,58 @@ std::string SessionBus::connect()
     if (::dbus_error_is_set(&error) != 0U)
         problem += std::string(": ") + error.message;
     ::dbus_error_free(&error);
+    return problem;
+}
+
+std::string SessionBus::meetMonitor()
+{
+    const std::string monitor = owner();
+    if (monitor.empty())
+        return {};
+    const std::uint32_t process = processOf(m_connection.get(), monitor);
+    if (const std::string problem = introduce(monitor); !problem.empty())
+        return owner() == monitor ? problem : std::string();
+    const bool isOurs = process != 0 && runsMonitor(process);
+    // While its connection is there, no other process has got its number.
+    if (owner() != monitor)
+        return {};
+    if (!isOurs)
+        return "who has the usage monitor's name on the session bus is another program";
+    m_monitor = monitor;
+    return {};
+}
+
+/// The unique name of who has the usage monitor's name; empty for nobody.
+std::string SessionBus::owner()
+{
+    const Message answer = askTheBus(m_connection.get(), "GetNameOwner", kMonitor);
+    const char* name = nullptr;
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the library's way
+    return answer && ::dbus_message_get_args(
+                         answer.get(), nullptr, DBUS_TYPE_STRING, &name, DBUS_TYPE_INVALID) != 0U
+               ? name
+               : "";
+}
+
+/// Asks `monitor` to let us see who it is. What is wrong, as one phrase; empty when nothing is.
+std::string SessionBus::introduce(const std::string& monitor)
+{
+    std::string problem;
+    bool isToBeAskedAgain = true;
+    for (int i = 0; i < kAttemptsToBeIntroduced && isToBeAskedAgain; ++i) {
+        if (i > 0)
+            std::this_thread::sleep_for(kBetweenAttempts);
+        const Message question(
+            ::dbus_message_new_method_call(monitor.c_str(), kPath, kInterface, "Introduce"));
+        DBusError error = DBUS_ERROR_INIT;
+        if (answerTo(m_connection.get(), question, error))
+            return {};
+        problem = "the usage monitor does not say who it is";
+        isToBeAskedAgain = ::dbus_error_is_set(&error) != 0U && isStarting(error);
+        if (::dbus_error_is_set(&error) != 0U)
+            problem += std::string(": ") + error.message;
+        ::dbus_error_free(&error);
+    }
     return problem;
 }
 
@@ -114,9 +219,9 @@ void SessionBus::tell(const Report& report)
 
 void SessionBus::sendLatest()
 {
-    if (!m_latest || !m_isOwed || m_unanswered != 0)
+    if (!hasMonitor() || !m_latest || !m_isOwed || m_unanswered != 0)
         return;
-    const Message message = messageFor(m_family, *m_latest);
+    const Message message = messageFor(m_monitor, m_family, *m_latest);
     if (message && ::dbus_connection_send(m_connection.get(), message.get(), &m_unanswered) != 0U)
         m_isOwed = false;
 }
@@ -152,13 +257,15 @@ void SessionBus::take(DBusMessage* message)
 {
     const bool isAnswer =
         m_unanswered != 0 && ::dbus_message_get_reply_serial(message) == m_unanswered;
-    const bool isAsking = ::dbus_message_is_signal(message, kInterface, "Wanted") != 0U;
-    const bool isNewcomer =
-        ::dbus_message_is_signal(message, DBUS_INTERFACE_DBUS, "NameOwnerChanged") != 0U;
-    if (isAnswer || isNewcomer)
-        m_unanswered = 0; // one that has gone does not answer any more
-    if (isAsking || isNewcomer)
+    const bool isAsking = ::dbus_message_is_signal(message, kInterface, "Wanted") != 0U &&
+                          ::dbus_message_has_sender(message, m_monitor.c_str()) != 0U;
+    if (isAnswer)
+        m_unanswered = 0;
+    if (isAsking)
         m_isOwed = m_latest.has_value();
+    if (::dbus_message_is_signal(message, DBUS_INTERFACE_DBUS, "NameOwnerChanged") != 0U &&
+        ::dbus_message_has_sender(message, DBUS_SERVICE_DBUS) != 0U)
+        m_monitor.clear(); // whoever comes next has yet to be met
     sendLatest();
 }
 

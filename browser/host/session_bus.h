@@ -13,8 +13,8 @@
 namespace browser {
 
 /// Hands the latest report to the usage monitor over the session bus: at most one call is on its
-/// way, and of the reports that come meanwhile only the last one waits. Tells it again to a usage
-/// monitor that starts later, or that asks. Starts none.
+/// way, and of the reports that come meanwhile only the last one waits. Tells it again when asked.
+/// Speaks to the one usage monitor that it has met, and to nobody else; starts none.
 /// One thread.
 class SessionBus final
 {
@@ -29,6 +29,15 @@ public:
     /// process lets it. What is wrong, as one phrase; empty when nothing is.
     [[nodiscard]] std::string connect();
 
+    /// Looks for the usage monitor, and makes sure that it is the one installed beside this program
+    /// before anything is told. What is wrong with the one that there is, as one phrase; empty when
+    /// nothing is, and when there is none. Waits for answers, some seconds at most.
+    [[nodiscard]] std::string meetMonitor();
+
+    /// Whether it has been met and is still there.
+    [[nodiscard]] bool hasMonitor() const { return !m_monitor.empty(); }
+
+    /// Only while hasMonitor().
     void tell(const Report& report);
 
     /// To be polled, for reading and, while isSending(), for writing.
@@ -47,9 +56,12 @@ private:
     static DBusHandlerResult
     receive(DBusConnection* connection, DBusMessage* message, void* self) noexcept;
     void take(DBusMessage* message);
+    [[nodiscard]] std::string owner();
+    [[nodiscard]] std::string introduce(const std::string& monitor);
     void sendLatest();
 
     std::string m_family;
+    std::string m_monitor; // its unique name, which no other ever gets
     std::unique_ptr<DBusConnection, Close> m_connection;
     std::optional<Report> m_latest;
     bool m_isOwed = false;          // m_latest has not been sent

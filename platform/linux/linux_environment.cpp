@@ -18,7 +18,6 @@
 #include "platform/linux/kwin/kwin_front_window.h"
 #include "platform/linux/posix/background_priority.h"
 #include "platform/linux/posix/posix_atomic_file.h"
-#include "platform/linux/posix/stdout_diagnostics.h"
 #include "platform/linux/posix/system_clock.h"
 #include "platform/linux/qt/network_http_client.h"
 #include "platform/linux/qt/qt_repeating_timers.h"
@@ -132,11 +131,11 @@ QString defaultsFile()
 
 struct LinuxEnvironment::Backends
 {
-    Backends(QDBusConnection session, int output)
+    Backends(QDBusConnection session, int output, posix::StdoutDiagnostics::Sink sink)
         : sessionBus(std::move(session))
         , systemBus(dbus::connectionTo(
               dbus::systemBusAddress(), QStringLiteral("login"), kTimeForTheSystemBus))
-        , diagnostics(output)
+        , diagnostics(output, sink)
     {
     }
 
@@ -254,12 +253,12 @@ Environment LinuxEnvironment::Backends::facilities()
     };
 }
 
-Result<std::unique_ptr<LinuxEnvironment>>
-LinuxEnvironment::create(const QDBusConnection& sessionBus, int output)
+Result<std::unique_ptr<LinuxEnvironment>> LinuxEnvironment::create(
+    const QDBusConnection& sessionBus, int output, posix::StdoutDiagnostics::Sink sink)
 {
     if (const Outcome named = checkDisplayName(); !named)
         return named.error();
-    auto backends = std::make_unique<Backends>(sessionBus, output);
+    auto backends = std::make_unique<Backends>(sessionBus, output, sink);
     const Outcome opened = isWayland() ? backends->openWayland() : backends->openX11();
     if (!opened)
         return opened.error();

@@ -4,6 +4,7 @@
 
 #include "platform/desktop_notice.h"
 #include "platform/environment.h"
+#include "platform/linux/posix/stdout_diagnostics.h"
 #include "platform/result.h"
 
 #include <QDBusConnection>
@@ -30,9 +31,12 @@ public:
     /// Looks around and connects. `sessionBus` is the connection that owns this application's name,
     /// to which some desktops tell what they tell nobody else; it need not be connected. Fails when
     /// there is no display to connect to. May block on the display server and the system bus.
-    /// The diagnostic lines go to the file descriptor `output`, which stays the caller's.
+    /// The diagnostic lines go to the file descriptor `output`, which stays the caller's and leads
+    /// to `sink`.
     [[nodiscard]] static Result<std::unique_ptr<LinuxEnvironment>>
-    create(const QDBusConnection& sessionBus, int output = STDOUT_FILENO);
+    create(const QDBusConnection& sessionBus,
+           int output = STDOUT_FILENO,
+           posix::StdoutDiagnostics::Sink sink = posix::StdoutDiagnostics::Sink::Plain);
 
     /// Whether there is a display to connect to. Needs no application, which the toolkit cannot
     /// make without a display.

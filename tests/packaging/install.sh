@@ -3,10 +3,10 @@
 # SPDX-License-Identifier: MIT
 # Usage: tests/packaging/install.sh PACKAGES WORK
 #
-# Installs the two packages in the folder PACKAGES in a fresh Debian made for it in the folder WORK, of the release
-# that this machine has and from where this machine gets its packages. Uses them there as their administrator and as
-# an ordinary user would (tests/packaging/journey.sh), purges them, and compares what is left. Only root can do this;
-# others skip it with exit code 77.
+# Installs the packages in the folder PACKAGES in a fresh Debian made for it in the folder WORK, of the release that
+# this machine has and from where this machine gets its packages, over the monitor as it was when it held the files for
+# browsers itself. Uses them there as their administrator and as an ordinary user would (tests/packaging/journey.sh),
+# purges them, and compares what is left. Only root can do this; others skip it with exit code 77.
 #
 # Everything runs in namespaces of its own, so that nothing outlives the test and port 8787 is free. WORK keeps the
 # bare system as base.tar for the next time, what was downloaded, and the screenshots and logs of the last run.
@@ -57,23 +57,46 @@ start_service() {
         fail "the service did not start: $(tail -n3 "$work/log/service.log")"
 }
 
+# make_previous FILE: the monitor as version 1.0.0 was, one package with the files for browsers.
+make_previous() {
+    local tree=$work/previous browsers=$work/previous-browsers
+    rm -rf "$tree" "$browsers"
+    dpkg-deb --raw-extract "$packages"/velomira-usage-monitor_*.deb "$tree"
+    dpkg-deb --raw-extract "$packages"/velomira-usage-monitor-browsers_*.deb "$browsers"
+    rm -r "$browsers/usr/share/doc" "$browsers/usr/share/lintian"
+    cp -a "$browsers/etc" "$browsers/usr" "$tree/"
+    cp "$browsers/DEBIAN/conffiles" "$tree/DEBIAN/"
+    rm "$tree/DEBIAN/md5sums"
+    sed -i -e 's/^Version: .*/Version: 0.9/' -e '/^Recommends:/d' "$tree/DEBIAN/control"
+    dpkg-deb --root-owner-group --build "$tree" "$1" >/dev/null
+    rm -rf "$tree" "$browsers"
+}
+
+owner_of() { inside dpkg-query -S "$1" | sed 's/: .*//'; }
+
 install_packages() {
-    step "Installing the packages"
+    step "Installing the monitor as it was"
     local name names=()
     for name in "$packages"/*.deb; do names+=("/run/test/packages/${name##*/}"); done
     fetch "${names[@]}"
+    make_previous "$system/run/test/previous.deb"
+    apt install /run/test/previous.deb
+    local manifest=/etc/chromium/native-messaging-hosts/com.velomira.usage_monitor.json
+    expect "the files for browsers are the monitor's" test "$(owner_of $manifest)" = velomira-usage-monitor
+    step "Installing the packages"
     apt install "${names[@]}"
+    expect "they have gone over to their own package" test "$(owner_of $manifest)" = velomira-usage-monitor-browsers
+    expect "nothing is left to decide" is_empty "$(find "$system/etc" -name '*.dpkg-*')"
     expect "every file is as its package has it" is_empty "$(inside dpkg --verify)"
     # shellcheck disable=SC2016  # dpkg's variables
     expect "the settings are settings to dpkg" test "$(inside dpkg-query -W -f '${Conffiles}\n' velomira-usage-monitor \
-        velomira-service | grep -c '^ /etc/')" = 4
+        velomira-usage-monitor-browsers velomira-service | grep '^ /etc/' | grep -vc ' obsolete$')" = 4
     expect "the service is not enabled" is_empty "$(find "$system/etc/systemd" -name 'velomira*')"
     expect "nothing starts at login" is_empty "$(find "$system/etc/xdg" -iname '*velomira*')"
     expect "the unit is well formed" is_empty "$(inside systemd-analyze verify --man=no velomira-service.service 2>&1)"
     local exposure
     exposure=$(inside systemd-analyze security --offline=true velomira-service.service | sed -n 's/^→ Overall exposure.*: //p')
     expect "the unit's exposure is OK: $exposure" grep -q ' OK ' <<<"$exposure"
-    local manifest
     for manifest in etc/chromium etc/opt/chrome etc/opt/edge usr/lib/mozilla; do
         expect "browsers find the native host by /$manifest" test "$(python3 -c \
             'import json, sys; print(json.load(open(sys.argv[1]))["path"])' \
@@ -114,6 +137,11 @@ changes() { diff "$work/before" <(listing) | grep '^[<>]' | grep -vx '< ./etc/op
 remove_packages() {
     step "Purging the packages"
     inside userdel "$user"
+    apt purge velomira-usage-monitor-browsers
+    expect "the monitor needs no package for browsers" inside runuser -u nobody -- Quillstep --version
+    expect "browsers have nothing of it" is_empty "$(find "$system/etc" "$system/usr/lib/mozilla" \
+        "$system/usr/share/chromium" "$system/usr/share/mozilla" \( -name 'com.velomira*' -o -name '*usage-monitor*' \) \
+        2>/dev/null)"
     apt purge velomira-usage-monitor velomira-service
     # shellcheck disable=SC2016  # dpkg's variables
     expect "dpkg knows nothing of them" is_empty "$(inside dpkg-query -W -f '${Package}\n' 'velomira*' 2>/dev/null)"
@@ -159,7 +187,7 @@ esac
 
 [ $# = 2 ] || { usage >&2 && exit 2; }
 packages=$(realpath "$1")
-for name in velomira-usage-monitor velomira-service; do
+for name in velomira-usage-monitor velomira-usage-monitor-browsers velomira-service; do
     [ "$(find "$packages" -name "${name}_*.deb" | wc -l)" = 1 ] || fail "there is not one package $name in $1"
 done
 mkdir -p "$2"

@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: MIT
 // Lines on standard output, timers, clock, signals, folders: the small facilities of the system.
 #include "platform/linux/posix/background_priority.h"
+#include "platform/linux/posix/journal_stream.h"
 #include "platform/linux/posix/own_standard_output.h"
+#include "platform/linux/posix/process_shield.h"
 #include "platform/linux/posix/spare_memory.h"
 #include "platform/linux/posix/start_variables.h"
 #include "platform/linux/posix/stdout_diagnostics.h"
@@ -20,7 +22,10 @@
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -81,6 +86,95 @@ private Q_SLOTS:
         platform::posix::StdoutDiagnostics diagnostics(pipe.writer());
         diagnostics.line(u"Tick: Ünï | 中 | --");
         QCOMPARE(pipe.read(), QByteArray("Tick: Ünï | 中 | --\n"));
+    }
+
+    void theJournalGetsAllLinesButThoseThatTellOfWindows()
+    {
+        Pipe pipe;
+        platform::posix::StdoutDiagnostics diagnostics(
+            pipe.writer(), platform::posix::StdoutDiagnostics::Sink::Journal);
+        diagnostics.line(u"Tick: Editor | a letter | https://a.example/");
+        diagnostics.line(u"Idle: 130s");
+        diagnostics.line(u"Tick: Editor |  | --");
+        diagnostics.line(u"Velomira Sync: Using auth token");
+        QCOMPARE(pipe.read(), QByteArray("Idle: 130s\nVelomira Sync: Using auth token\n"));
+    }
+
+    void theJournalIsTheStreamThatIsNamed()
+    {
+        using platform::posix::isJournalStream;
+        int ends[2] = {-1, -1}; // a stream like that which leads to the journal
+        QCOMPARE(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        struct stat stream = {};
+        QCOMPARE(::fstat(ends[0], &stream), 0);
+        const std::string device = std::to_string(stream.st_dev);
+        const std::string inode = std::to_string(stream.st_ino);
+        const std::string named = device + ':' + inode;
+        QVERIFY(isJournalStream(ends[0], named));
+        const platform::posix::FileDescriptor copy(::dup(ends[0]));
+        QVERIFY(isJournalStream(copy.get(), named));
+
+        QVERIFY(!isJournalStream(ends[1], named));
+        QVERIFY(!isJournalStream(-1, named));
+        for (const std::string& other : {std::string(),
+                                         std::string(":"),
+                                         device,
+                                         inode,
+                                         device + ':',
+                                         ':' + inode,
+                                         inode + ':' + device + ':',
+                                         device + ':' + inode + '0',
+                                         std::to_string(stream.st_dev + 1) + ':' + inode,
+                                         named + ' ',
+                                         ' ' + named,
+                                         named + ":1",
+                                         "-" + named,
+                                         "+" + named,
+                                         "0x1:" + inode,
+                                         device + ":99999999999999999999999999",
+                                         std::string("device:inode")})
+            QVERIFY2(!isJournalStream(ends[0], other), other.c_str());
+        ::close(ends[0]);
+        ::close(ends[1]);
+    }
+
+    void aShieldedProcessLeavesNoCoreFileAndLetsNobodyLook()
+    {
+        rlimit usual{};
+        QCOMPARE(::getrlimit(RLIMIT_CORE, &usual), 0);
+        rlimit some = usual;
+        some.rlim_cur = std::min<rlim_t>(4096, usual.rlim_max);
+        QCOMPARE(::setrlimit(RLIMIT_CORE, &some), 0);
+        const auto coreLimit = [] {
+            rlimit limit{};
+            return ::getrlimit(RLIMIT_CORE, &limit) == 0 ? limit.rlim_cur : RLIM_INFINITY;
+        };
+
+        platform::posix::shieldThisProcess();
+        QCOMPARE(::prctl(PR_GET_DUMPABLE), 0);
+        QCOMPARE(coreLimit(), rlim_t{0});
+        {
+            const platform::posix::LoweredShield lowered;
+            QCOMPARE(::prctl(PR_GET_DUMPABLE), 1);
+            QCOMPARE(coreLimit(), rlim_t{0});
+        }
+        QCOMPARE(::prctl(PR_GET_DUMPABLE), 0);
+        {
+            const platform::posix::UsualCoreLimit forOthers;
+            QCOMPARE(coreLimit(), some.rlim_cur);
+            QCOMPARE(::prctl(PR_GET_DUMPABLE), 0);
+        }
+        QCOMPARE(coreLimit(), rlim_t{0});
+        rlimit now{};
+        QCOMPARE(::getrlimit(RLIMIT_CORE, &now), 0);
+        QCOMPARE(now.rlim_max, usual.rlim_max);
+
+        ::prctl(PR_SET_DUMPABLE, 1);
+        {
+            const platform::posix::LoweredShield lowered;
+        }
+        QCOMPARE(::prctl(PR_GET_DUMPABLE), 1); // it was not shielded
+        QCOMPARE(::setrlimit(RLIMIT_CORE, &usual), 0);
     }
 
     void controlCharactersCannotMakeTwoLinesOfOneOrSteerATerminal()

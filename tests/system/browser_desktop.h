@@ -8,6 +8,7 @@
 #include "platform/linux/dbus/application_call.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/headless_x11.h"
+#include "tests/support/host_folder.h"
 #include "tests/support/page_server.h"
 #include "tests/system/x11_observer.h"
 #include "tests/system/xdotool.h"
@@ -22,6 +23,18 @@
 
 #include <memory>
 #include <optional>
+
+/// The processes that run the executable `path`.
+[[nodiscard]] inline QList<pid_t> processesOf(const QString& path)
+{
+    QList<pid_t> found;
+    const QDir processes(QStringLiteral("/proc"));
+    for (const QString& name : processes.entryList({QStringLiteral("[0-9]*")}, QDir::Dirs)) {
+        if (QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(name)) == path)
+            found += name.toInt();
+    }
+    return found;
+}
 
 /// A private X11 desktop with a session bus, on which this process is the usage monitor: it owns
 /// the name and listens to browsers. Everything ends with it.
@@ -50,6 +63,11 @@ public:
             QDBusConnection::connectToBus(m_bus.address(), QStringLiteral("browser-desktop")));
         if (!m_connection->registerService(platform::dbus::applicationName()))
             return platform::Error{m_connection->lastError().message()};
+        m_host = support::installHost(m_desktop.home() + QLatin1StringView("/bin"),
+                                      QStringLiteral(BROWSER_HOST_EXECUTABLE),
+                                      QCoreApplication::applicationFilePath());
+        if (m_host.isEmpty())
+            return platform::Error{QStringLiteral("the native host cannot be installed")};
         listen();
         m_observer =
             X11Observer::on(m_desktop.display(), {QStringLiteral("/usr/share/applications")});
@@ -60,9 +78,26 @@ public:
     void listen()
     {
         m_reports.reset();
-        m_reports = std::make_unique<platform::browsers::BrowserReports>(
-            *m_connection, QStringLiteral(BROWSER_HOST_EXECUTABLE));
+        m_reports = std::make_unique<platform::browsers::BrowserReports>(*m_connection, m_host);
     }
+
+    /// Ends, as the usage monitor does: nobody listens, and nobody has its name.
+    [[nodiscard]] bool stopListening()
+    {
+        m_reports.reset();
+        return m_connection->unregisterService(platform::dbus::applicationName());
+    }
+
+    /// Starts, after stopListening().
+    [[nodiscard]] bool startListening()
+    {
+        const bool hasName = m_connection->registerService(platform::dbus::applicationName());
+        listen();
+        return hasName;
+    }
+
+    /// The native host, to which this process is the usage monitor.
+    [[nodiscard]] const QString& host() const { return m_host; }
 
     [[nodiscard]] QProcessEnvironment environment() const
     {
@@ -71,11 +106,11 @@ public:
         return environment;
     }
 
-    /// Puts the native host's manifest for a family into a folder.
-    [[nodiscard]] static bool addHost(platform::browsers::Family family, const QString& folder)
+    /// Puts the manifest for a family that leads to a native host into a folder.
+    [[nodiscard]] static bool
+    addHost(platform::browsers::Family family, const QString& folder, const QString& host)
     {
-        const auto manifest =
-            platform::browsers::hostManifest(family, QStringLiteral(BROWSER_HOST_EXECUTABLE));
+        const auto manifest = platform::browsers::hostManifest(family, host);
         QFile file(folder + u'/' + platform::browsers::hostName() + QLatin1StringView(".json"));
         return manifest && QDir().mkpath(folder) && file.open(QIODevice::WriteOnly) &&
                file.write(*manifest) == manifest->size();
@@ -112,7 +147,7 @@ public:
     [[nodiscard]] QString address()
     {
         const auto window = front();
-        return window ? m_reports->addressIn(*window).value_or(QString()) : QString();
+        return window && m_reports ? m_reports->addressIn(*window).value_or(QString()) : QString();
     }
 
     [[nodiscard]] QString title()
@@ -133,6 +168,7 @@ private:
     support::HeadlessX11 m_desktop;
     support::BusDaemon m_bus;
     std::optional<QDBusConnection> m_connection;
+    QString m_host;
     std::unique_ptr<platform::browsers::BrowserReports> m_reports;
     std::unique_ptr<X11Observer> m_observer;
     support::PageServer m_pages;

@@ -3,6 +3,7 @@
 // The executable itself on a private X11 desktop with real windows.
 #include "tests/support/activity_samples.h"
 #include "tests/support/agent.h"
+#include "tests/support/ordinary_user.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/signed_in_desktop.h"
 #include "tests/support/x11_test_window.h"
@@ -12,7 +13,9 @@
 #include <QTest>
 
 #include <algorithm>
+#include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -82,6 +85,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         REQUIRE_PROGRAMS(SignedInDesktop::programs() << QStringLiteral("xterm"));
+        QVERIFY(support::lookAsAnOrdinaryUser());
     }
 
     void init()
@@ -343,6 +347,58 @@ private Q_SLOTS:
         QCOMPARE(m_agent->end(), std::optional(0));
         ::close(ends[0]);
         ::close(ends[1]);
+    }
+
+    void theJournalDoesNotGetTheTicks_data()
+    {
+        QTest::addColumn<bool>("isJournal");
+        QTest::newRow("standard output is the journal") << true;
+        QTest::newRow("something else is") << false;
+    }
+
+    void theJournalDoesNotGetTheTicks()
+    {
+        QFETCH(bool, isJournal);
+        const QByteArray stream = m_desktop->x11().home().toLocal8Bit() + "/stream";
+        QCOMPARE(::mkfifo(stream.constData(), 0600), 0);
+        const int reader = ::open(stream.constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+        struct stat facts = {};
+        QCOMPARE(::fstat(reader, &facts), 0);
+        QProcessEnvironment environment = m_desktop->environment();
+        environment.insert(
+            QStringLiteral("JOURNAL_STREAM"),
+            QStringLiteral("%1:%2").arg(facts.st_dev).arg(facts.st_ino + (isJournal ? 0 : 1)));
+        const FocusedWindow window(m_desktop->x11(), "Editor", QStringLiteral("a letter"));
+        QVERIFY(window.hasFocus);
+        Agent agent(environment);
+        agent.process().process().setStandardOutputFile(QFile::decodeName(stream));
+        QVERIFY(m_desktop->startTracking(agent));
+        QTRY_VERIFY_WITH_TIMEOUT(recorded(agent).size() >= 3, 15000);
+        QCOMPARE(agent.end(), std::optional(0));
+        QByteArray written(65536, Qt::Uninitialized);
+        const ssize_t size =
+            ::read(reader, written.data(), static_cast<std::size_t>(written.size()));
+        written.truncate(std::max<ssize_t>(size, 0));
+        ::close(reader);
+        QCOMPARE(written.contains("Tick: "), !isJournal);
+        QCOMPARE(written.contains("a letter"), !isJournal);
+    }
+
+    void otherProcessesOfTheUserCannotLookInside()
+    {
+        const FocusedWindow window(m_desktop->x11(), "Editor", QStringLiteral("a letter"));
+        QVERIFY(window.hasFocus && m_desktop->startTracking(*m_agent));
+        QTRY_VERIFY_WITH_TIMEOUT(recorded(*m_agent).size() >= 2, 15000);
+        const QByteArray process = "/proc/" + QByteArray::number(m_agent->process().pid()) + '/';
+        char target[1] = {};
+        QCOMPARE(::readlink((process + "exe").constData(), target, sizeof target), -1);
+        QCOMPARE(errno, EACCES);
+        QCOMPARE(::open((process + "mem").constData(), O_RDONLY | O_CLOEXEC), -1);
+        QCOMPARE(errno, EACCES);
+        const QByteArray limits = samples::contentOf(QString::fromLatin1(process + "limits"));
+        const QByteArray core = limits.mid(limits.indexOf("Max core file size")).left(60);
+        QVERIFY2(core.simplified().startsWith("Max core file size 0 "), core.constData());
+        QCOMPARE(m_agent->end(), std::optional(0));
     }
 
     void diagnoseTellsWhatWasFoundAndChangesNothing()

@@ -7,7 +7,8 @@
 #include "tests/system/address_watch.h"
 #include "tests/system/xdotool.h"
 
-#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QTest>
 
 #include <csignal>
@@ -23,17 +24,6 @@ QString text(const char* utf8)
     return QString::fromUtf8(utf8);
 }
 
-/// The processes that run the executable `path`.
-QList<pid_t> processesOf(const QString& path)
-{
-    QList<pid_t> found;
-    for (const QString& name : QDir(text("/proc")).entryList({text("[0-9]*")}, QDir::Dirs)) {
-        if (QFile::symLinkTarget(text("/proc/%1/exe").arg(name)) == path)
-            found += name.toInt();
-    }
-    return found;
-}
-
 } // namespace
 
 class TestBrowserChromium final : public QObject
@@ -47,8 +37,8 @@ private Q_SLOTS:
                          QStringList{text("xdotool")});
         REQUIRE(m_desktop.start());
         m_userData = m_desktop.x11().home() + text("/chromium-data");
-        QVERIFY(
-            BrowserDesktop::addHost(Family::Chromium, m_userData + text("/NativeMessagingHosts")));
+        QVERIFY(BrowserDesktop::addHost(
+            Family::Chromium, m_userData + text("/NativeMessagingHosts"), m_desktop.host()));
         REQUIRE(startBrowser());
     }
 
@@ -212,9 +202,60 @@ private Q_SLOTS:
         REQUIRE(m_watch.comesTo(text("first"), page("first")));
     }
 
+    void theHostEndsWithTheUsageMonitorAndComesBackWithIt()
+    {
+        QCOMPARE(processesOf(m_desktop.host()).size(), 1);
+        QVERIFY(m_desktop.stopListening());
+        QTRY_VERIFY_WITH_TIMEOUT(processesOf(m_desktop.host()).isEmpty(), kPatienceMs);
+        QVERIFY(m_desktop.startListening());
+        // By itself: nothing happens in the browser meanwhile.
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop.address(), page("first"), kPatienceMs);
+        QCOMPARE(processesOf(m_desktop.host()).size(), 1);
+    }
+
+    void whileNoUsageMonitorRunsHostsAreStartedRarely()
+    {
+        QVERIFY(m_desktop.stopListening());
+        QTRY_VERIFY_WITH_TIMEOUT(processesOf(m_desktop.host()).isEmpty(), kPatienceMs);
+        // In place of the host the browser starts a script that counts and becomes the host.
+        const QString starts = m_desktop.x11().home() + text("/starts");
+        QFile script(m_desktop.x11().home() + text("/counting-host"));
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write("#!/bin/sh\necho start >>'" + starts.toUtf8() + "'\nexec '" +
+                     m_desktop.host().toUtf8() + "' \"$@\"\n");
+        script.close();
+        QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+        const QString hosts = m_userData + text("/NativeMessagingHosts");
+        QVERIFY(BrowserDesktop::addHost(Family::Chromium, hosts, script.fileName()));
+        QElapsedTimer watched;
+        watched.start();
+        for (int i = 0; watched.elapsed() < 10000; ++i) {
+            REQUIRE(m_browser.run(page("first"), text("document.title = 'first %1'").arg(i)));
+            QTest::qWait(20);
+        }
+        QFile counted(starts);
+        QVERIFY(counted.open(QIODevice::ReadOnly));
+        const auto count = counted.readAll().count('\n');
+        QVERIFY2(count >= 1 && count <= 4, qPrintable(QString::number(count)));
+        QVERIFY(BrowserDesktop::addHost(Family::Chromium, hosts, m_desktop.host()));
+        REQUIRE(m_browser.run(page("first"), text("document.title = 'first'")));
+        QVERIFY(m_desktop.startListening());
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop.address(), page("first"), kPatienceMs);
+    }
+
+    void anAddressIsToldWithoutNameAndPassword()
+    {
+        QString withUser = page("user");
+        withUser.replace(text("://"), text("://ada:secret@"));
+        REQUIRE(m_browser.openTab(withUser));
+        REQUIRE(m_watch.comesTo(text("user"), page("user")));
+        REQUIRE(m_browser.close(withUser));
+        REQUIRE(m_watch.comesTo(text("first"), page("first")));
+    }
+
     void aKilledHostIsStartedAgain()
     {
-        const auto hosts = processesOf(text(BROWSER_HOST_EXECUTABLE));
+        const auto hosts = processesOf(m_desktop.host());
         QCOMPARE(hosts.size(), 1);
         ::kill(hosts.constFirst(), SIGKILL);
         QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
@@ -234,7 +275,7 @@ private Q_SLOTS:
     {
         m_browser.kill();
         QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(processesOf(text(BROWSER_HOST_EXECUTABLE)).isEmpty(), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(processesOf(m_desktop.host()).isEmpty(), kPatienceMs);
         QCOMPARE(m_desktop.address(), QString());
         REQUIRE(startBrowser());
         REQUIRE(m_watch.comesTo(text("first"), page("first")));
@@ -250,7 +291,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
         REQUIRE(m_browser.show(page("first")));
         REQUIRE(m_watch.comesToNothing(text("first"), 200));
-        QTRY_VERIFY_WITH_TIMEOUT(processesOf(text(BROWSER_HOST_EXECUTABLE)).isEmpty(), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(processesOf(m_desktop.host()).isEmpty(), kPatienceMs);
         REQUIRE(m_browser.run(extensions, setEnabled(true)));
         QTRY_COMPARE_WITH_TIMEOUT(m_desktop.address(), page("first"), kPatienceMs);
         REQUIRE(m_browser.close(extensions));

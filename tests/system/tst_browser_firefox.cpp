@@ -34,8 +34,10 @@ private Q_SLOTS:
                          QStringList{text("xdotool")});
         REQUIRE(m_desktop.start());
         // It looks there also when its profiles are in the config home.
-        QVERIFY(BrowserDesktop::addHost(
-            Family::Other, m_desktop.x11().home() + text("/.mozilla/native-messaging-hosts")));
+        QVERIFY(BrowserDesktop::addHost(Family::Other,
+                                        m_desktop.x11().home() +
+                                            text("/.mozilla/native-messaging-hosts"),
+                                        m_desktop.host()));
         REQUIRE(startBrowser());
     }
 
@@ -182,6 +184,21 @@ private Q_SLOTS:
     void aUsageMonitorThatStartsLaterIsTold()
     {
         m_desktop.listen();
+        REQUIRE(m_watch.comesTo(text("changed"), page("first")));
+    }
+
+    void theHostEndsWithTheUsageMonitorAndComesBackWithIt()
+    {
+        QVERIFY(m_desktop.stopListening());
+        QTRY_VERIFY_WITH_TIMEOUT(processesOf(m_desktop.host()).isEmpty(), kPatienceMs);
+        QVERIFY(m_desktop.startListening());
+        // The page of the extension may have been unloaded meanwhile: a change wakes it.
+        int changes = 0;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            m_browser->run(text("document.title = 'change %1'").arg(++changes)) &&
+                !m_desktop.reports().connectedBrowsers().isEmpty(),
+            kPatienceMs);
+        REQUIRE(m_browser->run(text("document.title = 'changed'")));
         REQUIRE(m_watch.comesTo(text("changed"), page("first")));
     }
 

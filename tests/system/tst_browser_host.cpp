@@ -4,9 +4,12 @@
 #include "platform/linux/browsers/browser_reports.h"
 #include "platform/linux/dbus/application_call.h"
 #include "tests/support/bus_daemon.h"
+#include "tests/support/host_folder.h"
+#include "tests/support/ordinary_user.h"
 #include "tests/support/private_home.h"
 #include "tests/support/required_programs.h"
 
+#include <QDBusConnectionInterface>
 #include <QDBusPendingCall>
 #include <QDBusReply>
 #include <QFile>
@@ -15,6 +18,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <sys/prctl.h>
 #include <vector>
 
 using platform::browsers::BrowserReports;
@@ -47,11 +51,11 @@ class Host final
 public:
     [[nodiscard]] bool start(const QProcessEnvironment& environment,
                              const QString& log,
-                             const char* executable = BROWSER_HOST_EXECUTABLE,
+                             const QString& executable,
                              const QStringList& arguments = {
                                  text("chrome-extension://mhplccilcafjopbfaahhkohdjhajiigf/")})
     {
-        return static_cast<bool>(m_process.start(text(executable), arguments, environment, log));
+        return static_cast<bool>(m_process.start(executable, arguments, environment, log));
     }
 
     void write(const QByteArray& bytes) { m_process.process().write(bytes); }
@@ -100,6 +104,8 @@ class TestBrowserHost final : public QObject
     Q_OBJECT
 private Q_SLOTS:
 
+    void initTestCase() { QVERIFY(support::lookAsAnOrdinaryUser()); }
+
     void init()
     {
         REQUIRE_PROGRAMS(QStringList{text("dbus-daemon")});
@@ -108,12 +114,18 @@ private Q_SLOTS:
         m_bus = std::make_unique<support::BusDaemon>();
         QVERIFY(m_bus->start(m_home->filePath(text("runtime/bus")), m_home->environment()));
         m_connection.emplace(QDBusConnection::connectToBus(m_bus->address(), text("monitor")));
+        m_host = support::installHost(m_home->filePath(text("bin")),
+                                      text(BROWSER_HOST_EXECUTABLE),
+                                      QCoreApplication::applicationFilePath());
+        QVERIFY(!m_host.isEmpty());
         QVERIFY(ownName());
         listen();
     }
 
     void cleanup()
     {
+        ::prctl(PR_SET_DUMPABLE, 1);
+        m_silent.stop();
         m_reports.reset();
         m_connection.reset();
         QDBusConnection::disconnectFromBus(text("monitor"));
@@ -259,7 +271,7 @@ private Q_SLOTS:
     void onlyBrowsersStartIt()
     {
         Host host;
-        QVERIFY(host.start(environment(), log(), BROWSER_HOST_EXECUTABLE, {}));
+        QVERIFY(host.start(environment(), log(), m_host, {}));
         QVERIFY(host.waitForEnd());
         QCOMPARE(host.process().process().exitCode(), 1);
         QVERIFY(errorsOfHost().contains("started by a browser"));
@@ -271,7 +283,7 @@ private Q_SLOTS:
         without.remove(text("DBUS_SESSION_BUS_ADDRESS"));
         Host host;
         m_bus->kill();
-        QVERIFY(host.start(without, log()));
+        QVERIFY(host.start(without, log(), m_host));
         QVERIFY(host.waitForEnd());
         QCOMPARE(host.process().process().exitCode(), 1);
         QVERIFY(errorsOfHost().contains("session bus"));
@@ -289,32 +301,179 @@ private Q_SLOTS:
         QTRY_COMPARE(address("A - Chromium"), QString());
     }
 
-    void aUsageMonitorThatStartsLaterIsTold()
+    void withoutAUsageMonitorItEndsAtOnceWithoutAWord()
     {
-        m_reports.reset();
         QVERIFY(m_connection->unregisterService(platform::dbus::applicationName()));
         Host host;
         QVERIFY(start(host));
         host.tell("https://a.example/", "A");
-        QVERIFY(host.isDrained());
-        listen(); // the name comes after the object, as in the product, or before it
+        QVERIFY(host.waitForEnd());
+        QCOMPARE(host.process().process().exitStatus(), QProcess::NormalExit);
+        QCOMPARE(host.process().process().exitCode(), 0);
+        QCOMPARE(errorsOfHost(), QByteArray());
+        QCOMPARE(address("A - Chromium"), QString());
+    }
+
+    void itEndsWithTheUsageMonitorAndTheNextOneIsToldByTheNextHost()
+    {
+        Host host;
+        QVERIFY(start(host));
+        host.tell("https://a.example/", "A");
+        QTRY_COMPARE(address("A - Chromium"), text("https://a.example/"));
+        giveUpName();
+        QVERIFY(host.waitForEnd());
+        QCOMPARE(host.process().process().exitCode(), 0);
+        QCOMPARE(errorsOfHost(), QByteArray());
+        listen();
         QVERIFY(ownName());
+        Host next;
+        QVERIFY(start(next));
+        next.tell("https://a.example/", "A");
+        QTRY_COMPARE(address("A - Chromium"), text("https://a.example/"));
+    }
+
+    void aUsageMonitorThatHasItsNameAndDoesNotListenYetIsWaitedFor()
+    {
+        m_reports.reset();
+        Host host;
+        const auto callers = [this] {
+            return m_connection->interface()->registeredServiceNames().value().size();
+        };
+        const qsizetype before = callers();
+        QVERIFY(start(host));
+        host.tell("https://a.example/", "A");
+        QTRY_COMPARE(callers(), before + 1);
+        listen();
+        QTRY_COMPARE(address("A - Chromium"), text("https://a.example/"));
+    }
+
+    void aUsageMonitorThatAsksIsToldOnceMore()
+    {
+        Host host;
+        QVERIFY(start(host));
+        host.tell("https://a.example/", "A");
         QTRY_COMPARE(address("A - Chromium"), text("https://a.example/"));
         listen();
         QTRY_COMPARE(address("A - Chromium"), text("https://a.example/"));
     }
 
-    void aFloodIsOverWithItsLastReportAndCostsNoMemory()
+    void aStrangerWithTheNameOfTheUsageMonitorIsToldNothing()
     {
-        m_reports.reset();
-        QVERIFY(m_connection->unregisterService(platform::dbus::applicationName()));
-        support::ChildProcess silent;
-        QVERIFY(silent.start(
-            text(SILENT_PEER_EXECUTABLE), {platform::dbus::applicationName()}, environment()));
-        QTRY_VERIFY(silent.process().canReadLine());
-        listen(PLAIN_HOST_EXECUTABLE);
+        // To this host the usage monitor is the product, and not this process.
+        listen(text(BROWSER_HOST_EXECUTABLE));
         Host host;
-        QVERIFY(host.start(environment(), log(), PLAIN_HOST_EXECUTABLE));
+        QVERIFY(host.start(environment(), log(), text(BROWSER_HOST_EXECUTABLE)));
+        host.tell("https://a.example/", "A");
+        QVERIFY(host.waitForEnd());
+        QCOMPARE(host.process().process().exitCode(), 1);
+        QVERIFY2(errorsOfHost().contains("is another program"), errorsOfHost().constData());
+        QCOMPARE(address("A - Chromium"), QString());
+        QCOMPARE(address("A - Chromium", 0), QString());
+    }
+
+    void aStrangerWhoTakesTheNameAfterTheUsageMonitorIsToldNothing()
+    {
+        Host host;
+        QVERIFY(start(host));
+        host.tell("https://a.example/", "A");
+        QTRY_COMPARE(address("A - Chromium"), text("https://a.example/"));
+        QDBusConnection stranger =
+            QDBusConnection::connectToBus(m_bus->address(), text("stranger"));
+        BrowserReports reports(stranger, m_host);
+        QVERIFY(m_connection->unregisterService(platform::dbus::applicationName()));
+        QVERIFY(stranger.registerService(platform::dbus::applicationName()));
+        Q_EMIT reports.Wanted();
+        QVERIFY(host.waitForEnd());
+        QCOMPARE(host.process().process().exitCode(), 0);
+        QCOMPARE(reports.connectedBrowsers(), QStringList());
+        QDBusConnection::disconnectFromBus(text("stranger"));
+    }
+
+    void aUsageMonitorThatSaysNothingIsLeft()
+    {
+        QVERIFY(takeNameSilently({}));
+        Host host;
+        QVERIFY(start(host));
+        host.tell("https://a.example/", "A");
+        QVERIFY(host.waitForEnd());
+        QCOMPARE(host.process().process().exitCode(), 1);
+        QVERIFY2(errorsOfHost().contains("does not say who it is"), errorsOfHost().constData());
+    }
+
+    void aProcessThatCannotBeLookedAtIsNotTheUsageMonitor()
+    {
+        m_host = support::installHost(m_home->filePath(text("hidden")),
+                                      text(BROWSER_HOST_EXECUTABLE),
+                                      text(SILENT_PEER_EXECUTABLE));
+        QVERIFY(takeNameSilently({text("hidden")}));
+        Host host;
+        QVERIFY(start(host));
+        host.tell("https://a.example/", "A");
+        QVERIFY(host.waitForEnd());
+        QCOMPARE(host.process().process().exitCode(), 1);
+        QVERIFY2(errorsOfHost().contains("is another program"), errorsOfHost().constData());
+    }
+
+    void aShieldedUsageMonitorIsSeenByItsHostAndByNobodyAfterIt()
+    {
+        ::prctl(PR_SET_DUMPABLE, 0);
+        Host host;
+        QVERIFY(start(host));
+        host.tell("https://a.example/", "A");
+        QTRY_COMPARE(address("A - Chromium"), text("https://a.example/"));
+        QCOMPARE(::prctl(PR_GET_DUMPABLE), 0);
+    }
+
+    void theShieldIsRaisedAgainAlsoWhenNothingIsTold()
+    {
+        ::prctl(PR_SET_DUMPABLE, 0);
+        int whileAsked = -1;
+        connect(m_reports.get(), &BrowserReports::connectedBrowsersChanged, this, [&whileAsked] {
+            if (whileAsked < 0)
+                whileAsked = ::prctl(PR_GET_DUMPABLE);
+        });
+        Host host;
+        QVERIFY(start(host));
+        QTRY_COMPARE(whileAsked, 1);
+        QTRY_COMPARE(::prctl(PR_GET_DUMPABLE), 0);
+        QVERIFY(host.process().isRunning());
+    }
+
+    void theShieldIsNotLoweredForOthers()
+    {
+        ::prctl(PR_SET_DUMPABLE, 0);
+        QDBusConnection caller = QDBusConnection::connectToBus(m_bus->address(), text("caller"));
+        QDBusMessage question = call();
+        question = QDBusMessage::createMethodCall(
+            question.service(), question.path(), question.interface(), text("Introduce"));
+        QCOMPARE(errorOf(caller, question), text("org.freedesktop.DBus.Error.AccessDenied"));
+        QCOMPARE(errorOf(caller, question), text("org.freedesktop.DBus.Error.LimitsExceeded"));
+        QCOMPARE(::prctl(PR_GET_DUMPABLE), 0);
+        QDBusConnection::disconnectFromBus(text("caller"));
+    }
+
+    void aFloodIsOverWithItsLastReport()
+    {
+        Host host;
+        QVERIFY(start(host));
+        QByteArray heap;
+        for (int i = 0; i < 500; ++i)
+            heap += framed(pageMessage("https://flood.example/" + QByteArray::number(i),
+                                       QByteArray(4000, 'x')));
+        host.write(heap);
+        host.tell("https://last.example/", "A");
+        QTRY_COMPARE_WITH_TIMEOUT(
+            address("A - Chromium"), text("https://last.example/"), kPatienceMs);
+    }
+
+    void aFloodCostsNoMemoryWhileNobodyTakesIt()
+    {
+        m_host = support::installHost(m_home->filePath(text("plain")),
+                                      text(PLAIN_HOST_EXECUTABLE),
+                                      text(SILENT_PEER_EXECUTABLE));
+        QVERIFY(takeNameSilently({text("visible")}));
+        Host host;
+        QVERIFY(start(host));
         host.tell("https://first.example/", "A");
         QVERIFY(host.isDrained());
         QTRY_VERIFY(host.memoryKb("Pss") > 0);
@@ -327,17 +486,14 @@ private Q_SLOTS:
             host.write(heap);
             QVERIFY(host.isDrained());
         }
-        host.tell("https://last.example/", "A");
-        QVERIFY(host.isDrained());
         const int kb = host.memoryKb("Pss");
         qInfo("proportional share of the host's memory: %d KiB, private: %d KiB",
               kb,
               host.memoryKb("Private_Clean") + host.memoryKb("Private_Dirty"));
         QVERIFY2(kb > 0 && kb <= 4096, qPrintable(QString::number(kb)));
-        silent.kill();
-        QTRY_VERIFY(ownName());
-        QTRY_COMPARE_WITH_TIMEOUT(
-            address("A - Chromium"), text("https://last.example/"), kPatienceMs);
+        m_silent.kill();
+        QVERIFY(host.waitForEnd());
+        QCOMPARE(host.process().process().exitCode(), 0);
     }
 
     void callersThatAreNoHostAreNotBelieved()
@@ -401,10 +557,29 @@ private:
         return m_connection->registerService(platform::dbus::applicationName());
     }
 
-    void listen(const char* host = BROWSER_HOST_EXECUTABLE)
+    void giveUpName()
     {
         m_reports.reset();
-        m_reports = std::make_unique<BrowserReports>(*m_connection, text(host));
+        QVERIFY(m_connection->unregisterService(platform::dbus::applicationName()));
+    }
+
+    /// In place of this process a peer has the usage monitor's name that takes no report.
+    [[nodiscard]] bool takeNameSilently(const QStringList& arguments)
+    {
+        m_reports.reset();
+        return m_connection->unregisterService(platform::dbus::applicationName()) &&
+               m_silent.start(text(SILENT_PEER_EXECUTABLE),
+                              QStringList{platform::dbus::applicationName()} + arguments,
+                              environment()) &&
+               QTest::qWaitFor([this] { return m_silent.process().canReadLine(); }, kPatienceMs);
+    }
+
+    void listen() { listen(m_host); }
+
+    void listen(const QString& host)
+    {
+        m_reports.reset();
+        m_reports = std::make_unique<BrowserReports>(*m_connection, host);
     }
 
     [[nodiscard]] QProcessEnvironment environment() const
@@ -416,7 +591,7 @@ private:
 
     [[nodiscard]] QString log() const { return m_home->filePath(text("host.log")); }
 
-    [[nodiscard]] bool start(Host& host) { return host.start(environment(), log()); }
+    [[nodiscard]] bool start(Host& host) { return host.start(environment(), log(), m_host); }
 
     [[nodiscard]] QByteArray errorsOfHost() const
     {
@@ -474,6 +649,8 @@ private:
     std::unique_ptr<support::BusDaemon> m_bus;
     std::optional<QDBusConnection> m_connection;
     std::unique_ptr<BrowserReports> m_reports;
+    QString m_host; // to which this process is the usage monitor
+    support::ChildProcess m_silent;
 };
 
 QTEST_GUILESS_MAIN(TestBrowserHost)

@@ -5,6 +5,7 @@
 #include "tests/support/agent.h"
 #include "tests/support/assistive_reader.h"
 #include "tests/support/chromium.h"
+#include "tests/support/ordinary_user.h"
 #include "tests/support/page_server.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/service_process.h"
@@ -21,6 +22,9 @@
 namespace {
 
 constexpr int kPatienceMs = 20000;
+/// For a browser that tries rarely, because no program has answered for a while.
+constexpr int kLongPatienceMs = 90000;
+const QString kHost = QStringLiteral(BROWSER_HOST_EXECUTABLE);
 const QString kDashboard = QStringLiteral("Dashboard");
 const QString kEmail = QStringLiteral("ada@example.org");
 const QString kPassword = QStringLiteral("correct horse");
@@ -43,6 +47,8 @@ private Q_SLOTS:
     {
         REQUIRE_PROGRAMS(support::SignedInDesktop::programs() +
                          support::AssistiveReader::programs() + support::Chromium::programs());
+        // As such the native host has to recognise a program that lets nobody look inside.
+        QVERIFY(support::lookAsAnOrdinaryUser());
         VERIFY_OUTCOME(
             m_service.start(database(), {QStringLiteral("--port"), QStringLiteral("8787")}));
         VERIFY_OUTCOME(m_service.addUser(kEmail, QStringLiteral("Ada Lovelace"), kPassword));
@@ -63,19 +69,15 @@ private Q_SLOTS:
 
         const QString userData = m_desktop.x11().home() + QStringLiteral("/chromium-data");
         QVERIFY(BrowserDesktop::addHost(platform::browsers::Family::Chromium,
-                                        userData + QStringLiteral("/NativeMessagingHosts")));
+                                        userData + QStringLiteral("/NativeMessagingHosts"),
+                                        kHost));
         support::Chromium browser;
         const QString page = m_pages.page(QStringLiteral("visited?secret=1"));
         VERIFY_OUTCOME(browser.start(
             m_desktop.environment(), userData, QStringLiteral(EXTENSION_FOLDER), page));
-        const auto isRecorded = [&agent, &page] {
-            return std::ranges::any_of(agent.lines(), [&page](const QString& line) {
-                return line.startsWith(QLatin1StringView("Tick: ")) &&
-                       line.endsWith(QLatin1StringView(" | ") + page);
-            });
-        };
-        QTRY_VERIFY2_WITH_TIMEOUT(
-            isRecorded(), qPrintable(agent.lines().join(u'\n') + agent.complaints()), kPatienceMs);
+        QTRY_VERIFY2_WITH_TIMEOUT(hasTickWith(agent, page),
+                                  qPrintable(agent.lines().join(u'\n') + agent.complaints()),
+                                  kPatienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(contentOf(agent.dataFile()).contains("visited?secret=1"),
                                  kPatienceMs);
 
@@ -108,7 +110,43 @@ private Q_SLOTS:
         QCOMPARE(agent.end(), std::optional(EXIT_SUCCESS));
     }
 
+    void theNextRunOfTheProgramIsToldToo()
+    {
+        const QString userData = m_desktop.x11().home() + QStringLiteral("/chromium-data");
+        QVERIFY(BrowserDesktop::addHost(platform::browsers::Family::Chromium,
+                                        userData + QStringLiteral("/NativeMessagingHosts"),
+                                        kHost));
+        support::Chromium browser;
+        const QString page = m_pages.page(QStringLiteral("again"));
+        VERIFY_OUTCOME(browser.start(
+            m_desktop.environment(), userData, QStringLiteral(EXTENSION_FOLDER), page));
+        QTRY_VERIFY_WITH_TIMEOUT(m_desktop.focusedTitle().startsWith(QStringLiteral("again")),
+                                 kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(processesOf(kHost).isEmpty(), kPatienceMs);
+        for (int run = 0; run < 2; ++run) {
+            support::Agent agent(
+                support::AssistiveReader::programEnvironment(m_desktop.environment()));
+            VERIFY_OUTCOME(agent.start());
+            QTRY_COMPARE_WITH_TIMEOUT(m_desktop.focusedTitle(), kDashboard, kPatienceMs);
+            QVERIFY(xdotool(m_desktop.x11(), {QStringLiteral("key"), QStringLiteral("alt+F4")}));
+            QTRY_VERIFY2_WITH_TIMEOUT(hasTickWith(agent, page),
+                                      qPrintable(agent.lines().join(u'\n') + agent.complaints()),
+                                      kLongPatienceMs);
+            QCOMPARE(processesOf(kHost).size(), 1);
+            QCOMPARE(agent.end(), std::optional(EXIT_SUCCESS));
+            QTRY_VERIFY_WITH_TIMEOUT(processesOf(kHost).isEmpty(), kPatienceMs);
+        }
+    }
+
 private:
+    [[nodiscard]] static bool hasTickWith(support::Agent& agent, const QString& address)
+    {
+        return std::ranges::any_of(agent.lines(), [&address](const QString& line) {
+            return line.startsWith(QLatin1StringView("Tick: ")) &&
+                   line.endsWith(QLatin1StringView(" | ") + address);
+        });
+    }
+
     [[nodiscard]] QString database() const
     {
         return m_service.folder() + QStringLiteral("/service.sqlite");

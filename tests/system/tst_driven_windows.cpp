@@ -16,7 +16,9 @@
 #include <QFile>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
+#include <sys/resource.h>
 
 using support::Account;
 using support::Agent;
@@ -218,6 +220,7 @@ private Q_SLOTS:
             "echo noise\n"
             // By the shell itself: while it starts a program it blocks signals for a moment.
             "{ echo \"address $1\"\n"
+            "echo \"core limit $(ulimit -S -c)\"\n"
             "while read -r line; do case $line in Sig*) echo \"$line\" ;; esac; done "
             "</proc/self/status\n"
             "env; ls -l /proc/$$/fd; } >'" +
@@ -226,15 +229,28 @@ private Q_SLOTS:
         QVERIFY(opener.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
         environment.insert(QStringLiteral("PATH"),
                            folder + u':' + environment.value(QStringLiteral("PATH")));
+        // A sanitizer would lower the limit for core files before the program looks at it.
+        environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                           environment.value(QStringLiteral("ASAN_OPTIONS")) +
+                               QStringLiteral(":disable_coredump=0"));
         environment.insert(QStringLiteral("DBUS_STARTER_BUS_TYPE"), QStringLiteral("session"));
         environment.insert(QStringLiteral("NOTIFY_SOCKET"), folder + QStringLiteral("/notify"));
         m_agent = std::make_unique<Agent>(environment);
+        rlimit usual{};
+        QCOMPARE(::getrlimit(RLIMIT_CORE, &usual), 0);
+        constexpr rlim_t kBlock = 512; // in which the shell counts
+        rlimit some = usual;
+        some.rlim_cur = std::min(77 * kBlock, usual.rlim_max);
+        QCOMPARE(::setrlimit(RLIMIT_CORE, &some), 0);
         launch(kLogin);
+        QCOMPARE(::setrlimit(RLIMIT_CORE, &usual), 0);
         click(kLogin, QStringLiteral("Create one at 127.0.0.1"));
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(seen), kPatienceMs);
 
         const QString found = QString::fromUtf8(contentOf(seen));
         QVERIFY2(found.startsWith(QStringLiteral("address https://")), qPrintable(found));
+        const QString core = QStringLiteral("\ncore limit %1\n").arg(some.rlim_cur / kBlock);
+        QVERIFY2(found.contains(core), qPrintable(found));
         QVERIFY2(found.contains(QStringLiteral("SigBlk:\t0000000000000000\n")), qPrintable(found));
         QVERIFY2(!found.contains(QStringLiteral("DBUS_STARTER_")), qPrintable(found));
         QVERIFY2(!found.contains(QStringLiteral("NOTIFY_SOCKET")), qPrintable(found));

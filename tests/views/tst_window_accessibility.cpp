@@ -6,9 +6,10 @@
 #include <QTest>
 
 #if __has_include(<private/qguiapplication_p.h>)
-#include <private/qguiapplication_p.h>
 #include <qpa/qplatformaccessibility.h>
 #include <qpa/qplatformintegration.h>
+
+#include <private/qguiapplication_p.h>
 #define HAS_PRIVATE_HEADERS
 #endif
 

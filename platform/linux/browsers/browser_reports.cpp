@@ -17,8 +17,10 @@ namespace platform::browsers {
 
 namespace {
 
+const QString kNoHost = QStringLiteral("not a browser's host");
 constexpr int kTimeToNameAProcessMs = 1000;
 constexpr qint64 kTimeToSettleMs = 250;
+constexpr int kTimeToLookMs = 1000;
 
 QString objectPath()
 {
@@ -56,6 +58,9 @@ BrowserReports::BrowserReports(QDBusConnection bus, QString hostExecutable, QStr
                   QStringLiteral("Disconnected"),
                   this,
                   SLOT(forgetAll()));
+    m_longestLook.setSingleShot(true);
+    m_longestLook.setInterval(kTimeToLookMs);
+    m_longestLook.callOnTimeout(this, &BrowserReports::raiseShield);
     m_bus.registerObject(objectPath(),
                          this,
                          QDBusConnection::ExportScriptableSlots |
@@ -129,6 +134,31 @@ QStringList BrowserReports::connectedBrowsers() const
     return executables;
 }
 
+void BrowserReports::Introduce()
+{
+    if (!calledFromDBus())
+        return;
+    Host* const host = caller();
+    if (host == nullptr)
+        return;
+    if (std::exchange(host->hasAsked, true)) {
+        sendErrorReply(QDBusError::LimitsExceeded, QStringLiteral("asked already"));
+        return;
+    }
+    switch (host->trust) {
+    case Trust::Asked:
+        setDelayedReply(true);
+        host->introduction = message();
+        return;
+    case Trust::Believed:
+        showTo(*host);
+        return;
+    case Trust::Refused:
+        sendErrorReply(QDBusError::AccessDenied, kNoHost);
+        return;
+    }
+}
+
 void BrowserReports::Report(const QString& family,
                             const QString& address,
                             const QString& title,
@@ -136,13 +166,11 @@ void BrowserReports::Report(const QString& family,
 {
     if (!calledFromDBus())
         return;
-    Host* host = find(message().service());
+    Host* const host = caller();
     if (host == nullptr)
-        host = welcome(message().service());
-    if (host == nullptr) {
-        sendErrorReply(QDBusError::LimitsExceeded, QStringLiteral("too many callers"));
         return;
-    }
+    host->isLooking = false;
+    raiseShieldUnlessLookedAt();
     const auto known = familyNamed(family);
     const bool isSound = known && address.size() <= kLongestText && title.size() <= kLongestText &&
                          isTellable(address);
@@ -154,13 +182,24 @@ void BrowserReports::Report(const QString& family,
     if (!isSound)
         sendErrorReply(QDBusError::InvalidArgs, QStringLiteral("not a report"));
     else if (host->trust == Trust::Refused)
-        sendErrorReply(QDBusError::AccessDenied, QStringLiteral("not a browser's host"));
+        sendErrorReply(QDBusError::AccessDenied, kNoHost);
 }
 
 BrowserReports::Host* BrowserReports::find(const QString& connection)
 {
     const auto found = std::ranges::find(m_hosts, connection, &Host::connection);
     return found == m_hosts.end() ? nullptr : &*found;
+}
+
+/// The one who calls now; none, with the answer given, when there are too many.
+BrowserReports::Host* BrowserReports::caller()
+{
+    Host* host = find(message().service());
+    if (host == nullptr)
+        host = welcome(message().service());
+    if (host == nullptr)
+        sendErrorReply(QDBusError::LimitsExceeded, QStringLiteral("too many callers"));
+    return host;
 }
 
 /// A place for a new caller, that of the oldest who is not believed when all are taken.
@@ -202,13 +241,41 @@ void BrowserReports::identify(const QString& connection, std::int32_t pid)
     if (host == nullptr)
         return;
     const auto process = readBrowserChild(pid, m_procFolder);
-    if (!process || process->executable != m_hostExecutable) {
-        host->trust = Trust::Refused;
-        return;
+    const bool isHost = process && process->executable == m_hostExecutable;
+    host->trust = isHost ? Trust::Believed : Trust::Refused;
+    const auto introduction = std::exchange(host->introduction, std::nullopt);
+    if (introduction && isHost) {
+        showTo(*host);
+        m_bus.send(introduction->createReply());
+    } else if (introduction) {
+        m_bus.send(introduction->createErrorReply(QDBusError::AccessDenied, kNoHost));
     }
+    if (!isHost)
+        return;
     host->process = *process;
-    host->trust = Trust::Believed;
     Q_EMIT connectedBrowsersChanged();
+}
+
+void BrowserReports::showTo(Host& host)
+{
+    host.isLooking = true;
+    if (!m_lowered)
+        m_lowered.emplace();
+    m_longestLook.start();
+}
+
+void BrowserReports::raiseShieldUnlessLookedAt()
+{
+    if (std::ranges::none_of(m_hosts, &Host::isLooking))
+        raiseShield();
+}
+
+void BrowserReports::raiseShield()
+{
+    m_longestLook.stop();
+    m_lowered.reset();
+    for (Host& host : m_hosts)
+        host.isLooking = false;
 }
 
 void BrowserReports::forget(const QString& connection)
@@ -218,6 +285,7 @@ void BrowserReports::forget(const QString& connection)
         return host.connection == connection && host.trust == Trust::Believed;
     });
     std::erase_if(m_hosts, [&](const Host& host) { return host.connection == connection; });
+    raiseShieldUnlessLookedAt();
     if (wasBelieved)
         Q_EMIT connectedBrowsersChanged();
 }
@@ -225,6 +293,7 @@ void BrowserReports::forget(const QString& connection)
 void BrowserReports::forgetAll()
 {
     m_hosts.clear();
+    raiseShield();
     m_watcher.setWatchedServices({});
     Q_EMIT connectedBrowsersChanged();
 }

@@ -4,14 +4,17 @@
 
 #include "platform/linux/browsers/address_source.h"
 #include "platform/linux/browsers/browser_process.h"
+#include "platform/linux/posix/process_shield.h"
 
 #include <QDBusConnection>
 #include <QDBusContext>
+#include <QDBusMessage>
 #include <QDBusServiceWatcher>
 #include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 
 #include <cstdint>
 #include <optional>
@@ -23,6 +26,9 @@ namespace platform::browsers {
 /// /com/velomira/UsageMonitor/Browsers on the session bus, interface
 /// com.velomira.UsageMonitor.Browsers1. Only processes that run our host's executable are believed,
 /// and each only about the browser that is its parent, because anybody may call.
+///
+/// A host in turn tells nothing before it has seen which executable this process runs. So when it
+/// asks for that, the shield of the process is lowered until its first report, or for a second.
 ///
 /// Where the desktop tells no process, an address is known only if exactly one browser of the
 /// family tells that it has the focus.
@@ -64,6 +70,9 @@ public:
 
     // NOLINTBEGIN(readability-identifier-naming): the names are those of the interface.
 
+    /// For hosts: lets the caller look who this process is, once. Answered when it can.
+    Q_SCRIPTABLE Q_SLOT void Introduce();
+
     /// For hosts: the page on show in the window of the browser that has the focus, or that none
     /// has. `family` is "chromium" or "firefox".
     Q_SCRIPTABLE Q_SLOT void
@@ -98,12 +107,19 @@ private:
         std::uint64_t reportsSeen = 0;
         std::uint64_t reportsBefore = 0;
         QElapsedTimer inFront; // since the window was first seen there
+        bool hasAsked = false; // who this process is
+        bool isLooking = false;
+        std::optional<QDBusMessage> introduction; // to be answered when it is known who asks
     };
 
     [[nodiscard]] Host* find(const QString& connection);
+    [[nodiscard]] Host* caller();
     [[nodiscard]] Host* welcome(const QString& connection);
     void askForProcess(const QString& connection);
     void identify(const QString& connection, std::int32_t pid);
+    void showTo(Host& host);
+    void raiseShieldUnlessLookedAt();
+    void raiseShield();
     void forget(const QString& connection);
     Q_SLOT void forgetAll();
     [[nodiscard]] bool speaksFor(const Host& host, const FrontBrowser& front) const;
@@ -114,6 +130,8 @@ private:
     QString m_procFolder;
     QDBusServiceWatcher m_watcher;
     std::vector<Host> m_hosts; // in the order of their first calls
+    std::optional<posix::LoweredShield> m_lowered;
+    QTimer m_longestLook;
 };
 
 } // namespace platform::browsers

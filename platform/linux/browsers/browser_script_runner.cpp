@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/browsers/browser_script_runner.h"
 
+#include "platform/linux/browsers/user_information.h"
+
 #include <utility>
 
 namespace platform::browsers {
@@ -40,8 +42,8 @@ Result<std::optional<QString>> BrowserScriptRunner::run(QStringView source)
     if (!front || front->family != *family)
         return std::optional<QString>();
     for (AddressSource* candidate : m_sources) {
-        if (auto address = candidate->addressIn(*front))
-            return address;
+        if (const auto address = candidate->addressIn(*front))
+            return std::optional(withoutUserInformation(*address));
     }
     return std::optional<QString>();
 }

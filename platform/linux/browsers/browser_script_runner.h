@@ -22,7 +22,8 @@ public:
     BrowserScriptRunner(std::function<std::optional<FrontBrowser>()> front,
                         std::vector<AddressSource*> sources);
 
-    /// No text where no source knows, and when another window is in front meanwhile. Never waits.
+    /// The address without a name and password, whoever told it. No text where no source knows, and
+    /// when another window is in front meanwhile. Never waits.
     [[nodiscard]] Result<std::optional<QString>> run(QStringView source) override;
 
 private:

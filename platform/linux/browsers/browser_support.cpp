@@ -148,8 +148,8 @@ stateOf(const KnownBrowser& browser, const SupportPlaces& places, const QStringL
                               "--install-browser-support");
     if (std::ranges::any_of(browser.executables, runs))
         return QStringLiteral("tells addresses");
-    return QStringLiteral("set up, but tells no addresses: it does not run, or the extension is "
-                          "not loaded or switched off");
+    return QStringLiteral("set up, but tells no addresses: it or Quillstep does not run, or the "
+                          "extension is not loaded or switched off");
 }
 
 } // namespace

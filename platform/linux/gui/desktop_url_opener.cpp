@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/gui/desktop_url_opener.h"
 
+#include "platform/linux/posix/process_shield.h"
+
 #include <QDesktopServices>
 #include <QTimer>
 #include <QUrl>
@@ -10,10 +12,12 @@ namespace platform::gui {
 
 void DesktopUrlOpener::open(const QString& url)
 {
-    if (url.startsWith(QLatin1StringView("velomira:"), Qt::CaseInsensitive))
+    if (url.startsWith(QLatin1StringView("velomira:"), Qt::CaseInsensitive)) {
         QTimer::singleShot(0, this, [this, url] { Q_EMIT ownUrlOpened(url); });
-    else
-        QDesktopServices::openUrl(QUrl(url));
+        return;
+    }
+    const posix::UsualCoreLimit limit;
+    QDesktopServices::openUrl(QUrl(url));
 }
 
 } // namespace platform::gui

@@ -3,6 +3,7 @@
 #include "platform/linux/posix/stdout_diagnostics.h"
 
 #include <QByteArray>
+#include <QString>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,6 +14,8 @@
 namespace platform::posix {
 
 namespace {
+
+constexpr QLatin1StringView kOfWindows("Tick: ");
 
 bool isControl(char c)
 {
@@ -28,13 +31,16 @@ bool hasRoom(int descriptor)
 
 } // namespace
 
-StdoutDiagnostics::StdoutDiagnostics(int descriptor)
+StdoutDiagnostics::StdoutDiagnostics(int descriptor, Sink sink)
     : m_descriptor(descriptor)
+    , m_sink(sink)
 {
 }
 
 void StdoutDiagnostics::line(QStringView text)
 {
+    if (m_sink == Sink::Journal && text.startsWith(kOfWindows))
+        return;
     QByteArray bytes = text.toUtf8();
     std::ranges::replace_if(bytes, isControl, ' ');
     bytes.append('\n');
