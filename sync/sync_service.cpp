@@ -228,9 +228,10 @@ void SyncService::recordDelivery(const UploadBatch& batch)
 
 void SyncService::recordNothingToSend()
 {
-    setIsSyncing(false);
+    // Whoever hears that the attempt is over reads when that was, which has no signal of its own.
     setLastSyncTime(m_environment.clock.now());
     countNothing(m_environment.userDefaults);
+    setIsSyncing(false);
 }
 
 void SyncService::fail(const QString& text)
