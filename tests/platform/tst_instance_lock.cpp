@@ -8,11 +8,18 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstring>
 #include <fcntl.h>
+#include <iterator>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <optional>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -71,6 +78,22 @@ private:
 
     pid_t m_pid = -1;
 };
+
+/// From here on this process and those that it starts are told that there are no locks, as on a
+/// file system that has none.
+void takeAwayLocks(int error)
+{
+    sock_filter program[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_flock, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog filter{.len = std::size(program), .filter = program};
+    if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+        ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0)
+        ::_exit(2);
+}
 
 QString failureOf(const QString& folder, milliseconds limit = milliseconds(0))
 {
@@ -239,6 +262,42 @@ private Q_SLOTS:
         else
             QVERIFY(QFile(m_folder).open(QIODevice::WriteOnly));
         QCOMPARE(failureOf(m_folder), reason.arg(m_file));
+    }
+
+    void aFileSystemWithoutLocksIsASuccessThatSaysSo_data()
+    {
+        QTest::addColumn<int>("error");
+        QTest::newRow("ENOLCK") << ENOLCK;
+        QTest::newRow("EOPNOTSUPP") << EOPNOTSUPP;
+        QTest::newRow("ENOSYS") << ENOSYS;
+    }
+
+    void aFileSystemWithoutLocksIsASuccessThatSaysSo()
+    {
+        QFETCH(const int, error);
+        int ends[2] = {-1, -1};
+        QCOMPARE(::pipe2(ends, O_CLOEXEC), 0);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            takeAwayLocks(error);
+            InstanceLock lock(m_folder);
+            const auto outcome = lock.acquire(milliseconds(0));
+            const QByteArray said =
+                (outcome && !lock.isTaken() ? lock.warning() : QStringLiteral("failed")).toUtf8();
+            ::_exit(::write(ends[1], said.constData(), size_t(said.size())) == said.size() ? 0 : 1);
+        }
+        ::close(ends[1]);
+        char buffer[1024] = {};
+        const ssize_t length = ::read(ends[0], buffer, sizeof buffer);
+        ::close(ends[0]);
+        ::waitpid(child, nullptr, 0);
+        QCOMPARE(QString::fromUtf8(buffer, length),
+                 QStringLiteral("cannot lock %1: %2; nothing keeps a second session from recording "
+                                "into this folder, and the two would replace each other's records")
+                     .arg(m_file, QString::fromLocal8Bit(std::strerror(error))));
+        InstanceLock lock(m_folder);
+        QVERIFY(lock.acquire(milliseconds(0)));
+        QCOMPARE(lock.warning(), QString());
     }
 
     void isNotInheritedByAProgramThatIsStarted()
