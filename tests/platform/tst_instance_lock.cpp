@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "platform/linux/posix/instance_lock.h"
+#include "tests/support/without_locks.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -10,16 +11,11 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstddef>
 #include <cstring>
 #include <fcntl.h>
-#include <iterator>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <optional>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -78,22 +74,6 @@ private:
 
     pid_t m_pid = -1;
 };
-
-/// From here on this process and those that it starts are told that there are no locks, as on a
-/// file system that has none.
-void takeAwayLocks(int error)
-{
-    sock_filter program[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_flock, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog filter{.len = std::size(program), .filter = program};
-    if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-        ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0)
-        ::_exit(2);
-}
 
 QString failureOf(const QString& folder, milliseconds limit = milliseconds(0))
 {
@@ -279,7 +259,8 @@ private Q_SLOTS:
         QCOMPARE(::pipe2(ends, O_CLOEXEC), 0);
         const pid_t child = ::fork();
         if (child == 0) {
-            takeAwayLocks(error);
+            if (!support::takeLocksAway(error))
+                ::_exit(2);
             InstanceLock lock(m_folder);
             const auto outcome = lock.acquire(milliseconds(0));
             const QByteArray said =
