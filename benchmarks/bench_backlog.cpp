@@ -97,7 +97,8 @@ private:
         }
         const std::size_t headEnd = head.find("\r\n\r\n") + 4;
         constexpr std::string_view kLength = "Content-Length: ";
-        const std::int64_t expected = std::atoll(head.c_str() + head.find(kLength) + kLength.size());
+        const std::int64_t expected =
+            std::atoll(head.c_str() + head.find(kLength) + kLength.size());
         auto received = static_cast<std::int64_t>(head.size() - headEnd);
         const Clock::time_point start = Clock::now();
         while (received < expected) {

@@ -9,8 +9,8 @@
 namespace platform {
 
 /// Writes spans of time in hours, minutes and seconds, abbreviated and in English,
-/// whatever the user's language: "1h 5m 3s". Costly to make, cheap to use: keep one. One thread at a
-/// time.
+/// whatever the user's language: "1h 5m 3s". Costly to make, cheap to use: keep one. One thread at
+/// a time.
 class DurationText final
 {
 public:

@@ -29,8 +29,7 @@ platform::Outcome Agent::start(const QStringList& arguments)
     const QString program = QStringLiteral(QUILLSTEP_EXECUTABLE);
     if (m_launcher.isEmpty())
         return m_child.start(program, arguments, m_environment, m_errorFile);
-    return m_child.start(
-        m_launcher, QStringList(program) + arguments, m_environment, m_errorFile);
+    return m_child.start(m_launcher, QStringList(program) + arguments, m_environment, m_errorFile);
 }
 
 QStringList Agent::lines()

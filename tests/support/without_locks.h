@@ -11,8 +11,8 @@
 
 namespace support {
 
-/// From here on this process and those that it starts are told by flock(2), with `error`, that there
-/// are no locks, as on a file system that has none. False when the system does not let us.
+/// From here on this process and those that it starts are told by flock(2), with `error`, that
+/// there are no locks, as on a file system that has none. False when the system does not let us.
 inline bool takeLocksAway(int error)
 {
     sock_filter program[] = {

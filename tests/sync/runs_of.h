@@ -11,8 +11,7 @@
 inline std::vector<syncing::AggregatedLog> runsOf(const activity::ActivityList& list)
 {
     std::vector<syncing::AggregatedLog> runs;
-    syncing::aggregate(list,
-                       [&runs](const syncing::AggregatedLog& run) { runs.push_back(run); });
+    syncing::aggregate(list, [&runs](const syncing::AggregatedLog& run) { runs.push_back(run); });
     return runs;
 }
 

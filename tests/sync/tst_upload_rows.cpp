@@ -59,7 +59,8 @@ private Q_SLOTS:
         QVERIFY(!uploadRow(made).url);
         made.log.windowTitle = SharedText("");
         made.log.url = SharedText("");
-        QVERIFY(uploadRow(made).window_title.has_value() && uploadRow(made).window_title->view().empty());
+        QVERIFY(uploadRow(made).window_title.has_value() &&
+                uploadRow(made).window_title->view().empty());
         QVERIFY(uploadRow(made).url.has_value() && uploadRow(made).url->view().empty());
     }
 
@@ -99,17 +100,15 @@ private Q_SLOTS:
     void durationThatNoIntegerHoldsIsFatal()
     {
         for (const double bad : {0x1p63, -0x1.1p63, kInfinity, -kInfinity, kNotANumber})
-            QVERIFY(support::diesWith("is not a number of seconds", [bad] {
-                (void)uploadRow(run(bad));
-            }));
+            QVERIFY(support::diesWith("is not a number of seconds",
+                                      [bad] { (void)uploadRow(run(bad)); }));
     }
 
     void startThatIsNotFiniteIsFatal()
     {
         for (const double bad : {kInfinity, -kInfinity, kNotANumber})
-            QVERIFY(support::diesWith("is not an instant", [bad] {
-                (void)uploadRow(run(1, bad));
-            }));
+            QVERIFY(
+                support::diesWith("is not an instant", [bad] { (void)uploadRow(run(1, bad)); }));
     }
 
     void startsInStrangeYearsAreSentAsTheyAre()

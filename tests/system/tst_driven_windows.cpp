@@ -234,7 +234,8 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(seen), kPatienceMs);
 
         const QString found = QString::fromUtf8(contentOf(seen));
-        QVERIFY2(found.startsWith(QStringLiteral("address http://127.0.0.1:8787\n")), qPrintable(found));
+        QVERIFY2(found.startsWith(QStringLiteral("address http://127.0.0.1:8787\n")),
+                 qPrintable(found));
         QVERIFY2(found.contains(QStringLiteral("SigBlk:\t0000000000000000\n")), qPrintable(found));
         QVERIFY2(!found.contains(QStringLiteral("DBUS_STARTER_")), qPrintable(found));
         QVERIFY2(!found.contains(QStringLiteral("NOTIFY_SOCKET")), qPrintable(found));

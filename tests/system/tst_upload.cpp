@@ -231,7 +231,8 @@ private Q_SLOTS:
         QCOMPARE(storedAtArrival,
                  std::vector<std::size_t>(isRedirected ? 2 : 1, std::size_t{kRows}));
         QCOMPARE(bench.stored(), 0);
-        for (const ScriptedServer* taker : std::initializer_list<const ScriptedServer*>{&server, &last}) {
+        for (const ScriptedServer* taker :
+             std::initializer_list<const ScriptedServer*>{&server, &last}) {
             const QByteArray& body = taker->requests().constFirst().body;
             QVERIFY(body.size() > 64 * 1024 * 1024);
             QVERIFY(bench.fake.diagnostics.lines().contains(

@@ -107,10 +107,11 @@ void TestSettingsModel::anUploadWithNothingToSendIsShownAtOnce()
     SettingsModel model(bench.context);
     QStringList shown;
     connect(&model, &SettingsModel::changed, this, [&] {
-        shown.append(QStringLiteral("%1, %2, %3")
-                         .arg(model.isSyncing() ? QStringLiteral("syncing") : QStringLiteral("idle"),
-                              model.formatLastSync(),
-                              model.lastRecordCount()));
+        shown.append(
+            QStringLiteral("%1, %2, %3")
+                .arg(model.isSyncing() ? QStringLiteral("syncing") : QStringLiteral("idle"),
+                     model.formatLastSync(),
+                     model.lastRecordCount()));
     });
     QCoro::waitFor(bench.sync.sync());
     QCOMPARE(shown,
