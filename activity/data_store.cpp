@@ -107,8 +107,10 @@ bool DataStore::finishSaving(std::chrono::milliseconds limit)
 bool DataStore::load()
 {
     QFile file(m_filePath);
+    // A link to where nothing is may lead to a disk that is missing now. Should it come back with a
+    // list of its own, that one is kept, not replaced.
     if (!QFileInfo::exists(m_filePath))
-        return true;
+        return !QFileInfo(m_filePath).isSymLink();
     // Anything but a regular file is not opened: a pipe would hold the start up.
     if (!QFileInfo(m_filePath).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return false;

@@ -2,20 +2,11 @@
 // SPDX-License-Identifier: MIT
 // An upload from end to end, over loopback to a server that only says yes: how long it takes, and
 // how long it ever holds the main thread.
-#include "account/auth_service.h"
-#include "activity/data_store.h"
+#include "benchmarks/upload_bench.h"
 #include "benchmarks/workload.h"
-#include "platform/linux/posix/background_priority.h"
-#include "platform/linux/posix/posix_atomic_file.h"
-#include "platform/linux/qt/network_http_client.h"
-#include "sync/sync_service.h"
-#include "tests/fakes/fake_environment.h"
 
 #include <QCoreApplication>
 #include <QCoroTask>
-#include <QElapsedTimer>
-#include <QTemporaryDir>
-#include <QTimer>
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
@@ -28,8 +19,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::milliseconds kBeat(1);
+using upload_bench::Heartbeat;
 
 /// Takes uploads on a thread of its own.
 class Sink final
@@ -63,71 +53,11 @@ private:
     std::thread m_thread;
 };
 
-/// A timer of one millisecond, and the longest time that one of its beats was late.
-class Heartbeat final
-{
-public:
-    Heartbeat()
-    {
-        m_timer.setTimerType(Qt::PreciseTimer);
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { beat(); });
-        m_timer.start(kBeat);
-    }
-
-    void beat()
-    {
-        const Clock::time_point now = Clock::now();
-        longest = std::max<Clock::duration>(longest, now - m_last - kBeat);
-        m_last = now;
-    }
-
-    void restart()
-    {
-        m_last = Clock::now();
-        longest = {};
-    }
-
-    Clock::duration longest{};
-
-private:
-    QTimer m_timer;
-    Clock::time_point m_last = Clock::now();
-};
-
 /// Uploads range(0) samples, each a row of its own, from a store that saves to a real disk.
 void upload(benchmark::State& state)
 {
     const Sink sink;
-    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(sink.port);
-    const QTemporaryDir folder;
-    fakes::FakeEnvironment fake;
-    fake.secretStore.secrets[fakes::FakeSecretStore::key(account::AuthService::secretName())] = "T";
-    platform::posix::PosixAtomicFiles files;
-    platform::qt::NetworkHttpClient client;
-    const platform::Environment environment{
-        .idleTime = fake.idleTime,
-        .frontmostApplication = fake.frontmostApplication,
-        .windowTitle = fake.windowTitle,
-        .scriptRunner = fake.scriptRunner,
-        .repeatingTimers = fake.repeatingTimers,
-        .clock = fake.clock,
-        .diagnostics = fake.diagnostics,
-        .atomicFiles = files,
-        .userDefaults = fake.userDefaults,
-        .secretStore = fake.secretStore,
-        .httpClient = client,
-        .applicationSupport = folder.path(),
-        .enterBackground = platform::posix::enterBackground,
-    };
-    activity::DataStore store({.applicationSupport = environment.applicationSupport,
-                               .files = files,
-                               .diagnostics = fake.diagnostics,
-                               .enterBackground = platform::posix::enterBackground});
-    account::AuthService auth({.serviceUrl = url,
-                               .userDefaults = fake.userDefaults,
-                               .secretStore = fake.secretStore,
-                               .httpClient = client});
-    syncing::SyncService service(environment, url, auth, store);
+    upload_bench::Uploader uploader(QStringLiteral("http://127.0.0.1:%1").arg(sink.port));
     activity::TextPool pool;
 
     std::vector<double> longest;
@@ -136,19 +66,19 @@ void upload(benchmark::State& state)
             // Every second of another window: as many rows as samples.
             activity::ActivityLog log = workload::log(static_cast<std::size_t>(i) * 20, pool);
             log.timestamp = static_cast<double>(i);
-            store.addLog(std::move(log));
+            uploader.store.addLog(std::move(log));
         }
         Heartbeat heartbeat;
         QCoreApplication::processEvents();
         heartbeat.restart();
         const Clock::time_point start = Clock::now();
-        QCoro::waitFor(service.sync());
+        QCoro::waitFor(uploader.service.sync());
         state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
         heartbeat.beat();
-        longest.push_back(std::chrono::duration<double, std::milli>(heartbeat.longest).count());
-        if (service.lastSyncError() || !store.activities().empty())
+        longest.push_back(heartbeat.longestMilliseconds());
+        if (uploader.service.lastSyncError() || !uploader.store.activities().empty())
             qFatal("the upload failed: %s",
-                   qUtf8Printable(service.lastSyncError().value_or(QString())));
+                   qUtf8Printable(uploader.service.lastSyncError().value_or(QString())));
     }
     std::ranges::sort(longest);
     state.counters["body_mb"] = static_cast<double>(sink.bytes) / 1e6;

@@ -25,11 +25,11 @@ struct DurationText::Format
     icu::MeasureUnit second;
 };
 
-DurationText::DurationText(const QByteArray& locale)
+DurationText::DurationText()
 {
     UErrorCode status = U_ZERO_ERROR;
     auto format = std::make_unique<Format>(
-        Format{.measures = {icu::Locale(locale.constData()), UMEASFMT_WIDTH_NARROW, status},
+        Format{.measures = {icu::Locale::getUS(), UMEASFMT_WIDTH_NARROW, status},
                .hour = icu::MeasureUnit::getHour(),
                .minute = icu::MeasureUnit::getMinute(),
                .second = icu::MeasureUnit::getSecond()});

@@ -2,27 +2,26 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QByteArray>
 #include <QString>
 
 #include <memory>
 
 namespace platform {
 
-/// Writes spans of time in hours, minutes and seconds, abbreviated: "1h 5m 3s". Other languages
-/// put it in their own way. Costly to make, cheap to use: keep one. One thread at a time.
+/// Writes spans of time in hours, minutes and seconds, abbreviated and in English,
+/// whatever the user's language: "1h 5m 3s". Costly to make, cheap to use: keep one. One thread at
+/// a time.
 class DurationText final
 {
 public:
-    /// `locale` as ICU names it ("de_DE"), see userTimeLocale().
-    explicit DurationText(const QByteArray& locale);
+    DurationText();
     DurationText(const DurationText&) = delete;
     DurationText& operator=(const DurationText&) = delete;
     ~DurationText();
 
     /// `seconds`, its fraction cut off, in those units that are not zero; there are no days. A
     /// negative span has one minus sign before it. "0s" for what is not finite and where the
-    /// system has no data for the language.
+    /// system has no data for English.
     [[nodiscard]] QString text(double seconds) const;
 
 private:

@@ -68,14 +68,14 @@ struct RelativeTimeText::Format
     std::unique_ptr<const icu::Calendar> calendar;
 };
 
-RelativeTimeText::RelativeTimeText(const QByteArray& locale)
+RelativeTimeText::RelativeTimeText()
 {
     UErrorCode status = U_ZERO_ERROR;
-    const icu::Locale chosen = icu::Locale(locale.constData());
+    const icu::Locale& english = icu::Locale::getUS();
     auto format = std::make_unique<Format>(Format{
-        .times = {chosen, nullptr, UDAT_STYLE_SHORT, UDISPCTX_CAPITALIZATION_NONE, status},
+        .times = {english, nullptr, UDAT_STYLE_SHORT, UDISPCTX_CAPITALIZATION_NONE, status},
         .calendar =
-            std::unique_ptr<const icu::Calendar>(icu::Calendar::createInstance(chosen, status))});
+            std::unique_ptr<const icu::Calendar>(icu::Calendar::createInstance(english, status))});
     if (U_SUCCESS(status))
         m_format = std::move(format);
 }

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QByteArray>
 #include <QString>
 #include <QTimeZone>
 
@@ -10,13 +9,12 @@
 
 namespace platform {
 
-/// Writes when something was, seen from now: "5 min. ago". Other languages put it in their own way.
+/// Writes when something was, seen from now, in English whatever the user's language: "5 min. ago".
 /// Costly to make, cheap to use: keep one. One thread at a time.
 class RelativeTimeText final
 {
 public:
-    /// `locale` as ICU names it ("de_DE"), see userTimeLocale().
-    explicit RelativeTimeText(const QByteArray& locale);
+    RelativeTimeText();
     RelativeTimeText(const RelativeTimeText&) = delete;
     RelativeTimeText& operator=(const RelativeTimeText&) = delete;
     ~RelativeTimeText();
@@ -27,7 +25,7 @@ public:
     /// what is left over is cut off. Less than a second either way is "in 0 sec.".
     ///
     /// Instants more than about 2.9 million years away count as being just that far. Empty when
-    /// either is not a number, or the system has no data for the language.
+    /// either is not a number, or the system has no data for English.
     [[nodiscard]] QString text(double then, double now, const QTimeZone& zone) const;
 
 private:

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <ranges>
+#include <vector>
 
 namespace syncing {
 
@@ -45,21 +47,21 @@ private:
     double m_duration;
 };
 
-/// The runs of `logs`, which must be in order and not empty.
-std::vector<AggregatedLog> runs(const std::ranges::input_range auto& logs)
+using RunSink = std::function<void(const AggregatedLog&)>;
+
+/// Hands on the runs of `logs`, which must be in order and not empty.
+void runs(const std::ranges::input_range auto& logs, const RunSink& take)
 {
-    std::vector<AggregatedLog> result;
     auto next = std::ranges::begin(logs);
     OpenRun open(*next);
     for (++next; next != std::ranges::end(logs); ++next) {
         const ActivityLog& log = *next;
         if (open.take(log))
             continue;
-        result.push_back(open.closed());
+        take(open.closed());
         open = OpenRun(log);
     }
-    result.push_back(open.closed());
-    return result;
+    take(open.closed());
 }
 
 /// A total order: numbers first, by size, and all that are none alike behind them.
@@ -91,17 +93,19 @@ std::vector<Position> sorted(const ActivityList& logs)
 
 } // namespace
 
-std::vector<AggregatedLog> aggregate(const ActivityList& logs)
+void aggregate(const ActivityList& logs, const RunSink& take)
 {
     if (logs.empty())
-        return {};
-    if (std::ranges::is_sorted(logs, isEarlier, &ActivityLog::timestamp))
-        return runs(logs);
+        return;
+    if (std::ranges::is_sorted(logs, isEarlier, &ActivityLog::timestamp)) {
+        runs(logs, take);
+        return;
+    }
     const std::vector<Position> positions = sorted(logs);
     const auto toLog = [&logs](const Position& position) -> const ActivityLog& {
         return logs[position.index];
     };
-    return runs(positions | std::views::transform(toLog));
+    runs(positions | std::views::transform(toLog), take);
 }
 
 } // namespace syncing

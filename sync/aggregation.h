@@ -5,7 +5,7 @@
 #include "activity/activity_list.h"
 #include "activity/activity_log.h"
 
-#include <vector>
+#include <functional>
 
 namespace syncing {
 
@@ -20,9 +20,10 @@ struct AggregatedLog
     bool operator==(const AggregatedLog&) const = default;
 };
 
-/// The runs of `logs`, ordered by the time of their first samples; samples of the same instant keep
-/// the order in which they are listed. One whose time is not a number comes last and is a run of
-/// its own.
+/// Hands the runs of `logs` to `take`, one after another and each for that call only, so that a
+/// backlog never stands in memory twice. They come ordered by the time of their first samples;
+/// samples of the same instant keep the order in which they are listed. One whose time is not a
+/// number comes last and is a run of its own.
 ///
 /// A sample continues the run before it when application, title and address are the same bytes
 /// (an absent one equals only an absent one) and it begins at most 2.0 seconds after the run's end,
@@ -30,6 +31,7 @@ struct AggregatedLog
 ///
 /// Any thread, with a list that this thread may read. Constant time a sample when they are in
 /// order, n log n in all otherwise.
-[[nodiscard]] std::vector<AggregatedLog> aggregate(const activity::ActivityList& logs);
+void aggregate(const activity::ActivityList& logs,
+               const std::function<void(const AggregatedLog&)>& take);
 
 } // namespace syncing

@@ -110,15 +110,6 @@ QCoro::Task<> SyncService::sync()
 /// From the snapshot to the recorded outcome; with no effect any more when the service has gone.
 QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
 {
-    // Named, because GCC 12 destroys temporaries in a condition with co_await twice.
-    const std::function<void()> fold = [batch] {
-        batch->fold();
-    };
-    const std::function<void()> encode = [batch] {
-        batch->encode();
-    };
-    if (!co_await inBackground(fold))
-        co_return;
     batch->payload.device_id = getDeviceID().toStdString();
     batch->payload.sync_timestamp =
         platform::iso8601(m_environment.clock.now()).value_or(std::string());
@@ -131,9 +122,13 @@ QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
         fail(QStringLiteral("Invalid API URL: ") + address);
         co_return;
     }
-    platform::HttpRequest request = requestTo(*url);
+    // Named, because GCC 12 destroys temporaries in a condition with co_await twice.
+    const std::function<void()> encode = [batch] {
+        batch->encode();
+    };
     if (!co_await inBackground(encode))
         co_return;
+    platform::HttpRequest request = requestTo(*url);
     if (const std::optional<QString> error = batch->encodingError) {
         failWith(*error, QStringLiteral("EncodingFailure: ") + *error);
         co_return;
@@ -228,9 +223,10 @@ void SyncService::recordDelivery(const UploadBatch& batch)
 
 void SyncService::recordNothingToSend()
 {
-    setIsSyncing(false);
+    // Whoever hears that the attempt is over reads when that was, which has no signal of its own.
     setLastSyncTime(m_environment.clock.now());
     countNothing(m_environment.userDefaults);
+    setIsSyncing(false);
 }
 
 void SyncService::fail(const QString& text)

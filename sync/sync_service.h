@@ -68,7 +68,8 @@ public:
     /// The running timer; none until setupTimer().
     [[nodiscard]] const platform::RepeatingTimer* timer() const { return m_timer.get(); }
 
-    /// True from the start of an attempt until its outcome is recorded.
+    /// True from the start of an attempt until its outcome is recorded: when it has become false,
+    /// the settings hold the outcome.
     [[nodiscard]] bool isSyncing() const { return m_isSyncing; }
 
     /// Why the last attempt failed; none after a success and during an attempt.

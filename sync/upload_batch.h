@@ -18,19 +18,18 @@ namespace syncing {
 struct UploadBatch
 {
     activity::ActivityList snapshot;
+    /// What the body says beside its rows.
+    ActivityPayload payload;
     /// The identities of all samples of the snapshot.
     activity::ActivityIds ids;
-    ActivityPayload payload;
-    /// How many rows the payload had before it was encoded.
+    /// How many rows the body has.
     qint64 rowCount = 0;
     QByteArray body;
     /// Why there is no body.
     std::optional<QString> encodingError;
 
-    /// Folds the snapshot into rows.
-    void fold();
-
-    /// Makes the body of the payload, which is given up for it.
+    /// Folds the snapshot into rows and writes them into the body, each as soon as it is there: of
+    /// a long backlog nothing but the body is made, and 16 bytes of identity for each sample.
     void encode();
 };
 

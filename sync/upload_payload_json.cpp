@@ -4,13 +4,12 @@
 
 #include "platform/json_writer.h"
 
-#include <QLatin1StringView>
 #include <QUtf8StringView>
 
 #include <array>
 #include <charconv>
-#include <cstddef>
 #include <string_view>
+#include <utility>
 
 namespace syncing {
 
@@ -47,61 +46,52 @@ void appendRow(std::string& out, const ActivityLogPayload& row)
     out += '}';
 }
 
-std::string head(const ActivityPayload& payload)
-{
-    std::string out = R"({"device_id":)";
-    platform::appendJsonString(out, payload.device_id);
-    out += R"(,"sync_timestamp":)";
-    platform::appendJsonString(out, payload.sync_timestamp);
-    out += R"(,"interval_minutes":)";
-    appendInteger(out, payload.interval_minutes);
-    return out + R"(,"activities":[)";
-}
-
-/// About how long the body becomes: exact but for characters to escape, of which addresses have a
-/// few.
-std::size_t expectedSize(const std::vector<ActivityLogPayload>& rows)
-{
-    std::size_t size = 256;
-    for (const ActivityLogPayload& row : rows) {
-        size += 128 + row.app_name.view().size();
-        size += row.window_title ? row.window_title->view().size() : 0;
-        size += row.url ? row.url->view().size() : 0;
-    }
-    return size;
-}
-
-platform::Error notUtf8(QLatin1StringView what)
-{
-    return {.text = what + QLatin1StringView(" is not valid UTF-8")};
-}
-
 } // namespace
 
-platform::Result<QByteArray> uploadPayloadJson(const ActivityPayload& payload)
+UploadPayloadJson::UploadPayloadJson(const ActivityPayload& payload)
 {
     if (!isValidUtf8(payload.device_id))
-        return notUtf8(QLatin1StringView("the identity of the device"));
+        fail(QLatin1StringView("the identity of the device"));
     if (!isValidUtf8(payload.sync_timestamp))
-        return notUtf8(QLatin1StringView("the time of the upload"));
-    QByteArray body;
-    body.reserve(static_cast<qsizetype>(expectedSize(payload.activities)));
-    std::string piece =
-        head(payload); // the writers append to strings, the body is too long for two
-    bool isFirst = true;
-    for (const ActivityLogPayload& row : payload.activities) {
-        if (!isValidUtf8(row.start_time))
-            return notUtf8(QLatin1StringView("the time of a row"));
-        if (!isFirst)
-            piece += ',';
-        isFirst = false;
-        appendRow(piece, row);
-        body.append(piece.data(), static_cast<qsizetype>(piece.size()));
-        piece.clear();
-    }
-    piece += "]}";
-    body.append(piece.data(), static_cast<qsizetype>(piece.size()));
-    return body;
+        fail(QLatin1StringView("the time of the upload"));
+    m_piece += R"({"device_id":)";
+    platform::appendJsonString(m_piece, payload.device_id);
+    m_piece += R"(,"sync_timestamp":)";
+    platform::appendJsonString(m_piece, payload.sync_timestamp);
+    m_piece += R"(,"interval_minutes":)";
+    appendInteger(m_piece, payload.interval_minutes);
+    m_piece += R"(,"activities":[)";
+}
+
+void UploadPayloadJson::append(const ActivityLogPayload& row)
+{
+    if (!isValidUtf8(row.start_time))
+        fail(QLatin1StringView("the time of a row"));
+    if (m_rowCount++ > 0)
+        m_piece += ',';
+    appendRow(m_piece, row);
+    moveToBody();
+}
+
+platform::Result<QByteArray> UploadPayloadJson::finish()
+{
+    m_piece += "]}";
+    moveToBody();
+    if (m_error)
+        return *m_error;
+    return std::move(m_body);
+}
+
+void UploadPayloadJson::fail(QLatin1StringView what)
+{
+    if (!m_error)
+        m_error = platform::Error{.text = what + QLatin1StringView(" is not valid UTF-8")};
+}
+
+void UploadPayloadJson::moveToBody()
+{
+    m_body.append(m_piece.data(), static_cast<qsizetype>(m_piece.size()));
+    m_piece.clear();
 }
 
 } // namespace syncing

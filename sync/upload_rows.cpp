@@ -8,8 +8,7 @@
 
 #include <QtGlobal>
 
-#include <string_view>
-#include <unordered_map>
+#include <utility>
 
 namespace syncing {
 
@@ -17,24 +16,12 @@ namespace {
 
 using activity::SharedText;
 
-/// Removes queries. A few addresses come up again and again: each is looked at once, and what is
-/// left of it is one shared text.
-class QueryRemover final
+SharedText withoutQuery(const SharedText& address)
 {
-public:
-    [[nodiscard]] SharedText bare(const SharedText& address)
-    {
-        if (!platform::hasUrlQuery(address.view()))
-            return address;
-        const auto [found, isNew] = m_bare.try_emplace(address.view());
-        if (isNew)
-            found->second = SharedText(platform::withoutUrlQuery(address.view()));
-        return found->second;
-    }
-
-private:
-    std::unordered_map<std::string_view, SharedText> m_bare; // the keys are the runs' own texts
-};
+    if (!platform::hasUrlQuery(address.view()))
+        return address;
+    return SharedText(platform::withoutUrlQuery(address.view()));
+}
 
 std::int64_t wholeSeconds(double duration)
 {
@@ -54,21 +41,16 @@ std::string startTime(double timestamp)
 
 } // namespace
 
-std::vector<ActivityLogPayload> uploadRows(std::span<const AggregatedLog> runs)
+ActivityLogPayload uploadRow(const AggregatedLog& run)
 {
-    QueryRemover remover;
-    std::vector<ActivityLogPayload> rows;
-    rows.reserve(runs.size());
-    for (const auto& [log, duration] : runs) {
-        rows.push_back({
-            .app_name = log.appName,
-            .window_title = log.windowTitle,
-            .url = log.url ? std::optional(remover.bare(*log.url)) : std::nullopt,
-            .duration_seconds = wholeSeconds(duration),
-            .start_time = startTime(log.timestamp),
-        });
-    }
-    return rows;
+    const activity::ActivityLog& first = run.log;
+    return {
+        .app_name = first.appName,
+        .window_title = first.windowTitle,
+        .url = first.url ? std::optional(withoutQuery(*first.url)) : std::nullopt,
+        .duration_seconds = wholeSeconds(run.duration),
+        .start_time = startTime(first.timestamp),
+    };
 }
 
 } // namespace syncing

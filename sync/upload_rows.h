@@ -7,9 +7,7 @@
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
-#include <vector>
 
 namespace syncing {
 
@@ -28,12 +26,11 @@ struct ActivityLogPayload
     bool operator==(const ActivityLogPayload&) const = default;
 };
 
-/// One row for each of `runs`, in their order: the duration in whole seconds, cut off, and the
-/// address without its query. Rows of no full second are kept.
+/// The row of `run`: the duration in whole seconds, cut off, and the address without its query.
 ///
-/// Ends the process when a run's duration is not finite or too long for 64 bits of seconds, or its
-/// time is not finite: no stored record has such numbers.
+/// Ends the process when the run's duration is not finite or too long for 64 bits of seconds, or
+/// its time is not finite: no stored record has such numbers.
 /// Any thread.
-[[nodiscard]] std::vector<ActivityLogPayload> uploadRows(std::span<const AggregatedLog> runs);
+[[nodiscard]] ActivityLogPayload uploadRow(const AggregatedLog& run);
 
 } // namespace syncing

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QByteArray>
 #include <QString>
 
 #include <functional>
@@ -63,8 +62,6 @@ struct ViewContext
     std::function<void(bool)> setIsShowingLogin;
     /// Scheme, host and port of the service.
     QString serviceUrl;
-    /// The language of durations and relative times, as ICU names it.
-    QByteArray timeLocale{"en_US"};
 };
 
 } // namespace views

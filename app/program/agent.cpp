@@ -120,6 +120,8 @@ bool mayRecord(const platform::Environment& environment, std::optional<InstanceL
     const auto locked = lock->acquire(kTimeForThePreviousInstance);
     if (!locked)
         complain(locked.error().text);
+    else if (!lock->warning().isEmpty())
+        complain(lock->warning());
     return !lock->isTaken();
 }
 

@@ -239,6 +239,79 @@ private Q_SLOTS:
         QCOMPARE(kept, QByteArrayList({"five", "four", "three"}));
     }
 
+    void theLargestDamagedCopyIsNeverThrownAway()
+    {
+        Home home;
+        for (const char* content : {"one", "the whole of last year", "3", "4", "5", "6"}) {
+            home.startWith(content);
+            home.store->addLog(samples::log("a"));
+            QTRY_VERIFY(home.fileHolds(home.store->activities()));
+        }
+        QByteArrayList kept;
+        for (const QString& name : home.damagedCopies())
+            kept.append(samples::contentOf(home.folder() + QLatin1Char('/') + name));
+        QCOMPARE(kept, QByteArrayList({"the whole of last year", "4", "5", "6"}));
+    }
+
+    void aLinkedFileIsReadAndWrittenWhereItLeads()
+    {
+        Home home;
+        home.store.reset();
+        const QTemporaryDir volume;
+        const QString target = volume.filePath(QStringLiteral("list.json"));
+        const auto before = samples::list(2);
+        {
+            QFile file(target);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(samples::json(before));
+        }
+        QVERIFY(QFile::link(target, home.path()));
+        home.start();
+        QCOMPARE(home.store->activities().size(), 2UL);
+        for (int i = 0; i < 3; ++i) { // also over the files of earlier saves
+            home.store->addLog(samples::log("a"));
+            QTRY_VERIFY(samples::contentOf(target) == samples::json(home.store->activities()));
+        }
+        QCOMPARE(QFileInfo(home.path()).symLinkTarget(), target);
+        QVERIFY(home.damagedCopies().isEmpty());
+        home.store.reset();
+        QCOMPARE(QDir(home.folder()).entryList(QDir::Files | QDir::Hidden),
+                 QStringList{QStringLiteral("activity_logs.json")});
+        QCOMPARE(QDir(volume.path()).entryList(QDir::Files | QDir::Hidden),
+                 QStringList{QStringLiteral("list.json")});
+    }
+
+    void aLinkToNowhereIsFilledOnceItsFolderIsThere()
+    {
+        Home home;
+        home.store.reset();
+        const QTemporaryDir volumes;
+        const QString folder = volumes.filePath(QStringLiteral("disk"));
+        const QString target = folder + QStringLiteral("/list.json");
+        QVERIFY(QFile::link(target, home.path()));
+        home.start();
+        QVERIFY(home.store->activities().empty());
+        home.store->addLog(samples::log("a"));
+        QTRY_VERIFY(!home.diagnostics.lines().isEmpty());
+        QCOMPARE(home.diagnostics.lines().first(),
+                 QStringLiteral("Save failed: %1: No such file or directory").arg(target));
+        // The disk comes, and has a list from before.
+        QVERIFY(QDir().mkpath(folder));
+        const QByteArray earlier = samples::json(samples::list(3));
+        {
+            QFile file(target);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(earlier);
+        }
+        home.store->addLog(samples::log("b"));
+        QTRY_VERIFY(samples::contentOf(target) == samples::json(home.store->activities()));
+        const QStringList kept =
+            QDir(folder).entryList({QStringLiteral("list.json.damaged-*")}, QDir::Files);
+        QCOMPARE(kept.size(), 1);
+        QCOMPARE(samples::contentOf(folder + QLatin1Char('/') + kept.first()), earlier);
+        QCOMPARE(QFileInfo(home.path()).symLinkTarget(), target);
+    }
+
     void aPipeInPlaceOfTheFileDoesNotHoldTheStartUp()
     {
         Home home;

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "platform/linux/posix/instance_lock.h"
+#include "tests/support/without_locks.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -8,7 +9,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <optional>
 #include <sys/prctl.h>
@@ -239,6 +242,43 @@ private Q_SLOTS:
         else
             QVERIFY(QFile(m_folder).open(QIODevice::WriteOnly));
         QCOMPARE(failureOf(m_folder), reason.arg(m_file));
+    }
+
+    void aFileSystemWithoutLocksIsASuccessThatSaysSo_data()
+    {
+        QTest::addColumn<int>("error");
+        QTest::newRow("ENOLCK") << ENOLCK;
+        QTest::newRow("EOPNOTSUPP") << EOPNOTSUPP;
+        QTest::newRow("ENOSYS") << ENOSYS;
+    }
+
+    void aFileSystemWithoutLocksIsASuccessThatSaysSo()
+    {
+        QFETCH(const int, error);
+        int ends[2] = {-1, -1};
+        QCOMPARE(::pipe2(ends, O_CLOEXEC), 0);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            if (!support::takeLocksAway(error))
+                ::_exit(2);
+            InstanceLock lock(m_folder);
+            const auto outcome = lock.acquire(milliseconds(0));
+            const QByteArray said =
+                (outcome && !lock.isTaken() ? lock.warning() : QStringLiteral("failed")).toUtf8();
+            ::_exit(::write(ends[1], said.constData(), size_t(said.size())) == said.size() ? 0 : 1);
+        }
+        ::close(ends[1]);
+        char buffer[1024] = {};
+        const ssize_t length = ::read(ends[0], buffer, sizeof buffer);
+        ::close(ends[0]);
+        ::waitpid(child, nullptr, 0);
+        QCOMPARE(QString::fromUtf8(buffer, length),
+                 QStringLiteral("cannot lock %1: %2; nothing keeps a second session from recording "
+                                "into this folder, and the two would replace each other's records")
+                     .arg(m_file, QString::fromLocal8Bit(std::strerror(error))));
+        InstanceLock lock(m_folder);
+        QVERIFY(lock.acquire(milliseconds(0)));
+        QCOMPARE(lock.warning(), QString());
     }
 
     void isNotInheritedByAProgramThatIsStarted()

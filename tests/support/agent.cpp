@@ -26,8 +26,10 @@ Agent::Agent(QProcessEnvironment environment)
 platform::Outcome Agent::start(const QStringList& arguments)
 {
     m_output.clear();
-    return m_child.start(
-        QStringLiteral(QUILLSTEP_EXECUTABLE), arguments, m_environment, m_errorFile);
+    const QString program = QStringLiteral(QUILLSTEP_EXECUTABLE);
+    if (m_launcher.isEmpty())
+        return m_child.start(program, arguments, m_environment, m_errorFile);
+    return m_child.start(m_launcher, QStringList(program) + arguments, m_environment, m_errorFile);
 }
 
 QStringList Agent::lines()

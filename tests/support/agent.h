@@ -22,6 +22,9 @@ public:
     /// `environment` should hold a display and private HOME and XDG folders.
     explicit Agent(QProcessEnvironment environment);
 
+    /// Has it started by `program` from now on, which becomes what its arguments say.
+    void setLauncher(const QString& program) { m_launcher = program; }
+
     /// Starts it. Its lines from earlier runs are forgotten.
     [[nodiscard]] platform::Outcome start(const QStringList& arguments = {});
 
@@ -53,6 +56,7 @@ public:
 private:
     QProcessEnvironment m_environment;
     QString m_errorFile;
+    QString m_launcher;
     QString m_output;
     ChildProcess m_child;
 };

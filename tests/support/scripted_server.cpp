@@ -26,8 +26,10 @@ std::optional<ScriptedServer::Request> parse(const QByteArray& received)
         request.headers.insert(line.first(colon).toLower(), line.mid(colon + 1).trimmed());
     }
     const qsizetype length = request.headers.value("content-length").toLongLong();
+    if (received.size() - (headEnd + 4) < length)
+        return std::nullopt; // and no copy of what there is, for every piece of a long body
     request.body = received.mid(headEnd + 4);
-    return request.body.size() < length ? std::nullopt : std::optional(request);
+    return request;
 }
 
 } // namespace

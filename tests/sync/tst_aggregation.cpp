@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "sync/aggregation.h"
 #include "tests/support/activity_samples.h"
+#include "tests/sync/runs_of.h"
 
 #include <QTest>
 
@@ -13,7 +14,6 @@
 using activity::ActivityList;
 using activity::ActivityLog;
 using activity::SharedText;
-using syncing::aggregate;
 using syncing::AggregatedLog;
 
 namespace {
@@ -41,11 +41,6 @@ ActivityList listOf(const std::vector<ActivityLog>& logs)
     return list;
 }
 
-std::vector<AggregatedLog> runsOf(const std::vector<ActivityLog>& logs)
-{
-    return aggregate(listOf(logs));
-}
-
 /// The durations of the runs, which tell at a glance what has merged.
 std::vector<double> durations(const std::vector<ActivityLog>& logs)
 {
@@ -65,7 +60,7 @@ class TestAggregation final : public QObject
 
 private Q_SLOTS:
 
-    void emptyListHasNoRuns() { QVERIFY(aggregate({}).empty()); }
+    void emptyListHasNoRuns() { QVERIFY(runsOf(ActivityList()).empty()); }
 
     void oneSampleIsOneRunOfItsDuration()
     {
@@ -245,7 +240,7 @@ private Q_SLOTS:
     {
         const ActivityList list = listOf({at(3), at(1), at(2)});
         const auto before = samples::records(list);
-        const auto runs = aggregate(list);
+        const auto runs = runsOf(list);
         QCOMPARE(runs.size(), 1UL);
         QVERIFY(samples::records(list) == before);
     }
@@ -255,18 +250,18 @@ private Q_SLOTS:
         ActivityList list;
         for (int i = 0; i < 5000; ++i)
             list.append(at(i));
-        const auto runs = aggregate(list.withoutFirst(1500));
+        const auto runs = runsOf(list.withoutFirst(1500));
         QCOMPARE(runs.size(), 1UL);
         QCOMPARE(runs[0].duration, 3500.0);
         QCOMPARE(runs[0].log.timestamp, 1500.0);
     }
 
-    void runsKeepTheirTextsAfterTheListIsGone()
+    void aCopyOfARunKeepsItsTextsAfterTheListIsGone()
     {
         std::vector<AggregatedLog> runs;
         {
             const ActivityList list = listOf({at(0, "A"), at(1, "B")});
-            runs = aggregate(list);
+            runs = runsOf(list);
         }
         QCOMPARE(runs.size(), 2UL);
         QCOMPARE(runs[1].log.appName.view(), std::string_view("B"));

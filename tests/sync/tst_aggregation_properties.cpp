@@ -3,10 +3,10 @@
 // What holds for every input, tried on many made by chance from a fixed seed.
 #include "platform/url_components.h"
 #include "sync/aggregation.h"
-#include "sync/upload_rows.h"
 #include "tests/support/activity_samples.h"
 #include "tests/support/url_text.h"
 #include "tests/sync/generated_samples.h"
+#include "tests/sync/runs_of.h"
 
 #include <QTest>
 
@@ -15,23 +15,13 @@
 #include <limits>
 #include <set>
 
-using activity::ActivityList;
 using activity::ActivityLog;
-using syncing::aggregate;
 using syncing::AggregatedLog;
 
 namespace {
 
 constexpr int kInputs = 10'000;
 constexpr std::size_t kMostSamples = 30;
-
-ActivityList listOf(const std::vector<ActivityLog>& logs)
-{
-    ActivityList list;
-    for (const ActivityLog& log : logs)
-        list.append(log);
-    return list;
-}
 
 /// The rules word for word, as slow as they come.
 std::vector<AggregatedLog> foldedByTheBook(std::vector<ActivityLog> logs)
@@ -115,7 +105,7 @@ private Q_SLOTS:
             for (const ActivityLog& log : logs)
                 expected += log.duration;
             double sum = 0;
-            for (const AggregatedLog& run : aggregate(listOf(logs)))
+            for (const AggregatedLog& run : runsOf(logs))
                 sum += run.duration;
             QCOMPARE(sum, expected);
         }
@@ -127,10 +117,10 @@ private Q_SLOTS:
         std::size_t merged = 0;
         for (int i = 0; i < kInputs; ++i) {
             auto logs = random.samples(kMostSamples, true);
-            const auto inOrder = aggregate(listOf(logs));
+            const auto inOrder = runsOf(logs);
             merged += logs.size() - inOrder.size();
             random.shuffle(logs);
-            QVERIFY(aggregate(listOf(logs)) == inOrder);
+            QVERIFY(runsOf(logs) == inOrder);
         }
         QVERIFY(merged > kInputs); // or there would have been nothing to see
     }
@@ -141,7 +131,7 @@ private Q_SLOTS:
         for (int i = 0; i < kInputs; ++i) {
             auto logs = random.samples(kMostSamples, false);
             random.shuffle(logs);
-            const auto runs = aggregate(listOf(logs));
+            const auto runs = runsOf(logs);
             QVERIFY(runs.size() <= logs.size());
             QCOMPARE(runs.empty(), logs.empty());
             std::set<platform::Uuid> seen;
@@ -151,7 +141,6 @@ private Q_SLOTS:
             }
             QVERIFY(std::ranges::is_sorted(
                 runs, {}, [](const AggregatedLog& run) { return run.log.timestamp; }));
-            QCOMPARE(syncing::uploadRows(runs).size(), runs.size());
         }
     }
 
@@ -176,7 +165,7 @@ private Q_SLOTS:
                 if (i % 2 == 0 && random.oneIn(16))
                     log.duration = kOdd[random.below(std::size(kOdd))];
             }
-            QVERIFY2(areSame(aggregate(listOf(logs)), foldedByTheBook(logs)),
+            QVERIFY2(areSame(runsOf(logs), foldedByTheBook(logs)),
                      qPrintable(QStringLiteral("input %1").arg(i)));
         }
     }

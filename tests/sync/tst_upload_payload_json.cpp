@@ -11,9 +11,17 @@
 using activity::SharedText;
 using syncing::ActivityLogPayload;
 using syncing::ActivityPayload;
-using syncing::uploadPayloadJson;
+using syncing::UploadPayloadJson;
 
 namespace {
+
+/// A body and its rows.
+struct Payload : ActivityPayload
+{
+    std::vector<ActivityLogPayload> activities;
+
+    bool operator==(const Payload&) const = default;
+};
 
 ActivityLogPayload fullRow()
 {
@@ -34,19 +42,31 @@ ActivityLogPayload bareRow()
     return row;
 }
 
-ActivityPayload payload(std::vector<ActivityLogPayload> rows)
+Payload payload(std::vector<ActivityLogPayload> rows)
 {
     return {
-        .device_id = "0123ABCD-4567-89EF-0123-456789ABCDEF",
-        .sync_timestamp = "2026-11-21T09:45:00Z",
-        .interval_minutes = 15,
-        .activities = std::move(rows),
+        {
+            .device_id = "0123ABCD-4567-89EF-0123-456789ABCDEF",
+            .sync_timestamp = "2026-11-21T09:45:00Z",
+            .interval_minutes = 15,
+        },
+        std::move(rows),
     };
 }
 
-QByteArray written(const ActivityPayload& payload)
+platform::Result<QByteArray> encoded(const Payload& payload)
 {
-    return uploadPayloadJson(payload).value();
+    UploadPayloadJson json(payload);
+    for (const ActivityLogPayload& row : payload.activities)
+        json.append(row);
+    if (json.rowCount() != static_cast<std::int64_t>(payload.activities.size()))
+        return platform::Error{QStringLiteral("not all rows were counted")};
+    return json.finish();
+}
+
+QByteArray written(const Payload& payload)
+{
+    return encoded(payload).value();
 }
 
 /// The required text under `key`; a parser's error ends the test by an exception.
@@ -64,16 +84,18 @@ std::optional<SharedText> optionalText(simdjson::dom::object object, std::string
 }
 
 /// What a reader makes of `json`. Fails on keys that nobody knows or that stand twice.
-std::optional<ActivityPayload> read(const QByteArray& json)
+std::optional<Payload> read(const QByteArray& json)
 {
     simdjson::dom::parser parser;
     const simdjson::dom::object body =
         parser.parse(json.constData(), static_cast<std::size_t>(json.size()));
-    ActivityPayload back{
-        .device_id = text(body, "device_id"),
-        .sync_timestamp = text(body, "sync_timestamp"),
-        .interval_minutes = body["interval_minutes"].get_int64(),
-        .activities = {},
+    Payload back{
+        {
+            .device_id = text(body, "device_id"),
+            .sync_timestamp = text(body, "sync_timestamp"),
+            .interval_minutes = body["interval_minutes"].get_int64(),
+        },
+        {},
     };
     for (const simdjson::dom::object object : body["activities"].get_array()) {
         const auto& row = back.activities.emplace_back(ActivityLogPayload{
@@ -170,23 +192,23 @@ private Q_SLOTS:
         std::vector<ActivityLogPayload> rows(20'000, fullRow());
         for (std::size_t i = 0; i < rows.size(); ++i)
             rows[i].duration_seconds = static_cast<std::int64_t>(i);
-        const ActivityPayload made = payload(std::move(rows));
+        const Payload made = payload(std::move(rows));
         QVERIFY(read(written(made)) == made);
     }
 
     void textThatIsNotUtf8FailsWithAReason()
     {
-        ActivityPayload made = payload({fullRow()});
+        Payload made = payload({fullRow()});
         made.device_id = "\xff";
-        QVERIFY(!uploadPayloadJson(made));
-        QCOMPARE(uploadPayloadJson(made).error().text,
+        QVERIFY(!encoded(made));
+        QCOMPARE(encoded(made).error().text,
                  QStringLiteral("the identity of the device is not valid UTF-8"));
         made = payload({fullRow()});
         made.sync_timestamp = "\xc3";
-        QVERIFY(!uploadPayloadJson(made));
+        QVERIFY(!encoded(made));
         made = payload({fullRow(), fullRow()});
         made.activities[1].start_time = "\xed\xa0\x80"; // half of a surrogate pair
-        QVERIFY(!uploadPayloadJson(made));
+        QVERIFY(!encoded(made));
     }
 
     void anotherParserReadsBackWhatWasWritten()
@@ -195,7 +217,7 @@ private Q_SLOTS:
         qInfo("seed %u", kSeed);
         Generator random(kSeed);
         for (int i = 0; i < 10'000; ++i) {
-            ActivityPayload made = payload({});
+            Payload made = payload({});
             made.device_id = std::string(anyText(random).view());
             made.interval_minutes = anyInteger(random);
             made.activities.resize(random.below(6));

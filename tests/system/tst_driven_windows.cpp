@@ -248,7 +248,8 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(seen), kPatienceMs);
 
         const QString found = QString::fromUtf8(contentOf(seen));
-        QVERIFY2(found.startsWith(QStringLiteral("address https://")), qPrintable(found));
+        QVERIFY2(found.startsWith(QStringLiteral("address http://127.0.0.1:8787\n")),
+                 qPrintable(found));
         const QString core = QStringLiteral("\ncore limit %1\n").arg(some.rlim_cur / kBlock);
         QVERIFY2(found.contains(core), qPrintable(found));
         QVERIFY2(found.contains(QStringLiteral("SigBlk:\t0000000000000000\n")), qPrintable(found));

@@ -9,6 +9,7 @@
 #include "tests/system/xdotool.h"
 
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QTest>
 
 #include <memory>
@@ -248,6 +249,24 @@ private Q_SLOTS:
         QVERIFY2(second.complaints().contains(QStringLiteral("already records into this folder")),
                  qPrintable(second.complaints()));
         QVERIFY(m_agent->process().isRunning());
+    }
+
+    void withoutFileLocksItRecordsAndSaysWhatThatMeans()
+    {
+        prepare(Account::SignedIn);
+        m_agent->setLauncher(QStringLiteral(WITHOUT_LOCKS_EXECUTABLE));
+        QVERIFY(bool(m_desktop->startTracking(*m_agent)));
+        support::X11TestWindow window(m_desktop->x11().display());
+        window.setTitle(QStringLiteral("notes"));
+        QVERIFY(window.showAndFocus());
+        QVERIFY(m_agent->nextLine());
+        const QString lock = QFileInfo(m_agent->dataFile()).path() + QStringLiteral("/.lock");
+        QCOMPARE(m_agent->complaints(),
+                 QStringLiteral("Quillstep: cannot lock %1: No locks available; nothing keeps a "
+                                "second session from recording into this folder, and the two would "
+                                "replace each other's records\n")
+                     .arg(lock));
+        QCOMPARE(m_agent->end(), std::optional(0));
     }
 
     void whenTheBusGoesAwayTrackingGoesOnAndItStartsAnewWithTheNextBus()

@@ -7,6 +7,9 @@
 
 #include <QTest>
 
+#include <utility>
+#include <vector>
+
 using support::ScriptedServer;
 using support::SyncBench;
 
@@ -191,6 +194,58 @@ private Q_SLOTS:
         QCOMPARE(server.requests().constFirst().body.count("\"app_name\""), 100'000);
         QCOMPARE(total(bench), QStringLiteral("100000"));
         QCOMPARE(bench.stored(), 0);
+    }
+
+    void aBacklogOfManyMegabytesArrivesWholeBeforeItsSamplesGo_data()
+    {
+        QTest::addColumn<bool>("isRedirected");
+        QTest::newRow("to the service") << false;
+        QTest::newRow("and on to another") << true;
+    }
+
+    void aBacklogOfManyMegabytesArrivesWholeBeforeItsSamplesGo()
+    {
+        QFETCH(const bool, isRedirected);
+        constexpr int kRows = 70'000;
+        const QByteArray longText(1000, 'x');
+        ScriptedServer other;
+        ScriptedServer server;
+        SyncBench bench(server.url(), &m_client);
+        std::vector<std::size_t> storedAtArrival;
+        const auto noteAnd = [&](const ScriptedServer::Answer& answer) {
+            return [&storedAtArrival, &bench, answer](QTcpSocket& connection) {
+                storedAtArrival.push_back(bench.stored());
+                answer(connection);
+            };
+        };
+        if (isRedirected)
+            server.willAnswer(noteAnd(ScriptedServer::redirect(307, other.url())));
+        ScriptedServer& last = isRedirected ? other : server;
+        last.willAnswer(noteAnd(ScriptedServer::reply(201, "")));
+        for (int i = 0; i < kRows; ++i)
+            bench.addSamples(1, "row " + QByteArray::number(i) + ' ' + longText);
+
+        bench.sync();
+        QVERIFY(!bench.service.lastSyncError());
+        QCOMPARE(server.requests().size() + other.requests().size(), isRedirected ? 2 : 1);
+        QCOMPARE(storedAtArrival,
+                 std::vector<std::size_t>(isRedirected ? 2 : 1, std::size_t{kRows}));
+        QCOMPARE(bench.stored(), 0);
+        for (const ScriptedServer* taker :
+             std::initializer_list<const ScriptedServer*>{&server, &last}) {
+            const QByteArray& body = taker->requests().constFirst().body;
+            QVERIFY(body.size() > 64 * 1024 * 1024);
+            QVERIFY(bench.fake.diagnostics.lines().contains(
+                QStringLiteral("Velomira Sync: Payload size: %1 bytes, activities: %2")
+                    .arg(body.size())
+                    .arg(kRows)));
+            QVERIFY(body.endsWith("]}"));
+            QCOMPARE(body.count("\"app_name\""), kRows);
+            qsizetype at = 0;
+            for (int i = 0; i < kRows && at >= 0; ++i)
+                at = body.indexOf("\"row " + QByteArray::number(i) + ' ' + longText + '"', at);
+            QVERIFY(at >= 0);
+        }
     }
 };
 

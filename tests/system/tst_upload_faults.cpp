@@ -157,6 +157,25 @@ private Q_SLOTS:
         QCOMPARE(bench.stored(), 0);
         QCOMPARE(storedSeconds() - before, m_added);
     }
+
+    // What the documents promise to whoever has been without a connection for very long.
+    void aBacklogBeyondWhatTheServiceTakesStaysWholeAndItsStatusIsShown()
+    {
+        SyncBench bench(m_service.baseUrl(), &m_client);
+        QVERIFY(signIn(bench));
+        const qint64 before = storedSeconds();
+        bench.next = 2e6;
+        const QByteArray title(16'000, 'x');
+        constexpr int kTooMany = 4300; // 68.8 MB
+        for (int i = 0; i < kTooMany; ++i)
+            bench.addSamples(1, QByteArray::number(i) + title);
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            bench.sync();
+            QCOMPARE(bench.service.lastSyncError(), QStringLiteral("Server returned status 413"));
+            QCOMPARE(bench.stored(), std::size_t{kTooMany});
+            QCOMPARE(storedSeconds(), before);
+        }
+    }
 };
 
 QTEST_GUILESS_MAIN(TestUploadFaults)

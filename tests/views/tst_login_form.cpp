@@ -72,7 +72,8 @@ private Q_SLOTS:
     void theFormEndsWithItsSignIn();
     void appearingMakesTheProgramRegular();
     void disappearingMakesItAccessoryAndForgetsThePassword();
-    void theWebSiteIsTheHostOverHttps();
+    void theWebSiteIsThatOfTheService_data();
+    void theWebSiteIsThatOfTheService();
 };
 
 void TestLoginForm::emptyFieldsDoNothing_data()
@@ -233,12 +234,31 @@ void TestLoginForm::disappearingMakesItAccessoryAndForgetsThePassword()
     QCOMPARE(bench.activation.calls, QStringList{QStringLiteral("accessory")});
 }
 
-void TestLoginForm::theWebSiteIsTheHostOverHttps()
+void TestLoginForm::theWebSiteIsThatOfTheService_data()
 {
+    QTest::addColumn<QString>("service");
+    QTest::addColumn<QString>("shown");
+    QTest::addColumn<QString>("opened");
+    QTest::newRow("host") << "https://service.example" << "service.example"
+                          << "https://service.example";
+    QTest::newRow("port") << "https://service.example:8443" << "service.example"
+                          << "https://service.example";
+    QTest::newRow("this machine") << "http://127.0.0.1:8787" << "127.0.0.1"
+                                  << "http://127.0.0.1:8787";
+    QTest::newRow("by name") << "http://localhost" << "localhost" << "http://localhost";
+    QTest::newRow("IPv6") << "http://[::1]:80" << "::1" << "http://[::1]:80";
+    QTest::newRow("TLS") << "https://127.0.0.1:8443" << "127.0.0.1" << "https://127.0.0.1";
+}
+
+void TestLoginForm::theWebSiteIsThatOfTheService()
+{
+    QFETCH(const QString, service);
     FormBench bench;
-    QCOMPARE(bench.form->serviceHost(), QStringLiteral("service.example"));
-    bench.form->openWebSite();
-    QCOMPARE(bench.urlOpener.opened, QStringList{QStringLiteral("https://service.example")});
+    bench.context.serviceUrl = service;
+    const auto form = LoginForm::create(bench.context, {});
+    QTEST(form->serviceHost(), "shown");
+    form->openWebSite();
+    QTEST(bench.urlOpener.opened.join(u' '), "opened");
 }
 
 } // namespace

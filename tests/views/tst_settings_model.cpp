@@ -22,11 +22,14 @@ private Q_SLOTS:
     void theRunningTimerKeepsItsInterval();
     void countersAreReadWhenSomethingChanges();
     void theLastSyncIsNeverAtFirst();
+    void anUploadWithNothingToSendIsShownAtOnce();
     void accountsWithoutARecordAreLoggedIn();
     void anAddressStandsForTheNameAndBelowIt();
     void theSwitchShowsWhatIsRegistered();
     void aRefusedRegistrationTurnsTheSwitchBack();
     void aRefusalBothWaysIsSaidTwice();
+    void theWebSiteIsThatOfTheService_data();
+    void theWebSiteIsThatOfTheService();
 };
 
 void TestSettingsModel::theIntervalIsFiveUntilTheUserHasChosen()
@@ -94,6 +97,28 @@ void TestSettingsModel::theLastSyncIsNeverAtFirst()
     QCOMPARE(model.formatLastSync(), QStringLiteral("5 min. ago"));
 }
 
+// What the window shows is what it read when it was told last.
+void TestSettingsModel::anUploadWithNothingToSendIsShownAtOnce()
+{
+    ViewBench bench;
+    bench.signIn();
+    bench.fake.userDefaults.setInteger(QStringLiteral("lastSyncRecordCount"), 12);
+    bench.sync.setLastSyncTime(bench.fake.clock.time - 301);
+    SettingsModel model(bench.context);
+    QStringList shown;
+    connect(&model, &SettingsModel::changed, this, [&] {
+        shown.append(
+            QStringLiteral("%1, %2, %3")
+                .arg(model.isSyncing() ? QStringLiteral("syncing") : QStringLiteral("idle"),
+                     model.formatLastSync(),
+                     model.lastRecordCount()));
+    });
+    QCoro::waitFor(bench.sync.sync());
+    QCOMPARE(shown,
+             QStringList({QStringLiteral("syncing, 5 min. ago, 12"),
+                          QStringLiteral("idle, in 0 sec., 0")}));
+}
+
 void TestSettingsModel::accountsWithoutARecordAreLoggedIn()
 {
     ViewBench bench;
@@ -154,6 +179,28 @@ void TestSettingsModel::aRefusalBothWaysIsSaidTwice()
     QCOMPARE(bench.fake.diagnostics.lines(),
              QStringList({QStringLiteral("Failed to enable launch at login: disk full"),
                           QStringLiteral("Failed to disable launch at login: disk full")}));
+}
+
+void TestSettingsModel::theWebSiteIsThatOfTheService_data()
+{
+    QTest::addColumn<QString>("service");
+    QTest::addColumn<QString>("shown");
+    QTest::addColumn<QString>("opened");
+    QTest::newRow("elsewhere") << "https://service.example:8443" << "service.example"
+                               << "https://service.example";
+    QTest::newRow("this machine") << "http://127.0.0.1:8787" << "127.0.0.1"
+                                  << "http://127.0.0.1:8787";
+}
+
+void TestSettingsModel::theWebSiteIsThatOfTheService()
+{
+    QFETCH(const QString, service);
+    ViewBench bench;
+    bench.context.serviceUrl = service;
+    SettingsModel model(bench.context);
+    QTEST(model.serviceHost(), "shown");
+    model.openWebSite();
+    QTEST(bench.urlOpener.opened.join(u' '), "opened");
 }
 
 } // namespace

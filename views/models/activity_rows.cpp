@@ -9,9 +9,8 @@
 
 namespace views {
 
-ActivityRows::ActivityRows(const QByteArray& timeLocale, QObject* parent)
+ActivityRows::ActivityRows(QObject* parent)
     : QAbstractListModel(parent)
-    , m_durationText(timeLocale)
 {
 }
 

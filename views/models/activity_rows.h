@@ -26,8 +26,7 @@ public:
         DurationTextRole,
     };
 
-    /// `timeLocale` is the language of the durations, as ICU names it.
-    ActivityRows(const QByteArray& timeLocale, QObject* parent);
+    explicit ActivityRows(QObject* parent);
 
     /// Replaces the content. Rows that stay keep their place on screen.
     void setItems(std::vector<AggregatedItem> items);

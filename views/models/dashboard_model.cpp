@@ -37,9 +37,8 @@ const QString kLast = QStringLiteral("Last: ");
 DashboardModel::DashboardModel(ViewContext context, const QTimeZone& zone)
     : m_to(std::move(context))
     , m_zone(zone)
-    , m_relativeTimeText(m_to.timeLocale)
-    , m_topApps(m_to.timeLocale, nullptr)
-    , m_topWebsites(m_to.timeLocale, nullptr)
+    , m_topApps(nullptr)
+    , m_topWebsites(nullptr)
 {
     connect(&m_to.authService, &AuthService::isAuthenticatedChanged, this, &DashboardModel::redraw);
     connect(&m_to.authService, &AuthService::currentUserChanged, this, &DashboardModel::redraw);

@@ -13,9 +13,12 @@ QString serviceHost(const QString& serviceUrl)
 
 QString serviceWebSite(const QString& serviceUrl)
 {
+    const QUrl service(serviceUrl);
     QUrl site;
-    site.setScheme(QStringLiteral("https"));
-    site.setHost(serviceHost(serviceUrl));
+    site.setScheme(service.scheme());
+    site.setHost(service.host());
+    if (service.scheme() == QLatin1StringView("http"))
+        site.setPort(service.port());
     return site.toString();
 }
 

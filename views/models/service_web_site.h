@@ -10,6 +10,8 @@ namespace views {
 [[nodiscard]] QString serviceHost(const QString& serviceUrl);
 
 /// The address of the web site for people: the service's host, over https, without port and path.
+/// Of a service without TLS, which only a build for this machine has, it is the service's own
+/// address with its port: there is nothing else.
 [[nodiscard]] QString serviceWebSite(const QString& serviceUrl);
 
 } // namespace views

@@ -43,7 +43,6 @@ const QString kFailedToDisable = QStringLiteral("Failed to disable launch at log
 
 SettingsModel::SettingsModel(ViewContext context)
     : m_to(std::move(context))
-    , m_relativeTimeText(m_to.timeLocale)
     , m_launchAtLogin(m_to.loginItem.isEnabled())
 {
     connect(&m_to.authService, &AuthService::isAuthenticatedChanged, this, &SettingsModel::changed);

@@ -108,6 +108,7 @@ Outcome InstanceLock::acquire(std::chrono::milliseconds limit)
     const QString path = m_folder + QLatin1StringView("/.lock");
     PosixAtomicFiles().makePrivateFolder(m_folder);
     m_isTaken = false;
+    m_warning.clear();
     for (;;) {
         auto opened = openLockFile(path);
         if (!opened)
@@ -116,8 +117,13 @@ Outcome InstanceLock::acquire(std::chrono::milliseconds limit)
         const Attempt attempt = tryToLock(file);
         if (attempt == Attempt::Failed)
             return about(path, "lock");
-        if (attempt == Attempt::Impossible)
+        if (attempt == Attempt::Impossible) {
+            m_warning = about(path, "lock").text +
+                        QLatin1StringView("; nothing keeps a second session from recording into "
+                                          "this folder, and the two would replace each other's "
+                                          "records");
             return success();
+        }
         if (attempt == Attempt::Locked && isStillAt(path, file)) {
             writeHolder(file);
             m_file = std::move(file);

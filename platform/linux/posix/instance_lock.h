@@ -24,8 +24,11 @@ public:
 
     /// Takes the lock, waiting at most `limit` for a holder that is about to end. The error says
     /// who holds it, or what the system has against it. Where the file system knows no locks there
-    /// is nothing to take, which is a success.
+    /// is nothing to take, which is a success with a warning().
     [[nodiscard]] Outcome acquire(std::chrono::milliseconds limit);
+
+    /// After a success: why there is no lock all the same; empty when there is one.
+    [[nodiscard]] const QString& warning() const { return m_warning; }
 
     /// Whether acquire() failed because another process holds the lock, and not because the system
     /// does not let us ask.
@@ -35,6 +38,7 @@ private:
     QString m_folder;
     FileDescriptor m_file;
     bool m_isTaken = false;
+    QString m_warning;
 };
 
 } // namespace platform::posix

@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -23,12 +24,25 @@ namespace platform::posix {
 namespace {
 
 constexpr qsizetype kDamagedCopies = 3;
+/// As many as the system follows.
+constexpr int kMostLinks = 40;
 constexpr QLatin1StringView kDamaged(".damaged-");
 constexpr QLatin1StringView kUnique("XXXXXX");
 
 QString damagedStamp()
 {
     return QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss.zzz'Z'"));
+}
+
+/// The place that `path` leads to by way of symbolic links, whether or not there is a file. Links
+/// that lead round in circles, or to something that is no file, are not followed.
+QString placeOf(const QString& path)
+{
+    QFileInfo info(path);
+    for (int links = 0; links < kMostLinks && info.isSymLink(); ++links)
+        info.setFile(info.symLinkTarget());
+    const bool mayBeFile = !info.isSymLink() && (info.isFile() || !info.exists());
+    return mayBeFile ? info.filePath() : path;
 }
 
 } // namespace
@@ -51,9 +65,9 @@ void PosixAtomicFiles::makePrivateFolder(const QString& path)
 }
 
 PosixAtomicFile::PosixAtomicFile(const QString& path)
-    : m_path(path)
-    , m_folder(QFileInfo(path).path())
-    , m_name(QFileInfo(path).fileName())
+    : m_path(placeOf(path))
+    , m_folder(QFileInfo(m_path).path())
+    , m_name(QFileInfo(m_path).fileName())
 {
 }
 
@@ -148,10 +162,14 @@ QByteArray PosixAtomicFile::nameForDamagedCopy() const
 void PosixAtomicFile::removeOldDamagedCopies() const
 {
     // The names sort by time.
-    const QStringList copies = QDir(m_folder).entryList(
+    const QFileInfoList copies = QDir(m_folder).entryInfoList(
         {m_name + kDamaged + QLatin1Char('*')}, QDir::Files, QDir::Name | QDir::Reversed);
-    for (const QString& old : copies.mid(kDamagedCopies))
-        QFile::remove(m_folder + QLatin1Char('/') + old);
+    // What somebody would miss most: a few damaged files in a row must not push out the long one.
+    const auto largest = std::ranges::max_element(copies, {}, &QFileInfo::size);
+    for (auto copy = copies.begin(); copy != copies.end(); ++copy) {
+        if (copy - copies.begin() >= kDamagedCopies && copy != largest)
+            QFile::remove(copy->filePath());
+    }
 }
 
 } // namespace platform::posix

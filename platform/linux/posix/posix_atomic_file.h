@@ -19,11 +19,16 @@ public:
 
 /// One such file. New content is gathered in a hidden file beside it, which its writer keeps locked
 /// (flock(2)) while it lives: so leftovers of a process that was killed can be told apart.
+///
+/// Where a symbolic link is in its place, the file is the one that the link leads to, there or not:
+/// it is looked up once, when this is made, and the link stays. Damaged copies, the newest three
+/// and the largest, lie beside that file, too.
 class PosixAtomicFile final : public AtomicFile
 {
 public:
     explicit PosixAtomicFile(const QString& path);
 
+    /// Where the file is, links followed.
     [[nodiscard]] QString path() const override;
     [[nodiscard]] Result<std::unique_ptr<FileReplacement>> beginReplacement() override;
     [[nodiscard]] std::unique_ptr<FileReplacement> recyclePrevious(std::int64_t bytes) override;

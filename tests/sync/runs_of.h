@@ -1,0 +1,24 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "activity/activity_list.h"
+#include "sync/aggregation.h"
+
+#include <vector>
+
+/// All runs of `list`, in their order.
+inline std::vector<syncing::AggregatedLog> runsOf(const activity::ActivityList& list)
+{
+    std::vector<syncing::AggregatedLog> runs;
+    syncing::aggregate(list, [&runs](const syncing::AggregatedLog& run) { runs.push_back(run); });
+    return runs;
+}
+
+inline std::vector<syncing::AggregatedLog> runsOf(const std::vector<activity::ActivityLog>& logs)
+{
+    activity::ActivityList list;
+    for (const activity::ActivityLog& log : logs)
+        list.append(log);
+    return runsOf(list);
+}
