@@ -25,22 +25,26 @@ constexpr const char* kMarkOfExtension = "The Velomira Usage Monitor authors";
 constexpr const char* kMarkOfExtensionManifest = "Velomira Usage Monitor";
 constexpr qint64 kLongestManifest = 64LL * 1024;
 
-QString dataFolderOf(const KnownBrowser& browser, const SupportPlaces& places)
+QString folderOf(const KnownBrowser& browser, const SupportPlaces& places)
 {
-    return (browser.isInConfigHome ? places.configHome : places.home) + u'/' + browser.dataFolder;
+    return (browser.isInConfigHome ? places.configHome : places.home) + u'/';
 }
 
-/// Whether the user has used the browser.
+/// Whether the user has used the browser. A folder with nothing but host manifests may have been
+/// made for another browser that looks for them there.
 bool isUsed(const KnownBrowser& browser, const SupportPlaces& places)
 {
-    return QFileInfo(dataFolderOf(browser, places)).isDir() ||
-           (!browser.newDataFolder.isEmpty() &&
-            QFileInfo(places.configHome + u'/' + browser.newDataFolder).isDir());
+    const QDir data(folderOf(browser, places) + browser.dataFolder);
+    const QStringList hosts{QFileInfo(browser.manifestFolder).fileName()};
+    const bool hasData = data.exists() && data.entryList(QDir::AllEntries | QDir::Hidden |
+                                                         QDir::NoDotAndDotDot) != hosts;
+    return hasData || (!browser.newDataFolder.isEmpty() &&
+                       QFileInfo(places.configHome + u'/' + browser.newDataFolder).isDir());
 }
 
 QString userManifestOf(const KnownBrowser& browser, const SupportPlaces& places)
 {
-    return dataFolderOf(browser, places) + u'/' + browser.manifestFolder + u'/' + hostName() +
+    return folderOf(browser, places) + browser.manifestFolder + u'/' + hostName() +
            QLatin1StringView(".json");
 }
 
@@ -138,7 +142,7 @@ stateOf(const KnownBrowser& browser, const SupportPlaces& places, const QStringL
         return connected.contains(name);
     };
     auto host = hostNamedIn(userManifestOf(browser, places));
-    if (!host)
+    if (!host && !browser.systemManifestFolder.isEmpty())
         host = hostNamedIn(places.root + browser.systemManifestFolder + u'/' + hostName() +
                            QLatin1StringView(".json"));
     if (!host)
