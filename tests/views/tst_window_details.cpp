@@ -176,9 +176,10 @@ QQuickItem* messageIn(const QQuickWindow& window, const QString& message)
     return texts.size() == 1 ? texts.first() : nullptr;
 }
 
+/// Whether `holder` is a stop of the keyboard that is `item` or what it is part of.
 bool isOrHolds(const QQuickItem* holder, const QQuickItem* item)
 {
-    return holder && (holder == item || holder->isAncestorOf(item));
+    return holder && holder->activeFocusOnTab() && (holder == item || holder->isAncestorOf(item));
 }
 
 void TestWindowDetails::messagesThatAreCutCanBeReadWhole_data()
@@ -222,7 +223,7 @@ void TestWindowDetails::messagesThatAreCutCanBeReadWhole()
     const QQuickItem* const holder = window->activeFocusItem();
     QVERIFY(isOrHolds(holder, text));
     QTRY_VERIFY(!text->property("truncated").toBool());
-    QVERIFY(text->height() > cutHeight);
+    QTRY_VERIFY(text->height() > cutHeight);
     QTRY_VERIFY(text->mapToScene(QPointF()).y() >= 0);
     QTRY_VERIFY2(text->mapToScene(QPointF(0, text->height())).y() <= window->height(),
                  qPrintable(QString::number(window->height())));

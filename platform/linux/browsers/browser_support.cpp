@@ -30,16 +30,22 @@ QString folderOf(const KnownBrowser& browser, const SupportPlaces& places)
     return (browser.isInConfigHome ? places.configHome : places.home) + u'/';
 }
 
-/// Whether the user has used the browser. A folder with nothing but host manifests may have been
-/// made for another browser that looks for them there.
+/// Whether there is nothing in `data` but host manifests, for which others look there, too.
+bool isForOthersOnly(const KnownBrowser& browser, const QDir& data)
+{
+    const auto sharing =
+        std::ranges::count(knownBrowsers(), browser.manifestFolder, &KnownBrowser::manifestFolder);
+    return sharing > 1 && data.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot) ==
+                              QStringList{QFileInfo(browser.manifestFolder).fileName()};
+}
+
+/// Whether the user has used the browser.
 bool isUsed(const KnownBrowser& browser, const SupportPlaces& places)
 {
     const QDir data(folderOf(browser, places) + browser.dataFolder);
-    const QStringList hosts{QFileInfo(browser.manifestFolder).fileName()};
-    const bool hasData = data.exists() && data.entryList(QDir::AllEntries | QDir::Hidden |
-                                                         QDir::NoDotAndDotDot) != hosts;
-    return hasData || (!browser.newDataFolder.isEmpty() &&
-                       QFileInfo(places.configHome + u'/' + browser.newDataFolder).isDir());
+    return (data.exists() && !isForOthersOnly(browser, data)) ||
+           (!browser.newDataFolder.isEmpty() &&
+            QFileInfo(places.configHome + u'/' + browser.newDataFolder).isDir());
 }
 
 QString userManifestOf(const KnownBrowser& browser, const SupportPlaces& places)
