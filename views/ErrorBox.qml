@@ -12,6 +12,8 @@ Rectangle {
 
     Accessible.name: root.message
     Accessible.role: Accessible.AlertMessage
+    Keys.forwardTo: [area]
+    activeFocusOnTab: label.truncated || root.activeFocus
     color: Colors.withOpacity(root.accent, 0.1)
     implicitHeight: row.implicitHeight + 16
     radius: 6
@@ -31,14 +33,28 @@ Rectangle {
             name: "exclamationmark.triangle.fill"
             size: Math.round(TextStyles.caption.pixelSize * 1.4)
         }
-        StyledText {
-            Accessible.ignored: true
+        ScrollArea {
+            id: area
+
             Layout.fillWidth: true
-            color: root.accent
-            font: TextStyles.caption
-            maximumLineCount: 8
-            text: root.message
-            wrapMode: Text.Wrap
+            contentHeight: label.implicitHeight
+            contentWidth: width
+            implicitHeight: Math.min(label.implicitHeight, 300)
+
+            MessageText {
+                id: label
+
+                Accessible.ignored: true
+                color: root.accent
+                font: TextStyles.caption
+                holder: root
+                lines: 8
+                text: root.message
+                width: area.width
+            }
         }
+    }
+    FocusRing {
+        control: root
     }
 }

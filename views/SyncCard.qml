@@ -42,14 +42,12 @@ Card {
                     visible: spinner.visible
                 }
             }
-            StyledText {
+            MessageText {
                 Layout.fillWidth: true
                 color: Colors.velomiraGray2
                 font: TextStyles.caption
-                maximumLineCount: 3
                 text: root.model.hasSyncError ? root.model.syncError : root.model.lastSync
                 visible: text.length > 0
-                wrapMode: Text.Wrap
             }
         }
         ActionButton {

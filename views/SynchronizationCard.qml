@@ -28,14 +28,12 @@ SettingsCard {
                 font: TextStyles.subheadlineBold
                 text: root.model.isSyncing ? qsTr("Syncing...") : root.model.hasSyncError ? qsTr("Sync Error") : qsTr("Sync Active")
             }
-            StyledText {
+            MessageText {
                 Layout.fillWidth: true
                 color: Colors.velomiraGray2
                 font: TextStyles.caption
-                maximumLineCount: 3
                 text: root.model.syncError
                 visible: root.model.hasSyncError
-                wrapMode: Text.Wrap
             }
         }
     }

@@ -2,32 +2,15 @@
 // SPDX-License-Identifier: MIT
 #include "views/desktop_style.h"
 
+#include "platform/text_scale.h"
+
 #include <QEvent>
 #include <QFile>
-#include <QFont>
 #include <QFontDatabase>
 #include <QFontInfo>
 #include <QGuiApplication>
 
-#include <algorithm>
-
 namespace views {
-
-namespace {
-
-constexpr double kSmallestUsualPoints = 9;
-constexpr double kLargestUsualPoints = 11;
-constexpr double kSmallestScale = 0.75;
-constexpr double kLargestScale = 3;
-
-} // namespace
-
-double textScale(const QFont& font)
-{
-    const double points = QFontInfo(font).pointSizeF();
-    const double usual = std::clamp(points, kSmallestUsualPoints, kLargestUsualPoints);
-    return std::clamp(points / usual, kSmallestScale, kLargestScale);
-}
 
 DesktopStyle::DesktopStyle(QObject* parent)
     : QObject(parent)
@@ -37,7 +20,7 @@ DesktopStyle::DesktopStyle(QObject* parent)
 
 double DesktopStyle::textScale()
 {
-    return views::textScale(QGuiApplication::font());
+    return platform::textScale(QFontInfo(QGuiApplication::font()).pointSizeF());
 }
 
 QString DesktopStyle::fontFamily()

@@ -5,13 +5,7 @@
 #include <QObject>
 #include <QString>
 
-class QFont;
-
 namespace views {
-
-/// How much larger than usual the desktop wants its text, seen from its font for programs: 1 for
-/// the sizes that desktops come with, 9 to 11 points.
-[[nodiscard]] double textScale(const QFont& font);
 
 /// What the windows take over from the desktop. Main thread.
 class DesktopStyle final : public QObject
@@ -26,7 +20,7 @@ class DesktopStyle final : public QObject
 public:
     explicit DesktopStyle(QObject* parent = nullptr);
 
-    /// A dense screen is not in it: pixels are device-independent.
+    /// See platform::textScale(). A dense screen is not in it: pixels are device-independent.
     [[nodiscard]] static double textScale();
     [[nodiscard]] static QString fontFamily();
     [[nodiscard]] static QString fixedFontFamily();

@@ -85,6 +85,16 @@ QString farewell()
     return QStringLiteral("the connection to the %1 was closed; the session is over").arg(display);
 }
 
+/// What cannot be on this display without a session bus.
+QString lossWithoutBus()
+{
+    return QGuiApplication::platformName() == QLatin1StringView("xcb")
+               ? QStringLiteral("; only a tray of X11 can show the icon, and other programs cannot "
+                                "reach this one")
+               : QStringLiteral(
+                     "; there will be no icon, and other programs cannot reach this one");
+}
+
 /// What a start with `commandLine` asks of an instance that runs already.
 std::optional<ApplicationCall> requestIn(const CommandLine& commandLine)
 {
@@ -186,11 +196,13 @@ int runApplication(LinuxEnvironment& desktop,
     waitForCalm();
 
     platform::dbus::BusReturn busReturn(requests.address());
-    QObject::connect(&requests, &ApplicationService::connectionLost, &busReturn, [&busReturn] {
-        complain(QStringLiteral("the session bus went away; tracking goes on without the icon, and "
-                                "the program starts anew once the bus is back"));
+    const auto lost = [&busReturn, &statusItem] {
+        complain(QStringLiteral("the session bus went away; tracking goes on%1, and the program "
+                                "starts anew once the bus is back")
+                     .arg(statusItem.needsBus() ? QStringLiteral(" without the icon") : QString()));
         busReturn.start();
-    });
+    };
+    QObject::connect(&requests, &ApplicationService::connectionLost, &busReturn, lost);
     QObject::connect(&busReturn, &platform::dbus::BusReturn::busIsBack, qApp, [] {
         QCoreApplication::exit(kStartAnew);
     });
@@ -240,9 +252,6 @@ int Agent::run()
     if (start.kind == StartResult::Kind::HandedOver ||
         (start.kind == StartResult::Kind::First && isToQuit))
         return EXIT_SUCCESS;
-    if (start.kind == StartResult::Kind::Alone)
-        complain(start.text + QStringLiteral("; there will be no icon, and other programs cannot "
-                                             "reach this one"));
     if (start.kind == StartResult::Kind::Failed)
         complain(start.text);
     if (start.kind == StartResult::Kind::Failed)
@@ -251,16 +260,18 @@ int Agent::run()
         complain(display.error().text);
         return EXIT_FAILURE;
     }
-    return runOnDisplay(requests);
+    return runOnDisplay(requests, start);
 }
 
-int Agent::runOnDisplay(ApplicationService& requests)
+int Agent::runOnDisplay(ApplicationService& requests, const StartResult& start)
 {
     std::optional<platform::posix::OwnStandardOutput> output(std::in_place);
     passOnToolkitMessages();
     std::optional<platform::gui::WithoutOpenGL> withoutOpenGL(std::in_place);
     QApplication application(m_argc, m_argv);
     withoutOpenGL.reset();
+    if (start.kind == StartResult::Kind::Alone)
+        complain(start.text + lossWithoutBus());
     QGuiApplication::setDesktopFileName(fromView(platform::kBundleIdentifier));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/logo.png")));
     QGuiApplication::setQuitOnLastWindowClosed(false);

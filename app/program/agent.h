@@ -11,7 +11,8 @@
 
 namespace platform::dbus {
 class ApplicationService;
-}
+struct StartResult;
+} // namespace platform::dbus
 
 namespace app {
 
@@ -33,7 +34,8 @@ public:
     [[nodiscard]] int run();
 
 private:
-    [[nodiscard]] int runOnDisplay(platform::dbus::ApplicationService& requests);
+    [[nodiscard]] int runOnDisplay(platform::dbus::ApplicationService& requests,
+                                   const platform::dbus::StartResult& start);
     void startAnew();
 
     int m_argc;

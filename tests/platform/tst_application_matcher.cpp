@@ -171,6 +171,45 @@ private Q_SLOTS:
         QVERIFY(match({u""_qs, u"org.x.Tool"_qs, u"Tool"_qs}, named(u"python3"_qs)) == expected);
     }
 
+    void thisProgramGoesByItsDisplayNameWithoutADesktopFile_data()
+    {
+        QTest::addColumn<QString>("identifier");
+        QTest::addColumn<QString>("executable");
+        QTest::newRow("Wayland") << u"com.velomira.UsageMonitor"_qs << u""_qs;
+        QTest::newRow("X11") << u"Quillstep"_qs << u""_qs;
+        QTest::newRow("XWayland, lower case") << u"quillstep"_qs << u""_qs;
+        QTest::newRow("a desktop file's name") << u"com.velomira.UsageMonitor.desktop"_qs << u""_qs;
+        QTest::newRow("the process only") << u""_qs << u"Quillstep"_qs;
+        QTest::newRow("a name of the toolkit's") << u"Velomira"_qs << u"Quillstep"_qs;
+    }
+
+    void thisProgramGoesByItsDisplayNameWithoutADesktopFile()
+    {
+        QFETCH(const QString, identifier);
+        QFETCH(const QString, executable);
+        const ApplicationIdentity expected{.identifier = u"com.velomira.UsageMonitor"_qs,
+                                           .name = u"Velomira Usage Monitor"_qs};
+        QVERIFY(match({identifier}, running(executable, executable)) == expected);
+        add("com.velomira.UsageMonitor", "Name=Velomira Usage Monitor\nStartupWMClass=Quillstep");
+        QVERIFY(match({identifier}, running(executable, executable)) == expected);
+    }
+
+    void programsWithSimilarNamesAreOthers()
+    {
+        QCOMPARE(match({u"Quillsteps"_qs}).name, std::optional(u"Quillsteps"_qs));
+        QCOMPARE(match({}, named(u"Quillstep"_qs)).name, std::optional(u"Quillstep"_qs));
+    }
+
+    void torBrowserIsNotTheFirefoxWhoseExecutableItRuns()
+    {
+        add("firefox", "Exec=/usr/lib/firefox/firefox %u");
+        const ProcessFacts process = running(u"firefox"_qs, u"firefox"_qs);
+        QCOMPARE(matched({u"Navigator"_qs}, process), u"firefox"_qs);
+        QCOMPARE(matched({u"Tor Browser"_qs, u"Navigator"_qs}, process), u"Tor Browser"_qs);
+        add("torbrowser", "StartupWMClass=Tor Browser");
+        QCOMPARE(matched({u"Tor Browser"_qs, u"Navigator"_qs}, process), u"torbrowser"_qs);
+    }
+
     void withoutIdentifierTheProcessNameStandsIn()
     {
         const ApplicationIdentity expected{.identifier = std::nullopt, .name = u"tool"_qs};

@@ -128,6 +128,24 @@ private Q_SLOTS:
         QCOMPARE(m_first.asked, QStringList());
     }
 
+    void torBrowserIsNeverAskedWhateverItIsTakenFor_data()
+    {
+        QTest::addColumn<QString>("title");
+        QTest::newRow("a page") << text("A \xE2\x80\x94 Tor Browser");
+        QTest::newRow("a page, another dash") << text("A - Tor Browser");
+        QTest::newRow("none") << text("Tor Browser");
+    }
+
+    void torBrowserIsNeverAskedWhateverItIsTakenFor()
+    {
+        QFETCH(QString, title);
+        m_front = FrontBrowser{.family = Family::Other, .windowTitle = title};
+        QCOMPARE(safari(), QString());
+        QCOMPARE(m_first.asked + m_second.asked, QStringList());
+        m_front->windowTitle += text(" \xE2\x80\x94 Mozilla Firefox"); // a page about it
+        QCOMPARE(safari(), text("https://second.example/"));
+    }
+
     void otherTextsAreErrors()
     {
         const QString known = tracking::addressScript(text("Chrome"))->toString();

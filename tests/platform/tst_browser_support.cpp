@@ -151,6 +151,46 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(m_places.home + text("/.mozilla")));
     }
 
+    void theKinOfFirefoxIsSetUpWhereEachLooks_data()
+    {
+        QTest::addColumn<QString>("data");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("hosts");
+        QTest::newRow("LibreWolf") << text("/.librewolf") << text("LibreWolf")
+                                   << text("/.librewolf/native-messaging-hosts/");
+        QTest::newRow("Waterfox") << text("/.waterfox") << text("Waterfox")
+                                  << text("/.waterfox/native-messaging-hosts/");
+        QTest::newRow("Zen") << text("/.zen") << text("Zen")
+                             << text("/.mozilla/native-messaging-hosts/");
+        QTest::newRow("Zen, new place")
+            << text("/.config/zen") << text("Zen") << text("/.mozilla/native-messaging-hosts/");
+        QTest::newRow("Floorp") << text("/.floorp") << text("Floorp")
+                                << text("/.floorp/native-messaging-hosts/");
+    }
+
+    void theKinOfFirefoxIsSetUpWhereEachLooks()
+    {
+        QFETCH(QString, data);
+        QFETCH(QString, name);
+        QFETCH(QString, hosts);
+        QVERIFY(QDir(m_places.home + text("/.mozilla")).removeRecursively());
+        QVERIFY(QDir().mkpath(m_places.home + data));
+        // The second time nothing has become a Firefox that is used.
+        for (int time = 0; time < 2; ++time) {
+            QVERIFY(support::writeFile(m_places.home + data + text("/profiles.ini"), ""));
+            const auto outcome = installBrowserSupport(m_places);
+            QVERIFY2(outcome.isDone, qPrintable(outcome.lines.join(u'\n')));
+            const QString manifest = m_places.home + hosts + text(kManifest);
+            QVERIFY(outcome.lines.contains(text("%1: wrote %2").arg(name, manifest)));
+            QVERIFY(outcome.lines.filter(text("Firefox: ")).isEmpty());
+            QCOMPARE(objectIn(contentOf(manifest))[text("path")].toString(),
+                     m_places.hostExecutable);
+        }
+        addProgram(qPrintable(name.toLower()));
+        QVERIFY(browserReport(m_places).constFirst().startsWith(
+            text("browser %1: set up, but tells no addresses").arg(name)));
+    }
+
     void removingUndoesExactlyThat()
     {
         QVERIFY(installBrowserSupport(m_places).isDone);

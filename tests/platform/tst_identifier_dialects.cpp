@@ -8,8 +8,10 @@
 
 #include <algorithm>
 
+using platform::browsers::endsLikeOpenWindowOfFirefox;
 using platform::browsers::Family;
 using platform::browsers::familyOf;
+using platform::browsers::isNeverAsked;
 using platform::browsers::isWindowOfPage;
 using platform::browsers::withDialect;
 
@@ -45,13 +47,23 @@ private Q_SLOTS:
                                    text("com.vivaldi.Vivaldi"),
                                    text("opera"),
                                    text("opera_opera"),
-                                   text("com.opera.Opera")};
+                                   text("com.opera.Opera"),
+                                   text("qutebrowser"),
+                                   text("org.qutebrowser.qutebrowser")};
         const QStringList others{text("firefox"),
                                  text("firefox-esr"),
                                  text("firefox_firefox"),
                                  text("org.mozilla.firefox"),
                                  text("librewolf"),
                                  text("io.gitlab.librewolf-community"),
+                                 text("waterfox"),
+                                 text("Waterfox"),
+                                 text("net.waterfox.waterfox"),
+                                 text("zen"),
+                                 text("zen-beta"),
+                                 text("app.zen_browser.zen"),
+                                 text("floorp"),
+                                 text("one.ablaze.floorp"),
                                  text("epiphany"),
                                  text("org.gnome.Epiphany"),
                                  text("org.kde.falkon")};
@@ -59,7 +71,15 @@ private Q_SLOTS:
             QTest::newRow(qPrintable(identifier)) << identifier + text("+Chrome");
         for (const QString& identifier : others)
             QTest::newRow(qPrintable(identifier)) << identifier + text("+Safari");
-        for (const char* other : {"org.gnome.Terminal", "chrom", "firefoxes", "code"})
+        for (const char* other : {"org.gnome.Terminal",
+                                  "chrom",
+                                  "firefoxes",
+                                  "code",
+                                  "Tor Browser",
+                                  "torbrowser",
+                                  "torbrowser-launcher",
+                                  "start-tor-browser",
+                                  "org.torproject.torbrowser-launcher"})
             QTest::newRow(other) << text(other);
     }
 
@@ -104,6 +124,28 @@ private Q_SLOTS:
         row("A - Microsoft\xE2\x80\x8B Edge", "A", chromium, true);
         row("A \xE2\x80\x94 Mozilla Firefox", "A", firefox, true);
         row("A - LibreWolf", "A", firefox, true);
+        row("A - Personal - Microsoft\xE2\x80\x8B Edge", "A", chromium, true);
+        row("A - Personal - Microsoft Edge", "A", chromium, true);
+        row("A - B - Personal - Microsoft Edge", "A - B", chromium, true);
+        row("A and 2 more pages - Personal - Microsoft\xE2\x80\x8B Edge", "A", chromium, true);
+        row("A and 1 more page - Microsoft Edge", "A", chromium, true);
+        row("A e mais 4 p\xC3\xA1ginas - Pessoal - Microsoft Edge", "A", chromium, true);
+        row("(3) A / X and 10 more pages - Personal - Microsoft Edge", "(3) A / X", chromium, true);
+        row("A - Work - Microsoft Edge Beta", "A", chromium, true);
+        row("A \xE2\x80\x94 Waterfox", "A", firefox, true);
+        row("A \xE2\x80\x94 Zen Browser", "A", firefox, true);
+        row("A \xE2\x80\x94 Ablaze Floorp", "A", firefox, true);
+        row("A and 2 more pages - [InPrivate] - Microsoft Edge", "A", chromium, false);
+        row("A - InPrivate - Microsoft Edge", "A", chromium, false);
+        row("A - Navigation InPrivate - Microsoft Edge", "A", chromium, false);
+        row("A - C - Personal - Microsoft Edge", "A", chromium, false);
+        row("A and more - Microsoft Edge", "A", chromium, false);
+        row("AB 2 - Microsoft Edge", "A", chromium, false);
+        row("A 1 of 2 - Microsoft Edge", "A", chromium, false);
+        row("A -  - Microsoft Edge", "A", chromium, false);
+        row("A - Personal - Google Chrome", "A", chromium, false);
+        row("A \xE2\x80\x94 Zen Browser Private Browsing", "A", firefox, false);
+        row("A \xE2\x80\x94 Tor Browser", "A", firefox, false);
         row("B - Chromium", "A", chromium, false);
         row("A and more - Chromium", "A", chromium, false);
         row("A - B - Chromium", "A", chromium, false);
@@ -132,6 +174,31 @@ private Q_SLOTS:
         QFETCH(bool, isOfFirefox);
         QTEST(isWindowOfPage(window, page, isOfFirefox ? Family::Other : Family::Chromium),
               "expected");
+    }
+
+    void torBrowserIsNeverAskedByWhateverNameItIsKnown()
+    {
+        for (const char* name : {"Tor Browser", "torbrowser", "org.torproject.torbrowser-launcher"})
+            QVERIFY2(isNeverAsked({text("Navigator"), text(name)}), name);
+        QVERIFY(!isNeverAsked({text("Navigator"), text("firefox")}));
+        QVERIFY(!isNeverAsked({}));
+    }
+
+    void onlyOpenWindowsOfFirefoxAndItsKinEndWithTheBrowsersName()
+    {
+        for (const char* title : {"A \xE2\x80\x94 Mozilla Firefox",
+                                  "A \xE2\x80\x94 Work \xE2\x80\x94 Mozilla Firefox",
+                                  "A - LibreWolf",
+                                  "A \xE2\x80\x94 Zen Browser"})
+            QVERIFY2(endsLikeOpenWindowOfFirefox(text(title)), title);
+        for (const char* title : {"A \xE2\x80\x94 Mozilla Firefox Private Browsing",
+                                  "A \xE2\x80\x94 Zen Browser Private Browsing",
+                                  "A \xE2\x80\x94 Navigation priv\xC3\xA9"
+                                  "e de Waterfox",
+                                  "Mozilla Firefox",
+                                  "A \xE2\x80\x94 Tor Browser",
+                                  "A"})
+            QVERIFY2(!endsLikeOpenWindowOfFirefox(text(title)), title);
     }
 };
 

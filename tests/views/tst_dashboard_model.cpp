@@ -3,6 +3,7 @@
 #include "tests/views/view_bench.h"
 #include "views/models/dashboard_model.h"
 
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -37,7 +38,106 @@ private Q_SLOTS:
     void syncStartsFromTheMainQueue();
     void windowsComeToTheFront();
     void whatCannotBeSeenIsSaid();
+    void todayIsAnotherDayAfterMidnightWithTheNextChange_data();
+    void todayIsAnotherDayAfterMidnightWithTheNextChange();
+    void todayIsThatOfTheZoneTheUserIsInNow();
+    void theSystemsZoneIsFollowedWhenItChanges();
+    void anHourLaterOnTheSameDayNothingIsAddedUp();
 };
+
+/// 800000000 is 2026-05-09T06:13:20Z; the last second of that day.
+constexpr double kLastSecond = 800000000.0 + (17 * 3600) + (46 * 60) + 39;
+
+/// What the dashboard observes besides the activities, and what changes it.
+void causeChange(ViewBench& bench, const QString& what)
+{
+    if (what == QStringLiteral("sign-in"))
+        bench.signIn();
+    else if (what == QStringLiteral("tracking"))
+        bench.tracking.start();
+    else if (what == QStringLiteral("notice"))
+        bench.desktopNotice.setNotice(QStringLiteral("Nothing is recorded."));
+    else
+        bench.sync.sync(); // signed out it fails at once
+}
+
+void TestDashboardModel::todayIsAnotherDayAfterMidnightWithTheNextChange_data()
+{
+    QTest::addColumn<QString>("what");
+    for (const char* what : {"sign-in", "tracking", "notice", "synchronization"})
+        QTest::newRow(what) << QString::fromLatin1(what);
+}
+
+void TestDashboardModel::todayIsAnotherDayAfterMidnightWithTheNextChange()
+{
+    QFETCH(const QString, what);
+    ViewBench bench;
+    bench.fake.clock.time = kLastSecond;
+    bench.add("Before", 10);
+    DashboardModel model(bench.context, [] { return QTimeZone::utc(); });
+    model.setVisible(true);
+    QCOMPARE(names(*model.topApps()), QStringList{QStringLiteral("Before")});
+    bench.fake.clock.time += 1;
+    causeChange(bench, what);
+    QCOMPARE(names(*model.topApps()), QStringList());
+    bench.fake.clock.time -= 1; // the clock is set back
+    bench.desktopNotice.setNotice(QStringLiteral("Another."));
+    QCOMPARE(names(*model.topApps()), QStringList{QStringLiteral("Before")});
+}
+
+void TestDashboardModel::todayIsThatOfTheZoneTheUserIsInNow()
+{
+    ViewBench bench;
+    bench.fake.clock.time = kLastSecond;
+    bench.add("Late", 10);
+    QTimeZone zone = QTimeZone::utc();
+    DashboardModel model(bench.context, [&zone] { return zone; });
+    model.setVisible(true);
+    bench.fake.clock.time += 1;
+    zone = QTimeZone(3600); // one o'clock, the record is of 0:59:59
+    bench.signIn();
+    QCOMPARE(names(*model.topApps()), QStringList{QStringLiteral("Late")});
+    zone = QTimeZone(-3600);
+    bench.add("Later", 5);
+    QCOMPARE(names(*model.topApps()),
+             QStringList({QStringLiteral("Late"), QStringLiteral("Later")}));
+    zone = QTimeZone::utc();
+    bench.desktopNotice.setNotice(QStringLiteral("Nothing is recorded."));
+    QCOMPARE(names(*model.topApps()), QStringList{QStringLiteral("Later")});
+}
+
+void TestDashboardModel::theSystemsZoneIsFollowedWhenItChanges()
+{
+    const QByteArray before = qgetenv("TZ");
+    const bool isSet = qEnvironmentVariableIsSet("TZ");
+    const auto restore = qScopeGuard([&] { isSet ? qputenv("TZ", before) : qunsetenv("TZ"); });
+    qputenv("TZ", "Asia/Tokyo"); // UTC+9
+    ViewBench bench;
+    bench.fake.clock.time = kLastSecond;
+    bench.add("Late", 10);
+    bench.fake.clock.time += 1;
+    DashboardModel model(bench.context);
+    model.setVisible(true);
+    QCOMPARE(names(*model.topApps()), QStringList{QStringLiteral("Late")});
+    qputenv("TZ", "UTC");
+    bench.signIn();
+    QCOMPARE(names(*model.topApps()), QStringList());
+}
+
+void TestDashboardModel::anHourLaterOnTheSameDayNothingIsAddedUp()
+{
+    ViewBench bench;
+    bench.add("A", 10);
+    DashboardModel model(bench.context, [] { return QTimeZone::utc(); });
+    model.setVisible(true);
+    const QSignalSpy changed(model.topApps(), &QAbstractItemModel::dataChanged);
+    bench.add("A", 10);
+    QCOMPARE(changed.count(), 1);
+    bench.add("A", 10); // within the second
+    bench.fake.clock.time += 3600;
+    bench.signIn();
+    QCOMPARE(changed.count(), 1);
+}
 
 void TestDashboardModel::totalsAreThereWhenTheWindowComesOnScreen()
 {
@@ -108,7 +208,7 @@ void TestDashboardModel::theRangeTakesEffectAtOnce()
     bench.add("Yesterday", 10);
     bench.fake.clock.time += 86400;
     bench.add("Today", 5);
-    DashboardModel model(bench.context, QTimeZone::utc());
+    DashboardModel model(bench.context, [] { return QTimeZone::utc(); });
     model.setVisible(true);
     QCOMPARE(model.timeRanges(),
              QStringList({QStringLiteral("Today"), QStringLiteral("All Time")}));

@@ -2,8 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "tests/views/window_bench.h"
 
+#include <QAccessible>
 #include <QColor>
 #include <QFont>
+#include <QGuiApplication>
 #include <QQuickItem>
 #include <QTest>
 
@@ -111,8 +113,166 @@ private Q_SLOTS:
     void buttonsWithATextSayNothingMore();
     void shortenedNamesAreShownInFull();
     void namesThatFitAreNotRepeated();
+    void messagesThatAreCutCanBeReadWhole_data();
+    void messagesThatAreCutCanBeReadWhole();
+    void messagesThatFitAreNoStopsOfTheKeyboard();
+    void aMessageOfAnyLengthFitsIntoTheLoginWindow();
     void theSpinnerStopsWhileNobodySeesIt();
 };
+
+constexpr double kUsualPoints = 10;
+constexpr double kLargePoints = 14.3; // 130 %
+
+/// The desktop's size of text for as long as it lives.
+struct TextSize
+{
+    explicit TextSize(double points)
+    {
+        QFont font = before;
+        font.setPointSizeF(points);
+        QGuiApplication::setFont(font);
+    }
+
+    ~TextSize() { QGuiApplication::setFont(before); }
+
+    TextSize(const TextSize&) = delete;
+    TextSize& operator=(const TextSize&) = delete;
+
+    QFont before = QGuiApplication::font();
+};
+
+QString longMessage(int length)
+{
+    return QStringLiteral("The service says why it did not work. ")
+        .repeated(length / 38 + 1)
+        .first(length - 1)
+        .append(u'!');
+}
+
+/// Has the window `identifier` show `message` as what went wrong.
+QQuickWindow* openWithMessage(WindowBench& bench, const QString& identifier, const QString& message)
+{
+    const QByteArray body = R"({"message":")" + message.toUtf8() + R"("})";
+    if (identifier != shell::kLoginWindow) {
+        bench.signIn();
+        bench.add("Editor", 60);
+        bench.fake.httpClient.answer(platform::TransferFailure{.text = message, .description = {}});
+        QCoro::waitFor(bench.sync.sync());
+        return open(bench, identifier);
+    }
+    bench.fake.httpClient.answer(platform::HttpResponse{.status = 401, .body = body});
+    QQuickWindow* const window = open(bench, identifier);
+    bench.mainQueue.advance();
+    for (const char c : QByteArray("a@example.com\ts"))
+        QTest::keyClick(window, c);
+    QTest::keyClick(window, Qt::Key_Return);
+    return window;
+}
+
+/// The text item that shows `message`; null when there is not exactly one.
+QQuickItem* messageIn(const QQuickWindow& window, const QString& message)
+{
+    const auto texts = itemsWith(window, "text", message);
+    return texts.size() == 1 ? texts.first() : nullptr;
+}
+
+/// Whether `holder` is a stop of the keyboard that is `item` or what it is part of.
+bool isOrHolds(const QQuickItem* holder, const QQuickItem* item)
+{
+    return holder && holder->activeFocusOnTab() && (holder == item || holder->isAncestorOf(item));
+}
+
+void TestWindowDetails::messagesThatAreCutCanBeReadWhole_data()
+{
+    QTest::addColumn<QString>("identifier");
+    QTest::addColumn<double>("points");
+    for (const QString& identifier :
+         {shell::kDashboardWindow, shell::kLoginWindow, shell::kSettingsWindow}) {
+        QTest::newRow(qPrintable(identifier)) << identifier << kUsualPoints;
+        QTest::newRow(qPrintable(identifier + QStringLiteral(", large text")))
+            << identifier << kLargePoints;
+    }
+}
+
+void TestWindowDetails::messagesThatAreCutCanBeReadWhole()
+{
+    QFETCH(const QString, identifier);
+    QFETCH(const double, points);
+    const TextSize size(points);
+    const QString message = longMessage(600);
+    WindowBench bench;
+    QQuickWindow* const window = openWithMessage(bench, identifier, message);
+    QVERIFY(window);
+    QTRY_VERIFY(messageIn(*window, message));
+    QQuickItem* const text = messageIn(*window, message);
+    QTRY_VERIFY(text->property("truncated").toBool());
+    const qreal cutHeight = text->height();
+
+    // By a pointer.
+    rest(*window, *text);
+    QTRY_VERIFY(tipOf(*text));
+    QTRY_VERIFY(tipOf(*text)->property("opened").toBool());
+    QCOMPARE(tipOf(*text)->property("text").toString(), message);
+    QTest::mouseMove(window, QPoint(1, 1));
+    QTRY_VERIFY(!tipOf(*text));
+
+    // By the keyboard, which comes around to it and goes on.
+    constexpr int kMostStops = 20;
+    for (int i = 0; i < kMostStops && !isOrHolds(window->activeFocusItem(), text); ++i)
+        QTest::keyClick(window, Qt::Key_Tab);
+    const QQuickItem* const holder = window->activeFocusItem();
+    QVERIFY(isOrHolds(holder, text));
+    QTRY_VERIFY(!text->property("truncated").toBool());
+    QTRY_VERIFY(text->height() > cutHeight);
+    QTRY_VERIFY(text->mapToScene(QPointF()).y() >= 0);
+    QTRY_VERIFY2(text->mapToScene(QPointF(0, text->height())).y() <= window->height(),
+                 qPrintable(QString::number(window->height())));
+    if (qEnvironmentVariableIsSet("KEEP_PICTURES"))
+        WindowBench::picture(identifier)
+            .save(qEnvironmentVariable("KEEP_PICTURES") + u'/' + identifier +
+                  QString::number(points) + QStringLiteral(".png"));
+    // By a screen reader: what has the keyboard is called so, and can have it.
+    QAccessibleInterface* const told =
+        QAccessible::queryAccessibleInterface(const_cast<QQuickItem*>(holder));
+    QVERIFY(told);
+    QCOMPARE(told->text(QAccessible::Name), message);
+    QVERIFY(told->state().focusable && told->state().focused);
+    QTest::keyClick(window, Qt::Key_Tab);
+    QVERIFY(!isOrHolds(window->activeFocusItem(), text));
+    QTRY_COMPARE(text->height(), cutHeight);
+    QCOMPARE(bench.warnings, QStringList());
+}
+
+void TestWindowDetails::messagesThatFitAreNoStopsOfTheKeyboard()
+{
+    const QString message = QStringLiteral("Not today.");
+    for (const QString& identifier : {shell::kDashboardWindow, shell::kSettingsWindow}) {
+        WindowBench bench;
+        QQuickWindow* const window = openWithMessage(bench, identifier, message);
+        QVERIFY(window);
+        const QQuickItem* const text = messageIn(*window, message);
+        QVERIFY(text);
+        QVERIFY(!text->activeFocusOnTab());
+    }
+}
+
+void TestWindowDetails::aMessageOfAnyLengthFitsIntoTheLoginWindow()
+{
+    const QString message = longMessage(60'000);
+    WindowBench bench;
+    QQuickWindow* const window = openWithMessage(bench, shell::kLoginWindow, message);
+    QVERIFY(window);
+    QTRY_VERIFY(messageIn(*window, message));
+    QQuickItem* const text = messageIn(*window, message);
+    QTest::mouseClick(
+        window, Qt::LeftButton, {}, text->mapToScene(QPointF(text->width() / 2, 4)).toPoint());
+    QTRY_VERIFY(!text->property("truncated").toBool());
+    QTRY_VERIFY(window->height() < 900);
+    const qreal before = text->mapToScene(QPointF()).y();
+    QTest::keyClick(window, Qt::Key_Down);
+    QTRY_VERIFY(text->mapToScene(QPointF()).y() < before);
+    QCOMPARE(bench.warnings, QStringList());
+}
 
 void TestWindowDetails::everyWindowShowsTheLogo_data()
 {

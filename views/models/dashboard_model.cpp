@@ -34,9 +34,9 @@ const QString kLast = QStringLiteral("Last: ");
 
 } // namespace
 
-DashboardModel::DashboardModel(ViewContext context, const QTimeZone& zone)
+DashboardModel::DashboardModel(ViewContext context, Zone zone)
     : m_to(std::move(context))
-    , m_zone(zone)
+    , m_zone(std::move(zone))
     , m_topApps(nullptr)
     , m_topWebsites(nullptr)
 {
@@ -94,7 +94,7 @@ QString DashboardModel::syncError() const
 QString DashboardModel::lastSync() const
 {
     const auto last = status().lastTime;
-    return last ? kLast + m_relativeTimeText.text(*last, m_to.clock.now(), m_zone) : QString();
+    return last ? kLast + m_relativeTimeText.text(*last, m_to.clock.now(), m_zone()) : QString();
 }
 
 QString DashboardModel::notice() const
@@ -140,8 +140,10 @@ void DashboardModel::setVisible(bool visible)
 
 void DashboardModel::redraw()
 {
-    if (m_isVisible)
-        Q_EMIT changed();
+    if (!m_isVisible)
+        return;
+    addUpOnAnotherDay();
+    Q_EMIT changed();
 }
 
 void DashboardModel::activitiesChanged()
@@ -175,8 +177,16 @@ void DashboardModel::addUp()
     m_isOutdated = false;
     const activity::ActivityList& list = m_to.dataStore.activities();
     const double now = m_to.clock.now();
-    m_topApps.setItems(views::topApps(list, m_timeRange, now, m_zone));
-    m_topWebsites.setItems(views::topWebsites(list, m_timeRange, now, m_zone));
+    m_zoneOfTotals = m_zone();
+    m_dayOfTotals = LocalDay(now, m_zoneOfTotals);
+    m_topApps.setItems(views::topApps(list, m_timeRange, now, m_zoneOfTotals));
+    m_topWebsites.setItems(views::topWebsites(list, m_timeRange, now, m_zoneOfTotals));
+}
+
+void DashboardModel::addUpOnAnotherDay()
+{
+    if (!m_dayOfTotals.contains(m_to.clock.now()) || m_zone() != m_zoneOfTotals)
+        addUp();
 }
 
 void DashboardModel::logout()

@@ -4,6 +4,7 @@
 
 #include "platform/relative_time_text.h"
 #include "views/models/activity_rows.h"
+#include "views/models/local_day.h"
 #include "views/models/sync_status.h"
 #include "views/models/time_range.h"
 #include "views/view_context.h"
@@ -12,13 +13,17 @@
 #include <QStringList>
 #include <QTimeZone>
 
+#include <functional>
+#include <limits>
+
 namespace views {
 
 /// What the dashboard shows and what its controls do.
 ///
-/// The totals are added up anew when the window comes on screen, when the range changes, and when
-/// activities come or go: the latter at most once a second. While the window is hidden nothing is
-/// computed and nothing is told. Main thread; the context must outlive it.
+/// The totals are added up anew when the window comes on screen, when the range changes, when
+/// activities come or go, the latter at most once a second, and when with any other change it is
+/// another day than before, or the user is in another time zone. While the window is hidden nothing
+/// is computed and nothing is told. Main thread; the context must outlive it.
 class DashboardModel final : public QObject
 {
     Q_OBJECT
@@ -37,8 +42,10 @@ class DashboardModel final : public QObject
     Q_PROPERTY(views::ActivityRows* topWebsites READ topWebsites CONSTANT FINAL)
 
 public:
-    explicit DashboardModel(ViewContext context,
-                            const QTimeZone& zone = QTimeZone::systemTimeZone());
+    /// Tells the user's time zone as it is now.
+    using Zone = std::function<QTimeZone()>;
+
+    explicit DashboardModel(ViewContext context, Zone zone = &QTimeZone::systemTimeZone);
 
     [[nodiscard]] bool isAuthenticated() const;
     [[nodiscard]] QString initials() const;
@@ -84,14 +91,17 @@ private:
     void beginPause();
     void pauseEnded();
     void addUp();
+    void addUpOnAnotherDay();
     [[nodiscard]] SyncStatus status() const;
 
     ViewContext m_to;
-    QTimeZone m_zone;
+    Zone m_zone;
     platform::RelativeTimeText m_relativeTimeText;
     TimeRange m_timeRange = TimeRange::Today;
     ActivityRows m_topApps;
     ActivityRows m_topWebsites;
+    QTimeZone m_zoneOfTotals;
+    LocalDay m_dayOfTotals{std::numeric_limits<double>::quiet_NaN(), QTimeZone()};
     bool m_isVisible = false;
     bool m_isPausing = false;  // the last change of the activities was less than a second ago
     bool m_isOutdated = false; // they have changed since

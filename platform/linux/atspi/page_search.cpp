@@ -11,6 +11,7 @@
 #include "platform/linux/atspi/private_window_check.h"
 #include "platform/linux/atspi/program_search.h"
 #include "platform/linux/atspi/web_process_search.h"
+#include "platform/linux/browsers/page_title.h"
 
 #include <QFile>
 #include <QTimer>
@@ -111,7 +112,8 @@ void PageSearch::checkPrivacy(const AccessibleObject& document)
         askDocument(document);
         return;
     }
-    if (!m_history.isKeptBy(m_front.processIdentifier)) {
+    if (!browsers::endsLikeOpenWindowOfFirefox(m_front.windowTitle) ||
+        !m_history.isKeptBy(m_front.processIdentifier)) {
         finish(std::nullopt);
         return;
     }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/browsers/browser_script_runner.h"
 
+#include "platform/linux/browsers/page_title.h"
 #include "platform/linux/browsers/user_information.h"
 
 #include <utility>
@@ -39,7 +40,7 @@ Result<std::optional<QString>> BrowserScriptRunner::run(QStringView source)
     if (!family)
         return Error{QStringLiteral("the script is not understood")};
     const auto front = m_front();
-    if (!front || front->family != *family)
+    if (!front || front->family != *family || isWindowOfTorBrowser(front->windowTitle))
         return std::optional<QString>();
     for (AddressSource* candidate : m_sources) {
         if (const auto address = candidate->addressIn(*front))

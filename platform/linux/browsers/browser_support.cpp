@@ -25,22 +25,32 @@ constexpr const char* kMarkOfExtension = "The Velomira Usage Monitor authors";
 constexpr const char* kMarkOfExtensionManifest = "Velomira Usage Monitor";
 constexpr qint64 kLongestManifest = 64LL * 1024;
 
-QString dataFolderOf(const KnownBrowser& browser, const SupportPlaces& places)
+QString folderOf(const KnownBrowser& browser, const SupportPlaces& places)
 {
-    return (browser.isInConfigHome ? places.configHome : places.home) + u'/' + browser.dataFolder;
+    return (browser.isInConfigHome ? places.configHome : places.home) + u'/';
+}
+
+/// Whether there is nothing in `data` but host manifests, for which others look there, too.
+bool isForOthersOnly(const KnownBrowser& browser, const QDir& data)
+{
+    const auto sharing =
+        std::ranges::count(knownBrowsers(), browser.manifestFolder, &KnownBrowser::manifestFolder);
+    return sharing > 1 && data.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot) ==
+                              QStringList{QFileInfo(browser.manifestFolder).fileName()};
 }
 
 /// Whether the user has used the browser.
 bool isUsed(const KnownBrowser& browser, const SupportPlaces& places)
 {
-    return QFileInfo(dataFolderOf(browser, places)).isDir() ||
+    const QDir data(folderOf(browser, places) + browser.dataFolder);
+    return (data.exists() && !isForOthersOnly(browser, data)) ||
            (!browser.newDataFolder.isEmpty() &&
             QFileInfo(places.configHome + u'/' + browser.newDataFolder).isDir());
 }
 
 QString userManifestOf(const KnownBrowser& browser, const SupportPlaces& places)
 {
-    return dataFolderOf(browser, places) + u'/' + browser.manifestFolder + u'/' + hostName() +
+    return folderOf(browser, places) + browser.manifestFolder + u'/' + hostName() +
            QLatin1StringView(".json");
 }
 
@@ -138,7 +148,7 @@ stateOf(const KnownBrowser& browser, const SupportPlaces& places, const QStringL
         return connected.contains(name);
     };
     auto host = hostNamedIn(userManifestOf(browser, places));
-    if (!host)
+    if (!host && !browser.systemManifestFolder.isEmpty())
         host = hostNamedIn(places.root + browser.systemManifestFolder + u'/' + hostName() +
                            QLatin1StringView(".json"));
     if (!host)

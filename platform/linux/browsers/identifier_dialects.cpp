@@ -58,6 +58,9 @@ constexpr std::array kFamilyOfChromium{
     QLatin1StringView("opera-developer"),
     QLatin1StringView("opera_opera"),
     QLatin1StringView("com.opera.opera"),
+    // qutebrowser
+    QLatin1StringView("qutebrowser"),
+    QLatin1StringView("org.qutebrowser.qutebrowser"),
 };
 
 constexpr std::array kOthers{
@@ -74,6 +77,19 @@ constexpr std::array kOthers{
     QLatin1StringView("librewolf"),
     QLatin1StringView("librewolf-default"),
     QLatin1StringView("io.gitlab.librewolf-community"),
+    QLatin1StringView("waterfox"),
+    QLatin1StringView("waterfox-classic"),
+    QLatin1StringView("waterfox-current"),
+    QLatin1StringView("net.waterfox.waterfox"),
+    QLatin1StringView("zen"),
+    QLatin1StringView("zen-alpha"),
+    QLatin1StringView("zen-beta"),
+    QLatin1StringView("zen-twilight"),
+    QLatin1StringView("zen-browser"),
+    QLatin1StringView("app.zen_browser.zen"),
+    QLatin1StringView("io.github.zen_browser.zen"),
+    QLatin1StringView("floorp"),
+    QLatin1StringView("one.ablaze.floorp"),
     // GNOME Web
     QLatin1StringView("epiphany"),
     QLatin1StringView("epiphany-browser"),
@@ -82,6 +98,17 @@ constexpr std::array kOthers{
     QLatin1StringView("falkon"),
     QLatin1StringView("org.kde.falkon"),
     QLatin1StringView("falkon_falkon"),
+};
+
+// Never asked, whatever could answer: who uses them wants no trace of what was read.
+constexpr std::array kNeverAsked{
+    QLatin1StringView("tor browser"),
+    QLatin1StringView("tor-browser"),
+    QLatin1StringView("torbrowser"),
+    QLatin1StringView("torbrowser-launcher"),
+    QLatin1StringView("start-tor-browser"),
+    QLatin1StringView("org.torproject.torbrowser"),
+    QLatin1StringView("org.torproject.torbrowser-launcher"),
 };
 
 constexpr QLatin1StringView kChrome("Chrome");
@@ -99,17 +126,27 @@ QStringView withoutDialect(QStringView identifier)
     return identifier;
 }
 
+template <typename Names> bool isAmong(const Names& names, QStringView identifier)
+{
+    return std::ranges::any_of(names, [identifier](QLatin1StringView name) {
+        return identifier.compare(name, Qt::CaseInsensitive) == 0;
+    });
+}
+
 } // namespace
 
 std::optional<Family> familyOf(QStringView identifier)
 {
     const QStringView stem = withoutDialect(identifier);
-    const auto isStem = [stem](QLatin1StringView known) {
-        return stem.compare(known, Qt::CaseInsensitive) == 0;
-    };
-    if (std::ranges::any_of(kFamilyOfChromium, isStem))
+    if (isAmong(kFamilyOfChromium, stem))
         return Family::Chromium;
-    return std::ranges::any_of(kOthers, isStem) ? std::optional(Family::Other) : std::nullopt;
+    return isAmong(kOthers, stem) ? std::optional(Family::Other) : std::nullopt;
+}
+
+bool isNeverAsked(const QStringList& identifiers)
+{
+    return std::ranges::any_of(
+        identifiers, [](const QString& identifier) { return isAmong(kNeverAsked, identifier); });
 }
 
 QString withDialect(const QString& identifier)

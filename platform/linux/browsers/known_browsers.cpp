@@ -6,8 +6,9 @@ namespace platform::browsers {
 
 namespace {
 
-constexpr QLatin1StringView kHostsOfChromium("NativeMessagingHosts");
-constexpr QLatin1StringView kHostsOfFirefox("native-messaging-hosts");
+constexpr QLatin1StringView kHostsOfChromium("/NativeMessagingHosts");
+constexpr QLatin1StringView kHostsOfFirefox("/native-messaging-hosts");
+constexpr QLatin1StringView kDataOfFirefox(".mozilla");
 constexpr QLatin1StringView kSystemOfChromium("/etc/chromium/native-messaging-hosts");
 constexpr QLatin1StringView kSystemOfFirefox("/usr/lib/mozilla/native-messaging-hosts");
 
@@ -21,7 +22,7 @@ KnownBrowser ofChromium(QLatin1StringView name,
             .family = Family::Chromium,
             .isInConfigHome = true,
             .dataFolder = dataFolder,
-            .manifestFolder = kHostsOfChromium,
+            .manifestFolder = dataFolder + kHostsOfChromium,
             .newDataFolder = {},
             .systemManifestFolder = systemFolder,
             .programs = programs,
@@ -31,15 +32,17 @@ KnownBrowser ofChromium(QLatin1StringView name,
 KnownBrowser ofFirefox(QLatin1StringView name,
                        QLatin1StringView dataFolder,
                        QLatin1StringView newDataFolder,
+                       QLatin1StringView folderOfManifests,
+                       QLatin1StringView systemFolder,
                        const QStringList& names)
 {
     return {.name = name,
             .family = Family::Other,
             .isInConfigHome = false,
             .dataFolder = dataFolder,
-            .manifestFolder = kHostsOfFirefox,
+            .manifestFolder = folderOfManifests + kHostsOfFirefox,
             .newDataFolder = newDataFolder,
-            .systemManifestFolder = kSystemOfFirefox,
+            .systemManifestFolder = systemFolder,
             .programs = names,
             .executables = names};
 }
@@ -85,11 +88,35 @@ const QList<KnownBrowser>& knownBrowsers()
                    list("opera opera-stable"),
                    list("opera")),
         ofFirefox(QLatin1StringView("Firefox"),
-                  QLatin1StringView(".mozilla"),
+                  kDataOfFirefox,
                   QLatin1StringView("mozilla"),
+                  kDataOfFirefox,
+                  kSystemOfFirefox,
                   list("firefox firefox-esr firefox-bin")),
-        ofFirefox(
-            QLatin1StringView("LibreWolf"), QLatin1StringView(".librewolf"), {}, list("librewolf")),
+        ofFirefox(QLatin1StringView("LibreWolf"),
+                  QLatin1StringView(".librewolf"),
+                  {},
+                  QLatin1StringView(".librewolf"),
+                  kSystemOfFirefox,
+                  list("librewolf")),
+        ofFirefox(QLatin1StringView("Waterfox"),
+                  QLatin1StringView(".waterfox"),
+                  {},
+                  QLatin1StringView(".waterfox"),
+                  {},
+                  list("waterfox waterfox-bin")),
+        ofFirefox(QLatin1StringView("Zen"),
+                  QLatin1StringView(".zen"),
+                  QLatin1StringView("zen"),
+                  kDataOfFirefox, // not its own
+                  kSystemOfFirefox,
+                  list("zen zen-bin zen-browser zen-beta zen-twilight")),
+        ofFirefox(QLatin1StringView("Floorp"),
+                  QLatin1StringView(".floorp"),
+                  {},
+                  QLatin1StringView(".floorp"),
+                  {},
+                  list("floorp floorp-bin")),
     };
     return kBrowsers;
 }

@@ -15,15 +15,15 @@ struct KnownBrowser
 {
     QLatin1StringView name;
     Family family = Family::Chromium;
-    /// The folder with the user's data, in the home folder or in $XDG_CONFIG_HOME, and the one for
-    /// host manifests in it.
+    /// The folder with the user's data and the one where it looks for host manifests, which may be
+    /// another browser's; both in the home folder or in $XDG_CONFIG_HOME.
     bool isInConfigHome = false;
     QLatin1StringView dataFolder;
-    QLatin1StringView manifestFolder;
+    QString manifestFolder;
     /// In $XDG_CONFIG_HOME, the data folder of users who never had the other; empty for none. Host
     /// manifests are looked for in the other all the same.
     QLatin1StringView newDataFolder;
-    /// Where packages put host manifests.
+    /// Where packages put host manifests; empty where it is not known.
     QLatin1StringView systemManifestFolder;
     /// How users start it, and as what it runs.
     QStringList programs;

@@ -4,26 +4,107 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 namespace platform::browsers {
 
 namespace {
 
-// Trade marks, which no language changes. The space of no width in one of them is its own.
-constexpr std::array<QStringView, 9> kNamesOfChromium{u"Chromium",
+// Trade marks, which no language changes. The space of no width in some of them is their own.
+constexpr std::array<QStringView, 6> kNamesOfEdge{u"Microsoft\u200B Edge",
+                                                  u"Microsoft Edge",
+                                                  u"Microsoft\u200B Edge Beta",
+                                                  u"Microsoft Edge Beta",
+                                                  u"Microsoft\u200B Edge Dev",
+                                                  u"Microsoft Edge Dev"};
+constexpr std::array<QStringView, 7> kNamesOfChromium{u"Chromium",
                                                       u"Google Chrome",
                                                       u"Google Chrome Beta",
                                                       u"Google Chrome Dev",
                                                       u"Brave",
-                                                      u"Microsoft\u200B Edge",
-                                                      u"Microsoft Edge",
                                                       u"Vivaldi",
                                                       u"Opera"};
-constexpr std::array<QStringView, 5> kOtherNames{
-    u"Mozilla Firefox", u"Firefox", u"Firefox Developer Edition", u"Firefox Nightly", u"LibreWolf"};
+constexpr std::array<QStringView, 10> kOtherNames{u"Mozilla Firefox",
+                                                  u"Firefox",
+                                                  u"Firefox Developer Edition",
+                                                  u"Firefox Nightly",
+                                                  u"LibreWolf",
+                                                  u"Waterfox",
+                                                  u"Zen Browser",
+                                                  u"Zen Twilight",
+                                                  u"Floorp",
+                                                  u"Ablaze Floorp"};
+constexpr QStringView kNameOfTorBrowser = u"Tor Browser";
 
 // Which dash it is depends on the browser and on the language.
 constexpr std::array<QStringView, 3> kDashes{u" - ", u" \u2013 ", u" \u2014 "};
+
+/// What stands in `title` before a dash and one of `names`, which end it; none when they do not.
+template <typename Names>
+std::optional<QStringView> beforeName(QStringView title, const Names& names)
+{
+    for (const QStringView name : names) {
+        if (!title.endsWith(name))
+            continue;
+        const QStringView rest = title.chopped(name.size());
+        for (const QStringView dash : kDashes) {
+            if (rest.endsWith(dash))
+                return rest.chopped(dash.size());
+        }
+    }
+    return std::nullopt;
+}
+
+bool hasDash(QStringView text)
+{
+    return std::ranges::any_of(kDashes, [text](QStringView dash) { return text.contains(dash); });
+}
+
+/// Whether `text` is a dash and a profile's name. Where a private window says what it is there, it
+/// does so in brackets or by a trade mark.
+bool isProfile(QStringView text)
+{
+    const auto* const dash = std::ranges::find_if(
+        kDashes, [text](QStringView candidate) { return text.startsWith(candidate); });
+    if (dash == kDashes.end())
+        return false;
+    const QStringView name = text.mid(dash->size());
+    const bool hasBracket = std::ranges::any_of(name, [](QChar character) {
+        return character.category() == QChar::Punctuation_Open ||
+               character.category() == QChar::Punctuation_Close;
+    });
+    return !name.isEmpty() && !hasBracket && !hasDash(name) &&
+           !name.contains(u"InPrivate", Qt::CaseInsensitive);
+}
+
+/// How much of `text` says that the window has more pages: " and 3 more pages", in whatever
+/// language, so all that counts are the space before it and that there is one number in it.
+qsizetype lengthOfMore(QStringView text)
+{
+    constexpr qsizetype kLongest = 64;
+    qsizetype end = text.size();
+    for (const QStringView dash : kDashes) {
+        const qsizetype at = text.indexOf(dash);
+        end = at < 0 ? end : std::min(end, at);
+    }
+    const QStringView more = text.first(end);
+    int numbers = 0;
+    bool isInNumber = false;
+    for (const QChar character : more) {
+        const bool isDigit = character.isDigit();
+        numbers += isDigit && !isInNumber ? 1 : 0;
+        isInNumber = isDigit;
+    }
+    return more.startsWith(u' ') && more.size() <= kLongest && numbers == 1 ? end : 0;
+}
+
+/// Whether Edge puts `text` between a page's title and its own name: nothing, that there are more
+/// pages, the profile's name, or both.
+bool isEdges(QStringView text)
+{
+    const QStringView profile = text.mid(lengthOfMore(text));
+    return profile.isEmpty() || isProfile(profile);
+}
 
 } // namespace
 
@@ -32,14 +113,25 @@ bool isWindowOfPage(QStringView windowTitle, QStringView pageTitle, Family famil
     if (pageTitle.isEmpty() || !windowTitle.startsWith(pageTitle))
         return false;
     const QStringView rest = windowTitle.mid(pageTitle.size());
-    const auto* const dash = std::ranges::find_if(
-        kDashes, [rest](QStringView candidate) { return rest.startsWith(candidate); });
-    if (dash == kDashes.end())
-        return false;
-    const QStringView name = rest.mid(dash->size());
-    return family == Family::Chromium
-               ? std::ranges::find(kNamesOfChromium, name) != kNamesOfChromium.end()
-               : std::ranges::find(kOtherNames, name) != kOtherNames.end();
+    if (family != Family::Chromium) {
+        const auto before = beforeName(rest, kOtherNames);
+        return before && before->isEmpty();
+    }
+    if (const auto before = beforeName(rest, kNamesOfEdge))
+        return isEdges(*before);
+    const auto before = beforeName(rest, kNamesOfChromium);
+    return before && before->isEmpty();
+}
+
+bool endsLikeOpenWindowOfFirefox(QStringView windowTitle)
+{
+    return beforeName(windowTitle, kOtherNames).has_value();
+}
+
+bool isWindowOfTorBrowser(QStringView windowTitle)
+{
+    return windowTitle == kNameOfTorBrowser ||
+           beforeName(windowTitle, std::array{kNameOfTorBrowser}).has_value();
 }
 
 } // namespace platform::browsers

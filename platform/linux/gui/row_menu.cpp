@@ -3,12 +3,17 @@
 #include "platform/linux/gui/row_menu.h"
 
 #include "platform/linux/gui/menu_text.h"
+#include "platform/text_scale.h"
 
 #include <QAction>
+#include <QEvent>
 #include <QFont>
+#include <QFontInfo>
+#include <QGuiApplication>
 #include <QKeySequence>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 namespace platform::gui {
@@ -23,7 +28,7 @@ bool hasSamePlace(const MenuRow& one, const MenuRow& other)
            one.command == other.command;
 }
 
-QFont fontOf(MenuRow::Font meant, QFont font)
+int sizeOf(MenuRow::Font meant)
 {
     constexpr int kHeadline = 13;
     constexpr int kSubheadline = 11;
@@ -31,19 +36,23 @@ QFont fontOf(MenuRow::Font meant, QFont font)
     constexpr int kBody = 13;
     switch (meant) {
     case MenuRow::Font::Headline:
-        font.setPixelSize(kHeadline);
-        font.setBold(true);
-        break;
+        return kHeadline;
     case MenuRow::Font::Subheadline:
-        font.setPixelSize(kSubheadline);
-        break;
+        return kSubheadline;
     case MenuRow::Font::Caption:
-        font.setPixelSize(kCaption);
-        break;
+        return kCaption;
     case MenuRow::Font::Body:
-        font.setPixelSize(kBody);
         break;
     }
+    return kBody;
+}
+
+/// `font`, the menu's, in the size that the windows have for the same, and as heavy.
+QFont fontOf(MenuRow::Font meant, QFont font)
+{
+    const double points = QFontInfo(QGuiApplication::font()).pointSizeF();
+    font.setPixelSize(static_cast<int>(std::lround(sizeOf(meant) * textScale(points))));
+    font.setBold(meant == MenuRow::Font::Headline);
     return font;
 }
 
@@ -52,9 +61,27 @@ QFont fontOf(MenuRow::Font meant, QFont font)
 RowMenu::RowMenu(Reader reader)
     : m_reader(reader)
 {
+    if (reader == Reader::Popup)
+        qGuiApp->installEventFilter(this);
 }
 
 RowMenu::~RowMenu() = default;
+
+bool RowMenu::eventFilter(QObject* watched, QEvent* event)
+{
+    // After the menu itself has it: the menu's own font is part of those of its rows.
+    if (watched == qGuiApp && event->type() == QEvent::ApplicationFontChange)
+        QMetaObject::invokeMethod(this, &RowMenu::updateFonts, Qt::QueuedConnection);
+    return false;
+}
+
+void RowMenu::updateFonts()
+{
+    for (std::size_t i = 0; i < m_rows.size(); ++i) {
+        if (m_rows[i].kind != MenuRow::Kind::Separator)
+            m_actions[i]->setFont(fontOf(m_rows[i].font, m_menu.font()));
+    }
+}
 
 void RowMenu::setRows(const std::vector<MenuRow>& rows)
 {

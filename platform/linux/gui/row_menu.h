@@ -15,7 +15,8 @@ class QAction;
 
 namespace platform::gui {
 
-/// A QMenu that shows rows. Main thread.
+/// A QMenu that shows rows. As a popup it has the desktop's font for menus, in sizes that follow
+/// the desktop's size of text as those of the windows do, also when it changes. Main thread.
 class RowMenu final : public QObject
 {
     Q_OBJECT
@@ -36,12 +37,15 @@ public:
 
     [[nodiscard]] QMenu& menu() { return m_menu; }
 
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 Q_SIGNALS:
     /// The user chose the row with this command. Comes from inside the menu: what it does must not
     /// take the menu's rows away before it returns to the event loop.
     void picked(int command);
 
 private:
+    void updateFonts();
     QAction* insertRow(const MenuRow& row, QAction* before);
     void updateRow(QAction& action, const MenuRow& from, const MenuRow& to) const;
     [[nodiscard]] QString written(const QString& text) const;

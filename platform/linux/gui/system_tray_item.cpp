@@ -4,6 +4,7 @@
 
 #include "platform/linux/gui/symbol_icon.h"
 
+#include <QApplication>
 #include <QCursor>
 #include <QWindow>
 
@@ -11,8 +12,18 @@ namespace platform::gui {
 
 namespace {
 const QString kSymbol = QStringLiteral("chart.bar.fill");
-const QString kToolTip = QStringLiteral("Velomira");
+const QString kTitle = QStringLiteral("Velomira");
 constexpr std::chrono::milliseconds kTimeToRelease(50);
+
+/// Gives the window that an X11 tray embeds its name; from the toolkit it has none that old panels
+/// would read.
+void nameEmbeddedWindow()
+{
+    for (QWidget* const widget : QApplication::topLevelWidgets()) {
+        if (widget->inherits("QSystemTrayIconSys"))
+            widget->setWindowTitle(kTitle);
+    }
+}
 } // namespace
 
 SystemTrayItem::SystemTrayItem(std::chrono::milliseconds xembedGrace)
@@ -49,7 +60,7 @@ void SystemTrayItem::make(TrayHostWatch::Kind kind)
         m_exported = makeMenu(RowMenu::Reader::DBusMenu);
     connect(&m_popup->menu(), &QMenu::aboutToHide, this, &SystemTrayItem::releaseInput);
     m_icon->setIcon(symbolIcon(kSymbol, kPanelColor));
-    m_icon->setToolTip(kToolTip);
+    m_icon->setToolTip(kTitle);
     m_icon->setContextMenu(m_exported ? &m_exported->menu() : &m_popup->menu());
     connect(m_icon.get(),
             &QSystemTrayIcon::activated,
@@ -60,6 +71,8 @@ void SystemTrayItem::make(TrayHostWatch::Kind kind)
                     openPopup();
             });
     m_icon->show();
+    if (kind == TrayHostWatch::Kind::XEmbed)
+        nameEmbeddedWindow();
     Q_EMIT made(kind);
 }
 

@@ -19,7 +19,8 @@ namespace platform::gui {
 /// is started anew.
 /// A StatusNotifierItem's menu is drawn by the desktop; a left click opens it as a window of our
 /// own, because most desktops then only say that there was one.
-/// Its name and title are QCoreApplication's application name: Qt has no way to give others.
+/// The identifier and the title of a StatusNotifierItem are QCoreApplication's application name: Qt
+/// has no way to give others.
 class SystemTrayItem final : public StatusItem
 {
     Q_OBJECT
@@ -32,6 +33,9 @@ public:
     ~SystemTrayItem() override;
 
     void setRows(const std::vector<MenuRow>& rows) override;
+
+    /// Whether the icon has been made and is gone when the session bus is.
+    [[nodiscard]] bool needsBus() const { return m_exported != nullptr; }
 
 Q_SIGNALS:
     /// The icon has been made. Once.

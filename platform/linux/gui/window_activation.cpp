@@ -69,8 +69,11 @@ bool WindowActivation::eventFilter(QObject* watched, QEvent* event)
     auto* const window = qobject_cast<QWindow*>(watched);
     if (!window || !isApplicationWindow(*window))
         return false;
-    if (type == QEvent::Show)
-        applyPolicy(*window); // the window is about to appear
+    if (type == QEvent::Show) { // the window is about to appear
+        if (m_x11)
+            m_x11->setClass(*window);
+        applyPolicy(*window);
+    }
     if (type == QEvent::Expose && window == m_awaited && window->isExposed())
         bringForward(*window);
     if (type != QEvent::Expose)

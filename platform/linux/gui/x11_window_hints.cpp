@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/gui/x11_window_hints.h"
 
+#include "platform/build_config.h"
+
 #include <QGuiApplication>
 #include <QWindow>
 
@@ -113,6 +115,22 @@ void X11WindowHints::presetSkipsTaskbar(xcb_window_t window, bool skips) const
                         kWords,
                         static_cast<std::uint32_t>(states.size()),
                         states.data());
+}
+
+// The toolkit takes the class from the application's name or, in later versions, from elsewhere.
+void X11WindowHints::setClass(const QWindow& window) const
+{
+    QByteArray names;
+    for (int i = 0; i < 2; ++i) // the instance and the class
+        names.append(kExecutable.data(), static_cast<qsizetype>(kExecutable.size())).append('\0');
+    xcb_change_property(m_connection,
+                        XCB_PROP_MODE_REPLACE,
+                        idOf(window),
+                        XCB_ATOM_WM_CLASS,
+                        XCB_ATOM_STRING,
+                        kBytes,
+                        static_cast<std::uint32_t>(names.size()),
+                        names.constData());
 }
 
 void X11WindowHints::bringForward(const QWindow& window) const

@@ -24,6 +24,10 @@ public:
     /// Keeps `window` out of the taskbar, or not. Works before it is shown and afterwards.
     void setSkipsTaskbar(const QWindow& window, bool skips) const;
 
+    /// Gives `window` the class by which desktop files and the settings of window managers know
+    /// this program. Before it is shown.
+    void setClass(const QWindow& window) const;
+
     /// Has the window manager activate `window`, which is on screen, as a pager would: it does not
     /// ask whether the user was busy elsewhere.
     void bringForward(const QWindow& window) const;

@@ -2,9 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/xdg/application_matcher.h"
 
+#include "platform/build_config.h"
+#include "platform/linux/browsers/identifier_dialects.h"
 #include "platform/linux/xdg/desktop_id.h"
 
+#include <QLatin1StringView>
 #include <QRegularExpression>
+
+#include <algorithm>
 
 namespace platform::xdg {
 
@@ -17,6 +22,21 @@ bool isInterpreter(const QString& program)
         "java|mono|wine(64)?(-preloader)?|electron[\\d.]*|bash|dash|sh|zsh|fish|env|"
         "flatpak|snap|sudo|pkexec|bwrap|AppRun)")));
     return kInterpreter.match(program).hasMatch();
+}
+
+bool isThisProgram(const QStringList& names, const ProcessFacts& process)
+{
+    constexpr QLatin1StringView kIdentifier(kBundleIdentifier.data(), kBundleIdentifier.size());
+    constexpr QLatin1StringView kProgram(kExecutable.data(), kExecutable.size());
+    return process.executable == kProgram || std::ranges::any_of(names, [](const QString& name) {
+               return name.compare(kIdentifier, Qt::CaseInsensitive) == 0 ||
+                      name.compare(kProgram, Qt::CaseInsensitive) == 0;
+           });
+}
+
+QString fromView(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
 using Rule = const DesktopEntry* (*)(const DesktopEntryIndex&, const QString&);
@@ -77,8 +97,10 @@ const DesktopEntry* findEntry(const QStringList& identifiers,
                             process.controlGroupDesktopIds + QStringList(process.flatpakId);
     if (const DesktopEntry* entry = firstHit(ids, index, byExactId))
         return entry;
-    if (const DesktopEntry* entry =
-            firstHit({process.executable, process.calledAs}, index, byProgram))
+    const QStringList programs = browsers::isNeverAsked(identifiers)
+                                     ? QStringList()
+                                     : QStringList{process.executable, process.calledAs};
+    if (const DesktopEntry* entry = firstHit(programs, index, byProgram))
         return entry;
     return firstHit(identifiers, index, byLastComponent);
 }
@@ -93,6 +115,8 @@ ApplicationIdentity matchApplication(const QStringList& identifiers,
         names.append(withoutDesktopEnding(identifier));
     names.removeAll(QString());
 
+    if (isThisProgram(names, process))
+        return {.identifier = fromView(kBundleIdentifier), .name = fromView(kBundleDisplayName)};
     if (const DesktopEntry* entry = findEntry(names, process, index))
         return {.identifier = entry->id, .name = entry->name.isEmpty() ? entry->id : entry->name};
     if (!names.isEmpty())

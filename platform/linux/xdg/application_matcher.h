@@ -31,7 +31,11 @@ struct ApplicationIdentity
 ///  4. the process was launched from it, runs in its control group or in its flatpak sandbox;
 ///  5. it starts the process's program, unless that only interprets another one;
 ///  6. the last component of its id is one of the identifiers ("epiphany", org.gnome.Epiphany).
-/// Without one, the first identifier and the process's name stand in.
+/// Without one, the first identifier and the process's name stand in. A window of Tor Browser is
+/// not found by rule 5: what it runs is Firefox's.
+/// This program itself goes by its own identifier and display name, whether it is installed or not:
+/// when one of the identifiers is its bundle identifier or its executable's name, whatever the case
+/// (XWayland's are in lower case with some desktops), or when the process runs that executable.
 /// Pure. Any thread.
 [[nodiscard]] ApplicationIdentity matchApplication(const QStringList& identifiers,
                                                    const ProcessFacts& process,
