@@ -186,7 +186,8 @@ private Q_SLOTS:
         bench.windows.events.clear();
         Q_EMIT requests.activated({.value = QStringLiteral("t")});
         QVERIFY(bench.urlOpener.opened.isEmpty());
-        QCOMPARE(bench.windows.events, QStringList{QStringLiteral("present login")});
+        // Which one that is, if there are several, is known to the activation.
+        QVERIFY(bench.windows.events.isEmpty());
         QCOMPARE(bench.activation.calls.last(), QStringLiteral("activate by t"));
         QVERIFY(!bench.engine.isTracking());
     }
