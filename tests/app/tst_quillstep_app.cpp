@@ -400,6 +400,46 @@ private Q_SLOTS:
         QCOMPARE(bench.fake.repeatingTimers.scheduled, 3);
     }
 
+    void shownDuringAPauseOnlyTheUploadsBeginAnew_data()
+    {
+        QTest::addColumn<bool>("byTheMenu");
+        QTest::newRow("paused by the menu") << true;
+        QTest::newRow("paused elsewhere") << false;
+    }
+
+    void shownDuringAPauseOnlyTheUploadsBeginAnew()
+    {
+        QFETCH(bool, byTheMenu);
+        MenuBench bench;
+        bench.choose(MenuCommand::ToggleTracking);
+        if (byTheMenu)
+            bench.choose(MenuCommand::ToggleTracking);
+        else
+            bench.engine.stop();
+        QSignalSpy timers(&bench.sync, &syncing::SyncService::timerChanged);
+        for (int i = 0; i < 2; ++i)
+            Q_EMIT bench.item.aboutToShow();
+        QVERIFY(!bench.engine.isTracking());
+        QVERIFY(texts(bench.item.rows).contains(QString::fromUtf8("\xE2\x8F\xB8 Tracking Paused")));
+        QVERIFY(bench.sync.timer());
+        QCOMPARE(timers.size(), 4); // each time none, then a new one
+        bench.choose(MenuCommand::ToggleTracking);
+        QVERIFY(bench.engine.isTracking());
+        Q_EMIT bench.item.aboutToShow();
+        QVERIFY(bench.engine.isTracking());
+    }
+
+    void startedAgainWithoutAWindowItEndsAPause()
+    {
+        MenuBench bench;
+        platform::ApplicationRequests requests;
+        bench.app.answer(requests);
+        bench.engine.start();
+        bench.engine.stop();
+        Q_EMIT requests.activated({});
+        QVERIFY(bench.engine.isTracking());
+    }
+
     void shownWhileSignedOutNothingStarts()
     {
         MenuBench bench(Session::SignedOut);
