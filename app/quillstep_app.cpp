@@ -77,7 +77,6 @@ void QuillstepApp::openUrl(const QString& url, const ActivationToken& token)
 void QuillstepApp::reopen(const ActivationToken& token)
 {
     // The user's hand is on this program: a window that is there comes to the front.
-    m_windows.presentLast();
     m_to.activation.activateIgnoringOtherApps(token);
     // The bus that starts the program activates it at once, before the keyring can have answered:
     // the first window is on its way, and it will be the right one.

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+class QWindow;
+
 namespace platform {
 
 /// How the program shows itself among the running programs.
@@ -24,9 +26,14 @@ public:
     AppActivation& operator=(const AppActivation&) = delete;
     virtual ~AppActivation() = default;
 
-    /// Brings the window that was shown or used last to the front, whatever else has the focus.
-    /// Nothing happens without a visible window. `token` is the right to do so that another program
-    /// handed over; it is used up.
+    /// The user has asked for `window`, which is on screen: until another one is asked for or used,
+    /// it is the one to bring to the front. A window that gets the focus meanwhile, because it was
+    /// on its way to the screen, does not count as used.
+    virtual void windowAskedFor(QWindow& window) = 0;
+
+    /// Brings the window that was asked for or used last to the front, whatever else has the focus.
+    /// Nothing happens without a window on screen; a minimised one is not. `token` is the right to
+    /// do so that another program handed over; it is used up by the next window that comes forward.
     virtual void activateIgnoringOtherApps(const ActivationToken& token) = 0;
 
     void activateIgnoringOtherApps() { activateIgnoringOtherApps({}); }

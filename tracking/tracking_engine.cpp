@@ -43,6 +43,7 @@ void TrackingEngine::start()
     if (m_isTracking)
         return;
     m_isTracking = true;
+    m_isPaused = false;
     Q_EMIT isTrackingChanged();
     // Destroyed with the engine, so the callback never outlives it.
     setTimer(m_environment.repeatingTimers.schedule(kInterval, [this] { tick(); }));
@@ -50,8 +51,10 @@ void TrackingEngine::start()
 
 void TrackingEngine::stop()
 {
-    if (std::exchange(m_isTracking, false))
+    if (std::exchange(m_isTracking, false)) {
+        m_isPaused = true;
         Q_EMIT isTrackingChanged();
+    }
     setTimer(nullptr);
 }
 

@@ -51,6 +51,9 @@ public:
 
     [[nodiscard]] bool isTracking() const { return m_isTracking; }
 
+    /// Whether tracking is off because it was stopped, and not because it was never started.
+    [[nodiscard]] bool isPaused() const { return m_isPaused; }
+
     /// Of the last active tick; empty before it, and where there was none.
     [[nodiscard]] QString currentApp() const { return m_currentApp; }
 
@@ -83,6 +86,7 @@ private:
     activity::DataStore& m_store;
     std::unique_ptr<platform::RepeatingTimer> m_timer;
     bool m_isTracking = false;
+    bool m_isPaused = false;
     QString m_currentApp;
     QString m_currentTitle;
     QString m_currentURL;

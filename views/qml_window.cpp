@@ -2,14 +2,18 @@
 // SPDX-License-Identifier: MIT
 #include "views/qml_window.h"
 
+#include "platform/app_activation.h"
 #include "views/window_view.h"
 
 #include <utility>
 
 namespace views {
 
-QmlWindow::QmlWindow(WindowView* view, std::function<void()> closed)
+QmlWindow::QmlWindow(WindowView* view,
+                     platform::AppActivation& activation,
+                     std::function<void()> closed)
     : m_view(view)
+    , m_activation(activation)
 {
     connect(view, &WindowView::closed, this, std::move(closed), Qt::QueuedConnection);
 }
@@ -29,8 +33,7 @@ void QmlWindow::present()
         m_view->showNormal();
     else
         m_view->show();
-    m_view->raise();
-    m_view->requestActivate();
+    m_activation.windowAskedFor(*m_view);
 }
 
 bool QmlWindow::isVisible() const

@@ -9,6 +9,10 @@
 
 #include <functional>
 
+namespace platform {
+class AppActivation;
+}
+
 namespace views {
 
 class WindowView;
@@ -20,7 +24,8 @@ class QmlWindow final : public QObject, public shell::ShellWindow
 
 public:
     /// Owns `view`. `closed` is called once, from the event loop, when the user has closed it.
-    QmlWindow(WindowView* view, std::function<void()> closed);
+    /// `activation` must outlive it.
+    QmlWindow(WindowView* view, platform::AppActivation& activation, std::function<void()> closed);
     QmlWindow(const QmlWindow&) = delete;
     QmlWindow& operator=(const QmlWindow&) = delete;
 
@@ -33,6 +38,7 @@ public:
 
 private:
     QPointer<WindowView> m_view;
+    platform::AppActivation& m_activation;
 };
 
 } // namespace views

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "views/qml_window_factory.h"
 
+#include "app/shell/window_router.h"
 #include "views/accessible_control.h"
 #include "views/login_window_lookup.h"
 #include "views/models/dashboard_model.h"
@@ -97,7 +98,7 @@ std::unique_ptr<shell::ShellWindow> QmlWindowFactory::create(const shell::Scene&
         showLogin(*view);
     else
         showSettings(*view);
-    return std::make_unique<QmlWindow>(view, std::move(closed));
+    return std::make_unique<QmlWindow>(view, m_context.activation, std::move(closed));
 }
 
 void QmlWindowFactory::showDashboard(WindowView& view, const QSize& size) const
@@ -115,6 +116,10 @@ void QmlWindowFactory::showLogin(WindowView& view) const
 {
     const LoginViewWrapper wrapper(m_context);
     const QPointer<WindowView> guard(&view);
+    const auto focus = [&windows = m_context.windows] {
+        if (windows.isAskedForLast(shell::kLoginWindow))
+            focusLoginWindow();
+    };
     const auto form = LoginForm::create(m_context,
                                         {.dismiss =
                                              [guard] {
@@ -122,14 +127,16 @@ void QmlWindowFactory::showLogin(WindowView& view) const
                                                      guard->close();
                                              },
                                          .onLoginSuccess = [wrapper] { wrapper.loginSucceeded(); },
-                                         .focusWindow = focusLoginWindow});
+                                         .focusWindow = focus});
     QQmlEngine::setObjectOwnership(form.get(), QQmlEngine::CppOwnership);
     view.keep(form);
-    QObject::connect(
-        &view, &WindowView::onScreenChanged, form.get(), [form = form.get()](bool onScreen) {
-            if (onScreen)
-                form->appeared();
-        });
+    // Once: a window that comes back, from the taskbar or with its workspace, finds the keyboard
+    // where it was, and the user is the one who brought it.
+    QObject::connect(&view,
+                     &WindowView::onScreenChanged,
+                     form.get(),
+                     &LoginForm::appeared,
+                     Qt::SingleShotConnection);
     QObject::connect(&view, &WindowView::closed, form.get(), &LoginForm::disappeared);
     view.load({.source = viewFile(QLatin1StringView("LoginView")),
                .properties = propertiesOf(form.get(), actionsOf(view, m_context)),

@@ -105,7 +105,7 @@ void AppMenu::run(MenuCommand command)
 void AppMenu::shown()
 {
     if (m_to.authService.isAuthenticated())
-        startServices(m_to.syncService, m_to.trackingEngine);
+        keepServicesRunning(m_to.syncService, m_to.trackingEngine);
 }
 
 } // namespace shell

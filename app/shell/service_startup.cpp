@@ -7,12 +7,29 @@
 
 namespace shell {
 
-void startServices(syncing::SyncService& sync, tracking::TrackingEngine& tracking)
+namespace {
+
+void renewTimer(syncing::SyncService& sync)
 {
     sync.stopTimer();
     sync.setupTimer();
+}
+
+} // namespace
+
+void startServices(syncing::SyncService& sync, tracking::TrackingEngine& tracking)
+{
+    renewTimer(sync);
     if (!tracking.isTracking())
         tracking.start();
+}
+
+void keepServicesRunning(syncing::SyncService& sync, tracking::TrackingEngine& tracking)
+{
+    if (tracking.isPaused())
+        renewTimer(sync);
+    else
+        startServices(sync, tracking);
 }
 
 } // namespace shell

@@ -13,8 +13,12 @@ class TrackingEngine;
 namespace shell {
 
 /// What a signed-in user's services need to be running: the uploads begin their interval anew, and
-/// tracking is started unless it is on. Harmless at any time and any number of times.
+/// tracking is started unless it is on, which ends a pause. Harmless any number of times.
 /// Main thread.
 void startServices(syncing::SyncService& sync, tracking::TrackingEngine& tracking);
+
+/// The same where the user has only looked at the program: a pause of tracking goes on.
+/// Main thread.
+void keepServicesRunning(syncing::SyncService& sync, tracking::TrackingEngine& tracking);
 
 } // namespace shell

@@ -19,7 +19,8 @@ public:
     ShellWindow& operator=(const ShellWindow&) = delete;
     virtual ~ShellWindow() = default;
 
-    /// Shows it, above the application's other windows, also when it was minimised.
+    /// Shows it, also when it was minimised; it is the one that the application's next activation
+    /// brings to the front.
     virtual void present() = 0;
 
     /// True while it is on screen; a minimised window is not.

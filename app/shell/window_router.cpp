@@ -3,7 +3,6 @@
 #include "app/shell/window_router.h"
 
 #include <algorithm>
-#include <ranges>
 #include <utility>
 
 namespace shell {
@@ -52,14 +51,9 @@ bool WindowRouter::hasVisibleWindows() const
     return std::ranges::any_of(m_open, [](const Open& open) { return open.window->isVisible(); });
 }
 
-void WindowRouter::presentLast()
+bool WindowRouter::isAskedForLast(const QString& identifier) const
 {
-    for (const Open& open : m_open | std::views::reverse) {
-        if (open.window->isVisible()) {
-            open.window->present();
-            return;
-        }
-    }
+    return !m_open.empty() && m_open.back().identifier == identifier;
 }
 
 void WindowRouter::closeAll()

@@ -39,8 +39,9 @@ public:
 
     [[nodiscard]] bool hasVisibleWindows() const;
 
-    /// Brings the window to the front that was opened or asked for last and is on screen.
-    void presentLast();
+    /// Whether of the windows that are there the one of the scene `identifier` was opened or asked
+    /// for last.
+    [[nodiscard]] bool isAskedForLast(const QString& identifier) const;
 
     void closeAll();
 

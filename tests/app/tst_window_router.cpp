@@ -106,25 +106,22 @@ private Q_SLOTS:
         QVERIFY(router.hasVisibleWindows());
     }
 
-    void theLastOneOnScreenIsPresented()
+    void itKnowsWhichWasAskedForLast()
     {
         RecordingWindows windows;
         WindowRouter router;
         router.setFactory(&windows);
-        router.openWindow(QStringLiteral("dashboard"));
-        router.openWindow(QStringLiteral("settings"));
-        router.openWindow(QStringLiteral("dashboard"));
-        windows.events.clear();
-        router.presentLast();
-        windows.minimise(QStringLiteral("dashboard"));
-        router.presentLast();
-        QCOMPARE(
-            windows.events,
-            (QStringList{QStringLiteral("present dashboard"), QStringLiteral("present settings")}));
-        router.closeAll();
-        windows.events.clear();
-        router.presentLast();
-        QVERIFY(windows.events.isEmpty());
+        const QString dashboard = QStringLiteral("dashboard");
+        QVERIFY(!router.isAskedForLast(dashboard));
+        router.openWindow(dashboard);
+        QVERIFY(router.isAskedForLast(dashboard));
+        router.openSettings();
+        QVERIFY(!router.isAskedForLast(dashboard));
+        router.openWindow(dashboard);
+        QVERIFY(router.isAskedForLast(dashboard));
+        router.openSettings();
+        windows.close(QStringLiteral("settings"));
+        QVERIFY(router.isAskedForLast(dashboard));
     }
 
     void addressesAreRoutedByWhatTheyContain_data()

@@ -6,6 +6,8 @@
 
 #include <QStringList>
 
+#include <functional>
+
 namespace fakes {
 
 /// Notes what it is asked for: "activate", "activate by TOKEN", "regular", "accessory".
@@ -13,6 +15,12 @@ class FakeAppActivation final : public platform::AppActivation
 {
 public:
     using AppActivation::activateIgnoringOtherApps;
+
+    void windowAskedFor(QWindow& window) override
+    {
+        if (whenAskedFor)
+            whenAskedFor(window);
+    }
 
     void activateIgnoringOtherApps(const platform::ActivationToken& token) override
     {
@@ -27,6 +35,8 @@ public:
     }
 
     QStringList calls;
+    /// For tests that have windows.
+    std::function<void(QWindow&)> whenAskedFor;
 };
 
 } // namespace fakes

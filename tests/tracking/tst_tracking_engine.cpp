@@ -127,6 +127,24 @@ private Q_SLOTS:
         QCOMPARE(changes, 0);
     }
 
+    void itIsPausedOnlyFromAStopToTheNextStart()
+    {
+        fakes::FakeEnvironment fake;
+        activity::DataStore store{{.applicationSupport = QStringLiteral("/data"),
+                                   .files = fake.atomicFiles,
+                                   .diagnostics = fake.diagnostics}};
+        TrackingEngine engine(fake.facilities, store);
+        QVERIFY(!engine.isPaused());
+        engine.stop();
+        QVERIFY(!engine.isPaused());
+        engine.start();
+        QVERIFY(!engine.isPaused());
+        engine.stop();
+        QVERIFY(engine.isPaused());
+        engine.start();
+        QVERIFY(!engine.isPaused());
+    }
+
     void stopKeepsTheLastValuesAndPrintsNothing()
     {
         Bench bench;

@@ -31,6 +31,9 @@ void note(QtMsgType type, const QMessageLogContext& context, const QString& text
 WindowBench::WindowBench()
 {
     windows.setFactory(&factory);
+    activation.whenAskedFor = [](QWindow& window) {
+        window.requestActivate();
+    };
     // QQmlEngine::warnings() is sent to the message handler, too.
     current = this;
     before = qInstallMessageHandler(note);

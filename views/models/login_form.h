@@ -42,7 +42,7 @@ public:
         /// Closes the window that shows the form, if it still does.
         std::function<void()> dismiss;
         std::function<void()> onLoginSuccess;
-        /// Brings the login window to the front, if there is one.
+        /// Brings the login window to the front, if there is one and no other was asked for since.
         std::function<void()> focusWindow;
     };
 
@@ -74,7 +74,7 @@ public:
 
     [[nodiscard]] QString serviceHost() const;
 
-    /// The form is on screen: the program shows itself as one with windows, comes to the front, and
+    /// The form is on screen for the first time: the program shows itself as one with windows, comes to the front, and
     /// the e-mail field gets the keyboard.
     void appeared();
 

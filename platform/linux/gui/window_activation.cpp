@@ -5,6 +5,9 @@
 #include <QEvent>
 #include <QGuiApplication>
 
+#include <algorithm>
+#include <ranges>
+
 namespace platform::gui {
 
 namespace {
@@ -15,6 +18,13 @@ bool isApplicationWindow(const QWindow& window)
     return window.isTopLevel() && (window.type() == Qt::Window || window.type() == Qt::Dialog);
 }
 
+/// Whether an event that a window gets is the user's own doing.
+bool isInput(QEvent::Type type)
+{
+    return type == QEvent::KeyPress || type == QEvent::MouseButtonPress ||
+           type == QEvent::TouchBegin || type == QEvent::TabletPress;
+}
+
 } // namespace
 
 WindowActivation::WindowActivation()
@@ -23,14 +33,22 @@ WindowActivation::WindowActivation()
     qApp->installEventFilter(this);
 }
 
+void WindowActivation::windowAskedFor(QWindow& window)
+{
+    noteUse(window);
+    // Unless it has the focus and no other window is about to get it.
+    if (m_asked || !window.isActive())
+        m_asked = &window;
+}
+
 void WindowActivation::activateIgnoringOtherApps(const ActivationToken& token)
 {
     const QByteArray value = token.value.toUtf8();
     // Where the toolkit looks for it; it takes it away with the next activation.
     if (!m_x11 && !value.isEmpty())
         qputenv("XDG_ACTIVATION_TOKEN", value);
-    if (m_last && m_last->isVisible())
-        bringForward(*m_last);
+    if (QWindow* const window = usedLast())
+        bringForward(*window);
     if (m_x11)
         m_x11->finishStartup(value);
 }
@@ -44,6 +62,20 @@ void WindowActivation::bringForward(QWindow& window)
     m_awaited = window.isExposed() ? nullptr : &window;
     if (!m_awaited)
         m_x11->bringForward(window);
+}
+
+void WindowActivation::noteUse(QWindow& window)
+{
+    std::erase_if(m_used, [&window](const auto& used) { return !used || used == &window; });
+    m_used.emplace_back(&window);
+}
+
+QWindow* WindowActivation::usedLast() const
+{
+    const auto found = std::ranges::find_if(m_used | std::views::reverse, [](const auto& window) {
+        return window && window->isVisible() && window->visibility() != QWindow::Minimized;
+    });
+    return found == m_used.rend() ? nullptr : found->data();
 }
 
 void WindowActivation::setActivationPolicy(ActivationPolicy policy)
@@ -64,20 +96,27 @@ void WindowActivation::applyPolicy(const QWindow& window) const
 bool WindowActivation::eventFilter(QObject* watched, QEvent* event)
 {
     const QEvent::Type type = event->type();
-    if (type != QEvent::Show && type != QEvent::FocusIn && type != QEvent::Expose)
+    if (type != QEvent::Show && type != QEvent::FocusIn && type != QEvent::Expose && !isInput(type))
         return false;
     auto* const window = qobject_cast<QWindow*>(watched);
     if (!window || !isApplicationWindow(*window))
         return false;
+    if (type == QEvent::Expose) {
+        if (window == m_awaited && window->isExposed())
+            bringForward(*window);
+        return false;
+    }
     if (type == QEvent::Show) { // the window is about to appear
         if (m_x11)
             m_x11->setClass(*window);
         applyPolicy(*window);
     }
-    if (type == QEvent::Expose && window == m_awaited && window->isExposed())
-        bringForward(*window);
-    if (type != QEvent::Expose)
-        m_last = window;
+    const bool hasComeForward = type == QEvent::FocusIn && window == m_asked;
+    if (hasComeForward || isInput(type))
+        m_asked = nullptr;
+    noteUse(*window);
+    if (m_asked)
+        noteUse(*m_asked);
     return false;
 }
 

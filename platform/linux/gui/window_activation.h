@@ -10,6 +10,7 @@
 #include <QWindow>
 
 #include <memory>
+#include <vector>
 
 namespace platform::gui {
 
@@ -22,6 +23,7 @@ class WindowActivation final : public QObject, public AppActivation
 public:
     WindowActivation();
 
+    void windowAskedFor(QWindow& window) override;
     void activateIgnoringOtherApps(const ActivationToken& token) override;
     void setActivationPolicy(ActivationPolicy policy) override;
 
@@ -30,11 +32,14 @@ public:
 private:
     void applyPolicy(const QWindow& window) const;
     void bringForward(QWindow& window);
+    void noteUse(QWindow& window);
+    [[nodiscard]] QWindow* usedLast() const;
 
     std::unique_ptr<X11WindowHints> m_x11; // none on other desktops
     ActivationPolicy m_policy = ActivationPolicy::Accessory;
-    QPointer<QWindow> m_last;    // shown or used last
-    QPointer<QWindow> m_awaited; // to be brought forward once it is on screen
+    std::vector<QPointer<QWindow>> m_used; // shown, asked for or used; the last one at the end
+    QPointer<QWindow> m_asked;             // has been asked for and has not got the focus since
+    QPointer<QWindow> m_awaited;           // to be brought forward once it is on screen
 };
 
 } // namespace platform::gui
