@@ -9,6 +9,7 @@
 #include "platform/build_config.h"
 #include "platform/environment.h"
 #include "platform/exact_utf8.h"
+#include "platform/wipe.h"
 
 #include <QCoroFuture>
 #include <QPointer>
@@ -19,6 +20,10 @@
 namespace account {
 
 namespace {
+
+/// There from a sign-out until the keyring is known to have forgotten the token, or a sign-in to
+/// have replaced it; its value says nothing.
+const QString kSignedOut = QStringLiteral("signedOut");
 
 QString fromView(std::string_view text)
 {
@@ -44,6 +49,8 @@ AuthService::AuthService(const Dependencies& dependencies)
 {
     connect(&m_secretStore, &platform::SecretStore::becameReadable, this, &AuthService::readToken);
     readToken();
+    if (owesRemoval())
+        noteSessionKnown(); // nothing that the keyring says signs in
 }
 
 AuthService& AuthService::shared()
@@ -67,20 +74,23 @@ QCoro::Task<bool> AuthService::login(QString email, QString password)
         setLastError(QStringLiteral("Invalid API URL"));
         co_return false;
     }
-    const std::optional<QByteArray> body = loginBody(email, password, getDeviceId());
+    std::optional<QByteArray> body = loginBody(email, password, getDeviceId());
+    platform::wipe(password);
     if (!body) {
         setLastError(QStringLiteral("Failed to encode request"));
         co_return false;
     }
-    const platform::HttpRequest request{
+    platform::HttpRequest request{
         .method = platform::HttpMethod::Post,
         .url = *url,
         .headers = {{.name = "Content-Type", .value = "application/json"},
                     {.name = "Accept", .value = "application/json"}},
-        .body = *body,
+        .body = *std::exchange(body, std::nullopt),
+        .hasSecretBody = true,
     };
 
     const platform::HttpOutcome outcome = co_await m_httpClient.send(request);
+    platform::wipe(request.body);
     if (self.isNull())
         co_return false;
     const platform::Result<Session> reply = readLoginReply(outcome);
@@ -93,6 +103,7 @@ QCoro::Task<bool> AuthService::login(QString email, QString password)
     setToken(reply.value().token);
     setCurrentUser(reply.value().user);
     setIsAuthenticated(true);
+    noteSessionKnown();
     co_return true;
 }
 
@@ -102,6 +113,42 @@ void AuthService::logout()
     deleteToken();
     setToken(std::nullopt);
     setIsAuthenticated(false);
+    noteSessionKnown();
+}
+
+bool AuthService::yieldKeyring()
+{
+    if (m_isChangingKeyring)
+        return false;
+    m_yieldsKeyring = true;
+    return true;
+}
+
+void AuthService::reclaimKeyring()
+{
+    m_yieldsKeyring = false;
+    readToken();
+}
+
+QCoro::Task<bool> AuthService::resumeSavedSession()
+{
+    const QPointer<AuthService> self(this);
+    const int change = m_changes;
+    const std::optional<QByteArray> secret = co_await m_secretStore.read(secretName());
+    if (self.isNull() || change != m_changes)
+        co_return false;
+    m_yieldsKeyring = false;
+    if (!secret || !QUtf8StringView(*secret).isValidUtf8())
+        co_return false;
+    m_userHasActed = true;
+    m_userDefaults.remove(kSignedOut);
+    setCurrentUser(std::nullopt);
+    co_return resume(*secret);
+}
+
+bool AuthService::owesRemoval(const platform::UserDefaults& defaults)
+{
+    return defaults.string(kSignedOut).has_value();
 }
 
 platform::SecretName AuthService::secretName()
@@ -114,25 +161,83 @@ platform::SecretName AuthService::secretName()
 
 void AuthService::readToken()
 {
+    if (owesRemoval()) {
+        finishSigningOut();
+        return;
+    }
     if (m_userHasActed || m_isAuthenticated)
         return;
     m_secretStore.read(secretName()).then(this, [this](const std::optional<QByteArray>& secret) {
-        if (m_userHasActed || !secret || !QUtf8StringView(*secret).isValidUtf8())
-            return;
-        setToken(platform::fromExactUtf8(secret->toStdString()));
-        setIsAuthenticated(true);
-        Q_EMIT sessionResumed();
+        if (!m_userHasActed && !m_isAuthenticated && secret)
+            resume(*secret);
+        noteSessionKnown();
     });
+}
+
+bool AuthService::resume(const QByteArray& secret)
+{
+    if (!QUtf8StringView(secret).isValidUtf8())
+        return false;
+    setToken(platform::fromExactUtf8(secret.toStdString()));
+    setIsAuthenticated(true);
+    Q_EMIT sessionResumed();
+    return true;
 }
 
 void AuthService::saveToken(const QString& token)
 {
-    m_secretStore.save(secretName(), token.toUtf8());
+    const int change = beginChange();
+    m_secretStore.save(secretName(), token.toUtf8()).then(this, [this, change](bool isKept) {
+        if (!endChange(change, isKept) && owesRemoval())
+            finishSigningOut(); // what is there is of a session before
+    });
 }
 
-void AuthService::deleteToken()
+void AuthService::deleteToken(Attempt attempt)
 {
-    m_secretStore.remove(secretName());
+    // First, so that no end of the process in between brings the session back.
+    m_userDefaults.setString(kSignedOut, QStringLiteral("true"));
+    const int change = beginChange();
+    m_secretStore.remove(secretName()).then(this, [this, change, attempt](bool isGone) {
+        if (!endChange(change, isGone) && attempt == Attempt::First)
+            finishSigningOut();
+    });
+}
+
+/// Removes the token when it can be read: then nobody is asked to unlock anything. Reading in vain
+/// has the keyring tell when it opens.
+void AuthService::finishSigningOut()
+{
+    m_secretStore.read(secretName()).then(this, [this](const std::optional<QByteArray>& secret) {
+        if (secret && owesRemoval() && !m_isChangingKeyring && !m_yieldsKeyring)
+            deleteToken(Attempt::Last);
+    });
+}
+
+int AuthService::beginChange()
+{
+    m_yieldsKeyring = false;
+    m_isChangingKeyring = true;
+    return ++m_changes;
+}
+
+/// Whether all that was asked of the keyring up to `change` is done with: also when a newer change
+/// has taken the place of this one.
+bool AuthService::endChange(int change, bool isDone)
+{
+    if (change != m_changes)
+        return true;
+    m_isChangingKeyring = false;
+    if (isDone)
+        m_userDefaults.remove(kSignedOut);
+    Q_EMIT keyringSettled();
+    return isDone;
+}
+
+void AuthService::noteSessionKnown()
+{
+    if (!std::exchange(m_isSessionKnown, true))
+        Q_EMIT sessionBecameKnown();
 }
 
 QString AuthService::getDeviceId()
@@ -148,8 +253,11 @@ void AuthService::setIsAuthenticated(bool value)
 
 void AuthService::setToken(const std::optional<QString>& token)
 {
+    std::optional<QString> before = m_token;
     if (assign(m_token, token))
         Q_EMIT tokenChanged();
+    if (before)
+        platform::wipe(*before);
 }
 
 void AuthService::setCurrentUser(const std::optional<UserResponse>& user)

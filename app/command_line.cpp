@@ -4,6 +4,7 @@
 
 #include "app/shell/scenes.h"
 #include "app/shell/url_route.h"
+#include "platform/terminal_text.h"
 
 #include <QCommandLineParser>
 
@@ -53,7 +54,8 @@ public:
                        "password is read from standard input."),
         QStringLiteral("email")};
     QCommandLineOption signOut{QStringLiteral("sign-out"),
-                               QStringLiteral("Remove the session from the keyring, and end.")};
+                               QStringLiteral("Sign out, also the instance that runs, remove the "
+                                              "session from the keyring, and end.")};
     QCommandLineOption browserSupport{
         QStringLiteral("install-browser-support"),
         QStringLiteral("Set up the browsers of this user, so that they tell the address of the "
@@ -171,7 +173,15 @@ CommandLine parseCommandLine(int argc, char** argv)
 
 void complain(const QString& text)
 {
-    std::fprintf(stderr, "Quillstep: %s\n", qUtf8Printable(text));
+    print({QStringLiteral("Quillstep: ") + text}, stderr);
+}
+
+void print(const QStringList& lines, std::FILE* stream)
+{
+    QByteArray all;
+    for (const QString& line : lines)
+        all += platform::terminalText(line) + '\n';
+    std::fwrite(all.constData(), 1, static_cast<std::size_t>(all.size()), stream);
 }
 
 } // namespace app

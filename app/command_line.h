@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <cstdio>
 
 namespace app {
 
@@ -44,7 +45,10 @@ struct CommandLine
 /// The same for an application that is there.
 [[nodiscard]] CommandLine parseCommandLine(const QCoreApplication& application);
 
-/// Writes `text` to standard error.
+/// Writes `text` to standard error, as one line and with nothing that a terminal would act on.
 void complain(const QString& text);
+
+/// Writes `lines` to `stream` in the same way.
+void print(const QStringList& lines, std::FILE* stream);
 
 } // namespace app

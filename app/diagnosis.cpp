@@ -68,6 +68,7 @@ QStringList serviceReport(const platform::Environment& environment)
 {
     const QString url = fromView(platform::kServiceUrl);
     const auto session = waitFor(environment.secretStore.read(account::AuthService::secretName()));
+    const bool isSignedIn = session && !account::AuthService::owesRemoval(environment.userDefaults);
     const platform::HttpOutcome answer = waitFor(environment.httpClient.send({
         .method = platform::HttpMethod::Get,
         .url = url,
@@ -79,19 +80,19 @@ QStringList serviceReport(const platform::Environment& environment)
     const auto* const failure = std::get_if<platform::TransferFailure>(&answer);
     return {
         QStringLiteral("account: ") +
-            (session ? QStringLiteral("signed in") : QStringLiteral("signed out")),
+            (isSignedIn ? QStringLiteral("signed in") : QStringLiteral("signed out")),
         QStringLiteral("service: ") + url,
         QStringLiteral("service answers: ") + (failure ? failure->text : QStringLiteral("yes")),
     };
 }
 
-QString diagnosis(const platform::Environment& environment, const QStringList& desktop)
+QStringList diagnosis(const platform::Environment& environment, const QStringList& desktop)
 {
     QStringList lines{QStringLiteral("version: ") + fromView(platform::kVersion)};
     lines += desktop;
     lines += activityFileReport(environment);
     lines += serviceReport(environment);
-    return lines.join(QLatin1Char('\n')) + QLatin1Char('\n');
+    return lines;
 }
 
 } // namespace app

@@ -18,8 +18,8 @@ namespace app {
 /// keyring and the network, some seconds each at most.
 [[nodiscard]] QStringList serviceReport(const platform::Environment& environment);
 
-/// The whole answer to --diagnose, `desktop` being what was found of the desktop.
-[[nodiscard]] QString diagnosis(const platform::Environment& environment,
-                                const QStringList& desktop);
+/// The whole answer to --diagnose, a line each, `desktop` being what was found of the desktop.
+[[nodiscard]] QStringList diagnosis(const platform::Environment& environment,
+                                    const QStringList& desktop);
 
 } // namespace app

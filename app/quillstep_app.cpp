@@ -8,15 +8,26 @@
 #include "app/shell/service_startup.h"
 #include "app/shell/url_route.h"
 #include "platform/app_activation.h"
-#include "platform/application_requests.h"
 #include "platform/main_queue.h"
 #include "platform/status_item.h"
+
+#include <QPointer>
+
+#include <chrono>
 
 namespace app {
 
 using account::AuthService;
 using platform::ActivationToken;
 using platform::ApplicationRequests;
+using platform::Error;
+
+namespace {
+
+/// For the keyring, before whoever waits is told that it does not follow now.
+constexpr std::chrono::seconds kTimeForTheKeyring(3);
+
+} // namespace
 
 QuillstepApp::QuillstepApp(const Dependencies& dependencies)
     : m_to(dependencies)
@@ -40,6 +51,8 @@ QuillstepApp::QuillstepApp(const Dependencies& dependencies)
       })
 {
     connect(&m_menu, &shell::AppMenu::quitRequested, this, &QuillstepApp::quitRequested);
+    connect(&m_authService, &AuthService::sessionResumed, this, &QuillstepApp::continueSession);
+    connect(&m_appDelegate, &shell::AppDelegate::launched, this, [this] { m_isLaunching = false; });
 }
 
 void QuillstepApp::showIn(platform::StatusItem& item)
@@ -53,16 +66,13 @@ void QuillstepApp::answer(ApplicationRequests& requests)
     connect(&requests, &ApplicationRequests::activated, this, &QuillstepApp::reopen);
     connect(&requests, &ApplicationRequests::urlOpened, this, &QuillstepApp::openUrl);
     connect(&requests, &ApplicationRequests::actionRequested, this, &QuillstepApp::runAction);
+    connect(&requests, &ApplicationRequests::taskRequested, this, &QuillstepApp::doTask);
 }
 
 void QuillstepApp::launch()
 {
     m_isLaunching = true;
     m_appDelegate.applicationDidFinishLaunching();
-    m_to.mainQueue.asyncAfter(shell::kTimeUntilTheFirstWindow, [this] {
-        m_isLaunching = false;
-        connect(&m_authService, &AuthService::sessionResumed, this, &QuillstepApp::continueSession);
-    });
 }
 
 void QuillstepApp::openUrl(const QString& url, const ActivationToken& token)
@@ -78,8 +88,8 @@ void QuillstepApp::reopen(const ActivationToken& token)
 {
     // The user's hand is on this program: a window that is there comes to the front.
     m_to.activation.activateIgnoringOtherApps(token);
-    // The bus that starts the program activates it at once, before the keyring can have answered:
-    // the first window is on its way, and it will be the right one.
+    // The bus that starts the program activates it at once, and the keyring may take its time: the
+    // first window is on its way, and it will be the right one.
     if (!m_isLaunching)
         m_appDelegate.applicationShouldHandleReopen(m_windows.hasVisibleWindows());
 }
@@ -94,10 +104,60 @@ void QuillstepApp::runAction(const QString& name, const ActivationToken& token)
         complain(QStringLiteral("ignored the action \"%1\": there is no such action").arg(name));
 }
 
+void QuillstepApp::doTask(const QString& name, const ApplicationRequests::Answer& answer)
+{
+    namespace tasks = platform::tasks;
+    if (name == tasks::kSignOut) {
+        signOut(answer);
+    } else if (name == tasks::kSignInBegins) {
+        answer(m_authService.yieldKeyring()
+                   ? platform::success()
+                   : Error{QStringLiteral("the keyring has not answered yet; look for its prompt, "
+                                          "and try again")});
+    } else if (name == tasks::kSignInSaved) {
+        resumeSavedSession(answer);
+    } else {
+        m_authService.reclaimKeyring();
+        answer(platform::success());
+    }
+}
+
+/// Done is what lasts: the settings say so on the disk, whether the keyring has followed or not.
+void QuillstepApp::signOut(const ApplicationRequests::Answer& answer)
+{
+    m_authService.logout();
+    const auto finish = [this, answer] {
+        answer(m_to.finishSettings()
+                   ? platform::success()
+                   : Error{QStringLiteral("the settings cannot be written, so that the sign-out "
+                                          "lasts only while it runs")});
+    };
+    if (!m_authService.isChangingKeyring()) {
+        finish();
+        return;
+    }
+    connect(&m_authService, &AuthService::keyringSettled, this, finish, Qt::SingleShotConnection);
+    m_to.mainQueue.asyncAfter(kTimeForTheKeyring, [self = QPointer(this), finish] {
+        if (self)
+            finish();
+    });
+}
+
+QCoro::Task<> QuillstepApp::resumeSavedSession(ApplicationRequests::Answer answer)
+{
+    const QPointer<QuillstepApp> self(this);
+    const bool isResumed = co_await m_authService.resumeSavedSession();
+    if (!self.isNull())
+        answer(isResumed ? platform::success()
+                         : Error{QStringLiteral("the keyring gives it no session")});
+}
+
 void QuillstepApp::continueSession()
 {
+    if (m_isLaunching)
+        return; // the first window is on its way, and the services with it
     shell::startServices(m_to.syncService, m_to.trackingEngine);
-    if (!m_windows.isOpen(shell::kLoginWindow))
+    if (!m_windows.isOpen(shell::kLoginWindow) || m_windows.isInUse(shell::kLoginWindow))
         return;
     m_windows.dismissWindow(shell::kLoginWindow);
     open(shell::kDashboardWindow, {});

@@ -6,16 +6,19 @@
 #include "app/shell/app_menu.h"
 #include "app/shell/window_router.h"
 #include "platform/activation_token.h"
+#include "platform/application_requests.h"
 #include "platform/environment.h"
 #include "tracking/tracking_engine.h"
 
+#include <QCoroTask>
 #include <QObject>
 #include <QString>
 
+#include <functional>
+
 namespace platform {
-class ApplicationRequests;
 class StatusItem;
-} // namespace platform
+}
 
 namespace app {
 
@@ -39,6 +42,8 @@ public:
         platform::MainQueue& mainQueue;
         platform::UrlOpener& urlOpener;
         platform::AppActivation& activation;
+        /// Waits a moment until the settings are on the disk; false when they are not.
+        std::function<bool()> finishSettings;
     };
 
     explicit QuillstepApp(const Dependencies& dependencies);
@@ -49,8 +54,9 @@ public:
     /// Answers what other programs ask.
     void answer(platform::ApplicationRequests& requests);
 
-    /// Once, when everything is set up: the first window opens half a second later. A session that
-    /// the keyring gives away only after that takes the place of the login window.
+    /// Once, when everything is set up: the first window opens half a second later, or with the
+    /// keyring's first answer when that comes after it. A session that goes on only later, because
+    /// the user has unlocked the keyring, takes the place of a login window that is not in use.
     void launch();
 
     /// Opens the window that answers `url`; an address that no window answers is ignored, with a
@@ -72,6 +78,9 @@ Q_SIGNALS:
 private:
     void reopen(const platform::ActivationToken& token);
     void runAction(const QString& name, const platform::ActivationToken& token);
+    void doTask(const QString& name, const platform::ApplicationRequests::Answer& answer);
+    void signOut(const platform::ApplicationRequests::Answer& answer);
+    QCoro::Task<> resumeSavedSession(platform::ApplicationRequests::Answer answer);
     void continueSession();
     void open(const QString& window, const platform::ActivationToken& token);
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/toolkit_messages.h"
 
+#include "app/command_line.h"
 #include "app/ending.h"
 
 #include <QCoreApplication>
@@ -41,7 +42,7 @@ void passOn(QtMsgType type, const QMessageLogContext& context, const QString& me
     // See platform::gui::WithoutOpenGL.
     if (message.contains(QLatin1StringView("client buffer integration")))
         return;
-    std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, message)));
+    print({qFormatLogMessage(type, context, message)}, stderr);
 }
 
 } // namespace

@@ -39,6 +39,9 @@ struct HttpRequest
     QString url;
     QList<HttpHeader> headers;
     QByteArray body;
+    /// Whether the body holds a secret. Then the client overwrites it once there is an answer, for
+    /// all who share it, as it always does with the value of the header Authorization.
+    bool hasSecretBody = false;
     /// How long nothing may arrive or leave before the request is given up.
     std::chrono::milliseconds idleLimit{60'000};
     /// The longest answer body taken, in bytes.

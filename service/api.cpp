@@ -8,6 +8,9 @@
 #include "service/sign_in_request.h"
 #include "service/token.h"
 #include "service/upload.h"
+#include "service/wipe.h"
+
+#include <QScopeGuard>
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -71,9 +74,10 @@ Api::Api(Database& database, PasswordHasher& hasher, const Limits& limits)
 
 Answer Api::signIn(std::string body, const std::string& peer)
 {
-    const auto request = decodeSignInRequest(std::move(body));
+    auto request = decodeSignInRequest(std::move(body));
     if (!request)
         return refusal(request.error());
+    const auto forget = qScopeGuard([&request] { wipe(request.value().password); });
     // Before anything is asked or computed: a flood of refused attempts costs next to nothing.
     if (auto refused = refuseOften(asciiLower(request.value().email), peer))
         return *std::move(refused);

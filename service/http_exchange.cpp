@@ -3,6 +3,7 @@
 #include "service/http_exchange.h"
 
 #include "service/ascii.h"
+#include "service/json_request.h"
 
 #include <utility>
 
@@ -156,6 +157,8 @@ Result<std::string, Answer> HttpExchange::receive(const httplib::ContentReader& 
                                                   ByteBudget::Share& share)
 {
     std::string body;
+    if (!m_state.user)
+        body.reserve(limit + simdjson::SIMDJSON_PADDING); // a password leaves no copies by growing
     bool tooLong = false;
     bool noRoom = false;
     const bool whole = reader([&](const char* data, std::size_t size) {

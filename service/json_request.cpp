@@ -13,8 +13,8 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 std::optional<Fault> JsonRequest::read(std::string body)
 {
+    const std::size_t length = body.size();
     m_body = std::move(body);
-    const std::size_t length = m_body.size();
     m_body.resize(length + simdjson::SIMDJSON_PADDING);
     const std::size_t from = m_body.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
     simdjson::dom::element element;

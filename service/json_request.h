@@ -4,6 +4,7 @@
 
 #include "service/answer.h"
 #include "service/result.h"
+#include "service/wipe.h"
 
 #include <cstdint>
 #include <optional>
@@ -19,10 +20,14 @@ namespace service {
 class JsonRequest final
 {
 public:
-    /// Takes the body. A status of 400 for what is not JSON, 422 for JSON that is not an object.
+    /// Takes the body; without copying when its capacity has room for the parser's padding. A
+    /// status of 400 for what is not JSON, 422 for JSON that is not an object.
     [[nodiscard]] std::optional<Fault> read(std::string body);
 
     [[nodiscard]] const simdjson::dom::object& object() const { return m_object; }
+
+    /// Overwrites the body; what was read from it stays until the end of this object.
+    void wipeBody() { wipe(m_body); }
 
 private:
     std::string m_body;

@@ -54,11 +54,11 @@ int report(const service::DatabaseResult<std::optional<std::int64_t>>& done,
 /// Of the password that the operator gives.
 service::Result<std::string> readPasswordHash()
 {
-    const auto password = service::readPassword();
+    const auto password = service::readNewPassword();
     if (!password)
         return password.error();
     const service::PasswordHasher hasher;
-    auto hash = service::PasswordHasher::hash(password.value());
+    auto hash = service::PasswordHasher::hash(password.value().view());
     if (!hash)
         return service::Error{"not enough memory to hash the password"};
     return *std::move(hash);

@@ -3,13 +3,12 @@
 #pragma once
 
 #include "service/result.h"
-
-#include <string>
+#include "terminal/secret.h"
 
 namespace service {
 
-/// The first line of standard input. At a terminal it asks for it and shows nothing of it.
-/// Blocks until there is a line; fails for an empty one.
-[[nodiscard]] Result<std::string> readPassword();
+/// A new password of a user: the first line of standard input, asked for twice at a terminal, which
+/// shows nothing of it. At least 10 characters. Blocks until it is there.
+[[nodiscard]] Result<terminal::Secret> readNewPassword();
 
 } // namespace service

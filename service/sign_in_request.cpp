@@ -4,15 +4,29 @@
 
 #include "service/json_request.h"
 
+#include <sodium.h>
+#include <string_view>
 #include <utility>
 
 namespace service {
 
+namespace {
+
+/// In the memory of the parser, which is ours.
+void wipeParsed(std::string_view parsed)
+{
+    ::sodium_memzero(const_cast<char*>(parsed.data()), parsed.size());
+}
+
+} // namespace
+
 Result<SignInRequest, Fault> decodeSignInRequest(std::string body)
 {
     JsonRequest json;
-    if (std::optional<Fault> fault = json.read(std::move(body)))
-        return *std::move(fault);
+    std::optional<Fault> unread = json.read(std::move(body));
+    json.wipeBody();
+    if (unread)
+        return *std::move(unread);
     SignInRequest request;
     const std::pair<std::string_view, std::string*> members[] = {
         {"email", &request.email},
@@ -22,11 +36,13 @@ Result<SignInRequest, Fault> decodeSignInRequest(std::string body)
     };
     Fault fault{.status = 422, .message = "The request is incomplete", .members = {}};
     for (const auto& [key, field] : members) {
-        if (const auto value = stringMember(json.object(), key))
+        if (const auto value = stringMember(json.object(), key)) {
             *field = *value;
-        else
+            wipeParsed(*value);
+        } else {
             fault.members.push_back(
                 {.member = std::string(key), .text = "is missing or not a string"});
+        }
     }
     if (!fault.members.empty())
         return fault;

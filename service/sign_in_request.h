@@ -20,7 +20,9 @@ struct SignInRequest
     bool operator==(const SignInRequest&) const = default;
 };
 
-/// Reads it from JSON; the fault names every member that is missing or not a string. Any thread.
+/// Reads it from JSON; the fault names every member that is missing or not a string. Of the body,
+/// which holds a password, nothing is left where its capacity has room for the padding of a parser.
+/// Any thread.
 [[nodiscard]] Result<SignInRequest, Fault> decodeSignInRequest(std::string body);
 
 } // namespace service

@@ -11,6 +11,7 @@
 #include "platform/diagnostics.h"
 #include "platform/iso8601.h"
 #include "platform/user_defaults.h"
+#include "platform/wipe.h"
 #include "sync/error_body.h"
 #include "sync/sync_counters.h"
 #include "sync/upload_batch.h"
@@ -126,9 +127,10 @@ QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
     const std::function<void()> encode = [batch] {
         batch->encode();
     };
+    platform::HttpRequest request = requestTo(*url);
+    const std::optional<QString> token = m_auth.token();
     if (!co_await inBackground(encode))
         co_return;
-    platform::HttpRequest request = requestTo(*url);
     if (const std::optional<QString> error = batch->encodingError) {
         failWith(*error, QStringLiteral("EncodingFailure: ") + *error);
         co_return;
@@ -137,9 +139,16 @@ QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
             .arg(batch->body.size())
             .arg(batch->rowCount));
     request.body = batch->body;
+    // Nothing goes out for an account that was left while much was encoded.
+    if (m_auth.token() != token) {
+        fail(QStringLiteral("Not authenticated"));
+        co_return;
+    }
 
     const QPointer<SyncService> self(this);
     const platform::HttpOutcome outcome = co_await m_environment.httpClient.send(request);
+    for (platform::HttpHeader& header : request.headers)
+        platform::wipe(header.value);
     if (!self.isNull())
         record(outcome, *batch);
 }
@@ -179,7 +188,9 @@ platform::HttpRequest SyncService::requestTo(const QString& url)
         .longAnswer = platform::LongAnswer::IsCut,
     };
     if (const std::optional<QString>& token = m_auth.token()) {
-        request.headers.append({.name = "Authorization", .value = "Bearer " + token->toUtf8()});
+        QByteArray utf8 = token->toUtf8();
+        request.headers.append({.name = "Authorization", .value = "Bearer " + utf8});
+        platform::wipe(utf8);
         log(QStringLiteral("Velomira Sync: Using auth token"));
     } else {
         log(QStringLiteral("Velomira Sync: WARNING - No auth token available"));

@@ -17,6 +17,7 @@ SERVICES = PLATFORM | {"activity", "tracking", "account", "sync"}
 
 # Each folder with the other folders whose headers it may include.
 MAY_INCLUDE = {
+    "terminal": set(),  # the question for a password, which the agent and the service ask alike
     "platform": set(),
     "platform/linux": PLATFORM,
     "activity": PLATFORM,
@@ -26,8 +27,8 @@ MAY_INCLUDE = {
     "app/shell": SERVICES,
     "views": SERVICES | {"app/shell"},
     "app": SERVICES | {"app/shell", "views"},
-    "app/program": SERVICES | {"app/shell", "views", "app", "platform/linux"},  # the composition root
-    "service": set(),
+    "app/program": SERVICES | {"app/shell", "views", "app", "platform/linux", "terminal"},  # the composition root
+    "service": {"terminal"},
     "browser": set(),
     "tests/fakes": PLATFORM,
 }

@@ -41,4 +41,9 @@ bool QmlWindow::isVisible() const
     return m_view->isVisible() && m_view->visibility() != QWindow::Minimized;
 }
 
+bool QmlWindow::isInUse() const
+{
+    return m_view->isInUse();
+}
+
 } // namespace views

@@ -35,6 +35,7 @@ public:
 
     void present() override;
     [[nodiscard]] bool isVisible() const override;
+    [[nodiscard]] bool isInUse() const override;
 
 private:
     QPointer<WindowView> m_view;

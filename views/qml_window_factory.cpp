@@ -130,6 +130,7 @@ void QmlWindowFactory::showLogin(WindowView& view) const
                                          .focusWindow = focus});
     QQmlEngine::setObjectOwnership(form.get(), QQmlEngine::CppOwnership);
     view.keep(form);
+    view.setUseTest([form = form.get()] { return form->isInUse(); });
     // Once: a window that comes back, from the taskbar or with its workspace, finds the keyboard
     // where it was, and the user is the one who brought it.
     QObject::connect(&view,

@@ -8,7 +8,9 @@
 #include <QUrl>
 #include <QVariantMap>
 
+#include <functional>
 #include <memory>
+#include <utility>
 
 namespace views {
 
@@ -39,6 +41,11 @@ public:
     /// Keeps `object` at least as long as the view.
     void keep(std::shared_ptr<QObject> object) { m_kept = std::move(object); }
 
+    /// Whether the user has typed or begun something in it, as `test` says; by default, nothing.
+    void setUseTest(std::function<bool()> test) { m_useTest = std::move(test); }
+
+    [[nodiscard]] bool isInUse() const { return m_useTest && m_useTest(); }
+
     /// True while somebody could see it.
     [[nodiscard]] bool isOnScreen() const;
 
@@ -58,6 +65,7 @@ private:
     void noteOnScreen();
 
     std::shared_ptr<QObject> m_kept;
+    std::function<bool()> m_useTest;
     bool m_wasOnScreen = false;
 };
 

@@ -156,7 +156,10 @@ int runApplication(LinuxEnvironment& desktop,
                             .trackingEngine = tracking::TrackingEngine::shared(),
                             .mainQueue = mainQueue,
                             .urlOpener = urlOpener,
-                            .activation = activation});
+                            .activation = activation,
+                            .finishSettings = [&desktop] {
+                                return desktop.finishSettings(kTimeForTheSettings);
+                            }});
     views::QmlWindowFactory windows(
         {.dataStore = activity::DataStore::shared(),
          .authService = AuthService::shared(),

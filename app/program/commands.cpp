@@ -9,8 +9,10 @@
 #include "platform/linux/browsers/browser_support.h"
 #include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/dbus/bus_connection.h"
+#include "platform/linux/dbus/forwarding.h"
 #include "platform/linux/linux_environment.h"
-#include "platform/linux/posix/password_prompt.h"
+#include "platform/wipe.h"
+#include "terminal/password_prompt.h"
 
 #include <QCoreApplication>
 #include <QProcessEnvironment>
@@ -18,7 +20,11 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <optional>
+#include <string>
 #include <utility>
+#include <variant>
 
 namespace app {
 
@@ -36,47 +42,56 @@ int diagnose(LinuxEnvironment& environment)
 {
     environment.waitUntilDecided(kTimeToLookAround);
     const QString keyring = QStringLiteral("keyring: ") + waitFor(environment.keyringState());
-    const QString answer =
-        diagnosis(platform::environment(), environment.report() + QStringList{keyring});
-    std::fputs(qUtf8Printable(answer), stdout);
+    print(diagnosis(platform::environment(), environment.report() + QStringList{keyring}), stdout);
     return EXIT_SUCCESS;
 }
 
-int report(const platform::Outcome& outcome, const char* success)
+int report(const platform::Result<QString>& outcome)
 {
     if (!outcome) {
         complain(outcome.error().text);
         return EXIT_FAILURE;
     }
-    std::puts(success);
+    print({outcome.value()}, stdout);
     return EXIT_SUCCESS;
 }
 
-int signIn(LinuxEnvironment& environment, const QString& email)
+AccountSurroundings around(LinuxEnvironment& environment, const QDBusConnection& bus)
 {
-    const auto password = platform::posix::readPassword("Password: ");
-    if (!password)
-        return report(password.error(), "");
-    const auto finish = [&environment] {
-        return environment.finishKeyring(kTimeToUnlockTheKeyring) &&
-               environment.finishSettings(kTimeForTheSettings);
-    };
-    return report(app::signIn(AuthService::shared(),
-                              environment.facilities().secretStore,
-                              email,
-                              password.value(),
-                              finish),
-                  "Signed in");
+    return {.finishKeyring =
+                [&environment] { return environment.finishKeyring(kTimeToUnlockTheKeyring); },
+            .finishSettings =
+                [&environment] { return environment.finishSettings(kTimeForTheSettings); },
+            .askInstance =
+                [bus](QLatin1StringView task) {
+                    return platform::dbus::askRunningInstance(bus, task);
+                }};
 }
 
-int signOut(LinuxEnvironment& environment)
+int signIn(LinuxEnvironment& environment, const QDBusConnection& bus, const QString& email)
 {
-    const auto finish = [&environment] {
-        return environment.finishKeyring(kTimeToUnlockTheKeyring) &&
-               environment.finishSettings(kTimeForTheSettings);
-    };
-    return report(app::signOut(AuthService::shared(), environment.facilities().secretStore, finish),
-                  "Signed out");
+    terminal::PasswordAnswer answer = terminal::readPassword("Password: ");
+    if (const auto* const fault = std::get_if<std::string>(&answer))
+        return report(platform::Error{QString::fromStdString(*fault)});
+    auto& secret = *std::get_if<terminal::Secret>(&answer);
+    QString password = QString::fromUtf8(secret.view().data(), std::ssize(secret.view()));
+    secret.clear();
+    const auto outcome = app::signIn(AuthService::shared(),
+                                     environment.facilities().secretStore,
+                                     email,
+                                     password,
+                                     around(environment, bus));
+    platform::wipe(password);
+    return report(outcome);
+}
+
+int signOut(LinuxEnvironment& environment, const QDBusConnection& bus, bool isDoneByInstance)
+{
+    const platform::Result<QString> text =
+        isDoneByInstance
+            ? signedOutText(AuthService::owesRemoval(environment.facilities().userDefaults))
+            : app::signOut(AuthService::shared(), around(environment, bus));
+    return report(text);
 }
 
 } // namespace
@@ -108,17 +123,24 @@ int Commands::runOnDesktop()
 {
     const QCoreApplication application(m_argc, m_argv);
     using namespace platform::dbus;
-    const auto environment = LinuxEnvironment::create(
-        connectionTo(sessionBusAddress(), QStringLiteral("session"), kTimeForTheBus));
+    const QDBusConnection bus =
+        connectionTo(sessionBusAddress(), QStringLiteral("session"), kTimeForTheBus);
+    const bool isToSignOut = m_commandLine.task == CommandLine::Task::SignOut;
+    // Before the settings are read: they say then what the instance has done.
+    const auto signedOut =
+        isToSignOut ? askRunningInstance(bus, platform::tasks::kSignOut) : std::nullopt;
+    if (signedOut && !*signedOut)
+        return report(signedOut->error());
+    const auto environment = LinuxEnvironment::create(bus);
     if (!environment) {
         complain(environment.error().text);
         return EXIT_FAILURE;
     }
     platform::install(environment.value()->facilities());
     if (m_commandLine.task == CommandLine::Task::SignIn)
-        return signIn(*environment.value(), m_commandLine.email);
-    if (m_commandLine.task == CommandLine::Task::SignOut)
-        return signOut(*environment.value());
+        return signIn(*environment.value(), bus, m_commandLine.email);
+    if (isToSignOut)
+        return signOut(*environment.value(), bus, signedOut.has_value());
     return diagnose(*environment.value());
 }
 
@@ -128,11 +150,10 @@ int Commands::setUpBrowsers(bool isToRemove)
     const QCoreApplication application(m_argc, m_argv);
     const auto places = platform::browsers::supportPlaces(QProcessEnvironment::systemEnvironment());
     if (!places)
-        return report(platform::Error{QStringLiteral("there is no home folder, set HOME")}, "");
+        return report(platform::Error{QStringLiteral("there is no home folder, set HOME")});
     const auto outcome = isToRemove ? platform::browsers::removeBrowserSupport(*places)
                                     : platform::browsers::installBrowserSupport(*places);
-    const QString text = outcome.lines.join(QLatin1Char('\n')) + QLatin1Char('\n');
-    std::fputs(qUtf8Printable(text), outcome.isDone ? stdout : stderr);
+    print(outcome.lines, outcome.isDone ? stdout : stderr);
     return outcome.isDone ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

@@ -24,7 +24,21 @@ AppDelegate::AppDelegate(const Dependencies& dependencies)
 
 void AppDelegate::applicationDidFinishLaunching()
 {
-    m_to.mainQueue.asyncAfter(kTimeUntilTheFirstWindow, [this] { openInitialWindow(); });
+    m_to.mainQueue.asyncAfter(kTimeUntilTheFirstWindow, [this] {
+        if (m_to.authService.isSessionKnown())
+            finishLaunching();
+        else
+            connect(&m_to.authService,
+                    &account::AuthService::sessionBecameKnown,
+                    this,
+                    &AppDelegate::finishLaunching);
+    });
+}
+
+void AppDelegate::finishLaunching()
+{
+    openInitialWindow();
+    Q_EMIT launched();
 }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows)

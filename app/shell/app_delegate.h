@@ -48,14 +48,20 @@ public:
 
     explicit AppDelegate(const Dependencies& dependencies);
 
-    /// Once, when the process has started: opens the first window half a second later.
+    /// Once, when the process has started: opens the first window half a second later, or as soon
+    /// after that as it is known whether a session goes on.
     void applicationDidFinishLaunching();
 
     /// The user opened the running program once more. Without a visible window the first window
     /// opens at once. Always true.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
 
+Q_SIGNALS:
+    /// The first window has been asked for. Once.
+    void launched();
+
 private:
+    void finishLaunching();
     void openInitialWindow();
 
     Dependencies m_to;

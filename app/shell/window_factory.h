@@ -25,6 +25,9 @@ public:
 
     /// True while it is on screen; a minimised window is not.
     [[nodiscard]] virtual bool isVisible() const = 0;
+
+    /// True while the user has typed or begun something in it that closing it would lose.
+    [[nodiscard]] virtual bool isInUse() const = 0;
 };
 
 /// Makes the windows.

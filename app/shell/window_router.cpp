@@ -46,6 +46,12 @@ bool WindowRouter::isOpen(const QString& identifier) const
     return std::ranges::find(m_open, identifier, &Open::identifier) != m_open.end();
 }
 
+bool WindowRouter::isInUse(const QString& identifier) const
+{
+    const auto found = std::ranges::find(m_open, identifier, &Open::identifier);
+    return found != m_open.end() && found->window->isInUse();
+}
+
 bool WindowRouter::hasVisibleWindows() const
 {
     return std::ranges::any_of(m_open, [](const Open& open) { return open.window->isVisible(); });

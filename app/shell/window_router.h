@@ -37,6 +37,9 @@ public:
 
     [[nodiscard]] bool isOpen(const QString& identifier) const;
 
+    /// True when the window of the scene `identifier` is there and in use.
+    [[nodiscard]] bool isInUse(const QString& identifier) const;
+
     [[nodiscard]] bool hasVisibleWindows() const;
 
     /// Whether of the windows that are there the one of the scene `identifier` was opened or asked

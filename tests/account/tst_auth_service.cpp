@@ -234,6 +234,228 @@ private Q_SLOTS:
                  QStringList({QStringLiteral("token in -"), QStringLiteral("state out -")}));
     }
 
+    void aSignOutThatTheKeyringDidNotFollowLasts()
+    {
+        Fixture fixture;
+        fixture.store("T");
+        auto service = std::make_unique<AuthService>(fixture.dependencies());
+        QVERIFY(service->isAuthenticated());
+        fixture.secrets.works = false; // locked, and the prompt is dismissed
+        service->logout();
+        QVERIFY(service->owesRemoval());
+        service = std::make_unique<AuthService>(fixture.dependencies());
+        QVERIFY(!service->isAuthenticated());
+
+        fixture.secrets.works = true;
+        service = std::make_unique<AuthService>(fixture.dependencies());
+        QVERIFY(!service->isAuthenticated());
+        QVERIFY(!fixture.secrets.secret(AuthService::secretName()));
+        QVERIFY(!service->owesRemoval());
+    }
+
+    void theRemovalIsFinishedWhenTheKeyringOpens()
+    {
+        Fixture fixture;
+        fixture.store("T");
+        AuthService service(fixture.dependencies());
+        fixture.secrets.works = false;
+        service.logout();
+        // Reading in vain is what has a keyring tell that it opens.
+        QCOMPARE(fixture.secrets.calls.last(), QStringLiteral("read"));
+        fixture.secrets.works = true;
+        Q_EMIT fixture.secrets.becameReadable();
+        QVERIFY(!service.isAuthenticated());
+        QVERIFY(!fixture.secrets.secret(AuthService::secretName()));
+        QVERIFY(!service.owesRemoval());
+    }
+
+    void atTheStartNothingIsRemovedThatWouldHaveToBeUnlocked()
+    {
+        Fixture fixture;
+        fixture.store("T");
+        fixture.secrets.works = false;
+        AuthService(fixture.dependencies()).logout();
+        fixture.secrets.calls.clear();
+        const AuthService service(fixture.dependencies());
+        QCOMPARE(fixture.secrets.calls, QStringList{QStringLiteral("read")});
+    }
+
+    void anEndInTheMiddleOfASignOutLeavesTheUserSignedOut()
+    {
+        Fixture fixture;
+        fixture.store("T");
+        fixture.secrets.holdsChanges = true;
+        AuthService ended(fixture.dependencies());
+        ended.logout(); // and nothing is removed before the process ends
+        fixture.secrets.holdsChanges = false;
+        const AuthService service(fixture.dependencies());
+        QVERIFY(!service.isAuthenticated());
+        QVERIFY(!fixture.secrets.secret(AuthService::secretName()));
+        fixture.secrets.answerChanges();
+    }
+
+    void aRemovalThatKeepsFailingIsNotRepeatedForEver()
+    {
+        Fixture fixture;
+        fixture.store("T");
+        fixture.secrets.removes = false;
+        AuthService service(fixture.dependencies());
+        service.logout();
+        QCOMPARE(fixture.secrets.calls.count(QStringLiteral("remove")), 2);
+        QVERIFY(service.owesRemoval());
+        QVERIFY(!service.isAuthenticated());
+    }
+
+    void aSignInEndsTheSignOutOnceItsTokenIsKept()
+    {
+        Fixture fixture;
+        fixture.store("old");
+        fixture.secrets.works = false;
+        AuthService(fixture.dependencies()).logout();
+        auto service = std::make_unique<AuthService>(fixture.dependencies());
+        fixture.http.answer(signedIn("lost"));
+        QVERIFY(QCoro::waitFor(service->login(kEmail, kPassword)));
+        QVERIFY(service->owesRemoval()); // the old one is still there
+        fixture.secrets.works = true;
+        fixture.http.answer(signedIn("kept"));
+        QVERIFY(QCoro::waitFor(service->login(kEmail, kPassword)));
+        QVERIFY(!service->owesRemoval());
+        service = std::make_unique<AuthService>(fixture.dependencies());
+        QCOMPARE(service->token(), QStringLiteral("kept"));
+    }
+
+    void aSignInOutranksARemovalThatIsUnderWay()
+    {
+        Fixture fixture;
+        fixture.store("old");
+        fixture.secrets.holdsChanges = true;
+        auto service = std::make_unique<AuthService>(fixture.dependencies());
+        service->logout();
+        fixture.http.answer(signedIn("new"));
+        QVERIFY(QCoro::waitFor(service->login(kEmail, kPassword)));
+        QVERIFY(service->isChangingKeyring());
+        fixture.secrets.answerChanges();
+        QVERIFY(!service->isChangingKeyring());
+        QVERIFY(!service->owesRemoval());
+        QCOMPARE(service->token(), QStringLiteral("new"));
+        QCOMPARE(fixture.secrets.secret(AuthService::secretName()), QByteArray("new"));
+    }
+
+    void aSessionSavedByAnotherProcessTakesTheOldOnesPlace()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(signedIn("old"));
+        QVERIFY(QCoro::waitFor(service.login(kEmail, kPassword)));
+        QVERIFY(service.yieldKeyring());
+        fixture.store("new");
+        const QStringList* const heard = record(service);
+        QVERIFY(QCoro::waitFor(service.resumeSavedSession()));
+        QCOMPARE(service.token(), QStringLiteral("new"));
+        QVERIFY(service.isAuthenticated());
+        QVERIFY(!service.currentUser());
+        QCOMPARE(*heard,
+                 QStringList({QStringLiteral("user in old"), QStringLiteral("token in new")}));
+    }
+
+    void aSessionSavedByAnotherProcessEndsTheSignOut()
+    {
+        Fixture fixture;
+        fixture.store("old");
+        fixture.secrets.works = false;
+        AuthService service(fixture.dependencies());
+        service.logout();
+        QVERIFY(service.yieldKeyring());
+        fixture.secrets.works = true; // unlocked to save the new one
+        Q_EMIT fixture.secrets.becameReadable();
+        fixture.store("new");
+        QVERIFY(QCoro::waitFor(service.resumeSavedSession()));
+        QCOMPARE(service.token(), QStringLiteral("new"));
+        QVERIFY(!service.owesRemoval());
+    }
+
+    void aSignInElsewhereThatFailedLeavesTheSignOutToBeFinished()
+    {
+        Fixture fixture;
+        fixture.store("old");
+        fixture.secrets.works = false;
+        AuthService service(fixture.dependencies());
+        service.logout();
+        QVERIFY(service.yieldKeyring());
+        fixture.secrets.works = true;
+        Q_EMIT fixture.secrets.becameReadable();
+        QVERIFY(fixture.secrets.secret(AuthService::secretName()));
+        service.reclaimKeyring();
+        QVERIFY(!fixture.secrets.secret(AuthService::secretName()));
+        QVERIFY(!service.isAuthenticated());
+    }
+
+    void withoutASavedSessionTheSessionStaysAsItWas()
+    {
+        Fixture fixture;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(signedIn("old"));
+        QVERIFY(QCoro::waitFor(service.login(kEmail, kPassword)));
+        fixture.secrets.works = false;
+        QVERIFY(!QCoro::waitFor(service.resumeSavedSession()));
+        QCOMPARE(service.token(), QStringLiteral("old"));
+        QVERIFY(service.currentUser());
+    }
+
+    void aKeyringThatIsBeingChangedIsNotYielded()
+    {
+        Fixture fixture;
+        fixture.store("T");
+        fixture.secrets.holdsChanges = true;
+        AuthService service(fixture.dependencies());
+        service.logout();
+        QVERIFY(!service.yieldKeyring());
+        fixture.secrets.answerChanges();
+        QVERIFY(service.yieldKeyring());
+    }
+
+    void theSessionIsKnownFromTheKeyringsFirstAnswer()
+    {
+        Fixture fixture;
+        fixture.secrets.holdsReads = true;
+        AuthService service(fixture.dependencies());
+        QVERIFY(!service.isSessionKnown());
+        int told = 0;
+        connect(&service, &AuthService::sessionBecameKnown, &service, [&told] { ++told; });
+        fixture.secrets.answerReads();
+        QTRY_VERIFY(service.isSessionKnown());
+        Q_EMIT fixture.secrets.becameReadable();
+        fixture.secrets.answerReads();
+        QCoreApplication::processEvents();
+        QCOMPARE(told, 1);
+    }
+
+    void theSessionIsKnownOnceTheUserHasActed()
+    {
+        Fixture fixture;
+        fixture.secrets.holdsReads = true;
+        AuthService service(fixture.dependencies());
+        fixture.http.answer(HttpResponse{.status = 401, .body = "{}"});
+        QVERIFY(!QCoro::waitFor(service.login(kEmail, kPassword)));
+        QVERIFY(!service.isSessionKnown());
+        service.logout();
+        QVERIFY(service.isSessionKnown());
+        fixture.secrets.answerReads();
+    }
+
+    void theSessionIsKnownAtOnceWhereASignOutIsRemembered()
+    {
+        Fixture fixture;
+        fixture.store("T");
+        fixture.secrets.works = false;
+        AuthService(fixture.dependencies()).logout();
+        fixture.secrets.holdsReads = true;
+        const AuthService service(fixture.dependencies());
+        QVERIFY(service.isSessionKnown());
+        QVERIFY(!service.isAuthenticated());
+        fixture.secrets.answerReads();
+    }
+
     void aKeyringThatFailsLeavesTheSessionForThisRun()
     {
         Fixture fixture;

@@ -48,6 +48,25 @@ struct MenuBench : ShellBench
     fakes::FakeStatusItem item;
 };
 
+/// Another start of the program that has tasks done.
+class Tasks final
+{
+public:
+    explicit Tasks(ShellBench& bench) { bench.app.answer(m_requests); }
+
+    void ask(QLatin1StringView task)
+    {
+        Q_EMIT m_requests.taskRequested(task, [this](const platform::Outcome& outcome) {
+            answers.append(outcome ? QStringLiteral("done") : outcome.error().text);
+        });
+    }
+
+    QStringList answers; ///< "done", or what went wrong
+
+private:
+    platform::ApplicationRequests m_requests;
+};
+
 } // namespace
 
 class TestQuillstepApp final : public QObject
@@ -88,27 +107,81 @@ private Q_SLOTS:
         QCOMPARE(bench.activation.calls.last(), QStringLiteral("activate"));
     }
 
-    void aKeyringThatAnswersLateReplacesTheLoginWindow()
+    void theFirstWindowWaitsForTheKeyringsFirstAnswer()
     {
         ShellBench bench(Session::KeyringIsSlow);
+        bench.app.launch();
+        bench.mainQueue.advance(2s);
+        QVERIFY(bench.urlOpener.opened.isEmpty());
+        bench.fake.secretStore.answerReads();
+        QTRY_COMPARE(bench.urlOpener.opened, QStringList{QStringLiteral("velomira://dashboard")});
+        QVERIFY(bench.engine.isTracking());
+        QCOMPARE(bench.fake.repeatingTimers.scheduled, 2);
+    }
+
+    void aKeyringThatGivesNothingInTimeOpensTheLoginWindow()
+    {
+        ShellBench bench(Session::KeyringIsSlow);
+        bench.fake.secretStore.works = false;
+        bench.app.launch();
+        bench.mainQueue.advance(3s);
+        QVERIFY(bench.urlOpener.opened.isEmpty());
+        bench.fake.secretStore.answerReads();
+        QTRY_COMPARE(bench.urlOpener.opened, QStringList{QStringLiteral("velomira://login")});
+    }
+
+    void openedAgainWhileTheKeyringIsAwaitedNoSecondWindowOpens()
+    {
+        ShellBench bench(Session::KeyringIsSlow);
+        platform::ApplicationRequests requests;
+        bench.app.answer(requests);
+        bench.app.launch();
+        bench.mainQueue.advance(1s);
+        Q_EMIT requests.activated({});
+        QVERIFY(bench.urlOpener.opened.isEmpty());
+        bench.fake.secretStore.answerReads();
+        QTRY_COMPARE(bench.urlOpener.opened.size(), 1);
+        bench.deliverUrls();
+        QCOMPARE(bench.windows.open(), QStringList{QStringLiteral("dashboard")});
+        bench.windows.close(QStringLiteral("dashboard"));
+        Q_EMIT requests.activated({}); // it is launched now
+        QCOMPARE(bench.urlOpener.opened, QStringList{QStringLiteral("velomira://dashboard")});
+    }
+
+    void aKeyringThatIsUnlockedLaterReplacesAnUntouchedLoginWindow()
+    {
+        ShellBench bench;
         bench.app.launch();
         bench.mainQueue.advance(500ms);
         bench.deliverUrls();
         QCOMPARE(bench.windows.open(), QStringList{QStringLiteral("login")});
-        bench.fake.secretStore.answerReads();
+        bench.unlockKeyring();
         QCOMPARE(bench.windows.open(), QStringList{QStringLiteral("dashboard")});
+        QVERIFY(bench.engine.isTracking());
+        QVERIFY(bench.sync.timer());
+    }
+
+    void aLoginWindowInUseStaysWhenTheKeyringIsUnlocked()
+    {
+        ShellBench bench;
+        bench.app.launch();
+        bench.mainQueue.advance(500ms);
+        bench.deliverUrls();
+        bench.windows.use(QStringLiteral("login"));
+        bench.unlockKeyring();
+        QCOMPARE(bench.windows.open(), QStringList{QStringLiteral("login")});
         QVERIFY(bench.engine.isTracking());
         QVERIFY(bench.sync.timer());
     }
 
     void aLateSessionOpensNoWindowWhenTheLoginWindowWasClosed()
     {
-        ShellBench bench(Session::KeyringIsSlow);
+        ShellBench bench;
         bench.app.launch();
         bench.mainQueue.advance(500ms);
         bench.deliverUrls();
         bench.windows.close(QStringLiteral("login"));
-        bench.fake.secretStore.answerReads();
+        bench.unlockKeyring();
         QVERIFY(bench.windows.open().isEmpty());
         QVERIFY(bench.engine.isTracking());
     }
@@ -268,6 +341,82 @@ private Q_SLOTS:
         QCOMPARE(quit.size(), 0);
         Q_EMIT requests.actionRequested(QStringLiteral("quit"), {});
         QCOMPARE(quit.size(), 1);
+    }
+
+    // What other starts of the program wait for
+
+    void askedToSignOutItAnswersWhenTheKeyringHasFollowed()
+    {
+        ShellBench bench(Session::SignedIn);
+        bench.fake.secretStore.holdsChanges = true;
+        Tasks tasks(bench);
+        tasks.ask(platform::tasks::kSignOut);
+        QVERIFY(!bench.auth.isAuthenticated());
+        QVERIFY(tasks.answers.isEmpty());
+        bench.fake.secretStore.answerChanges();
+        QTRY_COMPARE(tasks.answers, QStringList{QStringLiteral("done")});
+        QVERIFY(!bench.auth.owesRemoval());
+    }
+
+    void askedToSignOutWithALockedKeyringItAnswersThatItIsRemembered()
+    {
+        ShellBench bench(Session::SignedIn);
+        bench.fake.secretStore.holdsChanges = true; // a prompt that nobody answers
+        Tasks tasks(bench);
+        tasks.ask(platform::tasks::kSignOut);
+        bench.mainQueue.advance(3s);
+        QCOMPARE(tasks.answers, QStringList{QStringLiteral("done")});
+        QVERIFY(bench.auth.owesRemoval());
+        bench.fake.secretStore.answerChanges();
+    }
+
+    void aSignOutThatCannotBeRememberedIsNotDone()
+    {
+        ShellBench bench(Session::SignedIn);
+        bench.settingsReachTheDisk = false;
+        Tasks tasks(bench);
+        tasks.ask(platform::tasks::kSignOut);
+        QVERIFY2(tasks.answers.value(0).contains(QStringLiteral("settings cannot be written")),
+                 qPrintable(tasks.answers.value(0)));
+    }
+
+    void aSessionThatAnotherStartHasSavedGoesOnWithItsServices()
+    {
+        ShellBench bench;
+        Tasks tasks(bench);
+        tasks.ask(platform::tasks::kSignInBegins);
+        bench.storeSession("new");
+        tasks.ask(platform::tasks::kSignInSaved);
+        QTRY_COMPARE(tasks.answers, (QStringList{QStringLiteral("done"), QStringLiteral("done")}));
+        QCOMPARE(bench.auth.token(), QStringLiteral("new"));
+        QVERIFY(bench.engine.isTracking());
+        QVERIFY(bench.sync.timer());
+    }
+
+    void aSessionThatIsNotInTheKeyringIsNotTakenOver()
+    {
+        ShellBench bench;
+        Tasks tasks(bench);
+        tasks.ask(platform::tasks::kSignInBegins);
+        tasks.ask(platform::tasks::kSignInSaved);
+        QTRY_COMPARE(tasks.answers.value(1), QStringLiteral("the keyring gives it no session"));
+        QVERIFY(!bench.engine.isTracking());
+    }
+
+    void aSignInBeginsOnlyWhenTheKeyringHasAnswered()
+    {
+        ShellBench bench(Session::SignedIn);
+        bench.fake.secretStore.holdsChanges = true;
+        bench.auth.logout();
+        Tasks tasks(bench);
+        tasks.ask(platform::tasks::kSignInBegins);
+        QVERIFY(tasks.answers.value(0).contains(QStringLiteral("prompt")));
+        bench.fake.secretStore.answerChanges();
+        tasks.ask(platform::tasks::kSignInBegins);
+        QCOMPARE(tasks.answers.value(1), QStringLiteral("done"));
+        tasks.ask(platform::tasks::kSignInFailed);
+        QCOMPARE(tasks.answers.value(2), QStringLiteral("done"));
+        QVERIFY(!bench.auth.isAuthenticated());
     }
 
     // The menu

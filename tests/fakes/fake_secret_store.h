@@ -8,6 +8,7 @@
 #include <QPromise>
 #include <QStringList>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <utility>
@@ -15,7 +16,8 @@
 
 namespace fakes {
 
-/// A keyring in memory that answers at once, or with `holdsReads` when the test lets it.
+/// A keyring in memory that answers at once, or with `holdsReads` and `holdsChanges` when the test
+/// lets it.
 class FakeSecretStore final : public platform::SecretStore
 {
 public:
@@ -37,17 +39,22 @@ public:
     QFuture<bool> save(const platform::SecretName& name, const QByteArray& secret) override
     {
         calls.append(QStringLiteral("save"));
-        if (works)
-            secrets[key(name)] = secret;
-        return finished(works);
+        return change(works, [this, name, secret] { secrets[key(name)] = secret; });
     }
 
     QFuture<bool> remove(const platform::SecretName& name) override
     {
         calls.append(QStringLiteral("remove"));
-        if (works)
-            secrets.erase(key(name));
-        return finished(works);
+        return change(works && removes, [this, name] { secrets.erase(key(name)); });
+    }
+
+    /// Does the changes that were held, all but the last as what a newer one has taken the place
+    /// of.
+    void answerChanges()
+    {
+        auto held = std::exchange(m_heldChanges, {});
+        for (std::size_t i = 0; i < held.size(); ++i)
+            finish(*held[i].promise, held[i].works && i + 1 == held.size(), held[i].work);
     }
 
     /// Answers the reads that were held.
@@ -71,7 +78,9 @@ public:
 
     std::map<std::pair<QString, QString>, QByteArray> secrets;
     bool works = true;
+    bool removes = true;
     bool holdsReads = false;
+    bool holdsChanges = false;
     QStringList calls;
 
 private:
@@ -81,15 +90,35 @@ private:
         promise.finish();
     }
 
-    static QFuture<bool> finished(bool result)
+    QFuture<bool> change(bool worksNow, std::function<void()> work)
     {
-        QPromise<bool> promise;
-        promise.start();
-        promise.addResult(result);
-        promise.finish();
-        return promise.future();
+        auto promise = std::make_unique<QPromise<bool>>();
+        promise->start();
+        QFuture<bool> future = promise->future();
+        if (holdsChanges)
+            m_heldChanges.push_back(
+                {.promise = std::move(promise), .works = worksNow, .work = std::move(work)});
+        else
+            finish(*promise, worksNow, work);
+        return future;
     }
 
+    static void finish(QPromise<bool>& promise, bool worksNow, const std::function<void()>& work)
+    {
+        if (worksNow)
+            work();
+        promise.addResult(worksNow);
+        promise.finish();
+    }
+
+    struct HeldChange
+    {
+        std::unique_ptr<QPromise<bool>> promise;
+        bool works;
+        std::function<void()> work;
+    };
+
+    std::vector<HeldChange> m_heldChanges;
     std::vector<std::pair<platform::SecretName, std::unique_ptr<QPromise<Secret>>>> m_held;
 };
 

@@ -177,6 +177,14 @@ private Q_SLOTS:
         QCOMPARE(::setrlimit(RLIMIT_CORE, &usual), 0);
     }
 
+    void controlsOfC1AndOfDirectionCannotSteerATerminalEither()
+    {
+        Pipe pipe;
+        platform::posix::StdoutDiagnostics diagnostics(pipe.writer());
+        diagnostics.line(u"a\u009b31mb\u2028c\u202ed\u2069e");
+        QCOMPARE(pipe.read(), "a 31mb c d e\n");
+    }
+
     void controlCharactersCannotMakeTwoLinesOfOneOrSteerATerminal()
     {
         Pipe pipe;

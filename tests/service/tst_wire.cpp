@@ -318,13 +318,15 @@ private Q_SLOTS:
 
     void aSecondUserIsApartAndAnAddressIsTakenOnce()
     {
-        QVERIFY(m_service->addUser(
-            QStringLiteral("two@example.org"), QStringLiteral("Two"), QStringLiteral("other")));
-        const auto again = m_service->addUser(
-            QStringLiteral("TWO@example.org"), QStringLiteral("Three"), QStringLiteral("x"));
+        QVERIFY(m_service->addUser(QStringLiteral("two@example.org"),
+                                   QStringLiteral("Two"),
+                                   QStringLiteral("other battery")));
+        const auto again = m_service->addUser(QStringLiteral("TWO@example.org"),
+                                              QStringLiteral("Three"),
+                                              QStringLiteral("another battery"));
         QVERIFY(!again);
         QVERIFY(again.error().text.contains(QStringLiteral("already exists")));
-        const auto answer = requests::signIn(port(), "two@example.org", "other");
+        const auto answer = requests::signIn(port(), "two@example.org", "other battery");
         QCOMPARE(statusOf(answer), 200);
         const QByteArray token =
             requests::json(*answer)[QStringLiteral("token")].toString().toUtf8();

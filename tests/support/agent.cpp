@@ -13,8 +13,14 @@ namespace {
 constexpr int kPatienceMs = 20000;
 }
 
-Agent::Agent(QProcessEnvironment environment)
+QString Agent::productsExecutable()
+{
+    return QStringLiteral(QUILLSTEP_EXECUTABLE);
+}
+
+Agent::Agent(QProcessEnvironment environment, QString program)
     : m_environment(std::move(environment))
+    , m_program(std::move(program))
     , m_errorFile(m_environment.value(QStringLiteral("HOME")) + QStringLiteral("/agent.log"))
 {
     // The toolkit's own frames have no frame pointers, and the suppressions go by their names.
@@ -26,10 +32,10 @@ Agent::Agent(QProcessEnvironment environment)
 platform::Outcome Agent::start(const QStringList& arguments)
 {
     m_output.clear();
-    const QString program = QStringLiteral(QUILLSTEP_EXECUTABLE);
     if (m_launcher.isEmpty())
-        return m_child.start(program, arguments, m_environment, m_errorFile);
-    return m_child.start(m_launcher, QStringList(program) + arguments, m_environment, m_errorFile);
+        return m_child.start(m_program, arguments, m_environment, m_errorFile);
+    return m_child.start(
+        m_launcher, QStringList(m_program) + arguments, m_environment, m_errorFile);
 }
 
 QStringList Agent::lines()

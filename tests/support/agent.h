@@ -19,8 +19,11 @@ namespace support {
 class Agent final
 {
 public:
-    /// `environment` should hold a display and private HOME and XDG folders.
-    explicit Agent(QProcessEnvironment environment);
+    /// `environment` should hold a display and private HOME and XDG folders. `program` may be one
+    /// that is the product but for some of what it is made of.
+    explicit Agent(QProcessEnvironment environment, QString program = productsExecutable());
+
+    [[nodiscard]] static QString productsExecutable();
 
     /// Has it started by `program` from now on, which becomes what its arguments say.
     void setLauncher(const QString& program) { m_launcher = program; }
@@ -55,6 +58,7 @@ public:
 
 private:
     QProcessEnvironment m_environment;
+    QString m_program;
     QString m_errorFile;
     QString m_launcher;
     QString m_output;

@@ -45,6 +45,9 @@ public:
 
     void minimise(const QString& identifier) { find(identifier).isOnScreen = false; }
 
+    /// The user types something in the window.
+    void use(const QString& identifier) { find(identifier).isUsed = true; }
+
     QStringList events;
 
 private:
@@ -74,10 +77,13 @@ private:
 
         [[nodiscard]] bool isVisible() const override { return isOnScreen; }
 
+        [[nodiscard]] bool isInUse() const override { return isUsed; }
+
         RecordingWindows& owner;
         QString identifier;
         std::function<void()> closed;
         bool isOnScreen = false;
+        bool isUsed = false;
     };
 
     Window& find(const QString& identifier)

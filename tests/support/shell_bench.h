@@ -57,6 +57,20 @@ public:
         QCoro::waitFor(auth.login(QStringLiteral("a@b.example"), QStringLiteral("p")));
     }
 
+    /// Leaves the session of another run in the keyring.
+    void storeSession(const QByteArray& token)
+    {
+        fake.secretStore.secrets[fakes::FakeSecretStore::key(account::AuthService::secretName())] =
+            token;
+    }
+
+    /// The user unlocks the keyring, which holds the session of an earlier run.
+    void unlockKeyring()
+    {
+        storeSession("T");
+        Q_EMIT fake.secretStore.becameReadable();
+    }
+
     fakes::FakeEnvironment fake;
     fakes::FakeMainQueue mainQueue;
     fakes::FakeUrlOpener urlOpener;
@@ -70,8 +84,7 @@ private:
     platform::SecretStore& preparedSecrets()
     {
         if (m_session != Session::SignedOut)
-            fake.secretStore
-                .secrets[fakes::FakeSecretStore::key(account::AuthService::secretName())] = "T";
+            storeSession("T");
         fake.secretStore.holdsReads = m_session == Session::KeyringIsSlow;
         return fake.secretStore;
     }
@@ -94,7 +107,11 @@ public:
                            .trackingEngine = engine,
                            .mainQueue = mainQueue,
                            .urlOpener = urlOpener,
-                           .activation = activation}};
+                           .activation = activation,
+                           .finishSettings = [this] {
+                               return settingsReachTheDisk;
+                           }}};
+    bool settingsReachTheDisk = true;
 };
 
 } // namespace support

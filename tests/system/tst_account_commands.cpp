@@ -7,12 +7,18 @@
 #include "tests/support/keyring.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/service_process.h"
+#include "tests/system/xdotool.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDirIterator>
 #include <QFile>
 #include <QTest>
+#include <QTimer>
 #include <QUrl>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <memory>
 
@@ -22,6 +28,10 @@ namespace {
 
 const QString kEmail = QStringLiteral("ada@example.org");
 const QString kPassword = QStringLiteral("correct horse \u00e9");
+const QString kOtherEmail = QStringLiteral("grace@example.org");
+constexpr int kPatienceMs = 60000;
+/// In the time of an agent that is ten times as fast; two intervals of its uploads, and some more.
+constexpr qsizetype kTicksOfTwoUploads = 150;
 
 QString servicePort()
 {
@@ -62,6 +72,9 @@ class TestAccountCommands final : public QObject
     support::Keyring m_keyring;
     support::ServiceProcess m_service;
     std::unique_ptr<Agent> m_agent;
+    std::unique_ptr<Agent> m_instance;
+    bool m_right = false;
+    QTimer m_hand; // moves the pointer: an idle user has nothing uploaded
 
     QProcessEnvironment environment() const
     {
@@ -107,18 +120,74 @@ class TestAccountCommands final : public QObject
 
     QByteArray storedToken() const { return m_keyring.lookup(QStringLiteral("authToken")); }
 
+    /// Starts an instance that stays; it uploads every six seconds.
+    void startInstance()
+    {
+        m_instance =
+            std::make_unique<Agent>(environment(), QStringLiteral(TENFOLD_AGENT_EXECUTABLE));
+        const platform::Outcome started = m_instance->start();
+        QVERIFY2(bool(started), started ? "" : qPrintable(started.error().text));
+        m_hand.start();
+    }
+
+    /// How many uploads of that user the service has taken so far.
+    qsizetype uploads(int user)
+    {
+        const QStringList lines = m_service.log().split(u'\n');
+        return std::ranges::count_if(lines, [user](const QString& line) {
+            return line.contains(QStringLiteral(" POST /api/activity-log 201 ")) &&
+                   line.endsWith(QStringLiteral(" user=%1").arg(user));
+        });
+    }
+
+    /// How many requests for uploads the service has seen, whoever they were from.
+    qsizetype allUploads() { return m_service.log().count(QStringLiteral(" /api/activity-log ")); }
+
+    /// Whether an instance can be asked things on the session bus.
+    bool instanceIsReached()
+    {
+        const QString name = QStringLiteral("observer");
+        QDBusConnection bus = QDBusConnection::connectToBus(
+            environment().value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS")), name);
+        const bool isThere = bus.isConnected() && bus.interface()->isServiceRegistered(
+                                                      QStringLiteral("com.velomira.UsageMonitor"));
+        QDBusConnection::disconnectFromBus(name);
+        return isThere;
+    }
+
+    /// Waits until the instance has gone on for as long as two more uploads take.
+    [[nodiscard]] bool instanceGoesOn()
+    {
+        const auto ticks = [this] {
+            return m_instance->lines().filter(QStringLiteral("Tick:")).size();
+        };
+        const qsizetype enough = ticks() + kTicksOfTwoUploads;
+        return QTest::qWaitFor([&] { return ticks() >= enough; }, kPatienceMs);
+    }
+
 private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(support::HeadlessX11::programs() + support::Keyring::programs());
+        REQUIRE_PROGRAMS(support::HeadlessX11::programs() + support::Keyring::programs() +
+                         QStringList{QStringLiteral("xdotool")});
         QVERIFY(bool(m_desktop.start()));
         QVERIFY(bool(m_keyring.startBus()));
         const platform::Outcome started =
             m_service.start(m_service.folder() + QStringLiteral("/service.sqlite"),
                             {QStringLiteral("--port"), servicePort()});
         QVERIFY2(bool(started), started ? "" : qPrintable(started.error().text));
+        m_hand.setInterval(std::chrono::seconds(1));
+        m_hand.callOnTimeout([this] {
+            m_right = !m_right;
+            QVERIFY(xdotool(m_desktop,
+                            {QStringLiteral("mousemove_relative"),
+                             QStringLiteral("--"),
+                             m_right ? QStringLiteral("5") : QStringLiteral("-5"),
+                             QStringLiteral("0")}));
+        });
         QVERIFY(bool(m_service.addUser(kEmail, QStringLiteral("Ada"), kPassword)));
+        QVERIFY(bool(m_service.addUser(kOtherEmail, QStringLiteral("Grace"), kPassword)));
     }
 
     void init()
@@ -130,6 +199,8 @@ private Q_SLOTS:
 
     void cleanup()
     {
+        m_hand.stop();
+        m_instance.reset();
         if (!storedToken().isEmpty())
             run({QStringLiteral("--sign-out")});
         m_agent.reset();
@@ -159,6 +230,105 @@ private Q_SLOTS:
         QVERIFY(storedToken().isEmpty());
         QCOMPARE(m_keyring.search(QStringLiteral("authToken")), QString());
         QCOMPARE(diagnosed(QStringLiteral("account")), QStringLiteral("signed out"));
+    }
+
+    void signingOutReachesTheInstanceThatRuns()
+    {
+        QCOMPARE(signIn(), 0);
+        startInstance();
+        const qsizetype before = uploads(1);
+        QTRY_VERIFY_WITH_TIMEOUT(uploads(1) > before, kPatienceMs);
+        QCOMPARE(run({QStringLiteral("--sign-out")}), 0);
+        QCOMPARE(m_agent->lines(), QStringList{QStringLiteral("Signed out")});
+        QVERIFY(storedToken().isEmpty());
+        const qsizetype sent = allUploads();
+        QVERIFY(instanceGoesOn());
+        QCOMPARE(allUploads(), sent);
+    }
+
+    void signingInReachesTheInstanceThatRuns()
+    {
+        QCOMPARE(signIn(), 0);
+        startInstance();
+        const qsizetype before = uploads(1);
+        QTRY_VERIFY_WITH_TIMEOUT(uploads(1) > before, kPatienceMs);
+        QCOMPARE(run({QStringLiteral("--sign-in"), kOtherEmail}, kPassword), 0);
+        QCOMPARE(m_agent->lines(), QStringList{QStringLiteral("Signed in")});
+        const qsizetype old = uploads(1);
+        QTRY_VERIFY_WITH_TIMEOUT(uploads(2) > 0, kPatienceMs);
+        QVERIFY(instanceGoesOn());
+        QCOMPARE(uploads(1), old);
+    }
+
+    void signingInStartsTheServicesOfAnInstanceThatWaitsForIt()
+    {
+        startInstance();
+        QTRY_VERIFY_WITH_TIMEOUT(instanceIsReached(), kPatienceMs);
+        const qsizetype before = uploads(1);
+        QCOMPARE(signIn(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(uploads(1) > before, kPatienceMs);
+    }
+
+    void aFailedSignInLeavesTheInstanceThatRunsAsItWas()
+    {
+        QCOMPARE(signIn(), 0);
+        startInstance();
+        const qsizetype before = uploads(1);
+        QTRY_VERIFY_WITH_TIMEOUT(uploads(1) > before, kPatienceMs);
+        QCOMPARE(run({QStringLiteral("--sign-in"), kOtherEmail}, QStringLiteral("wrong")), 1);
+        const qsizetype then = uploads(1);
+        QTRY_VERIFY_WITH_TIMEOUT(uploads(1) > then, kPatienceMs);
+    }
+
+    void anInstanceThatHangsIsSaid()
+    {
+        QCOMPARE(signIn(), 0);
+        const QByteArray token = storedToken();
+        startInstance();
+        QTRY_VERIFY_WITH_TIMEOUT(instanceIsReached(), kPatienceMs);
+        m_instance->send(SIGSTOP);
+        QCOMPARE(run({QStringLiteral("--sign-out")}), 1);
+        QCOMPARE(run({QStringLiteral("--sign-in"), kOtherEmail}, kPassword), 1);
+        QCOMPARE(
+            m_agent->complaints().count(QStringLiteral(" does not answer; end it and try again")),
+            2);
+        QCOMPARE(storedToken(), token);
+        m_instance->send(SIGCONT);
+    }
+
+    void aSignOutWithALockedKeyringLasts()
+    {
+        QCOMPARE(signIn(), 0);
+        QVERIFY(bool(m_keyring.lock()));
+        QCOMPARE(run({QStringLiteral("--sign-out")}), 0);
+        QVERIFY2(m_agent->lines().value(0).startsWith(
+                     QStringLiteral("Signed out. The keyring cannot be opened now")),
+                 qPrintable(m_agent->lines().join(u' ')));
+        QVERIFY(bool(m_keyring.unlock()));
+        QVERIFY(!storedToken().isEmpty());
+        QCOMPARE(diagnosed(QStringLiteral("account")), QStringLiteral("signed out"));
+        const qsizetype sent = allUploads();
+        startInstance();
+        QTRY_VERIFY_WITH_TIMEOUT(storedToken().isEmpty(), kPatienceMs);
+        QCOMPARE(allUploads(), sent);
+    }
+
+    void anInstanceFinishesASignOutWhenTheKeyringOpens()
+    {
+        QCOMPARE(signIn(), 0);
+        startInstance();
+        const qsizetype before = uploads(1);
+        QTRY_VERIFY_WITH_TIMEOUT(uploads(1) > before, kPatienceMs);
+        QVERIFY(bool(m_keyring.lock()));
+        QCOMPARE(run({QStringLiteral("--sign-out")}), 0);
+        QVERIFY2(m_agent->lines().value(0).startsWith(
+                     QStringLiteral("Signed out. The keyring cannot be opened now")),
+                 qPrintable(m_agent->lines().join(u' ')));
+        const qsizetype sent = allUploads();
+        QVERIFY(bool(m_keyring.unlock()));
+        QTRY_VERIFY_WITH_TIMEOUT(storedToken().isEmpty(), kPatienceMs);
+        QVERIFY(instanceGoesOn());
+        QCOMPARE(allUploads(), sent);
     }
 
     void aNewSignInReplacesTheOneBefore()

@@ -178,6 +178,37 @@ private Q_SLOTS:
 
     void cleanup() { m_bus.reset(); }
 
+    void aTaskIsAnsweredWhenItIsDone()
+    {
+        ApplicationService service(m_bus->address());
+        Told told(service);
+        QList<platform::ApplicationRequests::Answer> answers;
+        connect(&service,
+                &ApplicationService::taskRequested,
+                this,
+                [&answers](const QString& name, const auto& answer) {
+                    QCOMPARE(name, text("sign-out"));
+                    answers.append(answer);
+                });
+        QCOMPARE(service.claim(std::chrono::seconds(3)), ApplicationService::Claim::Primary);
+        service.begin();
+        Caller caller(m_bus->address());
+        const QVariantList signOut{text("sign-out"), QVariantList(), QVariantMap()};
+        const QDBusPendingCall first = caller.begin("ActivateAction", signOut);
+        const QDBusPendingCall second = caller.begin("ActivateAction", signOut);
+        QTRY_COMPARE_WITH_TIMEOUT(answers.size(), 2, kPatienceMs);
+        // Anything asked later is answered first.
+        QCOMPARE(caller.call("Activate", {QVariantMap()}), QString());
+        QVERIFY(!first.isFinished() && !second.isFinished());
+        answers[0](platform::Error{text("no")});
+        answers[0](platform::success()); // the first one counts
+        answers[1](platform::success());
+        QTRY_VERIFY_WITH_TIMEOUT(first.isFinished() && second.isFinished(), kPatienceMs);
+        QCOMPARE(first.error().message(), text("no"));
+        QVERIFY(!second.isError());
+        QCOMPARE(told.lines, QStringList{text("activated []")});
+    }
+
     void whatOtherProgramsAskIsToldInOrder()
     {
         ApplicationService service(m_bus->address());

@@ -75,6 +75,34 @@ private Q_SLOTS:
         QVERIFY(!got.headers.contains("authorization"));
     }
 
+    void secretsAreOverwrittenOnceTheyHaveBeenSent_data()
+    {
+        QTest::addColumn<bool>("isSecret");
+        QTest::newRow("a secret body") << true;
+        QTest::newRow("any other body") << false;
+    }
+
+    void secretsAreOverwrittenOnceTheyHaveBeenSent()
+    {
+        QFETCH(const bool, isSecret);
+        ScriptedServer server;
+        server.willAnswer(ScriptedServer::redirect(307, server.url()));
+        server.willAnswer(ScriptedServer::reply(200, "yes"));
+        platform::HttpRequest request = ::request(server.url());
+        const QByteArray text = "a password";
+        const QByteArray token = "Bearer T";
+        request.body = QByteArray(text.constData(), text.size());
+        request.hasSecretBody = isSecret;
+        const QByteArray header(token.constData(), token.size());
+        request.headers.append({.name = "authorization", .value = header});
+        QVERIFY(response(request));
+        QCOMPARE(server.requests().size(), 2);
+        QCOMPARE(server.requests().constLast().body, text);
+        QCOMPARE(server.requests().constLast().headers.value("authorization"), token);
+        QCOMPARE(request.body, isSecret ? QByteArray(text.size(), '\0') : text);
+        QCOMPARE(header, QByteArray(token.size(), '\0'));
+    }
+
     void everyStatusIsAnAnswer_data()
     {
         QTest::addColumn<int>("status");

@@ -120,6 +120,43 @@ private Q_SLOTS:
         QCOMPARE(m_agent->complaints(), QString());
     }
 
+    void aKeyringThatIsSlowToAnswerShowsNoLoginWindow()
+    {
+        prepare(Account::SignedIn);
+        m_desktop->keyring().pause();
+        QVERIFY(bool(m_agent->start()));
+        QTRY_VERIFY_WITH_TIMEOUT(startAgain() == 0, kPatienceMs); // opened again meanwhile
+        const bool isShown = QTest::qWaitFor([this] { return count(kLogin) > 0; }, 1200);
+        m_desktop->keyring().resume();
+        QVERIFY(!isShown);
+        QTRY_COMPARE_WITH_TIMEOUT(count(kDashboard), 1, kPatienceMs);
+        QCOMPARE(count(kLogin), 0);
+        QVERIFY(m_agent->nextLine());
+    }
+
+    void aKeyringUnlockedLaterReplacesOnlyALoginWindowThatIsNotInUse_data()
+    {
+        QTest::addColumn<bool>("isInUse");
+        QTest::newRow("untouched") << false;
+        QTest::newRow("in use") << true;
+    }
+
+    void aKeyringUnlockedLaterReplacesOnlyALoginWindowThatIsNotInUse()
+    {
+        QFETCH(const bool, isInUse);
+        prepare(Account::SignedIn);
+        QVERIFY(bool(m_desktop->keyring().lock()));
+        QVERIFY(bool(m_agent->start()));
+        QTRY_COMPARE_WITH_TIMEOUT(count(kLogin), 1, kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop->focusedTitle(), kLogin, kPatienceMs);
+        if (isInUse)
+            QVERIFY(xdotool(m_desktop->x11(), {QStringLiteral("type"), QStringLiteral("a")}));
+        QVERIFY(bool(m_desktop->keyring().unlock()));
+        QVERIFY(m_agent->nextLine()); // it records
+        QTRY_COMPARE_WITH_TIMEOUT(count(kDashboard), isInUse ? 0 : 1, kPatienceMs);
+        QCOMPARE(count(kLogin), isInUse ? 1 : 0);
+    }
+
     void signedInTheDashboardOpensAndTrackingRuns()
     {
         prepare(Account::SignedIn);

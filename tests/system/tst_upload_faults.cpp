@@ -22,7 +22,7 @@ namespace {
 constexpr int kSequences = 500;
 constexpr unsigned kSeed = 20261121;
 const QString kEmail = QStringLiteral("ada@example.org");
-const QString kPassword = QStringLiteral("secret");
+const QString kPassword = QStringLiteral("correct horse");
 
 /// A client with less patience than a minute.
 class ImpatientClient final : public platform::HttpClient

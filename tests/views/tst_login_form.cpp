@@ -74,6 +74,8 @@ private Q_SLOTS:
     void disappearingMakesItAccessoryAndForgetsThePassword();
     void theWebSiteIsThatOfTheService_data();
     void theWebSiteIsThatOfTheService();
+    void aFormWithTextOrAnAttemptIsInUse();
+    void aPasswordThatHasServedIsForgotten();
 };
 
 void TestLoginForm::emptyFieldsDoNothing_data()
@@ -221,6 +223,33 @@ void TestLoginForm::appearingMakesTheProgramRegular()
              QStringList({QStringLiteral("regular"), QStringLiteral("activate")}));
     QCOMPARE(bench.calls, QStringList{QStringLiteral("focus")});
     QCOMPARE(bench.form->focusedField(), LoginForm::Field::Email);
+}
+
+void TestLoginForm::aFormWithTextOrAnAttemptIsInUse()
+{
+    FormBench bench;
+    QVERIFY(!bench.form->isInUse());
+    bench.form->setEmail(QStringLiteral("a"));
+    QVERIFY(bench.form->isInUse());
+    bench.form->setEmail({});
+    bench.form->setPassword(QStringLiteral("b"));
+    QVERIFY(bench.form->isInUse());
+    bench.fillIn();
+    bench.form->performLogin();
+    bench.form->setEmail({});
+    bench.form->setPassword({});
+    QVERIFY(bench.form->isInUse());
+    bench.answer(401, "{}");
+    QVERIFY(!bench.form->isInUse());
+}
+
+void TestLoginForm::aPasswordThatHasServedIsForgotten()
+{
+    FormBench bench;
+    bench.fillIn();
+    bench.form->performLogin();
+    bench.succeed();
+    QTRY_COMPARE(bench.form->password(), QString());
 }
 
 void TestLoginForm::disappearingMakesItAccessoryAndForgetsThePassword()

@@ -7,6 +7,7 @@
 #include "platform/app_activation.h"
 #include "platform/main_queue.h"
 #include "platform/url_opener.h"
+#include "platform/wipe.h"
 #include "views/models/service_web_site.h"
 
 #include <utility>
@@ -18,13 +19,6 @@ namespace {
 using platform::ActivationPolicy;
 
 const QString kRefused = QStringLiteral("Invalid email or password. Please try again.");
-
-/// Leaves nothing of `secret` in this copy's memory.
-void forget(QString& secret)
-{
-    secret.fill(u'\0');
-    secret.clear();
-}
 
 } // namespace
 
@@ -41,7 +35,7 @@ LoginForm::LoginForm(ViewContext context, Actions actions)
 
 LoginForm::~LoginForm()
 {
-    forget(m_password);
+    platform::wipe(m_password);
 }
 
 void LoginForm::setEmail(const QString& text)
@@ -57,10 +51,10 @@ void LoginForm::setPassword(const QString& text)
 {
     if (text == m_password)
         return;
-    forget(m_password);
-    m_password = text;
+    QString before = std::exchange(m_password, text);
     Q_EMIT passwordChanged();
     Q_EMIT canSubmitChanged();
+    platform::wipe(before); // after the field has let go of it
 }
 
 bool LoginForm::canSubmit() const
@@ -128,6 +122,7 @@ void LoginForm::finish(bool succeeded)
         setErrorMessage(m_to.authService.lastError().value_or(kRefused));
         return;
     }
+    setPassword({});
     shell::startServices(m_to.syncService, m_to.trackingEngine);
     m_actions.dismiss();
     m_actions.onLoginSuccess();

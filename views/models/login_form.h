@@ -68,14 +68,20 @@ public:
     /// Both fields are filled, and no attempt is under way.
     [[nodiscard]] bool canSubmit() const;
 
+    /// Something is typed, or an attempt is under way.
+    [[nodiscard]] bool isInUse() const
+    {
+        return !m_email.isEmpty() || !m_password.isEmpty() || m_isLoading;
+    }
+
     [[nodiscard]] Field focusedField() const { return m_focusedField; }
 
     void setFocusedField(Field field);
 
     [[nodiscard]] QString serviceHost() const;
 
-    /// The form is on screen for the first time: the program shows itself as one with windows, comes to the front, and
-    /// the e-mail field gets the keyboard.
+    /// The form is on screen for the first time: the program shows itself as one with windows,
+    /// comes to the front, and the e-mail field gets the keyboard.
     void appeared();
 
     /// The form's window is closed: the program goes back to being in the background, and the

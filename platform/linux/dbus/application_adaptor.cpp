@@ -5,6 +5,7 @@
 #include "platform/linux/dbus/application_service.h"
 
 #include <algorithm>
+#include <array>
 
 namespace platform::dbus {
 
@@ -14,6 +15,13 @@ namespace {
 constexpr qsizetype kLongestAddress = 8192;
 constexpr qsizetype kLongestAction = 128;
 constexpr qsizetype kMostAddresses = 64;
+
+bool isTask(const QString& name)
+{
+    using namespace tasks;
+    const std::array all{kSignOut, kSignInBegins, kSignInSaved, kSignInFailed};
+    return std::ranges::find(all, name) != all.end();
+}
 
 } // namespace
 
@@ -57,9 +65,13 @@ void ApplicationAdaptor::ActivateAction(const QString& name,
         m_service->refuse(message, QDBusError::InvalidArgs, QStringLiteral("the name is too long"));
         return;
     }
-    m_service->take(
-        {{.kind = ApplicationCall::Kind::Action, .text = name, .token = tokenIn(platformData)}},
-        message);
+    ApplicationCall call{
+        .kind = ApplicationCall::Kind::Action, .text = name, .token = tokenIn(platformData)};
+    if (isTask(name)) {
+        call.kind = ApplicationCall::Kind::Task;
+        call.answer = m_service->answerTo(message);
+    }
+    m_service->take({call}, message);
 }
 
 } // namespace platform::dbus

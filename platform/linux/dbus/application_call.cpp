@@ -70,6 +70,7 @@ QDBusMessage messageFor(const ApplicationCall& call, const QVariantMap& platform
     case ApplicationCall::Kind::Open:
         return message("Open") << QStringList(call.text) << platformData;
     case ApplicationCall::Kind::Action:
+    case ApplicationCall::Kind::Task:
         return message("ActivateAction") << call.text << QVariantList() << platformData;
     case ApplicationCall::Kind::Activate:
         break;

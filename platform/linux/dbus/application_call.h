@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/activation_token.h"
+#include "platform/application_requests.h"
 
 #include <QDBusMessage>
 #include <QString>
@@ -26,11 +27,13 @@ struct ApplicationCall
         Activate,
         Open,   ///< `text` is the address
         Action, ///< `text` is the name of the action
+        Task,   ///< an action whose asker waits; `text` is its name
     };
 
     Kind kind = Kind::Activate;
     QString text;
     ActivationToken token;
+    ApplicationRequests::Answer answer = {}; ///< of a task that came over the bus
 };
 
 /// The token in a call's platform data: "activation-token", else "desktop-startup-id".

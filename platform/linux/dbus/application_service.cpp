@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <memory>
 #include <utility>
 
 namespace platform::dbus {
@@ -151,6 +152,18 @@ void ApplicationService::take(const QList<ApplicationCall>& calls, const QDBusMe
         Q_EMIT callsWait();
 }
 
+ApplicationRequests::Answer ApplicationService::answerTo(const QDBusMessage& message) const
+{
+    message.setDelayedReply(true);
+    const auto isAnswered = std::make_shared<bool>(false);
+    return [bus = m_bus, message, isAnswered](const Outcome& outcome) {
+        if (std::exchange(*isAnswered, true))
+            return;
+        bus.send(outcome ? message.createReply()
+                         : message.createErrorReply(QDBusError::Failed, outcome.error().text));
+    };
+}
+
 void ApplicationService::refuse(const QDBusMessage& message,
                                 QDBusError::ErrorType type,
                                 const QString& text)
@@ -176,6 +189,9 @@ void ApplicationService::tell(const ApplicationCall& call)
         break;
     case ApplicationCall::Kind::Action:
         Q_EMIT actionRequested(call.text, call.token);
+        break;
+    case ApplicationCall::Kind::Task:
+        Q_EMIT taskRequested(call.text, call.answer);
         break;
     }
 }

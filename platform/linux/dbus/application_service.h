@@ -72,6 +72,9 @@ public:
     /// waits. For the adaptor.
     void take(const QList<ApplicationCall>& calls, const QDBusMessage& message);
 
+    /// What answers `message`, which is not answered otherwise. For the adaptor.
+    [[nodiscard]] Answer answerTo(const QDBusMessage& message) const;
+
     /// Answers `message` with an error. For the adaptor.
     void refuse(const QDBusMessage& message, QDBusError::ErrorType type, const QString& text);
 

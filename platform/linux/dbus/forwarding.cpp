@@ -35,7 +35,7 @@ bool saysOwnerHasGone(const QDBusMessage& reply, const QDeadlineTimer& deadline)
 }
 
 /// "the instance that runs (process 4711)"
-QString runningInstance(ApplicationService& service)
+QString runningInstance(const QDBusConnection& bus)
 {
     const QDBusMessage question =
         QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
@@ -43,20 +43,19 @@ QString runningInstance(ApplicationService& service)
                                        QStringLiteral("org.freedesktop.DBus"),
                                        QStringLiteral("GetConnectionUnixProcessID"))
         << applicationName();
-    const QDBusMessage reply = service.ask(question, kTimeForTheBus);
+    const QDBusMessage reply =
+        bus.call(question, QDBus::Block, static_cast<int>(kTimeForTheBus.count()));
     QString text = QStringLiteral("the instance that runs");
     if (reply.type() != QDBusMessage::ReplyMessage)
         return text;
     return text + QStringLiteral(" (process %1)").arg(reply.arguments().value(0).toUInt());
 }
 
-StartResult failure(ApplicationService& service, const QDBusMessage& reply)
+QString failure(const QDBusConnection& bus, const QDBusMessage& reply)
 {
     const bool hangs = QDBusError(reply).type() == QDBusError::NoReply;
-    return {.kind = StartResult::Kind::Failed,
-            .text = runningInstance(service) +
-                    (hangs ? QStringLiteral(" does not answer; end it and try again")
-                           : QStringLiteral(" refuses: ") + reply.errorMessage())};
+    return runningInstance(bus) + (hangs ? QStringLiteral(" does not answer; end it and try again")
+                                         : QStringLiteral(" refuses: ") + reply.errorMessage());
 }
 
 /// What this process was started for is its own to do.
@@ -94,9 +93,30 @@ StartResult claimOrHandOver(ApplicationService& service,
         if (reply.type() == QDBusMessage::ReplyMessage)
             return {.kind = StartResult::Kind::HandedOver, .text = {}};
         if (!saysOwnerHasGone(reply, deadline) || deadline.hasExpired())
-            return failure(service, reply);
+            return {.kind = StartResult::Kind::Failed,
+                    .text = failure(service.connection(), reply)};
         std::this_thread::sleep_for(kBetweenAttempts);
     }
+}
+
+std::optional<Outcome>
+askRunningInstance(const QDBusConnection& bus, QLatin1StringView task, milliseconds limit)
+{
+    const ApplicationCall call{.kind = ApplicationCall::Kind::Task, .text = task, .token = {}};
+    const QDeadlineTimer deadline(limit);
+    while (bus.isConnected()) {
+        const QDBusMessage reply =
+            bus.call(messageFor(call, {}), QDBus::Block, static_cast<int>(left(deadline).count()));
+        if (reply.type() == QDBusMessage::ReplyMessage)
+            return success();
+        if (!saysOwnerHasGone(reply, deadline))
+            return Error{failure(bus, reply)};
+        if (QDBusError(reply).type() != QDBusError::NoReply)
+            return std::nullopt;
+        // It ended before it had answered; perhaps there is another one by now.
+        std::this_thread::sleep_for(kBetweenAttempts);
+    }
+    return std::nullopt;
 }
 
 } // namespace platform::dbus

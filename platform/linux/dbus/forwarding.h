@@ -3,7 +3,10 @@
 #pragma once
 
 #include "platform/linux/dbus/application_call.h"
+#include "platform/result.h"
 
+#include <QDBusConnection>
+#include <QLatin1StringView>
 #include <QString>
 
 #include <chrono>
@@ -39,5 +42,13 @@ struct StartResult
 claimOrHandOver(ApplicationService& service,
                 const std::optional<ApplicationCall>& request,
                 std::chrono::milliseconds limit = std::chrono::seconds(3));
+
+/// Has the instance that runs, if any is on `bus`, do `task` (platform::tasks) and waits until it
+/// is done. None when no instance runs; an error, with the text to tell the user, when one does not
+/// answer within `limit` or could not do it. Starts no instance. Blocks.
+[[nodiscard]] std::optional<Outcome>
+askRunningInstance(const QDBusConnection& bus,
+                   QLatin1StringView task,
+                   std::chrono::milliseconds limit = std::chrono::seconds(10));
 
 } // namespace platform::dbus

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/posix/stdout_diagnostics.h"
 
+#include "platform/terminal_text.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -16,11 +18,6 @@ namespace platform::posix {
 namespace {
 
 constexpr QLatin1StringView kOfWindows("Tick: ");
-
-bool isControl(char c)
-{
-    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-}
 
 /// True when PIPE_BUF bytes can be written without waiting for a reader.
 bool hasRoom(int descriptor)
@@ -41,8 +38,7 @@ void StdoutDiagnostics::line(QStringView text)
 {
     if (m_sink == Sink::Journal && text.startsWith(kOfWindows))
         return;
-    QByteArray bytes = text.toUtf8();
-    std::ranges::replace_if(bytes, isControl, ' ');
+    QByteArray bytes = terminalText(text);
     bytes.append('\n');
     // One write for a line of ordinary length, so that lines of several threads do not mix.
     for (const char* at = bytes.constData(); at != bytes.constEnd();) {

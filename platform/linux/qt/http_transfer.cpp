@@ -6,6 +6,7 @@
 #include "platform/linux/qt/proxy_lookup.h"
 #include "platform/linux/qt/service_address.h"
 #include "platform/linux/qt/transfer_failures.h"
+#include "platform/wipe.h"
 
 #include <utility>
 
@@ -141,8 +142,21 @@ void HttpTransfer::onFinished()
     const QVariant attribute = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     const auto status = attribute.isValid() ? std::optional(attribute.toInt()) : std::nullopt;
     m_body += m_reply->readAll();
-    if (!status || !follow(*status))
-        finish(received(status));
+    if (status && follow(*status))
+        return;
+    forgetSecrets();
+    finish(received(status));
+}
+
+/// Qt shares what it was given for as long as it keeps the reply, and has sent it by now.
+void HttpTransfer::forgetSecrets()
+{
+    if (m_request.hasSecretBody)
+        overwriteForAll(m_request.body);
+    for (const HttpHeader& header : std::as_const(m_request.headers)) {
+        if (isAuthorization(header))
+            overwriteForAll(header.value);
+    }
 }
 
 /// Sends the request on if the answer says so; false when it is the answer itself.

@@ -54,6 +54,7 @@ private:
     [[nodiscard]] HttpOutcome received(std::optional<int> status) const;
     [[nodiscard]] bool isIncomplete() const;
     void finish(const HttpOutcome& outcome);
+    void forgetSecrets();
 
     QNetworkAccessManager& m_network;
     ProxyLookup& m_proxies;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/linux/secrets/keyring_operation.h"
+#include "platform/wipe.h"
 
 #include <QByteArray>
 #include <QFuture>
@@ -18,6 +19,11 @@ class SaveOperation final : public KeyringOperation
 
 public:
     SaveOperation(const SecretName& name, QByteArray secret, std::chrono::milliseconds limit);
+
+    SaveOperation(const SaveOperation&) = delete;
+    SaveOperation& operator=(const SaveOperation&) = delete;
+
+    ~SaveOperation() override { wipe(m_secret); }
 
     [[nodiscard]] QFuture<bool> future() { return m_promise.future(); }
 

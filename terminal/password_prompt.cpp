@@ -1,21 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/password_prompt.h"
+#include "terminal/password_prompt.h"
 
-#include "platform/linux/posix/file_descriptor.h"
-
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <string>
+#include <optional>
+#include <system_error>
 #include <termios.h>
 #include <unistd.h>
+#include <utility>
 
-namespace platform::posix {
+namespace terminal {
 
 namespace {
 
-constexpr std::size_t kLongestPassword = 4096;
 constexpr char kInterrupt = 0x03;  // Ctrl+C
 constexpr char kEndOfInput = 0x04; // Ctrl+D
 constexpr char kBackspace = 0x08;
@@ -26,12 +24,11 @@ constexpr char kDelete = 0x7F;
 class SilentTerminal final
 {
 public:
-    explicit SilentTerminal(const char* prompt)
+    SilentTerminal()
         : m_isTerminal(tcgetattr(STDIN_FILENO, &m_before) == 0)
     {
         if (!m_isTerminal)
             return;
-        std::fputs(prompt, stderr);
         termios silent = m_before;
         // Without signals: one that ended the process here would leave the terminal silent.
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
@@ -43,10 +40,8 @@ public:
 
     ~SilentTerminal()
     {
-        if (!m_isTerminal)
-            return;
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
-        std::fputc('\n', stderr);
+        if (m_isTerminal)
+            tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
     }
 
     [[nodiscard]] bool isTerminal() const { return m_isTerminal; }
@@ -56,20 +51,11 @@ private:
     bool m_isTerminal;
 };
 
-/// Takes the last character, which may have several bytes, from UTF-8 text.
-void eraseLast(std::string& line)
-{
-    while (!line.empty() && (static_cast<unsigned char>(line.back()) & 0xC0U) == 0x80U)
-        line.pop_back();
-    if (!line.empty())
-        line.pop_back();
-}
-
 /// True when `c` is a key that edits the line, which it then has done.
-bool edits(char c, std::string& line)
+bool edits(char c, Secret& line)
 {
     if (c == kBackspace || c == kDelete)
-        eraseLast(line);
+        line.eraseLast();
     else if (c == kKillLine)
         line.clear();
     else
@@ -77,7 +63,8 @@ bool edits(char c, std::string& line)
     return true;
 }
 
-Outcome readLine(bool isTerminal, std::string& line)
+/// Reads a line without its end; what is wrong, if anything.
+std::optional<std::string> readLine(bool isTerminal, Secret& line)
 {
     for (;;) {
         char c = 0;
@@ -85,34 +72,50 @@ Outcome readLine(bool isTerminal, std::string& line)
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
-            return Error{QStringLiteral("cannot read the password: ") + systemError().text};
+            return "cannot read the password: " + std::system_category().message(errno);
         if (count == 0 || c == '\n' || (isTerminal && (c == '\r' || c == kEndOfInput)))
-            return success();
+            break;
         if (isTerminal && c == kInterrupt)
-            return Error{QStringLiteral("interrupted")};
+            return "interrupted";
         if (isTerminal && edits(c, line))
             continue;
-        if (line.size() == kLongestPassword)
-            return Error{QStringLiteral("the password is too long")};
-        line += c;
+        if (!line.append(c))
+            return "the password is too long";
     }
+    if (line.view().ends_with('\r'))
+        line.eraseLast(); // of a file from elsewhere
+    if (line.isEmpty())
+        return "there is no password on standard input";
+    return std::nullopt;
+}
+
+/// The same after a question, at a terminal.
+std::optional<std::string> ask(bool isTerminal, const char* prompt, Secret& line)
+{
+    if (isTerminal)
+        std::fputs(prompt, stderr);
+    auto fault = readLine(isTerminal, line);
+    if (isTerminal)
+        std::fputc('\n', stderr);
+    return fault;
 }
 
 } // namespace
 
-Result<QString> readPassword(const char* prompt)
+PasswordAnswer readPassword(const char* prompt, Ask times)
 {
-    const SilentTerminal terminal(prompt);
-    std::string line;
-    line.reserve(kLongestPassword); // so that no copies are left behind
-    const Outcome outcome = readLine(terminal.isTerminal(), line);
-    const QString password = QString::fromStdString(line);
-    std::ranges::fill(line, '\0');
-    if (!outcome)
-        return outcome.error();
-    if (password.isEmpty())
-        return Error{QStringLiteral("there is no password on standard input")};
-    return password;
+    const SilentTerminal terminal;
+    Secret password;
+    if (auto fault = ask(terminal.isTerminal(), prompt, password))
+        return *std::move(fault);
+    if (times == Ask::Once || !terminal.isTerminal())
+        return {std::move(password)};
+    Secret again;
+    if (auto fault = ask(true, "The same again: ", again))
+        return *std::move(fault);
+    if (again.view() != password.view())
+        return "the two passwords differ";
+    return {std::move(password)};
 }
 
-} // namespace platform::posix
+} // namespace terminal
