@@ -4,6 +4,7 @@
 
 #include "platform/linux/qt/service_address.h"
 
+#include <QPromise>
 #include <QtConcurrent>
 
 namespace platform::qt {
@@ -12,7 +13,11 @@ QFuture<void> ProxyLookup::ask(const QUrl& url)
 {
     if (isLoopback(url)) {
         m_answers.remove(url.host());
-        return QtFuture::makeReadyFuture();
+        // By hand: Qt 6.4 has another function for it than Qt 6.10, and 6.8 warns of the former.
+        QPromise<void> nothing;
+        nothing.start();
+        nothing.finish();
+        return nothing.future();
     }
     const auto answer =
         QtConcurrent::run([query = QNetworkProxyQuery(url)] { return systemProxyForQuery(query); });
