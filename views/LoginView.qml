@@ -96,7 +96,7 @@ Rectangle {
                         root.model.focusedField = LoginForm.Email;
                 }
                 onSubmitted: root.model.submitEmail()
-                onTextEdited: root.model.email = text
+                onTextChanged: root.model.email = text
             }
             SecureField {
                 id: password
@@ -110,7 +110,7 @@ Rectangle {
                         root.model.focusedField = LoginForm.Password;
                 }
                 onSubmitted: root.model.performLogin()
-                onTextEdited: root.model.password = text
+                onTextChanged: root.model.password = text
             }
         }
         ErrorBox {

@@ -76,11 +76,11 @@ SettingsCard {
         Layout.topMargin: -6
         from: 1
         label: qsTr("Sync Interval")
+        setting: root.model.intervalSlider
         stepSize: 1
         to: 60
-        value: root.model.intervalSlider
 
-        onMoved: root.model.moveIntervalSlider(value)
+        onPicked: wanted => root.model.moveIntervalSlider(wanted)
     }
     ActionButton {
         Layout.fillWidth: true

@@ -10,15 +10,19 @@ T.Switch {
     required property string label
 
     Accessible.name: root.label
-    Keys.onEnterPressed: root.toggleByKey()
-    Keys.onReturnPressed: root.toggleByKey()
+    // Of themselves they would change what is shown and tell nobody.
+    Accessible.onPressAction: root.switchOver()
+    Accessible.onToggleAction: root.switchOver()
+    Keys.onEnterPressed: root.switchOver()
+    Keys.onReturnPressed: root.switchOver()
     focusPolicy: Qt.StrongFocus
     hoverEnabled: true
     implicitHeight: 22
     implicitWidth: 38
     opacity: enabled ? 1 : 0.5
 
-    function toggleByKey() {
+    // As a click does.
+    function switchOver() {
         root.toggle();
         root.toggled();
     }

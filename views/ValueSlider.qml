@@ -8,23 +8,28 @@ T.Slider {
     id: root
 
     required property string label
+    // What the slider is to show.
+    required property real setting
 
-    function moveTo(end: real) {
-        root.value = end;
-        root.moved();
-    }
+    // The user wants another value, by whatever means: a screen reader only sets the value.
+    signal picked(wanted: real)
 
     Accessible.name: root.label
     Keys.onPressed: event => {
         event.accepted = event.key === Qt.Key_Home || event.key === Qt.Key_End;
         if (event.accepted)
-            root.moveTo(event.key === Qt.Key_Home ? root.from : root.to);
+            root.picked(event.key === Qt.Key_Home ? root.from : root.to);
+    }
+    onValueChanged: {
+        if (root.value !== Math.min(root.to, Math.max(root.from, root.setting)))
+            root.picked(root.value);
     }
     focusPolicy: Qt.StrongFocus
     hoverEnabled: true
     implicitHeight: 24
     implicitWidth: 200
     snapMode: T.Slider.SnapAlways
+    value: root.setting
 
     background: Rectangle {
         color: Colors.velomiraGray5

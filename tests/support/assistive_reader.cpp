@@ -17,6 +17,7 @@ constexpr int kPatienceMs = 20000;
 constexpr int kAnswerMs = 5000;
 const QString kLauncher = QStringLiteral("/usr/libexec/at-spi-bus-launcher");
 const QString kAccessible = QStringLiteral("org.a11y.atspi.Accessible");
+const QString kAction = QStringLiteral("org.a11y.atspi.Action");
 const QString kRoot = QStringLiteral("/org/a11y/atspi/accessible/root");
 
 QDBusMessage call(const QDBusConnection& bus,
@@ -195,6 +196,57 @@ QString AssistiveReader::text(const AssistiveElement& element) const
         .arguments()
         .value(0)
         .toString();
+}
+
+QStringList AssistiveReader::actions(const AssistiveElement& element) const
+{
+    const QDBusMessage reply = call(bus(), element, kAction, QStringLiteral("GetActions"));
+    QStringList names;
+    if (reply.type() != QDBusMessage::ReplyMessage)
+        return names;
+    const auto list = reply.arguments().value(0).value<QDBusArgument>();
+    list.beginArray();
+    while (!list.atEnd()) {
+        QString name;
+        QString description;
+        QString keys;
+        list.beginStructure();
+        list >> name >> description >> keys;
+        list.endStructure();
+        names.append(name);
+    }
+    list.endArray();
+    return names;
+}
+
+bool AssistiveReader::perform(const AssistiveElement& element, const QString& action) const
+{
+    const auto index = actions(element).indexOf(action);
+    return index >= 0 &&
+           call(bus(), element, kAction, QStringLiteral("DoAction"), {static_cast<int>(index)})
+                   .type() == QDBusMessage::ReplyMessage;
+}
+
+bool AssistiveReader::setValue(const AssistiveElement& element, double value) const
+{
+    return call(bus(),
+                element,
+                QStringLiteral("org.freedesktop.DBus.Properties"),
+                QStringLiteral("Set"),
+                {QStringLiteral("org.a11y.atspi.Value"),
+                 QStringLiteral("CurrentValue"),
+                 QVariant::fromValue(QDBusVariant(value))})
+               .type() == QDBusMessage::ReplyMessage;
+}
+
+bool AssistiveReader::setText(const AssistiveElement& element, const QString& text) const
+{
+    return call(bus(),
+                element,
+                QStringLiteral("org.a11y.atspi.EditableText"),
+                QStringLiteral("SetTextContents"),
+                {text})
+               .type() == QDBusMessage::ReplyMessage;
 }
 
 } // namespace support

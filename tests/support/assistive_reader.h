@@ -71,6 +71,18 @@ public:
     /// What the element gives away as its text; empty when it has none.
     [[nodiscard]] QString text(const AssistiveElement& element) const;
 
+    /// The names of what can be done with it: "Press".
+    [[nodiscard]] QStringList actions(const AssistiveElement& element) const;
+
+    /// Does what the action of this name does; false when the element does not offer it.
+    [[nodiscard]] bool perform(const AssistiveElement& element, const QString& action) const;
+
+    /// Has a slider stand at `value`; false when it has no value.
+    [[nodiscard]] bool setValue(const AssistiveElement& element, double value) const;
+
+    /// Has a field hold `text`; false when it takes none.
+    [[nodiscard]] bool setText(const AssistiveElement& element, const QString& text) const;
+
 private:
     [[nodiscard]] QDBusConnection bus() const;
     [[nodiscard]] std::vector<AssistiveElement> children(const QString& service,

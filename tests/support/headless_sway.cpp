@@ -50,6 +50,18 @@ QJsonObject nodeWithFocus(const QJsonObject& node)
     return {};
 }
 
+int countTitled(const QJsonObject& node, const QString& title)
+{
+    const bool isIt = node.contains(QLatin1StringView("pid")) &&
+                      node.value(QLatin1StringView("name")).toString() == title;
+    int count = isIt ? 1 : 0;
+    for (const char* kind : {"nodes", "floating_nodes"}) {
+        for (const QJsonValue child : node.value(QLatin1StringView(kind)).toArray())
+            count += countTitled(child.toObject(), title);
+    }
+    return count;
+}
+
 } // namespace
 
 HeadlessSway::~HeadlessSway()
@@ -209,6 +221,33 @@ platform::Outcome HeadlessSway::focusProcess(qint64 pid)
         return platform::Error{
             QStringLiteral("the window of process %1 has not got the focus").arg(pid)};
     return platform::success();
+}
+
+platform::Outcome HeadlessSway::focusTitled(const QString& title)
+{
+    const auto hasFocus = [this, &title] {
+        static_cast<void>(
+            command({QStringLiteral("[title=\"^%1$\"]").arg(title), QStringLiteral("focus")}));
+        return focusedTitle() == title;
+    };
+    if (!QTest::qWaitFor(hasFocus, kPatienceMs))
+        return platform::Error{
+            QStringLiteral("the window \"%1\" has not got the focus").arg(title)};
+    return platform::success();
+}
+
+QString HeadlessSway::focusedTitle() const
+{
+    const QJsonObject node = focusedNode();
+    // A workspace has a name, too, and no process.
+    return node.contains(QLatin1StringView("pid"))
+               ? node.value(QLatin1StringView("name")).toString()
+               : QString();
+}
+
+int HeadlessSway::windowsTitled(const QString& title) const
+{
+    return countTitled(ask(QStringLiteral("get_tree")).object(), title);
 }
 
 platform::Outcome HeadlessSway::showEmptyWorkspace()

@@ -47,6 +47,18 @@ public:
     /// Gives the focus to the window of a process.
     [[nodiscard]] platform::Outcome focusProcess(qint64 pid);
 
+    /// Gives the focus to the window with this title, of whatever program.
+    [[nodiscard]] platform::Outcome focusTitled(const QString& title);
+
+    /// The title of the window that has the focus; empty when none has.
+    [[nodiscard]] QString focusedTitle() const;
+
+    /// How many windows with this title are there.
+    [[nodiscard]] int windowsTitled(const QString& title) const;
+
+    /// Has sway do what a line of its settings says.
+    [[nodiscard]] platform::Outcome command(const QStringList& words) const;
+
     /// The path of sway's own socket.
     [[nodiscard]] const QString& swaySocket() const { return m_swaySocket; }
 
@@ -69,7 +81,6 @@ private:
     [[nodiscard]] platform::Outcome findXDisplay();
     [[nodiscard]] platform::Outcome plugKeyboardIn();
     [[nodiscard]] platform::Outcome showWorkspace(const QString& name);
-    [[nodiscard]] platform::Outcome command(const QStringList& words) const;
     [[nodiscard]] QJsonDocument ask(const QString& question) const;
     [[nodiscard]] QJsonObject focusedNode() const;
 
