@@ -85,7 +85,7 @@ QCoro::Task<bool> AuthService::login(QString email, QString password)
         .url = *url,
         .headers = {{.name = "Content-Type", .value = "application/json"},
                     {.name = "Accept", .value = "application/json"}},
-        .body = *std::exchange(body, std::nullopt),
+        .body = std::move(*body),
         .hasSecretBody = true,
     };
 

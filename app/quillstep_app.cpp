@@ -14,6 +14,7 @@
 #include <QPointer>
 
 #include <chrono>
+#include <utility>
 
 namespace app {
 
@@ -29,8 +30,8 @@ constexpr std::chrono::seconds kTimeForTheKeyring(3);
 
 } // namespace
 
-QuillstepApp::QuillstepApp(const Dependencies& dependencies)
-    : m_to(dependencies)
+QuillstepApp::QuillstepApp(Dependencies dependencies)
+    : m_to(std::move(dependencies))
     , m_appDelegate({
           .authService = m_to.authService,
           .syncService = m_to.syncService,

@@ -46,7 +46,7 @@ public:
         std::function<bool()> finishSettings;
     };
 
-    explicit QuillstepApp(const Dependencies& dependencies);
+    explicit QuillstepApp(Dependencies dependencies);
 
     /// Shows the menu in `item`.
     void showIn(platform::StatusItem& item);

@@ -36,8 +36,7 @@ inline void wipe(QByteArray& secret)
 inline void overwriteForAll(QByteArray secret)
 {
     if (secret.data_ptr().d_ptr() != nullptr)
-        ::explicit_bzero(const_cast<char*>(secret.constData()),
-                         static_cast<std::size_t>(secret.size()));
+        ::explicit_bzero(secret.data_ptr().data(), static_cast<std::size_t>(secret.size()));
 }
 
 inline void wipe(std::string& secret)

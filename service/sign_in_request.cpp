@@ -15,6 +15,7 @@ namespace {
 /// In the memory of the parser, which is ours.
 void wipeParsed(std::string_view parsed)
 {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
     ::sodium_memzero(const_cast<char*>(parsed.data()), parsed.size());
 }
 

@@ -20,9 +20,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -74,7 +74,8 @@ int signIn(LinuxEnvironment& environment, const QDBusConnection& bus, const QStr
     if (const auto* const fault = std::get_if<std::string>(&answer))
         return report(platform::Error{QString::fromStdString(*fault)});
     auto& secret = *std::get_if<terminal::Secret>(&answer);
-    QString password = QString::fromUtf8(secret.view().data(), std::ssize(secret.view()));
+    const std::string_view typed = secret.view();
+    QString password = QString::fromUtf8(typed.data(), static_cast<qsizetype>(typed.size()));
     secret.clear();
     const auto outcome = app::signIn(AuthService::shared(),
                                      environment.facilities().secretStore,

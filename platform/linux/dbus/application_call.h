@@ -33,6 +33,7 @@ struct ApplicationCall
     Kind kind = Kind::Activate;
     QString text;
     ActivationToken token;
+    // NOLINTNEXTLINE(readability-redundant-member-init): most callers leave it out
     ApplicationRequests::Answer answer = {}; ///< of a task that came over the bus
 };
 
