@@ -28,6 +28,11 @@ const QString kDashboard = QStringLiteral("Dashboard");
 const QString kLogin = QStringLiteral("Login");
 const QString kSettings = QStringLiteral("Settings");
 const QString kOther = QStringLiteral("another program");
+#ifdef ACTIVATION_TOKEN_EXECUTABLE
+const QString kTokenProgram = QStringLiteral(ACTIVATION_TOKEN_EXECUTABLE);
+#else
+const QString kTokenProgram;
+#endif
 
 } // namespace
 
@@ -97,7 +102,7 @@ class TestWindowFrontWayland final : public QObject
     [[nodiscard]] QString token()
     {
         m_launcher = std::make_unique<support::ChildProcess>();
-        if (!m_launcher->start(QStringLiteral(ACTIVATION_TOKEN_EXECUTABLE),
+        if (!m_launcher->start(kTokenProgram,
                                {},
                                m_sway->environment(),
                                m_sway->logFile(QStringLiteral("activation_token"))))
@@ -187,6 +192,8 @@ private Q_SLOTS:
     {
         REQUIRE_PROGRAMS(HeadlessSway().programs() + support::Keyring::programs() +
                          AssistiveReader::programs() + requests::programs());
+        QVERIFY2(!kTokenProgram.isEmpty(),
+                 "built without wayland-protocols: scripts/setup.sh test");
     }
 
     void cleanup()
