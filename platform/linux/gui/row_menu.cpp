@@ -69,9 +69,8 @@ RowMenu::~RowMenu() = default;
 
 bool RowMenu::eventFilter(QObject* watched, QEvent* event)
 {
-    // After the menu itself has it: the menu's own font is part of those of its rows.
     if (watched == qGuiApp && event->type() == QEvent::ApplicationFontChange)
-        QMetaObject::invokeMethod(this, &RowMenu::updateFonts, Qt::QueuedConnection);
+        updateFonts();
     return false;
 }
 

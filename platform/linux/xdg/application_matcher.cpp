@@ -26,8 +26,9 @@ bool isInterpreter(const QString& program)
 
 bool isThisProgram(const QStringList& names, const ProcessFacts& process)
 {
-    constexpr QLatin1StringView kIdentifier(kBundleIdentifier.data(), kBundleIdentifier.size());
-    constexpr QLatin1StringView kProgram(kExecutable.data(), kExecutable.size());
+    static constexpr QLatin1StringView kIdentifier(kBundleIdentifier.data(),
+                                                   kBundleIdentifier.size());
+    static constexpr QLatin1StringView kProgram(kExecutable.data(), kExecutable.size());
     return process.executable == kProgram || std::ranges::any_of(names, [](const QString& name) {
                return name.compare(kIdentifier, Qt::CaseInsensitive) == 0 ||
                       name.compare(kProgram, Qt::CaseInsensitive) == 0;
