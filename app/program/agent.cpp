@@ -270,6 +270,9 @@ int Agent::runOnDisplay(ApplicationService& requests, const StartResult& start)
 {
     std::optional<platform::posix::OwnStandardOutput> output(std::in_place);
     passOnToolkitMessages();
+    // What the toolkit calls the icon in the panel, to users and to the desktop. Windows have
+    // titles of their own, and the class that X11WindowHints gives them.
+    QCoreApplication::setApplicationName(QStringLiteral("Velomira"));
     std::optional<platform::gui::WithoutOpenGL> withoutOpenGL(std::in_place);
     QApplication application(m_argc, m_argv);
     withoutOpenGL.reset();

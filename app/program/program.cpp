@@ -14,9 +14,7 @@ namespace app {
 int runProgram(int argc, char** argv, const Agent::Facilities& facilities)
 {
     platform::posix::shieldThisProcess();
-    // What the toolkit calls the icon in the panel, to users and to the desktop. Windows have
-    // titles of their own, and the class that X11WindowHints gives them.
-    QCoreApplication::setApplicationName(QStringLiteral("Velomira"));
+    QCoreApplication::setApplicationName(QStringLiteral("Quillstep"));
     QCoreApplication::setApplicationVersion(
         QString::fromUtf8(platform::kVersion.data(), platform::kVersion.size()));
     const CommandLine commandLine = parseCommandLine(argc, argv);
