@@ -207,6 +207,12 @@ private Q_SLOTS:
         m_keyring.kill();
     }
 
+    void theVersionIsThatOfQuillstep()
+    {
+        QCOMPARE(run({QStringLiteral("--version")}), 0);
+        QCOMPARE(m_agent->lines(), QStringList{QStringLiteral("Quillstep " QUILLSTEP_VERSION)});
+    }
+
     void aSessionLastsUntilItIsEnded()
     {
         QCOMPARE(diagnosed(QStringLiteral("account")), QStringLiteral("signed out"));
