@@ -21,6 +21,6 @@ using PasswordAnswer = std::variant<Secret, std::string>;
 /// Reads one line from standard input, never an empty one. At a terminal it asks with `prompt`
 /// first and shows nothing of what is typed; Ctrl+C there is a fault, and the terminal is as
 /// before. Two different answers are a fault. Blocks. For the agent and for the service alike.
-[[nodiscard]] PasswordAnswer readPassword(const char* prompt, Ask ask = Ask::Once);
+[[nodiscard]] PasswordAnswer readPassword(const char* prompt, Ask times = Ask::Once);
 
 } // namespace terminal

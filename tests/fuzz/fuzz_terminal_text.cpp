@@ -1,10 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-// Any UTF-16 as a line: what comes out is valid UTF-8 of as many code points, none of which steers
-// a terminal, and comes out the same way again.
+// Any UTF-16 as a line: what comes out is valid UTF-8 in which nothing steers a terminal, and comes
+// out the same way again.
+#include "platform/exact_utf8.h"
 #include "platform/terminal_text.h"
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 #include <QUtf8StringView>
 
@@ -35,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     std::memcpy(text.data(), bytes, (size / 2) * 2);
     const QByteArray out = platform::terminalText(text);
     require(QUtf8StringView(out).isValidUtf8());
-    const QString read = QString::fromUtf8(out);
+    const QString read = platform::fromExactUtf8(out.toStdString());
     for (const char32_t c : read.toUcs4())
         require(!steers(c));
     require(platform::terminalText(read) == out);
