@@ -127,10 +127,9 @@ QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
     const std::function<void()> encode = [batch] {
         batch->encode();
     };
-    platform::HttpRequest request = requestTo(*url);
-    const std::optional<QString> token = m_auth.token();
     if (!co_await inBackground(encode))
         co_return;
+    platform::HttpRequest request = requestTo(*url);
     if (const std::optional<QString> error = batch->encodingError) {
         failWith(*error, QStringLiteral("EncodingFailure: ") + *error);
         co_return;
@@ -139,11 +138,6 @@ QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
             .arg(batch->body.size())
             .arg(batch->rowCount));
     request.body = batch->body;
-    // Nothing goes out for an account that was left while much was encoded.
-    if (m_auth.token() != token) {
-        fail(QStringLiteral("Not authenticated"));
-        co_return;
-    }
 
     const QPointer<SyncService> self(this);
     const platform::HttpOutcome outcome = co_await m_environment.httpClient.send(request);

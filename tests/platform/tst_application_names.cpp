@@ -7,6 +7,7 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using namespace platform::xdg;
 using namespace std::chrono_literals;
 using support::DesktopFiles;
@@ -26,70 +27,70 @@ private Q_SLOTS:
     void theFirstQuestionWaitsForTheDesktopFiles()
     {
         for (int i = 0; i < 300; ++i)
-            QVERIFY(m_files->add(u"filler%1.desktop"_qs.arg(i), "Name=F"));
-        QVERIFY(m_files->add(u"a.desktop"_qs, "Name=Editor"));
+            QVERIFY(m_files->add(u"filler%1.desktop"_s.arg(i), "Name=F"));
+        QVERIFY(m_files->add(u"a.desktop"_s, "Name=Editor"));
         ApplicationNames names({m_files->folder()});
-        QCOMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"Editor"_qs));
+        QCOMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Editor"_s));
     }
 
     void aFileAddedLaterIsNoticed()
     {
         ApplicationNames names({m_files->folder()}, {.checkInterval = 0ms});
-        QCOMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"a"_qs));
-        QVERIFY(m_files->add(u"a.desktop"_qs, "Name=Editor"));
-        QTRY_COMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"Editor"_qs));
+        QCOMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"a"_s));
+        QVERIFY(m_files->add(u"a.desktop"_s, "Name=Editor"));
+        QTRY_COMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Editor"_s));
     }
 
     void aFolderAddedLaterIsNoticed()
     {
-        ApplicationNames names({m_files->path(u"later"_qs)}, {.checkInterval = 0ms});
-        QCOMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"a"_qs));
-        QVERIFY(m_files->add(u"later/a.desktop"_qs, "Name=Editor"));
-        QTRY_COMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"Editor"_qs));
+        ApplicationNames names({m_files->path(u"later"_s)}, {.checkInterval = 0ms});
+        QCOMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"a"_s));
+        QVERIFY(m_files->add(u"later/a.desktop"_s, "Name=Editor"));
+        QTRY_COMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Editor"_s));
     }
 
     void aRemovedFileIsNoticed()
     {
-        QVERIFY(m_files->add(u"a.desktop"_qs, "Name=Editor"));
+        QVERIFY(m_files->add(u"a.desktop"_s, "Name=Editor"));
         ApplicationNames names({m_files->folder()}, {.checkInterval = 0ms});
-        QCOMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"Editor"_qs));
-        QVERIFY(QFile::remove(m_files->path(u"a.desktop"_qs)));
-        QTRY_COMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"a"_qs));
+        QCOMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Editor"_s));
+        QVERIFY(QFile::remove(m_files->path(u"a.desktop"_s)));
+        QTRY_COMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"a"_s));
     }
 
     void foldersAreNotLookedAtBeforeTheInterval()
     {
         ApplicationNames names({m_files->folder()}, {.checkInterval = 1h});
-        QCOMPARE(names.identify({u"a"_qs}, 0).name, std::optional(u"a"_qs));
-        QVERIFY(m_files->add(u"a.desktop"_qs, "Name=Editor"));
-        QVERIFY(m_files->add(u"b.desktop"_qs, "Name=Viewer"));
-        QCOMPARE(names.identify({u"b"_qs}, 0).name, std::optional(u"b"_qs));
+        QCOMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"a"_s));
+        QVERIFY(m_files->add(u"a.desktop"_s, "Name=Editor"));
+        QVERIFY(m_files->add(u"b.desktop"_s, "Name=Viewer"));
+        QCOMPARE(names.identify({u"b"_s}, 0).name, std::optional(u"b"_s));
     }
 
     void aRepeatedQuestionReadsNoProcess()
     {
-        QVERIFY(m_files->add(u"editor.desktop"_qs, "Name=Editor\nExec=prog"));
+        QVERIFY(m_files->add(u"editor.desktop"_s, "Name=Editor\nExec=prog"));
         ApplicationNames names({m_files->folder()}, optionsWithProgram());
         QVERIFY(answersAndThenForgetsTheProgram(names));
-        QCOMPARE(names.identify({u"x"_qs}, kPid).name, std::optional(u"Editor"_qs));
+        QCOMPARE(names.identify({u"x"_s}, kPid).name, std::optional(u"Editor"_s));
         // Another question does look, and finds nothing.
-        QCOMPARE(names.identify({u"y"_qs}, kPid).name, std::optional(u"y"_qs));
+        QCOMPARE(names.identify({u"y"_s}, kPid).name, std::optional(u"y"_s));
     }
 
     void onlyTheLastAnswersAreKept()
     {
-        QVERIFY(m_files->add(u"editor.desktop"_qs, "Name=Editor\nExec=prog"));
+        QVERIFY(m_files->add(u"editor.desktop"_s, "Name=Editor\nExec=prog"));
         ApplicationNames names({m_files->folder()}, optionsWithProgram());
         QVERIFY(answersAndThenForgetsTheProgram(names));
         for (int i = 0; i < 1000; ++i)
             QVERIFY(names.identify({QString::number(i)}, 0).name.has_value());
-        QCOMPARE(names.identify({u"x"_qs}, kPid).name, std::optional(u"x"_qs));
+        QCOMPARE(names.identify({u"x"_s}, kPid).name, std::optional(u"x"_s));
     }
 
     void itEndsWhileItIsStillReading()
     {
         for (int i = 0; i < 300; ++i)
-            QVERIFY(m_files->add(u"filler%1.desktop"_qs.arg(i), "Name=F"));
+            QVERIFY(m_files->add(u"filler%1.desktop"_s.arg(i), "Name=F"));
         const ApplicationNames names({m_files->folder()});
     }
 
@@ -105,8 +106,8 @@ private:
     [[nodiscard]] bool answersAndThenForgetsTheProgram(ApplicationNames& names) const
     {
         const QString process = m_proc->filePath(QString::number(kPid));
-        return QDir().mkpath(process) && QFile::link(u"/usr/bin/prog"_qs, process + u"/exe"_qs) &&
-               names.identify({u"x"_qs}, kPid).name == u"Editor"_qs &&
+        return QDir().mkpath(process) && QFile::link(u"/usr/bin/prog"_s, process + u"/exe"_s) &&
+               names.identify({u"x"_s}, kPid).name == u"Editor"_s &&
                QDir(process).removeRecursively();
     }
 

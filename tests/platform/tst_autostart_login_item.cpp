@@ -11,6 +11,7 @@
 #include <optional>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
 using platform::xdg::AutostartLoginItem;
 using support::AutostartFolders;
 
@@ -50,7 +51,7 @@ protected:
 
     void makeFailing() override
     {
-        QVERIFY(support::writeFile(m_folders->configHome() + u"/autostart"_qs, "a file"));
+        QVERIFY(support::writeFile(m_folders->configHome() + u"/autostart"_s, "a file"));
     }
 
 private:
@@ -84,12 +85,12 @@ private Q_SLOTS:
     {
         QVERIFY(m_item->setEnabled(true));
         QCOMPARE(modeOf(m_folders->configHome()), 0700U);
-        QCOMPARE(modeOf(m_folders->configHome() + u"/autostart"_qs), 0700U);
+        QCOMPARE(modeOf(m_folders->configHome() + u"/autostart"_s), 0700U);
     }
 
     void existingFoldersStayAsTheyAre()
     {
-        const QString folder = m_folders->configHome() + u"/autostart"_qs;
+        const QString folder = m_folders->configHome() + u"/autostart"_s;
         QVERIFY(QDir().mkpath(folder));
         QCOMPARE(::chmod(QFile::encodeName(folder).constData(), 0755), 0);
         QVERIFY(m_item->setEnabled(true));
@@ -102,7 +103,7 @@ private Q_SLOTS:
         QVERIFY(m_item->setEnabled(true));
         QVERIFY(m_item->setEnabled(false));
         QCOMPARE(
-            QDir(m_folders->configHome() + u"/autostart"_qs).entryList(QDir::Files | QDir::Hidden),
+            QDir(m_folders->configHome() + u"/autostart"_s).entryList(QDir::Files | QDir::Hidden),
             QStringList());
     }
 
@@ -123,29 +124,29 @@ private Q_SLOTS:
     void theProgramMustBeThere()
     {
         QVERIFY(startsWith(execOf(u'"' + program() + u'"')));
-        QVERIFY(startsWith(execOf(program() + u" --option %u"_qs)));
-        QVERIFY(!startsWith(execOf(program() + u"-gone"_qs)));
+        QVERIFY(startsWith(execOf(program() + u" --option %u"_s)));
+        QVERIFY(!startsWith(execOf(program() + u"-gone"_s)));
         QVERIFY(!startsWith(execOf(u'"' + program())));
         QVERIFY(!startsWith(execOf(m_folders->configHome()))); // a folder
-        QVERIFY(support::writeFile(m_folders->path(u"text"_qs), "no program"));
-        QVERIFY(!startsWith(execOf(m_folders->path(u"text"_qs))));
+        QVERIFY(support::writeFile(m_folders->path(u"text"_s), "no program"));
+        QVERIFY(!startsWith(execOf(m_folders->path(u"text"_s))));
         QVERIFY(!startsWith(execOf(program()) + "TryExec=/gone\n"));
         QVERIFY(startsWith(execOf(program()) + "TryExec=" + program().toUtf8() + '\n'));
     }
 
     void programsAreFoundByNameInTheirFoldersOnly()
     {
-        QVERIFY(!startsWith(execOf(u"tool"_qs)));
-        AutostartFolders::addProgram(m_folders->path(u"bin/tool"_qs));
-        QVERIFY(startsWith(execOf(u"tool"_qs)));
-        QVERIFY(startsWith(execOf(u"tool"_qs) + "TryExec=tool\n"));
-        QVERIFY(!startsWith(execOf(u"./tool"_qs)));
-        QVERIFY(!startsWith(execOf(u"bin/tool"_qs)));
-        QVERIFY(!startsWith(execOf(u"sh"_qs)));
-        QVERIFY(startsWith(execOf(u"env tool"_qs)));
-        QVERIFY(startsWith(execOf(u"/usr/bin/env A=/b B= tool --option"_qs)));
-        QVERIFY(!startsWith(execOf(u"env A=b gone"_qs)));
-        QVERIFY(!startsWith(execOf(u"env"_qs)));
+        QVERIFY(!startsWith(execOf(u"tool"_s)));
+        AutostartFolders::addProgram(m_folders->path(u"bin/tool"_s));
+        QVERIFY(startsWith(execOf(u"tool"_s)));
+        QVERIFY(startsWith(execOf(u"tool"_s) + "TryExec=tool\n"));
+        QVERIFY(!startsWith(execOf(u"./tool"_s)));
+        QVERIFY(!startsWith(execOf(u"bin/tool"_s)));
+        QVERIFY(!startsWith(execOf(u"sh"_s)));
+        QVERIFY(startsWith(execOf(u"env tool"_s)));
+        QVERIFY(startsWith(execOf(u"/usr/bin/env A=/b B= tool --option"_s)));
+        QVERIFY(!startsWith(execOf(u"env A=b gone"_s)));
+        QVERIFY(!startsWith(execOf(u"env"_s)));
     }
 
     void entriesForOtherDesktopsDoNotCount()
@@ -266,29 +267,29 @@ private Q_SLOTS:
         QVERIFY(!outcome);
         QCOMPARE(
             outcome.error().text,
-            u"cannot create the folder %1/autostart: File exists"_qs.arg(m_folders->configHome()));
-        QCOMPARE(AutostartFolders::read(m_folders->configHome() + u"/autostart"_qs),
+            u"cannot create the folder %1/autostart: File exists"_s.arg(m_folders->configHome()));
+        QCOMPARE(AutostartFolders::read(m_folders->configHome() + u"/autostart"_s),
                  QByteArray("a file"));
     }
 
     void aFolderInTheEntrysPlaceIsAnError()
     {
-        QVERIFY(QDir().mkpath(m_folders->userFile() + u"/x"_qs));
+        QVERIFY(QDir().mkpath(m_folders->userFile() + u"/x"_s));
         QVERIFY(!m_item->isEnabled());
         const platform::Outcome enabled = m_item->setEnabled(true);
         QVERIFY(!enabled);
         QCOMPARE(enabled.error().text,
-                 u"cannot write %1: Is a directory"_qs.arg(m_folders->userFile()));
+                 u"cannot write %1: Is a directory"_s.arg(m_folders->userFile()));
         const platform::Outcome disabled = m_item->setEnabled(false);
         QVERIFY(!disabled);
         QCOMPARE(disabled.error().text,
-                 u"cannot remove %1: Is a directory"_qs.arg(m_folders->userFile()));
+                 u"cannot remove %1: Is a directory"_s.arg(m_folders->userFile()));
         QVERIFY(!m_item->isEnabled());
     }
 
     void aProgramThatHasGoneIsNotRegistered()
     {
-        for (const QString& gone : {QString(), u"monitor"_qs, program() + u" (deleted)"_qs}) {
+        for (const QString& gone : {QString(), u"monitor"_s, program() + u" (deleted)"_s}) {
             AutostartLoginItem item = m_folders->itemOf(gone);
             const platform::Outcome outcome = item.setEnabled(true);
             QVERIFY(!outcome);
@@ -301,22 +302,22 @@ private Q_SLOTS:
     void anyPathOfTheProgramWorks_data()
     {
         QTest::addColumn<QString>("name");
-        QTest::newRow("space") << u"a b"_qs;
-        QTest::newRow("quotes") << u"it's \"quoted\""_qs;
-        QTest::newRow("backslashes") << u"a\\b \\n\\s\\\\"_qs;
-        QTest::newRow("percent signs") << u"100%u %% %f"_qs;
-        QTest::newRow("percent sign alone") << u"100%f%%"_qs;
-        QTest::newRow("percent and equals sign") << u"100%=1"_qs;
-        QTest::newRow("shell") << u"$HOME `id` $(id);a&b|c>d<e*?#~[x]{y}!"_qs;
-        QTest::newRow("line break and tab") << u" a\n\tb\r "_qs;
-        QTest::newRow("equals sign and semicolon") << u"a=b;c"_qs;
-        QTest::newRow("other scripts") << u"Bücher 中 😀"_qs;
+        QTest::newRow("space") << u"a b"_s;
+        QTest::newRow("quotes") << u"it's \"quoted\""_s;
+        QTest::newRow("backslashes") << u"a\\b \\n\\s\\\\"_s;
+        QTest::newRow("percent signs") << u"100%u %% %f"_s;
+        QTest::newRow("percent sign alone") << u"100%f%%"_s;
+        QTest::newRow("percent and equals sign") << u"100%=1"_s;
+        QTest::newRow("shell") << u"$HOME `id` $(id);a&b|c>d<e*?#~[x]{y}!"_s;
+        QTest::newRow("line break and tab") << u" a\n\tb\r "_s;
+        QTest::newRow("equals sign and semicolon") << u"a=b;c"_s;
+        QTest::newRow("other scripts") << u"Bücher 中 😀"_s;
     }
 
     void anyPathOfTheProgramWorks()
     {
         QFETCH(const QString, name);
-        const QString path = m_folders->path(u"programs/"_qs + name);
+        const QString path = m_folders->path(u"programs/"_s + name);
         AutostartFolders::addProgram(path);
         AutostartLoginItem item = m_folders->itemOf(path);
         QVERIFY(item.setEnabled(true));
@@ -328,18 +329,18 @@ private Q_SLOTS:
     void theSessionIsWhatTheEnvironmentSays()
     {
         QProcessEnvironment environment;
-        environment.insert(u"HOME"_qs, u"/home/x"_qs);
-        environment.insert(u"XDG_CONFIG_DIRS"_qs, u"/a::relative:/b"_qs);
-        environment.insert(u"XDG_CURRENT_DESKTOP"_qs, u"Desk:Base"_qs);
-        environment.insert(u"PATH"_qs, u"/bin:.:/usr/bin"_qs);
+        environment.insert(u"HOME"_s, u"/home/x"_s);
+        environment.insert(u"XDG_CONFIG_DIRS"_s, u"/a::relative:/b"_s);
+        environment.insert(u"XDG_CURRENT_DESKTOP"_s, u"Desk:Base"_s);
+        environment.insert(u"PATH"_s, u"/bin:.:/usr/bin"_s);
         const auto session = AutostartLoginItem::Session::of(environment);
-        QCOMPARE(session.configHome, std::optional(u"/home/x/.config"_qs));
-        QCOMPARE(session.configDirs, QStringList({u"/a"_qs, u"/b"_qs}));
-        QCOMPARE(session.currentDesktops, QStringList({u"Desk"_qs, u"Base"_qs}));
-        QCOMPARE(session.programFolders, QStringList({u"/bin"_qs, u"/usr/bin"_qs}));
+        QCOMPARE(session.configHome, std::optional(u"/home/x/.config"_s));
+        QCOMPARE(session.configDirs, QStringList({u"/a"_s, u"/b"_s}));
+        QCOMPARE(session.currentDesktops, QStringList({u"Desk"_s, u"Base"_s}));
+        QCOMPARE(session.programFolders, QStringList({u"/bin"_s, u"/usr/bin"_s}));
         const auto bare = AutostartLoginItem::Session::of(QProcessEnvironment());
         QVERIFY(!bare.configHome);
-        QCOMPARE(bare.configDirs, QStringList({u"/etc/xdg"_qs}));
+        QCOMPARE(bare.configDirs, QStringList({u"/etc/xdg"_s}));
     }
 };
 

@@ -5,6 +5,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace platform::xdg;
 
 class TestDesktopEntryFolders final : public QObject
@@ -15,54 +16,54 @@ private Q_SLOTS:
     void withoutVariablesTheDefaultsCount()
     {
         QProcessEnvironment environment;
-        environment.insert(u"HOME"_qs, u"/home/u"_qs);
-        const QStringList expected{u"/home/u/.local/share/applications"_qs,
-                                   u"/usr/local/share/applications"_qs,
-                                   u"/usr/share/applications"_qs,
-                                   u"/var/lib/flatpak/exports/share/applications"_qs,
-                                   u"/home/u/.local/share/flatpak/exports/share/applications"_qs,
-                                   u"/var/lib/snapd/desktop/applications"_qs};
+        environment.insert(u"HOME"_s, u"/home/u"_s);
+        const QStringList expected{u"/home/u/.local/share/applications"_s,
+                                   u"/usr/local/share/applications"_s,
+                                   u"/usr/share/applications"_s,
+                                   u"/var/lib/flatpak/exports/share/applications"_s,
+                                   u"/home/u/.local/share/flatpak/exports/share/applications"_s,
+                                   u"/var/lib/snapd/desktop/applications"_s};
         QCOMPARE(desktopEntryFolders(environment), expected);
 
-        environment.insert(u"XDG_DATA_HOME"_qs, QString());
-        environment.insert(u"XDG_DATA_DIRS"_qs, QString());
+        environment.insert(u"XDG_DATA_HOME"_s, QString());
+        environment.insert(u"XDG_DATA_DIRS"_s, QString());
         QCOMPARE(desktopEntryFolders(environment), expected);
     }
 
     void variablesComeInTheirOrderAndOnce()
     {
         QProcessEnvironment environment;
-        environment.insert(u"HOME"_qs, u"/home/u"_qs);
-        environment.insert(u"XDG_DATA_HOME"_qs, u"/d"_qs);
-        environment.insert(u"XDG_DATA_DIRS"_qs, u"/b/:/a:/b:/var/lib/flatpak/exports/share::/"_qs);
-        const QStringList expected{u"/d/applications"_qs,
-                                   u"/b/applications"_qs,
-                                   u"/a/applications"_qs,
-                                   u"/var/lib/flatpak/exports/share/applications"_qs,
-                                   u"//applications"_qs,
-                                   u"/d/flatpak/exports/share/applications"_qs,
-                                   u"/var/lib/snapd/desktop/applications"_qs};
+        environment.insert(u"HOME"_s, u"/home/u"_s);
+        environment.insert(u"XDG_DATA_HOME"_s, u"/d"_s);
+        environment.insert(u"XDG_DATA_DIRS"_s, u"/b/:/a:/b:/var/lib/flatpak/exports/share::/"_s);
+        const QStringList expected{u"/d/applications"_s,
+                                   u"/b/applications"_s,
+                                   u"/a/applications"_s,
+                                   u"/var/lib/flatpak/exports/share/applications"_s,
+                                   u"//applications"_s,
+                                   u"/d/flatpak/exports/share/applications"_s,
+                                   u"/var/lib/snapd/desktop/applications"_s};
         QCOMPARE(desktopEntryFolders(environment), expected);
     }
 
     void relativePathsAreIgnored()
     {
         QProcessEnvironment environment;
-        environment.insert(u"HOME"_qs, u"/home/u"_qs);
-        environment.insert(u"XDG_DATA_HOME"_qs, u"here"_qs);
-        environment.insert(u"XDG_DATA_DIRS"_qs, u"there:/a"_qs);
+        environment.insert(u"HOME"_s, u"/home/u"_s);
+        environment.insert(u"XDG_DATA_HOME"_s, u"here"_s);
+        environment.insert(u"XDG_DATA_DIRS"_s, u"there:/a"_s);
         const QStringList folders = desktopEntryFolders(environment);
-        QCOMPARE(folders.at(0), u"/home/u/.local/share/applications"_qs);
-        QCOMPARE(folders.at(1), u"/a/applications"_qs);
+        QCOMPARE(folders.at(0), u"/home/u/.local/share/applications"_s);
+        QCOMPARE(folders.at(1), u"/a/applications"_s);
     }
 
     void subFoldersBecomePrefixesOfTheId()
     {
-        QCOMPARE(desktopIdOfPath(u"a.desktop"_qs), u"a"_qs);
-        QCOMPARE(desktopIdOfPath(u"kde/net/a.desktop"_qs), u"kde-net-a"_qs);
-        QCOMPARE(desktopIdOfPath(u"a.txt"_qs), QString());
-        QCOMPARE(desktopIdOfFile(u"/x/applications/y/applications/kde/a.desktop"_qs), u"kde-a"_qs);
-        QCOMPARE(desktopIdOfFile(u"/home/u/Desktop/a.desktop"_qs), u"a"_qs);
+        QCOMPARE(desktopIdOfPath(u"a.desktop"_s), u"a"_s);
+        QCOMPARE(desktopIdOfPath(u"kde/net/a.desktop"_s), u"kde-net-a"_s);
+        QCOMPARE(desktopIdOfPath(u"a.txt"_s), QString());
+        QCOMPARE(desktopIdOfFile(u"/x/applications/y/applications/kde/a.desktop"_s), u"kde-a"_s);
+        QCOMPARE(desktopIdOfFile(u"/home/u/Desktop/a.desktop"_s), u"a"_s);
         QCOMPARE(desktopIdOfFile(QString()), QString());
     }
 };

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <limits>
 
+using namespace Qt::StringLiterals;
 using platform::DurationText;
 
 class TestDurationText final : public QObject
@@ -57,25 +58,25 @@ private Q_SLOTS:
     void aNegativeSpanHasOneSign()
     {
         const DurationText durations;
-        QCOMPARE(durations.text(-3661), u"-1h 1m 1s"_qs);
-        QCOMPARE(durations.text(-60), u"-1m"_qs);
-        QCOMPARE(durations.text(-1.9), u"-1s"_qs);
-        QCOMPARE(durations.text(-0.9), u"0s"_qs);
+        QCOMPARE(durations.text(-3661), u"-1h 1m 1s"_s);
+        QCOMPARE(durations.text(-60), u"-1m"_s);
+        QCOMPARE(durations.text(-1.9), u"-1s"_s);
+        QCOMPARE(durations.text(-0.9), u"0s"_s);
     }
 
     void whatIsNotFiniteIsNothing()
     {
         const DurationText durations;
-        QCOMPARE(durations.text(std::numeric_limits<double>::quiet_NaN()), u"0s"_qs);
-        QCOMPARE(durations.text(std::numeric_limits<double>::infinity()), u"0s"_qs);
-        QCOMPARE(durations.text(-std::numeric_limits<double>::infinity()), u"0s"_qs);
+        QCOMPARE(durations.text(std::numeric_limits<double>::quiet_NaN()), u"0s"_s);
+        QCOMPARE(durations.text(std::numeric_limits<double>::infinity()), u"0s"_s);
+        QCOMPARE(durations.text(-std::numeric_limits<double>::infinity()), u"0s"_s);
     }
 
     void noSpanIsTooLong()
     {
         const DurationText durations;
-        QCOMPARE(durations.text(1e7), u"2,777h 46m 40s"_qs);
-        QCOMPARE(durations.text(0x1p53 - 1), u"2,501,999,792,983h 36m 31s"_qs);
+        QCOMPARE(durations.text(1e7), u"2,777h 46m 40s"_s);
+        QCOMPARE(durations.text(0x1p53 - 1), u"2,501,999,792,983h 36m 31s"_s);
         // More seconds than a 64-bit integer holds.
         QVERIFY(durations.text(0x1p63).startsWith(u"2,562,047,788,015,215h"));
         const QString longest = durations.text(std::numeric_limits<double>::max());

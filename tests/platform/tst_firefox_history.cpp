@@ -12,6 +12,7 @@
 #include <memory>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
 using namespace platform::atspi;
 
 namespace {
@@ -33,16 +34,16 @@ private Q_SLOTS:
     {
         m_folder = std::make_unique<QTemporaryDir>();
         QVERIFY(m_folder->isValid());
-        write(u"profile/.parentlock"_qs, {});
-        write(u"profile/prefs.js"_qs, kOther);
-        write(u"lib/fox/fox"_qs, {});
+        write(u"profile/.parentlock"_s, {});
+        write(u"profile/prefs.js"_s, kOther);
+        write(u"lib/fox/fox"_s, {});
         start(100);
-        link(m_folder->path(), u"root"_qs + m_folder->path());
-        link(inside(u"root"_qs), process(u"root"_qs));
-        link(inside(u"lib/fox/fox"_qs), process(u"exe"_qs));
-        link(inside(u"profile/places.sqlite"_qs), process(u"fd/13"_qs));
-        link(inside(u"profile/.parentlock"_qs), process(u"fd/14"_qs));
-        m_history = std::make_unique<FirefoxHistory>(inside(u"proc"_qs));
+        link(m_folder->path(), u"root"_s + m_folder->path());
+        link(inside(u"root"_s), process(u"root"_s));
+        link(inside(u"lib/fox/fox"_s), process(u"exe"_s));
+        link(inside(u"profile/places.sqlite"_s), process(u"fd/13"_s));
+        link(inside(u"profile/.parentlock"_s), process(u"fd/14"_s));
+        m_history = std::make_unique<FirefoxHistory>(inside(u"proc"_s));
     }
 
     void cleanup()
@@ -139,15 +140,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("file");
         QTest::addColumn<QByteArray>("text");
         const QByteArray policies = "{\"policies\": {\"PrivateBrowsingModeAvailability\": 2}}";
-        QTest::newRow("profile") << u"profile/prefs.js"_qs << QByteArray(kNever);
-        QTest::newRow("user") << u"profile/user.js"_qs << QByteArray(kNever);
+        QTest::newRow("profile") << u"profile/prefs.js"_s << QByteArray(kNever);
+        QTest::newRow("user") << u"profile/user.js"_s << QByteArray(kNever);
         QTest::newRow("policies of the program")
-            << u"lib/fox/distribution/policies.json"_qs << policies;
-        QTest::newRow("policies") << u"root/etc/firefox/policies/policies.json"_qs << policies;
-        QTest::newRow("policies, own") << u"root/etc/fox/policies/policies.json"_qs << policies;
-        QTest::newRow("program") << u"lib/fox/defaults/pref/a.js"_qs << QByteArray(kNever);
-        QTest::newRow("system") << u"root/etc/fox/a.js"_qs << QByteArray(kNever);
-        QTest::newRow("script") << u"lib/fox/fox.cfg"_qs << QByteArray(kNever);
+            << u"lib/fox/distribution/policies.json"_s << policies;
+        QTest::newRow("policies") << u"root/etc/firefox/policies/policies.json"_s << policies;
+        QTest::newRow("policies, own") << u"root/etc/fox/policies/policies.json"_s << policies;
+        QTest::newRow("program") << u"lib/fox/defaults/pref/a.js"_s << QByteArray(kNever);
+        QTest::newRow("system") << u"root/etc/fox/a.js"_s << QByteArray(kNever);
+        QTest::newRow("script") << u"lib/fox/fox.cfg"_s << QByteArray(kNever);
     }
 
     void settingsThatForgoAHistoryAreFound()
@@ -155,22 +156,22 @@ private Q_SLOTS:
         QFETCH(QString, file);
         QFETCH(QByteArray, text);
         write(file, kOther); // what is not understood counts for nothing
-        QVERIFY(FirefoxHistory(inside(u"proc"_qs)).isKeptBy(kProcess));
+        QVERIFY(FirefoxHistory(inside(u"proc"_s)).isKeptBy(kProcess));
         write(file, text);
-        QVERIFY(!FirefoxHistory(inside(u"proc"_qs)).isKeptBy(kProcess));
+        QVERIFY(!FirefoxHistory(inside(u"proc"_s)).isKeptBy(kProcess));
     }
 
     void aProfileThatIsNotFoundOrReadTellsNothing_data()
     {
         QTest::addColumn<QString>("removed");
-        QTest::newRow("no lock held") << u"proc/4711/fd/14"_qs;
-        QTest::newRow("lock deleted") << u"profile/.parentlock"_qs;
-        QTest::newRow("no descriptors") << u"proc/4711/fd"_qs;
-        QTest::newRow("no preferences") << u"profile/prefs.js"_qs;
-        QTest::newRow("no root") << u"proc/4711/root"_qs;
-        QTest::newRow("no program") << u"proc/4711/exe"_qs;
-        QTest::newRow("no program's folder") << u"lib/fox"_qs;
-        QTest::newRow("no start time") << u"proc/4711/stat"_qs;
+        QTest::newRow("no lock held") << u"proc/4711/fd/14"_s;
+        QTest::newRow("lock deleted") << u"profile/.parentlock"_s;
+        QTest::newRow("no descriptors") << u"proc/4711/fd"_s;
+        QTest::newRow("no preferences") << u"profile/prefs.js"_s;
+        QTest::newRow("no root") << u"proc/4711/root"_s;
+        QTest::newRow("no program") << u"proc/4711/exe"_s;
+        QTest::newRow("no program's folder") << u"lib/fox"_s;
+        QTest::newRow("no start time") << u"proc/4711/stat"_s;
     }
 
     void aProfileThatIsNotFoundOrReadTellsNothing()
@@ -184,31 +185,31 @@ private Q_SLOTS:
 
     void severalProfilesAreInDoubt()
     {
-        write(u"second/.parentlock"_qs, {});
-        write(u"second/prefs.js"_qs, kOther);
-        link(inside(u"second/.parentlock"_qs), process(u"fd/15"_qs));
+        write(u"second/.parentlock"_s, {});
+        write(u"second/prefs.js"_s, kOther);
+        link(inside(u"second/.parentlock"_s), process(u"fd/15"_s));
         QVERIFY(!m_history->isKeptBy(kProcess));
     }
 
     void anotherFileOfThatNameIsNotTheProfile()
     {
-        QVERIFY(QFile::remove(inside(u"root"_qs + m_folder->path())));
-        write(u"root"_qs + inside(u"profile/.parentlock"_qs), {});
-        write(u"root"_qs + inside(u"profile/prefs.js"_qs), kOther);
-        write(u"root"_qs + inside(u"lib/fox/fox"_qs), {});
+        QVERIFY(QFile::remove(inside(u"root"_s + m_folder->path())));
+        write(u"root"_s + inside(u"profile/.parentlock"_s), {});
+        write(u"root"_s + inside(u"profile/prefs.js"_s), kOther);
+        write(u"root"_s + inside(u"lib/fox/fox"_s), {});
         QVERIFY(!m_history->isKeptBy(kProcess));
     }
 
     void aPipeKeepsNobodyWaiting()
     {
-        const QByteArray pipe = QFile::encodeName(inside(u"profile/user.js"_qs));
+        const QByteArray pipe = QFile::encodeName(inside(u"profile/user.js"_s));
         QCOMPARE(::mkfifo(pipe.constData(), 0600), 0);
         QVERIFY(!m_history->isKeptBy(kProcess));
     }
 
     void anEndlessFileIsInDoubt()
     {
-        QFile file(inside(u"profile/user.js"_qs));
+        QFile file(inside(u"profile/user.js"_s));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(1LL << 40));
         QVERIFY(!m_history->isKeptBy(kProcess));
     }
@@ -216,9 +217,9 @@ private Q_SLOTS:
     void aChangeIsSeenAndHoldsUntilTheNextStart()
     {
         QVERIFY(m_history->isKeptBy(kProcess));
-        write(u"profile/user.js"_qs, kNever);
+        write(u"profile/user.js"_s, kNever);
         QVERIFY(!m_history->isKeptBy(kProcess));
-        QVERIFY(QFile::remove(inside(u"profile/user.js"_qs)));
+        QVERIFY(QFile::remove(inside(u"profile/user.js"_s)));
         QVERIFY(!m_history->isKeptBy(kProcess));
         start(200);
         QVERIFY(m_history->isKeptBy(kProcess));
@@ -227,7 +228,7 @@ private Q_SLOTS:
 private:
     QString inside(const QString& name) const { return m_folder->filePath(name); }
 
-    static QString process(const QString& name) { return u"proc/4711/"_qs + name; }
+    static QString process(const QString& name) { return u"proc/4711/"_s + name; }
 
     void write(const QString& name, const QByteArray& text)
     {
@@ -245,7 +246,7 @@ private:
     /// The process begins at this time.
     void start(int time)
     {
-        write(process(u"stat"_qs),
+        write(process(u"stat"_s),
               "4711 (fox) S 1" + QByteArray(" 0").repeated(17) + ' ' + QByteArray::number(time) +
                   " 0 0\n");
     }

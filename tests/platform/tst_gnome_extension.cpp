@@ -6,6 +6,7 @@
 #include <QSet>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::FrontWindow;
 using platform::gnome::adviceFor;
 using platform::gnome::ExtensionState;
@@ -19,10 +20,10 @@ namespace {
 QVariantList answer(const QMap<int, QVariant>& differences = {})
 {
     QVariantList values{QVariant::fromValue(7ULL),
-                        u"org.example.Clock.desktop"_qs,
-                        u"Uhr"_qs,
-                        u"12:00"_qs,
-                        u"clock"_qs,
+                        u"org.example.Clock.desktop"_s,
+                        u"Uhr"_s,
+                        u"12:00"_s,
+                        u"clock"_s,
                         42};
     for (auto each = differences.begin(); each != differences.end(); ++each)
         values[each.key()] = each.value();
@@ -31,7 +32,7 @@ QVariantList answer(const QMap<int, QVariant>& differences = {})
 
 QVariantMap information(double state)
 {
-    return {{u"uuid"_qs, extensionUuid()}, {u"state"_qs, state}};
+    return {{u"uuid"_s, extensionUuid()}, {u"state"_s, state}};
 }
 
 } // namespace
@@ -45,10 +46,10 @@ private Q_SLOTS:
     {
         FrontWindow expected;
         expected.window = (1ULL << 32U) | 7U;
-        expected.identifiers = {u"org.example.Clock"_qs, u"clock"_qs};
-        expected.name = u"Uhr"_qs;
+        expected.identifiers = {u"org.example.Clock"_s, u"clock"_s};
+        expected.name = u"Uhr"_s;
         expected.processIdentifier = 42;
-        expected.title = u"12:00"_qs;
+        expected.title = u"12:00"_s;
         QCOMPARE(readAnswer(answer(), 1), std::optional(expected));
     }
 
@@ -64,17 +65,17 @@ private Q_SLOTS:
 
     void emptyTextsAreLeftOut()
     {
-        const auto window = readAnswer(answer({{1, u""_qs}, {2, u""_qs}, {3, u""_qs}}), 1);
+        const auto window = readAnswer(answer({{1, u""_s}, {2, u""_s}, {3, u""_s}}), 1);
         QVERIFY(window);
-        QCOMPARE(window->identifiers, QStringList(u"clock"_qs));
+        QCOMPARE(window->identifiers, QStringList(u"clock"_s));
         QVERIFY(!window->name);
         QVERIFY(!window->title);
     }
 
     void equalIdentifiersComeOnce()
     {
-        const auto window = readAnswer(answer({{4, u"org.example.Clock"_qs}}), 1);
-        QCOMPARE(window->identifiers, QStringList(u"org.example.Clock"_qs));
+        const auto window = readAnswer(answer({{4, u"org.example.Clock"_s}}), 1);
+        QCOMPARE(window->identifiers, QStringList(u"org.example.Clock"_s));
     }
 
     void aNegativeProcessIsUnknown()
@@ -110,10 +111,10 @@ private Q_SLOTS:
         QTest::newRow("fits") << fits << fits;
         QTest::newRow("one more") << fits + u'x' << fits;
         const QString odd(most - 1, u'x');
-        QTest::newRow("two bytes") << odd + u"ü"_qs << odd;
-        QTest::newRow("four bytes") << odd + u"😀"_qs << odd;
+        QTest::newRow("two bytes") << odd + u"ü"_s << odd;
+        QTest::newRow("four bytes") << odd + u"😀"_s << odd;
         QTest::newRow("much more") << fits.repeated(100) << fits;
-        const QString emoji = u"😀"_qs.repeated(most / 4);
+        const QString emoji = u"😀"_s.repeated(most / 4);
         QTest::newRow("fits in four bytes") << emoji << emoji;
         QTest::newRow("four bytes and more") << emoji + emoji << emoji;
         QTest::newRow("three bytes and more") << QString(most, u'€') << QString(most / 3, u'€');
@@ -133,7 +134,7 @@ private Q_SLOTS:
         QCOMPARE(window->identifiers, QStringList(longest));
         QCOMPARE(window->name, std::optional(longest));
         window = readAnswer(answer({{1, longest + u'x'}, {2, QString(600, u'ü')}}), 1);
-        QCOMPARE(window->identifiers, QStringList(u"clock"_qs));
+        QCOMPARE(window->identifiers, QStringList(u"clock"_s));
         QVERIFY(!window->name);
     }
 
@@ -161,8 +162,8 @@ private Q_SLOTS:
         QTest::newRow("uninstalled")
             << information(99) << true << true << ExtensionState::NotInstalled;
         QTest::newRow("no number")
-            << QVariantMap{{u"state"_qs, u"on"_qs}} << true << true << ExtensionState::Unknown;
-        QTest::newRow("no state") << QVariantMap{{u"uuid"_qs, u"x"_qs}} << true << true
+            << QVariantMap{{u"state"_s, u"on"_s}} << true << true << ExtensionState::Unknown;
+        QTest::newRow("no state") << QVariantMap{{u"uuid"_s, u"x"_s}} << true << true
                                   << ExtensionState::Unknown;
         QTest::newRow("not a number")
             << information(qQNaN()) << true << true << ExtensionState::Unknown;
@@ -187,7 +188,7 @@ private Q_SLOTS:
                                            ExtensionState::Outdated}) {
             const QString advice = adviceFor(state);
             QVERIFY(advice.endsWith(u'.'));
-            QVERIFY(!advice.contains(u"%1"_qs));
+            QVERIFY(!advice.contains(u"%1"_s));
             advices.insert(advice);
         }
         QCOMPARE(advices.size(), 6);
@@ -202,9 +203,9 @@ private Q_SLOTS:
     void theAdviceNamesTheCommandThatHelps()
     {
         QVERIFY(adviceFor(ExtensionState::SwitchedOff)
-                    .contains(u"gnome-extensions enable usage-monitor@velomira.com"_qs));
-        QVERIFY(adviceFor(ExtensionState::NotLoaded).contains(u"Log out and in again"_qs));
-        QVERIFY(adviceFor(ExtensionState::AllOff).contains(u"disable-user-extensions false"_qs));
+                    .contains(u"gnome-extensions enable usage-monitor@velomira.com"_s));
+        QVERIFY(adviceFor(ExtensionState::NotLoaded).contains(u"Log out and in again"_s));
+        QVERIFY(adviceFor(ExtensionState::AllOff).contains(u"disable-user-extensions false"_s));
     }
 };
 

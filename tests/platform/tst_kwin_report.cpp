@@ -6,21 +6,22 @@
 
 #include <limits>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::FrontWindow;
 using platform::kwin::decodeReport;
 
 namespace {
 
-const QString kId = u"{90ef7799-e83a-4f7d-9f89-dbcce04db1fd}"_qs;
+const QString kId = u"{90ef7799-e83a-4f7d-9f89-dbcce04db1fd}"_s;
 
 QVariantList report(const QString& id = kId,
-                    const QString& caption = u"Notes"_qs,
-                    const QString& windowClass = u"editor"_qs,
-                    const QString& instance = u"editor-bin"_qs,
-                    const QString& desktopFile = u"org.example.Editor"_qs,
+                    const QString& caption = u"Notes"_s,
+                    const QString& windowClass = u"editor"_s,
+                    const QString& instance = u"editor-bin"_s,
+                    const QString& desktopFile = u"org.example.Editor"_s,
                     int process = 4711)
 {
-    return {u"token"_qs, id, caption, windowClass, instance, desktopFile, process};
+    return {u"token"_s, id, caption, windowClass, instance, desktopFile, process};
 }
 
 FrontWindow front(const QVariantList& arguments)
@@ -40,13 +41,13 @@ private Q_SLOTS:
     {
         const auto decoded = decodeReport(report());
         QVERIFY(decoded);
-        QCOMPARE(decoded->token, u"token"_qs);
+        QCOMPARE(decoded->token, u"token"_s);
         const FrontWindow expected{
             .window = 0x90ef7799e83a4f7dU ^ 0x9f89dbcce04db1fdU,
-            .identifiers = {u"org.example.Editor"_qs, u"editor"_qs, u"editor-bin"_qs},
+            .identifiers = {u"org.example.Editor"_s, u"editor"_s, u"editor-bin"_s},
             .name = std::nullopt,
             .processIdentifier = 4711,
-            .title = u"Notes"_qs};
+            .title = u"Notes"_s};
         QVERIFY(decoded->front == expected);
     }
 
@@ -59,20 +60,20 @@ private Q_SLOTS:
 
     void anIdThatIsNoneIsNoReport()
     {
-        QVERIFY(!decodeReport(report(u"7"_qs)));
+        QVERIFY(!decodeReport(report(u"7"_s)));
         QVERIFY(!decodeReport(report(QString(1000000, u'{'))));
-        QVERIFY(!decodeReport(report(u"{00000000-0000-0000-0000-000000000000}"_qs)));
+        QVERIFY(!decodeReport(report(u"{00000000-0000-0000-0000-000000000000}"_s)));
     }
 
     void aWindowsNumberIsNeverZero()
     {
-        QCOMPARE(front(report(u"{90ef7799-e83a-4f7d-90ef-7799e83a4f7d}"_qs)).window, 1U);
+        QCOMPARE(front(report(u"{90ef7799-e83a-4f7d-90ef-7799e83a4f7d}"_s)).window, 1U);
     }
 
     void windowsHaveDifferentNumbers()
     {
         QVERIFY(front(report()).window !=
-                front(report(u"{90ef7799-e83a-4f7d-9f89-dbcce04db1fe}"_qs)).window);
+                front(report(u"{90ef7799-e83a-4f7d-9f89-dbcce04db1fe}"_s)).window);
     }
 
     void otherTypesAreNoReport()
@@ -85,7 +86,7 @@ private Q_SLOTS:
             QVERIFY2(!decodeReport(arguments), qPrintable(QString::number(i)));
         }
         QVariantList arguments = report();
-        arguments.last() = u"4711"_qs;
+        arguments.last() = u"4711"_s;
         QVERIFY(!decodeReport(arguments));
     }
 
@@ -93,7 +94,7 @@ private Q_SLOTS:
     {
         QVERIFY(!decodeReport({}));
         QVERIFY(!decodeReport(report().mid(1)));
-        QVERIFY(!decodeReport(report() << u"more"_qs));
+        QVERIFY(!decodeReport(report() << u"more"_s));
     }
 
     void theTitleMayBeMissing() { QCOMPARE(front(report(kId, QString())).title, std::nullopt); }
@@ -102,10 +103,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("unit");
         QTest::addColumn<qsizetype>("kept");
-        QTest::newRow("one byte") << u"a"_qs << qsizetype(16384);
-        QTest::newRow("two bytes") << u"ü"_qs << qsizetype(8192);
-        QTest::newRow("three bytes") << u"€"_qs << qsizetype(5461);
-        QTest::newRow("four bytes") << u"😀"_qs << qsizetype(4096);
+        QTest::newRow("one byte") << u"a"_s << qsizetype(16384);
+        QTest::newRow("two bytes") << u"ü"_s << qsizetype(8192);
+        QTest::newRow("three bytes") << u"€"_s << qsizetype(5461);
+        QTest::newRow("four bytes") << u"😀"_s << qsizetype(4096);
     }
 
     void aLongTitleIsCutBetweenCharacters()
@@ -116,7 +117,7 @@ private Q_SLOTS:
         QCOMPARE(front(report(kId, unit.repeated(kept + 1))).title, unit.repeated(kept));
         QCOMPARE(front(report(kId, unit.repeated(100000))).title, unit.repeated(kept));
         // One byte before it, so that the last character of four bytes does not fit any more.
-        const QString shifted = u"ab"_qs + unit.repeated(100000);
+        const QString shifted = u"ab"_s + unit.repeated(100000);
         const QString title = front(report(kId, shifted)).title.value_or(QString());
         QVERIFY(title.toUtf8().size() <= 16384);
         QVERIFY(title.toUtf8().size() > 16384 - 4);
@@ -126,22 +127,21 @@ private Q_SLOTS:
 
     void identifiersAreToldOnceAndWithoutEmptyOnes()
     {
-        const QStringList once{u"editor"_qs};
-        QCOMPARE(front(report(kId, {}, u"editor"_qs, u"editor"_qs, u"editor"_qs)).identifiers,
-                 once);
-        QCOMPARE(front(report(kId, {}, u"editor"_qs, {}, {})).identifiers, once);
+        const QStringList once{u"editor"_s};
+        QCOMPARE(front(report(kId, {}, u"editor"_s, u"editor"_s, u"editor"_s)).identifiers, once);
+        QCOMPARE(front(report(kId, {}, u"editor"_s, {}, {})).identifiers, once);
         QCOMPARE(front(report(kId, {}, {}, {}, {})).identifiers, QStringList());
     }
 
     void aPathToADesktopFileIsItsId()
     {
-        const QStringList id{u"org.example.Editor"_qs};
-        for (const QString& file : {u"org.example.Editor"_qs,
-                                    u"org.example.Editor.desktop"_qs,
-                                    u"/usr/share/applications/org.example.Editor.desktop"_qs})
+        const QStringList id{u"org.example.Editor"_s};
+        for (const QString& file : {u"org.example.Editor"_s,
+                                    u"org.example.Editor.desktop"_s,
+                                    u"/usr/share/applications/org.example.Editor.desktop"_s})
             QCOMPARE(front(report(kId, {}, {}, {}, file)).identifiers, id);
-        QCOMPARE(front(report(kId, {}, {}, {}, u"/"_qs)).identifiers, QStringList());
-        QCOMPARE(front(report(kId, {}, {}, {}, u".desktop"_qs)).identifiers, QStringList());
+        QCOMPARE(front(report(kId, {}, {}, {}, u"/"_s)).identifiers, QStringList());
+        QCOMPARE(front(report(kId, {}, {}, {}, u".desktop"_s)).identifiers, QStringList());
     }
 
     void tooLongIdentifiersAreLeftOut()
@@ -149,8 +149,8 @@ private Q_SLOTS:
         const QString longest(1024, u'a');
         QCOMPARE(front(report(kId, {}, longest, {}, {})).identifiers, QStringList{longest});
         const QString tooLong = longest + u'a';
-        QCOMPARE(front(report(kId, {}, tooLong, u"editor"_qs, tooLong)).identifiers,
-                 QStringList{u"editor"_qs});
+        QCOMPARE(front(report(kId, {}, tooLong, u"editor"_s, tooLong)).identifiers,
+                 QStringList{u"editor"_s});
         QCOMPARE(front(report(kId, {}, QString(600, u'ü'), {}, {})).identifiers, QStringList());
     }
 

@@ -9,6 +9,7 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using platform::kwin::KWinScriptFile;
 using platform::kwin::KWinScriptTarget;
 
@@ -77,7 +78,7 @@ function retitle(window, caption) {
 function reported() {
     return calls.map((c) => c[3] === "report" ? (c[5] ? c[5] + c[6] : "none") : c[3]).join(" ");
 }
-)js"_qs;
+)js"_s;
 
 } // namespace
 
@@ -91,7 +92,7 @@ private Q_SLOTS:
     {
         m_engine = std::make_unique<QJSEngine>();
         const auto file = KWinScriptFile::write(
-            {.service = u":1.42"_qs, .path = u"/reports"_qs, .name = u"script"_qs}, u"secret"_qs);
+            {.service = u":1.42"_s, .path = u"/reports"_s, .name = u"script"_s}, u"secret"_s);
         QVERIFY(file);
         QFile text(file.value()->path());
         QVERIFY(text.open(QIODevice::ReadOnly));
@@ -102,12 +103,12 @@ private Q_SLOTS:
     void aReportSaysWhoReportsAndWhat()
     {
         start(6);
-        run(u"answer(); pass(100); activate(one)"_qs);
-        QCOMPARE(run(u"calls[1].slice(0, 4).join()"_qs),
-                 u":1.42,/reports,"_qs + platform::kwin::reportInterface() + u",report"_qs);
-        QCOMPARE(run(u"JSON.stringify(calls[1].slice(4, 11))"_qs),
-                 uR"(["secret","{1}","First","editor","editor-bin","org.example.Editor",4711])"_qs);
-        QCOMPARE(run(u"typeof calls[1][11] + calls[1].length"_qs), u"function12"_qs);
+        run(u"answer(); pass(100); activate(one)"_s);
+        QCOMPARE(run(u"calls[1].slice(0, 4).join()"_s),
+                 u":1.42,/reports,"_s + platform::kwin::reportInterface() + u",report"_s);
+        QCOMPARE(run(u"JSON.stringify(calls[1].slice(4, 11))"_s),
+                 uR"(["secret","{1}","First","editor","editor-bin","org.example.Editor",4711])"_s);
+        QCOMPARE(run(u"typeof calls[1][11] + calls[1].length"_s), u"function12"_s);
     }
 
     void everyVersionTellsOfWindowsAndTitles_data() { addVersions(); }
@@ -116,12 +117,12 @@ private Q_SLOTS:
     {
         QFETCH(const int, version);
         start(version);
-        const QString settle = u"answer(); pass(100);"_qs;
-        run(settle + u"activate(one);"_qs + settle + u"retitle(one, 'Third');"_qs + settle);
-        run(u"activate(two);"_qs + settle + u"retitle(one, 'unseen'); pass(100);"_qs);
-        run(u"activate(null);"_qs + settle + u"retitle(two, 'unseen'); pass(100)"_qs);
-        QCOMPARE(run(u"reported()"_qs), u"none {1}First {1}Third {2}Second none"_qs);
-        QCOMPARE(run(u"one.captionChanged.count() + two.captionChanged.count()"_qs), u"0"_qs);
+        const QString settle = u"answer(); pass(100);"_s;
+        run(settle + u"activate(one);"_s + settle + u"retitle(one, 'Third');"_s + settle);
+        run(u"activate(two);"_s + settle + u"retitle(one, 'unseen'); pass(100);"_s);
+        run(u"activate(null);"_s + settle + u"retitle(two, 'unseen'); pass(100)"_s);
+        QCOMPARE(run(u"reported()"_s), u"none {1}First {1}Third {2}Second none"_s);
+        QCOMPARE(run(u"one.captionChanged.count() + two.captionChanged.count()"_s), u"0"_s);
     }
 
     void aWindowThatIsThereBeforeIsReported_data() { addVersions(); }
@@ -129,58 +130,58 @@ private Q_SLOTS:
     void aWindowThatIsThereBeforeIsReported()
     {
         QFETCH(const int, version);
-        run(u"become(%1); activate(one)"_qs.arg(version));
+        run(u"become(%1); activate(one)"_s.arg(version));
         run(m_text);
-        QCOMPARE(run(u"reported()"_qs), u"{1}First"_qs);
+        QCOMPARE(run(u"reported()"_s), u"{1}First"_s);
     }
 
     void whatHasNotChangedIsNotReported()
     {
         start(6);
-        run(u"answer(); pass(100); activate(one); answer(); pass(100)"_qs);
-        run(u"retitle(one, 'First'); pass(100); activate(one); pass(100)"_qs);
-        QCOMPARE(run(u"reported()"_qs), u"none {1}First"_qs);
+        run(u"answer(); pass(100); activate(one); answer(); pass(100)"_s);
+        run(u"retitle(one, 'First'); pass(100); activate(one); pass(100)"_s);
+        QCOMPARE(run(u"reported()"_s), u"none {1}First"_s);
     }
 
     void aThousandChangesASecondAreTwentyReports()
     {
         start(6);
-        run(u"answer(); pass(100); activate(one); answer(); pass(100)"_qs);
+        run(u"answer(); pass(100); activate(one); answer(); pass(100)"_s);
         run(u"var before = calls.length;"
             "for (let i = 1; i <= 1000; ++i) {"
             "    const sent = calls.length; retitle(one, i); pass(1);"
             "    if (calls.length > sent) answer();"
             "}"
-            "pass(60)"_qs);
-        const int sent = run(u"calls.length - before"_qs).toInt();
+            "pass(60)"_s);
+        const int sent = run(u"calls.length - before"_s).toInt();
         QVERIFY2(sent >= 19 && sent <= 21, qPrintable(QString::number(sent)));
-        QVERIFY(run(u"reported()"_qs).endsWith(u" {1}1000"_qs));
+        QVERIFY(run(u"reported()"_s).endsWith(u" {1}1000"_s));
     }
 
     void untilItIsAnsweredThereIsOneReport()
     {
         start(6);
-        run(u"pass(100); activate(one); pass(1000); retitle(one, 'Third'); pass(1000)"_qs);
-        QCOMPARE(run(u"reported()"_qs), u"none"_qs);
-        run(u"answer()"_qs);
-        QCOMPARE(run(u"reported()"_qs), u"none {1}Third"_qs);
+        run(u"pass(100); activate(one); pass(1000); retitle(one, 'Third'); pass(1000)"_s);
+        QCOMPARE(run(u"reported()"_s), u"none"_s);
+        run(u"answer()"_s);
+        QCOMPARE(run(u"reported()"_s), u"none {1}Third"_s);
     }
 
     void withoutAnswersItRemovesItself()
     {
         start(6);
-        run(u"pass(9000)"_qs);
-        QCOMPARE(run(u"reported()"_qs), u"none"_qs);
-        run(u"pass(2000)"_qs);
-        QCOMPARE(run(u"calls[1].join()"_qs),
-                 u"org.kde.KWin,/Scripting,org.kde.kwin.Scripting,unloadScript,script"_qs);
+        run(u"pass(9000)"_s);
+        QCOMPARE(run(u"reported()"_s), u"none"_s);
+        run(u"pass(2000)"_s);
+        QCOMPARE(run(u"calls[1].join()"_s),
+                 u"org.kde.KWin,/Scripting,org.kde.kwin.Scripting,unloadScript,script"_s);
     }
 
     void itRunsNoTimerWhileNothingChanges()
     {
         start(6);
-        run(u"activate(one); answer(); pass(100); answer(); pass(100)"_qs);
-        QCOMPARE(run(u"timers.filter((t) => t.active).length"_qs), u"0"_qs);
+        run(u"activate(one); answer(); pass(100); answer(); pass(100)"_s);
+        QCOMPARE(run(u"timers.filter((t) => t.active).length"_s), u"0"_s);
     }
 
     void whatBelongsToTheDesktopIsNotInFront_data()
@@ -194,8 +195,8 @@ private Q_SLOTS:
                                      "onScreenDisplay",
                                      "appletPopup",
                                      "lockScreen"})
-            QTest::newRow(property) << u"one.%1 = true"_qs.arg(QLatin1StringView(property));
-        QTest::newRow("greeter") << u"one.resourceClass = 'kscreenlocker_greet'"_qs;
+            QTest::newRow(property) << u"one.%1 = true"_s.arg(QLatin1StringView(property));
+        QTest::newRow("greeter") << u"one.resourceClass = 'kscreenlocker_greet'"_s;
     }
 
     void whatBelongsToTheDesktopIsNotInFront()
@@ -204,8 +205,8 @@ private Q_SLOTS:
         start(6);
         run(property);
         run(u"answer(); pass(100); activate(two); answer(); pass(100);"
-            "activate(one); answer(); pass(100)"_qs);
-        QCOMPARE(run(u"reported()"_qs), u"none {2}Second none"_qs);
+            "activate(one); answer(); pass(100)"_s);
+        QCOMPARE(run(u"reported()"_s), u"none {2}Second none"_s);
     }
 
     void aWindowThatIsJustBeingClosedIsNotInFront()
@@ -213,8 +214,8 @@ private Q_SLOTS:
         start(6);
         run(u"answer(); pass(100); activate(two); answer(); pass(100);"
             "Object.defineProperty(one, 'caption', { get() { throw new TypeError('gone'); } });"
-            "delete one.captionChanged; activate(one); answer(); pass(100); activate(two)"_qs);
-        QCOMPARE(run(u"reported()"_qs), u"none {2}Second none {2}Second"_qs);
+            "delete one.captionChanged; activate(one); answer(); pass(100); activate(two)"_s);
+        QCOMPARE(run(u"reported()"_s), u"none {2}Second none {2}Second"_s);
     }
 
     void valuesThatAreMissingAreEmpty()
@@ -222,22 +223,22 @@ private Q_SLOTS:
         start(6);
         run(u"for (const n of ['caption', 'resourceClass', 'resourceName', 'desktopFileName',"
             " 'pid']) delete one[n];"
-            "answer(); pass(100); activate(one)"_qs);
-        QCOMPARE(run(u"JSON.stringify(calls[1].slice(5, 11))"_qs), uR"(["{1}","","","","",0])"_qs);
+            "answer(); pass(100); activate(one)"_s);
+        QCOMPARE(run(u"JSON.stringify(calls[1].slice(5, 11))"_s), uR"(["{1}","","","","",0])"_s);
     }
 
     void aLongTitleIsCut()
     {
         start(6);
-        run(u"answer(); pass(100); one.caption = 'a' + '\\u{1F600}'.repeat(20000); activate(one)"_qs);
-        QCOMPARE(run(u"calls[1][6].length"_qs), u"16383"_qs);
+        run(u"answer(); pass(100); one.caption = 'a' + '\\u{1F600}'.repeat(20000); activate(one)"_s);
+        QCOMPARE(run(u"calls[1][6].length"_s), u"16383"_s);
     }
 
     void onlyItsOwnerMayReadTheFileAndItGoes()
     {
         QString path;
         {
-            const auto file = KWinScriptFile::write(KWinScriptTarget(), u"secret"_qs);
+            const auto file = KWinScriptFile::write(KWinScriptTarget(), u"secret"_s);
             QVERIFY(file);
             path = file.value()->path();
             constexpr QFile::Permissions kOthers = QFile::ReadGroup | QFile::WriteGroup |
@@ -259,7 +260,7 @@ private:
 
     void start(int version)
     {
-        run(u"become(%1)"_qs.arg(version));
+        run(u"become(%1)"_s.arg(version));
         run(m_text);
     }
 

@@ -6,6 +6,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace platform::atspi;
 using platform::browsers::Family;
 
@@ -24,25 +25,24 @@ private Q_SLOTS:
             [](const char* name, const QString& window, const QString& page) -> QTestData& {
             return QTest::newRow(name) << window << page;
         };
-        row("same", u"Page"_qs, u"Page"_qs) << Family::Other << true;
-        row("with the browser", u"Page — Browser"_qs, u"Page"_qs) << Family::Other << true;
-        row("another page", u"Page — Browser"_qs, u"Other"_qs) << Family::Other << false;
-        row("no title", u"127.0.0.1/a — Browser"_qs, QString()) << Family::Other << true;
-        row("other spaces", u"A  page — Browser"_qs, u" A page"_qs) << Family::Other << true;
-        row("cut", QString(64, u'x') + u"… — Browser"_qs, QString(300, u'x'))
+        row("same", u"Page"_s, u"Page"_s) << Family::Other << true;
+        row("with the browser", u"Page — Browser"_s, u"Page"_s) << Family::Other << true;
+        row("another page", u"Page — Browser"_s, u"Other"_s) << Family::Other << false;
+        row("no title", u"127.0.0.1/a — Browser"_s, QString()) << Family::Other << true;
+        row("other spaces", u"A  page — Browser"_s, u" A page"_s) << Family::Other << true;
+        row("cut", QString(64, u'x') + u"… — Browser"_s, QString(300, u'x'))
             << Family::Other << true;
-        row("Chromium", u"Page - Chromium"_qs, u"Page"_qs) << Family::Chromium << true;
-        row("brackets of the page's own", u"Page (1) - Chromium"_qs, u"Page (1)"_qs)
+        row("Chromium", u"Page - Chromium"_s, u"Page"_s) << Family::Chromium << true;
+        row("brackets of the page's own", u"Page (1) - Chromium"_s, u"Page (1)"_s)
             << Family::Chromium << true;
-        row("private", u"Page - Chromium (Incognito)"_qs, u"Page"_qs) << Family::Chromium << false;
-        row("private, Chinese", u"Page - Chromium（无痕）"_qs, u"Page"_qs)
+        row("private", u"Page - Chromium (Incognito)"_s, u"Page"_s) << Family::Chromium << false;
+        row("private, Chinese", u"Page - Chromium（无痕）"_s, u"Page"_s)
             << Family::Chromium << false;
-        row("private, Lithuanian", u"„Page - Chromium“ (Inkognito)"_qs, u"Page"_qs)
+        row("private, Lithuanian", u"„Page - Chromium“ (Inkognito)"_s, u"Page"_s)
             << Family::Chromium << false;
-        row("private, in the middle", u"Page - [InPrivate] - Browser"_qs, u"Page"_qs)
+        row("private, in the middle", u"Page - [InPrivate] - Browser"_s, u"Page"_s)
             << Family::Chromium << false;
-        row("private, no title", u"Chromium (Incognito)"_qs, QString())
-            << Family::Chromium << false;
+        row("private, no title", u"Chromium (Incognito)"_s, QString()) << Family::Chromium << false;
     }
 
     void aWindowsTitleBeginsWithItsPages()
@@ -56,10 +56,10 @@ private Q_SLOTS:
 
     void anAddressIsTakenUnderEitherName()
     {
-        QCOMPARE(addressAmong({{u"DocURL"_qs, u"http://a/"_qs}}), std::optional(u"http://a/"_qs));
-        QCOMPARE(addressAmong({{u"URI"_qs, u"http://b/"_qs}}), std::optional(u"http://b/"_qs));
-        QCOMPARE(addressAmong({{u"Title"_qs, u"A"_qs}}), std::nullopt);
-        QCOMPARE(addressAmong({{u"URI"_qs, QString(20'000, u'a')}}), std::nullopt);
+        QCOMPARE(addressAmong({{u"DocURL"_s, u"http://a/"_s}}), std::optional(u"http://a/"_s));
+        QCOMPARE(addressAmong({{u"URI"_s, u"http://b/"_s}}), std::optional(u"http://b/"_s));
+        QCOMPARE(addressAmong({{u"Title"_s, u"A"_s}}), std::nullopt);
+        QCOMPARE(addressAmong({{u"URI"_s, QString(20'000, u'a')}}), std::nullopt);
     }
 
     void onlyKnownOptionsOfGnomeWebKeepAHistory_data()
@@ -98,17 +98,17 @@ private Q_SLOTS:
 
     void aTextIsCutBetweenCharacters()
     {
-        QCOMPARE(cutToBytes(u"abc"_qs, 3), u"abc"_qs);
-        QCOMPARE(cutToBytes(u"abcd"_qs, 3), u"abc"_qs);
-        QCOMPARE(cutToBytes(u"aé"_qs, 2), u"a"_qs);
-        QCOMPARE(cutToBytes(u"aé"_qs, 3), u"aé"_qs);
-        QCOMPARE(cutToBytes(u"🙂🙂"_qs, 7), u"🙂"_qs);
+        QCOMPARE(cutToBytes(u"abc"_s, 3), u"abc"_s);
+        QCOMPARE(cutToBytes(u"abcd"_s, 3), u"abc"_s);
+        QCOMPARE(cutToBytes(u"aé"_s, 2), u"a"_s);
+        QCOMPARE(cutToBytes(u"aé"_s, 3), u"aé"_s);
+        QCOMPARE(cutToBytes(u"🙂🙂"_s, 7), u"🙂"_s);
     }
 
     void whatIsRememberedOfBrowsersIsBounded()
     {
         BrowserMemory memory;
-        const AccessibleObject window{.service = u":1.1"_qs, .path = u"/w"_qs};
+        const AccessibleObject window{.service = u":1.1"_s, .path = u"/w"_s};
         QCOMPARE(memory.isPrivate(window), std::nullopt);
         memory.setPrivate(window, true);
         QCOMPARE(memory.isPrivate(window), std::optional(true));

@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using namespace platform::xdg;
 using support::writeFile;
 
@@ -35,7 +36,7 @@ private Q_SLOTS:
         const QByteArray file(
             "GIO_LAUNCHED_DESKTOP_FILE=/usr/share/applications/kde/org.x.desktop");
         write("environ", nulTerminated({"A=1", file, "GIO_LAUNCHED_DESKTOP_FILE_PID=42"}));
-        QCOMPARE(facts().launchedDesktopId, u"kde-org.x"_qs);
+        QCOMPARE(facts().launchedDesktopId, u"kde-org.x"_s);
 
         write("environ", nulTerminated({file, "GIO_LAUNCHED_DESKTOP_FILE_PID=41"}));
         QCOMPARE(facts().launchedDesktopId, QString());
@@ -50,22 +51,21 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("unit");
         QTest::addColumn<QStringList>("ids");
         QTest::newRow("scope") << QByteArray("app-org.x.Term-123.scope")
-                               << QStringList{u"org.x.Term"_qs};
-        QTest::newRow("scope of a launcher")
-            << QByteArray("app-gnome-org.x.Term-123.scope")
-            << QStringList{u"org.x.Term"_qs, u"gnome-org.x.Term"_qs};
+                               << QStringList{u"org.x.Term"_s};
+        QTest::newRow("scope of a launcher") << QByteArray("app-gnome-org.x.Term-123.scope")
+                                             << QStringList{u"org.x.Term"_s, u"gnome-org.x.Term"_s};
         QTest::newRow("escaped hyphen") << QByteArray("app-gnome-foo\\x2dbar-123.scope")
-                                        << QStringList{u"foo-bar"_qs, u"gnome-foo-bar"_qs};
+                                        << QStringList{u"foo-bar"_s, u"gnome-foo-bar"_s};
         QTest::newRow("service") << QByteArray("app-org.x.Term@0f3a.service")
-                                 << QStringList{u"org.x.Term"_qs};
+                                 << QStringList{u"org.x.Term"_s};
         QTest::newRow("service without instance")
-            << QByteArray("app-org.x.Term.service") << QStringList{u"org.x.Term"_qs};
+            << QByteArray("app-org.x.Term.service") << QStringList{u"org.x.Term"_s};
         QTest::newRow("autostart")
-            << QByteArray("app-nm\\x2dapplet@autostart.service") << QStringList{u"nm-applet"_qs};
+            << QByteArray("app-nm\\x2dapplet@autostart.service") << QStringList{u"nm-applet"_s};
         QTest::newRow("broken escape")
-            << QByteArray("app-a\\xzz-1.scope") << QStringList{u"a\\xzz"_qs};
+            << QByteArray("app-a\\xzz-1.scope") << QStringList{u"a\\xzz"_s};
         QTest::newRow("escape at the end")
-            << QByteArray("app-a\\x2-1.scope") << QStringList{u"a\\x2"_qs};
+            << QByteArray("app-a\\x2-1.scope") << QStringList{u"a\\x2"_s};
         QTest::newRow("no random part") << QByteArray("app-foo.scope") << QStringList{};
         QTest::newRow("a session") << QByteArray("session-2.scope") << QStringList{};
         QTest::newRow("a slice") << QByteArray("app-foo-1.slice") << QStringList{};
@@ -83,7 +83,7 @@ private Q_SLOTS:
     {
         write("root/.flatpak-info",
               "[Runtime]\nname=org.x.Platform\n[Application]\nname=org.x.App\nruntime=r\n");
-        QCOMPARE(facts().flatpakId, u"org.x.App"_qs);
+        QCOMPARE(facts().flatpakId, u"org.x.App"_s);
         write("root/.flatpak-info", "[Runtime]\nname=org.x.Platform\n");
         QCOMPARE(facts().flatpakId, QString());
     }
@@ -92,23 +92,23 @@ private Q_SLOTS:
     {
         write("cmdline", nulTerminated({"/usr/bin/x-term", "-e", "/bin/sh"}));
         write("comm", "x-term-main\n");
-        QVERIFY(QFile::link(u"/opt/x/term"_qs, path("exe")));
-        QCOMPARE(facts().executable, u"term"_qs);
-        QCOMPARE(facts().calledAs, u"x-term"_qs);
-        QCOMPARE(facts().commandName, u"x-term-main"_qs);
+        QVERIFY(QFile::link(u"/opt/x/term"_s, path("exe")));
+        QCOMPARE(facts().executable, u"term"_s);
+        QCOMPARE(facts().calledAs, u"x-term"_s);
+        QCOMPARE(facts().commandName, u"x-term-main"_s);
     }
 
     void aCommandLineWithoutNulIsAProgramName()
     {
         write("cmdline", "/usr/bin/x-term");
-        QCOMPARE(facts().calledAs, u"x-term"_qs);
+        QCOMPARE(facts().calledAs, u"x-term"_s);
     }
 
     void anExecutableReplacedWhileItRunsKeepsItsName()
     {
         write("comm", "term");
-        QVERIFY(QFile::link(u"/opt/x/term (deleted)"_qs, path("exe")));
-        QCOMPARE(facts().executable, u"term"_qs);
+        QVERIFY(QFile::link(u"/opt/x/term (deleted)"_s, path("exe")));
+        QCOMPARE(facts().executable, u"term"_s);
     }
 
     void aProcessThatIsNotThereTellsNothing()
@@ -136,7 +136,7 @@ private Q_SLOTS:
     void thisProcessIsRead()
     {
         const ProcessFacts own = readProcessFacts(::getpid());
-        QCOMPARE(own.executable, u"tst_platform_process_facts"_qs);
+        QCOMPARE(own.executable, u"tst_platform_process_facts"_s);
         QCOMPARE(own.calledAs, own.executable);
         QCOMPARE(own.commandName, own.executable.left(15));
     }
@@ -144,7 +144,7 @@ private Q_SLOTS:
 private:
     QString path(const char* name) const
     {
-        return m_proc->filePath(u"42/"_qs + QString::fromLatin1(name));
+        return m_proc->filePath(u"42/"_s + QString::fromLatin1(name));
     }
 
     void write(const char* name, const QByteArray& content) const

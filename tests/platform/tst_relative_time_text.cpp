@@ -9,6 +9,7 @@
 #include <clocale>
 #include <limits>
 
+using namespace Qt::StringLiterals;
 using platform::RelativeTimeText;
 
 namespace {
@@ -104,25 +105,25 @@ private Q_SLOTS:
         const auto ago = [this](const char* then, const char* now) {
             return text(at(then), at(now));
         };
-        QCOMPARE(ago("2026-02-15T12:00:00", "2026-03-15T12:00:00"), u"1 mo. ago"_qs); // 28 days
-        QCOMPARE(ago("2026-07-15T12:00:00", "2026-08-14T12:00:00"), u"4 wk. ago"_qs); // 30 days
-        QCOMPARE(ago("2026-02-15T12:00:01", "2026-03-15T12:00:00"), u"3 wk. ago"_qs);
-        QCOMPARE(ago("2025-11-21T12:00:00", "2026-11-21T12:00:00"), u"1 yr. ago"_qs);
-        QCOMPARE(ago("2025-11-21T12:00:01", "2026-11-21T12:00:00"), u"11 mo. ago"_qs);
-        QCOMPARE(ago("2001-01-01T00:00:00", "2026-11-21T12:00:00"), u"25 yr. ago"_qs);
-        QCOMPARE(ago("2027-01-21T12:00:00", "2026-11-21T12:00:00"), u"in 2 mo."_qs);
-        QCOMPARE(ago("2028-11-21T12:00:00", "2026-11-21T12:00:00"), u"in 2 yr."_qs);
+        QCOMPARE(ago("2026-02-15T12:00:00", "2026-03-15T12:00:00"), u"1 mo. ago"_s); // 28 days
+        QCOMPARE(ago("2026-07-15T12:00:00", "2026-08-14T12:00:00"), u"4 wk. ago"_s); // 30 days
+        QCOMPARE(ago("2026-02-15T12:00:01", "2026-03-15T12:00:00"), u"3 wk. ago"_s);
+        QCOMPARE(ago("2025-11-21T12:00:00", "2026-11-21T12:00:00"), u"1 yr. ago"_s);
+        QCOMPARE(ago("2025-11-21T12:00:01", "2026-11-21T12:00:00"), u"11 mo. ago"_s);
+        QCOMPARE(ago("2001-01-01T00:00:00", "2026-11-21T12:00:00"), u"25 yr. ago"_s);
+        QCOMPARE(ago("2027-01-21T12:00:00", "2026-11-21T12:00:00"), u"in 2 mo."_s);
+        QCOMPARE(ago("2028-11-21T12:00:00", "2026-11-21T12:00:00"), u"in 2 yr."_s);
     }
 
     void leapDaysCount()
     {
         // A year before 28 February is the 28th, and one before the 29th is that, too.
-        QCOMPARE(text(at("2024-02-29T12:00:00"), at("2025-02-28T12:00:00")), u"11 mo. ago"_qs);
-        QCOMPARE(text(at("2024-02-29T12:00:00"), at("2025-03-01T12:00:00")), u"1 yr. ago"_qs);
-        QCOMPARE(text(at("2023-02-28T12:00:00"), at("2024-02-29T12:00:00")), u"1 yr. ago"_qs);
-        QCOMPARE(text(at("2024-02-28T12:00:00"), at("2024-03-01T12:00:00")), u"2 days ago"_qs);
-        QCOMPARE(text(at("2023-02-28T12:00:00"), at("2023-03-01T12:00:00")), u"1 day ago"_qs);
-        QCOMPARE(text(at("2024-02-29T12:00:00"), at("2024-03-31T12:00:00")), u"1 mo. ago"_qs);
+        QCOMPARE(text(at("2024-02-29T12:00:00"), at("2025-02-28T12:00:00")), u"11 mo. ago"_s);
+        QCOMPARE(text(at("2024-02-29T12:00:00"), at("2025-03-01T12:00:00")), u"1 yr. ago"_s);
+        QCOMPARE(text(at("2023-02-28T12:00:00"), at("2024-02-29T12:00:00")), u"1 yr. ago"_s);
+        QCOMPARE(text(at("2024-02-28T12:00:00"), at("2024-03-01T12:00:00")), u"2 days ago"_s);
+        QCOMPARE(text(at("2023-02-28T12:00:00"), at("2023-03-01T12:00:00")), u"1 day ago"_s);
+        QCOMPARE(text(at("2024-02-29T12:00:00"), at("2024-03-31T12:00:00")), u"1 mo. ago"_s);
     }
 
     void aDayIsOneOfTheZone()
@@ -132,12 +133,12 @@ private Q_SLOTS:
         const double then = at("2026-03-28T12:00:00", berlin);
         const double now = at("2026-03-29T12:00:00", berlin);
         QCOMPARE(now - then, 23 * kHour);
-        QCOMPARE(m_times.text(then, now, berlin), u"1 day ago"_qs);
-        QCOMPARE(m_times.text(then, now, m_utc), u"23 hr. ago"_qs);
+        QCOMPARE(m_times.text(then, now, berlin), u"1 day ago"_s);
+        QCOMPARE(m_times.text(then, now, m_utc), u"23 hr. ago"_s);
         // And back on 2026-10-25: 25 hours.
         const double before = at("2026-10-24T12:00:00", berlin);
-        QCOMPARE(m_times.text(before, before + 24 * kHour, berlin), u"24 hr. ago"_qs);
-        QCOMPARE(m_times.text(before, before + 25 * kHour, berlin), u"1 day ago"_qs);
+        QCOMPARE(m_times.text(before, before + 24 * kHour, berlin), u"24 hr. ago"_s);
+        QCOMPARE(m_times.text(before, before + 25 * kHour, berlin), u"1 day ago"_s);
     }
 
     void aZoneWithoutANameIsItsOffset()
@@ -145,14 +146,14 @@ private Q_SLOTS:
         const QTimeZone eastern(5 * 3600);
         const double then = at("2026-02-28T20:00:00"); // 1 March in the zone
         const double now = at("2026-03-31T20:00:00");  // 1 April in the zone
-        QCOMPARE(m_times.text(then, now, eastern), u"1 mo. ago"_qs);
+        QCOMPARE(m_times.text(then, now, eastern), u"1 mo. ago"_s);
         QCOMPARE(m_times.text(at("2026-02-28T18:00:00"), at("2026-03-29T18:00:00"), eastern),
-                 u"1 mo. ago"_qs);
+                 u"1 mo. ago"_s);
         QCOMPARE(m_times.text(at("2026-02-28T20:00:00"), at("2026-03-28T20:00:00"), eastern),
-                 u"4 wk. ago"_qs);
+                 u"4 wk. ago"_s);
         QCOMPARE(m_times.text(at("2026-02-28T20:00:00"), at("2026-03-28T20:00:00"), m_utc),
-                 u"1 mo. ago"_qs);
-        QCOMPARE(m_times.text(kNow - 300, kNow, QTimeZone()), u"5 min. ago"_qs);
+                 u"1 mo. ago"_s);
+        QCOMPARE(m_times.text(kNow - 300, kNow, QTimeZone()), u"5 min. ago"_s);
     }
 
     void noInstantIsTooFarAway()
@@ -164,7 +165,7 @@ private Q_SLOTS:
         QVERIFY2(ahead.startsWith(u"in 2,8") && ahead.endsWith(u" yr."), qPrintable(ahead));
         QCOMPARE(text(std::numeric_limits<double>::max(), kNow), ahead);
         QVERIFY(text(-1e300, 1e300).endsWith(u" yr. ago"));
-        QCOMPARE(text(kInfinity, kInfinity), u"in 0 sec."_qs);
+        QCOMPARE(text(kInfinity, kInfinity), u"in 0 sec."_s);
     }
 
     void whatIsNoNumberHasNoText()

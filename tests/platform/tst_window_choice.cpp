@@ -13,6 +13,7 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::FrontWindow;
 using platform::desktop::Presence;
 using platform::desktop::WindowBackend;
@@ -52,25 +53,25 @@ public:
 struct Bench
 {
     platform::xdg::ApplicationNames names{QStringList()};
-    FakeFrontWindowSource best{u"best"_qs};
-    FakeFrontWindowSource second{u"second"_qs};
+    FakeFrontWindowSource best{u"best"_s};
+    FakeFrontWindowSource second{u"second"_s};
     WindowChoice choice{names};
 
     Bench()
     {
-        best.window = window(u"a"_qs, u"A"_qs);
-        second.window = window(u"b"_qs, u"B"_qs);
+        best.window = window(u"a"_s, u"A"_s);
+        second.window = window(u"b"_s, u"B"_s);
         choice.add(best);
-        choice.add(second, u"Sees little."_qs);
+        choice.add(second, u"Sees little."_s);
     }
 
     QString front()
     {
         const auto application = choice.frontmostApplication();
         if (!application)
-            return u"(none)"_qs;
+            return u"(none)"_s;
         return application->bundleIdentifier.value_or(QString()) + u'|' +
-               choice.focusedWindowTitle(*application).value_or(u"(none)"_qs);
+               choice.focusedWindowTitle(*application).value_or(u"(none)"_s);
     }
 };
 
@@ -85,22 +86,22 @@ private Q_SLOTS:
     void nothingIsInFrontWhereNobodyTells()
     {
         Bench bench;
-        QCOMPARE(bench.front(), u"(none)"_qs);
+        QCOMPARE(bench.front(), u"(none)"_s);
         QVERIFY(!bench.choice.hasAnswer());
         QVERIFY(!bench.choice.isUndecided());
-        QVERIFY(bench.choice.notice().contains(u"nothing is recorded"_qs));
+        QVERIFY(bench.choice.notice().contains(u"nothing is recorded"_s));
     }
 
     void theFirstThatIsThereAnswers()
     {
         Bench bench;
         bench.second.set(Presence::Here);
-        QCOMPARE(bench.front(), u"b|B"_qs);
-        QCOMPARE(bench.choice.nameOfChosen(), u"second"_qs);
-        QCOMPARE(bench.choice.notice(), u"Sees little."_qs);
+        QCOMPARE(bench.front(), u"b|B"_s);
+        QCOMPARE(bench.choice.nameOfChosen(), u"second"_s);
+        QCOMPARE(bench.choice.notice(), u"Sees little."_s);
         bench.best.set(Presence::Here);
-        QCOMPARE(bench.front(), u"a|A"_qs);
-        QCOMPARE(bench.choice.nameOfChosen(), u"best"_qs);
+        QCOMPARE(bench.front(), u"a|A"_s);
+        QCOMPARE(bench.choice.nameOfChosen(), u"best"_s);
         QCOMPARE(bench.choice.notice(), QString());
     }
 
@@ -109,11 +110,11 @@ private Q_SLOTS:
         Bench bench;
         bench.best.set(Presence::Asking);
         bench.second.set(Presence::Here);
-        QCOMPARE(bench.front(), u"(none)"_qs);
+        QCOMPARE(bench.front(), u"(none)"_s);
         QVERIFY(bench.choice.isUndecided());
         QCOMPARE(bench.choice.notice(), QString());
         bench.best.set(Presence::Absent);
-        QCOMPARE(bench.front(), u"b|B"_qs);
+        QCOMPARE(bench.front(), u"b|B"_s);
         QVERIFY(!bench.choice.isUndecided());
     }
 
@@ -124,19 +125,19 @@ private Q_SLOTS:
         bench.best.set(Presence::Here);
         bench.second.set(Presence::Here);
         bench.best.set(Presence::Absent);
-        QCOMPARE(bench.front(), u"b|B"_qs);
+        QCOMPARE(bench.front(), u"b|B"_s);
         bench.best.set(Presence::Here);
-        QCOMPARE(bench.front(), u"a|A"_qs);
+        QCOMPARE(bench.front(), u"a|A"_s);
         QCOMPARE(changed.count(), 4);
     }
 
     void theAdviceOfAbsentOnesIsGivenOnlyWhereSomethingIsNotSeen()
     {
         Bench bench;
-        bench.best.set(Presence::Absent, u"Switch it on."_qs);
-        QCOMPARE(bench.choice.notice().section(u". "_qs, -1), u"Switch it on."_qs);
+        bench.best.set(Presence::Absent, u"Switch it on."_s);
+        QCOMPARE(bench.choice.notice().section(u". "_s, -1), u"Switch it on."_s);
         bench.second.set(Presence::Here);
-        QCOMPARE(bench.choice.notice(), u"Sees little. Switch it on."_qs);
+        QCOMPARE(bench.choice.notice(), u"Sees little. Switch it on."_s);
         bench.best.set(Presence::Here);
         QCOMPARE(bench.choice.notice(), QString());
     }
@@ -147,33 +148,33 @@ private Q_SLOTS:
         bench.best.set(Presence::Here);
         fakes::FakeFrontmostApplication application;
         fakes::FakeWindowTitle title;
-        application.application = platform::Application{.localizedName = u"X"_qs,
-                                                        .bundleIdentifier = u"x"_qs,
+        application.application = platform::Application{.localizedName = u"X"_s,
+                                                        .bundleIdentifier = u"x"_s,
                                                         .processIdentifier = 0,
                                                         .window = 1};
-        title.titles[1] = u"T"_qs;
+        title.titles[1] = u"T"_s;
         int tries = 0;
         bench.choice.setLastResort(
-            u"last"_qs, u"Sees hardly anything."_qs, [&]() -> std::optional<WindowBackend> {
+            u"last"_s, u"Sees hardly anything."_s, [&]() -> std::optional<WindowBackend> {
                 ++tries;
                 return WindowBackend{.application = &application, .title = &title};
             });
         QCOMPARE(tries, 0);
         bench.best.set(Presence::Absent);
-        QCOMPARE(bench.front(), u"x|T"_qs);
-        QCOMPARE(bench.choice.notice(), u"Sees hardly anything."_qs);
+        QCOMPARE(bench.front(), u"x|T"_s);
+        QCOMPARE(bench.choice.notice(), u"Sees hardly anything."_s);
         bench.best.set(Presence::Here);
         bench.best.set(Presence::Absent);
-        QCOMPARE(bench.choice.nameOfChosen(), u"last"_qs);
+        QCOMPARE(bench.choice.nameOfChosen(), u"last"_s);
         QCOMPARE(tries, 1);
     }
 
     void aCostlySourceIsMadeOnlyWhenItIsNeeded()
     {
         platform::xdg::ApplicationNames names{QStringList()};
-        FakeFrontWindowSource best(u"best"_qs, Presence::Asking);
-        FakeFrontWindowSource costly(u"costly"_qs, Presence::Here);
-        costly.window = window(u"c"_qs, u"C"_qs);
+        FakeFrontWindowSource best(u"best"_s, Presence::Asking);
+        FakeFrontWindowSource costly(u"costly"_s, Presence::Here);
+        costly.window = window(u"c"_s, u"C"_s);
         WindowChoice choice(names);
         choice.add(best);
         int made = 0;
@@ -182,17 +183,17 @@ private Q_SLOTS:
                 ++made;
                 return costly;
             },
-            u"Sees some."_qs);
+            u"Sees some."_s);
         best.set(Presence::Here);
         QCOMPARE(made, 0);
         best.set(Presence::Absent);
         QCOMPARE(made, 1);
-        QCOMPARE(choice.nameOfChosen(), u"costly"_qs);
-        QCOMPARE(choice.notice(), u"Sees some."_qs);
+        QCOMPARE(choice.nameOfChosen(), u"costly"_s);
+        QCOMPARE(choice.notice(), u"Sees some."_s);
         best.set(Presence::Here);
         best.set(Presence::Absent);
         QCOMPARE(made, 1);
-        QCOMPARE(choice.nameOfChosen(), u"costly"_qs);
+        QCOMPARE(choice.nameOfChosen(), u"costly"_s);
     }
 
     void aLockedSessionHasNothingInFront()
@@ -202,21 +203,21 @@ private Q_SLOTS:
         const auto application = bench.choice.frontmostApplication();
         QVERIFY(application);
         bench.choice.setLocked(true);
-        QCOMPARE(bench.front(), u"(none)"_qs);
+        QCOMPARE(bench.front(), u"(none)"_s);
         QCOMPARE(bench.choice.focusedWindowTitle(*application), std::optional<QString>());
         bench.choice.setLocked(false);
-        QCOMPARE(bench.front(), u"a|A"_qs);
+        QCOMPARE(bench.front(), u"a|A"_s);
     }
 
     void theNameThatTheDesktopKnowsComesFirst()
     {
         Bench bench;
-        bench.best.window->name = u"Aller Anfang"_qs;
+        bench.best.window->name = u"Aller Anfang"_s;
         bench.best.set(Presence::Here);
         const auto application = bench.choice.frontmostApplication();
         QVERIFY(application);
-        QCOMPARE(application->localizedName, std::optional(u"Aller Anfang"_qs));
-        QCOMPARE(application->bundleIdentifier, std::optional(u"a"_qs));
+        QCOMPARE(application->localizedName, std::optional(u"Aller Anfang"_s));
+        QCOMPARE(application->bundleIdentifier, std::optional(u"a"_s));
     }
 
     void theFirstIdleTimeThatIsThereCounts()
@@ -227,13 +228,13 @@ private Q_SLOTS:
         FakeIdleSource second(Presence::Here, 2);
         fakes::FakeIdleTime last;
         last.seconds = 3;
-        choice.setLastResort(u"last"_qs, last);
+        choice.setLastResort(u"last"_s, last);
         QCOMPARE(choice.secondsSinceLastInput(), 3.0);
-        QCOMPARE(choice.nameOfChosen(), u"last"_qs);
+        QCOMPARE(choice.nameOfChosen(), u"last"_s);
         choice.add(best);
         choice.add(second);
         QCOMPARE(choice.secondsSinceLastInput(), 2.0);
-        QCOMPARE(choice.nameOfChosen(), u"idle 2"_qs);
+        QCOMPARE(choice.nameOfChosen(), u"idle 2"_s);
         best.is = Presence::Asking;
         QVERIFY(choice.isUndecided());
         QCOMPARE(choice.nameOfChosen(), QString());

@@ -7,6 +7,7 @@
 #include <array>
 #include <string>
 
+using namespace Qt::StringLiterals;
 using namespace std::string_literals;
 using namespace platform::x11;
 
@@ -47,26 +48,25 @@ private Q_SLOTS:
         QTest::newRow("UTF8_STRING") << someAtoms().utf8String
                                      << "Gr\xc3\xbc\xc3\x9f"
                                         "e \xf0\x9f\x98\x80"s
-                                     << u"Grüße 😀"_qs;
+                                     << u"Grüße 😀"_s;
         QTest::newRow("STRING") << xcb_atom_t{XCB_ATOM_STRING}
                                 << "Gr\xfc\xdf"
                                    "e"s
-                                << u"Grüße"_qs;
+                                << u"Grüße"_s;
         QTest::newRow("COMPOUND_TEXT, Latin-1") << compound
                                                 << "Gr\xfc\xdf"
                                                    "e"s
-                                                << u"Grüße"_qs;
+                                                << u"Grüße"_s;
         QTest::newRow("COMPOUND_TEXT, UTF-8 part")
-            << compound << "a \x1b%G\xe2\x82\xac\x1b%@ b"s << u"a € b"_qs;
+            << compound << "a \x1b%G\xe2\x82\xac\x1b%@ b"s << u"a € b"_s;
         QTest::newRow("COMPOUND_TEXT, Japanese")
-            << compound << "\x1b$(B\x46\x7c\x4b\x5c"s << u"日本"_qs;
+            << compound << "\x1b$(B\x46\x7c\x4b\x5c"s << u"日本"_s;
         QTest::newRow("another type") << other
                                       << "Stra\xc3\x9f"
                                          "e"s
-                                      << u"Straße"_qs;
-        QTest::newRow("empty") << someAtoms().utf8String << ""s << u""_qs;
-        QTest::newRow("up to the first NUL")
-            << someAtoms().utf8String << "one\0two\0"s << u"one"_qs;
+                                      << u"Straße"_s;
+        QTest::newRow("empty") << someAtoms().utf8String << ""s << u""_s;
+        QTest::newRow("up to the first NUL") << someAtoms().utf8String << "one\0two\0"s << u"one"_s;
     }
 
     void textFollowsThePropertyType()
@@ -81,8 +81,8 @@ private Q_SLOTS:
     {
         QCOMPARE(utf8("a\xff"
                       "b"s),
-                 std::optional(u"a\uFFFDb"_qs));
-        QCOMPARE(utf8("a\xe2\x82"s).value_or(QString()).left(2), u"a\uFFFD"_qs);
+                 std::optional(u"a\uFFFDb"_s));
+        QCOMPARE(utf8("a\xe2\x82"s).value_or(QString()).left(2), u"a\uFFFD"_s);
         QVERIFY(!utf8("\xed\xa0\x80"s)->contains(QChar(0xD800)));
     }
 
@@ -90,13 +90,13 @@ private Q_SLOTS:
     {
         QTest::addColumn<std::string>("bytes");
         QTest::addColumn<QString>("text");
-        QTest::newRow("whole") << "ab"s << u"ab"_qs;
-        QTest::newRow("whole of two bytes") << "a\xc3\xbc"s << u"aü"_qs;
-        QTest::newRow("one of two bytes") << "a\xc3"s << u"a"_qs;
-        QTest::newRow("two of three bytes") << "a\xe2\x82"s << u"a"_qs;
-        QTest::newRow("three of four bytes") << "a\xf0\x9f\x98"s << u"a"_qs;
-        QTest::newRow("whole of four bytes") << "\xf0\x9f\x98\x80"s << u"😀"_qs;
-        QTest::newRow("nothing else") << "\xf0\x9f"s << u""_qs;
+        QTest::newRow("whole") << "ab"s << u"ab"_s;
+        QTest::newRow("whole of two bytes") << "a\xc3\xbc"s << u"aü"_s;
+        QTest::newRow("one of two bytes") << "a\xc3"s << u"a"_s;
+        QTest::newRow("two of three bytes") << "a\xe2\x82"s << u"a"_s;
+        QTest::newRow("three of four bytes") << "a\xf0\x9f\x98"s << u"a"_s;
+        QTest::newRow("whole of four bytes") << "\xf0\x9f\x98\x80"s << u"😀"_s;
+        QTest::newRow("nothing else") << "\xf0\x9f"s << u""_s;
     }
 
     void aTruncatedTextLosesOnlyItsHalfCharacter()
@@ -108,13 +108,13 @@ private Q_SLOTS:
 
     void aTextThatEndsBeforeTheCutIsNotShortened()
     {
-        QCOMPARE(utf8("a\xc3\0rest"s, true), std::optional(u"a\uFFFD"_qs));
+        QCOMPARE(utf8("a\xc3\0rest"s, true), std::optional(u"a\uFFFD"_s));
     }
 
     void aTruncatedCompoundTextKeepsItsBeginning()
     {
         const auto text = decoded(someAtoms().compoundText, "abc \x1b$(B\x46\x7c\x4b"s, true);
-        QCOMPARE(text, std::optional(u"abc 日"_qs));
+        QCOMPARE(text, std::optional(u"abc 日"_s));
     }
 
     void anAbsentOrNumericPropertyIsNoText()
@@ -129,12 +129,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<std::string>("bytes");
         QTest::addColumn<QStringList>("names");
-        QTest::newRow("both") << "xterm\0XTerm\0"s << QStringList{u"XTerm"_qs, u"xterm"_qs};
+        QTest::newRow("both") << "xterm\0XTerm\0"s << QStringList{u"XTerm"_s, u"xterm"_s};
         QTest::newRow("without the last NUL")
-            << "xterm\0XTerm"s << QStringList{u"XTerm"_qs, u"xterm"_qs};
-        QTest::newRow("the same twice") << "foot\0foot\0"s << QStringList{u"foot"_qs};
-        QTest::newRow("instance only") << "xterm"s << QStringList{u"xterm"_qs};
-        QTest::newRow("empty instance") << "\0XTerm\0"s << QStringList{u"XTerm"_qs};
+            << "xterm\0XTerm"s << QStringList{u"XTerm"_s, u"xterm"_s};
+        QTest::newRow("the same twice") << "foot\0foot\0"s << QStringList{u"foot"_s};
+        QTest::newRow("instance only") << "xterm"s << QStringList{u"xterm"_s};
+        QTest::newRow("empty instance") << "\0XTerm\0"s << QStringList{u"XTerm"_s};
         QTest::newRow("nothing") << ""s << QStringList{};
     }
 
@@ -168,17 +168,16 @@ private Q_SLOTS:
         QTest::addColumn<QString>("clientMachine");
         QTest::addColumn<QString>("hostName");
         QTest::addColumn<bool>("isLocal");
-        QTest::newRow("same") << u"desk"_qs << u"desk"_qs << true;
-        QTest::newRow("case") << u"Desk"_qs << u"desk"_qs << true;
-        QTest::newRow("domain on the window") << u"desk.example.org"_qs << u"desk"_qs << true;
-        QTest::newRow("domain on the host") << u"desk"_qs << u"desk.example.org"_qs << true;
-        QTest::newRow("not told") << u""_qs << u"desk"_qs << true;
-        QTest::newRow("localhost") << u"localhost"_qs << u"desk"_qs << true;
-        QTest::newRow("another") << u"server"_qs << u"desk"_qs << false;
-        QTest::newRow("another with a domain") << u"server.example.org"_qs << u"desk"_qs << false;
-        QTest::newRow("another domain")
-            << u"desk.example.com"_qs << u"desk.example.org"_qs << false;
-        QTest::newRow("longer name") << u"desktop"_qs << u"desk"_qs << false;
+        QTest::newRow("same") << u"desk"_s << u"desk"_s << true;
+        QTest::newRow("case") << u"Desk"_s << u"desk"_s << true;
+        QTest::newRow("domain on the window") << u"desk.example.org"_s << u"desk"_s << true;
+        QTest::newRow("domain on the host") << u"desk"_s << u"desk.example.org"_s << true;
+        QTest::newRow("not told") << u""_s << u"desk"_s << true;
+        QTest::newRow("localhost") << u"localhost"_s << u"desk"_s << true;
+        QTest::newRow("another") << u"server"_s << u"desk"_s << false;
+        QTest::newRow("another with a domain") << u"server.example.org"_s << u"desk"_s << false;
+        QTest::newRow("another domain") << u"desk.example.com"_s << u"desk.example.org"_s << false;
+        QTest::newRow("longer name") << u"desktop"_s << u"desk"_s << false;
     }
 
     void aProcessNumberCountsOnItsOwnMachineOnly()

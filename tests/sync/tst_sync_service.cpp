@@ -96,28 +96,6 @@ class TestSyncService final : public QObject
 
 private Q_SLOTS:
 
-    void whoSignsOutWhileMuchIsEncodedUploadsNothing()
-    {
-        SyncBench bench;
-        bench.addSamples(3);
-        std::promise<void> opened;
-        bench.environment.enterBackground = [gate = opened.get_future().share(),
-                                             isEncoding = std::make_shared<bool>(false)] {
-            if (std::exchange(*isEncoding, true))
-                gate.wait();
-        };
-        auto attempt = bench.service.sync();
-        QTRY_COMPARE(bench.fake.diagnostics.lines().value(1),
-                     QStringLiteral("Velomira Sync: Using auth token"));
-        bench.auth.logout();
-        opened.set_value();
-        QCoro::waitFor(std::move(attempt));
-        QVERIFY(bench.fake.httpClient.requests.isEmpty());
-        QCOMPARE(bench.service.lastSyncError(), QStringLiteral("Not authenticated"));
-        QVERIFY(!bench.service.isSyncing());
-        QCOMPARE(bench.stored(), 3U);
-    }
-
     void constructionStartsNothing()
     {
         const SyncBench bench;

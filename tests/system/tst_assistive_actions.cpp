@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using support::Account;
 using support::Agent;
 using support::AssistiveElement;
@@ -368,11 +369,11 @@ private Q_SLOTS:
         perform(kSettings, QStringLiteral("Log In"), kPress);
         isOpened(kLogin);
         // These have tests of their own.
-        for (const QString& done : {kSwitch + u": Toggle"_qs,
-                                    kSwitch + u": Press"_qs,
-                                    kInterval + u": Increase"_qs,
-                                    kInterval + u": Decrease"_qs})
-            m_done.insert(kSettings + u": "_qs + done);
+        for (const QString& done : {kSwitch + u": Toggle"_s,
+                                    kSwitch + u": Press"_s,
+                                    kInterval + u": Increase"_s,
+                                    kInterval + u": Decrease"_s})
+            m_done.insert(kSettings + u": "_s + done);
         everyActionIsDone(kSettings);
     }
 };

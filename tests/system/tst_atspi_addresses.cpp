@@ -23,6 +23,7 @@
 #include <optional>
 #include <utility>
 
+using namespace Qt::StringLiterals;
 using platform::atspi::AccessibilityBus;
 using platform::atspi::AccessibleAddresses;
 using platform::browsers::Family;
@@ -45,7 +46,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         REQUIRE_PROGRAMS(HeadlessX11::programs() + Accessibility::programs() + Firefox::programs() +
-                         QStringList({u"epiphany"_qs, u"chromium"_qs}));
+                         QStringList({u"epiphany"_s, u"chromium"_s}));
     }
 
     void init()
@@ -136,7 +137,7 @@ private Q_SLOTS:
         connect(&reader, &QTimer::timeout, this, [&] {
             const FrontBrowser window = front();
             const QString found = m_addresses->addressIn(window).value_or(QString());
-            if (!window.windowTitle.contains(u"Page public"_qs)) {
+            if (!window.windowTitle.contains(u"Page public"_s)) {
                 ++readsInPrivate;
                 if (!found.isEmpty())
                     leaks.append(window.windowTitle + u' ' + found);
@@ -148,7 +149,7 @@ private Q_SLOTS:
         QVERIFY(firefox.openPrivateWindow());
         for (const char* next : {"secret", "hidden", "secret"})
             check(firefox.navigate(page(next)));
-        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_qs), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_s), kPatienceMs);
         readsInPrivate = 0;
         QTRY_VERIFY_WITH_TIMEOUT(readsInPrivate >= 60, kPatienceMs);
         QVERIFY(firefox.openTab());
@@ -167,9 +168,9 @@ private Q_SLOTS:
     {
         check(m_accessibility->switchOn());
         Firefox firefox;
-        check(firefox.start(m_accessibility->environment(), {}, {u"--private"_qs}));
+        check(firefox.start(m_accessibility->environment(), {}, {u"--private"_s}));
         check(firefox.navigate(page("secret")));
-        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_qs), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_s), kPatienceMs);
         expectSilence();
     }
 
@@ -191,13 +192,13 @@ private Q_SLOTS:
         check(firefox.start(m_accessibility->environment(), preferences));
         if (!tells) {
             // The browser's own copy is enough.
-            QTRY_VERIFY_WITH_TIMEOUT(contentOf(firefox.profile() + u"/prefs.js"_qs)
+            QTRY_VERIFY_WITH_TIMEOUT(contentOf(firefox.profile() + u"/prefs.js"_s)
                                          .contains("browser.privatebrowsing.autostart"),
                                      kPatienceMs);
-            QVERIFY(QFile::remove(firefox.profile() + u"/user.js"_qs));
+            QVERIFY(QFile::remove(firefox.profile() + u"/user.js"_s));
         }
         check(firefox.navigate(page("shown")));
-        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page shown"_qs), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page shown"_s), kPatienceMs);
         if (tells)
             expectSoon("shown");
         else
@@ -215,7 +216,7 @@ private Q_SLOTS:
         const auto caller = startGnomeWeb({page("two")});
         QVERIFY(caller);
         expectSoon("two");
-        const auto windows = startGnomeWeb({u"--new-window"_qs, page("three")});
+        const auto windows = startGnomeWeb({u"--new-window"_s, page("three")});
         QVERIFY(windows);
         expectSoon("three");
         activate("two");
@@ -225,9 +226,9 @@ private Q_SLOTS:
     void gnomeWebTellsNothingWhenItKeepsNoHistory_data()
     {
         QTest::addColumn<QString>("option");
-        QTest::newRow("incognito") << u"--incognito-mode"_qs;
-        QTest::newRow("incognito, in short") << u"-i"_qs;
-        QTest::newRow("private instance") << u"--private-instance"_qs;
+        QTest::newRow("incognito") << u"--incognito-mode"_s;
+        QTest::newRow("incognito, in short") << u"-i"_s;
+        QTest::newRow("private instance") << u"--private-instance"_s;
     }
 
     void gnomeWebTellsNothingWhenItKeepsNoHistory()
@@ -236,7 +237,7 @@ private Q_SLOTS:
         check(m_accessibility->switchOn());
         const auto browser = startGnomeWeb({option, page("secret")});
         QVERIFY(browser);
-        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_qs), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_s), kPatienceMs);
         expectSilence();
     }
 
@@ -253,12 +254,12 @@ private Q_SLOTS:
     {
         check(m_accessibility->switchOn());
         m_family = Family::Chromium;
-        const auto browser = startChromium({u"--incognito"_qs, page("secret")});
+        const auto browser = startChromium({u"--incognito"_s, page("secret")});
         QVERIFY(browser);
-        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_qs), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_s), kPatienceMs);
         expectSilence();
         // Nor when the title is the one that it tells assistive programs.
-        m_remark = u" (Incognito)"_qs;
+        m_remark = u" (Incognito)"_s;
         expectSilence();
     }
 
@@ -271,7 +272,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(address(), page("one"), kPatienceMs);
         support::Heartbeat heartbeat;
         ::kill(static_cast<pid_t>(firefox.pid()), SIGSTOP);
-        QTRY_COMPARE_WITH_TIMEOUT(address(), u"(none)"_qs, kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(address(), u"(none)"_s, kPatienceMs);
         // One call that blocks would cost 200.
         QVERIFY2(heartbeat.longestGap() < 180, qPrintable(QString::number(heartbeat.longestGap())));
         ::kill(static_cast<pid_t>(firefox.pid()), SIGCONT);
@@ -281,12 +282,12 @@ private Q_SLOTS:
     void withoutAccessibilityOrAProcessNothingIsTold()
     {
         QVERIFY(!m_addresses->addressIn(
-            {.family = Family::Other, .processIdentifier = 1, .windowTitle = u"Page"_qs}));
+            {.family = Family::Other, .processIdentifier = 1, .windowTitle = u"Page"_s}));
         QVERIFY(!m_addresses->state().isEmpty());
         check(m_accessibility->switchOn());
         QTRY_VERIFY_WITH_TIMEOUT(m_bus->isOn(), kPatienceMs);
         QVERIFY(!m_addresses->addressIn(
-            {.family = Family::Other, .processIdentifier = 0, .windowTitle = u"Page"_qs}));
+            {.family = Family::Other, .processIdentifier = 0, .windowTitle = u"Page"_s}));
     }
 
 private:
@@ -318,7 +319,7 @@ private:
                     m_remark};
     }
 
-    QString address() { return m_addresses->addressIn(front()).value_or(u"(none)"_qs); }
+    QString address() { return m_addresses->addressIn(front()).value_or(u"(none)"_s); }
 
     /// Sixty reads without an answer, while the title stays.
     void expectSilence()
@@ -340,41 +341,41 @@ private:
     void activate(const char* name)
     {
         QVERIFY(xdotool(*m_desktop,
-                        {u"search"_qs,
-                         u"--onlyvisible"_qs,
-                         u"--name"_qs,
-                         u"^Page "_qs + QString::fromLatin1(name),
-                         u"windowactivate"_qs,
-                         u"--sync"_qs}));
+                        {u"search"_s,
+                         u"--onlyvisible"_s,
+                         u"--name"_s,
+                         u"^Page "_s + QString::fromLatin1(name),
+                         u"windowactivate"_s,
+                         u"--sync"_s}));
     }
 
     /// Its settings keep it from fetching lists of what to block.
     std::unique_ptr<ChildProcess> startGnomeWeb(const QStringList& arguments)
     {
-        const QString folder = m_desktop->home() + u"/config/glib-2.0/settings"_qs;
-        QFile file(folder + u"/keyfile"_qs);
+        const QString folder = m_desktop->home() + u"/config/glib-2.0/settings"_s;
+        QFile file(folder + u"/keyfile"_s);
         if (!QDir().mkpath(folder) || !file.open(QIODevice::WriteOnly) ||
             file.write("[org/gnome/epiphany/web]\nenable-adblock=false\n") < 0)
             return nullptr;
         file.close();
         QProcessEnvironment environment = m_accessibility->environment();
-        environment.insert(u"GSETTINGS_BACKEND"_qs, u"keyfile"_qs);
-        return startBrowser(u"epiphany"_qs, arguments, environment);
+        environment.insert(u"GSETTINGS_BACKEND"_s, u"keyfile"_s);
+        return startBrowser(u"epiphany"_s, arguments, environment);
     }
 
     std::unique_ptr<ChildProcess> startChromium(const QStringList& arguments)
     {
-        const QStringList common{u"--no-sandbox"_qs, // tests run as root
-                                 u"--user-data-dir="_qs + m_desktop->home() + u"/chromium"_qs,
-                                 u"--no-first-run"_qs,
-                                 u"--disable-gpu"_qs,
-                                 u"--disable-background-networking"_qs,
-                                 u"--disable-component-update"_qs,
-                                 u"--proxy-server=127.0.0.1:9"_qs,
-                                 u"--proxy-bypass-list=127.0.0.1"_qs,
-                                 u"--password-store=basic"_qs,
-                                 u"--force-renderer-accessibility"_qs};
-        return startBrowser(u"chromium"_qs, common + arguments, m_accessibility->environment());
+        const QStringList common{u"--no-sandbox"_s, // tests run as root
+                                 u"--user-data-dir="_s + m_desktop->home() + u"/chromium"_s,
+                                 u"--no-first-run"_s,
+                                 u"--disable-gpu"_s,
+                                 u"--disable-background-networking"_s,
+                                 u"--disable-component-update"_s,
+                                 u"--proxy-server=127.0.0.1:9"_s,
+                                 u"--proxy-bypass-list=127.0.0.1"_s,
+                                 u"--password-store=basic"_s,
+                                 u"--force-renderer-accessibility"_s};
+        return startBrowser(u"chromium"_s, common + arguments, m_accessibility->environment());
     }
 
     static std::unique_ptr<ChildProcess> startBrowser(const QString& program,
@@ -388,7 +389,7 @@ private:
 
     void expectSoon(const char* name)
     {
-        const QString title = u"Page "_qs + QString::fromLatin1(name);
+        const QString title = u"Page "_s + QString::fromLatin1(name);
         QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(title), kPatienceMs);
         QElapsedTimer time;
         time.start();

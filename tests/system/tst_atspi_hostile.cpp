@@ -25,6 +25,7 @@
 #include <optional>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using platform::atspi::AccessibilityBus;
 using platform::atspi::AccessibleAddresses;
 using platform::atspi::AccessibleFrontWindow;
@@ -109,9 +110,9 @@ public:
         if (manner == Manner::Silent)
             return true;
         if (manner == Manner::Errors)
-            return connection.send(message.createErrorReply(QDBusError::Failed, u"no"_qs));
+            return connection.send(message.createErrorReply(QDBusError::Failed, u"no"_s));
         if (manner == Manner::WrongTypes)
-            return connection.send(message.createReply(QVariantList{42.0, u"text"_qs}));
+            return connection.send(message.createReply(QVariantList{42.0, u"text"_s}));
         return connection.send(message.createReply(answer(message, me)));
     }
 
@@ -119,12 +120,12 @@ private:
     QVariant answer(const QDBusMessage& message, const QString& me) const
     {
         const QString method = message.member();
-        const bool isDocument = message.path() == u"/document"_qs;
+        const bool isDocument = message.path() == u"/document"_s;
         if (method == u"GetChildren")
             return QVariant::fromValue(children(message.path(), me));
         if (method == u"GetRelationSet") {
             const QDBusObjectPath target(manner == Manner::CyclicRelations ? message.path()
-                                                                           : u"/document"_qs);
+                                                                           : u"/document"_s);
             return QVariant::fromValue(QList<Relation>{{13, {{me, target}}}});
         }
         if (method == u"GetState")
@@ -133,21 +134,21 @@ private:
             return quint32(23);
         if (method == u"GetAttributes" && isDocument)
             return QVariant::fromValue(
-                QMap<QString, QString>{{u"DocURL"_qs, u"http://127.0.0.1/page"_qs}});
+                QMap<QString, QString>{{u"DocURL"_s, u"http://127.0.0.1/page"_s}});
         if (method == u"GetAttributes")
-            return QVariant::fromValue(QMap<QString, QString>{{u"id"_qs, u"nav-bar"_qs}});
-        const QString name = isDocument ? u"Page"_qs : u"Page — Browser"_qs;
+            return QVariant::fromValue(QMap<QString, QString>{{u"id"_s, u"nav-bar"_s}});
+        const QString name = isDocument ? u"Page"_s : u"Page — Browser"_s;
         return QVariant::fromValue(QDBusVariant(name));
     }
 
     QList<Reference> children(const QString& path, const QString& me) const
     {
         if (manner == Manner::ManyChildren)
-            return QList<Reference>(20'000, {me, QDBusObjectPath(u"/window"_qs)});
+            return QList<Reference>(20'000, {me, QDBusObjectPath(u"/window"_s)});
         if (path == kRoot)
-            return {{me, QDBusObjectPath(u"/window"_qs)}};
+            return {{me, QDBusObjectPath(u"/window"_s)}};
         if (manner == Manner::EndlessTree)
-            return QList<Reference>(100, {me, QDBusObjectPath(path + u"/x"_qs)});
+            return QList<Reference>(100, {me, QDBusObjectPath(path + u"/x"_s)});
         return {};
     }
 };
@@ -198,7 +199,7 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(QStringList{u"dbus-daemon"_qs});
+        REQUIRE_PROGRAMS(QStringList{u"dbus-daemon"_s});
         qDBusRegisterMetaType<Reference>();
         qDBusRegisterMetaType<QList<Reference>>();
         qDBusRegisterMetaType<Relation>();
@@ -214,21 +215,21 @@ private Q_SLOTS:
         holdProfile();
         m_sessionBus = std::make_unique<support::BusDaemon>();
         m_accessibilityBus = std::make_unique<support::BusDaemon>();
-        check(m_sessionBus->start(m_home->filePath(u"runtime/bus"_qs), m_home->environment()));
+        check(m_sessionBus->start(m_home->filePath(u"runtime/bus"_s), m_home->environment()));
         check(
-            m_accessibilityBus->start(m_home->filePath(u"runtime/a11y"_qs), m_home->environment()));
-        QDBusConnection service = connectTo(*m_sessionBus, u"service"_qs);
+            m_accessibilityBus->start(m_home->filePath(u"runtime/a11y"_s), m_home->environment()));
+        QDBusConnection service = connectTo(*m_sessionBus, u"service"_s);
         m_service = std::make_unique<FakeService>();
         m_service->address = m_accessibilityBus->address();
-        offer(service, *m_service, u"org.a11y.Bus"_qs);
-        QDBusConnection program = connectTo(*m_accessibilityBus, u"program"_qs);
+        offer(service, *m_service, u"org.a11y.Bus"_s);
+        QDBusConnection program = connectTo(*m_accessibilityBus, u"program"_s);
         m_program = std::make_unique<FakeProgram>();
         offer(program, *m_program, {});
-        QDBusConnection registry = connectTo(*m_accessibilityBus, u"registry"_qs);
+        QDBusConnection registry = connectTo(*m_accessibilityBus, u"registry"_s);
         m_registry = std::make_unique<FakeRegistry>();
         m_registry->program = program.baseService();
-        offer(registry, *m_registry, u"org.a11y.atspi.Registry"_qs);
-        m_bus = std::make_unique<AccessibilityBus>(connectTo(*m_sessionBus, u"watch"_qs));
+        offer(registry, *m_registry, u"org.a11y.atspi.Registry"_s);
+        m_bus = std::make_unique<AccessibilityBus>(connectTo(*m_sessionBus, u"watch"_s));
         m_addresses = std::make_unique<AccessibleAddresses>(*m_bus);
     }
 
@@ -273,11 +274,11 @@ private Q_SLOTS:
         // Once it answers as it should, it is believed.
         m_program->manner = Manner::Right;
         QTRY_COMPARE_WITH_TIMEOUT(m_addresses->addressIn(front()),
-                                  std::optional(u"http://127.0.0.1/page"_qs),
+                                  std::optional(u"http://127.0.0.1/page"_s),
                                   kPatienceMs);
-        emitEvent(u"Activate"_qs, u"/window"_qs);
+        emitEvent(u"Activate"_s, u"/window"_s);
         QTRY_VERIFY_WITH_TIMEOUT(m_source->frontWindow(), kPatienceMs);
-        QCOMPARE(m_source->frontWindow()->title, std::optional(u"Page — Browser"_qs));
+        QCOMPARE(m_source->frontWindow()->title, std::optional(u"Page — Browser"_s));
     }
 
     void aFloodOfEventsCausesFewQuestions()
@@ -289,10 +290,10 @@ private Q_SLOTS:
         QElapsedTimer time;
         time.start();
         for (int i = 0; i < 20'000; ++i)
-            emitEvent(u"Activate"_qs, i % 2 == 0 ? u"/window"_qs : u"/other"_qs);
-        emitEvent(u"Deactivate"_qs, u"/other"_qs);
+            emitEvent(u"Activate"_s, i % 2 == 0 ? u"/window"_s : u"/other"_s);
+        emitEvent(u"Deactivate"_s, u"/other"_s);
         QTRY_VERIFY_WITH_TIMEOUT(!m_source->frontWindow(), kPatienceMs);
-        emitEvent(u"Activate"_qs, u"/last"_qs);
+        emitEvent(u"Activate"_s, u"/last"_s);
         QTRY_VERIFY_WITH_TIMEOUT(m_source->frontWindow(), kPatienceMs);
         const qint64 slots20thOfSecond = time.elapsed() / 50 + 2;
         qInfo("%d questions in %lld ms", m_program->calls, static_cast<long long>(time.elapsed()));
@@ -305,11 +306,11 @@ private Q_SLOTS:
         m_source = std::make_unique<AccessibleFrontWindow>(*m_bus);
         QTRY_VERIFY_WITH_TIMEOUT(m_source->frontWindow(), kPatienceMs);
         const auto before = m_source->frontWindow()->window;
-        emitEvent(u"Activate"_qs, u"/other"_qs);
-        emitEvent(u"Deactivate"_qs, u"/window"_qs);
+        emitEvent(u"Activate"_s, u"/other"_s);
+        emitEvent(u"Deactivate"_s, u"/window"_s);
         QTRY_VERIFY_WITH_TIMEOUT(
             m_source->frontWindow() && m_source->frontWindow()->window != before, kPatienceMs);
-        emitEvent(u"Deactivate"_qs, u"/other"_qs);
+        emitEvent(u"Deactivate"_s, u"/other"_s);
         QTRY_VERIFY_WITH_TIMEOUT(!m_source->frontWindow(), kPatienceMs);
     }
 
@@ -317,9 +318,9 @@ private Q_SLOTS:
     {
         m_bus.reset();
         m_addresses.reset();
-        const QString mark = m_home->filePath(u"mark"_qs);
-        m_service->address = u"unixexec:path=/usr/bin/touch,argv1="_qs + mark;
-        AccessibilityBus bus(QDBusConnection(u"watch"_qs));
+        const QString mark = m_home->filePath(u"mark"_s);
+        m_service->address = u"unixexec:path=/usr/bin/touch,argv1="_s + mark;
+        AccessibilityBus bus(QDBusConnection(u"watch"_s));
         QSignalSpy changes(&bus, &AccessibilityBus::changed);
         QTRY_VERIFY_WITH_TIMEOUT(changes.size() >= 2, kPatienceMs); // it has tried twice
         QVERIFY(!bus.isOn());
@@ -330,9 +331,9 @@ private:
     /// This process is the browser, which holds the lock of a profile.
     void holdProfile()
     {
-        QFile preferences(m_home->filePath(u"prefs.js"_qs));
+        QFile preferences(m_home->filePath(u"prefs.js"_s));
         QVERIFY(preferences.open(QIODevice::WriteOnly));
-        m_profileLock.setFileName(m_home->filePath(u".parentlock"_qs));
+        m_profileLock.setFileName(m_home->filePath(u".parentlock"_s));
         QVERIFY(m_profileLock.open(QIODevice::WriteOnly));
     }
 
@@ -348,7 +349,7 @@ private:
 
     static void offer(QDBusConnection& bus, QDBusVirtualObject& object, const QString& service)
     {
-        QVERIFY(bus.registerVirtualObject(u"/"_qs, &object, QDBusConnection::SubPath));
+        QVERIFY(bus.registerVirtualObject(u"/"_s, &object, QDBusConnection::SubPath));
         QVERIFY(service.isEmpty() || bus.registerService(service));
     }
 
@@ -356,7 +357,7 @@ private:
     {
         return {.family = Family::Other,
                 .processIdentifier = ::getpid(),
-                .windowTitle = u"Page — Browser"_qs};
+                .windowTitle = u"Page — Browser"_s};
     }
 
     void read()
@@ -369,9 +370,9 @@ private:
     static void emitEvent(const QString& event, const QString& window)
     {
         QDBusMessage signal =
-            QDBusMessage::createSignal(window, u"org.a11y.atspi.Event.Window"_qs, event);
+            QDBusMessage::createSignal(window, u"org.a11y.atspi.Event.Window"_s, event);
         signal.setArguments({QString(), 0, 0, QVariant::fromValue(QDBusVariant(QString()))});
-        QDBusConnection(u"program"_qs).send(signal);
+        QDBusConnection(u"program"_s).send(signal);
     }
 
     QStringList m_found;

@@ -20,6 +20,7 @@
 #include <memory>
 #include <optional>
 
+using namespace Qt::StringLiterals;
 using platform::atspi::AccessibilityBus;
 using platform::atspi::AccessibleFrontWindow;
 using platform::desktop::Presence;
@@ -39,13 +40,13 @@ private Q_SLOTS:
     void initTestCase()
     {
         REQUIRE_PROGRAMS(HeadlessX11::programs() + Accessibility::programs() +
-                         TestWindow::programs() + QStringList{u"xdotool"_qs});
+                         TestWindow::programs() + QStringList{u"xdotool"_s});
     }
 
     void init()
     {
         // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_desktop = std::make_unique<HeadlessX11>();
         m_accessibility = std::make_unique<Accessibility>();
         check(m_desktop->start());
@@ -84,21 +85,21 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Here, kPatienceMs);
         TestWindow qt(TestWindow::Toolkit::QtWidgets);
         TestWindow gtk(TestWindow::Toolkit::Gtk);
-        check(qt.open(environment(), u"qt-one"_qs, u"First"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"First"_qs, kPatienceMs);
+        check(qt.open(environment(), u"qt-one"_s, u"First"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"First"_s, kPatienceMs);
         QCOMPARE(m_source->frontWindow()->processIdentifier, qt.pid());
-        check(gtk.open(environment(), u"gtk-two"_qs, u"Second"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Second"_qs, kPatienceMs);
+        check(gtk.open(environment(), u"gtk-two"_s, u"Second"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Second"_s, kPatienceMs);
         QCOMPARE(m_source->frontWindow()->processIdentifier, gtk.pid());
-        QCOMPARE(m_source->frontWindow()->identifiers, QStringList{u"gtk-two"_qs});
+        QCOMPARE(m_source->frontWindow()->identifiers, QStringList{u"gtk-two"_s});
         const auto before = m_source->frontWindow()->window;
-        focus(u"First"_qs);
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"First"_qs, kPatienceMs);
+        focus(u"First"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"First"_s, kPatienceMs);
         QVERIFY(m_source->frontWindow()->window != before);
-        focus(u"Second"_qs);
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Second"_qs, kPatienceMs);
+        focus(u"Second"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Second"_s, kPatienceMs);
         gtk.close();
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"First"_qs, kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"First"_s, kPatienceMs);
         qt.close();
         QTRY_VERIFY_WITH_TIMEOUT(!m_source->frontWindow(), kPatienceMs);
     }
@@ -108,11 +109,11 @@ private Q_SLOTS:
         switchOn();
         TestWindow qt(TestWindow::Toolkit::QtWidgets);
         TestWindow gtk(TestWindow::Toolkit::Gtk);
-        check(gtk.open(environment(), u"gtk"_qs, u"Behind"_qs));
-        check(qt.open(environment(), u"qt"_qs, u"In front"_qs));
-        focus(u"In front"_qs);
+        check(gtk.open(environment(), u"gtk"_s, u"Behind"_s));
+        check(qt.open(environment(), u"qt"_s, u"In front"_s));
+        focus(u"In front"_s);
         watch();
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"In front"_qs, kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"In front"_s, kPatienceMs);
     }
 
     void aChangedTitleIsFollowed_data()
@@ -128,14 +129,14 @@ private Q_SLOTS:
         switchOn();
         watch();
         TestWindow window(toolkit);
-        check(window.open(environment(), u"one"_qs, u"Before"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Before"_qs, kPatienceMs);
+        check(window.open(environment(), u"one"_s, u"Before"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Before"_s, kPatienceMs);
         const auto number = m_source->frontWindow()->window;
-        check(window.setTitle(u"Grüße 🙂"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Grüße 🙂"_qs, kPatienceMs);
+        check(window.setTitle(u"Grüße 🙂"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Grüße 🙂"_s, kPatienceMs);
         QCOMPARE(m_source->frontWindow()->window, number);
         check(window.setTitle(QString()));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"(no title)"_qs, kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"(no title)"_s, kPatienceMs);
     }
 
     void aLongTitleIsCut()
@@ -143,7 +144,7 @@ private Q_SLOTS:
         switchOn();
         watch();
         TestWindow window(TestWindow::Toolkit::QtWidgets);
-        check(window.open(environment(), u"one"_qs, QString(20'000, u'é')));
+        check(window.open(environment(), u"one"_s, QString(20'000, u'é')));
         QTRY_VERIFY_WITH_TIMEOUT(m_source->frontWindow(), kPatienceMs);
         QCOMPARE(title(), QString(8192, u'é'));
     }
@@ -153,13 +154,13 @@ private Q_SLOTS:
         switchOn();
         watch();
         TestWindow window(TestWindow::Toolkit::Gtk);
-        check(window.open(environment(), u"one"_qs, u"Before"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Before"_qs, kPatienceMs);
+        check(window.open(environment(), u"one"_s, u"Before"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Before"_s, kPatienceMs);
         const std::clock_t before = std::clock();
-        check(window.changeTitles(u"Title"_qs, 2000, std::chrono::seconds(2)));
+        check(window.changeTitles(u"Title"_s, 2000, std::chrono::seconds(2)));
         const double used = double(std::clock() - before) / CLOCKS_PER_SEC;
         qInfo("2000 titles within 2 s: %.0f ms of processor time", used * 1000);
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Title 2000"_qs, kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Title 2000"_s, kPatienceMs);
     }
 
     void aProgramWithoutAccessibilityIsNotInFront()
@@ -168,13 +169,13 @@ private Q_SLOTS:
         watch();
         TestWindow seen(TestWindow::Toolkit::QtWidgets);
         TestWindow unseen(TestWindow::Toolkit::Qt);
-        check(seen.open(environment(), u"qt-one"_qs, u"Seen"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Seen"_qs, kPatienceMs);
-        check(unseen.open(environment(), u"qt-two"_qs, u"Unseen"_qs));
-        focus(u"Unseen"_qs);
+        check(seen.open(environment(), u"qt-one"_s, u"Seen"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Seen"_s, kPatienceMs);
+        check(unseen.open(environment(), u"qt-two"_s, u"Unseen"_s));
+        focus(u"Unseen"_s);
         QTRY_VERIFY_WITH_TIMEOUT(!m_source->frontWindow(), kPatienceMs);
         unseen.close();
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Seen"_qs, kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Seen"_s, kPatienceMs);
     }
 
     void aProgramThatHangsIsNotInFrontAndDelaysNobody()
@@ -185,24 +186,24 @@ private Q_SLOTS:
         // Qt tells nothing of a window that gets the focus back within 400 ms, and the program that
         // hangs cannot tell that it has lost it.
         TestWindow other(TestWindow::Toolkit::Gtk);
-        check(other.open(environment(), u"gtk-two"_qs, u"Other"_qs));
-        check(hangs.open(environment(), u"gtk-one"_qs, u"Hangs"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Hangs"_qs, kPatienceMs);
+        check(other.open(environment(), u"gtk-two"_s, u"Other"_s));
+        check(hangs.open(environment(), u"gtk-one"_s, u"Hangs"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Hangs"_s, kPatienceMs);
         support::Heartbeat heartbeat;
         ::kill(static_cast<pid_t>(hangs.pid()), SIGSTOP);
         QTRY_VERIFY_WITH_TIMEOUT(!m_source->frontWindow(), kPatienceMs);
         QVERIFY2(heartbeat.longestGap() < 100, qPrintable(QString::number(heartbeat.longestGap())));
-        focus(u"Other"_qs);
+        focus(u"Other"_s);
         heartbeat.restart();
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Other"_qs, kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Other"_s, kPatienceMs);
         // Somebody who begins to look now is not held up either.
         AccessibleFrontWindow late(*m_bus);
         QTRY_VERIFY_WITH_TIMEOUT(late.frontWindow(), kPatienceMs);
-        QCOMPARE(late.frontWindow()->title, std::optional(u"Other"_qs));
+        QCOMPARE(late.frontWindow()->title, std::optional(u"Other"_s));
         QVERIFY2(heartbeat.longestGap() < 100, qPrintable(QString::number(heartbeat.longestGap())));
         ::kill(static_cast<pid_t>(hangs.pid()), SIGCONT);
-        focus(u"Hangs"_qs);
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Hangs"_qs, kPatienceMs);
+        focus(u"Hangs"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Hangs"_s, kPatienceMs);
     }
 
     void aProgramThatDiesIsNotInFront()
@@ -210,8 +211,8 @@ private Q_SLOTS:
         switchOn();
         watch();
         TestWindow window(TestWindow::Toolkit::Gtk);
-        check(window.open(environment(), u"one"_qs, u"Dies"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Dies"_qs, kPatienceMs);
+        check(window.open(environment(), u"one"_s, u"Dies"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Dies"_s, kPatienceMs);
         ::kill(static_cast<pid_t>(window.pid()), SIGKILL);
         QTRY_VERIFY_WITH_TIMEOUT(!m_source->frontWindow(), kPatienceMs);
     }
@@ -221,14 +222,14 @@ private Q_SLOTS:
         switchOn();
         watch();
         TestWindow window(TestWindow::Toolkit::Gtk);
-        check(window.open(environment(), u"one"_qs, u"Window"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Window"_qs, kPatienceMs);
+        check(window.open(environment(), u"one"_s, u"Window"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Window"_s, kPatienceMs);
         QSignalSpy changes(m_source.get(), &AccessibleFrontWindow::presenceChanged);
         check(m_accessibility->switchOff());
         QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Absent, kPatienceMs);
         QVERIFY(!m_source->frontWindow());
         check(m_accessibility->switchOn());
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Window"_qs, kPatienceMs);
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Window"_s, kPatienceMs);
         QCOMPARE(m_source->presence(), Presence::Here);
         QVERIFY(changes.size() >= 2);
     }
@@ -252,8 +253,8 @@ private Q_SLOTS:
         switchOn();
         QTRY_COMPARE_WITH_TIMEOUT(m_source->presence(), Presence::Here, kPatienceMs);
         TestWindow window(TestWindow::Toolkit::Gtk);
-        check(window.open(environment(), u"one"_qs, u"Window"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Window"_qs, kPatienceMs);
+        check(window.open(environment(), u"one"_s, u"Window"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Window"_s, kPatienceMs);
     }
 
 private:
@@ -279,14 +280,14 @@ private:
     QString title() const
     {
         const auto window = m_source->frontWindow();
-        return window ? window->title.value_or(u"(no title)"_qs) : u"(none)"_qs;
+        return window ? window->title.value_or(u"(no title)"_s) : u"(none)"_s;
     }
 
     void focus(const QString& name)
     {
         QVERIFY(xdotool(
             *m_desktop,
-            {u"search"_qs, u"--name"_qs, u'^' + name + u'$', u"windowactivate"_qs, u"--sync"_qs}));
+            {u"search"_s, u"--name"_s, u'^' + name + u'$', u"windowactivate"_s, u"--sync"_s}));
     }
 
     std::unique_ptr<HeadlessX11> m_desktop;

@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::Presence;
 using platform::gnome::adviceFor;
 using platform::gnome::ExtensionState;
@@ -40,7 +41,7 @@ private Q_SLOTS:
 
     void init()
     { // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
     }
 
     void cleanup() { qputenv("XDG_DATA_HOME", m_dataHome); }
@@ -102,9 +103,9 @@ private Q_SLOTS:
         QFETCH(ExtensionState, state);
         HeadlessGnome session(HeadlessGnome::Extension::Missing);
         const QString folder = session.extensionFolder();
-        QVERIFY(support::writeFile(folder + u"/metadata.json"_qs,
+        QVERIFY(support::writeFile(folder + u"/metadata.json"_s,
                                    QByteArray(kMetadata).replace("%1", versions)));
-        QVERIFY(support::writeFile(folder + u"/extension.js"_qs, script));
+        QVERIFY(support::writeFile(folder + u"/extension.js"_s, script));
         VERIFY_OUTCOME(session.start());
         ProgramBus bus(session.busAddress());
         const GnomeFrontWindow source(bus.connection());
@@ -117,7 +118,7 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         support::BusDaemon daemon;
         VERIFY_OUTCOME(
-            daemon.start(folder.filePath(u"bus"_qs), QProcessEnvironment::systemEnvironment()));
+            daemon.start(folder.filePath(u"bus"_s), QProcessEnvironment::systemEnvironment()));
         ProgramBus bus(daemon.address());
         const GnomeFrontWindow source(bus.connection());
         QTRY_COMPARE(source.presence(), Presence::Absent);
@@ -126,7 +127,7 @@ private Q_SLOTS:
 
     void withoutABusThereIsNothing()
     {
-        const GnomeFrontWindow source{QDBusConnection(u"nowhere"_qs)};
+        const GnomeFrontWindow source{QDBusConnection(u"nowhere"_s)};
         QCOMPARE(source.presence(), Presence::Absent);
         QVERIFY(!source.frontWindow());
         QCOMPARE(source.advice(), QString());

@@ -13,6 +13,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 class TestGnomeContract final : public contract::DesktopContract
 {
     Q_OBJECT
@@ -37,7 +39,7 @@ private Q_SLOTS:
     void init()
     {
         // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_desktop = std::make_unique<SessionDesktop>(m_session, *m_windows, *m_idleTime);
     }
 

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::Presence;
 using platform::gnome::MutterIdleTime;
 using support::HeadlessGnome;
@@ -23,14 +24,14 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(m_session.programs() << u"dbus-monitor"_qs);
+        REQUIRE_PROGRAMS(m_session.programs() << u"dbus-monitor"_s);
         VERIFY_OUTCOME(m_session.start());
     }
 
     void init()
     {
         // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_bus = std::make_unique<QDBusConnection>(
             QDBusConnection::connectToBus(m_session.busAddress(), kConnection));
         QVERIFY(m_bus->isConnected());
@@ -98,8 +99,8 @@ private Q_SLOTS:
         support::ChildProcess monitor;
         const QString name = m_bus->baseService();
         VERIFY_OUTCOME(monitor.start(
-            u"dbus-monitor"_qs,
-            {u"--profile"_qs, u"sender='%1'"_qs.arg(name), u"destination='%1'"_qs.arg(name)},
+            u"dbus-monitor"_s,
+            {u"--profile"_s, u"sender='%1'"_s.arg(name), u"destination='%1'"_s.arg(name)},
             m_session.environment()));
         QByteArray seen;
         const auto isSeen = [&](const char* what) {
@@ -107,10 +108,10 @@ private Q_SLOTS:
             return seen.contains(what);
         };
         // The monitor is there when it sees us.
-        const QDBusMessage ping = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_qs,
-                                                                 u"/org/freedesktop/DBus"_qs,
-                                                                 u"org.freedesktop.DBus.Peer"_qs,
-                                                                 u"Ping"_qs);
+        const QDBusMessage ping = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s,
+                                                                 u"/org/freedesktop/DBus"_s,
+                                                                 u"org.freedesktop.DBus.Peer"_s,
+                                                                 u"Ping"_s);
         const auto isThere = [&] {
             return m_bus->send(ping) && isSeen("Ping");
         };
@@ -154,8 +155,8 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         support::BusDaemon daemon;
         VERIFY_OUTCOME(
-            daemon.start(folder.filePath(u"bus"_qs), QProcessEnvironment::systemEnvironment()));
-        const QString connection = u"elsewhere"_qs;
+            daemon.start(folder.filePath(u"bus"_s), QProcessEnvironment::systemEnvironment()));
+        const QString connection = u"elsewhere"_s;
         {
             MutterIdleTime source(QDBusConnection::connectToBus(daemon.address(), connection));
             QTRY_COMPARE(source.presence(), Presence::Absent);

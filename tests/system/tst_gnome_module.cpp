@@ -15,6 +15,7 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::FrontWindow;
 using platform::desktop::Presence;
 using platform::gnome::GnomeFrontWindow;
@@ -29,11 +30,11 @@ constexpr int kPatienceMs = 20000;
 /// its version.
 QString privateLibraries()
 {
-    QStringList folders(u"/usr/lib/gnome-shell"_qs);
-    const QDir libraries(u"/usr/lib"_qs);
+    QStringList folders(u"/usr/lib/gnome-shell"_s);
+    const QDir libraries(u"/usr/lib"_s);
     for (const QString& architecture : libraries.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         const QDir inner(libraries.filePath(architecture));
-        for (const QString& mutter : inner.entryList({u"mutter-*"_qs}, QDir::Dirs))
+        for (const QString& mutter : inner.entryList({u"mutter-*"_s}, QDir::Dirs))
             folders.append(inner.filePath(mutter));
     }
     return folders.join(u':');
@@ -54,41 +55,41 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(QStringList({u"gjs"_qs, u"gnome-shell"_qs, u"dbus-daemon"_qs}));
+        REQUIRE_PROGRAMS(QStringList({u"gjs"_s, u"gnome-shell"_s, u"dbus-daemon"_s}));
         VERIFY_OUTCOME(m_home.create());
         QProcessEnvironment environment = m_home.environment();
-        VERIFY_OUTCOME(m_daemon.start(m_home.filePath(u"bus"_qs), environment));
-        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, m_daemon.address());
-        environment.insert(u"GI_TYPELIB_PATH"_qs, privateLibraries());
-        environment.insert(u"LD_LIBRARY_PATH"_qs, privateLibraries());
+        VERIFY_OUTCOME(m_daemon.start(m_home.filePath(u"bus"_s), environment));
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, m_daemon.address());
+        environment.insert(u"GI_TYPELIB_PATH"_s, privateLibraries());
+        environment.insert(u"LD_LIBRARY_PATH"_s, privateLibraries());
         const QString stubs = QStringLiteral(GNOME_STUBS);
-        VERIFY_OUTCOME(m_shell.start(u"gjs"_qs,
-                                     {u"-m"_qs,
-                                      stubs + u"/shell.js"_qs,
+        VERIFY_OUTCOME(m_shell.start(u"gjs"_s,
+                                     {u"-m"_s,
+                                      stubs + u"/shell.js"_s,
                                       QStringLiteral(GNOME_STUB_RESOURCES),
                                       QStringLiteral(GNOME_EXTENSION_MODULE)},
                                      environment,
-                                     m_home.logFile(u"gjs"_qs)));
-        QCOMPARE(answer(), u"ready"_qs);
+                                     m_home.logFile(u"gjs"_s)));
+        QCOMPARE(answer(), u"ready"_s);
     }
 
     void init()
     {
         // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_announcements = 0;
         m_bus = std::make_unique<ProgramBus>(m_daemon.address());
         QVERIFY(m_bus->ownsName());
         QVERIFY(m_bus->connection().connect(
-            QString(), kPath, kName, u"Changed"_qs, this, SLOT(countAnnouncement())));
-        QCOMPARE(order(u"enable"_qs), u"done"_qs);
+            QString(), kPath, kName, u"Changed"_s, this, SLOT(countAnnouncement())));
+        QCOMPARE(order(u"enable"_s), u"done"_s);
         QTRY_VERIFY(hasName());
     }
 
     void cleanup()
     {
-        QCOMPARE(order(u"unfocus"_qs), u"done"_qs);
-        QCOMPARE(order(u"disable"_qs), u"done"_qs);
+        QCOMPARE(order(u"unfocus"_s), u"done"_s);
+        QCOMPARE(order(u"disable"_s), u"done"_s);
         QTRY_VERIFY(!hasName());
         m_bus.reset();
     }
@@ -97,21 +98,19 @@ private Q_SLOTS:
     {
         QCOMPARE(get().arguments(), facts(0, {}, {}, {}, {}, 0));
         QCOMPARE(order(uR"(focus {"number": 7, "app": "org.example.Clock.desktop", "name": "Uhr",
-                           "title": "12:00", "wmClass": "clock", "pid": 42})"_qs.simplified()),
-                 u"done"_qs);
-        QCOMPARE(
-            get().arguments(),
-            facts(7, u"org.example.Clock.desktop"_qs, u"Uhr"_qs, u"12:00"_qs, u"clock"_qs, 42));
-        QCOMPARE(order(u"unfocus"_qs), u"done"_qs);
+                           "title": "12:00", "wmClass": "clock", "pid": 42})"_s.simplified()),
+                 u"done"_s);
+        QCOMPARE(get().arguments(),
+                 facts(7, u"org.example.Clock.desktop"_s, u"Uhr"_s, u"12:00"_s, u"clock"_s, 42));
+        QCOMPARE(order(u"unfocus"_s), u"done"_s);
         QCOMPARE(get().arguments(), facts(0, {}, {}, {}, {}, 0));
     }
 
     void anApplicationThatTheShellMadeUpIsNotTold()
     {
-        QCOMPARE(
-            order(uR"(focus {"number": 7, "app": "window:7", "name": "x", "wmClass": "y"})"_qs),
-            u"done"_qs);
-        QCOMPARE(get().arguments(), facts(7, {}, {}, {}, u"y"_qs, 0));
+        QCOMPARE(order(uR"(focus {"number": 7, "app": "window:7", "name": "x", "wmClass": "y"})"_s),
+                 u"done"_s);
+        QCOMPARE(get().arguments(), facts(7, {}, {}, {}, u"y"_s, 0));
     }
 
     void whatIsNoWindowOfAnApplicationIsNotTold_data()
@@ -119,7 +118,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("fact");
         QTest::addColumn<bool>("isTold");
         for (const auto* const type : {"NORMAL", "DIALOG", "MODAL_DIALOG", "UTILITY"})
-            QTest::newRow(type) << uR"("type": "%1")"_qs.arg(QLatin1StringView(type)) << true;
+            QTest::newRow(type) << uR"("type": "%1")"_s.arg(QLatin1StringView(type)) << true;
         for (const auto* const type : {"DESKTOP",
                                        "DOCK",
                                        "MENU",
@@ -130,34 +129,34 @@ private Q_SLOTS:
                                        "COMBO",
                                        "DND",
                                        "OVERRIDE_OTHER"})
-            QTest::newRow(type) << uR"("type": "%1")"_qs.arg(QLatin1StringView(type)) << false;
-        QTest::newRow("override redirect") << uR"("isOverrideRedirect": true)"_qs << false;
+            QTest::newRow(type) << uR"("type": "%1")"_s.arg(QLatin1StringView(type)) << false;
+        QTest::newRow("override redirect") << uR"("isOverrideRedirect": true)"_s << false;
     }
 
     void whatIsNoWindowOfAnApplicationIsNotTold()
     {
         QFETCH(QString, fact);
         QFETCH(bool, isTold);
-        QCOMPARE(order(uR"(focus {"number": 7, "wmClass": "y", %1})"_qs.arg(fact)), u"done"_qs);
+        QCOMPARE(order(uR"(focus {"number": 7, "wmClass": "y", %1})"_s.arg(fact)), u"done"_s);
         QCOMPARE(get().arguments(),
-                 isTold ? facts(7, {}, {}, {}, u"y"_qs, 0) : facts(0, {}, {}, {}, {}, 0));
+                 isTold ? facts(7, {}, {}, {}, u"y"_s, 0) : facts(0, {}, {}, {}, {}, 0));
     }
 
     void longTextsAreCutBetweenCharacters()
     {
-        QCOMPARE(order(uR"(focus {"number": 7})"_qs), u"done"_qs);
+        QCOMPARE(order(uR"(focus {"number": 7})"_s), u"done"_s);
         const QString most(16384, u'x');
-        QCOMPARE(order(u"title "_qs + most + u'x'), u"done"_qs);
+        QCOMPARE(order(u"title "_s + most + u'x'), u"done"_s);
         QCOMPARE(get().arguments().value(3).toString(), most);
         const QString odd = most.chopped(1);
-        QCOMPARE(order(u"title "_qs + odd + u"😀"_qs), u"done"_qs);
+        QCOMPARE(order(u"title "_s + odd + u"😀"_s), u"done"_s);
         QCOMPARE(get().arguments().value(3).toString(), odd);
     }
 
     void nobodyElseIsAnswered()
     {
-        ProgramBus other(m_daemon.address(), u"other"_qs, QString());
-        const QString refused = u"org.freedesktop.DBus.Error.AccessDenied"_qs;
+        ProgramBus other(m_daemon.address(), u"other"_s, QString());
+        const QString refused = u"org.freedesktop.DBus.Error.AccessDenied"_s;
         QCOMPARE(get(other.connection()).errorName(), refused);
         QCOMPARE(get().type(), QDBusMessage::ReplyMessage);
         QVERIFY(m_bus->connection().unregisterService(platform::dbus::applicationName()));
@@ -169,42 +168,42 @@ private Q_SLOTS:
 
     void changesAreAnnouncedOnceUntilSomebodyAsks()
     {
-        ProgramBus other(m_daemon.address(), u"other"_qs, QString());
+        ProgramBus other(m_daemon.address(), u"other"_s, QString());
         QVERIFY(other.connection().connect(
-            QString(), kPath, kName, u"Changed"_qs, this, SLOT(countAnnouncement())));
+            QString(), kPath, kName, u"Changed"_s, this, SLOT(countAnnouncement())));
         QCOMPARE(get().type(), QDBusMessage::ReplyMessage);
         for (int round = 0; round < 3; ++round) {
             m_announcements = 0;
-            QCOMPARE(order(uR"(focus {"number": 7})"_qs), u"done"_qs);
+            QCOMPARE(order(uR"(focus {"number": 7})"_s), u"done"_s);
             for (int i = 0; i < 100; ++i)
-                QCOMPARE(order(u"title %1"_qs.arg(i)), u"done"_qs);
+                QCOMPARE(order(u"title %1"_s.arg(i)), u"done"_s);
             // What was sent before has arrived with these answers.
             QCOMPARE(get(other.connection()).type(), QDBusMessage::ErrorMessage);
-            QCOMPARE(get().arguments().value(3).toString(), u"99"_qs);
+            QCOMPARE(get().arguments().value(3).toString(), u"99"_s);
             QCOMPARE(m_announcements, 1);
         }
     }
 
     void theTitleOfAWindowThatLostTheFocusIsNotAnnounced()
     {
-        QCOMPARE(order(uR"(focus {"number": 7})"_qs), u"done"_qs);
-        const int withWindow = order(u"listeners"_qs).toInt();
-        QCOMPARE(order(uR"(focus {"number": 8})"_qs), u"done"_qs);
-        QCOMPARE(order(u"listeners"_qs).toInt(), withWindow);
-        QCOMPARE(order(u"unfocus"_qs), u"done"_qs);
-        QCOMPARE(order(u"listeners"_qs), u"1"_qs);
+        QCOMPARE(order(uR"(focus {"number": 7})"_s), u"done"_s);
+        const int withWindow = order(u"listeners"_s).toInt();
+        QCOMPARE(order(uR"(focus {"number": 8})"_s), u"done"_s);
+        QCOMPARE(order(u"listeners"_s).toInt(), withWindow);
+        QCOMPARE(order(u"unfocus"_s), u"done"_s);
+        QCOMPARE(order(u"listeners"_s), u"1"_s);
     }
 
     void nothingIsLeftBehind()
     {
         for (int round = 0; round < 3; ++round) {
-            QCOMPARE(order(uR"(focus {"number": 7})"_qs), u"done"_qs);
-            QCOMPARE(order(u"disable"_qs), u"done"_qs);
-            QCOMPARE(order(u"listeners"_qs), u"0"_qs);
+            QCOMPARE(order(uR"(focus {"number": 7})"_s), u"done"_s);
+            QCOMPARE(order(u"disable"_s), u"done"_s);
+            QCOMPARE(order(u"listeners"_s), u"0"_s);
             QTRY_VERIFY(!hasName());
-            QCOMPARE(get(m_bus->connection(), u"org.gnome.Shell"_qs).errorName(),
-                     u"org.freedesktop.DBus.Error.UnknownMethod"_qs);
-            QCOMPARE(order(u"enable"_qs), u"done"_qs);
+            QCOMPARE(get(m_bus->connection(), u"org.gnome.Shell"_s).errorName(),
+                     u"org.freedesktop.DBus.Error.UnknownMethod"_s);
+            QCOMPARE(order(u"enable"_s), u"done"_s);
             QTRY_VERIFY(hasName());
             QCOMPARE(get().arguments(), facts(7, {}, {}, {}, {}, 0));
         }
@@ -216,18 +215,18 @@ private Q_SLOTS:
         QTRY_COMPARE(source.presence(), Presence::Here);
         QVERIFY(!source.frontWindow());
         QCOMPARE(order(uR"(focus {"number": 7, "app": "org.example.Clock.desktop", "name": "Uhr",
-                           "title": "Grüße 😀", "wmClass": "clock", "pid": 42})"_qs.simplified()),
-                 u"done"_qs);
+                           "title": "Grüße 😀", "wmClass": "clock", "pid": 42})"_s.simplified()),
+                 u"done"_s);
         QTRY_VERIFY(source.frontWindow());
         const FrontWindow window = *source.frontWindow();
-        QCOMPARE(window.identifiers, QStringList({u"org.example.Clock"_qs, u"clock"_qs}));
-        QCOMPARE(window.name, std::optional(u"Uhr"_qs));
-        QCOMPARE(window.title, std::optional(u"Grüße 😀"_qs));
+        QCOMPARE(window.identifiers, QStringList({u"org.example.Clock"_s, u"clock"_s}));
+        QCOMPARE(window.name, std::optional(u"Uhr"_s));
+        QCOMPARE(window.title, std::optional(u"Grüße 😀"_s));
         QCOMPARE(window.processIdentifier, 42);
-        QCOMPARE(order(u"disable"_qs), u"done"_qs);
+        QCOMPARE(order(u"disable"_s), u"done"_s);
         QTRY_COMPARE(source.presence(), Presence::Absent);
         QVERIFY(!source.frontWindow());
-        QCOMPARE(order(u"enable"_qs), u"done"_qs);
+        QCOMPARE(order(u"enable"_s), u"done"_s);
         QTRY_COMPARE(source.frontWindow(), std::optional(window));
     }
 
@@ -256,7 +255,7 @@ private:
     [[nodiscard]] static QDBusMessage get(const QDBusConnection& bus, const QString& name = kName)
     {
         const QDBusPendingCall call = bus.asyncCall(
-            QDBusMessage::createMethodCall(name, kPath, kName, u"Get"_qs), kPatienceMs);
+            QDBusMessage::createMethodCall(name, kPath, kName, u"Get"_s), kPatienceMs);
         static_cast<void>(QTest::qWaitFor([&] { return call.isFinished(); }, kPatienceMs + 1000));
         return call.reply();
     }
@@ -269,7 +268,7 @@ private:
                                             int pid)
     {
         const auto text = [](const QString& each) {
-            return each.isNull() ? u""_qs : each;
+            return each.isNull() ? u""_s : each;
         };
         return {number, text(id), text(name), text(title), text(windowClass), pid};
     }

@@ -19,6 +19,7 @@
 #include <ctime>
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::FrontWindow;
 using platform::desktop::Presence;
 using platform::gnome::adviceFor;
@@ -56,7 +57,7 @@ public:
     {
         ++calls;
         return connection.send(message.createReply(
-            {QVariant::fromValue(1ULL), QString(), QString(), u"Lie"_qs, u"lie"_qs, 1}));
+            {QVariant::fromValue(1ULL), QString(), QString(), u"Lie"_s, u"lie"_s, 1}));
     }
 
     [[nodiscard]] QString introspect(const QString& /*path*/) const override { return {}; }
@@ -73,9 +74,9 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(m_session.programs() << u"dbus-monitor"_qs);
+        REQUIRE_PROGRAMS(m_session.programs() << u"dbus-monitor"_s);
         QVERIFY(
-            support::writeFile(m_session.dataHome() + u"/applications/org.example.Clock.desktop"_qs,
+            support::writeFile(m_session.dataHome() + u"/applications/org.example.Clock.desktop"_s,
                                "[Desktop Entry]\nType=Application\nName=Clock\n"
                                "Name[de]=Uhr\nExec=/bin/true\n"));
         VERIFY_OUTCOME(m_session.start());
@@ -84,7 +85,7 @@ private Q_SLOTS:
     void init()
     {
         // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_bus = std::make_unique<ProgramBus>(m_session.busAddress());
         QVERIFY(m_bus->ownsName());
         m_source = std::make_unique<GnomeFrontWindow>(m_bus->connection());
@@ -101,8 +102,8 @@ private Q_SLOTS:
     {
         TestWindow qt;
         TestWindow gtk(TestWindow::Toolkit::Gtk);
-        VERIFY_OUTCOME(qt.open(m_session.environment(), u"one"_qs, u"First"_qs));
-        VERIFY_OUTCOME(gtk.open(m_session.environment(), u"two"_qs, u"Second"_qs));
+        VERIFY_OUTCOME(qt.open(m_session.environment(), u"one"_s, u"First"_s));
+        VERIFY_OUTCOME(gtk.open(m_session.environment(), u"two"_s, u"Second"_s));
         // A new window takes the focus by itself; that must be over.
         VERIFY_OUTCOME(m_session.focus(gtk));
         qint64 slowest = 0;
@@ -115,7 +116,7 @@ private Q_SLOTS:
             slowest = qMax(slowest, clock.elapsed());
             QCOMPARE(m_source->frontWindow()->processIdentifier, window.pid());
             QCOMPARE(m_source->frontWindow()->name, std::optional<QString>());
-            const QString text = u"Title %1 of %2"_qs.arg(i).arg(window.identifier());
+            const QString text = u"Title %1 of %2"_s.arg(i).arg(window.identifier());
             VERIFY_OUTCOME(window.setTitle(text));
             QTRY_COMPARE(title(), text);
             QCOMPARE(identifiers(), QStringList(window.identifier()));
@@ -126,33 +127,32 @@ private Q_SLOTS:
     void anInstalledApplicationHasItsIdAndItsNameInTheUsersLanguage()
     {
         TestWindow window(TestWindow::Toolkit::Gtk);
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"org.example.Clock"_qs, u"12:00"_qs));
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"org.example.Clock"_s, u"12:00"_s));
         VERIFY_OUTCOME(m_session.focus(window));
-        QTRY_COMPARE(identifiers(), QStringList(u"org.example.Clock"_qs));
-        QTRY_COMPARE(m_source->frontWindow().value_or(FrontWindow()).name,
-                     std::optional(u"Uhr"_qs));
-        QCOMPARE(title(), u"12:00"_qs);
+        QTRY_COMPARE(identifiers(), QStringList(u"org.example.Clock"_s));
+        QTRY_COMPARE(m_source->frontWindow().value_or(FrontWindow()).name, std::optional(u"Uhr"_s));
+        QCOMPARE(title(), u"12:00"_s);
     }
 
     void anEmptyWorkspaceHasNoFrontWindow()
     {
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
         VERIFY_OUTCOME(m_session.focus(window));
-        QTRY_COMPARE(title(), u"First"_qs);
+        QTRY_COMPARE(title(), u"First"_s);
         VERIFY_OUTCOME(m_session.showEmptyWorkspace());
         QTRY_VERIFY(!m_source->frontWindow());
         QCOMPARE(m_source->presence(), Presence::Here);
         VERIFY_OUTCOME(m_session.showFirstWorkspace());
-        QTRY_COMPARE(title(), u"First"_qs);
+        QTRY_COMPARE(title(), u"First"_s);
     }
 
     void theExtensionMayBeSwitchedOffAndOn()
     {
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
         VERIFY_OUTCOME(m_session.focus(window));
-        QTRY_COMPARE(title(), u"First"_qs);
+        QTRY_COMPARE(title(), u"First"_s);
         const auto before = m_source->frontWindow();
         QCOMPARE(m_source->advice(), QString());
 
@@ -160,8 +160,8 @@ private Q_SLOTS:
         QTRY_COMPARE(m_source->presence(), Presence::Absent);
         QVERIFY(!m_source->frontWindow());
         QTRY_COMPARE(m_source->advice(), adviceFor(ExtensionState::SwitchedOff));
-        const QDBusMessage refusal = get(m_bus->connection(), u"org.gnome.Shell"_qs);
-        QCOMPARE(refusal.errorName(), u"org.freedesktop.DBus.Error.UnknownMethod"_qs);
+        const QDBusMessage refusal = get(m_bus->connection(), u"org.gnome.Shell"_s);
+        QCOMPARE(refusal.errorName(), u"org.freedesktop.DBus.Error.UnknownMethod"_s);
 
         VERIFY_OUTCOME(m_session.setExtensionEnabled(true));
         QTRY_COMPARE(m_source->presence(), Presence::Here);
@@ -173,8 +173,8 @@ private Q_SLOTS:
     {
         const auto setAll = [this](bool on) {
             const auto done = m_session.evaluate(
-                u"global.settings.set_boolean('disable-user-extensions', %1)"_qs.arg(
-                    on ? u"false"_qs : u"true"_qs));
+                u"global.settings.set_boolean('disable-user-extensions', %1)"_s.arg(
+                    on ? u"false"_s : u"true"_s));
             QVERIFY(done);
         };
         setAll(false);
@@ -185,8 +185,8 @@ private Q_SLOTS:
 
     void nobodyElseIsAnswered()
     {
-        ProgramBus other(m_session.busAddress(), u"other"_qs, QString());
-        const QString refused = u"org.freedesktop.DBus.Error.AccessDenied"_qs;
+        ProgramBus other(m_session.busAddress(), u"other"_s, QString());
+        const QString refused = u"org.freedesktop.DBus.Error.AccessDenied"_s;
         QCOMPARE(get(other.connection(), kName).errorName(), refused);
         QCOMPARE(get(m_bus->connection(), kName).type(), QDBusMessage::ReplyMessage);
         m_source.reset();
@@ -204,24 +204,24 @@ private Q_SLOTS:
         QCOMPARE(m_source->advice(), QString());
         QVERIFY(!m_source->frontWindow());
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
         VERIFY_OUTCOME(m_session.focus(window));
         QVERIFY(!m_source->frontWindow());
         QVERIFY(m_bus->connection().registerService(platform::dbus::applicationName()));
-        QTRY_COMPARE(title(), u"First"_qs);
+        QTRY_COMPARE(title(), u"First"_s);
     }
 
     void whoeverElseTakesTheNameOfTheExtensionIsNotBelieved()
     {
         VERIFY_OUTCOME(m_session.setExtensionEnabled(false));
         QTRY_COMPARE(m_source->presence(), Presence::Absent);
-        ProgramBus other(m_session.busAddress(), u"other"_qs, kName);
+        ProgramBus other(m_session.busAddress(), u"other"_s, kName);
         QVERIFY(other.ownsName());
         Impostor impostor;
         QVERIFY(other.connection().registerVirtualObject(kPath, &impostor));
         // It can answer, and its announcement arrives before the answer.
         QVERIFY(other.connection().send(QDBusMessage::createTargetedSignal(
-            m_bus->connection().baseService(), kPath, kName, u"Changed"_qs)));
+            m_bus->connection().baseService(), kPath, kName, u"Changed"_s)));
         QCOMPARE(get(m_bus->connection(), kName).type(), QDBusMessage::ReplyMessage);
         QCOMPARE(impostor.calls, 1);
         GnomeFrontWindow another(m_bus->connection());
@@ -238,12 +238,12 @@ private Q_SLOTS:
     void aFloodOfTitlesCostsLittle()
     {
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
         VERIFY_OUTCOME(m_session.focus(window));
-        QTRY_COMPARE(title(), u"First"_qs);
+        QTRY_COMPARE(title(), u"First"_s);
         support::ChildProcess monitor;
-        VERIFY_OUTCOME(monitor.start(u"dbus-monitor"_qs,
-                                     {u"--profile"_qs, u"interface='%1'"_qs.arg(kName)},
+        VERIFY_OUTCOME(monitor.start(u"dbus-monitor"_s,
+                                     {u"--profile"_s, u"interface='%1'"_s.arg(kName)},
                                      m_session.environment()));
         qsizetype messages = 0;
         const auto count = [&] {
@@ -252,7 +252,7 @@ private Q_SLOTS:
         };
         int first = 0;
         const auto isHeard = [&] {
-            return count() > 0 || !window.setTitle(u"Second %1"_qs.arg(++first));
+            return count() > 0 || !window.setTitle(u"Second %1"_s.arg(++first));
         };
         QTRY_VERIFY(isHeard());
         static_cast<void>(count());
@@ -261,8 +261,8 @@ private Q_SLOTS:
         const double before = processorTime();
         QElapsedTimer flood;
         flood.start();
-        VERIFY_OUTCOME(window.changeTitles(u"Flood"_qs, 10000, std::chrono::seconds(10)));
-        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Flood 10000"_qs, 20000);
+        VERIFY_OUTCOME(window.changeTitles(u"Flood"_s, 10000, std::chrono::seconds(10)));
+        QTRY_COMPARE_WITH_TIMEOUT(title(), u"Flood 10000"_s, 20000);
         const qint64 lasted = flood.elapsed();
         const double used = processorTime() - before;
         static_cast<void>(count());
@@ -287,9 +287,9 @@ private Q_SLOTS:
     void afterACrashOfTheShellTheNextOneIsBelieved()
     {
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
         VERIFY_OUTCOME(m_session.focus(window));
-        QTRY_COMPARE(title(), u"First"_qs);
+        QTRY_COMPARE(title(), u"First"_s);
         const auto before = m_source->frontWindow();
         m_session.killDisplay();
         QTRY_COMPARE(m_source->presence(), Presence::Absent);
@@ -299,9 +299,9 @@ private Q_SLOTS:
         VERIFY_OUTCOME(m_session.startShell());
         QTRY_COMPARE(m_source->presence(), Presence::Here);
         TestWindow next;
-        VERIFY_OUTCOME(next.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(next.open(m_session.environment(), u"one"_s, u"First"_s));
         VERIFY_OUTCOME(m_session.focus(next));
-        QTRY_COMPARE(title(), u"First"_qs);
+        QTRY_COMPARE(title(), u"First"_s);
         QVERIFY(m_source->frontWindow()->window != before->window);
     }
 
@@ -313,7 +313,7 @@ private:
 
     [[nodiscard]] QString title() const
     {
-        return m_source->frontWindow().value_or(FrontWindow()).title.value_or(u"(none)"_qs);
+        return m_source->frontWindow().value_or(FrontWindow()).title.value_or(u"(none)"_s);
     }
 
     HeadlessGnome m_session{HeadlessGnome::Extension::On, QStringLiteral("de")};

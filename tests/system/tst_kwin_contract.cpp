@@ -14,6 +14,7 @@
 #include <memory>
 #include <utility>
 
+using namespace Qt::StringLiterals;
 using platform::kwin::KWinFrontWindow;
 using platform::wayland::WaylandConnection;
 using platform::wayland::WaylandIdleTime;
@@ -38,7 +39,7 @@ private Q_SLOTS:
     void init()
     {
         // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_windows = std::make_unique<KWinFrontWindow>(m_session.scripts().bus());
         auto connection = WaylandConnection::open(m_session.waylandDisplay());
         QVERIFY2(connection, connection ? "" : qPrintable(connection.error().text));

@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using platform::kwin::KWinLock;
 using support::HeadlessKWin;
 using support::TestWindow;
@@ -27,7 +28,7 @@ public:
         , bus(QDBusConnection::connectToBus(address, name))
     {
         bus.registerObject(
-            u"/org/freedesktop/ScreenSaver"_qs, this, QDBusConnection::ExportAllContents);
+            u"/org/freedesktop/ScreenSaver"_s, this, QDBusConnection::ExportAllContents);
     }
 
     Locker(const Locker&) = delete;
@@ -74,12 +75,12 @@ private Q_SLOTS:
 
     void init()
     { // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
     }
 
     void aStateThatIsThereBeforeIsLearnt()
     {
-        Locker locker(m_session.busAddress(), u"locker"_qs);
+        Locker locker(m_session.busAddress(), u"locker"_s);
         locker.isLocked = true;
         KWinLock lock(m_session.scripts().bus());
         QVERIFY(!lock.isLocked());
@@ -89,7 +90,7 @@ private Q_SLOTS:
 
     void changesAreFollowed()
     {
-        Locker locker(m_session.busAddress(), u"locker"_qs);
+        Locker locker(m_session.busAddress(), u"locker"_s);
         KWinLock lock(m_session.scripts().bus());
         lock.follow(locker.bus.baseService());
         for (int i = 0; i < 3; ++i) {
@@ -102,8 +103,8 @@ private Q_SLOTS:
 
     void whoIsNotFollowedIsNotHeard()
     {
-        Locker locker(m_session.busAddress(), u"locker"_qs);
-        Locker stranger(m_session.busAddress(), u"stranger"_qs);
+        Locker locker(m_session.busAddress(), u"locker"_s);
+        Locker stranger(m_session.busAddress(), u"stranger"_s);
         KWinLock lock(m_session.scripts().bus());
         lock.follow(locker.bus.baseService());
         locker.change(true);
@@ -113,9 +114,9 @@ private Q_SLOTS:
         // comes after its signal.
         static_cast<void>(m_session.scripts().bus().call(
             QDBusMessage::createMethodCall(stranger.bus.baseService(),
-                                           u"/org/freedesktop/ScreenSaver"_qs,
-                                           u"org.freedesktop.ScreenSaver"_qs,
-                                           u"GetActive"_qs),
+                                           u"/org/freedesktop/ScreenSaver"_s,
+                                           u"org.freedesktop.ScreenSaver"_s,
+                                           u"GetActive"_s),
             QDBus::BlockWithGui));
         QCoreApplication::processEvents();
         QVERIFY(lock.isLocked());
@@ -128,20 +129,20 @@ private Q_SLOTS:
     {
         KWinObserver observer(m_session.busAddress());
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
-        QTRY_COMPARE(observer.identifier(), u"one"_qs);
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
+        QTRY_COMPARE(observer.identifier(), u"one"_s);
         // Answers when it is locked, or never: the screen is drawn first.
         m_session.scripts().bus().send(
-            QDBusMessage::createMethodCall(u"org.freedesktop.ScreenSaver"_qs,
-                                           u"/org/freedesktop/ScreenSaver"_qs,
-                                           u"org.freedesktop.ScreenSaver"_qs,
-                                           u"Lock"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(observer.identifier(), u"(none)"_qs, 20000);
+            QDBusMessage::createMethodCall(u"org.freedesktop.ScreenSaver"_s,
+                                           u"/org/freedesktop/ScreenSaver"_s,
+                                           u"org.freedesktop.ScreenSaver"_s,
+                                           u"Lock"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(observer.identifier(), u"(none)"_s, 20000);
         QVERIFY(observer.isHere());
         QVERIFY(window.pid() != 0);
         const KWinObserver later(m_session.busAddress());
         QTRY_VERIFY(later.isHere());
-        QTRY_COMPARE(later.identifier(), u"(none)"_qs);
+        QTRY_COMPARE(later.identifier(), u"(none)"_s);
     }
 
 private:

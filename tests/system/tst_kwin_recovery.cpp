@@ -14,6 +14,7 @@
 #include <csignal>
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::FrontWindowSource;
 using platform::desktop::Presence;
 using platform::kwin::KWinScriptFile;
@@ -31,7 +32,7 @@ private Q_SLOTS:
     void init()
     {
         // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_session = std::make_unique<HeadlessKWin>();
         VERIFY_OUTCOME(m_session->start());
         m_observer = std::make_unique<KWinObserver>(m_session->busAddress());
@@ -65,29 +66,29 @@ private Q_SLOTS:
         openBoth(one, two);
         VERIFY_OUTCOME(m_session->restartScripting());
         VERIFY_OUTCOME(m_session->focus(one));
-        QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), u"one"_qs, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), u"one"_s, 20000);
         VERIFY_OUTCOME(m_session->restartScripting());
         VERIFY_OUTCOME(m_session->focus(two));
-        QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), u"two"_qs, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), u"two"_s, 20000);
     }
 
     void kwinMayEndAndStartAnew()
     {
         for (int i = 0; i < 2; ++i) {
             TestWindow window;
-            VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_qs, u"First"_qs));
-            QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+            VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_s, u"First"_s));
+            QTRY_COMPARE(m_observer->identifier(), u"one"_s);
             const QSignalSpy changes(&m_observer->windows(), &FrontWindowSource::presenceChanged);
             m_session->killDisplay();
             QTRY_VERIFY_WITH_TIMEOUT(m_observer->isAbsent(), 20000);
-            QCOMPARE(m_observer->identifier(), u"(none)"_qs);
+            QCOMPARE(m_observer->identifier(), u"(none)"_s);
             QCOMPARE(changes.size(), 1);
             VERIFY_OUTCOME(m_session->start());
             QTRY_VERIFY_WITH_TIMEOUT(m_observer->isHere(), 20000);
         }
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session->environment(), u"two"_qs, u"Second"_qs));
-        QTRY_COMPARE(m_observer->identifier(), u"two"_qs);
+        VERIFY_OUTCOME(window.open(m_session->environment(), u"two"_s, u"Second"_s));
+        QTRY_COMPARE(m_observer->identifier(), u"two"_s);
     }
 
     void kwinMayComeLater()
@@ -104,11 +105,11 @@ private Q_SLOTS:
     void withoutABusItIsAbsent()
     {
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_qs, u"First"_qs));
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_s, u"First"_s));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
         m_session->killBus();
         QTRY_VERIFY_WITH_TIMEOUT(m_observer->isAbsent(), 20000);
-        QCOMPARE(m_observer->identifier(), u"(none)"_qs);
+        QCOMPARE(m_observer->identifier(), u"(none)"_s);
         const KWinObserver later(m_session->busAddress());
         QVERIFY(later.isAbsent());
     }
@@ -120,27 +121,27 @@ private Q_SLOTS:
         const qsizetype end = current.lastIndexOf(u'-') + 1;
         platform::kwin::KWinFrontWindow* const first = &m_observer->windows();
         const QString next = current.left(end) + QString::number(current.mid(end).toInt() + 1);
-        VERIFY_OUTCOME(m_session->scripts().load(u"let nothing = 0;"_qs, next));
+        VERIFY_OUTCOME(m_session->scripts().load(u"let nothing = 0;"_s, next));
         const platform::kwin::KWinFrontWindow second(m_observer->bus());
         QCOMPARE(second.script().name, next);
         QTRY_COMPARE_WITH_TIMEOUT(second.presence(), Presence::Here, 20000);
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_s, u"First"_s));
         QTRY_VERIFY(second.frontWindow().has_value());
         QTRY_VERIFY(first->frontWindow() == second.frontWindow());
     }
 
     void whatAProcessThatCrashedHasLeftEndsItself()
     {
-        const QString connection = u"crashed"_qs;
+        const QString connection = u"crashed"_s;
         auto bus = QDBusConnection::connectToBus(m_session->busAddress(), connection);
         const KWinScriptTarget target{
-            .service = bus.baseService(), .path = u"/none"_qs, .name = u"left-behind"_qs};
-        const auto script = KWinScriptFile::write(target, u"token"_qs);
+            .service = bus.baseService(), .path = u"/none"_s, .name = u"left-behind"_s};
+        const auto script = KWinScriptFile::write(target, u"token"_s);
         QVERIFY(script);
         QFile file(script.value()->path());
         QVERIFY(file.open(QIODevice::ReadOnly));
-        bus = QDBusConnection(u"none"_qs);
+        bus = QDBusConnection(u"none"_s);
         QDBusConnection::disconnectFromBus(connection);
         VERIFY_OUTCOME(m_session->scripts().load(QString::fromUtf8(file.readAll()), target.name));
         QVERIFY(m_session->scripts().isLoaded(target.name));
@@ -175,7 +176,7 @@ private Q_SLOTS:
     {
         const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR", QDir::tempPath());
         const auto files = [&folder] {
-            return QDir(folder).entryList({u"velomira-*.js"_qs}, QDir::Files);
+            return QDir(folder).entryList({u"velomira-*.js"_s}, QDir::Files);
         };
         QTRY_COMPARE(files(), QStringList());
     }
@@ -183,12 +184,12 @@ private Q_SLOTS:
     void scriptsThatShareANumberBothRun()
     {
         // [ours, a, b] without "ours" is [a, b]: the next one is number 2, as b is.
-        VERIFY_OUTCOME(m_session->scripts().load(u"let a = 0;"_qs, u"a"_qs));
-        VERIFY_OUTCOME(m_session->scripts().load(u"let b = 0;"_qs, u"b"_qs));
+        VERIFY_OUTCOME(m_session->scripts().load(u"let a = 0;"_s, u"a"_s));
+        VERIFY_OUTCOME(m_session->scripts().load(u"let b = 0;"_s, u"b"_s));
         QVERIFY(m_session->scripts().unload(m_observer->windows().script().name));
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_qs, u"First"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), u"one"_qs, 20000);
+        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_s, u"First"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), u"one"_s, 20000);
     }
 
     void twoObserversDoNotDisturbEachOther()
@@ -197,17 +198,17 @@ private Q_SLOTS:
         TestWindow one;
         TestWindow two;
         openBoth(one, two);
-        QTRY_COMPARE(second->identifier(), u"two"_qs);
+        QTRY_COMPARE(second->identifier(), u"two"_s);
         second.reset();
         VERIFY_OUTCOME(m_session->focus(one));
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
     }
 
     void nobodyWaitsForAKWinThatHangs()
     {
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_qs, u"First"_qs));
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        VERIFY_OUTCOME(window.open(m_session->environment(), u"one"_s, u"First"_s));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
         ::kill(static_cast<pid_t>(m_session->pid()), SIGSTOP);
         QElapsedTimer time;
         time.start();
@@ -216,23 +217,23 @@ private Q_SLOTS:
         QVERIFY(time.elapsed() < 1000);
         // It neither comes nor goes; the window cannot change meanwhile either.
         QTRY_VERIFY_WITH_TIMEOUT(second->isAbsent(), 20000);
-        QCOMPARE(m_observer->identifier(), u"one"_qs);
+        QCOMPARE(m_observer->identifier(), u"one"_s);
         time.restart();
         second.reset();
         QVERIFY(time.elapsed() < 1000);
         ::kill(static_cast<pid_t>(m_session->pid()), SIGCONT);
         TestWindow other;
-        VERIFY_OUTCOME(other.open(m_session->environment(), u"two"_qs, u"Second"_qs));
-        QTRY_COMPARE(m_observer->identifier(), u"two"_qs);
+        VERIFY_OUTCOME(other.open(m_session->environment(), u"two"_s, u"Second"_s));
+        QTRY_COMPARE(m_observer->identifier(), u"two"_s);
     }
 
 private:
     void openBoth(TestWindow& one, TestWindow& two)
     {
-        VERIFY_OUTCOME(one.open(m_session->environment(), u"one"_qs, u"First"_qs));
-        VERIFY_OUTCOME(two.open(m_session->environment(), u"two"_qs, u"Second"_qs));
+        VERIFY_OUTCOME(one.open(m_session->environment(), u"one"_s, u"First"_s));
+        VERIFY_OUTCOME(two.open(m_session->environment(), u"two"_s, u"Second"_s));
         VERIFY_OUTCOME(m_session->focus(two));
-        QTRY_COMPARE(m_observer->identifier(), u"two"_qs);
+        QTRY_COMPARE(m_observer->identifier(), u"two"_s);
     }
 
     std::unique_ptr<HeadlessKWin> m_session;

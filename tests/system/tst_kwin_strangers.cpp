@@ -14,21 +14,22 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using support::HeadlessKWin;
 using support::TestWindow;
 
 namespace {
 
-const QString kAccessDenied = u"org.freedesktop.DBus.Error.AccessDenied"_qs;
+const QString kAccessDenied = u"org.freedesktop.DBus.Error.AccessDenied"_s;
 
 QVariantList forgedReport()
 {
-    return {u"token"_qs,
-            u"{90ef7799-e83a-4f7d-9f89-dbcce04db1fd}"_qs,
-            u"Forged"_qs,
-            u"forged"_qs,
-            u"forged"_qs,
-            u"forged"_qs,
+    return {u"token"_s,
+            u"{90ef7799-e83a-4f7d-9f89-dbcce04db1fd}"_s,
+            u"Forged"_s,
+            u"forged"_s,
+            u"forged"_s,
+            u"forged"_s,
             1};
 }
 
@@ -71,12 +72,12 @@ private Q_SLOTS:
     void init()
     {
         // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_observer = std::make_unique<KWinObserver>(m_session.busAddress());
         m_window = std::make_unique<TestWindow>();
         QTRY_VERIFY(m_observer->isHere());
-        VERIFY_OUTCOME(m_window->open(m_session.environment(), u"one"_qs, u"First"_qs));
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        VERIFY_OUTCOME(m_window->open(m_session.environment(), u"one"_s, u"First"_s));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
     }
 
     void cleanup()
@@ -96,8 +97,8 @@ private Q_SLOTS:
         QTest::addColumn<QVariantList>("arguments");
         QTest::newRow("nothing") << QVariantList();
         QTest::newRow("too few") << forgedReport().mid(1);
-        QTest::newRow("another type") << (forgedReport().mid(1) << u"one"_qs);
-        QTest::newRow("lists") << QVariantList{QStringList{u"a"_qs}, QStringList{}};
+        QTest::newRow("another type") << (forgedReport().mid(1) << u"one"_s);
+        QTest::newRow("lists") << QVariantList{QStringList{u"a"_s}, QStringList{}};
         QTest::newRow("a huge text") << QVariantList{QString(8'000'000, u'x')};
     }
 
@@ -105,7 +106,7 @@ private Q_SLOTS:
     {
         QFETCH(const QVariantList, arguments);
         QCOMPARE(send(reportMethod(), arguments), kAccessDenied);
-        QCOMPARE(send(u"another"_qs, arguments), kAccessDenied);
+        QCOMPARE(send(u"another"_s, arguments), kAccessDenied);
         QVERIFY(isUnimpressed());
     }
 
@@ -125,8 +126,8 @@ private Q_SLOTS:
         }
         QTRY_COMPARE_WITH_TIMEOUT(refused, 10000, 60000);
         QVERIFY(isUnimpressed());
-        VERIFY_OUTCOME(m_window->setTitle(u"Second"_qs));
-        QTRY_COMPARE(m_observer->title(), u"Second"_qs);
+        VERIFY_OUTCOME(m_window->setTitle(u"Second"_s));
+        QTRY_COMPARE(m_observer->title(), u"Second"_s);
     }
 
     void anotherScriptInKWinIsRefused()
@@ -136,11 +137,11 @@ private Q_SLOTS:
                        "'{90ef7799-e83a-4f7d-9f89-dbcce04db1fd}', 'Forged', 'forged', 'forged', "
                        "'forged', 1, () => say('accepted'));"
                        "const t = new QTimer(); t.singleShot = true; t.interval = 300;"
-                       "t.timeout.connect(() => say('no answer')); t.start();"_qs;
+                       "t.timeout.connect(() => say('no answer')); t.start();"_s;
         QCOMPARE(
             m_session.scripts().run(text.arg(
                 script.service, script.path, platform::kwin::reportInterface(), reportMethod())),
-            u"no answer"_qs);
+            u"no answer"_s);
         QVERIFY(isUnimpressed());
     }
 
@@ -150,7 +151,7 @@ private Q_SLOTS:
         QTest::newRow("nothing") << QVariantList();
         QTest::newRow("a number") << QVariantList{0};
         QTest::newRow("always taken") << QVariantList{-1};
-        QTest::newRow("a text") << QVariantList{u"zero"_qs};
+        QTest::newRow("a text") << QVariantList{u"zero"_s};
         QTest::newRow("a large number") << QVariantList{qulonglong(1) << 60};
     }
 
@@ -160,17 +161,17 @@ private Q_SLOTS:
         support::PrivateHome home;
         VERIFY_OUTCOME(home.create());
         support::BusDaemon daemon;
-        VERIFY_OUTCOME(daemon.start(home.filePath(u"bus"_qs), home.environment()));
+        VERIFY_OUTCOME(daemon.start(home.filePath(u"bus"_s), home.environment()));
         StrangeKWin stranger(answer);
-        const QString name = u"stranger"_qs;
+        const QString name = u"stranger"_s;
         {
             auto bus = QDBusConnection::connectToBus(daemon.address(), name);
-            QVERIFY(bus.registerVirtualObject(u"/"_qs, &stranger, QDBusConnection::SubPath));
-            QVERIFY(bus.registerService(u"org.kde.KWin"_qs));
+            QVERIFY(bus.registerVirtualObject(u"/"_s, &stranger, QDBusConnection::SubPath));
+            QVERIFY(bus.registerService(u"org.kde.KWin"_s));
             const KWinObserver observer(daemon.address());
             QTRY_VERIFY(stranger.calls > 0);
             QTRY_VERIFY_WITH_TIMEOUT(observer.isAbsent(), 20000);
-            QCOMPARE(observer.identifier(), u"(none)"_qs);
+            QCOMPARE(observer.identifier(), u"(none)"_s);
             // It does not go on asking without a pause.
             QVERIFY2(stranger.calls <= 20, qPrintable(QString::number(stranger.calls)));
         }
@@ -195,7 +196,7 @@ private:
         const QDBusPendingCallWatcher watcher(
             m_session.scripts().bus().asyncCall(question(method, arguments)));
         static_cast<void>(QTest::qWaitFor([&watcher] { return watcher.isFinished(); }, 20000));
-        return watcher.isError() ? watcher.error().name() : u"(no error)"_qs;
+        return watcher.isError() ? watcher.error().name() : u"(no error)"_s;
     }
 
     [[nodiscard]] bool isUnimpressed() const

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using support::ChildProcess;
 using support::HeadlessKWin;
@@ -25,17 +26,17 @@ private Q_SLOTS:
     void initTestCase()
     {
         REQUIRE_PROGRAMS(m_session.programs() + TestWindow::programs()
-                         << u"xterm"_qs << u"dbus-monitor"_qs);
+                         << u"xterm"_s << u"dbus-monitor"_s);
         VERIFY_OUTCOME(m_session.start());
     }
 
     void init()
     {
         // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_observer = std::make_unique<KWinObserver>(m_session.busAddress());
         QTRY_VERIFY(m_observer->isHere());
-        QTRY_COMPARE(m_observer->identifier(), u"(none)"_qs);
+        QTRY_COMPARE(m_observer->identifier(), u"(none)"_s);
     }
 
     void cleanup() { m_observer.reset(); }
@@ -44,15 +45,15 @@ private Q_SLOTS:
     {
         TestWindow one;
         TestWindow two(TestWindow::Toolkit::Gtk);
-        VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_qs, u"First"_qs));
-        VERIFY_OUTCOME(two.open(m_session.environment(), u"two"_qs, u"Second"_qs));
+        VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_s, u"First"_s));
+        VERIFY_OUTCOME(two.open(m_session.environment(), u"two"_s, u"Second"_s));
         VERIFY_OUTCOME(m_session.focus(two)); // which a new window takes by itself, sooner or later
         for (int i = 0; i < 20; ++i) {
             TestWindow& window = i % 2 == 0 ? one : two;
             VERIFY_OUTCOME(m_session.focus(window));
             QTRY_COMPARE(m_observer->identifier(), window.identifier());
             QCOMPARE(m_observer->process(), window.pid());
-            const QString title = u"Grüße 😀 %1"_qs.arg(i);
+            const QString title = u"Grüße 😀 %1"_s.arg(i);
             VERIFY_OUTCOME(window.setTitle(title));
             QTRY_COMPARE(m_observer->title(), title);
             QCOMPARE(m_observer->identifier(), window.identifier());
@@ -63,10 +64,10 @@ private Q_SLOTS:
     {
         TestWindow one;
         TestWindow two;
-        VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_qs, u"First"_qs));
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_s, u"First"_s));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
         const auto first = m_observer->windows().frontWindow();
-        VERIFY_OUTCOME(two.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(two.open(m_session.environment(), u"one"_s, u"First"_s));
         QTRY_COMPARE(m_observer->process(), two.pid());
         QVERIFY(first && m_observer->windows().frontWindow()->window != first->window);
         VERIFY_OUTCOME(m_session.focus(one));
@@ -78,56 +79,55 @@ private Q_SLOTS:
     {
         TestWindow one;
         TestWindow two;
-        VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_qs, u"First"_qs));
-        VERIFY_OUTCOME(two.open(m_session.environment(), u"two"_qs, u"Second"_qs));
+        VERIFY_OUTCOME(one.open(m_session.environment(), u"one"_s, u"First"_s));
+        VERIFY_OUTCOME(two.open(m_session.environment(), u"two"_s, u"Second"_s));
         VERIFY_OUTCOME(m_session.focus(two));
         VERIFY_OUTCOME(m_session.focus(one));
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
-        VERIFY_OUTCOME(two.setTitle(u"Changed"_qs));
-        VERIFY_OUTCOME(one.setTitle(u"Newer"_qs));
-        QTRY_COMPARE(m_observer->title(), u"Newer"_qs);
-        QCOMPARE(m_observer->identifier(), u"one"_qs);
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
+        VERIFY_OUTCOME(two.setTitle(u"Changed"_s));
+        VERIFY_OUTCOME(one.setTitle(u"Newer"_s));
+        QTRY_COMPARE(m_observer->title(), u"Newer"_s);
+        QCOMPARE(m_observer->identifier(), u"one"_s);
     }
 
     void onAnEmptyWorkspaceNothingIsInFront()
     {
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
         VERIFY_OUTCOME(m_session.showEmptyWorkspace());
-        QTRY_COMPARE(m_observer->identifier(), u"(none)"_qs);
+        QTRY_COMPARE(m_observer->identifier(), u"(none)"_s);
         VERIFY_OUTCOME(m_session.showFirstWorkspace());
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
     }
 
     void aWindowThatIsThereBeforeIsSeen()
     {
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
         VERIFY_OUTCOME(m_session.focus(window));
         const KWinObserver later(m_session.busAddress());
-        QTRY_COMPARE(later.identifier(), u"one"_qs);
-        QCOMPARE(later.title(), u"First"_qs);
+        QTRY_COMPARE(later.identifier(), u"one"_s);
+        QCOMPARE(later.title(), u"First"_s);
     }
 
     void aWindowOfXIsSeenLikeAnyOther()
     {
         ChildProcess xterm;
-        VERIFY_OUTCOME(xterm.start(u"xterm"_qs,
-                                   {u"-T"_qs, u"Terminal work"_qs, u"-e"_qs, u"cat"_qs},
-                                   m_session.environment()));
-        QTRY_COMPARE(m_observer->title(), u"Terminal work"_qs);
-        QCOMPARE(m_observer->identifier(), u"xterm"_qs);
+        VERIFY_OUTCOME(xterm.start(
+            u"xterm"_s, {u"-T"_s, u"Terminal work"_s, u"-e"_s, u"cat"_s}, m_session.environment()));
+        QTRY_COMPARE(m_observer->title(), u"Terminal work"_s);
+        QCOMPARE(m_observer->identifier(), u"xterm"_s);
         QCOMPARE(m_observer->process(), xterm.pid());
         xterm.stop();
-        QTRY_COMPARE(m_observer->identifier(), u"(none)"_qs);
+        QTRY_COMPARE(m_observer->identifier(), u"(none)"_s);
     }
 
     void theDesktopItselfIsNotInFront()
     {
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
         ChildProcess desktop;
         VERIFY_OUTCOME(openDesktop(desktop));
         const QString activate =
@@ -136,25 +136,25 @@ private Q_SLOTS:
             "    if (workspace.clientList) workspace.activeClient = w;"
             "    else workspace.activeWindow = w; }"
             "const active = workspace.clientList ? workspace.activeClient : workspace.activeWindow;"
-            "say(active ? active.caption : 'nothing')"_qs;
-        QTRY_COMPARE_WITH_TIMEOUT(m_session.scripts().run(activate), u"Icons"_qs, 20000);
-        QTRY_COMPARE(m_observer->identifier(), u"(none)"_qs);
+            "say(active ? active.caption : 'nothing')"_s;
+        QTRY_COMPARE_WITH_TIMEOUT(m_session.scripts().run(activate), u"Icons"_s, 20000);
+        QTRY_COMPARE(m_observer->identifier(), u"(none)"_s);
         VERIFY_OUTCOME(m_session.focus(window));
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
     }
 
     void aFloodOfTitlesEndsWithTheLastOneAndStaysSmall()
     {
         TestWindow window;
-        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_qs, u"First"_qs));
-        QTRY_COMPARE(m_observer->identifier(), u"one"_qs);
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
         ChildProcess monitor;
         VERIFY_OUTCOME(monitor.start(
-            u"dbus-monitor"_qs,
-            {u"--address"_qs,
+            u"dbus-monitor"_s,
+            {u"--address"_s,
              m_session.busAddress(),
-             u"--profile"_qs,
-             u"type='method_call',interface='%1'"_qs.arg(platform::kwin::reportInterface())},
+             u"--profile"_s,
+             u"type='method_call',interface='%1'"_s.arg(platform::kwin::reportInterface())},
             m_session.environment()));
         QByteArray seen;
         const auto reports = [&] {
@@ -163,12 +163,12 @@ private Q_SLOTS:
         };
         // It watches once it has seen something.
         int warmUp = 0;
-        QTRY_VERIFY(window.setTitle(u"Warm %1"_qs.arg(++warmUp)) && reports() > 0);
+        QTRY_VERIFY(window.setTitle(u"Warm %1"_s.arg(++warmUp)) && reports() > 0);
         const qsizetype before = reports();
         QElapsedTimer flood;
         flood.start();
-        VERIFY_OUTCOME(window.changeTitles(u"Flood"_qs, 10000, 10s));
-        QTRY_COMPARE_WITH_TIMEOUT(m_observer->title(), u"Flood 10000"_qs, 20000);
+        VERIFY_OUTCOME(window.changeTitles(u"Flood"_s, 10000, 10s));
+        QTRY_COMPARE_WITH_TIMEOUT(m_observer->title(), u"Flood 10000"_s, 20000);
         const qint64 lasted = flood.elapsed();
         QTRY_VERIFY(reports() - before > 10);
         const qsizetype sent = reports() - before;
@@ -187,10 +187,10 @@ private:
                              "window = Gtk.Window(title='Icons')\n"
                              "window.set_type_hint(Gdk.WindowTypeHint.DESKTOP)\n"
                              "window.show_all()\n"
-                             "Gtk.main()\n"_qs;
+                             "Gtk.main()\n"_s;
         QProcessEnvironment environment = m_session.environment();
-        environment.insert(u"GDK_BACKEND"_qs, u"x11"_qs);
-        return program.start(u"/usr/bin/python3"_qs, {u"-c"_qs, text}, environment);
+        environment.insert(u"GDK_BACKEND"_s, u"x11"_s);
+        return program.start(u"/usr/bin/python3"_s, {u"-c"_s, text}, environment);
     }
 
     HeadlessKWin m_session{HeadlessKWin::Extra::XWayland};

@@ -12,6 +12,7 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using support::BusDaemon;
 using support::ChildProcess;
 using support::HeadlessX11;
@@ -26,17 +27,17 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(HeadlessX11::programs() << u"kwin_x11"_qs << u"dbus-daemon"_qs);
+        REQUIRE_PROGRAMS(HeadlessX11::programs() << u"kwin_x11"_s << u"dbus-daemon"_s);
         const auto started = m_desktop.start();
         QVERIFY2(started, started ? "" : qPrintable(started.error().text));
-        const auto bus = m_bus.start(m_desktop.home() + u"/bus"_qs, m_desktop.environment());
+        const auto bus = m_bus.start(m_desktop.home() + u"/bus"_s, m_desktop.environment());
         QVERIFY2(bus, bus ? "" : qPrintable(bus.error().text));
     }
 
     void init()
     {
         // But for what Qt says when a name changes hands while it asks for its owner.
-        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_qs));
+        QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_observer = X11Observer::on(m_desktop.display());
         QVERIFY(m_observer);
     }
@@ -50,9 +51,9 @@ private Q_SLOTS:
         };
         X11TestWindow old(m_desktop.display());
         old.setClass("old", "Old");
-        old.setTitle(u"Before"_qs);
+        old.setTitle(u"Before"_s);
         QVERIFY(old.showAndFocus());
-        QTRY_COMPARE(identifier(), u"Old"_qs);
+        QTRY_COMPARE(identifier(), u"Old"_s);
         ChildProcess* former = nullptr;
         for (int i = 0; i < 3; ++i) {
             const std::uint32_t before = manager();
@@ -64,13 +65,13 @@ private Q_SLOTS:
             former = kwin;
             X11TestWindow window(m_desktop.display());
             window.setClass("new", "New");
-            window.setTitle(u"After"_qs);
+            window.setTitle(u"After"_s);
             window.show();
             // KWin may still be starting, and miss it.
-            QTRY_COMPARE_WITH_TIMEOUT((window.activate(), identifier()), u"New"_qs, 20000);
-            QCOMPARE(m_observer->frontTitle(), std::optional(u"After"_qs));
-            QTRY_COMPARE_WITH_TIMEOUT((old.activate(), identifier()), u"Old"_qs, 20000);
-            QCOMPARE(m_observer->frontTitle(), std::optional(u"Before"_qs));
+            QTRY_COMPARE_WITH_TIMEOUT((window.activate(), identifier()), u"New"_s, 20000);
+            QCOMPARE(m_observer->frontTitle(), std::optional(u"After"_s));
+            QTRY_COMPARE_WITH_TIMEOUT((old.activate(), identifier()), u"Old"_s, 20000);
+            QCOMPARE(m_observer->frontTitle(), std::optional(u"Before"_s));
         }
         QVERIFY(former->isRunning());
     }
@@ -80,17 +81,17 @@ private:
     ChildProcess* startKWin()
     {
         QProcessEnvironment environment = m_desktop.environment();
-        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, m_bus.address());
-        environment.insert(u"XDG_CURRENT_DESKTOP"_qs, u"KDE"_qs);
-        environment.insert(u"KWIN_COMPOSE"_qs, u"N"_qs);
-        const auto started = m_desktop.startProgram(u"kwin_x11"_qs, {u"--replace"_qs}, environment);
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, m_bus.address());
+        environment.insert(u"XDG_CURRENT_DESKTOP"_s, u"KDE"_s);
+        environment.insert(u"KWIN_COMPOSE"_s, u"N"_s);
+        const auto started = m_desktop.startProgram(u"kwin_x11"_s, {u"--replace"_s}, environment);
         return started ? started.value() : nullptr;
     }
 
     [[nodiscard]] QString identifier()
     {
         const auto front = m_observer->front();
-        return front ? front->bundleIdentifier.value_or(QString()) : u"(none)"_qs;
+        return front ? front->bundleIdentifier.value_or(QString()) : u"(none)"_s;
     }
 
     HeadlessX11 m_desktop;

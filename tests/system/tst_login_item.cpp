@@ -13,6 +13,7 @@
 
 #include <gio/gdesktopappinfo.h>
 
+using namespace Qt::StringLiterals;
 using platform::xdg::AutostartLoginItem;
 using support::AutostartFolders;
 
@@ -69,33 +70,33 @@ private Q_SLOTS:
     void whatIsWrittenIsAValidEntryThatStartsTheProgram_data()
     {
         QTest::addColumn<QString>("name");
-        QTest::newRow("plain") << u"monitor"_qs;
-        QTest::newRow("space") << u"a b"_qs;
-        QTest::newRow("quotes") << u"it's \"quoted\""_qs;
-        QTest::newRow("backslashes") << u"a\\b \\n\\s\\\\"_qs;
-        QTest::newRow("percent signs") << u"100%f%%"_qs;
-        QTest::newRow("percent signs and a space") << u"100 %f%%"_qs;
-        QTest::newRow("shell") << u"$HOME `id` $(id);a&b|c>d<e*?#~[x]{y}!"_qs;
-        QTest::newRow("other scripts") << u"Bücher 中 😀"_qs;
+        QTest::newRow("plain") << u"monitor"_s;
+        QTest::newRow("space") << u"a b"_s;
+        QTest::newRow("quotes") << u"it's \"quoted\""_s;
+        QTest::newRow("backslashes") << u"a\\b \\n\\s\\\\"_s;
+        QTest::newRow("percent signs") << u"100%f%%"_s;
+        QTest::newRow("percent signs and a space") << u"100 %f%%"_s;
+        QTest::newRow("shell") << u"$HOME `id` $(id);a&b|c>d<e*?#~[x]{y}!"_s;
+        QTest::newRow("other scripts") << u"Bücher 中 😀"_s;
     }
 
     void whatIsWrittenIsAValidEntryThatStartsTheProgram()
     {
-        REQUIRE_PROGRAMS({u"desktop-file-validate"_qs});
+        REQUIRE_PROGRAMS({u"desktop-file-validate"_s});
         QFETCH(const QString, name);
         AutostartFolders folders;
-        const QString program = folders.path(u"programs/"_qs + name);
+        const QString program = folders.path(u"programs/"_s + name);
         AutostartFolders::addProgram(program);
         AutostartLoginItem item = folders.itemOf(program);
         QVERIFY(item.setEnabled(true));
         QCOMPARE(complaints(folders.userFile()), QString());
         QVERIFY(launch(folders.userFile()));
-        QTRY_VERIFY(QFileInfo::exists(program + u".ran"_qs));
+        QTRY_VERIFY(QFileInfo::exists(program + u".ran"_s));
     }
 
     void theValidatorFindsFaults()
     {
-        REQUIRE_PROGRAMS({u"desktop-file-validate"_qs});
+        REQUIRE_PROGRAMS({u"desktop-file-validate"_s});
         const AutostartFolders folders;
         AutostartFolders::write(folders.userFile(), "Type=Application\nExec=x %x\n");
         QVERIFY(!complaints(folders.userFile()).isEmpty());
@@ -103,7 +104,7 @@ private Q_SLOTS:
 
     void anEntryThatHidesTheSystemsIsValid()
     {
-        REQUIRE_PROGRAMS({u"desktop-file-validate"_qs});
+        REQUIRE_PROGRAMS({u"desktop-file-validate"_s});
         AutostartFolders folders;
         AutostartFolders::write(folders.systemFile(), "Type=Application\nName=X\nExec=x\n");
         AutostartLoginItem item = folders.item();
@@ -118,17 +119,17 @@ private Q_SLOTS:
         REQUIRE_SMALL_DISK(disk);
         AutostartFolders folders(disk.path());
         AutostartLoginItem item = folders.item();
-        QVERIFY(QDir().mkpath(disk.path() + u"/autostart"_qs));
-        QFile filler(disk.path() + u"/filler"_qs);
+        QVERIFY(QDir().mkpath(disk.path() + u"/autostart"_s));
+        QFile filler(disk.path() + u"/filler"_s);
         QVERIFY(filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
         while (filler.write(QByteArray(4096, 'x')) > 0) {
         }
         const platform::Outcome outcome = item.setEnabled(true);
         QVERIFY(!outcome);
         QCOMPARE(outcome.error().text,
-                 u"cannot write %1: No space left on device"_qs.arg(folders.userFile()));
+                 u"cannot write %1: No space left on device"_s.arg(folders.userFile()));
         QVERIFY(!item.isEnabled());
-        QCOMPARE(QDir(disk.path() + u"/autostart"_qs).entryList(QDir::Files | QDir::Hidden),
+        QCOMPARE(QDir(disk.path() + u"/autostart"_s).entryList(QDir::Files | QDir::Hidden),
                  QStringList());
         QVERIFY(filler.resize(0));
         QVERIFY(item.setEnabled(true));
@@ -147,11 +148,11 @@ private Q_SLOTS:
         const platform::Outcome disabled = item.setEnabled(false);
         QVERIFY(!disabled);
         QCOMPARE(disabled.error().text,
-                 u"cannot remove %1: Read-only file system"_qs.arg(folders.userFile()));
+                 u"cannot remove %1: Read-only file system"_s.arg(folders.userFile()));
         const platform::Outcome enabled = item.setEnabled(true);
         QVERIFY(!enabled);
         QCOMPARE(enabled.error().text,
-                 u"cannot write %1: Read-only file system"_qs.arg(folders.userFile()));
+                 u"cannot write %1: Read-only file system"_s.arg(folders.userFile()));
         QVERIFY(item.isEnabled());
         QCOMPARE(AutostartFolders::read(folders.userFile()), before);
     }
@@ -161,12 +162,12 @@ private Q_SLOTS:
         support::SmallDisk disk(64L * 1024);
         REQUIRE_SMALL_DISK(disk);
         QVERIFY(disk.makeReadOnly());
-        AutostartFolders folders(disk.path() + u"/config"_qs);
+        AutostartFolders folders(disk.path() + u"/config"_s);
         AutostartLoginItem item = folders.item();
         const platform::Outcome outcome = item.setEnabled(true);
         QVERIFY(!outcome);
         QCOMPARE(outcome.error().text,
-                 u"cannot create the folder %1/config: Read-only file system"_qs.arg(disk.path()));
+                 u"cannot create the folder %1/config: Read-only file system"_s.arg(disk.path()));
         QVERIFY(!item.isEnabled());
     }
 };

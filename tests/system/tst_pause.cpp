@@ -18,6 +18,7 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using support::Account;
 using support::Agent;
 using support::AssistiveReader;
@@ -75,7 +76,7 @@ class TestPause final : public QObject
         QVERIFY2(bool(outcome), outcome ? "" : qPrintable(outcome.error().text));
     }
 
-    [[nodiscard]] qsizetype ticks() { return m_agent->lines().filter(u"Tick:"_qs).size(); }
+    [[nodiscard]] qsizetype ticks() { return m_agent->lines().filter(u"Tick:"_s).size(); }
 
     void records()
     {

@@ -12,6 +12,7 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::SessionLock;
 
 namespace {
@@ -49,12 +50,12 @@ public Q_SLOTS:
 
     [[nodiscard]] static QDBusObjectPath GetSession(const QString& id)
     {
-        return QDBusObjectPath(u"/org/freedesktop/login1/session/"_qs + id);
+        return QDBusObjectPath(u"/org/freedesktop/login1/session/"_s + id);
     }
 
     [[nodiscard]] static QDBusObjectPath GetSessionByPID(uint /*pid*/)
     {
-        return QDBusObjectPath(u"/org/freedesktop/login1/session/own"_qs);
+        return QDBusObjectPath(u"/org/freedesktop/login1/session/own"_s);
     }
 };
 
@@ -68,7 +69,7 @@ public:
     bool isLocked = false;
 };
 
-const QString kSessionPath = u"/org/freedesktop/login1/session/own"_qs;
+const QString kSessionPath = u"/org/freedesktop/login1/session/own"_s;
 
 } // namespace
 
@@ -80,30 +81,30 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(QStringList{u"dbus-daemon"_qs});
+        REQUIRE_PROGRAMS(QStringList{u"dbus-daemon"_s});
         qunsetenv("XDG_SESSION_ID");
         QVERIFY(m_home.create());
-        QVERIFY(m_daemon.start(m_home.filePath(u"bus"_qs), m_home.environment()));
+        QVERIFY(m_daemon.start(m_home.filePath(u"bus"_s), m_home.environment()));
     }
 
     void init()
     {
-        m_peer = std::make_unique<QDBusConnection>(connection(u"peer"_qs));
-        m_own = std::make_unique<QDBusConnection>(connection(u"own"_qs));
+        m_peer = std::make_unique<QDBusConnection>(connection(u"peer"_s));
+        m_own = std::make_unique<QDBusConnection>(connection(u"own"_s));
         QVERIFY(m_peer->isConnected() && m_own->isConnected());
     }
 
     void cleanup()
     {
-        QDBusConnection::disconnectFromBus(u"peer"_qs);
-        QDBusConnection::disconnectFromBus(u"own"_qs);
+        QDBusConnection::disconnectFromBus(u"peer"_s);
+        QDBusConnection::disconnectFromBus(u"own"_s);
     }
 
     void whereNobodyTellsTheSessionIsNotLocked()
     {
         const SessionLock lock(*m_own, *m_own);
         QVERIFY(!lock.isLocked());
-        const QDBusConnection none(u"none"_qs);
+        const QDBusConnection none(u"none"_s);
         const SessionLock unconnected(none, none);
         QVERIFY(!unconnected.isLocked());
     }
@@ -111,7 +112,7 @@ private Q_SLOTS:
     void theScreenSaverIsFollowed()
     {
         ScreenSaver saver;
-        QVERIFY(offer(saver, u"/org/gnome/ScreenSaver"_qs, u"org.gnome.ScreenSaver"_qs));
+        QVERIFY(offer(saver, u"/org/gnome/ScreenSaver"_s, u"org.gnome.ScreenSaver"_s));
         const SessionLock lock(*m_own, *m_own);
         saver.setActive(true);
         QTRY_VERIFY(lock.isLocked());
@@ -123,7 +124,7 @@ private Q_SLOTS:
     {
         ScreenSaver saver;
         saver.isActive = true;
-        QVERIFY(offer(saver, u"/org/gnome/ScreenSaver"_qs, u"org.gnome.ScreenSaver"_qs));
+        QVERIFY(offer(saver, u"/org/gnome/ScreenSaver"_s, u"org.gnome.ScreenSaver"_s));
         const SessionLock lock(*m_own, *m_own);
         QTRY_VERIFY(lock.isLocked());
     }
@@ -133,21 +134,21 @@ private Q_SLOTS:
         const SessionLock lock(*m_own, *m_own);
         ScreenSaver saver;
         saver.isActive = true;
-        QVERIFY(offer(saver, u"/org/gnome/ScreenSaver"_qs, u"org.gnome.ScreenSaver"_qs));
+        QVERIFY(offer(saver, u"/org/gnome/ScreenSaver"_s, u"org.gnome.ScreenSaver"_s));
         QTRY_VERIFY(lock.isLocked());
-        QDBusConnection::disconnectFromBus(u"peer"_qs);
-        *m_peer = QDBusConnection(u"gone"_qs);
+        QDBusConnection::disconnectFromBus(u"peer"_s);
+        *m_peer = QDBusConnection(u"gone"_s);
         QTRY_VERIFY(!lock.isLocked());
     }
 
     void othersCannotLock()
     {
         ScreenSaver saver;
-        QVERIFY(offer(saver, u"/org/gnome/ScreenSaver"_qs, u"org.gnome.ScreenSaver"_qs));
+        QVERIFY(offer(saver, u"/org/gnome/ScreenSaver"_s, u"org.gnome.ScreenSaver"_s));
         const SessionLock lock(*m_own, *m_own);
-        QDBusConnection stranger = connection(u"stranger"_qs);
+        QDBusConnection stranger = connection(u"stranger"_s);
         auto signal = QDBusMessage::createSignal(
-            u"/org/gnome/ScreenSaver"_qs, u"org.gnome.ScreenSaver"_qs, u"ActiveChanged"_qs);
+            u"/org/gnome/ScreenSaver"_s, u"org.gnome.ScreenSaver"_s, u"ActiveChanged"_s);
         QVERIFY(stranger.send(signal << true));
         // The bus keeps the order of what the saver says after the stranger has been heard.
         QVERIFY(stranger.call(ping()).type() == QDBusMessage::ReplyMessage);
@@ -156,16 +157,16 @@ private Q_SLOTS:
         saver.setActive(true);
         QTRY_VERIFY(lock.isLocked());
         QCOMPARE(changes, 1);
-        QDBusConnection::disconnectFromBus(u"stranger"_qs);
+        QDBusConnection::disconnectFromBus(u"stranger"_s);
     }
 
     void theLoginManagersHintCounts()
     {
         LoginManager manager;
         LoginSession session;
-        QVERIFY(offer(session, kSessionPath, u"org.freedesktop.login1"_qs));
+        QVERIFY(offer(session, kSessionPath, u"org.freedesktop.login1"_s));
         QVERIFY(m_peer->registerObject(
-            u"/org/freedesktop/login1"_qs, &manager, QDBusConnection::ExportAllSlots));
+            u"/org/freedesktop/login1"_s, &manager, QDBusConnection::ExportAllSlots));
         session.isLocked = true;
         const SessionLock lock(*m_own, *m_own);
         QTRY_VERIFY(lock.isLocked());
@@ -190,18 +191,18 @@ private:
     void tell(bool isLocked)
     {
         auto signal = QDBusMessage::createSignal(
-            kSessionPath, u"org.freedesktop.DBus.Properties"_qs, u"PropertiesChanged"_qs);
-        signal << u"org.freedesktop.login1.Session"_qs << QVariantMap{{u"LockedHint"_qs, isLocked}}
+            kSessionPath, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s);
+        signal << u"org.freedesktop.login1.Session"_s << QVariantMap{{u"LockedHint"_s, isLocked}}
                << QStringList();
         QVERIFY(m_peer->send(signal));
     }
 
     [[nodiscard]] static QDBusMessage ping()
     {
-        return QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_qs,
-                                              u"/org/freedesktop/DBus"_qs,
-                                              u"org.freedesktop.DBus.Peer"_qs,
-                                              u"Ping"_qs);
+        return QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s,
+                                              u"/org/freedesktop/DBus"_s,
+                                              u"org.freedesktop.DBus.Peer"_s,
+                                              u"Ping"_s);
     }
 
     support::PrivateHome m_home;

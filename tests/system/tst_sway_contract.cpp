@@ -11,6 +11,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 class TestSwayContract final : public contract::DesktopContract
 {
     Q_OBJECT
@@ -28,7 +30,7 @@ private Q_SLOTS:
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        QTest::failOnWarning(QRegularExpression(u".*"_s));
         m_observer = WaylandObserver::on(m_sway);
         QVERIFY(m_observer);
         m_desktop =

@@ -22,6 +22,8 @@
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #else
 #include <malloc.h>
+
+using namespace Qt::StringLiterals;
 #endif
 
 using platform::desktop::FrontWindow;
@@ -57,11 +59,11 @@ class TestSwayWindows final : public QObject
 
 private Q_SLOTS:
 
-    void initTestCase() { REQUIRE_PROGRAMS(HeadlessSway().programs() << u"xterm"_qs); }
+    void initTestCase() { REQUIRE_PROGRAMS(HeadlessSway().programs() << u"xterm"_s); }
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        QTest::failOnWarning(QRegularExpression(u".*"_s));
         m_sway = std::make_unique<HeadlessSway>();
         check(m_sway->start());
         m_observer = WaylandObserver::on(*m_sway);
@@ -81,10 +83,10 @@ private Q_SLOTS:
     {
         TestWindow first;
         TestWindow second;
-        open(first, u"one"_qs, u"Same"_qs);
+        open(first, u"one"_s, u"Same"_s);
         QTRY_COMPARE(frontProcess(), first.pid());
         const std::pair firstWindow(first.pid(), front()->window);
-        open(second, u"one"_qs, u"Same"_qs);
+        open(second, u"one"_s, u"Same"_s);
         QTRY_VERIFY(front() && front()->window != firstWindow.second);
         QTRY_COMPARE(frontProcess(), second.pid());
         const std::pair secondWindow(second.pid(), front()->window);
@@ -99,33 +101,33 @@ private Q_SLOTS:
     void everythingIsToldOfAWindow()
     {
         TestWindow window(TestWindow::Toolkit::Gtk);
-        open(window, u"org.example.one"_qs, u"Grüße 😀"_qs);
+        open(window, u"org.example.one"_s, u"Grüße 😀"_s);
         QTRY_COMPARE(frontProcess(), window.pid());
-        QCOMPARE(front()->identifiers, QStringList{u"org.example.one"_qs});
-        QCOMPARE(front()->title, std::optional(u"Grüße 😀"_qs));
+        QCOMPARE(front()->identifiers, QStringList{u"org.example.one"_s});
+        QCOMPARE(front()->title, std::optional(u"Grüße 😀"_s));
         QVERIFY(!front()->name);
-        check(window.setTitle(u"Second"_qs));
-        QTRY_COMPARE(frontTitle(), u"Second"_qs);
+        check(window.setTitle(u"Second"_s));
+        QTRY_COMPARE(frontTitle(), u"Second"_s);
         QCOMPARE(frontProcess(), window.pid());
     }
 
     void anXProgramAppearsByItsClass()
     {
         support::ChildProcess xterm;
-        check(xterm.start(u"xterm"_qs,
-                          {u"-title"_qs, u"Shell"_qs, u"-e"_qs, u"cat"_qs},
+        check(xterm.start(u"xterm"_s,
+                          {u"-title"_s, u"Shell"_s, u"-e"_s, u"cat"_s},
                           m_sway->environment(),
-                          m_sway->logFile(u"xterm"_qs)));
+                          m_sway->logFile(u"xterm"_s)));
         check(m_sway->focusProcess(xterm.pid()));
-        QTRY_COMPARE(frontTitle(), u"Shell"_qs);
-        QCOMPARE(front()->identifiers, QStringList{u"XTerm"_qs});
+        QTRY_COMPARE(frontTitle(), u"Shell"_s);
+        QCOMPARE(front()->identifiers, QStringList{u"XTerm"_s});
         QTRY_COMPARE(frontProcess(), xterm.pid());
     }
 
     void nothingIsInFrontOfAnEmptyWorkspace()
     {
         TestWindow window;
-        open(window, u"one"_qs, u"First"_qs);
+        open(window, u"one"_s, u"First"_s);
         QTRY_COMPARE(frontProcess(), window.pid());
         const std::uint64_t number = front()->window;
         for (int round = 0; round < 3; ++round) {
@@ -141,14 +143,14 @@ private Q_SLOTS:
     {
         TestWindow first;
         TestWindow second;
-        open(first, u"one"_qs, u"First"_qs);
-        open(second, u"two"_qs, u"Second"_qs);
+        open(first, u"one"_s, u"First"_s);
+        open(second, u"two"_s, u"Second"_s);
         QTRY_COMPARE(frontProcess(), second.pid());
         check(m_sway->reload());
         QTRY_COMPARE(frontProcess(), second.pid());
         check(m_sway->focus(first));
         QTRY_COMPARE(frontProcess(), first.pid());
-        QCOMPARE(frontTitle(), u"First"_qs);
+        QCOMPARE(frontTitle(), u"First"_s);
         QVERIFY(m_observer->connection->isAlive());
         QCOMPARE(m_observer->windows.presence(), Presence::Here);
     }
@@ -156,14 +158,14 @@ private Q_SLOTS:
     void aFloodOfTitlesEndsWithTheLastOne()
     {
         TestWindow window;
-        open(window, u"one"_qs, u"First"_qs);
+        open(window, u"one"_s, u"First"_s);
         QTRY_COMPARE(frontProcess(), window.pid());
-        check(window.changeTitles(u"Warm"_qs, 1000, std::chrono::seconds(1)));
-        QTRY_COMPARE(frontTitle(), u"Warm 1000"_qs);
+        check(window.changeTitles(u"Warm"_s, 1000, std::chrono::seconds(1)));
+        QTRY_COMPARE(frontTitle(), u"Warm 1000"_s);
         const std::size_t memoryBefore = allocatedMemory();
         const double processorBefore = processorSeconds();
-        check(window.changeTitles(u"Title"_qs, 10000, std::chrono::seconds(10)));
-        QTRY_COMPARE(frontTitle(), u"Title 10000"_qs);
+        check(window.changeTitles(u"Title"_s, 10000, std::chrono::seconds(10)));
+        QTRY_COMPARE(frontTitle(), u"Title 10000"_s);
         const double processor = processorSeconds() - processorBefore;
         const auto memory = qint64(allocatedMemory()) - qint64(memoryBefore);
         qInfo("10000 titles in 10 s: %.0f ms of processor, %lld bytes", processor * 1000, memory);
@@ -176,7 +178,7 @@ private Q_SLOTS:
     void askingCostsNothing()
     {
         TestWindow window;
-        open(window, u"one"_qs, u"First"_qs);
+        open(window, u"one"_s, u"First"_s);
         QTRY_COMPARE(frontProcess(), window.pid());
         constexpr int kTimes = 10000;
         QElapsedTimer timer;
@@ -191,16 +193,16 @@ private Q_SLOTS:
     void aLostDisplayIsReportedOnceAndAnswersNothing()
     {
         TestWindow window;
-        open(window, u"one"_qs, u"First"_qs);
-        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        open(window, u"one"_s, u"First"_s);
+        QTRY_COMPARE(frontTitle(), u"First"_s);
         QSignalSpy lost(m_observer->connection.get(), &WaylandConnection::lost);
         QSignalSpy presence(&m_observer->windows,
                             &platform::desktop::FrontWindowSource::presenceChanged);
         m_sway->killDisplay();
         QTRY_COMPARE(lost.count(), 1);
-        QCOMPARE(lost.first().first().toString(),
-                 u"the connection to the Wayland display %1 was closed"_qs.arg(
-                     m_sway->waylandDisplay()));
+        QCOMPARE(
+            lost.first().first().toString(),
+            u"the connection to the Wayland display %1 was closed"_s.arg(m_sway->waylandDisplay()));
         QVERIFY(!m_observer->connection->isAlive());
         QVERIFY(!front());
         QVERIFY(std::isnan(m_observer->idleTime.secondsSinceLastInput()));
@@ -222,7 +224,7 @@ private Q_SLOTS:
     void withAMissingSocketThereIsNoProcess()
     {
         const QTemporaryDir folder;
-        observeWith(folder.filePath(u"missing"_qs));
+        observeWith(folder.filePath(u"missing"_s));
         expectNoProcess();
     }
 
@@ -230,12 +232,12 @@ private Q_SLOTS:
     {
         const QTemporaryDir folder;
         QLocalServer server;
-        QVERIFY(server.listen(folder.filePath(u"socket"_qs)));
+        QVERIFY(server.listen(folder.filePath(u"socket"_s)));
         connect(&server, &QLocalServer::newConnection, &server, [&server] {
             server.nextPendingConnection()->write("220 mail.example.org ready\r\n");
         });
         QSignalSpy connected(&server, &QLocalServer::newConnection);
-        observeWith(folder.filePath(u"socket"_qs));
+        observeWith(folder.filePath(u"socket"_s));
         expectNoProcess();
         // It is tried again, and hung up on again.
         QTRY_VERIFY(connected.count() >= 2);
@@ -244,11 +246,11 @@ private Q_SLOTS:
     void aSocketThatComesLaterIsFound()
     {
         const QTemporaryDir folder;
-        const QString socket = folder.filePath(u"socket"_qs);
+        const QString socket = folder.filePath(u"socket"_s);
         observeWith(socket);
         TestWindow window;
-        open(window, u"one"_qs, u"First"_qs);
-        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        open(window, u"one"_s, u"First"_s);
+        QTRY_COMPARE(frontTitle(), u"First"_s);
         QCOMPARE(frontProcess(), 0);
         QVERIFY(QFile::link(m_sway->swaySocket(), socket));
         QTRY_COMPARE(frontProcess(), window.pid());
@@ -257,12 +259,12 @@ private Q_SLOTS:
     void aChangeIsKnownAtOnce()
     {
         TestWindow window;
-        open(window, u"one"_qs, u"First"_qs);
-        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        open(window, u"one"_s, u"First"_s);
+        QTRY_COMPARE(frontTitle(), u"First"_s);
         QElapsedTimer timer;
         timer.start();
-        check(window.setTitle(u"Second"_qs));
-        QTRY_COMPARE(frontTitle(), u"Second"_qs);
+        check(window.setTitle(u"Second"_s));
+        QTRY_COMPARE(frontTitle(), u"Second"_s);
         qInfo("order to another program until its title is known: %.1f ms",
               double(timer.nsecsElapsed()) / 1e6);
         QVERIFY(timer.elapsed() < 1000);
@@ -289,9 +291,9 @@ private:
     void expectNoProcess()
     {
         TestWindow window;
-        open(window, u"one"_qs, u"First"_qs);
-        QTRY_COMPARE(frontTitle(), u"First"_qs);
-        QCOMPARE(front()->identifiers, QStringList{u"one"_qs});
+        open(window, u"one"_s, u"First"_s);
+        QTRY_COMPARE(frontTitle(), u"First"_s);
+        QCOMPARE(front()->identifiers, QStringList{u"one"_s});
         QCOMPARE(frontProcess(), 0);
         check(m_sway->showEmptyWorkspace());
         QTRY_VERIFY(!front());

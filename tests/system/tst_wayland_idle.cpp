@@ -11,6 +11,7 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::Presence;
 
 class TestWaylandIdle final : public QObject
@@ -28,7 +29,7 @@ private Q_SLOTS:
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        QTest::failOnWarning(QRegularExpression(u".*"_s));
         m_observer = WaylandObserver::on(m_sway);
         QVERIFY(m_observer);
     }

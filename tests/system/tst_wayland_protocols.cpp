@@ -18,6 +18,7 @@
 #include <sys/un.h>
 #include <wayland-client.h>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::FrontWindow;
 using platform::desktop::FrontWindowSource;
 using platform::desktop::IdleSource;
@@ -34,13 +35,13 @@ private Q_SLOTS:
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        QTest::failOnWarning(QRegularExpression(u".*"_s));
         m_folder = std::make_unique<QTemporaryDir>();
         m_compositor = std::make_unique<support::ChildProcess>();
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"XDG_RUNTIME_DIR"_qs, m_folder->path());
+        environment.insert(u"XDG_RUNTIME_DIR"_s, m_folder->path());
         QVERIFY(m_compositor->start(
-            QStringLiteral(FAKE_COMPOSITOR_EXECUTABLE), {u"wayland-9"_qs}, environment));
+            QStringLiteral(FAKE_COMPOSITOR_EXECUTABLE), {u"wayland-9"_s}, environment));
         QCOMPARE(answer(), QByteArray("done"));
     }
 
@@ -68,8 +69,8 @@ private Q_SLOTS:
         observe();
         QCOMPARE(m_observer->windows.presence(), Presence::Here);
         openWindow("a", "one", "First", "0 2 3");
-        QTRY_COMPARE(frontTitle(), u"First"_qs);
-        QCOMPARE(front()->identifiers, QStringList{u"one"_qs});
+        QTRY_COMPARE(frontTitle(), u"First"_s);
+        QCOMPARE(front()->identifiers, QStringList{u"one"_s});
         QCOMPARE(report(), "bind zwlr_foreign_toplevel_manager_v1 " + QByteArray::number(bound));
     }
 
@@ -83,12 +84,12 @@ private Q_SLOTS:
         settleEvents();
         QVERIFY(!front());
         order("settled a");
-        QTRY_COMPARE(frontTitle(), u"Early"_qs);
+        QTRY_COMPARE(frontTitle(), u"Early"_s);
         QVERIFY(front()->identifiers.isEmpty());
         order("title a Later");
         order("state a");
         settleEvents();
-        QCOMPARE(frontTitle(), u"Early"_qs);
+        QCOMPARE(frontTitle(), u"Early"_s);
         order("settled a");
         QTRY_VERIFY(!front());
     }
@@ -99,9 +100,9 @@ private Q_SLOTS:
         observe();
         openWindow("a", "one", "First", "2");
         openWindow("b", "two", "Second", "2");
-        QTRY_COMPARE(frontTitle(), u"Second"_qs);
+        QTRY_COMPARE(frontTitle(), u"Second"_s);
         order("closed b");
-        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        QTRY_COMPARE(frontTitle(), u"First"_s);
         order("closed a");
         QTRY_VERIFY(!front());
     }
@@ -111,10 +112,10 @@ private Q_SLOTS:
         order("add m manager 3");
         observe();
         openWindow("a", "one", "\xEF\xBB\xBFmarked", "2");
-        QTRY_COMPARE(frontTitle(), u"\uFEFFmarked"_qs);
+        QTRY_COMPARE(frontTitle(), u"\uFEFFmarked"_s);
         order("title a \xff\xfe broken");
         order("settled a");
-        QTRY_COMPARE(frontTitle(), u"\uFFFD\uFFFD broken"_qs);
+        QTRY_COMPARE(frontTitle(), u"\uFFFD\uFFFD broken"_s);
         order("title a " + QByteArray(4000, 'x'));
         order("app a " + QByteArray(1025, 'x'));
         order("settled a");
@@ -128,11 +129,11 @@ private Q_SLOTS:
         observe();
         openWindow("a", "one", "First", "2");
         order("open many 6000");
-        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        QTRY_COMPARE(frontTitle(), u"First"_s);
         order("closed many");
         order("title a Still here");
         order("settled a");
-        QTRY_COMPARE(frontTitle(), u"Still here"_qs);
+        QTRY_COMPARE(frontTitle(), u"Still here"_s);
         QVERIFY(m_observer->connection->isAlive());
     }
 
@@ -141,7 +142,7 @@ private Q_SLOTS:
         order("add m manager 3");
         observe();
         openWindow("a", "one", "First", "2");
-        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        QTRY_COMPARE(frontTitle(), u"First"_s);
         const std::uint64_t number = front()->window;
         QSignalSpy changes(&m_observer->windows, &FrontWindowSource::presenceChanged);
         order("finished");
@@ -157,7 +158,7 @@ private Q_SLOTS:
         // The compositor sees it a moment later.
         QTRY_VERIFY(report().endsWith("bind zwlr_foreign_toplevel_manager_v1 2"));
         openWindow("b", "one", "Second", "2");
-        QTRY_COMPARE(frontTitle(), u"Second"_qs);
+        QTRY_COMPARE(frontTitle(), u"Second"_s);
         QVERIFY(front()->window != number);
     }
 
@@ -170,7 +171,7 @@ private Q_SLOTS:
         QTRY_COMPARE(m_observer->windows.presence(), Presence::Here);
         settleEvents();
         openWindow("a", "one", "First", "2");
-        QTRY_COMPARE(frontTitle(), u"First"_qs);
+        QTRY_COMPARE(frontTitle(), u"First"_s);
         order("remove m");
         QTRY_COMPARE(m_observer->windows.presence(), Presence::Absent);
         QVERIFY(!front());
@@ -187,13 +188,13 @@ private Q_SLOTS:
         QTest::addColumn<QByteArrayList>("offers");
         QTest::addColumn<QByteArray>("asked");
         QTest::addColumn<QString>("name");
-        const QString ext = u"ext_idle_notifier_v1, version "_qs;
+        const QString ext = u"ext_idle_notifier_v1, version "_s;
         QTest::newRow("version 2 tells of input")
             << QByteArrayList{"add n notifier 2"} << QByteArray("input 1000") << ext + u'2';
         QTest::newRow("version 1")
             << QByteArrayList{"add n notifier 1"} << QByteArray("idle 1000") << ext + u'1';
         QTest::newRow("KDE's") << QByteArrayList{"add k kde 1"} << QByteArray("kde 1000")
-                               << u"org_kde_kwin_idle, version 1"_qs;
+                               << u"org_kde_kwin_idle, version 1"_s;
         QTest::newRow("both") << QByteArrayList{"add k kde 1", "add n notifier 1"}
                               << QByteArray("idle 1000") << ext + u'1';
     }
@@ -256,7 +257,7 @@ private Q_SLOTS:
         QTRY_VERIFY(idle() >= 1);
         order("add n notifier 2");
         QTRY_VERIFY(report().endsWith("input 1000"));
-        QCOMPARE(m_observer->idleTime.name(), u"ext_idle_notifier_v1, version 2"_qs);
+        QCOMPARE(m_observer->idleTime.name(), u"ext_idle_notifier_v1, version 2"_s);
         QVERIFY(!(idle() >= 1));
     }
 
@@ -286,7 +287,7 @@ private Q_SLOTS:
         const auto opened = WaylandConnection::open(display(), kPatience);
         QVERIFY(!opened);
         QCOMPARE(opened.error().text,
-                 u"cannot connect to the Wayland display %1: it does not answer"_qs.arg(display()));
+                 u"cannot connect to the Wayland display %1: it does not answer"_s.arg(display()));
         QVERIFY2(timer.elapsed() >= 900 && timer.elapsed() < 4000,
                  qPrintable(QString::number(timer.elapsed())));
         signalCompositor(SIGCONT);
@@ -295,7 +296,7 @@ private Q_SLOTS:
 
     void aSocketThatNobodyAcceptsOnIsGivenUp()
     {
-        const QByteArray path = m_folder->filePath(u"full"_qs).toLocal8Bit();
+        const QByteArray path = m_folder->filePath(u"full"_s).toLocal8Bit();
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::ranges::copy(path, address.sun_path);
@@ -344,30 +345,30 @@ private Q_SLOTS:
 
     void theReasonOfAFailureIsNamed()
     {
-        const QString missing = m_folder->filePath(u"wayland-8"_qs);
+        const QString missing = m_folder->filePath(u"wayland-8"_s);
         const auto opened = WaylandConnection::open(missing);
         QVERIFY(!opened);
         QCOMPARE(
             opened.error().text,
-            u"cannot connect to the Wayland display %1: No such file or directory"_qs.arg(missing));
+            u"cannot connect to the Wayland display %1: No such file or directory"_s.arg(missing));
         QVERIFY(!WaylandConnection::check(missing));
         QVERIFY(!WaylandConnection::check(QString(500, u'x')));
         qunsetenv("WAYLAND_DISPLAY");
         QCOMPARE(WaylandConnection::check().error().text,
-                 u"cannot connect to a Wayland display: WAYLAND_DISPLAY is not set"_qs);
+                 u"cannot connect to a Wayland display: WAYLAND_DISPLAY is not set"_s);
         qputenv("XDG_RUNTIME_DIR", m_folder->path().toLocal8Bit());
         qputenv("WAYLAND_DISPLAY", "wayland-9");
         QVERIFY(WaylandConnection::check());
         const auto byName = WaylandConnection::open();
         QVERIFY(byName);
-        QCOMPARE(byName.value()->name(), u"wayland-9"_qs);
+        QCOMPARE(byName.value()->name(), u"wayland-9"_s);
         qunsetenv("WAYLAND_DISPLAY");
     }
 
 private:
     static constexpr std::chrono::seconds kPatience{1};
 
-    [[nodiscard]] QString display() const { return m_folder->filePath(u"wayland-9"_qs); }
+    [[nodiscard]] QString display() const { return m_folder->filePath(u"wayland-9"_s); }
 
     void observe()
     {

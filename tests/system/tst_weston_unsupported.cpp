@@ -12,6 +12,7 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
 using platform::desktop::Presence;
 using support::TestWindow;
 
@@ -35,16 +36,16 @@ private Q_SLOTS:
         const auto started = keyring.startSignedIn(m_weston.environment());
         QVERIFY2(started, started ? "" : qPrintable(started.error().text));
         support::Agent agent(m_weston.environment());
-        QVERIFY(bool(agent.start({u"--diagnose"_qs})));
+        QVERIFY(bool(agent.start({u"--diagnose"_s})));
         QCOMPARE(agent.waitForEnd(), std::optional(0));
         const QString report = agent.lines().join(u'\n');
         const QString notice =
             u"This desktop does not tell which window is in front, so nothing is "
-            "recorded."_qs;
-        for (const QString& line : {u"front window: none"_qs,
-                                    u"limits: "_qs + notice,
-                                    u"idle time: unknown, every second counts as active"_qs,
-                                    u"application in front: not found"_qs})
+            "recorded."_s;
+        for (const QString& line : {u"front window: none"_s,
+                                    u"limits: "_s + notice,
+                                    u"idle time: unknown, every second counts as active"_s,
+                                    u"application in front: not found"_s})
             QVERIFY2(report.contains(line), qPrintable(report));
 
         QVERIFY(bool(agent.start()));
@@ -62,7 +63,7 @@ private Q_SLOTS:
         QVERIFY(observer);
         QVERIFY(observer->connection->isAlive());
         TestWindow window;
-        const auto opened = window.open(m_weston.environment(), u"one"_qs, u"First"_qs);
+        const auto opened = window.open(m_weston.environment(), u"one"_s, u"First"_s);
         QVERIFY2(opened, opened ? "" : qPrintable(opened.error().text));
         QSignalSpy lost(observer->connection.get(), &platform::wayland::WaylandConnection::lost);
         const auto holds = [&observer] {

@@ -16,6 +16,7 @@
 #include <cmath>
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using platform::x11::X11Connection;
 using support::HeadlessX11;
 using support::X11TestWindow;
@@ -45,7 +46,7 @@ private Q_SLOTS:
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        QTest::failOnWarning(QRegularExpression(u".*"_s));
         m_desktop = std::make_unique<HeadlessX11>();
         const auto started = m_desktop->start();
         QVERIFY2(started, started ? "" : qPrintable(started.error().text));
@@ -85,9 +86,9 @@ private Q_SLOTS:
         m_desktop->killServer();
         const auto connection = X11Connection::open(display);
         QVERIFY(!connection);
-        QCOMPARE(connection.error().text, u"cannot connect to the X server "_qs + display);
-        QCOMPARE(X11Connection::open(u"no display"_qs).error().text,
-                 u"cannot connect to the X server no display"_qs);
+        QCOMPARE(connection.error().text, u"cannot connect to the X server "_s + display);
+        QCOMPARE(X11Connection::open(u"no display"_s).error().text,
+                 u"cannot connect to the X server no display"_s);
     }
 
     void withoutANameTheEnvironmentCounts()
@@ -97,7 +98,7 @@ private Q_SLOTS:
         qunsetenv("DISPLAY");
         const auto connection = X11Connection::open();
         QVERIFY(!connection);
-        QCOMPARE(connection.error().text, u"cannot connect to an X server: DISPLAY is not set"_qs);
+        QCOMPARE(connection.error().text, u"cannot connect to an X server: DISPLAY is not set"_s);
     }
 
     void aServerThatGoesIsReportedOnceAndThenAnswersNothing()
@@ -105,7 +106,7 @@ private Q_SLOTS:
         const auto observer = X11Observer::on(m_desktop->display());
         QVERIFY(observer);
         X11TestWindow window(m_desktop->display());
-        window.setTitle(u"Title"_qs);
+        window.setTitle(u"Title"_s);
         QVERIFY(window.showAndFocus());
         const auto application = observer->front();
         QVERIFY(application);
@@ -114,7 +115,7 @@ private Q_SLOTS:
         m_desktop->killServer();
         QTRY_COMPARE(lost.count(), 1);
         QCOMPARE(lost.at(0).at(0).toString(),
-                 u"the connection to the X server %1 was closed"_qs.arg(m_desktop->display()));
+                 u"the connection to the X server %1 was closed"_s.arg(m_desktop->display()));
         QVERIFY(!observer->connection().isAlive());
         QVERIFY(!observer->idleTime.isAvailable());
         QVERIFY(std::isnan(observer->idleTime.secondsSinceLastInput()));

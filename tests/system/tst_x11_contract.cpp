@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using support::HeadlessX11;
 using support::X11TestWindow;
 
@@ -58,7 +59,7 @@ public:
         m_windows.erase(identifier);
     }
 
-    void makeInput() override { QVERIFY(xdotool(m_desktop, {u"key"_qs, u"shift"_qs})); }
+    void makeInput() override { QVERIFY(xdotool(m_desktop, {u"key"_s, u"shift"_s})); }
 
     void letTimePass() override
     {
@@ -84,14 +85,14 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(HeadlessX11::programs() << u"xdotool"_qs);
+        REQUIRE_PROGRAMS(HeadlessX11::programs() << u"xdotool"_s);
         const auto started = m_server.start();
         QVERIFY2(started, started ? "" : qPrintable(started.error().text));
     }
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        QTest::failOnWarning(QRegularExpression(u".*"_s));
         auto observer = X11Observer::on(m_server.display());
         QVERIFY(observer);
         m_desktop = std::make_unique<X11Desktop>(m_server, std::move(observer));

@@ -11,6 +11,7 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
 using support::HeadlessX11;
 using support::X11TestWindow;
 
@@ -19,15 +20,15 @@ class TestX11IdleTime final : public QObject
     Q_OBJECT
 private Q_SLOTS:
 
-    void initTestCase() { REQUIRE_PROGRAMS(HeadlessX11::programs() << u"xdotool"_qs); }
+    void initTestCase() { REQUIRE_PROGRAMS(HeadlessX11::programs() << u"xdotool"_s); }
 
-    void init() { QTest::failOnWarning(QRegularExpression(u".*"_qs)); }
+    void init() { QTest::failOnWarning(QRegularExpression(u".*"_s)); }
 
     void keysAndPointerMovesResetTheIdleTime_data()
     {
         QTest::addColumn<QStringList>("input");
-        QTest::newRow("key") << QStringList{u"key"_qs, u"shift"_qs};
-        QTest::newRow("pointer") << QStringList{u"mousemove_relative"_qs, u"1"_qs, u"1"_qs};
+        QTest::newRow("key") << QStringList{u"key"_s, u"shift"_s};
+        QTest::newRow("pointer") << QStringList{u"mousemove_relative"_s, u"1"_s, u"1"_s};
     }
 
     void keysAndPointerMovesResetTheIdleTime()
@@ -49,16 +50,16 @@ private Q_SLOTS:
     void aServerWithoutTheExtensionDoesNotTell()
     {
         HeadlessX11 desktop;
-        QVERIFY(desktop.start({u"-extension"_qs, u"MIT-SCREEN-SAVER"_qs}));
+        QVERIFY(desktop.start({u"-extension"_s, u"MIT-SCREEN-SAVER"_s}));
         const auto observer = X11Observer::on(desktop.display());
         QVERIFY(observer);
         QVERIFY(!observer->idleTime.isAvailable());
         QVERIFY(std::isnan(observer->idleTime.secondsSinceLastInput()));
 
         X11TestWindow window(desktop.display());
-        window.setTitle(u"Title"_qs);
+        window.setTitle(u"Title"_s);
         QVERIFY(window.showAndFocus());
-        QCOMPARE(observer->tick(), std::optional(u"Title"_qs));
+        QCOMPARE(observer->tick(), std::optional(u"Title"_s));
     }
 };
 

@@ -13,6 +13,7 @@
 #include <optional>
 #include <utility>
 
+using namespace Qt::StringLiterals;
 using platform::Application;
 using support::HeadlessX11;
 using support::X11TestWindow;
@@ -34,13 +35,13 @@ private Q_SLOTS:
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        QTest::failOnWarning(QRegularExpression(u".*"_s));
         m_observer = X11Observer::on(m_desktop.display());
         QVERIFY(m_observer);
-        m_one = openWindow(u"One"_qs);
-        m_two = openWindow(u"Two"_qs);
+        m_one = openWindow(u"One"_s);
+        m_two = openWindow(u"Two"_s);
         QVERIFY(m_one && m_two);
-        QCOMPARE(m_observer->tick(), std::optional(u"Two"_qs));
+        QCOMPARE(m_observer->tick(), std::optional(u"Two"_s));
         m_waits = m_observer->connection().blockingWaits();
     }
 
@@ -63,11 +64,11 @@ private Q_SLOTS:
     {
         const auto change = [this] {
             QVERIFY(m_two->focus());
-            QCOMPARE(tick(), u"Two"_qs);
+            QCOMPARE(tick(), u"Two"_s);
             QVERIFY(m_one->focus());
         };
-        QCOMPARE(afterwards(change, [this] { return tick(); }), cost(u"One"_qs, 2));
-        QCOMPARE(afterwards([] {}, [this] { return tick(); }), cost(u"One"_qs, 1));
+        QCOMPARE(afterwards(change, [this] { return tick(); }), cost(u"One"_s, 2));
+        QCOMPARE(afterwards([] {}, [this] { return tick(); }), cost(u"One"_s, 1));
     }
 
     void theApplicationAloneCostsOne()
@@ -75,13 +76,13 @@ private Q_SLOTS:
         const auto ask = [this] {
             return m_observer->frontTitle().value_or(QString());
         };
-        QCOMPARE(afterwards([] {}, ask), cost(u"Two"_qs, 1));
+        QCOMPARE(afterwards([] {}, ask), cost(u"Two"_s, 1));
         const auto change = [&] {
             QVERIFY(m_two->focus());
-            QCOMPARE(ask(), u"Two"_qs);
+            QCOMPARE(ask(), u"Two"_s);
             QVERIFY(m_one->focus());
         };
-        QCOMPARE(afterwards(change, ask), cost(u"One"_qs, 2));
+        QCOMPARE(afterwards(change, ask), cost(u"One"_s, 2));
     }
 
     void idleTicksCostOneAndLeaveNothingBehind()
@@ -90,8 +91,8 @@ private Q_SLOTS:
             QVERIFY(m_observer->idleTime.secondsSinceLastInput() >= 0);
             QCOMPARE(newWaits(), 1U);
         }
-        QCOMPARE(afterwards([this] { m_two->setTitle(u"New"_qs); }, [this] { return tick(); }),
-                 cost(u"New"_qs, 1));
+        QCOMPARE(afterwards([this] { m_two->setTitle(u"New"_s); }, [this] { return tick(); }),
+                 cost(u"New"_s, 1));
     }
 
     void anAnswerOfAnEarlierTickIsNotUsed()
@@ -109,16 +110,16 @@ private Q_SLOTS:
     void titleAndApplicationAreOfTheSameMoment()
     {
         const auto prepare = [this] {
-            m_two->setTitle(u"Two"_qs);
+            m_two->setTitle(u"Two"_s);
         };
         std::optional<Application> application;
         const auto ask = [&] {
             application = m_observer->front();
-            m_two->setTitle(u"Later"_qs);
+            m_two->setTitle(u"Later"_s);
             return titleOf(application);
         };
-        QCOMPARE(afterwards(prepare, ask).first, u"Two"_qs);
-        QCOMPARE(titleOf(application), u"Later"_qs);
+        QCOMPARE(afterwards(prepare, ask).first, u"Two"_s);
+        QCOMPARE(titleOf(application), u"Later"_s);
     }
 
     void aRestartedWindowManagerCostsOneMoreOnce()
@@ -129,8 +130,8 @@ private Q_SLOTS:
             QVERIFY(m_desktop.startWindowManager());
             QVERIFY(m_two->focus());
         };
-        QCOMPARE(afterwards(restart, [this] { return tick(); }), cost(u"Two"_qs, 2));
-        QCOMPARE(afterwards([] {}, [this] { return tick(); }), cost(u"Two"_qs, 1));
+        QCOMPARE(afterwards(restart, [this] { return tick(); }), cost(u"Two"_s, 2));
+        QCOMPARE(afterwards([] {}, [this] { return tick(); }), cost(u"Two"_s, 1));
     }
 
 private:

@@ -14,6 +14,7 @@
 #include <memory>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using platform::Application;
 using support::HeadlessX11;
 using support::X11TestWindow;
@@ -25,17 +26,17 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(HeadlessX11::programs() << u"xterm"_qs);
+        REQUIRE_PROGRAMS(HeadlessX11::programs() << u"xterm"_s);
         qputenv("LANGUAGE", "de");
         const auto started = m_desktop.start();
         QVERIFY2(started, started ? "" : qPrintable(started.error().text));
-        QVERIFY(m_files.add(u"org.example.Editor.desktop"_qs,
+        QVERIFY(m_files.add(u"org.example.Editor.desktop"_s,
                             "Name=Editor\nName[de]=Schreiber\nStartupWMClass=Editor"));
     }
 
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(u".*"_qs));
+        QTest::failOnWarning(QRegularExpression(u".*"_s));
         m_observer = X11Observer::on(m_desktop.display(), {m_files.folder()});
         QVERIFY(m_observer);
     }
@@ -44,16 +45,16 @@ private Q_SLOTS:
     {
         X11TestWindow window(m_desktop.display());
         window.setClass("editor", "Editor");
-        window.setTitle(u"Notes"_qs);
+        window.setTitle(u"Notes"_s);
         window.setPid(static_cast<std::uint32_t>(::getpid()));
         window.setClientMachine(QSysInfo::machineHostName().toUtf8());
         QVERIFY(window.showAndFocus());
-        const Application expected{.localizedName = u"Schreiber"_qs,
-                                   .bundleIdentifier = u"org.example.Editor"_qs,
+        const Application expected{.localizedName = u"Schreiber"_s,
+                                   .bundleIdentifier = u"org.example.Editor"_s,
                                    .processIdentifier = ::getpid(),
                                    .window = window.id()};
         QVERIFY(m_observer->front() == expected);
-        QCOMPARE(m_observer->frontTitle(), std::optional(u"Notes"_qs));
+        QCOMPARE(m_observer->frontTitle(), std::optional(u"Notes"_s));
     }
 
     void aWindowWithoutDesktopFileIsNamedByItsClass()
@@ -61,8 +62,8 @@ private Q_SLOTS:
         X11TestWindow window(m_desktop.display());
         window.setClass("one-off", "One Off Tool");
         QVERIFY(window.showAndFocus());
-        const Application expected{.localizedName = u"One Off Tool"_qs,
-                                   .bundleIdentifier = u"One Off Tool"_qs,
+        const Application expected{.localizedName = u"One Off Tool"_s,
+                                   .bundleIdentifier = u"One Off Tool"_s,
                                    .processIdentifier = 0,
                                    .window = window.id()};
         QVERIFY(m_observer->front() == expected);
@@ -74,7 +75,7 @@ private Q_SLOTS:
         window.setClass("python3", "Python3");
         window.setBytes("_GTK_APPLICATION_ID", "UTF8_STRING", "org.example.Editor");
         QVERIFY(window.showAndFocus());
-        QCOMPARE(frontIdentifier(), u"org.example.Editor"_qs);
+        QCOMPARE(frontIdentifier(), u"org.example.Editor"_s);
     }
 
     void aWindowThatTellsNothingIsStillInFront()
@@ -109,26 +110,26 @@ private Q_SLOTS:
         QVERIFY(m_observer);
         X11TestWindow window(m_desktop.display());
         window.setClass("tool", "Tool");
-        window.setTitle(u"Mine"_qs);
+        window.setTitle(u"Mine"_s);
         QVERIFY(window.showAndFocus());
-        QCOMPARE(frontIdentifier(), u"Tool"_qs);
+        QCOMPARE(frontIdentifier(), u"Tool"_s);
 
-        const auto xterm = m_desktop.startProgram(
-            u"xterm"_qs, {u"-T"_qs, u"Terminal work"_qs, u"-e"_qs, u"cat"_qs});
+        const auto xterm =
+            m_desktop.startProgram(u"xterm"_s, {u"-T"_s, u"Terminal work"_s, u"-e"_s, u"cat"_s});
         QVERIFY2(xterm, xterm ? "" : qPrintable(xterm.error().text));
-        QTRY_COMPARE(frontIdentifier(), u"debian-xterm"_qs);
+        QTRY_COMPARE(frontIdentifier(), u"debian-xterm"_s);
         const auto application = m_observer->front();
         QVERIFY(application);
-        QCOMPARE(application->localizedName, std::optional(u"XTerm"_qs));
+        QCOMPARE(application->localizedName, std::optional(u"XTerm"_s));
         QCOMPARE(application->processIdentifier, static_cast<std::int32_t>(xterm.value()->pid()));
         QCOMPARE(m_observer->windowTitle.focusedWindowTitle(*application),
-                 std::optional(u"Terminal work"_qs));
+                 std::optional(u"Terminal work"_s));
 
         QVERIFY(window.focus());
-        QCOMPARE(frontIdentifier(), u"Tool"_qs);
-        QCOMPARE(m_observer->frontTitle(), std::optional(u"Mine"_qs));
+        QCOMPARE(frontIdentifier(), u"Tool"_s);
+        QCOMPARE(m_observer->frontTitle(), std::optional(u"Mine"_s));
         m_desktop.stopProgram(xterm.value());
-        QCOMPARE(frontIdentifier(), u"Tool"_qs);
+        QCOMPARE(frontIdentifier(), u"Tool"_s);
     }
 
     void titlesFollowTheirType_data()
@@ -142,31 +143,31 @@ private Q_SLOTS:
         QTest::newRow("UTF-8") << net << QByteArray("UTF8_STRING")
                                << QByteArray("Gr\xc3\xbc\xc3\x9f"
                                              "e \xf0\x9f\x98\x80")
-                               << u"Grüße 😀"_qs;
+                               << u"Grüße 😀"_s;
         QTest::newRow("bad UTF-8") << net << QByteArray("UTF8_STRING")
                                    << QByteArray("a\xff"
                                                  "b")
-                                   << u"a\uFFFDb"_qs;
-        QTest::newRow("empty") << net << QByteArray("UTF8_STRING") << QByteArray("") << u""_qs;
+                                   << u"a\uFFFDb"_s;
+        QTest::newRow("empty") << net << QByteArray("UTF8_STRING") << QByteArray("") << u""_s;
         QTest::newRow("Latin-1") << old << QByteArray("STRING")
                                  << QByteArray("Gr\xfc\xdf"
                                                "e")
-                                 << u"Grüße"_qs;
+                                 << u"Grüße"_s;
         QTest::newRow("UTF-8 in the old property") << old << QByteArray("UTF8_STRING")
                                                    << QByteArray("Gr\xc3\xbc\xc3\x9f"
                                                                  "e")
-                                                   << u"Grüße"_qs;
+                                                   << u"Grüße"_s;
         QTest::newRow("compound text")
             << old << QByteArray("COMPOUND_TEXT") << QByteArray("\x1b$(B\x46\x7c\x4b\x5c\x1b(B ok")
-            << u"日本 ok"_qs;
+            << u"日本 ok"_s;
         QTest::newRow("another type") << old << QByteArray("MY_TEXT")
                                       << QByteArray("Gr\xc3\xbc\xc3\x9f"
                                                     "e")
-                                      << u"Grüße"_qs;
+                                      << u"Grüße"_s;
         // 16 KiB end in the middle of a character.
         QTest::newRow("100 KB") << net << QByteArray("UTF8_STRING")
                                 << "a" + QByteArray("\xc3\xbc").repeated(50'000)
-                                << u"a"_qs + QString(8191, u'ü');
+                                << u"a"_s + QString(8191, u'ü');
     }
 
     void titlesFollowTheirType()
@@ -185,13 +186,13 @@ private Q_SLOTS:
     {
         X11TestWindow window(m_desktop.display());
         window.setBytes("WM_NAME", "STRING", "old");
-        window.setTitle(u"new"_qs);
+        window.setTitle(u"new"_s);
         QVERIFY(window.showAndFocus());
-        QCOMPARE(m_observer->frontTitle(), std::optional(u"new"_qs));
+        QCOMPARE(m_observer->frontTitle(), std::optional(u"new"_s));
         window.setTitle(QString());
         QCOMPARE(m_observer->frontTitle(), std::optional(QString()));
         window.removeProperty("_NET_WM_NAME");
-        QCOMPARE(m_observer->frontTitle(), std::optional(u"old"_qs));
+        QCOMPARE(m_observer->frontTitle(), std::optional(u"old"_s));
         window.removeProperty("WM_NAME");
         QCOMPARE(m_observer->frontTitle(), std::nullopt);
     }
@@ -213,9 +214,9 @@ private Q_SLOTS:
     void aWindowDestroyedBetweenTwoQuestionsHasNoTitle()
     {
         X11TestWindow window(m_desktop.display());
-        window.setTitle(u"Title"_qs);
+        window.setTitle(u"Title"_s);
         QVERIFY(window.showAndFocus());
-        QCOMPARE(m_observer->tick(), std::optional(u"Title"_qs));
+        QCOMPARE(m_observer->tick(), std::optional(u"Title"_s));
         const auto application = m_observer->front();
         QVERIFY(application);
         QVERIFY(m_observer->windowTitle.focusedWindowTitle(*application));
@@ -260,21 +261,21 @@ private Q_SLOTS:
         X11TestWindow window(m_desktop.display());
         window.setClass("tool", "Tool");
         QVERIFY(window.showAndFocus());
-        QCOMPARE(frontIdentifier(), u"Tool"_qs);
+        QCOMPARE(frontIdentifier(), u"Tool"_s);
         m_desktop.killWindowManager();
         window.claimToBeActive();
         QVERIFY(!m_observer->front());
         QVERIFY(m_desktop.startWindowManager());
         QVERIFY(window.focus());
-        QCOMPARE(frontIdentifier(), u"Tool"_qs);
+        QCOMPARE(frontIdentifier(), u"Tool"_s);
     }
 
 private:
     QString frontIdentifier()
     {
         const auto application = m_observer->front();
-        return application ? application->bundleIdentifier.value_or(u"(no identifier)"_qs)
-                           : u"(none)"_qs;
+        return application ? application->bundleIdentifier.value_or(u"(no identifier)"_s)
+                           : u"(none)"_s;
     }
 
     support::DesktopFiles m_files;

@@ -12,6 +12,7 @@
 #include <random>
 #include <string>
 
+using namespace Qt::StringLiterals;
 using activity::ActivityList;
 using activity::ActivityLog;
 using activity::SharedText;
@@ -79,7 +80,7 @@ private Q_SLOTS:
         QStringList names;
         for (const TimeRange range : views::kTimeRanges)
             names.append(rawValue(range));
-        QCOMPARE(names, QStringList({u"Today"_qs, u"All Time"_qs}));
+        QCOMPARE(names, QStringList({u"Today"_s, u"All Time"_s}));
     }
 
     void withoutRecordsThereIsNothing()
@@ -223,9 +224,9 @@ private Q_SLOTS:
                                   record("one", 1),
                                   record("endless", kInfinity)});
         QCOMPARE(found.size(), 3UL);
-        QCOMPARE(found[0].name, u"endless"_qs);
-        QCOMPARE(found[1].name, u"one"_qs);
-        QCOMPARE(found[2].name, u"none"_qs);
+        QCOMPARE(found[0].name, u"endless"_s);
+        QCOMPARE(found[1].name, u"one"_s);
+        QCOMPARE(found[2].name, u"none"_s);
     }
 
     /// Many more groups than the first table holds, pooled and unpooled texts mixed.

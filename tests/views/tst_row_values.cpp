@@ -8,6 +8,7 @@
 
 #include <limits>
 
+using namespace Qt::StringLiterals;
 using views::barWidth;
 using views::SyncStatus;
 using views::syncStatus;
@@ -49,7 +50,7 @@ private Q_SLOTS:
 
     void anAttemptUnderWayComesFirst()
     {
-        const SyncStatus status = syncStatus(true, u"broken"_qs, 5);
+        const SyncStatus status = syncStatus(true, u"broken"_s, 5);
         QVERIFY(status.state == SyncStatus::State::Syncing);
         QVERIFY(status.colour == SyncStatus::Colour::Orange);
         QCOMPARE(status.error, QString());
@@ -58,12 +59,12 @@ private Q_SLOTS:
 
     void aFailureIsShownWithItsText()
     {
-        const SyncStatus status = syncStatus(false, u"broken"_qs, 5);
+        const SyncStatus status = syncStatus(false, u"broken"_s, 5);
         QVERIFY(status.state == SyncStatus::State::Error);
         QVERIFY(status.colour == SyncStatus::Colour::Red);
-        QCOMPARE(status.error, u"broken"_qs);
+        QCOMPARE(status.error, u"broken"_s);
         QVERIFY(!status.lastTime);
-        QVERIFY(syncStatus(false, u""_qs, 5).state == SyncStatus::State::Error);
+        QVERIFY(syncStatus(false, u""_s, 5).state == SyncStatus::State::Error);
     }
 
     void otherwiseItIsActive()

@@ -4,13 +4,14 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace contract {
 
 QString DesktopContract::frontIdentifier()
 {
     const auto application = desktop().frontmostApplication().frontmostApplication();
-    return application ? application->bundleIdentifier.value_or(u"(no identifier)"_qs)
-                       : u"(none)"_qs;
+    return application ? application->bundleIdentifier.value_or(u"(no identifier)"_s) : u"(none)"_s;
 }
 
 std::optional<QString> DesktopContract::frontTitle()
@@ -21,85 +22,85 @@ std::optional<QString> DesktopContract::frontTitle()
 
 void DesktopContract::withoutWindowsNothingIsInFront()
 {
-    QTRY_COMPARE(frontIdentifier(), u"(none)"_qs);
+    QTRY_COMPARE(frontIdentifier(), u"(none)"_s);
 }
 
 void DesktopContract::theFocusedWindowsApplicationIsInFront()
 {
-    desktop().open(u"one"_qs, u"First"_qs);
-    QTRY_COMPARE(frontIdentifier(), u"one"_qs);
+    desktop().open(u"one"_s, u"First"_s);
+    QTRY_COMPARE(frontIdentifier(), u"one"_s);
     const auto application = desktop().frontmostApplication().frontmostApplication();
     QVERIFY(application);
-    QCOMPARE(application->bundleIdentifier, std::optional(u"one"_qs));
-    QCOMPARE(application->localizedName, std::optional(u"one"_qs));
+    QCOMPARE(application->bundleIdentifier, std::optional(u"one"_s));
+    QCOMPARE(application->localizedName, std::optional(u"one"_s));
     QVERIFY(application->window != 0);
     QVERIFY(application->processIdentifier >= 0);
 }
 
 void DesktopContract::aChangeOfFocusIsSeen()
 {
-    desktop().open(u"one"_qs, u"First"_qs);
-    desktop().open(u"two"_qs, u"Second"_qs);
-    QTRY_COMPARE(frontIdentifier(), u"two"_qs);
-    desktop().focus(u"one"_qs);
-    QTRY_COMPARE(frontIdentifier(), u"one"_qs);
-    desktop().focus(u"two"_qs);
-    QTRY_COMPARE(frontIdentifier(), u"two"_qs);
+    desktop().open(u"one"_s, u"First"_s);
+    desktop().open(u"two"_s, u"Second"_s);
+    QTRY_COMPARE(frontIdentifier(), u"two"_s);
+    desktop().focus(u"one"_s);
+    QTRY_COMPARE(frontIdentifier(), u"one"_s);
+    desktop().focus(u"two"_s);
+    QTRY_COMPARE(frontIdentifier(), u"two"_s);
 }
 
 // A desktop that tells only of the window in front has no title for another one, but never that of
 // the wrong one.
 void DesktopContract::aTitleIsNeverThatOfAnotherWindow()
 {
-    desktop().open(u"one"_qs, u"First"_qs);
-    QTRY_COMPARE(frontTitle(), std::optional(u"First"_qs));
+    desktop().open(u"one"_s, u"First"_s);
+    QTRY_COMPARE(frontTitle(), std::optional(u"First"_s));
     const auto first = desktop().frontmostApplication().frontmostApplication();
-    desktop().open(u"two"_qs, u"Second"_qs);
-    QTRY_COMPARE(frontTitle(), std::optional(u"Second"_qs));
+    desktop().open(u"two"_s, u"Second"_s);
+    QTRY_COMPARE(frontTitle(), std::optional(u"Second"_s));
     const auto second = desktop().frontmostApplication().frontmostApplication();
     QVERIFY(first && second);
     QVERIFY(first->window != second->window);
-    QCOMPARE(desktop().windowTitle().focusedWindowTitle(*second), std::optional(u"Second"_qs));
-    QCOMPARE(desktop().windowTitle().focusedWindowTitle(*first).value_or(u"First"_qs), u"First"_qs);
+    QCOMPARE(desktop().windowTitle().focusedWindowTitle(*second), std::optional(u"Second"_s));
+    QCOMPARE(desktop().windowTitle().focusedWindowTitle(*first).value_or(u"First"_s), u"First"_s);
 }
 
 void DesktopContract::aChangeOfTitleIsSeen()
 {
-    desktop().open(u"one"_qs, u"First"_qs);
-    QTRY_COMPARE(frontTitle(), std::optional(u"First"_qs));
-    desktop().setTitle(u"one"_qs, u"Grüße 😀"_qs);
-    QTRY_COMPARE(frontTitle(), std::optional(u"Grüße 😀"_qs));
+    desktop().open(u"one"_s, u"First"_s);
+    QTRY_COMPARE(frontTitle(), std::optional(u"First"_s));
+    desktop().setTitle(u"one"_s, u"Grüße 😀"_s);
+    QTRY_COMPARE(frontTitle(), std::optional(u"Grüße 😀"_s));
 }
 
 void DesktopContract::aWindowMayHaveNoTitleOrAnEmptyOne()
 {
-    desktop().open(u"one"_qs, std::nullopt);
-    QTRY_COMPARE(frontIdentifier(), u"one"_qs);
+    desktop().open(u"one"_s, std::nullopt);
+    QTRY_COMPARE(frontIdentifier(), u"one"_s);
     QCOMPARE(frontTitle().value_or(QString()), QString());
-    desktop().setTitle(u"one"_qs, u"First"_qs);
-    QTRY_COMPARE(frontTitle(), std::optional(u"First"_qs));
-    desktop().setTitle(u"one"_qs, QString());
+    desktop().setTitle(u"one"_s, u"First"_s);
+    QTRY_COMPARE(frontTitle(), std::optional(u"First"_s));
+    desktop().setTitle(u"one"_s, QString());
     QTRY_COMPARE(frontTitle().value_or(QString()), QString());
 }
 
 void DesktopContract::aClosedWindowIsNotInFront()
 {
-    desktop().open(u"one"_qs, u"First"_qs);
-    desktop().open(u"two"_qs, u"Second"_qs);
-    QTRY_COMPARE(frontIdentifier(), u"two"_qs);
-    desktop().close(u"two"_qs);
-    QTRY_VERIFY(frontIdentifier() != u"two"_qs);
-    desktop().close(u"one"_qs);
-    QTRY_COMPARE(frontIdentifier(), u"(none)"_qs);
+    desktop().open(u"one"_s, u"First"_s);
+    desktop().open(u"two"_s, u"Second"_s);
+    QTRY_COMPARE(frontIdentifier(), u"two"_s);
+    desktop().close(u"two"_s);
+    QTRY_VERIFY(frontIdentifier() != u"two"_s);
+    desktop().close(u"one"_s);
+    QTRY_COMPARE(frontIdentifier(), u"(none)"_s);
 }
 
 void DesktopContract::aWindowThatHasGoneHasNoTitle()
 {
-    desktop().open(u"one"_qs, u"First"_qs);
-    QTRY_COMPARE(frontTitle(), std::optional(u"First"_qs));
+    desktop().open(u"one"_s, u"First"_s);
+    QTRY_COMPARE(frontTitle(), std::optional(u"First"_s));
     const auto application = desktop().frontmostApplication().frontmostApplication();
     QVERIFY(application);
-    desktop().close(u"one"_qs);
+    desktop().close(u"one"_s);
     QTRY_COMPARE(desktop().windowTitle().focusedWindowTitle(*application),
                  std::optional<QString>());
 }
@@ -117,17 +118,17 @@ void DesktopContract::idleTimeGrowsAndInputResetsIt()
 
 void DesktopContract::questionsMayComeInAnyOrder()
 {
-    desktop().open(u"one"_qs, u"First"_qs);
-    QTRY_COMPARE(frontTitle(), std::optional(u"First"_qs));
+    desktop().open(u"one"_s, u"First"_s);
+    QTRY_COMPARE(frontTitle(), std::optional(u"First"_s));
     desktop().makeInput();
     QTRY_VERIFY(desktop().idleTime().secondsSinceLastInput() >= 0);
     QVERIFY(desktop().idleTime().secondsSinceLastInput() >= 0);
-    QTRY_COMPARE(frontIdentifier(), u"one"_qs);
-    desktop().open(u"two"_qs, u"Second"_qs);
-    QTRY_COMPARE(frontIdentifier(), u"two"_qs);
-    QCOMPARE(frontIdentifier(), u"two"_qs);
+    QTRY_COMPARE(frontIdentifier(), u"one"_s);
+    desktop().open(u"two"_s, u"Second"_s);
+    QTRY_COMPARE(frontIdentifier(), u"two"_s);
+    QCOMPARE(frontIdentifier(), u"two"_s);
     QVERIFY(desktop().idleTime().secondsSinceLastInput() >= 0);
-    QCOMPARE(frontTitle(), std::optional(u"Second"_qs));
+    QCOMPARE(frontTitle(), std::optional(u"Second"_s));
 }
 
 } // namespace contract
