@@ -74,8 +74,8 @@ public:
 
     [[nodiscard]] QString serviceHost() const;
 
-    /// The form is on screen for the first time: the program shows itself as one with windows, comes to the front, and
-    /// the e-mail field gets the keyboard.
+    /// The form is on screen for the first time: the program shows itself as one with windows,
+    /// comes to the front, and the e-mail field gets the keyboard.
     void appeared();
 
     /// The form's window is closed: the program goes back to being in the background, and the
