@@ -22,10 +22,9 @@
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #else
 #include <malloc.h>
-
-using namespace Qt::StringLiterals;
 #endif
 
+using namespace Qt::StringLiterals;
 using platform::desktop::FrontWindow;
 using platform::desktop::Presence;
 using platform::wayland::WaylandConnection;
