@@ -228,7 +228,7 @@ class TestAssistiveActions final : public QObject
 
     [[nodiscard]] qsizetype addressesOpened() const
     {
-        return samples::contentOf(openedFile()).count("https://");
+        return samples::contentOf(openedFile()).count("http://127.0.0.1:8787");
     }
 
     [[nodiscard]] QString storedInterval() const
