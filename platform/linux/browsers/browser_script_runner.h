@@ -22,9 +22,9 @@ public:
     BrowserScriptRunner(std::function<std::optional<FrontBrowser>()> front,
                         std::vector<AddressSource*> sources);
 
-    /// The address without a name and password, whoever told it. No text where no source knows, when
-    /// another window is in front meanwhile, and when it is one of Tor Browser: then no source is
-    /// asked. Never waits.
+    /// The address without a name and password, whoever told it. No text where no source knows,
+    /// when another window is in front meanwhile, and when it is one of Tor Browser: then no source
+    /// is asked. Never waits.
     [[nodiscard]] Result<std::optional<QString>> run(QStringView source) override;
 
 private:
