@@ -137,7 +137,7 @@ private:
                 QMap<QString, QString>{{u"DocURL"_s, u"http://127.0.0.1/page"_s}});
         if (method == u"GetAttributes")
             return QVariant::fromValue(QMap<QString, QString>{{u"id"_s, u"nav-bar"_s}});
-        const QString name = isDocument ? u"Page"_s : u"Page — Browser"_s;
+        const QString name = isDocument ? u"Page"_s : u"Page — Mozilla Firefox"_s;
         return QVariant::fromValue(QDBusVariant(name));
     }
 
@@ -278,7 +278,7 @@ private Q_SLOTS:
                                   kPatienceMs);
         emitEvent(u"Activate"_s, u"/window"_s);
         QTRY_VERIFY_WITH_TIMEOUT(m_source->frontWindow(), kPatienceMs);
-        QCOMPARE(m_source->frontWindow()->title, std::optional(u"Page — Browser"_s));
+        QCOMPARE(m_source->frontWindow()->title, std::optional(u"Page — Mozilla Firefox"_s));
     }
 
     void aFloodOfEventsCausesFewQuestions()
@@ -357,7 +357,7 @@ private:
     {
         return {.family = Family::Other,
                 .processIdentifier = ::getpid(),
-                .windowTitle = u"Page — Browser"_s};
+                .windowTitle = u"Page — Mozilla Firefox"_s};
     }
 
     void read()
