@@ -2,14 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "activity/data_store.h"
 
-#include "activity/activity_file_reader.h"
-#include "activity/save_worker.h"
+#include "activity/saver.h"
 #include "platform/atomic_file.h"
 #include "platform/diagnostics.h"
 
-#include <QFile>
 #include <QFileInfo>
+#include <QMetaObject>
 
+#include <chrono>
 #include <utility>
 
 namespace activity {
@@ -29,28 +29,27 @@ QString requiredPath(const std::optional<QString>& applicationSupport)
 
 DataStore::DataStore(const Dependencies& dependencies)
     : m_filePath(requiredPath(dependencies.applicationSupport))
+    , m_file(dependencies.files.at(m_filePath))
+    , m_diagnostics(dependencies.diagnostics)
+    , m_bytesPerSecond(dependencies.bytesPerSecond)
+    , m_enterBackground(dependencies.enterBackground)
 {
     dependencies.files.makePrivateFolder(QFileInfo(m_filePath).path());
-    const bool readable = load();
-
-    m_worker = std::make_unique<SaveWorker>(
-        dependencies.files.at(m_filePath),
-        dependencies.diagnostics,
-        SaveWorker::Settings{.bytesPerSecond = dependencies.bytesPerSecond,
-                             .keepDamagedCopy = !readable});
-    m_worker->moveToThread(&m_thread);
-    connect(&m_thread,
-            &QThread::started,
-            m_worker.get(),
-            [worker = m_worker.get(), enterBackground = dependencies.enterBackground] {
-                enterBackground();
-                worker->cleanUp();
-            });
-    connect(this, &DataStore::finishRequested, m_worker.get(), &SaveWorker::finish);
-    // Directly, on the saving thread: its loop ends even while the main thread waits for that.
-    connect(m_worker.get(), &SaveWorker::finished, &m_thread, &QThread::quit, Qt::DirectConnection);
-    m_thread.setObjectName(QStringLiteral("saving"));
-    m_thread.start();
+    if (!dependencies.readsInBackground) {
+        adopt(readStoredActivities(m_filePath, *m_file));
+        return;
+    }
+    m_reading = std::async(std::launch::async, [this] {
+        StoredActivities stored = readStoredActivities(m_filePath, *m_file);
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                if (m_reading.valid())
+                    adopt(m_reading.get());
+            },
+            Qt::QueuedConnection);
+        return stored;
+    });
 }
 
 DataStore::~DataStore()
@@ -65,6 +64,7 @@ DataStore& DataStore::shared()
         .files = platform::environment().atomicFiles,
         .diagnostics = platform::environment().diagnostics,
         .enterBackground = platform::environment().enterBackground,
+        .readsInBackground = true,
     });
     return *instance;
 }
@@ -76,15 +76,11 @@ QString DataStore::filePathIn(const QString& applicationSupport)
 
 void DataStore::addLog(ActivityLog log)
 {
-    log.appName = m_pool.intern(log.appName);
-    if (log.windowTitle)
-        log.windowTitle = m_pool.intern(*log.windowTitle);
-    if (log.url)
-        log.url = m_pool.intern(*log.url);
+    log = interned(std::move(log));
     Q_EMIT activitiesAboutToChange();
     m_activities.append(std::move(log));
     Q_EMIT activitiesChanged();
-    m_worker->submit(m_activities);
+    save();
 }
 
 void DataStore::removeLogs(const ActivityIds& withIDs)
@@ -93,34 +89,75 @@ void DataStore::removeLogs(const ActivityIds& withIDs)
     Q_EMIT activitiesAboutToChange();
     m_activities = std::move(kept);
     Q_EMIT activitiesChanged();
-    m_worker->submit(m_activities);
+    save();
+}
+
+void DataStore::flush(std::function<void()> done)
+{
+    if (!m_saver) {
+        done();
+        return;
+    }
+    m_saver->flush([this, done = std::move(done)] {
+        QMetaObject::invokeMethod(this, done, Qt::QueuedConnection);
+    });
 }
 
 bool DataStore::finishSaving(std::chrono::milliseconds limit)
 {
-    const QDeadlineTimer deadline(limit);
-    if (m_thread.isRunning())
-        Q_EMIT finishRequested(deadline, QPrivateSignal());
-    return m_thread.wait(deadline) && m_worker->hasFinished();
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    if (m_reading.valid()) {
+        if (m_reading.wait_until(deadline) != std::future_status::ready) {
+            m_diagnostics.line(
+                QStringLiteral("Save failed: %1: not read in the time left before the end")
+                    .arg(m_filePath));
+            return false;
+        }
+        adopt(m_reading.get());
+    }
+    return m_saver->finish(deadline);
 }
 
-bool DataStore::load()
+/// Goes on from what was read: what has been added meanwhile comes behind it.
+void DataStore::adopt(StoredActivities stored)
 {
-    QFile file(m_filePath);
-    // A link to where nothing is may lead to a disk that is missing now. Should it come back with a
-    // list of its own, that one is kept, not replaced.
-    if (!QFileInfo::exists(m_filePath))
-        return !QFileInfo(m_filePath).isSymLink();
-    // Anything but a regular file is not opened: a pipe would hold the start up.
-    if (!QFileInfo(m_filePath).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-        return false;
-    std::optional<ActivityList> list = readActivityFile(file, m_pool);
-    if (!list)
-        return false;
+    ActivityList all = stored.list;
+    const ActivityList added = m_activities;
     Q_EMIT activitiesAboutToChange();
-    m_activities = std::move(*list);
+    m_pool = std::move(stored.pool);
+    for (const ActivityLog& log : added)
+        all.append(interned(log));
+    m_activities = std::move(all);
     Q_EMIT activitiesChanged();
-    return true;
+
+    m_saver = std::make_unique<Saver>(std::move(m_file),
+                                      m_diagnostics,
+                                      std::move(stored.list),
+                                      Saver::Settings{
+                                          .bytesPerSecond = m_bytesPerSecond,
+                                          .keepDamagedCopy = stored.isUnreadable,
+                                          .enterBackground = m_enterBackground,
+                                      });
+    if (stored.isRepaired || !added.empty())
+        save();
+    if (stored.isRepaired)
+        flush([] {});
+}
+
+ActivityLog DataStore::interned(ActivityLog log)
+{
+    log.appName = m_pool.intern(log.appName);
+    if (log.windowTitle)
+        log.windowTitle = m_pool.intern(*log.windowTitle);
+    if (log.url)
+        log.url = m_pool.intern(*log.url);
+    return log;
+}
+
+void DataStore::save()
+{
+    if (m_saver)
+        m_saver->submit(m_activities);
 }
 
 } // namespace activity

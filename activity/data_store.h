@@ -4,23 +4,23 @@
 
 #include "activity/activity_ids.h"
 #include "activity/activity_list.h"
+#include "activity/stored_activities.h"
 #include "activity/text_pool.h"
 #include "platform/environment.h"
 
-#include <QDeadlineTimer>
 #include <QObject>
 #include <QString>
-#include <QThread>
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 
 namespace activity {
 
-class SaveWorker;
+class Saver;
 
 /// The owner of all activity records that have not been uploaded yet. It reads the activity file
 /// once, when it is made, and after every change rewrites it in the background.
@@ -43,11 +43,15 @@ public:
         /// Called once on the thread that saves.
         std::function<void()> enterBackground = [] {
         };
+        /// Reads the file on another thread. What is added before that is done goes behind what the
+        /// file holds, and nothing is saved until then.
+        bool readsInBackground = false;
     };
 
     /// Reads the file, which may take a second for a million records. A file that is missing gives
     /// the empty list; so does one that is unreadable or damaged, silently, and the first save
-    /// keeps a copy of it before replacing it.
+    /// keeps a copy of it before replacing it. After a power cut it is the best of the files that
+    /// are there (readStoredActivities()).
     explicit DataStore(const Dependencies& dependencies);
 
     DataStore(const DataStore&) = delete;
@@ -66,6 +70,10 @@ public:
     /// when nothing was removed. Never waits for the disk.
     void removeLogs(const ActivityIds& withIDs);
 
+    /// Has what was added so far on the disk, where a power cut cannot reach it, and then calls
+    /// `done` on the main thread. Never waits for the disk.
+    void flush(std::function<void()> done);
+
     /// Finishes the save that is owed, at full speed, and ends saving for good: for the end of the
     /// process. Waits at most about `limit`; false when the disk needed longer.
     bool finishSaving(std::chrono::milliseconds limit);
@@ -80,18 +88,20 @@ Q_SIGNALS:
     void activitiesAboutToChange();
     void activitiesChanged();
 
-    /// To the saving thread.
-    void finishRequested(QDeadlineTimer deadline, QPrivateSignal);
-
 private:
-    /// Reads the file; false when there is one that cannot be read.
-    [[nodiscard]] bool load();
+    void adopt(StoredActivities stored);
+    [[nodiscard]] ActivityLog interned(ActivityLog log);
+    void save();
 
     QString m_filePath;
+    std::unique_ptr<platform::AtomicFile> m_file; // until m_saver has it
+    platform::Diagnostics& m_diagnostics;
+    std::int64_t m_bytesPerSecond;
+    std::function<void()> m_enterBackground;
     TextPool m_pool;
     ActivityList m_activities;
-    QThread m_thread;
-    std::unique_ptr<SaveWorker> m_worker; // lives in m_thread
+    std::unique_ptr<Saver> m_saver; // none before the file has been read
+    std::future<StoredActivities> m_reading;
 };
 
 } // namespace activity

@@ -5,69 +5,38 @@
 #include "platform/result.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string_view>
 
 namespace platform {
 
-/// What tells one state of a file on disk from another: another file, or the same one written to
-/// since, has another value.
-struct FileIdentity
-{
-    std::uint64_t device = 0;
-    std::uint64_t inode = 0;
-    std::int64_t bytes = 0;
-    std::int64_t modifiedNanoseconds = 0;
-    std::int64_t changedNanoseconds = 0;
-
-    bool operator==(const FileIdentity&) const = default;
-};
-
-/// New content for a file, gathered beside it and invisible until commit().
-/// Destroying one that was not committed removes what was gathered. One thread at a time; every
-/// function may block on the disk. Error texts give the system's reason, without the file's name.
-class FileReplacement
-{
-public:
-    FileReplacement() = default;
-    FileReplacement(const FileReplacement&) = delete;
-    FileReplacement& operator=(const FileReplacement&) = delete;
-    virtual ~FileReplacement() = default;
-
-    /// Makes the first `bytes` bytes of the current file the content so far, without writing them
-    /// again (the file system shares the blocks). False when the file system cannot, or the current
-    /// file is not in the state `expected`; the content is then still empty.
-    [[nodiscard]] virtual bool shareFromCurrent(const FileIdentity& expected,
-                                                std::int64_t bytes) = 0;
-
-    /// Appends `bytes` bytes of the current file, from `offset`.
-    /// Fails with sourceChanged() when the current file is not in the state `expected`.
-    [[nodiscard]] virtual Outcome
-    copyFromCurrent(const FileIdentity& expected, std::int64_t offset, std::int64_t bytes) = 0;
-
-    /// True once a copy failed because somebody else changed or replaced the current file.
-    [[nodiscard]] virtual bool sourceChanged() const = 0;
-
-    /// Appends `content`.
-    [[nodiscard]] virtual Outcome append(std::string_view content) = 0;
-
-    /// Flushes the gathered content to the disk and puts it in the place of the current file in one
-    /// step. The file on disk is at every moment either the old or the new content, whole.
-    /// Where the current file is in the state `expected`, it may be kept aside for
-    /// AtomicFile::recyclePrevious().
-    [[nodiscard]] virtual Result<FileIdentity>
-    commit(const std::optional<FileIdentity>& expected) = 0;
-};
-
-/// One file that is only ever replaced whole. It and what is gathered for it are readable by its
-/// owner only.
-/// One thread at a time; every function may block on the disk.
+/// One file that others only ever see whole. A new state is written to a hidden file beside it,
+/// which commit() puts in its place; what was there becomes hidden and may be written to later, so
+/// that a state that has only grown costs what is new. The files that take turns so are readable by
+/// their owner only.
+///
+/// After a power cut the file may be any of them, and those that were written to since the last
+/// flush() may be torn; the one that was flushed last is whole: it is not written to before another
+/// one has been flushed. leftovers() finds it.
+///
+/// One thread at a time; every function may block on the disk. Error texts give the system's
+/// reason, without the file's name.
 class AtomicFile
 {
 public:
+    /// How many files take turns, at most.
+    static constexpr int kFiles = 3;
+
+    /// A hidden file that may be written to.
+    struct Draft
+    {
+        int file = 0;           // which one, below kFiles
+        std::int64_t bytes = 0; // its length as its last commit() left it; 0: there is nothing
+    };
+
     AtomicFile() = default;
     AtomicFile(const AtomicFile&) = delete;
     AtomicFile& operator=(const AtomicFile&) = delete;
@@ -76,24 +45,40 @@ public:
     /// Where the file is or will be.
     [[nodiscard]] virtual QString path() const = 0;
 
-    /// Starts new content from nothing. Fails when the folder is missing or cannot be written to.
-    [[nodiscard]] virtual Result<std::unique_ptr<FileReplacement>> beginReplacement() = 0;
-
-    /// Starts new content from the file that the last commit() has kept aside, cut to its first
-    /// `bytes` bytes: nothing is copied. Null when none was kept, somebody has touched it or has
-    /// it open for reading, or the file system does not support this; it is then given up.
-    [[nodiscard]] virtual std::unique_ptr<FileReplacement> recyclePrevious(std::int64_t bytes) = 0;
-
-    /// Gives up what the last commit() has kept aside, if anything.
-    virtual void discardPrevious() = 0;
-
-    /// Keeps the current file beside itself as "<name>.damaged-<UTC time>", so that the next
-    /// replacement does not lose it, and of such copies the newest three. Nothing to do when there
-    /// is no current file.
-    [[nodiscard]] virtual Outcome keepDamagedCopy() = 0;
-
-    /// Removes what replacements of processes that no longer run have left behind.
+    /// What writers that no longer run have left beside it, newest first.
+    [[nodiscard]] virtual QStringList leftovers() const = 0;
     virtual void removeLeftovers() = 0;
+
+    /// Starts a new state. `isLarge`: only two files take turns, for which the current one has to
+    /// be flushed first. Fails when the folder is missing or cannot be written to.
+    [[nodiscard]] virtual Result<Draft> begin(bool isLarge) = 0;
+
+    /// Writes to the draft, at `offset`.
+    [[nodiscard]] virtual Outcome write(std::int64_t offset, std::string_view content) = 0;
+
+    /// Copies `bytes` bytes at `offset` of the last committed state to the same place in the draft.
+    /// They are worth something only if isCurrentUntouched() afterwards.
+    [[nodiscard]] virtual Outcome copyFromCurrent(std::int64_t offset, std::int64_t bytes) = 0;
+
+    /// True when nobody else has written to what the last commit() left.
+    [[nodiscard]] virtual bool isCurrentUntouched() const = 0;
+
+    /// Puts the draft, cut to `bytes`, in the place of the file in one step.
+    [[nodiscard]] virtual Outcome commit(std::int64_t bytes) = 0;
+
+    /// Gives the draft up, if there is one, and removes it.
+    virtual void abandon() = 0;
+
+    /// Has the last committed state, and that it is the file's, on the disk when it returns.
+    [[nodiscard]] virtual Outcome flush() = 0;
+
+    /// Removes the hidden files.
+    virtual void discardOthers() = 0;
+
+    /// Keeps the current file beside itself as "<name>.damaged-<UTC time>", so that the first
+    /// commit() does not lose it; of such copies the newest three and the largest. Nothing to do
+    /// when there is no current file.
+    [[nodiscard]] virtual Outcome keepDamagedCopy() = 0;
 };
 
 /// Gives access to files by path.

@@ -7,6 +7,7 @@
 #include "tests/support/activity_samples.h"
 #include "tests/support/dies_with.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QSemaphore>
@@ -31,21 +32,38 @@ class Home final
 public:
     Home() { start(); }
 
-    void start()
+    void start(bool readsInBackground = false)
     {
         store.reset();
-        store.emplace(DataStore::Dependencies{
-            .applicationSupport = support(), .files = files, .diagnostics = diagnostics});
+        store.emplace(DataStore::Dependencies{.applicationSupport = support(),
+                                              .files = files,
+                                              .diagnostics = diagnostics,
+                                              .readsInBackground = readsInBackground});
+    }
+
+    void write(const QByteArray& content) { put(path(), content); }
+
+    /// Leaves a file as a process that was killed has it beside the file, written so long ago.
+    QString leaveBehind(const char* name,
+                        const QByteArray& content,
+                        std::chrono::seconds age = std::chrono::seconds(0))
+    {
+        const QString leftover =
+            folder() + QStringLiteral("/.activity_logs.json.") + QLatin1StringView(name);
+        put(leftover, content);
+        QFile file(leftover);
+        if (!file.open(QIODevice::ReadWrite) ||
+            !file.setFileTime(QDateTime::currentDateTime().addSecs(-age.count()),
+                              QFileDevice::FileModificationTime))
+            qFatal("cannot set the time of a file");
+        return leftover;
     }
 
     /// Stops the store, puts `content` in place of the file and starts again.
     void startWith(const QByteArray& content)
     {
         store.reset();
-        QFile file(path());
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(content);
-        file.close();
+        write(content);
         start();
     }
 
@@ -69,6 +87,13 @@ public:
     }
 
 private:
+    static void put(const QString& path, const QByteArray& content)
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+            qFatal("cannot write a file");
+    }
+
     QTemporaryDir m_folder;
     platform::posix::PosixAtomicFiles files;
 
@@ -498,17 +523,143 @@ private Q_SLOTS:
     {
         Home home;
         home.store.reset();
-        const QString dead = home.folder() + QStringLiteral("/.activity_logs.json.abcdef");
-        QFile leftover(dead);
-        QVERIFY(leftover.open(QIODevice::WriteOnly));
-        leftover.close();
+        const QString dead = home.leaveBehind("abcdef", "");
         platform::posix::PosixAtomicFile live(home.path());
-        auto replacement = live.beginReplacement();
-        QVERIFY(replacement);
+        QVERIFY(live.begin(false));
         home.start();
+        home.store->addLog(samples::log("a"));
         QTRY_VERIFY(!QFileInfo::exists(dead));
-        QVERIFY(replacement.value()->append("[]"));
-        QVERIFY(replacement.value()->commit(std::nullopt));
+        QVERIFY(home.fileHolds(home.store->activities()));
+        QVERIFY(live.write(0, "[]"));
+        QVERIFY(live.commit(2));
+        QCOMPARE(samples::contentOf(home.path()), QByteArray("[]"));
+    }
+
+    void aTornFileIsRepairedFromTheNewestWholeLeftover()
+    {
+        const auto list = samples::list(5);
+        const QByteArray whole = samples::json(list);
+        for (const QByteArray& torn : {whole.chopped(1) + ",", QByteArray(), whole.first(30)}) {
+            Home home;
+            home.store.reset();
+            home.write(torn);
+            const QString old = home.leaveBehind("oldold", samples::json(samples::list(2)), 30s);
+            const QString best = home.leaveBehind("better", whole, 20s);
+            const QString newest = home.leaveBehind("newest", whole.chopped(1), 10s);
+            home.start();
+            QVERIFY(samples::records(home.store->activities()) == samples::records(list));
+            // At once, without any change; the leftovers go when it is on the disk.
+            QTRY_COMPARE(samples::contentOf(home.path()), whole);
+            QTRY_VERIFY_WITH_TIMEOUT(!QFileInfo::exists(old) && !QFileInfo::exists(best) &&
+                                         !QFileInfo::exists(newest),
+                                     20000);
+            QCOMPARE(samples::contentOf(home.path()), whole);
+            QVERIFY(home.damagedCopies().isEmpty());
+            QVERIFY(home.diagnostics.lines().isEmpty());
+        }
+    }
+
+    void aMissingFileIsRepairedToo()
+    {
+        Home home;
+        home.store.reset();
+        const auto list = samples::list(3);
+        home.leaveBehind("abcdef", samples::json(list), 10s);
+        home.start();
+        QVERIFY(samples::records(home.store->activities()) == samples::records(list));
+        QTRY_VERIFY(home.fileHolds(home.store->activities()));
+    }
+
+    void whenNoneIsWholeAllAreThereUntilSomethingBetterIsOnTheDisk()
+    {
+        Home home;
+        home.store.reset();
+        const QByteArray torn = samples::json(samples::list(3)).chopped(1);
+        home.write(torn);
+        const QString leftover = home.leaveBehind("abcdef", torn, 10s);
+        home.start();
+        QVERIFY(home.store->activities().empty());
+        home.start(); // nothing changed, nothing written, nothing removed
+        QCOMPARE(samples::contentOf(home.path()), torn);
+        QCOMPARE(samples::contentOf(leftover), torn);
+        home.store->addLog(samples::log("a"));
+        QTRY_VERIFY(!QFileInfo::exists(leftover));
+        QVERIFY(home.fileHolds(home.store->activities()));
+        QCOMPARE(home.damagedCopies().size(), 1);
+    }
+
+    void aNewerLeftoverThatGoesOnFromTheFileIsTakenAndNoOther()
+    {
+        const auto list = samples::list(5);
+        const auto earlier =
+            samples::json(list).first(
+                samples::json(list).indexOf("},{", samples::json(list).size() / 2) + 1) +
+            "]";
+        QVERIFY(samples::read(earlier));
+
+        const struct
+        {
+            QByteArray file;
+            QByteArray leftover;
+            std::chrono::seconds age;
+            bool isTaken;
+        } cases[] = {
+            {earlier, samples::json(list), -10s, true},
+            {earlier, samples::json(list), 10s, false},
+            {earlier, samples::json(list).chopped(1), -10s, false},
+            {samples::json(samples::list(2)), samples::json(list), -10s, false},
+            {samples::json(list), earlier, -10s, false},
+        };
+
+        for (const auto& each : cases) {
+            Home home;
+            home.store.reset();
+            home.write(each.file);
+            home.leaveBehind("abcdef", each.leftover, each.age);
+            home.start();
+            const auto expected = samples::read(each.isTaken ? each.leftover : each.file);
+            QVERIFY(samples::records(home.store->activities()) == samples::records(*expected));
+            QVERIFY(home.damagedCopies().isEmpty());
+        }
+    }
+
+    void whatIsAddedWhileTheFileIsReadComesBehindIt()
+    {
+        Home home;
+        home.store.reset();
+        const auto list = samples::list(20'000);
+        home.write(samples::json(list));
+        home.start(true);
+        home.store->addLog(samples::log("first"));
+        home.store->addLog(samples::log("second"));
+        QTRY_COMPARE(home.store->activities().size(), 20'002UL);
+        const auto& all = home.store->activities();
+        QVERIFY(all[0].id == list[0].id);
+        QVERIFY(all[20'000].appName.view() == "first");
+        QVERIFY(all[20'001].appName.view() == "second");
+        QTRY_VERIFY(home.fileHolds(all));
+    }
+
+    void theEndWhileTheFileIsReadLosesNothing()
+    {
+        Home home;
+        home.store.reset();
+        home.write(samples::json(samples::list(20'000)));
+        home.start(true);
+        home.store->addLog(samples::log("added"));
+        QVERIFY(home.store->finishSaving(60s));
+        QCOMPARE(home.store->activities().size(), 20'001UL);
+        QVERIFY(home.fileHolds(home.store->activities()));
+    }
+
+    void whatWasAddedIsFlushedBeforeItIsSaidSo()
+    {
+        Home home;
+        home.store->addLog(samples::log("a"));
+        const auto list = home.store->activities();
+        bool isFlushed = false;
+        home.store->flush([&] { isFlushed = home.fileHolds(list); });
+        QTRY_VERIFY(isFlushed);
     }
 
     void nothingIsLeftBesideTheFile()

@@ -4,8 +4,11 @@
 
 #include "platform/atomic_file.h"
 
+#include <QByteArray>
 #include <QStringList>
 
+#include <algorithm>
+#include <array>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -17,11 +20,16 @@ namespace fakes {
 class FakeAtomicFiles final : public platform::AtomicFiles
 {
 public:
-    /// What a step of a replacement answers instead of working; empty for working.
+    /// What a step answers instead of working; empty for working.
     struct Faults
     {
-        QString begin, copy, append, commit, keepDamagedCopy;
-        bool sourceChanged = false; // with `copy` or `commit`, once
+        QString begin = QString();
+        QString write = QString();
+        QString commit = QString();
+        QString flush = QString();
+        QString keepDamagedCopy = QString();
+        bool copy = false;
+        bool changesWhileCopied = false;
     };
 
     [[nodiscard]] std::unique_ptr<platform::AtomicFile> at(const QString& path) override
@@ -35,11 +43,18 @@ public:
 
     [[nodiscard]] int commits() const { return locked(m_commits); }
 
+    [[nodiscard]] int flushes() const { return locked(m_flushes); }
+
+    /// What the last flush has left on the disk.
+    [[nodiscard]] QByteArray flushedContent() const { return locked(m_flushed); }
+
     [[nodiscard]] int damagedCopies() const { return locked(m_damagedCopies); }
+
+    [[nodiscard]] int tidyings() const { return locked(m_tidyings); }
 
     [[nodiscard]] qint64 bytesCopied() const { return locked(m_bytesCopied); }
 
-    [[nodiscard]] qint64 bytesAppended() const { return locked(m_bytesAppended); }
+    [[nodiscard]] qint64 bytesWritten() const { return locked(m_bytesWritten); }
 
     void setFaults(const Faults& faults)
     {
@@ -52,93 +67,16 @@ public:
     {
         const std::scoped_lock lock(m_mutex);
         m_content = content;
-        ++m_version;
+        m_isTouched = true;
     }
 
-    /// Whether a commit keeps what it replaces, as not every file system lets us.
-    bool keepsPrevious = false;
+    /// How many files take turns; with one, nothing is kept to be written again.
+    int files = 1;
     /// Called on the saving thread before each commit.
     std::function<void()> beforeCommit;
     QStringList folders;
 
 private:
-    class Replacement final : public platform::FileReplacement
-    {
-    public:
-        explicit Replacement(FakeAtomicFiles& files, QByteArray content = {})
-            : m_files(files)
-            , m_content(std::move(content))
-        {
-        }
-
-        [[nodiscard]] bool shareFromCurrent(const platform::FileIdentity&, std::int64_t) override
-        {
-            return false;
-        }
-
-        [[nodiscard]] platform::Outcome copyFromCurrent(const platform::FileIdentity& expected,
-                                                        std::int64_t offset,
-                                                        std::int64_t bytes) override
-        {
-            const std::scoped_lock lock(m_files.m_mutex);
-            if (auto failed = fault(m_files.m_faults.copy))
-                return *failed;
-            if (m_files.identity() != expected) {
-                m_sourceChanged = true;
-                return platform::Error{QStringLiteral("changed")};
-            }
-            m_content += m_files.m_content.mid(offset, bytes);
-            m_files.m_bytesCopied += bytes;
-            return platform::success();
-        }
-
-        [[nodiscard]] bool sourceChanged() const override { return m_sourceChanged; }
-
-        [[nodiscard]] platform::Outcome append(std::string_view content) override
-        {
-            const std::scoped_lock lock(m_files.m_mutex);
-            if (auto failed = fault(m_files.m_faults.append))
-                return *failed;
-            m_content.append(content.data(), static_cast<qsizetype>(content.size()));
-            m_files.m_bytesAppended += static_cast<qint64>(content.size());
-            return platform::success();
-        }
-
-        [[nodiscard]] platform::Result<platform::FileIdentity>
-        commit(const std::optional<platform::FileIdentity>& expected) override
-        {
-            if (m_files.beforeCommit)
-                m_files.beforeCommit();
-            const std::scoped_lock lock(m_files.m_mutex);
-            if (auto failed = fault(m_files.m_faults.commit))
-                return *failed;
-            m_files.m_previous.reset();
-            if (m_files.keepsPrevious && m_files.identity() == expected)
-                m_files.m_previous = m_files.m_content;
-            m_files.m_content = m_content;
-            ++m_files.m_version;
-            ++m_files.m_commits;
-            return m_files.identity();
-        }
-
-    private:
-        std::optional<platform::Error> fault(const QString& text)
-        {
-            if (text.isEmpty())
-                return std::nullopt;
-            const platform::Error error{text};
-            if (std::exchange(m_files.m_faults.sourceChanged, false)) {
-                m_sourceChanged = true;
-                m_files.m_faults = {};
-            }
-            return error;
-        }
-
-        FakeAtomicFiles& m_files;
-        QByteArray m_content;
-        bool m_sourceChanged = false;
-    };
-
     class File final : public platform::AtomicFile
     {
     public:
@@ -150,30 +88,88 @@ private:
 
         [[nodiscard]] QString path() const override { return m_path; }
 
-        [[nodiscard]] platform::Result<std::unique_ptr<platform::FileReplacement>>
-        beginReplacement() override
+        [[nodiscard]] QStringList leftovers() const override { return {}; }
+
+        void removeLeftovers() override
+        {
+            const std::scoped_lock lock(m_files.m_mutex);
+            ++m_files.m_tidyings;
+        }
+
+        [[nodiscard]] platform::Result<Draft> begin(bool) override
         {
             const std::scoped_lock lock(m_files.m_mutex);
             if (!m_files.m_faults.begin.isEmpty())
                 return platform::Error{m_files.m_faults.begin};
-            return std::unique_ptr<platform::FileReplacement>(new Replacement(m_files));
+            m_draft = (m_draft + 1) % std::max(m_files.files, 2);
+            if (m_files.files == 1)
+                m_turns.at(m_draft).clear();
+            m_isDrafted = true;
+            return Draft{.file = m_draft, .bytes = m_turns.at(m_draft).size()};
         }
 
-        [[nodiscard]] std::unique_ptr<platform::FileReplacement>
-        recyclePrevious(std::int64_t bytes) override
+        [[nodiscard]] platform::Outcome write(std::int64_t offset,
+                                              std::string_view content) override
         {
             const std::scoped_lock lock(m_files.m_mutex);
-            const auto previous = std::exchange(m_files.m_previous, std::nullopt);
-            if (!previous)
-                return nullptr;
-            return std::make_unique<Replacement>(m_files, previous->first(bytes));
+            if (!m_files.m_faults.write.isEmpty())
+                return platform::Error{m_files.m_faults.write};
+            m_turns.at(m_draft).replace(
+                offset, content.size(), QByteArray(content.data(), content.size()));
+            m_files.m_bytesWritten += static_cast<qint64>(content.size());
+            return platform::success();
         }
 
-        void discardPrevious() override
+        [[nodiscard]] platform::Outcome copyFromCurrent(std::int64_t offset,
+                                                        std::int64_t bytes) override
         {
             const std::scoped_lock lock(m_files.m_mutex);
-            m_files.m_previous.reset();
+            if (m_files.m_faults.copy)
+                return platform::Error{QStringLiteral("cannot copy")};
+            if (m_files.m_faults.changesWhileCopied)
+                m_files.m_isTouched = true;
+            m_turns.at(m_draft).replace(offset, bytes, m_files.m_content.mid(offset, bytes));
+            m_files.m_bytesCopied += bytes;
+            return platform::success();
         }
+
+        [[nodiscard]] bool isCurrentUntouched() const override
+        {
+            return !m_files.locked(m_files.m_isTouched);
+        }
+
+        [[nodiscard]] platform::Outcome commit(std::int64_t bytes) override
+        {
+            if (m_files.beforeCommit)
+                m_files.beforeCommit();
+            const std::scoped_lock lock(m_files.m_mutex);
+            if (!m_files.m_faults.commit.isEmpty())
+                return platform::Error{m_files.m_faults.commit};
+            m_turns.at(m_draft).truncate(bytes);
+            m_files.m_content = m_turns.at(m_draft);
+            m_files.m_isTouched = false;
+            m_isDrafted = false;
+            ++m_files.m_commits;
+            return platform::success();
+        }
+
+        void abandon() override
+        {
+            if (std::exchange(m_isDrafted, false))
+                m_turns.at(m_draft).clear();
+        }
+
+        [[nodiscard]] platform::Outcome flush() override
+        {
+            const std::scoped_lock lock(m_files.m_mutex);
+            if (!m_files.m_faults.flush.isEmpty())
+                return platform::Error{m_files.m_faults.flush};
+            m_files.m_flushed = m_files.m_content;
+            ++m_files.m_flushes;
+            return platform::success();
+        }
+
+        void discardOthers() override {}
 
         [[nodiscard]] platform::Outcome keepDamagedCopy() override
         {
@@ -184,11 +180,12 @@ private:
             return platform::success();
         }
 
-        void removeLeftovers() override {}
-
     private:
         FakeAtomicFiles& m_files;
         QString m_path;
+        std::array<QByteArray, kFiles> m_turns;
+        int m_draft = -1;
+        bool m_isDrafted = false;
     };
 
     template <typename T> T locked(const T& value) const
@@ -197,19 +194,16 @@ private:
         return value;
     }
 
-    [[nodiscard]] platform::FileIdentity identity() const
-    {
-        return {.device = 1, .inode = m_version, .bytes = m_content.size()};
-    }
-
     mutable std::mutex m_mutex;
     QByteArray m_content;
-    std::optional<QByteArray> m_previous;
-    quint64 m_version = 0;
+    QByteArray m_flushed;
+    bool m_isTouched = false;
     int m_commits = 0;
+    int m_flushes = 0;
     int m_damagedCopies = 0;
+    int m_tidyings = 0;
     qint64 m_bytesCopied = 0;
-    qint64 m_bytesAppended = 0;
+    qint64 m_bytesWritten = 0;
     Faults m_faults;
 };
 

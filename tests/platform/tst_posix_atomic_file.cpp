@@ -3,14 +3,16 @@
 #include "platform/linux/posix/posix_atomic_file.h"
 #include "tests/support/activity_samples.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <sys/stat.h>
 #include <unistd.h>
 
-using platform::FileIdentity;
 using platform::posix::PosixAtomicFile;
 
 namespace {
@@ -20,17 +22,31 @@ class Bench final
 public:
     [[nodiscard]] QString path() const { return m_folder.filePath(QStringLiteral("file.json")); }
 
-    /// Replaces the file; what it held is kept aside when `expected` is its state.
-    FileIdentity write(const QByteArray& content, const std::optional<FileIdentity>& expected = {})
+    [[nodiscard]] int begin(bool isLarge = false)
     {
-        auto replacement = file.beginReplacement();
-        if (!replacement ||
-            !replacement.value()->append({content.constData(), size_t(content.size())}))
-            qFatal("cannot write");
-        const auto identity = replacement.value()->commit(expected);
-        if (!identity)
+        const auto draft = file.begin(isLarge);
+        if (!draft)
+            qFatal("cannot begin");
+        m_kept = draft.value().bytes;
+        return draft.value().file;
+    }
+
+    /// Of what was begun last: how much of it is as its last commit left it.
+    [[nodiscard]] std::int64_t kept() const { return m_kept; }
+
+    /// Replaces the file; which of the files that take turns it was.
+    int write(const QByteArray& content, bool isLarge = false)
+    {
+        const int index = begin(isLarge);
+        commit(content);
+        return index;
+    }
+
+    void commit(const QByteArray& content)
+    {
+        if (!file.write(0, {content.constData(), std::size_t(content.size())}) ||
+            !file.commit(content.size()))
             qFatal("cannot commit");
-        return identity.value();
     }
 
     [[nodiscard]] QByteArray content() const { return samples::contentOf(path()); }
@@ -40,8 +56,23 @@ public:
         return QDir(m_folder.path()).entryList(QDir::Files | QDir::Hidden);
     }
 
+    /// The contents of the hidden files.
+    [[nodiscard]] QByteArrayList hidden() const
+    {
+        QByteArrayList contents;
+        for (const QString& name : names()) {
+            if (name.startsWith(u'.'))
+                contents.append(samples::contentOf(m_folder.filePath(name)));
+        }
+        std::ranges::sort(contents);
+        return contents;
+    }
+
+    [[nodiscard]] QString hiddenPath() const { return m_folder.filePath(names().constFirst()); }
+
 private:
     QTemporaryDir m_folder;
+    std::int64_t m_kept = 0;
 
 public:
     PosixAtomicFile file{path()};
@@ -53,6 +84,8 @@ void change(const QString& path)
     if (!file.open(QIODevice::ReadWrite) || file.write("X") != 1)
         qFatal("cannot change the file");
 }
+
+const QStringList kFileAlone(QStringLiteral("file.json"));
 
 } // namespace
 
@@ -66,21 +99,20 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.write("old");
-        auto replacement = bench.file.beginReplacement();
-        QVERIFY(replacement && replacement.value()->append("new"));
+        (void)bench.begin();
+        QVERIFY(bench.file.write(0, "new"));
         QCOMPARE(bench.content(), QByteArray("old"));
-        QVERIFY(replacement.value()->commit(std::nullopt));
+        QVERIFY(bench.file.commit(3));
         QCOMPARE(bench.content(), QByteArray("new"));
     }
 
-    void whatIsNotCommittedLeavesNothingBehind()
+    void whatIsAbandonedLeavesNothingBehind()
     {
         Bench bench;
-        {
-            auto replacement = bench.file.beginReplacement();
-            QVERIFY(replacement && replacement.value()->append("new"));
-            QCOMPARE(bench.names().size(), 1);
-        }
+        (void)bench.begin();
+        QVERIFY(bench.file.write(0, "new"));
+        QCOMPARE(bench.names().size(), 1);
+        bench.file.abandon();
         QCOMPARE(bench.names(), QStringList());
     }
 
@@ -98,138 +130,163 @@ private Q_SLOTS:
     void bytesOfTheCurrentFileAreCopied()
     {
         Bench bench;
-        const FileIdentity identity = bench.write("0123456789");
-        auto replacement = bench.file.beginReplacement();
-        QVERIFY(replacement);
-        QVERIFY(replacement.value()->copyFromCurrent(identity, 0, 4));
-        QVERIFY(replacement.value()->copyFromCurrent(identity, 4, 3));
-        QVERIFY(replacement.value()->append("!"));
-        QVERIFY(replacement.value()->commit(identity));
+        bench.write("0123456789");
+        (void)bench.begin();
+        QVERIFY(bench.file.copyFromCurrent(0, 4));
+        QVERIFY(bench.file.copyFromCurrent(4, 3));
+        QVERIFY(bench.file.write(7, "!"));
+        QVERIFY(bench.file.isCurrentUntouched());
+        QVERIFY(bench.file.commit(8));
         QCOMPARE(bench.content(), QByteArray("0123456!"));
     }
 
-    void sharingGivesTheSameBytesWhereTheFileSystemCan()
+    void aChangeByOthersIsNoticed()
     {
         Bench bench;
-        const FileIdentity identity = bench.write("0123456789");
-        auto replacement = bench.file.beginReplacement();
-        QVERIFY(replacement);
-        // Not every file system shares blocks; where it does not, the content must still be empty.
-        const bool shared = replacement.value()->shareFromCurrent(identity, 4);
-        QVERIFY(replacement.value()->append("!"));
-        QVERIFY(replacement.value()->commit(identity));
-        QCOMPARE(bench.content(), shared ? QByteArray("0123!") : QByteArray("!"));
-    }
-
-    void aCurrentFileInAnotherStateIsNotCopied()
-    {
-        Bench bench;
-        const FileIdentity identity = bench.write("0123456789");
+        QVERIFY(!bench.file.isCurrentUntouched());
+        bench.write("0123456789");
+        QVERIFY(bench.file.isCurrentUntouched());
         change(bench.path());
-        auto replacement = bench.file.beginReplacement();
-        QVERIFY(replacement);
-        QVERIFY(!replacement.value()->shareFromCurrent(identity, 4));
-        QVERIFY(!replacement.value()->copyFromCurrent(identity, 0, 4));
-        QVERIFY(replacement.value()->sourceChanged());
+        QVERIFY(!bench.file.isCurrentUntouched());
+        (void)bench.begin();
+        QVERIFY(!bench.file.copyFromCurrent(0, 11)); // more than there is
     }
 
-    void aChangeAfterTheCopyIsNoticedAtTheCommit()
+    void threeFilesTakeTurnsAndWhatTheyHeldIsThere()
     {
         Bench bench;
-        const FileIdentity identity = bench.write("0123456789");
-        auto replacement = bench.file.beginReplacement();
-        QVERIFY(replacement && replacement.value()->copyFromCurrent(identity, 0, 4));
-        change(bench.path());
-        QVERIFY(!replacement.value()->commit(identity));
-        QVERIFY(replacement.value()->sourceChanged());
+        QSet<int> files;
+        for (int round = 0; round < 9; ++round) {
+            const QByteArray content = "[" + QByteArray(round, '1') + "]";
+            const int file = bench.begin();
+            QCOMPARE(bench.kept() > 0, round >= 3);
+            bench.commit(content);
+            files.insert(file);
+            QCOMPARE(bench.content(), content);
+            if (round >= 3 && round % 2 == 0)
+                QVERIFY(bench.file.flush());
+        }
+        QCOMPARE(files.size(), 3);
+        QCOMPARE(bench.names().size(), 3);
+        bench.file.discardOthers();
+        QCOMPARE(bench.names(), kFileAlone);
     }
 
-    void whatACommitPutsOutOfItsPlaceIsRecycled()
+    void whatWasFlushedLastIsNotWrittenToBeforeAnotherIsFlushed()
     {
         Bench bench;
-        const FileIdentity first = bench.write("[1]");
-        const FileIdentity second = bench.write("[1,2]", first);
-        QCOMPARE(bench.content(), QByteArray("[1,2]"));
-        auto replacement = bench.file.recyclePrevious(2);
-        QVERIFY(replacement != nullptr);
-        QVERIFY(replacement->append(",2,3]"));
-        QCOMPARE(bench.content(), QByteArray("[1,2]"));
-        QVERIFY(replacement->commit(second));
-        QCOMPARE(bench.content(), QByteArray("[1,2,3]"));
-        QVERIFY(bench.file.recyclePrevious(4) != nullptr);
-        QVERIFY(bench.file.recyclePrevious(4) == nullptr); // once only
-        QCOMPARE(bench.names(), QStringList(QStringLiteral("file.json")));
+        bench.write("flushed"); // by the first commit itself
+        for (int round = 0; round < 5; ++round) {
+            bench.write("later");
+            QVERIFY(bench.hidden().contains("flushed"));
+        }
+        QVERIFY(bench.file.flush());
+        bench.write("after");
+        bench.write("after");
+        QVERIFY(!bench.hidden().contains("flushed"));
+        QVERIFY(bench.hidden().contains("later"));
     }
 
-    void aReaderThatHasThePreviousFileOpenIsNotDisturbed()
+    void ofALargeFileThereAreTwo()
     {
         Bench bench;
-        const FileIdentity first = bench.write("[1]");
+        for (int round = 0; round < 4; ++round)
+            bench.write("small");
+        QCOMPARE(bench.names().size(), 3);
+        for (int round = 0; round < 4; ++round) {
+            bench.write(QByteArray::number(round), true);
+            QCOMPARE(bench.names().size(), 2);
+            // The one before was flushed, and is whole.
+            QCOMPARE(
+                bench.hidden(),
+                QByteArrayList{round == 0 ? QByteArray("small") : QByteArray::number(round - 1)});
+        }
+    }
+
+    void aShorterStateIsCutToItsLength()
+    {
+        Bench bench;
+        for (int round = 0; round < 4; ++round)
+            bench.write("a long one");
+        bench.write("[]");
+        QCOMPARE(bench.content(), QByteArray("[]"));
+    }
+
+    void aReaderThatHasAFileOpenIsNotDisturbed()
+    {
+        Bench bench;
+        bench.write("[0]");
+        bench.write("[1]");
+        QVERIFY(bench.file.flush());
+        bench.write("[2]");
         QFile reader(bench.path());
         QVERIFY(reader.open(QIODevice::ReadOnly));
-        bench.write("[1,2]", first);
-        QVERIFY(bench.file.recyclePrevious(2) == nullptr);
-        QCOMPARE(reader.readAll(), QByteArray("[1]"));
-        QCOMPARE(bench.names(), QStringList(QStringLiteral("file.json")));
+        for (int round = 0; round < 5; ++round)
+            bench.write("[3,3]");
+        QCOMPARE(reader.readAll(), QByteArray("[2]"));
+        QCOMPARE(bench.content(), QByteArray("[3,3]"));
+        QVERIFY(bench.names().size() <= 3);
     }
 
-    void aPreviousFileThatSomebodyHasTouchedIsGivenUp()
+    void aHiddenFileThatSomebodyHasTouchedIsGivenUp()
     {
         Bench bench;
-        const FileIdentity first = bench.write("[1]");
-        bench.write("[1,2]", first);
-        const QStringList names = bench.names();
-        QCOMPARE(names.size(), 2);
-        change(QFileInfo(bench.path()).path() + QLatin1Char('/') + names.first());
-        QVERIFY(bench.file.recyclePrevious(2) == nullptr);
-        QCOMPARE(bench.names(), QStringList(QStringLiteral("file.json")));
+        bench.write("[1]");
+        bench.write("[2]");
+        QVERIFY(bench.file.flush()); // so that the first one is free
+        change(bench.hiddenPath());
+        (void)bench.begin();
+        QCOMPARE(bench.kept(), 0);
+        bench.commit("[3]");
+        QCOMPARE(bench.content(), QByteArray("[3]"));
     }
 
-    void aFileThatIsNotTheExpectedOneIsNotKept()
+    void aFileThatOthersHavePutInItsPlaceGoesAndOneStaysWhole()
     {
         Bench bench;
-        const FileIdentity first = bench.write("[1]");
-        change(bench.path());
-        bench.write("[1,2]", first);
-        QVERIFY(bench.file.recyclePrevious(2) == nullptr);
-        QCOMPARE(bench.names(), QStringList(QStringLiteral("file.json")));
+        bench.write("[1]");
+        const QByteArray other = QFile::encodeName(bench.path() + QStringLiteral(".other"));
+        QVERIFY(QFile::copy(bench.path(), QFile::decodeName(other)));
+        QCOMPARE(::rename(other.constData(), QFile::encodeName(bench.path()).constData()), 0);
+        bench.write("[2]");
+        QCOMPARE(bench.content(), QByteArray("[2]"));
+        QCOMPARE(bench.names(), kFileAlone);
+        bench.write("[3]");
+        QCOMPARE(bench.hidden(), QByteArrayList{"[2]"}); // was flushed in place of the lost one
     }
 
-    void newContentFromNothingGivesThePreviousFileUp()
+    void aFileThatWasRemovedComesBack()
     {
         Bench bench;
-        const FileIdentity first = bench.write("[1]");
-        bench.write("[1,2]", first);
+        bench.write("[1]");
+        bench.write("[2]");
+        QVERIFY(QFile::remove(bench.path()));
+        bench.write("[3]");
+        QCOMPARE(bench.content(), QByteArray("[3]"));
+    }
+
+    void leftoversOfOthersAreFoundNewestFirstAndOnesOwnAreNotAmongThem()
+    {
+        Bench bench;
+        QStringList dead;
+        for (const char* name : {"newest", "middle", "oldest"}) {
+            const QString path = QFileInfo(bench.path()).path() + QStringLiteral("/.file.json.") +
+                                 QLatin1String(name);
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(-10 * dead.size()),
+                                     QFileDevice::FileModificationTime));
+            dead.append(path);
+        }
+        bench.write("[1]");
+        bench.write("[1,2]");
+        PosixAtomicFile other(bench.path());
+        QCOMPARE(other.leftovers(), dead);
+        other.removeLeftovers();
+        QCOMPARE(other.leftovers(), QStringList());
         QCOMPARE(bench.names().size(), 2);
-        bench.write("[]");
-        QCOMPARE(bench.names(), QStringList(QStringLiteral("file.json")));
-    }
-
-    void discardingThePreviousFileRemovesIt()
-    {
-        Bench bench;
-        const FileIdentity first = bench.write("[1]");
-        bench.write("[1,2]", first);
-        bench.file.discardPrevious();
-        QCOMPARE(bench.names(), QStringList(QStringLiteral("file.json")));
-        bench.file.discardPrevious();
-        QCOMPARE(bench.content(), QByteArray("[1,2]"));
-    }
-
-    void leftoversOfOthersAreRemovedAndOnesOwnStay()
-    {
-        Bench bench;
-        QFile dead(QFileInfo(bench.path()).path() + QStringLiteral("/.file.json.abcdef"));
-        QVERIFY(dead.open(QIODevice::WriteOnly));
-        dead.close();
-        const FileIdentity first = bench.write("[1]");
-        bench.write("[1,2]", first);
-        auto replacement = bench.file.recyclePrevious(2);
-        PosixAtomicFile(bench.path()).removeLeftovers();
-        QVERIFY(!dead.exists());
-        QCOMPARE(bench.names().size(), 2);
-        QVERIFY(replacement->append(",3]") && replacement->commit(std::nullopt));
-        QCOMPARE(bench.content(), QByteArray("[1,3]"));
+        bench.write("[1,2,3]");
+        QCOMPARE(bench.content(), QByteArray("[1,2,3]"));
     }
 
     void foldersAreMadeWithTheirParentsForTheOwnerOnly()

@@ -2,9 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/posix/posix_atomic_file.h"
 
-#include "platform/linux/posix/file_descriptor.h"
-#include "platform/linux/posix/posix_file_replacement.h"
-
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -12,11 +9,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace platform::posix {
@@ -27,7 +24,6 @@ constexpr qsizetype kDamagedCopies = 3;
 /// As many as the system follows.
 constexpr int kMostLinks = 40;
 constexpr QLatin1StringView kDamaged(".damaged-");
-constexpr QLatin1StringView kUnique("XXXXXX");
 
 QString damagedStamp()
 {
@@ -43,6 +39,47 @@ QString placeOf(const QString& path)
         info.setFile(info.symLinkTarget());
     const bool mayBeFile = !info.isSymLink() && (info.isFile() || !info.exists());
     return mayBeFile ? info.filePath() : path;
+}
+
+bool isSame(const timespec& a, const timespec& b)
+{
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+/// True when nobody has written to the file `before` since then. Its names may have changed.
+bool isSameContent(const struct stat& now, const struct stat& before)
+{
+    return now.st_dev == before.st_dev && now.st_ino == before.st_ino &&
+           now.st_size == before.st_size && isSame(now.st_mtim, before.st_mtim);
+}
+
+bool isUntouched(const FileDescriptor& file, const struct stat& before)
+{
+    struct stat now = {};
+    return ::fstat(file.get(), &now) == 0 && isSameContent(now, before) &&
+           isSame(now.st_ctim, before.st_ctim);
+}
+
+/// True when ours is the only open descriptor of the file: only then the system grants a lease for
+/// writing (fcntl(2)). A reader that opened the file when it was the current one must find it
+/// unchanged until it is done.
+bool isOpenNowhereElse(const FileDescriptor& file)
+{
+    if (::fcntl(file.get(), F_SETLEASE, F_WRLCK) != 0)
+        return false;
+    ::fcntl(file.get(), F_SETLEASE, F_UNLCK);
+    return true;
+}
+
+bool isLeftBehind(const FileDescriptor& file)
+{
+    return file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+FileDescriptor openHidden(const QString& path)
+{
+    return FileDescriptor(::open(QFile::encodeName(path).constData(),
+                                 O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
 }
 
 } // namespace
@@ -68,7 +105,13 @@ PosixAtomicFile::PosixAtomicFile(const QString& path)
     : m_path(placeOf(path))
     , m_folder(QFileInfo(m_path).path())
     , m_name(QFileInfo(m_path).fileName())
+    , m_target(QFile::encodeName(m_path))
 {
+}
+
+PosixAtomicFile::~PosixAtomicFile()
+{
+    discardOthers();
 }
 
 QString PosixAtomicFile::path() const
@@ -76,49 +119,207 @@ QString PosixAtomicFile::path() const
     return m_path;
 }
 
-Result<std::unique_ptr<FileReplacement>> PosixAtomicFile::beginReplacement()
+QStringList PosixAtomicFile::leftovers() const
 {
-    m_previous.discard();
-    const QString hidden = m_folder + QLatin1StringView("/.") + m_name + QLatin1Char('.') + kUnique;
-    QByteArray temporary = QFile::encodeName(hidden);
-    FileDescriptor out(::mkostemp(temporary.data(), O_CLOEXEC)); // mode 0600
-    if (!out.isOpen())
+    QStringList paths;
+    for (const QFileInfo& found :
+         QDir(m_folder).entryInfoList({QLatin1Char('.') + m_name + QLatin1StringView(".??????")},
+                                      QDir::Files | QDir::Hidden | QDir::NoSymLinks,
+                                      QDir::Time)) {
+        if (isLeftBehind(openHidden(found.filePath())))
+            paths.append(found.filePath());
+    }
+    return paths;
+}
+
+void PosixAtomicFile::removeLeftovers()
+{
+    for (const QString& path : leftovers())
+        QFile::remove(path);
+}
+
+Result<AtomicFile::Draft> PosixAtomicFile::begin(bool isLarge)
+{
+    abandon();
+    for (;;) {
+        const auto open =
+            std::ranges::count_if(m_turns, [](const Turn& turn) { return turn.file.isOpen(); });
+        const auto most = isLarge ? kFiles - 1 : kFiles;
+        if (const int index = unneeded(); index >= 0) {
+            const Turn& turn = m_turns.at(index);
+            if (open <= most && isUntouched(turn.file, turn.left) && isOpenNowhereElse(turn.file)) {
+                m_draft = index;
+                return Draft{.file = index, .bytes = turn.length};
+            }
+            drop(index);
+        } else if (open < most) {
+            return create();
+        } else if (auto flushed = flush(); !flushed) { // the other one may be needed until then
+            return flushed.error();
+        }
+    }
+}
+
+/// One that is neither current nor what a power cut would leave.
+int PosixAtomicFile::unneeded() const
+{
+    for (int index = 0; index < kFiles; ++index) {
+        if (m_turns.at(index).file.isOpen() && index != m_current && index != m_flushed)
+            return index;
+    }
+    return -1;
+}
+
+Result<AtomicFile::Draft> PosixAtomicFile::create()
+{
+    QByteArray name = QFile::encodeName(m_folder + QLatin1StringView("/.") + m_name +
+                                        QLatin1StringView(".XXXXXX"));
+    FileDescriptor file(::mkostemp(name.data(), O_CLOEXEC)); // mode 0600
+    if (!file.isOpen())
         return systemError();
-    ::flock(out.get(), LOCK_EX | LOCK_NB);
-    return std::unique_ptr<FileReplacement>(new PosixFileReplacement(
-        QFile::encodeName(m_path), std::move(temporary), std::move(out), m_previous));
+    ::flock(file.get(), LOCK_EX | LOCK_NB);
+    // Should somebody open it while we look whether anybody has, the notice is a signal that is
+    // ignored.
+    ::fcntl(file.get(), F_SETSIG, SIGURG);
+    const auto* const unused =
+        std::ranges::find_if(m_turns, [](const Turn& turn) { return !turn.file.isOpen(); });
+    m_draft = static_cast<int>(unused - m_turns.begin());
+    m_turns.at(m_draft) = {.name = std::move(name), .file = std::move(file)};
+    return Draft{.file = m_draft, .bytes = 0};
 }
 
-std::unique_ptr<FileReplacement> PosixAtomicFile::recyclePrevious(std::int64_t bytes)
+Outcome PosixAtomicFile::write(std::int64_t offset, std::string_view content)
 {
-    std::optional<SpareFile::Taken> taken = m_previous.take();
-    if (!taken)
-        return nullptr;
-    const int file = taken->file.get();
-    // From here on the replacement removes the file if anything fails.
-    auto replacement = std::make_unique<PosixFileReplacement>(
-        QFile::encodeName(m_path), std::move(taken->name), std::move(taken->file), m_previous);
-    if (::ftruncate(file, bytes) != 0 || ::lseek(file, 0, SEEK_END) != bytes)
-        return nullptr;
-    return replacement;
+    Turn& draft = m_turns.at(m_draft);
+    while (!content.empty()) {
+        const ssize_t written = ::pwrite(draft.file.get(), content.data(), content.size(), offset);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return systemError();
+        content.remove_prefix(static_cast<std::size_t>(written));
+        offset += written;
+    }
+    draft.length = std::max(draft.length, offset);
+    return success();
 }
 
-void PosixAtomicFile::discardPrevious()
+Outcome PosixAtomicFile::copyFromCurrent(std::int64_t offset, std::int64_t bytes)
 {
-    m_previous.discard();
+    Turn& draft = m_turns.at(m_draft);
+    const std::int64_t end = offset + bytes;
+    while (offset < end) {
+        off64_t from = offset;
+        off64_t to = offset;
+        const ssize_t copied = ::copy_file_range(m_turns.at(m_current).file.get(),
+                                                 &from,
+                                                 draft.file.get(),
+                                                 &to,
+                                                 static_cast<std::size_t>(end - offset),
+                                                 0);
+        if (copied < 0 && errno == EINTR)
+            continue;
+        if (copied < 0)
+            return systemError();
+        if (copied == 0)
+            return Error{QStringLiteral("another program has shortened the file")};
+        offset += copied;
+    }
+    draft.length = std::max(draft.length, end);
+    return success();
+}
+
+bool PosixAtomicFile::isCurrentUntouched() const
+{
+    return m_current >= 0 && isUntouched(m_turns.at(m_current).file, m_turns.at(m_current).left);
+}
+
+Outcome PosixAtomicFile::commit(std::int64_t bytes)
+{
+    Turn& draft = m_turns.at(m_draft);
+    if (draft.length > bytes && ::ftruncate(draft.file.get(), bytes) != 0)
+        return systemError();
+    if (m_current < 0 || !exchange(draft)) {
+        // What is there now, if anything, will be gone.
+        if (::fdatasync(draft.file.get()) != 0 ||
+            ::rename(draft.name.constData(), m_target.constData()) != 0)
+            return systemError();
+        if (m_current >= 0)
+            drop(m_current);
+        m_flushed = m_draft;
+    }
+    draft.name.clear();
+    draft.length = bytes;
+    m_current = std::exchange(m_draft, -1);
+    if (::fstat(draft.file.get(), &draft.left) != 0)
+        return systemError();
+    return m_flushed < 0 ? flush() : success();
+}
+
+/// Lets the draft and the current file change places. What comes out is removed if it is not as we
+/// left it.
+bool PosixAtomicFile::exchange(Turn& draft)
+{
+    if (::renameat2(
+            AT_FDCWD, draft.name.constData(), AT_FDCWD, m_target.constData(), RENAME_EXCHANGE) != 0)
+        return false;
+    Turn& before = m_turns.at(m_current);
+    before.name = draft.name;
+    struct stat now = {};
+    if (::lstat(before.name.constData(), &now) != 0 || !isSameContent(now, before.left))
+        drop(m_current);
+    else
+        before.left = now; // the change of its name has changed a time
+    return true;
+}
+
+void PosixAtomicFile::abandon()
+{
+    if (m_draft >= 0)
+        drop(m_draft);
+}
+
+Outcome PosixAtomicFile::flush()
+{
+    if (m_current < 0 || m_flushed == m_current)
+        return success();
+    if (::fdatasync(m_turns.at(m_current).file.get()) != 0)
+        return systemError();
+    m_flushed = m_current;
+    return success();
+}
+
+void PosixAtomicFile::discardOthers()
+{
+    for (int index = 0; index < kFiles; ++index) {
+        if (index != m_current)
+            drop(index);
+    }
+}
+
+/// Closes one of the files and, where it is hidden, removes it.
+void PosixAtomicFile::drop(int index)
+{
+    Turn& turn = m_turns.at(index);
+    if (!turn.name.isEmpty())
+        ::unlink(turn.name.constData());
+    turn = Turn();
+    for (int* const role : {&m_current, &m_flushed, &m_draft}) {
+        if (*role == index)
+            *role = -1;
+    }
 }
 
 Outcome PosixAtomicFile::keepDamagedCopy()
 {
-    const QByteArray current = QFile::encodeName(m_path);
     struct stat info = {};
-    if (::lstat(current.constData(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (::lstat(m_target.constData(), &info) != 0 || !S_ISREG(info.st_mode))
         return success();
     const QByteArray copy = nameForDamagedCopy();
     // A second name for the same bytes costs nothing however long the file; where links are not to
     // be had, the file itself moves aside.
-    if (::link(current.constData(), copy.constData()) != 0 &&
-        ::rename(current.constData(), copy.constData()) != 0)
+    if (::link(m_target.constData(), copy.constData()) != 0 &&
+        ::rename(m_target.constData(), copy.constData()) != 0)
         return systemError();
     ::chmod(copy.constData(), S_IRUSR | S_IWUSR);
     removeOldDamagedCopies();
@@ -128,26 +329,13 @@ Outcome PosixAtomicFile::keepDamagedCopy()
 Outcome PosixAtomicFile::moveDamagedAside()
 {
     const QByteArray aside = nameForDamagedCopy();
-    if (::rename(QFile::encodeName(m_path).constData(), aside.constData()) != 0) {
+    if (::rename(m_target.constData(), aside.constData()) != 0) {
         if (errno == ENOENT)
             return success();
         return systemError();
     }
     removeOldDamagedCopies();
     return success();
-}
-
-void PosixAtomicFile::removeLeftovers()
-{
-    const QStringList found = QDir(m_folder).entryList(
-        {QLatin1Char('.') + m_name + QLatin1StringView(".??????")}, QDir::Files | QDir::Hidden);
-    for (const QString& name : found) {
-        const QByteArray leftover = QFile::encodeName(m_folder + QLatin1Char('/') + name);
-        const FileDescriptor file(
-            ::open(leftover.constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-        if (file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
-            ::unlink(leftover.constData());
-    }
 }
 
 QByteArray PosixAtomicFile::nameForDamagedCopy() const

@@ -159,15 +159,16 @@ Outcome AutostartLoginItem::write(const QByteArray& content)
         return made;
     const std::unique_ptr<AtomicFile> file = m_files.at(path);
     file->removeLeftovers();
-    auto replacement = file->beginReplacement();
-    if (!replacement)
-        return cannot(QLatin1StringView("write"), path, replacement.error().text);
-    const std::unique_ptr<FileReplacement> gathered = std::move(replacement).value();
-    const auto size = static_cast<std::size_t>(content.size());
-    if (const Outcome appended = gathered->append({content.constData(), size}); !appended)
-        return cannot(QLatin1StringView("write"), path, appended.error().text);
-    if (const auto committed = gathered->commit(std::nullopt); !committed)
-        return cannot(QLatin1StringView("write"), path, committed.error().text);
+    const auto failed = [&path](const Error& error) {
+        return cannot(QLatin1StringView("write"), path, error.text);
+    };
+    if (const auto begun = file->begin(false); !begun)
+        return failed(begun.error());
+    if (const Outcome written = file->write(0, {content.constData(), std::size_t(content.size())});
+        !written)
+        return failed(written.error());
+    if (const Outcome committed = file->commit(content.size()); !committed)
+        return failed(committed.error());
     return success();
 }
 

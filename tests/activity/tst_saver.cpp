@@ -1,41 +1,58 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "activity/save_worker.h"
+#include "activity/saver.h"
 #include "tests/fakes/fake_atomic_files.h"
 #include "tests/fakes/fake_diagnostics.h"
 #include "tests/support/activity_samples.h"
 
+#include <QSemaphore>
 #include <QTest>
 
 #include <chrono>
 #include <limits>
+#include <optional>
+#include <utility>
 
 using activity::ActivityList;
-using activity::SaveWorker;
+using activity::Saver;
 using namespace std::chrono_literals;
 
 namespace {
 
 const QString kPath = QStringLiteral("/data/activity_logs.json");
 
-/// A worker on the test's own thread.
 struct Bench
 {
-    explicit Bench(const SaveWorker::Settings& settings = {})
-        : worker(files.at(kPath), diagnostics, settings)
+    explicit Bench(Saver::Settings settings = {}, int turns = 1)
     {
+        files.files = turns;
+        saver.emplace(files.at(kPath), diagnostics, ActivityList(), std::move(settings));
     }
 
-    /// Returns when the save is done or the budget used up.
+    /// Returns when the save is done, or has failed with a line.
     void submit(const ActivityList& list)
     {
-        worker.submit(list);
-        QCoreApplication::processEvents();
+        const auto done = [this] {
+            return files.commits() + diagnostics.lines().size();
+        };
+        const auto before = done();
+        saver->submit(list);
+        QVERIFY(QTest::qWaitFor([&] { return done() > before; }, 20000));
     }
+
+    /// Returns when what was submitted is flushed.
+    void flush()
+    {
+        QSemaphore done;
+        saver->flush([&done] { done.release(); });
+        QVERIFY(done.tryAcquire(1, 20000));
+    }
+
+    void finish() { QVERIFY(saver->finish(Saver::Clock::now() + 60s)); }
 
     fakes::FakeAtomicFiles files;
     fakes::FakeDiagnostics diagnostics;
-    SaveWorker worker;
+    std::optional<Saver> saver;
 };
 
 ActivityList grown(ActivityList list, int count)
@@ -47,7 +64,7 @@ ActivityList grown(ActivityList list, int count)
 
 } // namespace
 
-class TestSaveWorker final : public QObject
+class TestSaver final : public QObject
 {
     Q_OBJECT
 
@@ -74,34 +91,34 @@ private Q_SLOTS:
         Bench bench;
         ActivityList list = samples::list(1000);
         bench.submit(list);
-        const qint64 before = bench.files.bytesAppended();
+        const qint64 before = bench.files.bytesWritten();
         list = grown(list, 1);
         bench.submit(list);
         QCOMPARE(bench.files.content(), samples::json(list));
-        QVERIFY(bench.files.bytesAppended() - before < 300);
+        QVERIFY(bench.files.bytesWritten() - before < 300);
         QVERIFY(bench.files.bytesCopied() > 100'000);
     }
 
     void whatIsNewGoesIntoTheFileBeforeWhereThatIsKept()
     {
-        Bench bench;
-        bench.files.keepsPrevious = true;
+        Bench bench({}, 3);
         ActivityList list = samples::list(1000);
-        const qint64 copied = samples::json(list).size() - 1;
-        for (int round = 0; round < 6; ++round) {
+        qint64 copied = 0;
+        for (int round = 0; round < 8; ++round) {
             bench.submit(list);
             QCOMPARE(bench.files.content(), samples::json(list));
+            if (round < 2) // the next one starts a file
+                copied += samples::json(list).size() - 1;
             list = grown(list, round + 1);
         }
-        QCOMPARE(bench.files.bytesCopied(), copied); // by the second save alone
+        QCOMPARE(bench.files.bytesCopied(), copied); // once for each file
     }
 
     void aFileBeforeThatTheListHasLeftIsNotUsed()
     {
-        Bench bench;
-        bench.files.keepsPrevious = true;
+        Bench bench({}, 3);
         ActivityList list = samples::list(1000);
-        for (int round = 0; round < 3; ++round) {
+        for (int round = 0; round < 4; ++round) {
             bench.submit(list);
             list = grown(list, 1);
         }
@@ -156,16 +173,13 @@ private Q_SLOTS:
         QVERIFY(bench.diagnostics.lines().isEmpty());
     }
 
-    void aFileChangedWhileItIsCopiedIsWrittenInFull()
+    void aFileChangedWhileItIsCopiedOrNotToBeCopiedIsWrittenInFull()
     {
-        for (const bool atCommit : {false, true}) {
+        for (const bool changes : {false, true}) {
             Bench bench;
             ActivityList list = samples::list(100);
             bench.submit(list);
-            fakes::FakeAtomicFiles::Faults faults;
-            (atCommit ? faults.commit : faults.copy) = QStringLiteral("changed");
-            faults.sourceChanged = true;
-            bench.files.setFaults(faults);
+            bench.files.setFaults({.copy = !changes, .changesWhileCopied = changes});
             list = grown(list, 1);
             bench.submit(list);
             QCOMPARE(bench.files.content(), samples::json(list));
@@ -176,7 +190,7 @@ private Q_SLOTS:
     void aFailureIsOneLineThatNamesFileAndReasonAndIsNotRetried_data()
     {
         QTest::addColumn<QString>("step");
-        for (const char* step : {"begin", "copy", "append", "commit", "damaged"})
+        for (const char* step : {"begin", "write", "commit", "damaged"})
             QTest::newRow(step) << QString::fromLatin1(step);
     }
 
@@ -192,8 +206,7 @@ private Q_SLOTS:
         fakes::FakeAtomicFiles::Faults faults;
         const QString reason = QStringLiteral("No space left on device");
         (step == QStringLiteral("begin")    ? faults.begin
-         : step == QStringLiteral("copy")   ? faults.copy
-         : step == QStringLiteral("append") ? faults.append
+         : step == QStringLiteral("write")  ? faults.write
          : step == QStringLiteral("commit") ? faults.commit
                                             : faults.keepDamagedCopy) = reason;
         bench.files.setFaults(faults);
@@ -205,7 +218,7 @@ private Q_SLOTS:
         QCOMPARE(bench.files.content(), before);
 
         bench.files.setFaults({});
-        QCoreApplication::processEvents();
+        bench.flush();
         QCOMPARE(bench.files.content(), before);
         const ActivityList evenMore = grown(more, 1);
         bench.submit(evenMore);
@@ -233,13 +246,22 @@ private Q_SLOTS:
     void ofListsThatWaitOnlyTheNewestIsWritten()
     {
         Bench bench;
-        ActivityList list;
+        QSemaphore started;
+        QSemaphore mayGoOn;
+        bench.files.beforeCommit = [&] {
+            started.release();
+            mayGoOn.acquire();
+        };
+        ActivityList list = grown({}, 1);
+        bench.saver->submit(list);
+        started.acquire();
         for (int i = 0; i < 50; ++i) {
             list = grown(list, 1);
-            bench.worker.submit(list);
+            bench.saver->submit(list);
         }
-        QCoreApplication::processEvents();
-        QCOMPARE(bench.files.commits(), 1);
+        mayGoOn.release(2);
+        bench.finish();
+        QCOMPARE(bench.files.commits(), 2);
         QCOMPARE(bench.files.content(), samples::json(list));
     }
 
@@ -260,8 +282,7 @@ private Q_SLOTS:
         const qint64 size = samples::json(list).size();
         QVERIFY(size > 2 * kRate);
         const auto start = std::chrono::steady_clock::now();
-        bench.submit(list);
-        QCOMPARE(bench.files.commits(), 0); // and the thread is free meanwhile
+        bench.saver->submit(list);
         QTRY_COMPARE_WITH_TIMEOUT(bench.files.commits(), 1, 20000);
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         QVERIFY(static_cast<double>(size) <= kRate * (took.count() + 1) + 300'000);
@@ -273,11 +294,12 @@ private Q_SLOTS:
     {
         Bench bench({.bytesPerSecond = 200'000});
         const ActivityList list = samples::list(3000);
-        bench.submit(list);
+        bench.saver->submit(list);
+        QTRY_VERIFY(bench.files.bytesWritten() > 0);
         QCOMPARE(bench.files.commits(), 0);
         const ActivityList more = grown(list, 5);
-        bench.submit(grown(list, 2));
-        bench.submit(more);
+        bench.saver->submit(grown(list, 2));
+        bench.saver->submit(more);
         QTRY_COMPARE_WITH_TIMEOUT(bench.files.commits(), 1, 20000);
         QCOMPARE(bench.files.content(), samples::json(more));
     }
@@ -286,9 +308,10 @@ private Q_SLOTS:
     {
         Bench bench({.bytesPerSecond = 200'000});
         const ActivityList list = samples::list(3000);
-        bench.submit(list);
+        bench.saver->submit(list);
+        QTRY_VERIFY(bench.files.bytesWritten() > 0);
         const ActivityList rest = list.withoutFirst(2990);
-        bench.submit(rest);
+        bench.saver->submit(rest);
         QTRY_COMPARE_WITH_TIMEOUT(bench.files.commits(), 1, 20000);
         QCOMPARE(bench.files.content(), samples::json(rest));
     }
@@ -297,17 +320,21 @@ private Q_SLOTS:
     {
         Bench bench({.bytesPerSecond = 1000});
         const ActivityList list = samples::list(3000);
-        bench.submit(list);
+        bench.saver->submit(list);
+        QTRY_VERIFY(bench.files.bytesWritten() > 0);
         QCOMPARE(bench.files.commits(), 0);
-        bench.worker.finish(QDeadlineTimer(60s));
+        bench.finish();
         QCOMPARE(bench.files.content(), samples::json(list));
+        QCOMPARE(bench.files.flushedContent(), samples::json(list));
     }
 
     void theEndGivesUpAtItsDeadlineWithALine()
     {
         Bench bench({.bytesPerSecond = 1000});
-        bench.submit(samples::list(3000));
-        bench.worker.finish(QDeadlineTimer(0));
+        bench.saver->submit(samples::list(3000));
+        QTRY_VERIFY(bench.files.bytesWritten() > 0);
+        [[maybe_unused]] const bool inTime = bench.saver->finish(Saver::Clock::now());
+        bench.saver.reset();
         QCOMPARE(bench.files.commits(), 0);
         QCOMPARE(bench.diagnostics.lines(),
                  QStringList(QStringLiteral("Save failed: /data/activity_logs.json: not finished "
@@ -318,10 +345,110 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.submit(samples::list(1));
-        bench.worker.finish(QDeadlineTimer(60s));
+        bench.finish();
         QCOMPARE(bench.files.commits(), 1);
+    }
+
+    void newsAreFlushedInTwoSecondsAndMoreOfTheSameInTen()
+    {
+        Bench bench;
+        ActivityList list = samples::list(5);
+        list.append(samples::log("same"));
+        bench.submit(list);
+        bench.flush();
+        const int flushes = bench.files.flushes();
+        const auto start = Saver::Clock::now();
+        list.append(samples::log("same"));
+        bench.submit(list);
+        list.append(samples::log("same"));
+        bench.submit(list);
+        // Ten seconds would pass, were it not for this.
+        list.append(samples::log("another"));
+        bench.submit(list);
+        QTRY_COMPARE_WITH_TIMEOUT(bench.files.flushes(), flushes + 1, 8000);
+        QVERIFY(Saver::Clock::now() - start > 1500ms);
+        QVERIFY(Saver::Clock::now() - start < 5s);
+        QCOMPARE(bench.files.flushedContent(), samples::json(list));
+
+        const auto again = Saver::Clock::now();
+        list.append(samples::log("another"));
+        bench.submit(list);
+        QTRY_COMPARE_WITH_TIMEOUT(bench.files.flushes(), flushes + 2, 20000);
+        QVERIFY(Saver::Clock::now() - again > 9s);
+        QVERIFY(Saver::Clock::now() - again < 14s);
+    }
+
+    void aTitleOrAnAddressIsNews()
+    {
+        for (const char* title : {"title", "another title"}) {
+            Bench bench;
+            ActivityList list;
+            list.append(samples::log("same", "title"));
+            bench.submit(list);
+            bench.flush();
+            const int flushes = bench.files.flushes();
+            list.append(samples::log("same", title));
+            bench.submit(list);
+            const bool isNews = QByteArrayView(title) != "title";
+            QCOMPARE(QTest::qWaitFor([&] { return bench.files.flushes() > flushes; }, 4000),
+                     isNews);
+        }
+    }
+
+    void aRemovalIsFlushedAtOnce()
+    {
+        Bench bench;
+        const ActivityList list = samples::list(10);
+        bench.submit(list);
+        bench.flush();
+        const auto start = Saver::Clock::now();
+        bench.submit(list.withoutFirst(10));
+        QTRY_COMPARE(bench.files.flushedContent(), QByteArray("[]"));
+        QVERIFY(Saver::Clock::now() - start < 1500ms);
+    }
+
+    void whatIsToBeFlushedIsSavedFirst()
+    {
+        Bench bench;
+        const ActivityList list = samples::list(10);
+        bench.saver->submit(list);
+        bench.flush();
+        QCOMPARE(bench.files.flushedContent(), samples::json(list));
+    }
+
+    void leftoversAreRemovedOnceAndNotBeforeTheFirstFlush()
+    {
+        Bench bench;
+        bench.flush(); // of nothing
+        QCOMPARE(bench.files.tidyings(), 0);
+        bench.submit(samples::list(1));
+        QCOMPARE(bench.files.tidyings(), 0);
+        bench.flush();
+        bench.submit(samples::list(2));
+        bench.flush();
+        QCOMPARE(bench.files.tidyings(), 1);
+    }
+
+    void aFlushThatFailsIsALineAndNothingIsTrustedAfterwards()
+    {
+        Bench bench({}, 3);
+        ActivityList list = samples::list(100);
+        for (int round = 0; round < 3; ++round) {
+            bench.submit(list);
+            list = grown(list, 1);
+        }
+        bench.files.setFaults({.flush = QStringLiteral("Input/output error")});
+        bench.flush();
+        QCOMPARE(bench.diagnostics.lines(),
+                 QStringList(
+                     QStringLiteral("Save failed: /data/activity_logs.json: Input/output error")));
+        bench.files.setFaults({});
+        const qint64 before = bench.files.bytesWritten();
+        bench.submit(list);
+        QVERIFY(bench.files.bytesWritten() - before >= samples::json(list).size());
+        QCOMPARE(bench.files.content(), samples::json(list));
     }
 };
 
-QTEST_GUILESS_MAIN(TestSaveWorker)
-#include "tst_save_worker.moc"
+QTEST_GUILESS_MAIN(TestSaver)
+#include "tst_saver.moc"

@@ -1,0 +1,32 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "activity/activity_list.h"
+#include "activity/text_pool.h"
+#include "platform/atomic_file.h"
+
+#include <QString>
+
+namespace activity {
+
+/// What a start finds on the disk.
+struct StoredActivities
+{
+    ActivityList list;
+    TextPool pool; // of the list's texts
+    /// There is a file, and nothing could be made of it; the list is empty.
+    bool isUnreadable = false;
+    /// The list is one that an earlier process has left beside the file: the file itself is torn,
+    /// or lacks the end of that one. It should be saved soon.
+    bool isRepaired = false;
+};
+
+/// Reads the activity file at `path`, which `file` stands for. After a power cut it is the best
+/// whole one of the file and its leftovers that is used: the file if it can be read, unless a newer
+/// leftover goes on from it; else the newest leftover that can be read. Changes nothing on the
+/// disk. May take a second for a million records. Any thread.
+[[nodiscard]] StoredActivities readStoredActivities(const QString& path,
+                                                    const platform::AtomicFile& file);
+
+} // namespace activity
