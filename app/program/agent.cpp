@@ -12,6 +12,7 @@
 #include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/dbus/bus_return.h"
 #include "platform/linux/dbus/forwarding.h"
+#include "platform/linux/dbus/sleep_watch.h"
 #include "platform/linux/gui/desktop_url_opener.h"
 #include "platform/linux/gui/system_tray_item.h"
 #include "platform/linux/gui/window_activation.h"
@@ -41,6 +42,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
@@ -197,6 +199,12 @@ int runApplication(LinuxEnvironment& desktop,
     };
     QObject::connect(qGuiApp, &QGuiApplication::focusWindowChanged, &calm, waitForCalm);
     waitForCalm();
+
+    const platform::dbus::SleepWatch sleep(
+        desktop.systemBus(),
+        QStringLiteral("Velomira Usage Monitor"),
+        QStringLiteral("What was recorded last is being written to the disk"),
+        [](std::function<void()> done) { activity::DataStore::shared().flush(std::move(done)); });
 
     platform::dbus::BusReturn busReturn(requests.address());
     const auto lost = [&busReturn, &statusItem] {

@@ -265,6 +265,11 @@ Result<std::unique_ptr<LinuxEnvironment>> LinuxEnvironment::create(
     return std::unique_ptr<LinuxEnvironment>(new LinuxEnvironment(std::move(backends)));
 }
 
+QDBusConnection LinuxEnvironment::systemBus() const
+{
+    return m_backends->systemBus;
+}
+
 Outcome LinuxEnvironment::checkDisplay()
 {
     Outcome named = checkDisplayName();

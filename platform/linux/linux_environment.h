@@ -54,6 +54,9 @@ public:
     /// Waits, running the event loop, until it is known what answers; gives up after `limit`.
     void waitUntilDecided(std::chrono::milliseconds limit);
 
+    /// The system's bus; not connected where there is none.
+    [[nodiscard]] QDBusConnection systemBus() const;
+
     /// Waits until the settings are on the disk; false after `limit`.
     [[nodiscard]] bool finishSettings(std::chrono::milliseconds limit);
 
