@@ -41,7 +41,7 @@ packages() {
             fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev \
             sway xwayland wtype weston kwin-wayland kwin-x11 gnome-shell libgl1-mesa-dri gjs libglib2.0-dev-bin \
             qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux x11-xserver-utils chromium firefox-esr epiphany-browser \
-            debootstrap lintian systemd iproute2 curl wayland-protocols
+            debootstrap lintian systemd iproute2 curl wayland-protocols libfuse3-dev e2fsprogs xfsprogs btrfs-progs
         ;;
     bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools sway foot qt6-wayland util-linux ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream mandoc man-db ;;

@@ -16,10 +16,12 @@ import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "benchmarks/soak"))
+sys.path[:0] = [str(ROOT / "benchmarks/soak"), str(ROOT / "tests/system/power_cut")]
 
 import account  # noqa: E402
+import block_disk  # noqa: E402
 import front  # noqa: E402
+import history  # noqa: E402
 
 RECORD = {"id": "00000000-0000-4000-A000-000000000000", "appName": "Editor", "windowTitle": "Notes",
           "timestamp": 10.5, "duration": 1.0}
@@ -217,6 +219,76 @@ class SoakFates(unittest.TestCase):
     def test_theSameSeedDecidesTheSame(self):
         once, again = (list(itertools.islice(front.fates(random.Random(7)), 100)) for _ in range(2))
         self.assertEqual(once, again)
+
+
+class PowerCutHistory(unittest.TestCase):
+    """A second each: a and b come in, the second like the first, a is removed, c comes in."""
+    LINES = [{"time": 1e9, "loaded": []},
+             {"time": 2e9, "added": ["a"], "news": True},
+             {"time": 3e9, "added": ["b"], "news": False},
+             {"time": 4e9, "removed": ["a"]},
+             {"time": 5e9, "added": ["c"], "news": True}]
+
+    def judge(self, loaded, cut, more=()):
+        verdict = history.History([*self.LINES, *more]).judge(loaded, cut * 1e9)
+        return verdict.problem or (verdict.news, verdict.same)
+
+    def test_theNewestListMissesNothing(self):
+        self.assertEqual(self.judge(["b", "c"], 10), (0, 0))
+
+    def test_whatIsMissingIsAsOldAsItIs(self):
+        self.assertEqual(self.judge(["b"], 10), (5, 0))
+        self.assertEqual(self.judge(["a", "b"], 10), (6, 0))
+        self.assertEqual(self.judge(["a"], 3.5), (0, 0.5))
+        self.assertEqual(self.judge([], 10), (8, 7))
+
+    def test_whatCameAfterTheCutIsNotMissing(self):
+        self.assertEqual(self.judge(["a", "b"], 3.5), (0, 0))
+
+    def test_aListThatWasNeverHeldIsAProblem(self):
+        for loaded in (["a", "b", "c"], ["c"], ["b", "a"], ["x"], ["a", "c"]):
+            with self.subTest(loaded):
+                self.assertIn("never held", self.judge(loaded, 10))
+
+    def test_aListOfTheFutureIsAProblem(self):
+        self.assertIn("never held", self.judge(["b", "c"], 4.5))
+
+    def test_whatAKilledProcessLostIsNotMissedAgain(self):
+        started = {"time": 6e9, "loaded": ["b"]}
+        self.assertEqual(self.judge(["b"], 20, [started]), (0, 0))
+        self.assertIn("never held", self.judge(["b", "c"], 20, [started]))
+        self.assertEqual(self.judge(["b", "d"], 20, [started, {"time": 7e9, "added": ["d"], "news": True}]), (0, 0))
+
+    def test_aStartIsJudged(self):
+        starts = history.History([*self.LINES, {"time": 6e9, "loaded": ["a", "b"]}, {"time": 7e9, "loaded": ["x"]}]).starts
+        self.assertEqual([(one.news, bool(one.problem)) for one in starts], [(0, False), (1, False), (0, True)])
+
+
+class PowerCutImages(unittest.TestCase):
+    SIZE = 8 * block_disk.BLOCK
+
+    def setUp(self):
+        one, two, three = (bytes([number]) * block_disk.BLOCK for number in (1, 2, 3))
+        self.entries = [block_disk.Entry(10, 0, one), block_disk.Entry(20, 0, b""),
+                        block_disk.Entry(30, block_disk.BLOCK, two), block_disk.Entry(40, 2 * block_disk.BLOCK, three)]
+
+    def images(self, wanted):
+        base = block_disk.Blocks({}, self.SIZE)
+        return [(cut.time, tuple(cut.blocks.read(at * block_disk.BLOCK, 1)[0] for at in range(3)))
+                for cut in block_disk.cuts(base, self.entries, 50, wanted, random.Random(1))]
+
+    def test_everyWriteIsABoundaryThatLastsUntilTheNext(self):
+        self.assertEqual(self.images(4), [(10, (0, 0, 0)), (30, (1, 0, 0)), (40, (1, 2, 0)), (50, (1, 2, 3))])
+
+    def test_whatWasNotFlushedMayBeThereOrNot(self):
+        self.entries.append(block_disk.Entry(45, 0, b""))
+        whole = self.images(4)
+        variants = [image for image in self.images(100) if image not in whole]
+        self.assertEqual({time for time, _ in variants}, {45})
+        self.assertEqual({image for _, image in variants}, {(1, 2, 0), (1, 0, 3)})
+
+    def test_fewImagesAreSpreadOverTheTime(self):
+        self.assertEqual(self.images(2), [(30, (1, 0, 0)), (50, (1, 2, 3))])
 
 
 class SkippedTests(Tools):
