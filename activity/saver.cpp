@@ -27,7 +27,8 @@ constexpr std::int64_t kLarge = 50'000'000;
 constexpr std::chrono::seconds kUntilNewsAreSafe(2);
 constexpr std::chrono::seconds kUntilMoreOfTheSameIsSafe(10);
 /// A flush is done with the save that comes at about its time, so as not to wake the thread twice.
-constexpr std::chrono::milliseconds kAbout(300);
+constexpr std::chrono::milliseconds kEarly(300);
+constexpr std::chrono::milliseconds kLate(50);
 constexpr QLatin1StringView kSaveFailed("Save failed: ");
 
 bool isMoreOfTheSame(const ActivityLog& log, const ActivityLog& before)
@@ -90,7 +91,7 @@ void Saver::run()
             save();
         flushIfDue();
         if (!m_isEnding.load(std::memory_order_acquire)) // looked at again: a save may have slept
-            wait(m_flushDue ? *m_flushDue + kAbout : Clock::time_point::max());
+            wait(m_flushDue ? *m_flushDue + kLate : Clock::time_point::max());
     }
     m_file->discardOthers();
     m_end.set_value();
@@ -255,7 +256,7 @@ Outcome Saver::commit(int file)
 void Saver::flushIfDue()
 {
     const auto request = m_flushRequests.take();
-    const bool isDue = m_flushDue && Clock::now() + kAbout >= *m_flushDue;
+    const bool isDue = m_flushDue && Clock::now() + kEarly >= *m_flushDue;
     if (isDue || request || m_isEnding.load(std::memory_order_acquire)) {
         m_flushDue.reset();
         if (const auto flushed = m_file->flush(); !flushed) {
