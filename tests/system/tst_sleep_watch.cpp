@@ -2,9 +2,12 @@
 // SPDX-License-Identifier: MIT
 // What is owed is on the disk before the machine sleeps, and the machine is not held up longer.
 #include "platform/linux/dbus/sleep_watch.h"
+#include "tests/support/agent.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/private_home.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/signed_in_desktop.h"
+#include "tests/support/x11_test_window.h"
 
 #include <QDBusConnection>
 #include <QDBusUnixFileDescriptor>
@@ -13,6 +16,7 @@
 #include <array>
 #include <fcntl.h>
 #include <memory>
+#include <optional>
 #include <poll.h>
 #include <unistd.h>
 
@@ -81,7 +85,7 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        REQUIRE_PROGRAMS(QStringList{u"dbus-daemon"_s});
+        REQUIRE_PROGRAMS(support::SignedInDesktop::programs());
         QVERIFY(m_home.create());
         QVERIFY(m_daemon.start(m_home.filePath(u"bus"_s), m_home.environment()));
     }
@@ -151,6 +155,32 @@ private Q_SLOTS:
         const QDBusConnection none(u"none"_s);
         const SleepWatch watch(none, u"me"_s, u"to save"_s, preparation());
         QVERIFY(!m_done);
+    }
+
+    void theAgentHoldsTheMachineUpAndLetsItGo()
+    {
+        LoginManager manager;
+        offer(manager);
+        support::SignedInDesktop desktop;
+        QVERIFY(bool(desktop.start()));
+        support::X11TestWindow window(desktop.x11().display());
+        window.setClass("editor", "Editor");
+        window.setTitle(u"notes"_s);
+        QVERIFY(window.showAndFocus());
+        QProcessEnvironment environment = desktop.environment();
+        environment.insert(u"DBUS_SYSTEM_BUS_ADDRESS"_s, m_daemon.address());
+        support::Agent agent(environment);
+        QVERIFY(bool(desktop.startTracking(agent)));
+        QTRY_VERIFY_WITH_TIMEOUT(manager.isHeldUp(), 20000);
+        for (int night = 0; night < 2; ++night) {
+            QVERIFY(agent.nextLine()); // there is something to flush
+            Q_EMIT manager.PrepareForSleep(true);
+            QTRY_VERIFY(!manager.isHeldUp());
+            Q_EMIT manager.PrepareForSleep(false);
+            QTRY_VERIFY(manager.isHeldUp());
+        }
+        QCOMPARE(agent.end(), std::optional(0));
+        QVERIFY(!manager.isHeldUp());
     }
 
 private:
