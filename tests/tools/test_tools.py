@@ -287,6 +287,12 @@ class PowerCutImages(unittest.TestCase):
         self.assertEqual({time for time, _ in variants}, {45})
         self.assertEqual({image for _, image in variants}, {(1, 2, 0), (1, 0, 3)})
 
+    def test_whatDoesNotFitInOnePlaceGoesToAnother(self):
+        self.assertEqual(block_disk.fill(7, [2, 9, 2]), [2, 3, 2])
+        self.assertEqual(block_disk.fill(3, [2, 9, 2]), [1, 1, 1])
+        self.assertEqual(block_disk.fill(20, [2, 9, 2]), [2, 9, 2])
+        self.assertEqual(block_disk.fill(20, []), [])
+
     def test_fewImagesAreSpreadOverTheTime(self):
         self.assertEqual(self.images(2), [(30, (1, 0, 0)), (50, (1, 2, 3))])
 

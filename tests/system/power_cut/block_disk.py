@@ -258,6 +258,19 @@ def spread(count: int, slots: int) -> list:
     return [(index + 1) * count // slots - index * count // slots for index in range(slots)]
 
 
+def fill(count: int, rooms: list) -> list:
+    """The same where each slot has room for so many."""
+    filled = [0] * len(rooms)
+    while left := [slot for slot, room in enumerate(rooms) if filled[slot] < room]:
+        for slot, more in zip(left, spread(count, len(left))):
+            more = min(more, rooms[slot] - filled[slot])
+            filled[slot] += more
+            count -= more
+        if count == 0:
+            break
+    return filled
+
+
 def cuts(base: Blocks, entries: list, end: int, wanted: int, choice: random.Random, atom: int = BLOCK):
     """The disk before each write and after the last, as it was then: at most `wanted` of them, evenly over the time. If
     they are fewer, the rest is of the disk without some of what was written since the last flush, in parts of `atom`
@@ -277,7 +290,8 @@ def cuts(base: Blocks, entries: list, end: int, wanted: int, choice: random.Rand
     boundaries = sum(1 for entry in entries if entry.data) + 1
     whole = min(boundaries, wanted)
     is_chosen = spread(whole, boundaries)
-    variants = dict(zip(open_choices, spread(wanted - whole, len(open_choices)))) if open_choices else {}
+    rooms = [2 ** min(len(pieces), 16) - 2 for pieces in open_choices.values()]
+    variants = dict(zip(open_choices, fill(wanted - whole, rooms)))
 
     durable = base.copy()
     now = base.copy()
@@ -287,8 +301,6 @@ def cuts(base: Blocks, entries: list, end: int, wanted: int, choice: random.Rand
         seen = set()
         for variant in range(variants.get(index, 0)):
             pieces = open_choices[index]
-            if len(seen) == 2 ** len(pieces) - 2:
-                break
             some = some_of(pieces, choice)
             # All and none are disks of their own right already.
             while len(some) in (0, len(pieces)) or tuple(sorted(some)) in seen:

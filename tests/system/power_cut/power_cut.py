@@ -43,7 +43,6 @@ DATA = pathlib.Path("Velomira Usage Monitor/activity_logs.json")
 SCRIPTS = ("Bnsnsnsssssssssssssnsk", "nnsrnsnsf", "nsnsrnsnsssk")
 SHORT_SCRIPTS = ("Bnsnsnsnsnsk",)
 IDENTIFIER = re.compile('"id":"([0-9A-F-]{36})"')
-SHOWN = 5  # failures of each run
 
 
 class Runner:
@@ -238,7 +237,7 @@ def isolate(options) -> None:
     os.execvp(command[0], [*command, sys.executable, __file__, *sys.argv[1:]])
 
 
-def report(name: str, result: dict) -> None:
+def report(name: str, result: dict, show: int) -> None:
     counts = collections.Counter(result["counts"])
     worst = collections.Counter(result["worst"])
     print(f"{name:16} images={counts['images']} failed={failed_images(result)} whole={counts['whole']}"
@@ -246,7 +245,7 @@ def report(name: str, result: dict) -> None:
           f" worst_news_s={worst['news']:.2f} worst_same_s={worst['same']:.2f}"
           f" writes={result['writes']} flushes={result['flushes']} written_mb={result['bytes'] / 1e6:.1f}"
           f" replay_s={result['replay_s']:.0f}")
-    for cut, problem in result["failures"][:SHOWN]:
+    for cut, problem in result["failures"][:show]:
         print(f"    at write {cut}: {problem}")
 
 
@@ -263,6 +262,7 @@ def main() -> int:
     parser.add_argument("--news", type=float, default=3, help="seconds")
     parser.add_argument("--same", type=float, default=11, help="seconds")
     parser.add_argument("--seed", type=int, default=1, help="of the images without some writes")
+    parser.add_argument("--show", type=int, default=5, help="so many failures of each file system")
     options = parser.parse_args()
     if STAGE not in os.environ:
         isolate(options)
@@ -281,7 +281,8 @@ def try_all(options, folder: pathlib.Path) -> int:
     pipes = {}
     for title, (kind, flushes, images) in runs.items():
         pipes[title], theirs = multiprocessing.Pipe(False)
-        multiprocessing.Process(target=run_into, args=(theirs, options, kind, folder / title, flushes, images)).start()
+        arguments = (theirs, options, kind, folder / title, flushes, images)
+        multiprocessing.Process(target=run_into, args=arguments, daemon=True).start()
         theirs.close()
     wrong = []
     for title, pipe in pipes.items():
@@ -289,7 +290,7 @@ def try_all(options, folder: pathlib.Path) -> int:
         if "error" in result:
             wrong.append(f"{title}: {result['error']}")
             continue
-        report(title, result)
+        report(title, result, options.show)
         if result["damage"]:
             wrong.append(f"{title}: {result['damage']}")
         if runs[title][1] and result["failures"]:
