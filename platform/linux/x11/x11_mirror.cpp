@@ -50,7 +50,7 @@ constexpr std::uint32_t kEventsOfWindow =
 
 template <typename Event> Event as(const xcb_generic_event_t& event)
 {
-    Event result;
+    Event result{};
     static_assert(sizeof result <= sizeof event);
     std::memcpy(&result, &event, sizeof result);
     return result;

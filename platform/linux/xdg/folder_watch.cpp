@@ -56,7 +56,7 @@ bool FolderWatch::watch(const QByteArray& folder, const QByteArray& name)
 bool FolderWatch::hasChanged()
 {
     bool result = false;
-    alignas(inotify_event) std::array<char, 4096> buffer;
+    alignas(inotify_event) std::array<char, 4096> buffer{};
     for (;;) {
         const ssize_t size = ::read(m_descriptor.get(), buffer.data(), buffer.size());
         if (size <= 0)
