@@ -31,7 +31,7 @@ packages() {
         echo build-essential cmake ninja-build pkg-config qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-svg-dev \
             "$qml" libsimdjson-dev libglib2.0-dev \
             libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
-            libxcb1-dev libxcb-screensaver0-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev \
+            libxcb1-dev libxcb-screensaver0-dev libxcb-sync-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev \
             libwayland-dev libwayland-bin plasma-wayland-protocols libdbus-1-dev mold
         ;;
     imports) echo "$qml" ;;

@@ -82,14 +82,25 @@ void TrackingEngine::tick()
     if (std::exchange(m_currentURL, shown) != shown)
         Q_EMIT currentURLChanged();
 
+    if (!m_sample || m_sample->name != name || m_sample->title != title ||
+        m_sample->address != address)
+        m_sample = Sample{
+            .name = name,
+            .title = title,
+            .address = address,
+            .appName = activity::SharedText(name),
+            .windowTitle = activity::SharedText(title),
+            .url = address ? std::optional(activity::SharedText(*address)) : std::nullopt,
+            .line = tickLine(name, title, address),
+        };
     m_store.addLog({
-        .appName = activity::SharedText(name),
-        .windowTitle = activity::SharedText(title),
-        .url = address ? std::optional(activity::SharedText(*address)) : std::nullopt,
+        .appName = m_sample->appName,
+        .windowTitle = m_sample->windowTitle,
+        .url = m_sample->url,
         .timestamp = m_environment.clock.now(),
         .duration = kSampleSeconds,
     });
-    m_environment.diagnostics.line(tickLine(name, title, address));
+    m_environment.diagnostics.line(m_sample->line);
 }
 
 std::optional<QString> TrackingEngine::addressFor(const std::optional<QString>& bundleIdentifier)

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "activity/shared_text.h"
 #include "platform/environment.h"
 #include "platform/frontmost_application.h"
 #include "platform/repeating_timer.h"
@@ -76,6 +77,18 @@ Q_SIGNALS:
     void idleTimeChanged();
 
 private:
+    /// The last sample, and what it is recorded and told as.
+    struct Sample
+    {
+        QString name;
+        QString title;
+        std::optional<QString> address;
+        activity::SharedText appName;
+        activity::SharedText windowTitle;
+        std::optional<activity::SharedText> url;
+        QString line;
+    };
+
     void tick();
     [[nodiscard]] std::optional<QString> addressFor(const std::optional<QString>& bundleIdentifier);
     [[nodiscard]] std::optional<QString> runAppleScript(QStringView source);
@@ -87,6 +100,7 @@ private:
     std::unique_ptr<platform::RepeatingTimer> m_timer;
     bool m_isTracking = false;
     bool m_isPaused = false;
+    std::optional<Sample> m_sample;
     QString m_currentApp;
     QString m_currentTitle;
     QString m_currentURL;

@@ -25,6 +25,7 @@
 #include "platform/linux/posix/spare_memory.h"
 #include "platform/linux/posix/start_variables.h"
 #include "platform/linux/posix/termination_signals.h"
+#include "platform/linux/posix/timer_slack.h"
 #include "platform/linux/qt/qt_main_queue.h"
 #include "platform/linux/xdg/autostart_login_item.h"
 #include "sync/sync_service.h"
@@ -180,6 +181,10 @@ int runApplication(LinuxEnvironment& desktop,
          .setIsShowingLogin = [&quillstep](bool value) { quillstep.setIsShowingLogin(value); },
          .serviceUrl = fromView(platform::kServiceUrl)});
     quillstep.windows().setFactory(&windows);
+    quillstep.windows().setWatcher([&activation](bool hasWindows) {
+        activation.setHasWindows(hasWindows);
+        platform::posix::letTimersWait(!hasWindows);
+    });
     platform::gui::SystemTrayItem statusItem;
     quillstep.showIn(statusItem);
     QObject::connect(&urlOpener,
@@ -193,7 +198,10 @@ int runApplication(LinuxEnvironment& desktop,
     // Most of what it takes to show a window is not needed again before the next one.
     QTimer calm;
     calm.setSingleShot(true);
-    calm.callOnTimeout(qApp, &platform::posix::letGoOfSpareMemory);
+    calm.callOnTimeout(qApp, [&quillstep] {
+        platform::posix::letGoOfSpareMemory();
+        platform::posix::letTimersWait(!quillstep.windows().hasWindows());
+    });
     const auto waitForCalm = [&calm] {
         calm.start(kUntilCalm);
     };
@@ -346,6 +354,7 @@ void Agent::startAnew()
     if (!m_journalStream.isEmpty()) // standard output is still the same
         qputenv(platform::posix::kJournalStream, m_journalStream);
     const platform::posix::UsualCoreLimit limit;
+    const platform::posix::UsualTimerSlack slack;
     std::string option = "--gapplication-service";
     std::array<char*, 3> arguments{m_argv[0], option.data(), nullptr};
     ::execv("/proc/self/exe", arguments.data());

@@ -16,6 +16,8 @@ void WindowRouter::openWindow(const QString& identifier)
         return;
     const auto found = std::ranges::find(m_open, identifier, &Open::identifier);
     if (found == m_open.end()) {
+        if (m_open.empty() && m_watcher)
+            m_watcher(true);
         m_open.push_back(
             {.identifier = identifier, .window = m_factory->create(*scene, [this, identifier] {
                  dismissWindow(identifier);
@@ -37,8 +39,10 @@ void WindowRouter::dismissWindow(const QString& identifier)
     if (found == m_open.end())
         return;
     // Its end may ask for windows itself.
-    const std::unique_ptr<ShellWindow> window = std::move(found->window);
+    std::unique_ptr<ShellWindow> window = std::move(found->window);
     m_open.erase(found);
+    window.reset();
+    tellOfTheLast();
 }
 
 bool WindowRouter::isOpen(const QString& identifier) const
@@ -65,6 +69,13 @@ bool WindowRouter::isAskedForLast(const QString& identifier) const
 void WindowRouter::closeAll()
 {
     m_open.clear();
+    tellOfTheLast();
+}
+
+void WindowRouter::tellOfTheLast() const
+{
+    if (m_open.empty() && m_watcher)
+        m_watcher(false);
 }
 
 } // namespace shell

@@ -6,7 +6,9 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace shell {
@@ -24,6 +26,15 @@ public:
 
     /// The factory must outlive its windows; see closeAll(). Without one no window opens.
     void setFactory(WindowFactory* factory) { m_factory = factory; }
+
+    /// `watcher` is told of the first window before it is made, and of there being none any more
+    /// after the last one has gone.
+    void setWatcher(std::function<void(bool hasWindows)> watcher)
+    {
+        m_watcher = std::move(watcher);
+    }
+
+    [[nodiscard]] bool hasWindows() const { return !m_open.empty(); }
 
     /// Opens the window of the scene `identifier`, or brings the one that is there to the front.
     /// An unknown identifier opens nothing.
@@ -55,7 +66,10 @@ private:
         std::unique_ptr<ShellWindow> window;
     };
 
+    void tellOfTheLast() const;
+
     WindowFactory* m_factory = nullptr;
+    std::function<void(bool)> m_watcher;
     std::vector<Open> m_open; // the one asked for last at the end
 };
 

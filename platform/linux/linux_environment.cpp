@@ -29,7 +29,7 @@
 #include "platform/linux/x11/x11_connection.h"
 #include "platform/linux/x11/x11_frontmost_application.h"
 #include "platform/linux/x11/x11_idle_time.h"
-#include "platform/linux/x11/x11_window_query.h"
+#include "platform/linux/x11/x11_mirror.h"
 #include "platform/linux/x11/x11_window_title.h"
 #include "platform/linux/xdg/application_names.h"
 #include "platform/linux/xdg/base_directories.h"
@@ -57,15 +57,15 @@ struct X11Desktop
 {
     X11Desktop(std::unique_ptr<x11::X11Connection> connected, xdg::ApplicationNames& names)
         : connection(std::move(connected))
-        , windows(*connection)
-        , idleTime(*connection, windows)
-        , frontmostApplication(windows, names)
-        , windowTitle(windows)
+        , mirror(*connection)
+        , idleTime(*connection, mirror)
+        , frontmostApplication(mirror, names)
+        , windowTitle(mirror)
     {
     }
 
     std::unique_ptr<x11::X11Connection> connection;
-    x11::X11WindowQuery windows;
+    x11::X11Mirror mirror;
     x11::X11IdleTime idleTime;
     x11::X11FrontmostApplication frontmostApplication;
     x11::X11WindowTitle windowTitle;

@@ -50,6 +50,34 @@ private Q_SLOTS:
         QVERIFY(router.isOpen(QStringLiteral("login")));
     }
 
+    void theFirstWindowIsToldBeforeItIsMadeAndTheLastOneAfterItHasGone()
+    {
+        RecordingWindows windows;
+        WindowRouter router;
+        router.setFactory(&windows);
+        router.setWatcher([&windows](bool hasWindows) {
+            windows.events.append(hasWindows ? QStringLiteral("some") : QStringLiteral("none"));
+            QVERIFY(windows.open().isEmpty());
+        });
+        QVERIFY(!router.hasWindows());
+        router.openWindow(QStringLiteral("login"));
+        router.openWindow(QStringLiteral("dashboard"));
+        router.openWindow(QStringLiteral("login"));
+        QVERIFY(router.hasWindows());
+        router.dismissWindow(QStringLiteral("login"));
+        QVERIFY(router.hasWindows());
+        router.dismissWindow(QStringLiteral("dashboard"));
+        QVERIFY(!router.hasWindows());
+        QCOMPARE(windows.events.count(QStringLiteral("some")), 1);
+        QCOMPARE(windows.events.first(), QStringLiteral("some"));
+        QCOMPARE(windows.events.count(QStringLiteral("none")), 1);
+        QCOMPARE(windows.events.last(), QStringLiteral("none"));
+        router.openWindow(QStringLiteral("login"));
+        router.closeAll();
+        QCOMPARE(windows.events.count(QStringLiteral("some")), 2);
+        QCOMPARE(windows.events.last(), QStringLiteral("none"));
+    }
+
     void askedForTwiceThereIsOneBroughtForward()
     {
         RecordingWindows windows;

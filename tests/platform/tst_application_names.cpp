@@ -49,6 +49,62 @@ private Q_SLOTS:
         QTRY_COMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Editor"_s));
     }
 
+    void foldersOfWhichNothingExistsYetAreNoticed()
+    {
+        ApplicationNames names({m_files->path(u"one/two/three"_s), m_files->path(u"one/other"_s)},
+                               {.checkInterval = 0ms});
+        QCOMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"a"_s));
+        QVERIFY(QDir().mkpath(m_files->path(u"one"_s)));
+        QTRY_COMPARE(names.edition(), 2);
+        QVERIFY(m_files->add(u"one/two/three/a.desktop"_s, "Name=Editor"));
+        QTRY_COMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Editor"_s));
+        QVERIFY(m_files->add(u"one/other/b.desktop"_s, "Name=Viewer"));
+        QTRY_COMPARE(names.identify({u"b"_s}, 0).name, std::optional(u"Viewer"_s));
+    }
+
+    void aFileInAFolderOfAFolderIsNoticed()
+    {
+        QVERIFY(m_files->add(u"kde/a.desktop"_s, "Name=Editor"));
+        ApplicationNames names({m_files->folder()}, {.checkInterval = 0ms});
+        QCOMPARE(names.identify({u"kde-b"_s}, 0).name, std::optional(u"kde-b"_s));
+        QVERIFY(m_files->add(u"kde/b.desktop"_s, "Name=Viewer"));
+        QTRY_COMPARE(names.identify({u"kde-b"_s}, 0).name, std::optional(u"Viewer"_s));
+    }
+
+    void aFileThatIsRewrittenIsNoticed()
+    {
+        QVERIFY(m_files->add(u"a.desktop"_s, "Name=Editor"));
+        ApplicationNames names({m_files->folder()}, {.checkInterval = 0ms});
+        QCOMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Editor"_s));
+        QVERIFY(m_files->add(u"a.desktop"_s, "Name=Writer"));
+        QTRY_COMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Writer"_s));
+    }
+
+    void whatComesBesideAMissingFolderIsNoReasonToRead()
+    {
+        ApplicationNames names({m_files->path(u"later"_s)}, {.checkInterval = 0ms});
+        QCOMPARE(names.edition(), 1);
+        for (int i = 0; i < 5; ++i) {
+            QVERIFY(m_files->add(u"a%1.desktop"_s.arg(i), "Name=Editor"));
+            QCOMPARE(names.edition(), 1);
+        }
+        QVERIFY(m_files->add(u"later/a.desktop"_s, "Name=Editor"));
+        QTRY_VERIFY(names.edition() > 1);
+    }
+
+    // On a network, for instance: somebody else puts a folder where another one was.
+    void whatNobodyTellsIsSeenInTheEnd()
+    {
+        QVERIFY(m_files->add(u"one/a.desktop"_s, "Name=Editor"));
+        QVERIFY(m_files->add(u"two/a.desktop"_s, "Name=Writer"));
+        const QString link = m_files->path(u"link"_s);
+        QVERIFY(QFile::link(m_files->path(u"one"_s), link));
+        ApplicationNames names({link}, {.checkInterval = 0ms, .lookInterval = 50ms});
+        QCOMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Editor"_s));
+        QVERIFY(QFile::remove(link) && QFile::link(m_files->path(u"two"_s), link));
+        QTRY_COMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Writer"_s));
+    }
+
     void aRemovedFileIsNoticed()
     {
         QVERIFY(m_files->add(u"a.desktop"_s, "Name=Editor"));

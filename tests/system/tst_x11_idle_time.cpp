@@ -10,6 +10,7 @@
 #include <QTest>
 
 #include <cmath>
+#include <xcb/screensaver.h>
 
 using namespace Qt::StringLiterals;
 using support::HeadlessX11;
@@ -47,6 +48,28 @@ private Q_SLOTS:
         QTRY_VERIFY(observer->idleTime.secondsSinceLastInput() > 1.5);
     }
 
+    // It is asked once and counted on from there, until there is input.
+    void itIsWhatTheServerSaysToATenthOfASecond()
+    {
+        HeadlessX11 desktop;
+        QVERIFY(desktop.start());
+        const auto observer = X11Observer::on(desktop.display());
+        QVERIFY(observer);
+        const support::X11Client client(desktop.display());
+        for (int inputs = 0; inputs < 3; ++inputs) {
+            QVERIFY(xdotool(desktop, {u"key"_s, u"shift"_s}));
+            double server = 0;
+            while (server < 3.5) {
+                QTest::qWait(100); // some questions a second
+                const double seconds = observer->idleTime.secondsSinceLastInput();
+                server = idleSecondsOf(client);
+                // Below a second it may be less.
+                QVERIFY2(seconds < server + 0.1 && (server < 1.2 || seconds > server - 0.1),
+                         qPrintable(u"%1 instead of %2"_s.arg(seconds).arg(server)));
+            }
+        }
+    }
+
     void aServerWithoutTheExtensionDoesNotTell()
     {
         HeadlessX11 desktop;
@@ -60,6 +83,16 @@ private Q_SLOTS:
         window.setTitle(u"Title"_s);
         QVERIFY(window.showAndFocus());
         QCOMPARE(observer->tick(), std::optional(u"Title"_s));
+    }
+
+private:
+    /// By a question of its own.
+    static double idleSecondsOf(const support::X11Client& client)
+    {
+        const auto cookie = xcb_screensaver_query_info(client.get(), client.root());
+        const platform::x11::X11Reply<xcb_screensaver_query_info_reply_t> reply(
+            xcb_screensaver_query_info_reply(client.get(), cookie, nullptr));
+        return reply ? reply->ms_since_user_input / 1000.0 : std::nan("");
     }
 };
 

@@ -7,6 +7,7 @@
 #include "tests/support/x11_test_window.h"
 #include "tests/system/x11_observer.h"
 
+#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QSysInfo>
 #include <QTest>
@@ -225,6 +226,60 @@ private Q_SLOTS:
         QCOMPARE(m_observer->windowTitle.focusedWindowTitle(Application{}), std::nullopt);
     }
 
+    // While the focus moves, window managers say for a moment that nothing has it.
+    void aMomentWithoutActiveWindowDoesNotCount()
+    {
+        X11TestWindow window(m_desktop.display());
+        window.setTitle(u"Title"_s);
+        QVERIFY(window.showAndFocus());
+        QCOMPARE(m_observer->tick(), std::optional(u"Title"_s));
+        for (int i = 0; i < 20; ++i) {
+            QElapsedTimer sinceThen;
+            sinceThen.start();
+            claimThatNothingIsActive(window.client());
+            QCOMPARE(window.client().activeWindow(), xcb_window_t{XCB_WINDOW_NONE});
+            QStringList seen;
+            while (!sinceThen.hasExpired(20))
+                seen += m_observer->tick().value_or(u"(none)"_s);
+            const bool wasInTime = !sinceThen.hasExpired(90); // else the machine was too busy
+            window.claimToBeActive();
+            QVERIFY2(!wasInTime || seen.count(u"Title"_s) == seen.size(),
+                     qPrintable(seen.join(u' ')));
+            QCOMPARE(m_observer->tick(), std::optional(u"Title"_s));
+        }
+    }
+
+    void withoutActiveWindowNothingIsInFrontAfterThatMoment()
+    {
+        X11TestWindow window(m_desktop.display());
+        window.setTitle(u"Title"_s);
+        QVERIFY(window.showAndFocus());
+        QCOMPARE(m_observer->tick(), std::optional(u"Title"_s));
+        claimThatNothingIsActive(window.client());
+        QElapsedTimer sinceThen;
+        sinceThen.start();
+        QTRY_COMPARE(m_observer->tick(), std::nullopt);
+        QVERIFY(sinceThen.elapsed() < 1000);
+        QCOMPARE(m_observer->tick(), std::nullopt);
+        window.claimToBeActive();
+        QCOMPARE(m_observer->tick(), std::optional(u"Title"_s));
+        // A tick that comes later sees none at once.
+        claimThatNothingIsActive(window.client());
+        sinceThen.restart();
+        QTRY_VERIFY(sinceThen.hasExpired(150));
+        QCOMPARE(m_observer->tick(), std::nullopt);
+    }
+
+    void aWindowThatIsDestroyedInThatMomentIsNotInFront()
+    {
+        X11TestWindow window(m_desktop.display());
+        QVERIFY(window.showAndFocus());
+        QVERIFY(m_observer->front());
+        claimThatNothingIsActive(window.client());
+        window.destroy();
+        QVERIFY(!m_observer->front());
+    }
+
     void aWithdrawnWindowIsNotInFront()
     {
         X11TestWindow window(m_desktop.display());
@@ -263,6 +318,7 @@ private Q_SLOTS:
         QVERIFY(window.showAndFocus());
         QCOMPARE(frontIdentifier(), u"Tool"_s);
         m_desktop.killWindowManager();
+        QTRY_VERIFY(!m_observer->front()); // once the server has noticed
         window.claimToBeActive();
         QVERIFY(!m_observer->front());
         QVERIFY(m_desktop.startWindowManager());
@@ -271,6 +327,20 @@ private Q_SLOTS:
     }
 
 private:
+    static void claimThatNothingIsActive(const support::X11Client& client)
+    {
+        constexpr xcb_window_t kNone = XCB_WINDOW_NONE;
+        xcb_change_property(client.get(),
+                            XCB_PROP_MODE_REPLACE,
+                            client.root(),
+                            client.atom("_NET_ACTIVE_WINDOW"),
+                            XCB_ATOM_WINDOW,
+                            32,
+                            1,
+                            &kNone);
+        client.sync();
+    }
+
     QString frontIdentifier()
     {
         const auto application = m_observer->front();

@@ -5,7 +5,7 @@
 #include "platform/linux/x11/x11_connection.h"
 #include "platform/linux/x11/x11_frontmost_application.h"
 #include "platform/linux/x11/x11_idle_time.h"
-#include "platform/linux/x11/x11_window_query.h"
+#include "platform/linux/x11/x11_mirror.h"
 #include "platform/linux/x11/x11_window_title.h"
 #include "platform/linux/xdg/application_names.h"
 
@@ -21,11 +21,11 @@ public:
     explicit X11Observer(std::unique_ptr<platform::x11::X11Connection> connection,
                          const QStringList& desktopEntryFolders = {})
         : m_connection(std::move(connection))
-        , m_windows(*m_connection)
+        , m_mirror(*m_connection)
         , m_names(desktopEntryFolders)
-        , idleTime(*m_connection, m_windows)
-        , frontmostApplication(m_windows, m_names)
-        , windowTitle(m_windows)
+        , idleTime(*m_connection, m_mirror)
+        , frontmostApplication(m_mirror, m_names)
+        , windowTitle(m_mirror)
     {
     }
 
@@ -61,7 +61,7 @@ public:
 
 private:
     std::unique_ptr<platform::x11::X11Connection> m_connection;
-    platform::x11::X11WindowQuery m_windows;
+    platform::x11::X11Mirror m_mirror;
     platform::xdg::ApplicationNames m_names;
 
 public:

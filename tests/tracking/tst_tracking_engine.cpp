@@ -201,6 +201,35 @@ private Q_SLOTS:
         QCOMPARE(ids.size(), 10UL);
     }
 
+    void anUnchangedSampleSharesItsTextsAndEachChangeIsRecorded()
+    {
+        Bench bench;
+        bench.tick();
+        bench.tick();
+        QVERIFY(bench.logs()[0].appName.sharesBufferWith(bench.logs()[1].appName));
+        QVERIFY(bench.logs()[0].windowTitle->sharesBufferWith(*bench.logs()[1].windowTitle));
+        bench.fake.windowTitle.titles[7] = QStringLiteral("other.txt");
+        bench.tick();
+        bench.fake.frontmostApplication.application->localizedName = QStringLiteral("Writer");
+        bench.tick();
+        bench.fake.frontmostApplication.application = browser("+Chrome");
+        bench.fake.scriptRunner.answer = std::optional<QString>();
+        bench.tick();
+        bench.fake.scriptRunner.answer = std::optional(QString());
+        bench.tick();
+        QVERIFY(bench.last().url.has_value());
+        bench.fake.scriptRunner.answer = std::optional(QStringLiteral("https://a.example/"));
+        bench.tick();
+        QCOMPARE(bench.fake.diagnostics.lines(),
+                 (QStringList{QStringLiteral("Tick: Editor | notes.txt | --"),
+                              QStringLiteral("Tick: Editor | notes.txt | --"),
+                              QStringLiteral("Tick: Editor | other.txt | --"),
+                              QStringLiteral("Tick: Writer | other.txt | --"),
+                              QStringLiteral("Tick: Browser | A page | --"),
+                              QStringLiteral("Tick: Browser | A page | "),
+                              QStringLiteral("Tick: Browser | A page | https://a.example/")}));
+    }
+
     void idleAtExactlyThresholdStillRecords()
     {
         Bench bench;

@@ -3,6 +3,7 @@
 #include "platform/linux/gui/desktop_url_opener.h"
 
 #include "platform/linux/posix/process_shield.h"
+#include "platform/linux/posix/timer_slack.h"
 
 #include <QDesktopServices>
 #include <QTimer>
@@ -17,6 +18,7 @@ void DesktopUrlOpener::open(const QString& url)
         return;
     }
     const posix::UsualCoreLimit limit;
+    const posix::UsualTimerSlack slack;
     QDesktopServices::openUrl(QUrl(url));
 }
 

@@ -30,7 +30,14 @@ bool isInput(QEvent::Type type)
 WindowActivation::WindowActivation()
     : m_x11(X11WindowHints::create())
 {
-    qApp->installEventFilter(this);
+}
+
+void WindowActivation::setHasWindows(bool hasWindows)
+{
+    if (hasWindows)
+        qApp->installEventFilter(this);
+    else
+        qApp->removeEventFilter(this);
 }
 
 void WindowActivation::windowAskedFor(QWindow& window)

@@ -14,7 +14,7 @@
 
 namespace platform::gui {
 
-/// The toolkit's windows on the user's screen. Keeps an eye on all of them.
+/// The toolkit's windows on the user's screen. Keeps an eye on all of them while there are any.
 /// Main thread, with an application.
 class WindowActivation final : public QObject, public AppActivation
 {
@@ -22,6 +22,10 @@ class WindowActivation final : public QObject, public AppActivation
 
 public:
     WindowActivation();
+
+    /// Whether there are windows. To be told before the first one is made: until then, and without
+    /// any, the program's events go by unseen.
+    void setHasWindows(bool hasWindows);
 
     void windowAskedFor(QWindow& window) override;
     void activateIgnoringOtherApps(const ActivationToken& token) override;

@@ -38,8 +38,7 @@ void StdoutDiagnostics::line(QStringView text)
 {
     if (m_sink == Sink::Journal && text.startsWith(kOfWindows))
         return;
-    QByteArray bytes = terminalText(text);
-    bytes.append('\n');
+    const QByteArray bytes = bytesOf(text);
     // One write for a line of ordinary length, so that lines of several threads do not mix.
     for (const char* at = bytes.constData(); at != bytes.constEnd();) {
         if (!hasRoom(m_descriptor))
@@ -52,6 +51,17 @@ void StdoutDiagnostics::line(QStringView text)
             return;
         at += written;
     }
+}
+
+/// `text` as it is written; that of the last line is kept, because most are said again and again.
+QByteArray StdoutDiagnostics::bytesOf(QStringView text)
+{
+    const std::scoped_lock lock(m_mutex);
+    if (m_lastBytes.isEmpty() || text != m_lastText) {
+        m_lastText = text.toString();
+        m_lastBytes = terminalText(text) + '\n';
+    }
+    return m_lastBytes;
 }
 
 } // namespace platform::posix

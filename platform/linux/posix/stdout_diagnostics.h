@@ -4,7 +4,11 @@
 
 #include "platform/diagnostics.h"
 
+#include <QByteArray>
+#include <QString>
+
 #include <cstdint>
+#include <mutex>
 
 namespace platform::posix {
 
@@ -26,8 +30,13 @@ public:
     void line(QStringView text) override;
 
 private:
+    [[nodiscard]] QByteArray bytesOf(QStringView text);
+
     int m_descriptor;
     Sink m_sink;
+    std::mutex m_mutex; // of the two below
+    QString m_lastText;
+    QByteArray m_lastBytes;
 };
 
 } // namespace platform::posix

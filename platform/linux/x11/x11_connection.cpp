@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <thread>
 #include <utility>
 #include <xcb/screensaver.h>
@@ -23,6 +24,16 @@ constexpr std::chrono::seconds kPatience(1);
 /// The server writes each reply of a batch by itself. Where it shares a processor with us, waiting
 /// for data would wake us for every single one: a dozen times a tick instead of once.
 constexpr std::chrono::microseconds kTimeToAnswer(100);
+
+/// A descriptor that is readable once the other side of `socket` has been closed, and not when data
+/// arrives.
+posix::FileDescriptor hangUpOf(int socket)
+{
+    posix::FileDescriptor hangUp(::epoll_create1(EPOLL_CLOEXEC));
+    epoll_event event{.events = EPOLLRDHUP, .data = {}};
+    ::epoll_ctl(hangUp.get(), EPOLL_CTL_ADD, socket, &event);
+    return hangUp;
+}
 
 xcb_window_t rootOfScreen(xcb_connection_t* connection, int screen)
 {
@@ -82,14 +93,17 @@ X11Connection::X11Connection(Handle connection, int screen, QString name)
     : m_connection(std::move(connection))
     , m_name(std::move(name))
     , m_root(rootOfScreen(m_connection.get(), screen))
-    , m_notifier(xcb_get_file_descriptor(m_connection.get()), QSocketNotifier::Read)
+    , m_hangUp(hangUpOf(xcb_get_file_descriptor(m_connection.get())))
+    , m_notifier(m_hangUp.get(), QSocketNotifier::Read)
 {
     xcb_prefetch_extension_data(get(), &xcb_screensaver_id);
+    xcb_prefetch_extension_data(get(), &xcb_sync_id);
     m_atoms = X11Atoms::intern(get());
     const auto* extension = xcb_get_extension_data(get(), &xcb_screensaver_id);
     m_hasScreenSaver = extension != nullptr && extension->present != 0;
+    m_counters = X11Counters::find(get());
 
-    connect(&m_notifier, &QSocketNotifier::activated, this, &X11Connection::drainSocket);
+    connect(&m_notifier, &QSocketNotifier::activated, this, &X11Connection::noteLoss);
     if (xcb_connection_has_error(get()) != 0)
         noteLoss();
 }
@@ -116,10 +130,6 @@ void* X11Connection::waitForReply(unsigned sequence)
         }
     }
     X11Free{}(error);
-
-    // What came along with the reply no longer wakes the notifier.
-    while (const X11Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(get())}) {
-    }
     if (xcb_connection_has_error(get()) != 0)
         noteLoss();
     return reply;
@@ -142,14 +152,16 @@ void X11Connection::discard(unsigned sequence) const
         xcb_discard_reply(get(), sequence);
 }
 
-// We select no events, but some are sent to every client and would pile up unread.
-void X11Connection::drainSocket()
+X11Reply<xcb_generic_event_t> X11Connection::nextEvent()
 {
-    m_silent = false; // the reply that was given up, at the least
-    while (const X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(get())}) {
-    }
-    if (xcb_connection_has_error(get()) != 0)
+    if (m_lost)
+        return nullptr;
+    if (m_silent) // the reply that was given up, at the least
+        m_silent = !waitForData(QDeadlineTimer(0));
+    X11Reply<xcb_generic_event_t> event(xcb_poll_for_event(get()));
+    if (!event && xcb_connection_has_error(get()) != 0)
         noteLoss();
+    return event;
 }
 
 void X11Connection::noteLoss()

@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/posix/file_descriptor.h"
 #include "platform/linux/x11/x11_atoms.h"
+#include "platform/linux/x11/x11_counters.h"
 #include "platform/linux/x11/x11_reply.h"
 #include "platform/result.h"
 
@@ -18,7 +20,8 @@
 namespace platform::x11 {
 
 /// A connection to an X server of our own, independent of the toolkit's, so that it works without
-/// a window and its loss does not end the process.
+/// a window and its loss does not end the process. What the server sends is read when somebody asks
+/// for it and wakes nobody; only its end does.
 /// Main thread, with an event loop.
 class X11Connection final : public QObject
 {
@@ -36,7 +39,7 @@ public:
     ~X11Connection() override;
 
     /// False from the moment that the server is known to be gone, for good, and while it has left a
-    /// question unanswered for a second, until it sends something again.
+    /// question unanswered for a second, until nextEvent() finds that it has sent something again.
     [[nodiscard]] bool isAlive() const { return !m_lost && !m_silent; }
 
     /// For sending requests. Replies are to be taken through reply(), or dropped by discard().
@@ -46,6 +49,8 @@ public:
     [[nodiscard]] xcb_window_t root() const { return m_root; }
 
     [[nodiscard]] const X11Atoms& atoms() const { return m_atoms; }
+
+    [[nodiscard]] const X11Counters& counters() const { return m_counters; }
 
     /// Whether the server has the extension MIT-SCREEN-SAVER.
     [[nodiscard]] bool hasScreenSaver() const { return m_hasScreenSaver; }
@@ -58,6 +63,10 @@ public:
     {
         return X11Reply<Reply>(static_cast<Reply*>(waitForReply(sequence)));
     }
+
+    /// The next event that the server has sent, or error that it has reported; null when there is
+    /// none yet. Never blocks.
+    [[nodiscard]] X11Reply<xcb_generic_event_t> nextEvent();
 
     /// Drops the reply to the request `sequence`, whenever it comes. Never blocks.
     void discard(unsigned sequence) const;
@@ -82,7 +91,6 @@ private:
 
     void* waitForReply(unsigned sequence);
     [[nodiscard]] bool waitForData(const QDeadlineTimer& deadline) const;
-    void drainSocket();
     void noteLoss();
     void reportLoss();
 
@@ -90,10 +98,12 @@ private:
     QString m_name;
     xcb_window_t m_root;
     X11Atoms m_atoms;
+    X11Counters m_counters;
     bool m_hasScreenSaver = false;
     bool m_lost = false;
     bool m_silent = false;
     std::uint64_t m_blockingWaits = 0;
+    posix::FileDescriptor m_hangUp; // readable when the server has closed the connection
     QSocketNotifier m_notifier;
 };
 

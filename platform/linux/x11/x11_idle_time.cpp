@@ -3,16 +3,15 @@
 #include "platform/linux/x11/x11_idle_time.h"
 
 #include "platform/linux/x11/x11_connection.h"
-#include "platform/linux/x11/x11_window_query.h"
+#include "platform/linux/x11/x11_mirror.h"
 
 #include <limits>
-#include <xcb/screensaver.h>
 
 namespace platform::x11 {
 
-X11IdleTime::X11IdleTime(X11Connection& connection, X11WindowQuery& windows)
+X11IdleTime::X11IdleTime(const X11Connection& connection, X11Mirror& mirror)
     : m_connection(connection)
-    , m_windows(windows)
+    , m_mirror(mirror)
 {
 }
 
@@ -23,14 +22,8 @@ bool X11IdleTime::isAvailable() const
 
 double X11IdleTime::secondsSinceLastInput()
 {
-    constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
-    if (!isAvailable())
-        return kUnknown;
-    // First, so that waiting for the idle time waits for the focused window as well.
-    m_windows.sendAhead();
-    const auto cookie = xcb_screensaver_query_info(m_connection.get(), m_connection.root());
-    const auto info = m_connection.reply<xcb_screensaver_query_info_reply_t>(cookie.sequence);
-    return info ? info->ms_since_user_input / 1000.0 : kUnknown;
+    return m_connection.hasScreenSaver() ? m_mirror.idleSeconds()
+                                         : std::numeric_limits<double>::quiet_NaN();
 }
 
 } // namespace platform::x11

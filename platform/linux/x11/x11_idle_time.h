@@ -7,7 +7,7 @@
 namespace platform::x11 {
 
 class X11Connection;
-class X11WindowQuery;
+class X11Mirror;
 
 /// Idle time by the X extension MIT-SCREEN-SAVER, which counts raw input of all devices.
 /// Not for an X server that runs inside a Wayland desktop: it sees the input of its own windows
@@ -16,19 +16,18 @@ class X11WindowQuery;
 class X11IdleTime final : public IdleTime
 {
 public:
-    /// Both must outlive this. `windows` works on `connection`; its requests are sent along with
-    /// the own one.
-    X11IdleTime(X11Connection& connection, X11WindowQuery& windows);
+    /// Both must outlive this. `mirror` works on `connection`.
+    X11IdleTime(const X11Connection& connection, X11Mirror& mirror);
 
     /// Whether the server can tell. False after a loss of the connection.
     [[nodiscard]] bool isAvailable() const;
 
-    /// As in the interface; one round trip. Not-a-number when not available.
+    /// As in the interface, by X11Mirror::idleSeconds(). Not-a-number when not available.
     [[nodiscard]] double secondsSinceLastInput() override;
 
 private:
-    X11Connection& m_connection;
-    X11WindowQuery& m_windows;
+    const X11Connection& m_connection;
+    X11Mirror& m_mirror;
 };
 
 } // namespace platform::x11

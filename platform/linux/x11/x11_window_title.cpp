@@ -2,12 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/x11/x11_window_title.h"
 
-#include "platform/linux/x11/x11_window_query.h"
+#include "platform/linux/x11/x11_mirror.h"
 
 namespace platform::x11 {
 
-X11WindowTitle::X11WindowTitle(X11WindowQuery& windows)
-    : m_windows(windows)
+X11WindowTitle::X11WindowTitle(X11Mirror& mirror)
+    : m_mirror(mirror)
 {
 }
 
@@ -16,7 +16,7 @@ std::optional<QString> X11WindowTitle::focusedWindowTitle(const Application& app
     const auto window = static_cast<xcb_window_t>(application.window);
     if (window == XCB_WINDOW_NONE)
         return std::nullopt;
-    return m_windows.titleOf(window);
+    return m_mirror.titleOf(window);
 }
 
 } // namespace platform::x11

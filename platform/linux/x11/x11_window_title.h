@@ -6,23 +6,23 @@
 
 namespace platform::x11 {
 
-class X11WindowQuery;
+class X11Mirror;
 
-/// The title of the focused window, for values of X11FrontmostApplication on the same query.
+/// The title of the focused window, for values of X11FrontmostApplication on the same mirror.
 /// Main thread.
 class X11WindowTitle final : public WindowTitle
 {
 public:
-    /// `windows` must outlive this.
-    explicit X11WindowTitle(X11WindowQuery& windows);
+    /// `mirror` must outlive this.
+    explicit X11WindowTitle(X11Mirror& mirror);
 
-    /// As in the interface, at most one round trip. Right after the application was answered it is
-    /// the title of that moment, without one.
+    /// As in the interface, for a window that is still focused. Right after the application was
+    /// answered it is the title of that moment.
     [[nodiscard]] std::optional<QString>
     focusedWindowTitle(const Application& application) override;
 
 private:
-    X11WindowQuery& m_windows;
+    X11Mirror& m_mirror;
 };
 
 } // namespace platform::x11

@@ -19,7 +19,7 @@ ApplicationNames::ApplicationNames(QStringList folders, Options options)
     , m_options(std::move(options))
     , m_answers(kRememberedAnswers)
 {
-    startReading();
+    startReading(false);
 }
 
 ApplicationNames::~ApplicationNames()
@@ -39,12 +39,22 @@ ApplicationIdentity ApplicationNames::identify(const QStringList& identifiers, s
     return identity;
 }
 
-void ApplicationNames::startReading()
+int ApplicationNames::edition()
+{
+    keepUpToDate();
+    return m_edition;
+}
+
+void ApplicationNames::startReading(bool onlyIfChanged)
 {
     if (m_reader.joinable())
         m_reader.join(); // it has delivered
     std::packaged_task<IndexPointer()> task(
-        [folders = m_folders] { return std::make_unique<const DesktopEntryIndex>(folders); });
+        [this, before = onlyIfChanged ? m_index.get() : nullptr]() -> IndexPointer {
+            if (before != nullptr && before->isUpToDate())
+                return nullptr;
+            return std::make_unique<const DesktopEntryIndex>(m_folders, &m_watch);
+        });
     m_reading = task.get_future();
     m_reader = std::thread(std::move(task));
 }
@@ -54,16 +64,23 @@ void ApplicationNames::keepUpToDate()
     if (m_reading.valid()) {
         if (m_index && m_reading.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
             return;
-        m_index = m_reading.get();
-        m_answers.clear();
+        if (IndexPointer index = m_reading.get()) {
+            m_index = std::move(index);
+            m_answers.clear();
+            ++m_edition;
+        }
         m_checkedAt = Clock::now();
+        m_lookedAt = m_checkedAt;
         return;
     }
-    if (Clock::now() - m_checkedAt < m_options.checkInterval)
+    const Clock::time_point now = Clock::now();
+    if (now - m_checkedAt < m_options.checkInterval)
         return;
-    m_checkedAt = Clock::now();
-    if (!m_index->isUpToDate())
-        startReading();
+    m_checkedAt = now;
+    if (m_watch.hasChanged())
+        startReading(false);
+    else if (!m_watch.isComplete() || now - m_lookedAt >= m_options.lookInterval)
+        startReading(true);
 }
 
 } // namespace platform::xdg

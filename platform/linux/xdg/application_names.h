@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/linux/xdg/application_matcher.h"
+#include "platform/linux/xdg/folder_watch.h"
 
 #include <QCache>
 #include <QString>
@@ -24,9 +25,11 @@ class ApplicationNames final
 public:
     struct Options
     {
-        /// How often, at most, the folders are looked at for changes, on a call of identify().
-        /// A file that is rewritten in place, without its folder changing, is not noticed.
+        /// How often, at most, it is asked whether the folders have changed.
         std::chrono::milliseconds checkInterval{5000};
+        /// How often the folders themselves are looked at all the same, on the other thread: for
+        /// what nobody tells.
+        std::chrono::milliseconds lookInterval{600'000};
         /// Where processes are read from.
         QString procFolder = QStringLiteral("/proc");
     };
@@ -42,23 +45,29 @@ public:
 
     /// The application of a window, see matchApplication(); `pid` is 0 when unknown. The first call
     /// waits for the desktop files, later ones do not: while they are read again, what was known
-    /// before answers. A repeated question touches no file, save for the check of the folders.
+    /// before answers. A repeated question touches no file.
     [[nodiscard]] ApplicationIdentity identify(const QStringList& identifiers, std::int32_t pid);
+
+    /// Another number once identify() may answer otherwise than before. The first call waits, too.
+    [[nodiscard]] int edition();
 
 private:
     using Clock = std::chrono::steady_clock;
     using IndexPointer = std::unique_ptr<const DesktopEntryIndex>;
     using Question = std::pair<QStringList, std::int32_t>;
 
-    void startReading();
+    void startReading(bool onlyIfChanged);
     void keepUpToDate();
 
     QStringList m_folders;
     Options m_options;
+    FolderWatch m_watch; // of the thread that reads, while it does
     IndexPointer m_index;
     std::future<IndexPointer> m_reading;
     std::thread m_reader;
     Clock::time_point m_checkedAt;
+    Clock::time_point m_lookedAt;
+    int m_edition = 0;
     /// Answers of the present index.
     QCache<Question, ApplicationIdentity> m_answers;
 };

@@ -3,6 +3,7 @@
 #include "platform/linux/xdg/desktop_entry_index.h"
 
 #include "platform/linux/xdg/desktop_id.h"
+#include "platform/linux/xdg/folder_watch.h"
 
 #include <QDir>
 #include <QFile>
@@ -42,8 +43,15 @@ std::int64_t modifiedNanoseconds(const QString& folder)
 class Reader final
 {
 public:
+    explicit Reader(FolderWatch* watch)
+        : m_watch(watch)
+    {
+    }
+
     void readFolder(const QString& folder, const QString& pathInBase = {}, int depth = 0)
     {
+        if (m_watch != nullptr)
+            m_watch->add(folder);
         struct stat state{};
         if (::stat(QFile::encodeName(folder).constData(), &state) != 0) {
             m_folders.push_back({.path = folder});
@@ -92,6 +100,7 @@ private:
             m_entries.push_back(*std::move(entry));
     }
 
+    FolderWatch* m_watch;
     std::vector<DesktopEntry> m_entries;
     std::vector<FolderState> m_folders;
     std::set<std::pair<dev_t, ino_t>> m_seenFolders;
@@ -107,9 +116,9 @@ void addFirst(QHash<QString, const DesktopEntry*>& lookup,
 }
 } // namespace
 
-DesktopEntryIndex::DesktopEntryIndex(const QStringList& folders)
+DesktopEntryIndex::DesktopEntryIndex(const QStringList& folders, FolderWatch* watch)
 {
-    Reader reader;
+    Reader reader(watch);
     for (const QString& folder : folders)
         reader.readFolder(folder);
     m_entries = reader.takeEntries();

@@ -13,6 +13,8 @@
 
 namespace platform::xdg {
 
+class FolderWatch;
+
 /// What tells that files were added to a folder, removed from it or replaced.
 struct FolderState
 {
@@ -31,8 +33,9 @@ class DesktopEntryIndex final
 public:
     /// Reads `folders` with their sub-folders; of several files with one id that in the first
     /// folder counts, and hides the others even when it says Hidden itself. Files that cannot be
-    /// read are left out. Blocks on the disk.
-    explicit DesktopEntryIndex(const QStringList& folders = {});
+    /// read are left out. Blocks on the disk. `watch`, unless it is null, is given every folder
+    /// before it is read; it is not kept.
+    explicit DesktopEntryIndex(const QStringList& folders = {}, FolderWatch* watch = nullptr);
 
     DesktopEntryIndex(const DesktopEntryIndex&) = delete;
     DesktopEntryIndex& operator=(const DesktopEntryIndex&) = delete;
