@@ -83,6 +83,10 @@ struct WaylandDesktop
         , idleTime(*connection)
         , mutterIdleTime(sessionBus)
     {
+        QObject::connect(&idleTime,
+                         &wayland::WaylandIdleTime::resumed,
+                         &kwin,
+                         &kwin::KWinFrontWindow::noteInput);
     }
 
     std::unique_ptr<wayland::WaylandConnection> connection;

@@ -1,7 +1,5 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/wayland/process_pairing.h"
-#include "platform/linux/wayland/sway_messages.h"
 #include "platform/linux/wayland/toplevel_list.h"
 
 #include <QTest>
@@ -11,9 +9,6 @@
 
 using namespace std::string_literals;
 using platform::wayland::cutUtf8;
-using platform::wayland::ProcessPairing;
-using platform::wayland::SwayWindow;
-using platform::wayland::Toplevel;
 using platform::wayland::ToplevelList;
 
 class TestToplevelList final : public QObject
@@ -125,70 +120,23 @@ private Q_SLOTS:
         QCOMPARE(cutUtf8("\x80\x80\x80\x80\x80\x80", 5).size(), std::size_t(2));
     }
 
-    void theProcessCountsWhenBothAgree()
+    void aWindowKeepsItsProcess()
     {
-        ProcessPairing pairing;
-        const Toplevel front{.number = 1, .appId = "one", .title = "First", .activation = 1};
-        const SwayWindow focused{
-            .container = 7, .processIdentifier = 99, .appId = "one", .title = "First"};
-        pairing.update(&front, &focused);
-        QCOMPARE(pairing.processIdentifier(), 99);
-        pairing.update(&front, nullptr);
-        QCOMPARE(pairing.processIdentifier(), 0);
-        pairing.update(nullptr, &focused);
-        QCOMPARE(pairing.processIdentifier(), 0);
-
-        SwayWindow other = focused;
-        other.title = "Second";
-        pairing.update(&front, &other);
-        QCOMPARE(pairing.processIdentifier(), 0);
-        other = focused;
-        other.appId = "two";
-        pairing.update(&front, &other);
-        QCOMPARE(pairing.processIdentifier(), 0);
-    }
-
-    void anAgreementOutlastsAChangeOfTitle()
-    {
-        ProcessPairing pairing;
-        Toplevel front{.number = 1, .appId = "one", .title = "First", .activation = 1};
-        SwayWindow focused{
-            .container = 7, .processIdentifier = 99, .appId = "one", .title = "First"};
-        pairing.update(&front, &focused);
-        focused.title = "Second";
-        pairing.update(&front, &focused);
-        QCOMPARE(pairing.processIdentifier(), 99);
-        front.title = "Third";
-        pairing.update(&front, &focused);
-        QCOMPARE(pairing.processIdentifier(), 99);
-        focused.container = 8;
-        pairing.update(&front, &focused);
-        QCOMPARE(pairing.processIdentifier(), 0);
-    }
-
-    // Both tell of the change in their own time: in between they speak of different windows.
-    void twoWindowsThatLookTheSameAreNotConfusedForLong()
-    {
-        ProcessPairing pairing;
-        Toplevel front{.number = 1, .appId = "one", .title = "First", .activation = 1};
-        SwayWindow focused{
-            .container = 7, .processIdentifier = 99, .appId = "one", .title = "First"};
-        pairing.update(&front, &focused);
-        focused.container = 8;
-        focused.processIdentifier = 100;
-        pairing.update(&front, &focused);
-        front.number = 2;
-        pairing.update(&front, &focused);
-        QCOMPARE(pairing.processIdentifier(), 100);
-    }
-
-    void noTitleAgreesWithAnEmptyOne()
-    {
-        ProcessPairing pairing;
-        const Toplevel front{.number = 1, .appId = "", .title = std::nullopt, .activation = 1};
-        const SwayWindow focused{.container = 7, .processIdentifier = 99, .appId = "", .title = ""};
-        pairing.update(&front, &focused);
-        QCOMPARE(pairing.processIdentifier(), 99);
+        ToplevelList list;
+        list.setFrontProcess(41); // of no window
+        open(list, 0, true);
+        QCOMPARE(list.front()->processIdentifier, 0);
+        list.setFrontProcess(42);
+        list.setTitle(key(0), "Second");
+        list.apply(key(0));
+        QCOMPARE(list.front()->processIdentifier, 42);
+        open(list, 1, true);
+        QCOMPARE(list.front()->processIdentifier, 0);
+        activate(list, 1, false);
+        QCOMPARE(list.front()->processIdentifier, 42);
+        list.remove(key(0));
+        open(list, 0, true);
+        QCOMPARE(list.front()->processIdentifier, 0);
     }
 
 private:

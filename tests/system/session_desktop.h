@@ -22,7 +22,7 @@ class SessionDesktop final : public contract::Desktop
 public:
     /// All must outlive this; no window may be open.
     SessionDesktop(support::DesktopSession& session,
-                   const platform::desktop::FrontWindowSource& windows,
+                   platform::desktop::FrontWindowSource& windows,
                    platform::desktop::IdleSource& idleTime)
         : m_session(session)
         , m_names(QStringList())

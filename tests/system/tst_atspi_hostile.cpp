@@ -160,11 +160,14 @@ class FakeRegistry final : public QDBusVirtualObject
 
 public:
     QString program;
+    QStringList registered;
 
     [[nodiscard]] QString introspect(const QString& /*path*/) const override { return {}; }
 
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override
     {
+        if (message.member() == u"RegisterEvent")
+            registered.append(message.arguments().value(0).toString());
         if (message.member() != u"GetChildren")
             return connection.send(message.createReply());
         return connection.send(message.createReply(
@@ -298,6 +301,34 @@ private Q_SLOTS:
         const qint64 slots20thOfSecond = time.elapsed() / 50 + 2;
         qInfo("%d questions in %lld ms", m_program->calls, static_cast<long long>(time.elapsed()));
         QVERIFY(m_program->calls <= 5 * slots20thOfSecond);
+    }
+
+    void whileNothingHappensLittleIsAsked()
+    {
+        QTRY_VERIFY_WITH_TIMEOUT(m_bus->isOn(), kPatienceMs);
+        m_source = std::make_unique<AccessibleFrontWindow>(*m_bus);
+        QTRY_VERIFY_WITH_TIMEOUT(m_source->frontWindow(), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(m_addresses->addressIn(front()), kPatienceMs);
+        m_found.clear();
+        m_program->calls = 0;
+        QElapsedTimer time;
+        time.start();
+        QElapsedTimer tick;
+        tick.start();
+        const auto isOver = [&] {
+            if (tick.hasExpired(1000)) {
+                tick.restart();
+                read();
+            }
+            return time.hasExpired(5500);
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(isOver(), kPatienceMs);
+        qInfo("%d questions at 5 ticks", m_program->calls);
+        QVERIFY(m_program->calls <= 15); // for the title, the document on show and its address
+        QCOMPARE(m_found, QStringList(5, u"http://127.0.0.1/page"_s));
+        // Every program would send its names of everything.
+        QCOMPARE(m_registry->registered,
+                 (QStringList{u"window:activate"_s, u"window:deactivate"_s}));
     }
 
     void aDeactivationThatComesLateChangesNothing()

@@ -5,6 +5,7 @@
 #include "tests/support/headless_gnome.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/test_window.h"
+#include "tests/support/wake_ups.h"
 #include "tests/support/written_file.h"
 #include "tests/system/program_bus.h"
 #include "tests/system/verify_outcome.h"
@@ -270,8 +271,37 @@ private Q_SLOTS:
               static_cast<long long>(messages),
               used);
         QVERIFY(messages > 10);
-        QVERIFY(messages < lasted / 50 * 2 + 100); // twenty questions a second at most, and answers
+        QVERIFY(messages < lasted / 250 * 3 + 30); // four questions a second at most, and answers
         QVERIFY(used < 5000);                      // under sanitizers, on a loaded machine
+    }
+
+    void titlesInTheBackgroundWakeNobody()
+    {
+        TestWindow background;
+        TestWindow window;
+        VERIFY_OUTCOME(background.open(m_session.environment(), u"one"_s, u"First"_s));
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"two"_s, u"Second"_s));
+        VERIFY_OUTCOME(m_session.focus(window));
+        QTRY_COMPARE(title(), u"Second"_s);
+        const long before = support::wakeUps();
+        VERIFY_OUTCOME(background.changeTitles(u"Spinner"_s, 100, std::chrono::seconds(10)));
+        const long times = support::wakeUps() - before;
+        qInfo("woken %ld times by 100 titles in 10 s", times);
+        QVERIFY(times <= 15); // by what else there is
+    }
+
+    void aFloodOfTitlesInFrontHardlyWakesUs()
+    {
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
+        VERIFY_OUTCOME(m_session.focus(window));
+        QTRY_COMPARE(title(), u"First"_s);
+        const long before = support::wakeUps();
+        VERIFY_OUTCOME(window.changeTitles(u"Title"_s, 2000, std::chrono::seconds(10)));
+        const long times = support::wakeUps() - before;
+        qInfo("woken %ld times by 2000 titles in 10 s", times);
+        QVERIFY(times <= 150); // by the news, by the pause that ends and by the answer
+        QTRY_COMPARE(title(), u"Title 2000"_s);
     }
 
     void aHangingShellIsForgottenAndFoundAgain()

@@ -19,6 +19,7 @@ using platform::desktop::FrontWindowSource;
 using platform::desktop::Presence;
 using platform::kwin::KWinScriptFile;
 using platform::kwin::KWinScriptTarget;
+using support::ChildProcess;
 using support::HeadlessKWin;
 using support::TestWindow;
 
@@ -57,6 +58,34 @@ private Q_SLOTS:
             QTRY_COMPARE_WITH_TIMEOUT(m_observer->identifier(), window.identifier(), 20000);
             QVERIFY(m_observer->isHere());
         }
+    }
+
+    void theLongerNothingIsReportedTheMoreRarelyKWinIsAsked()
+    {
+        ChildProcess monitor;
+        VERIFY_OUTCOME(monitor.start(u"dbus-monitor"_s,
+                                     {u"--address"_s,
+                                      m_session->busAddress(),
+                                      u"--profile"_s,
+                                      u"type='method_call',interface='org.kde.kwin.Scripting'"_s},
+                                     m_session->environment()));
+        QByteArray seen;
+        const auto looks = [&] {
+            seen += monitor.process().readAllStandardOutput();
+            return seen.count("isScriptLoaded");
+        };
+        // The monitor may come too late for the first one.
+        QTRY_COMPARE_WITH_TIMEOUT(looks(), 1, 10000);
+        QElapsedTimer time;
+        time.start();
+        QTRY_COMPARE_WITH_TIMEOUT(looks(), 2, 30000);
+        QVERIFY2(time.elapsed() > 5000, qPrintable(QString::number(time.elapsed())));
+        QTRY_VERIFY_WITH_TIMEOUT(time.elapsed() > 10000, 20000);
+        QCOMPARE(looks(), 2);
+        m_observer->windows().noteInput();
+        time.restart();
+        QTRY_COMPARE(looks(), 3);
+        QVERIFY2(time.elapsed() < 2000, qPrintable(QString::number(time.elapsed())));
     }
 
     void scriptsStartedAnewChangeNothing()

@@ -3,6 +3,7 @@
 #include "tests/support/headless_kwin.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/test_window.h"
+#include "tests/support/wake_ups.h"
 #include "tests/system/kwin_observer.h"
 
 #include <QElapsedTimer>
@@ -172,8 +173,36 @@ private Q_SLOTS:
         const qint64 lasted = flood.elapsed();
         QTRY_VERIFY(reports() - before > 10);
         const qsizetype sent = reports() - before;
-        // At most twenty a second.
-        QVERIFY2(sent <= lasted / 50 + 30, qPrintable(QString::number(sent)));
+        // At most four a second.
+        QVERIFY2(sent <= lasted / 250 + 10, qPrintable(QString::number(sent)));
+    }
+
+    void titlesInTheBackgroundWakeNobody()
+    {
+        TestWindow background;
+        TestWindow window;
+        VERIFY_OUTCOME(background.open(m_session.environment(), u"one"_s, u"First"_s));
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"two"_s, u"Second"_s));
+        VERIFY_OUTCOME(m_session.focus(window));
+        QTRY_COMPARE(m_observer->identifier(), u"two"_s);
+        const long before = support::wakeUps();
+        VERIFY_OUTCOME(background.changeTitles(u"Spinner"_s, 100, 10s));
+        const long times = support::wakeUps() - before;
+        qInfo("woken %ld times by 100 titles in 10 s", times);
+        QVERIFY(times <= 15); // by what else there is
+    }
+
+    void aFloodOfTitlesInFrontHardlyWakesUs()
+    {
+        TestWindow window;
+        VERIFY_OUTCOME(window.open(m_session.environment(), u"one"_s, u"First"_s));
+        QTRY_COMPARE(m_observer->identifier(), u"one"_s);
+        const long before = support::wakeUps();
+        VERIFY_OUTCOME(window.changeTitles(u"Title"_s, 2000, 10s));
+        const long times = support::wakeUps() - before;
+        qInfo("woken %ld times by 2000 titles in 10 s", times);
+        QVERIFY(times <= 60);
+        QTRY_COMPARE(m_observer->title(), u"Title 2000"_s);
     }
 
 private:

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "platform/linux/posix/file_descriptor.h"
+#include "tests/support/allocated_memory.h"
 #include "tests/support/child_process.h"
 #include "tests/system/wayland_observer.h"
 
@@ -9,6 +10,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #include <algorithm>
 #include <chrono>
@@ -121,6 +123,34 @@ private Q_SLOTS:
         order("settled a");
         QTRY_COMPARE(frontTitle(), QString(4000, u'x'));
         QVERIFY(front()->identifiers.isEmpty());
+    }
+
+    /// A compositor hangs up on whom it can no longer tell, which is after 25 of these.
+    void aFloodOfLongTitlesIsBorne()
+    {
+        order("add m manager 3");
+        observe();
+        openWindow("a", "one", "First", "2");
+        QTRY_COMPARE(frontTitle(), u"First"_s);
+        const std::size_t before = support::allocatedMemory();
+        const QByteArray title = "title a " + QByteArray(4000, 'x') + ' ';
+        qint64 sent = 0;
+        QElapsedTimer clock;
+        clock.start();
+        QTimer pace;
+        connect(&pace, &QTimer::timeout, &pace, [&] {
+            for (const qint64 due = std::min<qint64>(2000, clock.elapsed() / 5); sent < due;)
+                m_compositor->process().write(title + QByteArray::number(++sent) + "\nsettled a\n");
+        });
+        pace.start(5);
+        QTRY_COMPARE_WITH_TIMEOUT(sent, 2000, 30000);
+        pace.stop();
+        QTRY_VERIFY(frontTitle().endsWith(u"x 2000"));
+        QVERIFY(m_observer->connection->isAlive());
+        QByteArray answers;
+        QTRY_COMPARE((answers += m_compositor->process().readAll()).count("done"), 4000);
+        const auto grown = qint64(support::allocatedMemory()) - qint64(before);
+        QVERIFY2(grown < 1000000, qPrintable(QString::number(grown))); // of 8 million
     }
 
     void thousandsOfWindowsAreBorne()

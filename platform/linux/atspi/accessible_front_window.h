@@ -29,8 +29,8 @@ public:
     [[nodiscard]] desktop::Presence presence() const override;
 
     /// As in the interface. A program that does not answer within a fifth of a second has no
-    /// window in front. Where a program does not tell of a new title it is noticed at the call
-    /// after the next second.
+    /// window in front. To be called once a second: a new title is noticed at the second call after
+    /// it has come.
     [[nodiscard]] std::optional<desktop::FrontWindow> frontWindow() const override;
 
     [[nodiscard]] QString advice() const override;

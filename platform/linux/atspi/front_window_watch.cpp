@@ -3,6 +3,7 @@
 #include "platform/linux/atspi/front_window_watch.h"
 
 #include "platform/linux/atspi/accessibility_bus.h"
+#include "platform/linux/atspi/accessible_reply.h"
 #include "platform/linux/atspi/active_window_search.h"
 #include "platform/linux/atspi/window_inquiry.h"
 
@@ -18,19 +19,18 @@ namespace platform::atspi {
 namespace {
 
 constexpr std::chrono::milliseconds kPace{50};
-constexpr std::chrono::milliseconds kFreshness{1000};
+// Less than the second between two calls, one of which may come early.
+constexpr std::chrono::milliseconds kFreshness{900};
+constexpr std::chrono::milliseconds kBetweenInquiries = std::chrono::seconds(10);
 // A program that starts may not know yet that somebody listens when its window gets the focus.
 constexpr int kSearchesForNewcomer = 10;
 
 const QString kRegistry = QStringLiteral("org.a11y.atspi.Registry");
 const QString kWindowEvents = QStringLiteral("org.a11y.atspi.Event.Window");
-const QString kObjectEvents = QStringLiteral("org.a11y.atspi.Event.Object");
 
 QStringList eventNames()
 {
-    return {QStringLiteral("window:activate"),
-            QStringLiteral("window:deactivate"),
-            QStringLiteral("object:property-change:accessible-name")};
+    return {QStringLiteral("window:activate"), QStringLiteral("window:deactivate")};
 }
 
 bool hasPassed(const QElapsedTimer& since, std::chrono::milliseconds time)
@@ -53,7 +53,6 @@ FrontWindowWatch::~FrontWindowWatch() = default;
 
 void FrontWindowWatch::begin()
 {
-    m_named.reset(); // with its connection
     follow(std::nullopt);
     m_search.reset();
     m_searchesLeft = 0;
@@ -117,11 +116,6 @@ void FrontWindowWatch::deactivated(const QDBusMessage& event)
     }
 }
 
-void FrontWindowWatch::renamed()
-{
-    inquireSoon();
-}
-
 void FrontWindowWatch::ownerChanged(const QString& name, const QString& before, const QString& now)
 {
     if (name == kRegistry && !now.isEmpty())
@@ -137,33 +131,12 @@ void FrontWindowWatch::follow(const std::optional<AccessibleObject>& window)
     m_window = window;
     m_front.reset();
     m_inquiry.reset();
+    m_titleQuestion.reset();
     m_pace.stop();
-    if (!m_window) {
-        listenForName(std::nullopt);
+    if (!m_window)
         return;
-    }
     ++m_number;
     inquireSoon();
-}
-
-void FrontWindowWatch::listenForName(const std::optional<AccessibleObject>& window)
-{
-    if (m_named == window)
-        return;
-    if (m_bus.isOn()) {
-        QDBusConnection bus = m_bus.connection();
-        const QString change = QStringLiteral("PropertyChange");
-        const QStringList which{QStringLiteral("accessible-name")};
-        const QString all;
-        const char* const slot = SLOT(renamed());
-        if (m_named)
-            bus.disconnect(
-                m_named->service, m_named->path, kObjectEvents, change, which, all, this, slot);
-        if (window)
-            bus.connect(
-                window->service, window->path, kObjectEvents, change, which, all, this, slot);
-    }
-    m_named = window;
 }
 
 void FrontWindowWatch::refresh()
@@ -171,7 +144,11 @@ void FrontWindowWatch::refresh()
     if (!m_bus.isOn())
         return;
     if (m_window) {
-        if (!m_inquiry && hasPassed(m_lastInquiry, kFreshness))
+        if (m_inquiry || m_titleQuestion || !hasPassed(m_lastQuestion, kFreshness))
+            return;
+        if (m_front && !hasPassed(m_lastInquiry, kBetweenInquiries))
+            askTitle(*m_window);
+        else
             inquire();
     } else if (!m_search && m_searchesLeft > 0 && hasPassed(m_lastSearch, kFreshness)) {
         --m_searchesLeft;
@@ -196,7 +173,6 @@ void FrontWindowWatch::search()
 
 void FrontWindowWatch::inquireSoon()
 {
-    m_isOutdated = m_inquiry != nullptr;
     if (m_pace.isActive() || m_inquiry)
         return;
     if (hasPassed(m_lastInquiry, kPace))
@@ -209,9 +185,9 @@ void FrontWindowWatch::inquire()
 {
     if (!m_window)
         return;
-    listenForName(m_window);
+    m_titleQuestion.reset();
     m_lastInquiry.start();
-    m_isOutdated = false;
+    m_lastQuestion.start();
     m_inquiry = std::make_unique<WindowInquiry>(m_bus, *m_window);
     connect(m_inquiry.get(),
             &WindowInquiry::finished,
@@ -221,10 +197,26 @@ void FrontWindowWatch::inquire()
                 m_front = window;
                 if (m_front)
                     m_front->window = m_number;
-                if (m_isOutdated)
-                    inquireSoon();
             });
     m_inquiry->start();
+}
+
+void FrontWindowWatch::askTitle(const AccessibleObject& window)
+{
+    m_lastQuestion.start();
+    auto asker = std::make_unique<QObject>();
+    const bool isAsked = m_bus.getText(
+        window, QStringLiteral("Name"), asker.get(), [this](const QDBusMessage& reply) {
+            m_titleQuestion.reset();
+            const std::optional<QString> title = textPropertyIn(reply);
+            if (!title)
+                inquire(); // it may have gone
+            else if (m_front)
+                m_front->title =
+                    title->isEmpty() ? std::nullopt : std::optional(cutToBytes(*title));
+        });
+    if (isAsked)
+        m_titleQuestion = std::move(asker);
 }
 
 } // namespace platform::atspi

@@ -20,9 +20,10 @@ class AccessibilityBus;
 class ActiveWindowSearch;
 class WindowInquiry;
 
-/// Follows the window that has the focus by the events that programs send.
-/// Main thread; waits for nobody. However many events come, little is asked: a few questions at
-/// intervals of a twentieth of a second.
+/// Follows the window that has the focus by the events that programs send. Those of new titles are
+/// not among them, because every program would send its names of everything: the title is asked
+/// for. Main thread; waits for nobody. However many events come, little is asked: a few questions
+/// at intervals of a twentieth of a second.
 class FrontWindowWatch final : public QObject
 {
     Q_OBJECT
@@ -37,7 +38,8 @@ public:
     /// The window by the latest that is known.
     [[nodiscard]] const std::optional<desktop::FrontWindow>& front() const { return m_front; }
 
-    /// Asks anew when what is known is older than a second.
+    /// To be called once a second. Asks for the title, and for everything every ten seconds and
+    /// while nothing is known; the answers count later.
     void refresh();
 
 private:
@@ -45,28 +47,25 @@ private:
     void listen();
     Q_SLOT void activated(const QDBusMessage& event);
     Q_SLOT void deactivated(const QDBusMessage& event);
-    Q_SLOT void renamed();
     Q_SLOT void ownerChanged(const QString& name, const QString& before, const QString& now);
     void follow(const std::optional<AccessibleObject>& window);
-    /// Of this window alone the new names are heard.
-    void listenForName(const std::optional<AccessibleObject>& window);
     void search();
     void inquireSoon();
     void inquire();
+    void askTitle(const AccessibleObject& window);
 
     AccessibilityBus& m_bus;
     std::optional<AccessibleObject> m_window;
-    std::optional<AccessibleObject> m_named;
     std::uint64_t m_number = 0;
     std::optional<desktop::FrontWindow> m_front;
     std::unique_ptr<WindowInquiry> m_inquiry;
+    std::unique_ptr<QObject> m_titleQuestion;
     std::unique_ptr<ActiveWindowSearch> m_search;
     QElapsedTimer m_lastInquiry;
+    QElapsedTimer m_lastQuestion;
     QElapsedTimer m_lastSearch;
     int m_searchesLeft = 0;
     QTimer m_pace;
-    /// The window has another name since the inquiry in flight began.
-    bool m_isOutdated = false;
 };
 
 } // namespace platform::atspi

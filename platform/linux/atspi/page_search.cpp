@@ -165,6 +165,7 @@ void PageSearch::findWebProcess()
 
 void PageSearch::askDocument(const AccessibleObject& document)
 {
+    m_document = document;
     give(m_bus.call(document,
                     QStringLiteral("org.a11y.atspi.Document"),
                     QStringLiteral("GetAttributes"),
@@ -210,7 +211,10 @@ void PageSearch::give(bool isAsked)
 
 void PageSearch::finish(const std::optional<QString>& address)
 {
-    Q_EMIT finished(address);
+    if (address)
+        Q_EMIT finished(FoundPage{.address = *address, .frame = m_frame, .document = m_document});
+    else
+        Q_EMIT finished(std::nullopt);
 }
 
 } // namespace platform::atspi

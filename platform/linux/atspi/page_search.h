@@ -21,6 +21,14 @@ class PrivateWindowCheck;
 class ProgramSearch;
 class WebProcessSearch;
 
+/// A page that was found.
+struct FoundPage
+{
+    QString address;
+    AccessibleObject frame;
+    std::optional<AccessibleObject> document; ///< None when another process shows the page.
+};
+
 /// One search for the address of the page in a browser's window: the program that is the window's
 /// process, its window of exactly this title, the document that is on show there. Destroying it
 /// ends it. Main thread.
@@ -43,7 +51,7 @@ public:
 
 Q_SIGNALS:
     /// None when the window is private, or anything is in doubt.
-    void finished(const std::optional<QString>& address);
+    void finished(const std::optional<platform::atspi::FoundPage>& page);
 
 private:
     void findFrame(const AccessibleObject& program);
@@ -62,6 +70,7 @@ private:
     browsers::FrontBrowser m_front;
     AccessibleObject m_program;
     AccessibleObject m_frame;
+    std::optional<AccessibleObject> m_document;
     std::unique_ptr<ProgramSearch> m_programSearch;
     std::unique_ptr<FrameSearch> m_frameSearch;
     std::unique_ptr<PrivateWindowCheck> m_check;

@@ -35,6 +35,11 @@ public:
     /// application's window: the desktop itself, a panel, a lock screen.
     [[nodiscard]] virtual std::optional<FrontWindow> frontWindow() const = 0;
 
+    /// To be called before a question that is to be answered by what holds now: takes in what the
+    /// desktop has told until now and nobody has looked at yet. Never waits; presenceChanged() may
+    /// come before it returns.
+    virtual void update() {}
+
     /// What the user can do so that an absent source would answer, as whole sentences; empty when
     /// there is nothing to do or the source does not belong to this desktop.
     [[nodiscard]] virtual QString advice() const { return {}; }

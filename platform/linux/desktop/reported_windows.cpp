@@ -7,7 +7,7 @@
 
 namespace platform::desktop {
 
-ReportedFrontmostApplication::ReportedFrontmostApplication(const FrontWindowSource& source,
+ReportedFrontmostApplication::ReportedFrontmostApplication(FrontWindowSource& source,
                                                            xdg::ApplicationNames& names)
     : m_source(source)
     , m_names(names)
@@ -16,6 +16,7 @@ ReportedFrontmostApplication::ReportedFrontmostApplication(const FrontWindowSour
 
 std::optional<Application> ReportedFrontmostApplication::frontmostApplication()
 {
+    m_source.update();
     const std::optional<FrontWindow> front = m_source.frontWindow();
     if (!front)
         return std::nullopt;

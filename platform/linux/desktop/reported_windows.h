@@ -19,19 +19,19 @@ class ReportedFrontmostApplication final : public FrontmostApplication
 {
 public:
     /// Both must outlive this.
-    ReportedFrontmostApplication(const FrontWindowSource& source, xdg::ApplicationNames& names);
+    ReportedFrontmostApplication(FrontWindowSource& source, xdg::ApplicationNames& names);
 
     /// As in the interface. The first answer waits until the desktop files have been read.
     [[nodiscard]] std::optional<Application> frontmostApplication() override;
 
 private:
-    const FrontWindowSource& m_source;
+    FrontWindowSource& m_source;
     xdg::ApplicationNames& m_names;
 };
 
-/// The title of the window in front, from what a source reports. A source tells of one window: an
-/// application that is no longer in front has no title here.
-/// Main thread; never waits for the desktop.
+/// The title of the window that the application was taken from, from what a source reports. A
+/// source tells of one window: an application that is no longer in front has no title here. Main
+/// thread; never waits for the desktop.
 class ReportedWindowTitle final : public WindowTitle
 {
 public:

@@ -21,7 +21,8 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kAnswerLimit(200);
-constexpr milliseconds kShortestPause(50);
+constexpr milliseconds kShortestPause(250);
+constexpr milliseconds kPauseAfterNone(50);
 constexpr milliseconds kPauseAfterSilence(1000);
 constexpr milliseconds kPatience(5000); // so long a peer may be silent without counting as gone
 
@@ -119,6 +120,9 @@ void GnomeFrontWindow::readReply()
     }
     m_silence.invalidate();
     m_window = readAnswer(reply.arguments(), m_shells);
+    // Between two windows there is none for a moment, and the second one is not to wait long.
+    if (!m_window)
+        m_pause.start(kPauseAfterNone);
     tell(Presence::Here);
     if (m_isDue)
         ask();

@@ -20,9 +20,9 @@ class QDBusPendingCallWatcher;
 namespace platform::gnome {
 
 /// The front window as our extension of GNOME Shell tells it. The extension announces that
-/// something has changed and is asked then, at most 20 times a second; it answers to nobody but the
-/// owner of the program's bus name. Whoever else takes the extension's bus name is not believed.
-/// Main thread, with an event loop.
+/// something has changed and is asked then, at most four times a second; it answers to nobody but
+/// the owner of the program's bus name. Whoever else takes the extension's bus name is not
+/// believed. Main thread, with an event loop.
 class GnomeFrontWindow final : public desktop::FrontWindowSource
 {
     Q_OBJECT

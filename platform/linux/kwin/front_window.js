@@ -3,7 +3,7 @@
 //
 // Runs inside KWin, 5.27 and 6, and reports the window in front to one connection of the session
 // bus. What stands between @ is filled in before KWin reads this. A report goes out only when the
-// one before has been answered, and at most twenty a second; the last change always arrives. When
+// one before has been answered, and at most four a second; the last change always arrives. When
 // nobody answers, the peer has ended: the script then removes itself.
 (function () {
     "use strict";
@@ -11,7 +11,8 @@
     const peer = { service: "@SERVICE@", path: "@PATH@", interface: "@INTERFACE@" };
     const token = "@TOKEN@";
     const scriptName = "@NAME@";
-    const spacingMs = 50;
+    const spacingMs = 250;
+    const settlingMs = 150;
     const patienceMs = 10000;
     const longestText = 16384;
 
@@ -28,10 +29,14 @@
     let lastReport = "";
     let isWaiting = false;
     let hasChanged = false;
+    let isSettled = false;
 
     const spacing = new QTimer();
     spacing.singleShot = true;
     spacing.interval = spacingMs;
+    const settling = new QTimer();
+    settling.singleShot = true;
+    settling.interval = settlingMs;
     const patience = new QTimer();
     patience.singleShot = true;
     patience.interval = patienceMs;
@@ -83,6 +88,11 @@
         const key = JSON.stringify(now);
         if (key === lastReport)
             return;
+        // Between two windows there is none for a moment, which would keep the second one waiting.
+        if (now === nothing && lastReport && !isSettled) {
+            settling.start();
+            return;
+        }
         lastReport = key;
         isWaiting = true;
         spacing.start();
@@ -111,6 +121,11 @@
     spacing.timeout.connect(() => {
         if (hasChanged && !isWaiting)
             report();
+    });
+    settling.timeout.connect(() => {
+        isSettled = true;
+        report();
+        isSettled = false;
     });
     patience.timeout.connect(() => {
         callDBus("org.kde.KWin", "/Scripting", "org.kde.kwin.Scripting", "unloadScript", scriptName);

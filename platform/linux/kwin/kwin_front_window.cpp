@@ -30,7 +30,6 @@ KWinScriptTarget targetFor(const QDBusConnection& bus, const QString& path)
 
 KWinFrontWindow::KWinFrontWindow(QDBusConnection sessionBus)
     : m_bus(std::move(sessionBus))
-    , m_settled(m_timers)
     , m_lock(m_bus)
     , m_receiver(m_bus)
     , m_keeper(m_bus, targetFor(m_bus, m_receiver.path()))
@@ -42,9 +41,9 @@ KWinFrontWindow::KWinFrontWindow(QDBusConnection sessionBus)
     }
     connect(&m_receiver, &KWinReportReceiver::reported, this, &KWinFrontWindow::takeReport);
     connect(&m_keeper, &KWinScriptKeeper::tokenChanged, &m_receiver, &KWinReportReceiver::expect);
-    connect(&m_keeper, &KWinScriptKeeper::lost, this, [this] { m_settled.report(std::nullopt); });
+    connect(&m_keeper, &KWinScriptKeeper::lost, this, [this] { m_front.reset(); });
     connect(&m_keeper, &KWinScriptKeeper::failed, this, [this] {
-        m_settled.clear();
+        m_front.reset();
         setPresence(desktop::Presence::Absent);
     });
     connect(&m_owner, &desktop::BusNameOwner::changed, this, &KWinFrontWindow::takeOwner);
@@ -59,13 +58,13 @@ QString KWinFrontWindow::name() const
 
 std::optional<desktop::FrontWindow> KWinFrontWindow::frontWindow() const
 {
-    return m_lock.isLocked() ? std::nullopt : m_settled.front();
+    return m_lock.isLocked() ? std::nullopt : m_front;
 }
 
 void KWinFrontWindow::takeOwner()
 {
     const QString& owner = m_owner.owner();
-    m_settled.clear();
+    m_front.reset();
     m_receiver.expect(QString());
     m_receiver.believe(owner);
     m_lock.follow(owner);
@@ -76,7 +75,7 @@ void KWinFrontWindow::takeOwner()
 void KWinFrontWindow::takeReport(const std::optional<desktop::FrontWindow>& front)
 {
     m_keeper.noteReport();
-    m_settled.report(front);
+    m_front = front;
     setPresence(desktop::Presence::Here);
 }
 

@@ -7,10 +7,10 @@
 #include "platform/linux/kwin/kwin_lock.h"
 #include "platform/linux/kwin/kwin_report_receiver.h"
 #include "platform/linux/kwin/kwin_script_keeper.h"
-#include "platform/linux/kwin/settled_front_window.h"
-#include "platform/linux/qt/qt_repeating_timers.h"
 
 #include <QDBusConnection>
+
+#include <optional>
 
 namespace platform::kwin {
 
@@ -34,6 +34,9 @@ public:
 
     [[nodiscard]] std::optional<desktop::FrontWindow> frontWindow() const override;
 
+    /// There is input again after a pause: what has been left alone is looked after.
+    void noteInput() { m_keeper.noteInput(); }
+
     /// What the script is called in KWin, and where it reports to.
     [[nodiscard]] const KWinScriptTarget& script() const { return m_keeper.target(); }
 
@@ -43,8 +46,7 @@ private:
     void setPresence(desktop::Presence presence);
 
     QDBusConnection m_bus;
-    qt::QtRepeatingTimers m_timers;
-    SettledFrontWindow m_settled;
+    std::optional<desktop::FrontWindow> m_front;
     KWinLock m_lock;
     KWinReportReceiver m_receiver;
     KWinScriptKeeper m_keeper;

@@ -19,7 +19,8 @@ constexpr int kLimitMs = 2000; // of one answer; usual is a millisecond
 constexpr int kFarewellMs = 200;
 constexpr milliseconds kTimeToStart(1500);
 constexpr milliseconds kTimeToReport(500); // it does so before it is said to be started
-constexpr seconds kBetweenLooks(3);
+constexpr milliseconds kFirstLook = seconds(3);
+constexpr milliseconds kLongestBetweenLooks = seconds(60);
 // KWin has its name on the bus some time before it takes scripts.
 constexpr milliseconds kFirstPause(250);
 constexpr int kMostDoublings = 8;
@@ -66,7 +67,18 @@ void KWinScriptKeeper::noteReport()
     m_state = State::Running;
     m_failures = 0;
     m_file.reset();
-    m_timer.start(kBetweenLooks);
+    m_betweenLooks = kFirstLook;
+    m_timer.start(m_betweenLooks);
+}
+
+void KWinScriptKeeper::noteInput()
+{
+    // Without a timer there is a question on its way.
+    if (m_state != State::Running || !m_timer.isActive())
+        return;
+    const milliseconds passed = m_timer.intervalAsDuration() - m_timer.remainingTimeAsDuration();
+    m_betweenLooks = kFirstLook;
+    m_timer.start(std::max(kFirstLook - passed, milliseconds(0)));
 }
 
 QDBusMessage KWinScriptKeeper::scripting(const char* method) const
@@ -174,7 +186,8 @@ void KWinScriptKeeper::takePresence(const QDBusMessage& reply)
         load();
         return;
     }
-    m_timer.start(kBetweenLooks);
+    m_betweenLooks = std::min(m_betweenLooks * 2, kLongestBetweenLooks);
+    m_timer.start(m_betweenLooks);
 }
 
 void KWinScriptKeeper::fail()

@@ -18,8 +18,8 @@
 namespace platform::kwin {
 
 /// Keeps the script running in KWin: loads it, replaces one of its name, loads it again when it
-/// has gone. KWin does not tell of that last; it is asked, once every few seconds in which nothing
-/// was reported.
+/// has gone. KWin does not tell of that last; it is asked, three seconds after the last report and
+/// then ever more rarely, once a minute in the end.
 /// Main thread; waits for nobody but in its destructor.
 class KWinScriptKeeper final : public QObject
 {
@@ -40,6 +40,10 @@ public:
 
     /// The script has reported.
     void noteReport();
+
+    /// The user is back: if it is three seconds since the last look, KWin is asked at once, and
+    /// then in the order of above.
+    void noteInput();
 
 Q_SIGNALS:
     /// A script is about to be loaded whose reports bear this token.
@@ -71,6 +75,7 @@ private:
     QString m_kwin;
     std::unique_ptr<KWinScriptFile> m_file;
     QTimer m_timer;
+    std::chrono::milliseconds m_betweenLooks{};
     QDeadlineTimer m_patience;
     State m_state = State::NoKWin;
     int m_id = -1;

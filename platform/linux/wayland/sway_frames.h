@@ -11,13 +11,8 @@
 
 namespace platform::wayland {
 
-/// Which message it is. An event has the highest bit set.
-enum class SwayMessageType : std::uint32_t {
-    Subscribe = 2,
-    GetTree = 4,
-    WorkspaceEvent = 0x80000000,
-    WindowEvent = 0x80000003,
-};
+/// Which message it is, of those that are used.
+enum class SwayMessageType : std::uint32_t { GetTree = 4 };
 
 /// One message, good until the next call.
 struct SwayMessage

@@ -2,55 +2,46 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/wayland/sway_focus.h"
 #include "platform/linux/wayland/sway_frames.h"
+#include "platform/linux/wayland/sway_messages.h"
 
-#include <QElapsedTimer>
 #include <QLocalSocket>
 #include <QObject>
 #include <QString>
-#include <QTimer>
 
-#include <chrono>
+#include <optional>
 
 namespace platform::wayland {
 
-/// The window that has the focus as sway tells over its socket, for the process that the protocols
-/// of Wayland do not know. Connects again when the connection ends, less and less often.
+/// Asks sway over its socket for the window that has the focus, for the process that the protocols
+/// of Wayland do not know. Between questions there is no connection, and nothing is told.
 /// Main thread, with an event loop; never waits.
 class SwayIpc final : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Connects to the socket `path`.
+    /// To be asked at the socket `path`.
     explicit SwayIpc(QString path);
     SwayIpc(const SwayIpc&) = delete;
     SwayIpc& operator=(const SwayIpc&) = delete;
     ~SwayIpc() override;
 
-    /// The window that has the focus; null when none has, and while sway does not tell. Good until
-    /// the next focusChanged().
-    [[nodiscard]] const SwayWindow* focused() const { return m_focus.focused(); }
+    /// Asks; a question that is still open is dropped.
+    void ask();
 
 Q_SIGNALS:
-    /// focused() or what it tells is another one now.
-    void focusChanged();
+    /// The window that had the focus when sway answered; none when no window had. Not when sway
+    /// cannot be asked or does not answer.
+    void answered(const std::optional<platform::wayland::SwayWindow>& focused);
 
 private:
-    void connectToSway();
-    void greet();
     void readSocket();
-    void askIfNeeded();
-    void noteEnd();
 
     QString m_path;
     QLocalSocket m_socket;
     SwayFrames m_frames;
-    SwayFocus m_focus;
-    QTimer m_retry;
-    QElapsedTimer m_connected;
-    std::chrono::milliseconds m_pause;
+    SwayMessages m_messages;
 };
 
 } // namespace platform::wayland

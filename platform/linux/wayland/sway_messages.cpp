@@ -48,16 +48,11 @@ std::string_view appIdOf(const element& node)
 /// Only windows have a process.
 std::optional<SwayWindow> windowOf(const element& node)
 {
-    const auto container = number(node, "id");
     const auto process = number(node, "pid");
-    if (!container || !process || *process <= 0 ||
-        *process > std::numeric_limits<std::int32_t>::max())
+    if (!process || *process <= 0 || *process > std::numeric_limits<std::int32_t>::max())
         return std::nullopt;
-    return SwayWindow{.container = *container,
-                      .processIdentifier = static_cast<std::int32_t>(*process),
-                      .appId = std::string(appIdOf(node)),
-                      .title = std::string(cutUtf8(text(node, "name").value_or(std::string_view()),
-                                                   ToplevelList::kLongestTitle))};
+    return SwayWindow{.processIdentifier = static_cast<std::int32_t>(*process),
+                      .appId = std::string(appIdOf(node))};
 }
 
 /// The node that has the focus, at most as deep as the parser allows.
@@ -84,27 +79,6 @@ std::optional<SwayWindow> SwayMessages::focusedWindow(std::string_view tree)
     const auto root = parse(tree);
     const auto node = root ? focusedNode(*root) : std::nullopt;
     return node ? windowOf(*node) : std::nullopt;
-}
-
-std::optional<SwayWindowEvent> SwayMessages::windowEvent(std::string_view event)
-{
-    const auto root = parse(event);
-    element container;
-    if (!root || (*root)["container"].get(container) != simdjson::SUCCESS)
-        return std::nullopt;
-    const auto what = text(*root, "change");
-    const auto id = number(container, "id");
-    if (!what || !id)
-        return std::nullopt;
-    return SwayWindowEvent{
-        .change = std::string(*what), .container = *id, .window = windowOf(container)};
-}
-
-std::optional<std::string> SwayMessages::change(std::string_view event)
-{
-    const auto root = parse(event);
-    const auto what = root ? text(*root, "change") : std::nullopt;
-    return what ? std::optional(std::string(*what)) : std::nullopt;
 }
 
 std::optional<element> SwayMessages::parse(std::string_view json)

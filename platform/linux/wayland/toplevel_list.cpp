@@ -45,6 +45,12 @@ void ToplevelList::setActivated(Key key, bool activated)
         window->activated = activated;
 }
 
+void ToplevelList::setFrontProcess(std::int32_t process)
+{
+    if (m_front != nullptr)
+        m_front->processIdentifier = process;
+}
+
 void ToplevelList::apply(Key key)
 {
     Window* const window = find(key);
@@ -84,7 +90,7 @@ void ToplevelList::chooseFront()
 {
     m_front = nullptr;
     std::uint64_t latest = 0;
-    for (const auto& [key, window] : m_windows) {
+    for (auto& [key, window] : m_windows) {
         if (window.shown.activation > latest) {
             latest = window.shown.activation;
             m_front = &window.shown;

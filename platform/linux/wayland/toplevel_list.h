@@ -17,6 +17,7 @@ struct Toplevel
     std::string appId;        ///< Empty when it has none or one of more than 1 KiB.
     std::optional<std::string> title;
     std::uint64_t activation = 0; ///< Grows from one that got the focus to the next; 0 without it.
+    std::int32_t processIdentifier = 0; ///< 0 while it is not known.
 };
 
 /// `text` cut to at most `limit` bytes, not within a character.
@@ -44,6 +45,9 @@ public:
     void setAppId(Key key, std::string_view appId);
     void setActivated(Key key, bool activated);
 
+    /// The process of the window in front is known now; it stays the window's. Counts at once.
+    void setFrontProcess(std::int32_t process);
+
     /// What was told of a window since the last call counts from now on, all at once.
     void apply(Key key);
 
@@ -69,7 +73,7 @@ private:
     void chooseFront();
 
     std::unordered_map<Key, Window> m_windows;
-    const Toplevel* m_front = nullptr;
+    Toplevel* m_front = nullptr;
     std::uint64_t m_lastNumber = 0;
     std::uint64_t m_lastActivation = 0;
 };

@@ -18,6 +18,10 @@ namespace {
 
 constexpr std::uint32_t kHighestVersion = 3;
 
+// How long sway has to answer before it is asked again, which it is ever more rarely.
+constexpr std::chrono::milliseconds kFirstPatience(250);
+constexpr std::chrono::milliseconds kLongestPatience = std::chrono::minutes(5);
+
 bool isActivated(const wl_array& states)
 {
     const std::span<const char> bytes(static_cast<const char*>(states.data), states.size);
@@ -62,11 +66,7 @@ struct ToplevelWindows::Listeners
         of(self).m_windows.setActivated(handle, isActivated(*states));
     }
 
-    static void done(void* self, Handle* handle)
-    {
-        of(self).m_windows.apply(handle);
-        of(self).pair();
-    }
+    static void done(void* self, Handle* handle) { of(self).m_windows.apply(handle); }
 
     static void closed(void* self, Handle* handle) { of(self).closeHandle(handle); }
 
@@ -98,7 +98,10 @@ ToplevelWindows::ToplevelWindows(WaylandConnection& connection, const QString& s
     connect(&connection, &WaylandConnection::lost, this, &ToplevelWindows::loseManager);
     if (!swaySocket.isEmpty()) {
         m_sway = std::make_unique<SwayIpc>(swaySocket);
-        connect(m_sway.get(), &SwayIpc::focusChanged, this, &ToplevelWindows::pair);
+        connect(m_sway.get(), &SwayIpc::answered, this, &ToplevelWindows::takeProcess);
+        connect(&connection, &WaylandConnection::caughtUp, this, &ToplevelWindows::followFront);
+        m_askAgain.setSingleShot(true);
+        connect(&m_askAgain, &QTimer::timeout, this, &ToplevelWindows::askForProcess);
     }
     followGlobal();
 }
@@ -129,10 +132,15 @@ std::optional<desktop::FrontWindow> ToplevelWindows::frontWindow() const
     window.window = front->number;
     if (!front->appId.empty())
         window.identifiers.append(fromExactUtf8(front->appId));
-    window.processIdentifier = m_pairing.processIdentifier();
+    window.processIdentifier = front->processIdentifier;
     if (front->title)
         window.title = fromExactUtf8(*front->title);
     return window;
+}
+
+void ToplevelWindows::update()
+{
+    m_connection.catchUp();
 }
 
 /// Binds the manager when it comes, and lets go of it when it goes.
@@ -172,7 +180,6 @@ void ToplevelWindows::release()
     for (Handle* const handle : std::exchange(m_handles, {}))
         zwlr_foreign_toplevel_handle_v1_destroy(handle);
     m_windows.clear();
-    m_pairing.forget();
     m_manager.reset();
 }
 
@@ -199,13 +206,40 @@ void ToplevelWindows::closeHandle(Handle* handle)
     m_windows.remove(handle);
     m_handles.erase(handle);
     zwlr_foreign_toplevel_handle_v1_destroy(handle);
-    pair();
 }
 
-void ToplevelWindows::pair()
+/// A window keeps its process: once it is known nobody is asked.
+void ToplevelWindows::followFront()
 {
-    const SwayWindow* const focused = m_sway ? m_sway->focused() : nullptr;
-    m_pairing.update(m_windows.front(), focused);
+    const Toplevel* const front = m_windows.front();
+    const std::uint64_t activation = front != nullptr ? front->activation : 0;
+    if (activation == m_activation)
+        return;
+    m_activation = activation;
+    m_askAgain.stop();
+    m_patience = kFirstPatience;
+    if (front != nullptr && front->processIdentifier == 0)
+        askForProcess();
+}
+
+void ToplevelWindows::askForProcess()
+{
+    m_askAgain.start(m_patience);
+    m_patience = std::min(m_patience * 2, kLongestPatience);
+    m_sway->ask();
+}
+
+void ToplevelWindows::takeProcess(const std::optional<SwayWindow>& focused)
+{
+    // Where the focus went before the answer has been told before it. When it went nowhere, both
+    // speak of the same window.
+    const std::uint64_t asked = m_activation;
+    m_connection.catchUp();
+    const Toplevel* const front = m_windows.front();
+    if (!focused || front == nullptr || m_activation != asked || front->appId != focused->appId)
+        return;
+    m_windows.setFrontProcess(focused->processIdentifier);
+    m_askAgain.stop();
 }
 
 } // namespace platform::wayland

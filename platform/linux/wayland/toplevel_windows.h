@@ -3,11 +3,14 @@
 #pragma once
 
 #include "platform/linux/desktop/front_window_source.h"
-#include "platform/linux/wayland/process_pairing.h"
 #include "platform/linux/wayland/sway_ipc.h"
 #include "platform/linux/wayland/toplevel_list.h"
 #include "platform/linux/wayland/wayland_global.h"
 
+#include <QTimer>
+
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <unordered_set>
@@ -21,7 +24,8 @@ class WaylandConnection;
 
 /// The window in front by the protocol wlr-foreign-toplevel-management, which sway and other
 /// compositors of wlroots have. It lists the windows of applications only; those of X programs
-/// appear with their class. It knows no processes; sway tells of them over a socket of its own.
+/// appear with their class. It knows no processes; sway is asked, once for each window, over a
+/// socket of its own.
 /// Main thread, with an event loop.
 class ToplevelWindows final : public desktop::FrontWindowSource
 {
@@ -42,6 +46,9 @@ public:
 
     [[nodiscard]] std::optional<desktop::FrontWindow> frontWindow() const override;
 
+    /// As in the interface, but for the process of a window that has never been in front before.
+    void update() override;
+
 private:
     struct Listeners;
 
@@ -59,15 +66,19 @@ private:
     void loseManager();
     void addHandle(Handle* handle);
     void closeHandle(Handle* handle);
-    void pair();
+    void followFront();
+    void askForProcess();
+    void takeProcess(const std::optional<SwayWindow>& focused);
 
     WaylandConnection& m_connection;
     std::unique_ptr<SwayIpc> m_sway;
+    QTimer m_askAgain;
+    std::chrono::milliseconds m_patience{};
+    std::uint64_t m_activation = 0;        // of the window in front, when sway was asked last
     std::optional<WaylandGlobal> m_global; // what was bound last, also when it has finished since
     std::unique_ptr<zwlr_foreign_toplevel_manager_v1, DestroyManager> m_manager;
     std::unordered_set<Handle*> m_handles;
     ToplevelList m_windows;
-    ProcessPairing m_pairing;
 };
 
 } // namespace platform::wayland

@@ -18,6 +18,16 @@ namespace platform::wayland {
 
 namespace {
 
+using std::chrono::milliseconds;
+
+// A socket holds about 200 KiB, a title of a few letters takes nearly 1 of that and one of 4 KiB
+// takes 8: what is 8 KiB to read may have filled the half of it.
+constexpr int kMuch = 8192; // bytes
+constexpr milliseconds kShortestPause(25);
+constexpr milliseconds kLongestPause(250);
+constexpr milliseconds kCalm(1000); // what comes after it begins a series
+constexpr int kPauseInSeries = 16;  // of its time up to now
+
 /// Many times what any compositor announces of the interfaces below.
 constexpr std::size_t kMostGlobals = 256;
 
@@ -88,6 +98,9 @@ WaylandConnection::WaylandConnection(std::unique_ptr<WaylandDisplay> display)
     wl_registry_add_listener(m_registry.get(), &Listeners::kRegistry, this);
     connect(&m_readable, &QSocketNotifier::activated, this, &WaylandConnection::readSocket);
     connect(&m_writable, &QSocketNotifier::activated, this, &WaylandConnection::flush);
+    m_pause.setSingleShot(true);
+    m_pause.setInterval(0);
+    connect(&m_pause, &QTimer::timeout, this, &WaylandConnection::endPause);
 }
 
 WaylandConnection::~WaylandConnection() = default;
@@ -131,13 +144,43 @@ void WaylandConnection::readSocket()
 {
     if (m_lost)
         return;
+    const int bytes = m_display->unread();
     if (!m_display->read()) {
         noteLoss();
         return;
     }
+    pauseAfter(bytes);
     if (std::exchange(m_globalsChanged, false))
         Q_EMIT globalsChanged();
     flush();
+    Q_EMIT caughtUp();
+}
+
+void WaylandConnection::catchUp()
+{
+    if (!m_lost && m_display->unread() > 0)
+        readSocket();
+}
+
+void WaylandConnection::endPause()
+{
+    m_readable.setEnabled(!m_lost);
+    catchUp();
+}
+
+/// Each pause is as long as the heaps of late allow, and none is long before the series is.
+void WaylandConnection::pauseAfter(int bytes)
+{
+    if (!m_lastRead.isValid() || m_lastRead.hasExpired(kCalm.count()))
+        m_series.start();
+    m_lastRead.start();
+    const milliseconds last = m_pause.intervalAsDuration();
+    const milliseconds next =
+        bytes > kMuch ? last * kMuch / bytes : std::clamp(last * 2, kShortestPause, kLongestPause);
+    m_pause.setInterval(std::min(next, milliseconds(m_series.elapsed() / kPauseInSeries)));
+    m_readable.setEnabled(m_pause.interval() == 0);
+    if (!m_readable.isEnabled())
+        m_pause.start();
 }
 
 void WaylandConnection::flush()
@@ -156,6 +199,7 @@ void WaylandConnection::noteLoss()
     // A closed socket stays readable for ever: watching it on would keep the main loop busy.
     m_readable.setEnabled(false);
     m_writable.setEnabled(false);
+    m_pause.stop();
     QTimer::singleShot(0, this, &WaylandConnection::reportLoss);
 }
 

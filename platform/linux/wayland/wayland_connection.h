@@ -6,9 +6,11 @@
 #include "platform/linux/wayland/wayland_global.h"
 #include "platform/result.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QSocketNotifier>
 #include <QString>
+#include <QTimer>
 
 #include <memory>
 #include <optional>
@@ -22,6 +24,9 @@ namespace platform::wayland {
 
 /// A connection to a Wayland compositor of our own, independent of the toolkit's, so that it works
 /// without a window and its loss does not end the process.
+/// What the compositor sends after a calm is read at once; of what goes on coming a heap is read
+/// every quarter of a second, sooner where it grows so fast that it might not fit into the socket:
+/// a compositor hangs up on whom it cannot tell.
 /// Main thread, with an event loop.
 class WaylandConnection final : public QObject
 {
@@ -69,9 +74,15 @@ public:
     /// Has what was requested sent: at once, or as soon as the compositor takes it. Never blocks.
     void flush();
 
+    /// Hands to the listeners what the compositor has sent until now. Never blocks.
+    void catchUp();
+
 Q_SIGNALS:
     /// Something has come or gone that global() tells of.
     void globalsChanged();
+
+    /// The listeners have been handed what had come.
+    void caughtUp();
 
     /// The compositor has gone; `reason` is one phrase for a person. Once, from the main loop and
     /// never from inside a call. Everything made on this connection is dead from then on.
@@ -98,6 +109,8 @@ private:
     void announce(const char* interface, const WaylandGlobal& global);
     void withdraw(std::uint32_t name);
     void readSocket();
+    void endPause();
+    void pauseAfter(int bytes);
     void noteLoss();
     void reportLoss();
 
@@ -106,8 +119,11 @@ private:
     std::vector<Announced> m_globals;
     bool m_globalsChanged = false;
     bool m_lost = false;
-    QSocketNotifier m_readable;
+    QSocketNotifier m_readable; // off while m_pause runs
     QSocketNotifier m_writable;
+    QTimer m_pause;
+    QElapsedTimer m_lastRead;
+    QElapsedTimer m_series;
 };
 
 } // namespace platform::wayland

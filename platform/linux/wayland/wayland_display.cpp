@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <thread>
@@ -21,6 +22,7 @@ namespace platform::wayland {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenAttempts(10);
+constexpr int kMostPieces = 256;
 
 Error cannotConnect(const QString& name, const QString& reason)
 {
@@ -97,13 +99,25 @@ int WaylandDisplay::descriptor() const
     return wl_display_get_fd(get());
 }
 
+int WaylandDisplay::unread() const
+{
+    int bytes = 0;
+    return ::ioctl(descriptor(), FIONREAD, &bytes) == 0 ? bytes : 0;
+}
+
 bool WaylandDisplay::read() const
 {
-    while (wl_display_prepare_read(get()) != 0) {
-        if (wl_display_dispatch_pending(get()) < 0)
+    // The library takes a few kilobytes at a time.
+    int left = kMostPieces;
+    do {
+        while (wl_display_prepare_read(get()) != 0) {
+            if (wl_display_dispatch_pending(get()) < 0)
+                return false;
+        }
+        if (wl_display_read_events(get()) != 0 || wl_display_dispatch_pending(get()) < 0)
             return false;
-    }
-    return wl_display_read_events(get()) == 0 && wl_display_dispatch_pending(get()) >= 0;
+    } while (--left > 0 && unread() > 0);
+    return true;
 }
 
 WaylandDisplay::Sent WaylandDisplay::flush() const

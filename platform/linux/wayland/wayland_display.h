@@ -44,8 +44,11 @@ public:
     /// The socket, for waiting only.
     [[nodiscard]] int descriptor() const;
 
-    /// Takes what has arrived, a few kilobytes at most, and hands it to the listeners. False when
-    /// the compositor has gone or broken the protocol. Never blocks.
+    /// How many bytes have arrived that read() would take; 0 when the compositor has gone.
+    [[nodiscard]] int unread() const;
+
+    /// Takes what has arrived, up to what fits into a socket, and hands it to the listeners. False
+    /// when the compositor has gone or broken the protocol. Never blocks.
     [[nodiscard]] bool read() const;
 
     /// Sends what is still to be sent. Never blocks.

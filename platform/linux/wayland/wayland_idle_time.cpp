@@ -27,12 +27,18 @@ struct WaylandIdleTime::Listeners
 {
     static IdleSpan& span(void* self) { return static_cast<WaylandIdleTime*>(self)->m_span; }
 
+    static void resume(void* self)
+    {
+        span(self).resumed();
+        Q_EMIT static_cast<WaylandIdleTime*>(self)->resumed();
+    }
+
     static constexpr ext_idle_notification_v1_listener kNotification{
         .idled = [](void* self,
                     ext_idle_notification_v1* /*notification*/) { span(self).idled(Clock::now()); },
         .resumed =
             [](void* self, ext_idle_notification_v1* /*notification*/) {
-                span(self).resumed();
+                resume(self);
             }};
 
     static constexpr org_kde_kwin_idle_timeout_listener kTimeout{
@@ -40,7 +46,7 @@ struct WaylandIdleTime::Listeners
                    org_kde_kwin_idle_timeout* /*timeout*/) { span(self).idled(Clock::now()); },
         .resumed =
             [](void* self, org_kde_kwin_idle_timeout* /*timeout*/) {
-                span(self).resumed();
+                resume(self);
             }};
 };
 
@@ -96,6 +102,7 @@ desktop::Presence WaylandIdleTime::presence() const
 
 double WaylandIdleTime::secondsSinceLastInput()
 {
+    m_connection.catchUp();
     return (m_connection.isAlive() ? m_span : IdleSpan()).secondsAt(Clock::now());
 }
 

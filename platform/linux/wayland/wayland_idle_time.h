@@ -43,6 +43,10 @@ public:
 
     [[nodiscard]] double secondsSinceLastInput() override;
 
+Q_SIGNALS:
+    /// There is input again after a second without.
+    void resumed();
+
 private:
     struct Listeners;
 
