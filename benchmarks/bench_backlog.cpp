@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 // The upload of a long backlog, over loopback to another process that reads it and throws it away:
 // how far the program's memory grows meanwhile, and how long anything ever holds the main thread.
+// And what the attempts cost while nobody is there.
 #include "activity/activity_log.h"
 #include "benchmarks/upload_bench.h"
 
@@ -18,6 +19,8 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -186,6 +189,55 @@ void goOnFor(std::chrono::milliseconds time)
     loop.exec();
 }
 
+/// What all threads have worked but the one that saves, which has its own share and benchmark.
+double workSeconds()
+{
+    timespec all{};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &all);
+    double seconds = static_cast<double>(all.tv_sec) + (static_cast<double>(all.tv_nsec) / 1e9);
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        double nanoseconds = 0;
+        if (std::ifstream(task.path() / "comm") >> name && name == "saving" &&
+            std::ifstream(task.path() / "schedstat") >> nanoseconds)
+            seconds -= nanoseconds / 1e9;
+    }
+    return seconds;
+}
+
+/// Attempts each minute, 60 samples more each time, with a backlog of range(0) rows that grows
+/// where nobody listens.
+void away(benchmark::State& state)
+{
+    constexpr int kTicks = 60;
+    upload_bench::Uploader uploader(QStringLiteral("http://127.0.0.1:1"));
+    std::int64_t next = 0;
+    const auto addSamples = [&uploader, &next](std::int64_t count) {
+        for (std::int64_t i = 0; i < count; ++i)
+            uploader.store.addLog(sample(next++, false));
+    };
+    const auto attempt = [&uploader] {
+        QCoro::waitFor(uploader.service.sync());
+        if (!uploader.service.lastSyncError())
+            qFatal("somebody listens");
+    };
+    addSamples(state.range(0));
+    attempt(); // looks at all of it, once
+    goOnFor(kAfterwards);
+    std::vector<double> seconds;
+    const PeakMemory memory;
+    for (auto _ : state) {
+        const double before = workSeconds();
+        addSamples(kTicks);
+        attempt();
+        seconds.push_back(workSeconds() - before);
+        state.SetIterationTime(seconds.back());
+    }
+    std::ranges::sort(seconds);
+    state.counters["cpu_s_per_1000_ticks"] = seconds[seconds.size() / 2] * 1000 / kTicks;
+    state.counters["grown_mb"] = memory.grownMegabytes();
+}
+
 /// Uploads range(0) rows; each attempt has titles of its own.
 void upload(benchmark::State& state, const Sink& sink)
 {
@@ -252,6 +304,12 @@ int main(int argc, char** argv)
         ->ArgNames({"rows", "ownAddresses"})
         ->Args({2'000'000, 0})
         ->Iterations(1)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("away", away)
+        ->ArgName("rows")
+        ->Arg(1'000'000)
+        ->Iterations(21)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
     benchmark::RunSpecifiedBenchmarks();
