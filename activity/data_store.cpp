@@ -9,6 +9,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QTimer>
 
 #include <utility>
 
@@ -16,6 +17,8 @@ namespace activity {
 
 namespace {
 
+constexpr std::chrono::microseconds kSlice(500);
+constexpr std::chrono::milliseconds kBetweenSlices(10);
 constexpr QLatin1StringView kFile("/Velomira Usage Monitor/activity_logs.json");
 
 QString requiredPath(const std::optional<QString>& applicationSupport)
@@ -81,6 +84,7 @@ void DataStore::addLog(ActivityLog log)
         log.windowTitle = m_pool.intern(*log.windowTitle);
     if (log.url)
         log.url = m_pool.intern(*log.url);
+    m_pool.sweepSome();
     Q_EMIT activitiesAboutToChange();
     m_activities.append(std::move(log));
     Q_EMIT activitiesChanged();
@@ -94,6 +98,26 @@ void DataStore::removeLogs(const ActivityIds& withIDs)
     m_activities = std::move(kept);
     Q_EMIT activitiesChanged();
     m_worker->submit(m_activities);
+}
+
+void DataStore::dropUnusedTexts()
+{
+    const bool isUnderWay = std::exchange(m_partsToSweep, TextPool::kParts) > 0;
+    if (!isUnderWay)
+        sweepSlice();
+}
+
+void DataStore::sweepSlice()
+{
+    const QDeadlineTimer end(kSlice, Qt::PreciseTimer);
+    do {
+        m_pool.sweepPart();
+        --m_partsToSweep;
+    } while (m_partsToSweep > 0 && !end.hasExpired());
+    if (m_partsToSweep > 0)
+        QTimer::singleShot(kBetweenSlices, this, &DataStore::sweepSlice);
+    else
+        Q_EMIT unusedTextsDropped();
 }
 
 bool DataStore::finishSaving(std::chrono::milliseconds limit)

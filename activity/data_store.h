@@ -66,6 +66,11 @@ public:
     /// when nothing was removed. Never waits for the disk.
     void removeLogs(const ActivityIds& withIDs);
 
+    /// Lets go of the texts that no record holds any more, in slices of a millisecond, and then
+    /// tells unusedTextsDropped(): for when many records have gone. Otherwise it happens little by
+    /// little, with each record that comes.
+    void dropUnusedTexts();
+
     /// Finishes the save that is owed, at full speed, and ends saving for good: for the end of the
     /// process. Waits at most about `limit`; false when the disk needed longer.
     bool finishSaving(std::chrono::milliseconds limit);
@@ -73,22 +78,29 @@ public:
     /// All records held, oldest first. A copy costs nothing and stays as it is.
     [[nodiscard]] const ActivityList& activities() const { return m_activities; }
 
+    /// How many texts are kept, those included that no record holds any more.
+    [[nodiscard]] std::size_t distinctTexts() const { return m_pool.size(); }
+
     /// Where the list is kept, given the user's folder for application data.
     [[nodiscard]] static QString filePathIn(const QString& applicationSupport);
 
 Q_SIGNALS:
     void activitiesAboutToChange();
     void activitiesChanged();
+    void unusedTextsDropped();
 
     /// To the saving thread.
     void finishRequested(QDeadlineTimer deadline, QPrivateSignal);
 
 private:
+    void sweepSlice();
+
     /// Reads the file; false when there is one that cannot be read.
     [[nodiscard]] bool load();
 
     QString m_filePath;
     TextPool m_pool;
+    std::size_t m_partsToSweep = 0;
     ActivityList m_activities;
     QThread m_thread;
     std::unique_ptr<SaveWorker> m_worker; // lives in m_thread

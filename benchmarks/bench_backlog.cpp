@@ -5,6 +5,7 @@
 // And what the attempts cost while nobody is there.
 #include "activity/activity_log.h"
 #include "benchmarks/upload_bench.h"
+#include "platform/linux/posix/spare_memory.h"
 
 #include <QCoreApplication>
 #include <QCoroTask>
@@ -123,6 +124,17 @@ private:
     pid_t m_process = -1;
 };
 
+double kilobytes(std::string_view what)
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        double value = 0;
+        if (word == what && status >> value)
+            return value;
+    }
+    qFatal("the system does not tell the memory of processes");
+}
+
 /// How far the memory of this process has been above what it is when this is made.
 class PeakMemory final
 {
@@ -139,17 +151,6 @@ public:
     }
 
 private:
-    static double kilobytes(std::string_view what)
-    {
-        std::ifstream status("/proc/self/status");
-        for (std::string word; status >> word;) {
-            double value = 0;
-            if (word == what && status >> value)
-                return value;
-        }
-        qFatal("the system does not tell the memory of processes");
-    }
-
     double m_before;
 };
 
@@ -238,6 +239,44 @@ void away(benchmark::State& state)
     state.counters["grown_mb"] = memory.grownMegabytes();
 }
 
+/// Waits until the program would be calm, and gives back what it then gives back. The time of that
+/// is simulated, the rest is not.
+double calmMegabytes(upload_bench::Uploader& uploader)
+{
+    goOnFor(kAfterwards);
+    QEventLoop loop;
+    QObject::connect(
+        &uploader.store, &activity::DataStore::unusedTextsDropped, &loop, &QEventLoop::quit);
+    uploader.store.dropUnusedTexts();
+    loop.exec();
+    platform::posix::letGoOfSpareMemory();
+    return kilobytes("RssAnon:") * 1024 / 1e6;
+}
+
+/// What range(0) rows, each with a title of its own, leave behind in memory when they have been
+/// delivered and a minute has passed.
+void afterDelivery(benchmark::State& state, const Sink& sink)
+{
+    upload_bench::Uploader uploader(QStringLiteral("http://127.0.0.1:%1").arg(sink.port));
+    std::int64_t next = 0;
+    const auto deliver = [&uploader, &next](std::int64_t count) {
+        for (std::int64_t i = 0; i < count; ++i)
+            uploader.store.addLog(sample(next++, false));
+        QCoro::waitFor(uploader.service.sync());
+        if (uploader.service.lastSyncError())
+            qFatal("the upload failed");
+    };
+    for (auto _ : state) {
+        deliver(60);
+        const double before = calmMegabytes(uploader);
+        deliver(state.range(0));
+        for (int tick = 0; tick < 60; ++tick)
+            uploader.store.addLog(sample(next, false));
+        state.counters["grown_mb"] = calmMegabytes(uploader) - before;
+        state.SetIterationTime(1);
+    }
+}
+
 /// Uploads range(0) rows; each attempt has titles of its own.
 void upload(benchmark::State& state, const Sink& sink)
 {
@@ -303,6 +342,13 @@ int main(int argc, char** argv)
     add("backlogToASlowReader", slow)
         ->ArgNames({"rows", "ownAddresses"})
         ->Args({2'000'000, 0})
+        ->Iterations(1)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("afterDelivery",
+                                 [&fast](benchmark::State& state) { afterDelivery(state, fast); })
+        ->ArgName("rows")
+        ->Arg(200'000)
         ->Iterations(1)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);

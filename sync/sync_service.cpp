@@ -128,7 +128,12 @@ QCoro::Task<> SyncService::sync()
         recordNothingToSend();
         co_return;
     }
+    const bool isFirst = std::exchange(m_isFirst, false);
+    const bool isLong = snapshot.size() > kAtOnce;
+    const QPointer<SyncService> self(this);
     co_await upload(std::move(snapshot));
+    if (!self.isNull() && (isFirst || (isLong && !m_hasFailed)))
+        Q_EMIT memoryUsed();
 }
 
 /// From the snapshot to the recorded outcome; with no effect any more when the service has gone.

@@ -93,6 +93,10 @@ Q_SIGNALS:
     void isSyncingChanged();
     void lastSyncErrorChanged();
 
+    /// An attempt has ended that needed more memory than most do: the first one, or one that
+    /// delivered many samples. They are let go of within some seconds.
+    void memoryUsed();
+
 private:
     static std::chrono::milliseconds anyTimeBelow(std::chrono::milliseconds longest);
 
@@ -123,6 +127,7 @@ private:
     std::unique_ptr<platform::RepeatingTimer> m_retry; // fires once
     bool m_isSyncing = false;
     bool m_hasFailed = false;
+    bool m_isFirst = true;
     std::optional<QString> m_lastSyncError;
     FoldedRows m_rows; // of what was to be uploaded last; the worker's while it works
     std::jthread m_worker;

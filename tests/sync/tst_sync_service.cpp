@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/sync_bench.h"
 
+#include <QSignalSpy>
 #include <QTest>
 
 #include <future>
@@ -508,6 +509,27 @@ private Q_SLOTS:
         bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
         bench.sync();
         QCOMPARE(bench.stored(), 0);
+    }
+
+    void whatTookMemoryIsTold()
+    {
+        SyncBench bench;
+        const QSignalSpy told(&bench.service, &syncing::SyncService::memoryUsed);
+        bench.addSamples(1);
+        bench.fake.httpClient.answer(kRefused);
+        bench.sync();
+        QCOMPARE(told.count(), 1); // the first
+        bench.addSamples(kManySamples);
+        bench.fake.httpClient.answer(kRefused);
+        bench.sync();
+        QCOMPARE(told.count(), 1);
+        bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
+        bench.sync();
+        QCOMPARE(told.count(), 2);
+        bench.addSamples(60);
+        bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
+        bench.sync();
+        QCOMPARE(told.count(), 2);
     }
 
     void afterAFailureTheNextAttemptComesAtAnyTimeOfThePeriod()
