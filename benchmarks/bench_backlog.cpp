@@ -247,7 +247,7 @@ double calmMegabytes(upload_bench::Uploader& uploader)
     QEventLoop loop;
     QObject::connect(
         &uploader.store, &activity::DataStore::unusedTextsDropped, &loop, &QEventLoop::quit);
-    uploader.store.dropUnusedTexts();
+    QTimer::singleShot(0, &uploader.store, &activity::DataStore::dropUnusedTexts);
     loop.exec();
     platform::posix::letGoOfSpareMemory();
     return kilobytes("RssAnon:") * 1024 / 1e6;
