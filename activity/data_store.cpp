@@ -6,8 +6,10 @@
 #include "platform/atomic_file.h"
 #include "platform/diagnostics.h"
 
+#include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QMetaObject>
+#include <QTimer>
 
 #include <chrono>
 #include <utility>
@@ -16,6 +18,8 @@ namespace activity {
 
 namespace {
 
+constexpr std::chrono::microseconds kSlice(500);
+constexpr std::chrono::milliseconds kBetweenSlices(10);
 constexpr QLatin1StringView kFile("/Velomira Usage Monitor/activity_logs.json");
 
 QString requiredPath(const std::optional<QString>& applicationSupport)
@@ -77,6 +81,7 @@ QString DataStore::filePathIn(const QString& applicationSupport)
 void DataStore::addLog(ActivityLog log)
 {
     log = interned(std::move(log));
+    m_pool.sweepSome();
     Q_EMIT activitiesAboutToChange();
     m_activities.append(std::move(log));
     Q_EMIT activitiesChanged();
@@ -101,6 +106,26 @@ void DataStore::flush(std::function<void()> done)
     m_saver->flush([this, done = std::move(done)] {
         QMetaObject::invokeMethod(this, done, Qt::QueuedConnection);
     });
+}
+
+void DataStore::dropUnusedTexts()
+{
+    const bool isUnderWay = std::exchange(m_partsToSweep, TextPool::kParts) > 0;
+    if (!isUnderWay)
+        sweepSlice();
+}
+
+void DataStore::sweepSlice()
+{
+    const QDeadlineTimer end(kSlice, Qt::PreciseTimer);
+    do {
+        m_pool.sweepPart();
+        --m_partsToSweep;
+    } while (m_partsToSweep > 0 && !end.hasExpired());
+    if (m_partsToSweep > 0)
+        QTimer::singleShot(kBetweenSlices, this, &DataStore::sweepSlice);
+    else
+        Q_EMIT unusedTextsDropped();
 }
 
 bool DataStore::finishSaving(std::chrono::milliseconds limit)

@@ -74,6 +74,11 @@ public:
     /// `done` on the main thread. Never waits for the disk.
     void flush(std::function<void()> done);
 
+    /// Lets go of the texts that no record holds any more, in slices of a millisecond, and then
+    /// tells unusedTextsDropped(): for when many records have gone. Otherwise it happens little by
+    /// little, with each record that comes.
+    void dropUnusedTexts();
+
     /// Finishes the save that is owed, at full speed, and ends saving for good: for the end of the
     /// process. Waits at most about `limit`; false when the disk needed longer.
     bool finishSaving(std::chrono::milliseconds limit);
@@ -81,17 +86,22 @@ public:
     /// All records held, oldest first. A copy costs nothing and stays as it is.
     [[nodiscard]] const ActivityList& activities() const { return m_activities; }
 
+    /// How many texts are kept, those included that no record holds any more.
+    [[nodiscard]] std::size_t distinctTexts() const { return m_pool.size(); }
+
     /// Where the list is kept, given the user's folder for application data.
     [[nodiscard]] static QString filePathIn(const QString& applicationSupport);
 
 Q_SIGNALS:
     void activitiesAboutToChange();
     void activitiesChanged();
+    void unusedTextsDropped();
 
 private:
     void adopt(StoredActivities stored);
     [[nodiscard]] ActivityLog interned(ActivityLog log);
     void save();
+    void sweepSlice();
 
     QString m_filePath;
     std::unique_ptr<platform::AtomicFile> m_file; // until m_saver has it
@@ -99,6 +109,7 @@ private:
     std::int64_t m_bytesPerSecond;
     std::function<void()> m_enterBackground;
     TextPool m_pool;
+    std::size_t m_partsToSweep = 0;
     ActivityList m_activities;
     std::unique_ptr<Saver> m_saver; // none before the file has been read
     std::future<StoredActivities> m_reading;

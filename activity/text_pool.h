@@ -6,13 +6,15 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <unordered_set>
 
 namespace activity {
 
 /// Makes equal texts share one buffer. A text that nobody else holds any more is dropped in time,
-/// so the pool does not grow with every title ever seen.
+/// so the pool does not grow with every title ever seen: with each new text, the sooner the longer
+/// it is, and with each sweepSome() a few are looked at.
 /// One thread at a time; the texts handed out may be released on any.
 class TextPool final
 {
@@ -21,6 +23,15 @@ public:
     /// single call does work for more than a small share of the pool.
     [[nodiscard]] SharedText intern(std::string_view text);
     [[nodiscard]] SharedText intern(const SharedText& text);
+
+    /// Looks at a few texts and drops those that nobody else holds: some microseconds at most, on
+    /// average.
+    void sweepSome();
+
+    /// Does so for the next of the pool's `kParts`.
+    void sweepPart();
+
+    static constexpr std::size_t kParts = 1024;
 
     /// How many distinct texts the pool holds, those included that nobody else holds any more.
     [[nodiscard]] std::size_t size() const;
@@ -44,19 +55,16 @@ private:
         bool operator()(std::string_view a, const SharedText& b) const { return a == b.view(); }
     };
 
-    /// Growing and sweeping touch one shard at a time: that bounds the longest single call.
-    struct Shard
-    {
-        std::unordered_set<SharedText, Hash, Equal> texts;
-        std::size_t sweepAt = 32;
-    };
-
-    static constexpr std::size_t kShards = 256;
+    /// Growing and sweeping touch one of them at a time: that bounds the longest single call.
+    using Shard = std::unordered_set<SharedText, Hash, Equal>;
 
     [[nodiscard]] Shard& shardOf(std::string_view text);
-    static void sweepIfDue(Shard& shard);
+    void makeRoomFor(std::size_t bytes);
+    void sweep(std::int64_t texts);
 
-    std::array<Shard, kShards> m_shards;
+    std::array<Shard, kParts> m_shards;
+    std::size_t m_next = 0;    // shard to be swept
+    std::int64_t m_credit = 0; // texts that may still be looked at; below 0 there were too many
 };
 
 } // namespace activity

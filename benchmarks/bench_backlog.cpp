@@ -2,8 +2,10 @@
 // SPDX-License-Identifier: MIT
 // The upload of a long backlog, over loopback to another process that reads it and throws it away:
 // how far the program's memory grows meanwhile, and how long anything ever holds the main thread.
+// And what the attempts cost while nobody is there.
 #include "activity/activity_log.h"
 #include "benchmarks/upload_bench.h"
+#include "platform/linux/posix/spare_memory.h"
 
 #include <QCoreApplication>
 #include <QCoroTask>
@@ -18,6 +20,8 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -120,6 +124,17 @@ private:
     pid_t m_process = -1;
 };
 
+double kilobytes(std::string_view what)
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        double value = 0;
+        if (word == what && status >> value)
+            return value;
+    }
+    qFatal("the system does not tell the memory of processes");
+}
+
 /// How far the memory of this process has been above what it is when this is made.
 class PeakMemory final
 {
@@ -136,17 +151,6 @@ public:
     }
 
 private:
-    static double kilobytes(std::string_view what)
-    {
-        std::ifstream status("/proc/self/status");
-        for (std::string word; status >> word;) {
-            double value = 0;
-            if (word == what && status >> value)
-                return value;
-        }
-        qFatal("the system does not tell the memory of processes");
-    }
-
     double m_before;
 };
 
@@ -184,6 +188,93 @@ void goOnFor(std::chrono::milliseconds time)
     QEventLoop loop;
     QTimer::singleShot(time, &loop, &QEventLoop::quit);
     loop.exec();
+}
+
+/// What all threads have worked but the one that saves, which has its own share and benchmark.
+double workSeconds()
+{
+    timespec all{};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &all);
+    double seconds = static_cast<double>(all.tv_sec) + (static_cast<double>(all.tv_nsec) / 1e9);
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        double nanoseconds = 0;
+        if (std::ifstream(task.path() / "comm") >> name && name == "saving" &&
+            std::ifstream(task.path() / "schedstat") >> nanoseconds)
+            seconds -= nanoseconds / 1e9;
+    }
+    return seconds;
+}
+
+/// Attempts each minute, 60 samples more each time, with a backlog of range(0) rows that grows
+/// where nobody listens.
+void away(benchmark::State& state)
+{
+    constexpr int kTicks = 60;
+    upload_bench::Uploader uploader(QStringLiteral("http://127.0.0.1:1"));
+    std::int64_t next = 0;
+    const auto addSamples = [&uploader, &next](std::int64_t count) {
+        for (std::int64_t i = 0; i < count; ++i)
+            uploader.store.addLog(sample(next++, false));
+    };
+    const auto attempt = [&uploader] {
+        QCoro::waitFor(uploader.service.sync());
+        if (!uploader.service.lastSyncError())
+            qFatal("somebody listens");
+    };
+    addSamples(state.range(0));
+    attempt(); // looks at all of it, once
+    goOnFor(kAfterwards);
+    std::vector<double> seconds;
+    const PeakMemory memory;
+    for (auto _ : state) {
+        const double before = workSeconds();
+        addSamples(kTicks);
+        attempt();
+        seconds.push_back(workSeconds() - before);
+        state.SetIterationTime(seconds.back());
+    }
+    std::ranges::sort(seconds);
+    state.counters["cpu_s_per_1000_ticks"] = seconds[seconds.size() / 2] * 1000 / kTicks;
+    state.counters["grown_mb"] = memory.grownMegabytes();
+}
+
+/// Waits until the program would be calm, and gives back what it then gives back. The time of that
+/// is simulated, the rest is not.
+double calmMegabytes(upload_bench::Uploader& uploader)
+{
+    goOnFor(kAfterwards);
+    QEventLoop loop;
+    QObject::connect(
+        &uploader.store, &activity::DataStore::unusedTextsDropped, &loop, &QEventLoop::quit);
+    QTimer::singleShot(0, &uploader.store, &activity::DataStore::dropUnusedTexts);
+    loop.exec();
+    platform::posix::letGoOfSpareMemory();
+    return kilobytes("RssAnon:") * 1024 / 1e6;
+}
+
+/// What range(0) rows, each with a title of its own, leave behind in memory when they have been
+/// delivered and a minute has passed.
+void afterDelivery(benchmark::State& state, const Sink& sink)
+{
+    upload_bench::Uploader uploader(QStringLiteral("http://127.0.0.1:%1").arg(sink.port));
+    std::int64_t next = 0;
+    const auto deliver = [&uploader, &next](std::int64_t count) {
+        for (std::int64_t i = 0; i < count; ++i)
+            uploader.store.addLog(sample(next++, false));
+        QCoro::waitFor(uploader.service.sync());
+        if (uploader.service.lastSyncError())
+            qFatal("the upload failed");
+    };
+    for (auto _ : state) {
+        deliver(60);
+        const double before = calmMegabytes(uploader);
+        deliver(state.range(0));
+        for (int tick = 0; tick < 60; ++tick)
+            uploader.store.addLog(sample(next, false));
+        state.counters["grown_mb"] = calmMegabytes(uploader) - before;
+        state.SetIterationTime(1);
+    }
 }
 
 /// Uploads range(0) rows; each attempt has titles of its own.
@@ -252,6 +343,19 @@ int main(int argc, char** argv)
         ->ArgNames({"rows", "ownAddresses"})
         ->Args({2'000'000, 0})
         ->Iterations(1)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("afterDelivery",
+                                 [&fast](benchmark::State& state) { afterDelivery(state, fast); })
+        ->ArgName("rows")
+        ->Arg(200'000)
+        ->Iterations(1)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("away", away)
+        ->ArgName("rows")
+        ->Arg(1'000'000)
+        ->Iterations(21)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
     benchmark::RunSpecifiedBenchmarks();

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-// What the dashboard computes each time it is drawn: the largest applications and web sites.
+// What the dashboard computes when it opens, and each second while it is open: the largest
+// applications and web sites.
 #include "benchmarks/workload.h"
 #include "views/models/activity_totals.h"
 
@@ -72,40 +73,34 @@ template <typename Draw> void measure(benchmark::State& state, const Draw& draw)
     state.counters["median_ms"] = seconds[seconds.size() / 2] * 1e3;
 }
 
-bool drawApps(const activity::ActivityList& list,
-              TimeRange range,
-              double now,
-              const QTimeZone& zone)
+bool areRight(const views::ActivityTotals& totals)
 {
-    const auto items = topApps(list, range, now, zone);
-    return items.size() == 5 && items.front().duration > 0;
+    const auto apps = totals.topApps();
+    const auto websites = totals.topWebsites();
+    return apps.size() == 5 && apps.front().duration > 0 && websites.size() == 1 &&
+           websites.front().name == QLatin1StringView("www.example.org");
 }
 
-bool drawWebsites(const activity::ActivityList& list,
-                  TimeRange range,
-                  double now,
-                  const QTimeZone& zone)
-{
-    const auto items = topWebsites(list, range, now, zone);
-    return items.size() == 1 && items.front().name == QLatin1StringView("www.example.org");
-}
-
-void topAppsOf(benchmark::State& state)
-{
-    measure(state, drawApps);
-}
-
-void topWebsitesOf(benchmark::State& state)
-{
-    measure(state, drawWebsites);
-}
-
-/// Both, as one redraw needs them.
-void redrawOf(benchmark::State& state)
+/// When the window opens.
+void addUpAll(benchmark::State& state)
 {
     measure(state, [](const auto& list, TimeRange range, double now, const QTimeZone& zone) {
-        const bool hasApps = drawApps(list, range, now, zone);
-        return drawWebsites(list, range, now, zone) && hasApps;
+        views::ActivityTotals totals;
+        totals.update(list, range, now, zone);
+        return areRight(totals);
+    });
+}
+
+/// While it is open: one record more each time.
+void addUpOneMore(benchmark::State& state)
+{
+    activity::ActivityList list = listOf(state.range(0), state.range(2) != 0);
+    const activity::ActivityLog last = list[list.size() - 1];
+    views::ActivityTotals totals;
+    measure(state, [&](const auto& /*list*/, TimeRange range, double now, const QTimeZone& zone) {
+        list.append(last);
+        totals.update(list, range, now, zone);
+        return areRight(totals);
     });
 }
 
@@ -117,9 +112,8 @@ void sizes(benchmark::internal::Benchmark* benchmark)
         ->Unit(benchmark::kMillisecond);
 }
 
-BENCHMARK(topAppsOf)->Apply(sizes);
-BENCHMARK(topWebsitesOf)->Apply(sizes);
-BENCHMARK(redrawOf)->Apply(sizes);
+BENCHMARK(addUpAll)->Apply(sizes);
+BENCHMARK(addUpOneMore)->Apply(sizes);
 
 } // namespace
 

@@ -9,6 +9,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
 #include <variant>
 
 namespace platform {
@@ -32,6 +35,21 @@ enum class LongAnswer : std::uint8_t {
     IsCut, ///< the rest is not waited for
 };
 
+/// A body that is made while it is sent, so that a long one is never in memory, and none before it
+/// is known that somebody listens.
+struct StreamedBody
+{
+    /// Appends the next part of the body, some kilobytes at most; false, with nothing appended, at
+    /// its end.
+    using Parts = std::function<bool(std::string& out)>;
+
+    /// Of all parts together, in bytes.
+    qint64 size = 0;
+    /// Begins the body anew, for each time that it is sent. Called, like what it gives out, on the
+    /// main thread, also while another one is not at its end.
+    std::function<Parts()> begin;
+};
+
 struct HttpRequest
 {
     HttpMethod method = HttpMethod::Post;
@@ -39,7 +57,9 @@ struct HttpRequest
     QString url;
     QList<HttpHeader> headers;
     QByteArray body;
-    /// Whether the body holds a secret. Then the client overwrites it once there is an answer, for
+    /// In place of `body`.
+    std::optional<StreamedBody> streamedBody = std::nullopt;
+    /// Whether `body` holds a secret. Then the client overwrites it once there is an answer, for
     /// all who share it, as it always does with the value of the header Authorization.
     bool hasSecretBody = false;
     /// How long nothing may arrive or leave before the request is given up.

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <ranges>
+#include <utility>
 #include <vector>
 
 namespace syncing {
@@ -17,53 +18,6 @@ using activity::ActivityLog;
 
 constexpr double kLongestGap = 2.0;
 
-/// The run being gathered. Refers to its first sample: copying one has its price, and most samples
-/// begin no run.
-class OpenRun final
-{
-public:
-    explicit OpenRun(const ActivityLog& first)
-        : m_first(&first)
-        , m_duration(first.duration)
-    {
-    }
-
-    /// Adds `log` if it continues the run.
-    [[nodiscard]] bool take(const ActivityLog& log)
-    {
-        const double gap = log.timestamp - (m_first->timestamp + m_duration);
-        const bool continues = log.appName == m_first->appName &&
-                               log.windowTitle == m_first->windowTitle && log.url == m_first->url &&
-                               gap <= kLongestGap; // not-a-number is not
-        if (continues)
-            m_duration += log.duration;
-        return continues;
-    }
-
-    [[nodiscard]] AggregatedLog closed() const { return {.log = *m_first, .duration = m_duration}; }
-
-private:
-    const ActivityLog* m_first;
-    double m_duration;
-};
-
-using RunSink = std::function<void(const AggregatedLog&)>;
-
-/// Hands on the runs of `logs`, which must be in order and not empty.
-void runs(const std::ranges::input_range auto& logs, const RunSink& take)
-{
-    auto next = std::ranges::begin(logs);
-    OpenRun open(*next);
-    for (++next; next != std::ranges::end(logs); ++next) {
-        const ActivityLog& log = *next;
-        if (open.take(log))
-            continue;
-        take(open.closed());
-        open = OpenRun(log);
-    }
-    take(open.closed());
-}
-
 /// A total order: numbers first, by size, and all that are none alike behind them.
 bool isEarlier(double a, double b)
 {
@@ -74,38 +28,77 @@ bool isEarlier(double a, double b)
 struct Position
 {
     double timestamp;
-    std::size_t index;
+    std::uint32_t index;
 };
 
-std::vector<Position> sorted(const ActivityList& logs)
+} // namespace
+
+bool OpenRun::take(const ActivityLog& log)
 {
+    const double gap = log.timestamp - (m_first->timestamp + m_duration);
+    const bool continues = log.appName == m_first->appName &&
+                           log.windowTitle == m_first->windowTitle && log.url == m_first->url &&
+                           gap <= kLongestGap; // not-a-number is not
+    if (continues)
+        m_duration += log.duration;
+    return continues;
+}
+
+SharedOrder orderOf(const ActivityList& logs)
+{
+    if (std::ranges::is_sorted(logs, isEarlier, &ActivityLog::timestamp))
+        return nullptr;
     std::vector<Position> positions;
     positions.reserve(logs.size());
     for (const ActivityLog& log : logs)
-        positions.push_back({.timestamp = log.timestamp, .index = positions.size()});
+        positions.push_back(
+            {.timestamp = log.timestamp, .index = static_cast<std::uint32_t>(positions.size())});
     std::ranges::sort(positions, [](const Position& one, const Position& other) {
         if (isEarlier(one.timestamp, other.timestamp))
             return true;
         return !isEarlier(other.timestamp, one.timestamp) && one.index < other.index;
     });
-    return positions;
+    const auto indexes = positions | std::views::transform(&Position::index);
+    return std::make_shared<const Order>(indexes.begin(), indexes.end());
 }
 
-} // namespace
-
-void aggregate(const ActivityList& logs, const RunSink& take)
+bool isInOrder(const ActivityList& logs, std::size_t last, std::size_t first)
 {
-    if (logs.empty())
-        return;
-    if (std::ranges::is_sorted(logs, isEarlier, &ActivityLog::timestamp)) {
-        runs(logs, take);
-        return;
+    double before = logs[last].timestamp;
+    for (std::size_t i = first; i < logs.size(); ++i) {
+        if (isEarlier(logs[i].timestamp, before))
+            return false;
+        before = logs[i].timestamp;
     }
-    const std::vector<Position> positions = sorted(logs);
-    const auto toLog = [&logs](const Position& position) -> const ActivityLog& {
-        return logs[position.index];
-    };
-    runs(positions | std::views::transform(toLog), take);
+    return true;
+}
+
+RunReader::RunReader(ActivityList logs, SharedOrder order)
+    : m_logs(std::move(logs))
+    , m_order(std::move(order))
+{
+}
+
+std::optional<AggregatedLog> RunReader::next()
+{
+    if (m_next == m_logs.size())
+        return std::nullopt;
+    OpenRun run(at(m_next++));
+    while (m_next < m_logs.size() && run.take(at(m_next)))
+        ++m_next;
+    return run.closed();
+}
+
+const ActivityLog& RunReader::at(std::size_t position) const
+{
+    return m_logs[m_order != nullptr ? (*m_order)[position] : position];
+}
+
+void aggregate(const ActivityList& logs, const std::function<void(const AggregatedLog&)>& take)
+{
+    RunReader runs(logs, orderOf(logs));
+    while (const std::optional<AggregatedLog> run = runs.next())
+        take(*run);
 }
 
 } // namespace syncing

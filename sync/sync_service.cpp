@@ -14,11 +14,13 @@
 #include "platform/wipe.h"
 #include "sync/error_body.h"
 #include "sync/sync_counters.h"
-#include "sync/upload_batch.h"
+#include "sync/upload_body.h"
+#include "sync/upload_payload_json.h"
 
 #include <QCoroFuture>
 #include <QPointer>
 #include <QPromise>
+#include <QRandomGenerator>
 #include <QTimer>
 
 #include <algorithm>
@@ -33,6 +35,9 @@ namespace {
 constexpr qint64 kLongestErrorBody = 65'536;
 constexpr std::chrono::seconds kTimeToLetGo(1);
 constexpr std::chrono::hours kLongestPeriod(7 * 24);
+constexpr std::chrono::milliseconds kShortestWait(1);
+/// So many samples are named and let go of within a millisecond.
+constexpr std::size_t kAtOnce = 4'000;
 constexpr int kOk = 200;
 constexpr int kCreated = 201;
 const QString kPath = QStringLiteral("/api/activity-log");
@@ -52,11 +57,13 @@ std::jthread threadFor(std::function<void()> work)
 SyncService::SyncService(const platform::Environment& environment,
                          QString serviceUrl,
                          account::AuthService& auth,
-                         activity::DataStore& store)
+                         activity::DataStore& store,
+                         RandomTime randomTime)
     : m_environment(environment)
     , m_serviceUrl(std::move(serviceUrl))
     , m_auth(auth)
     , m_store(store)
+    , m_randomTime(std::move(randomTime))
 {
 }
 
@@ -78,12 +85,31 @@ void SyncService::setupTimer()
     // The file may hold any number, a timer cannot.
     const std::chrono::minutes period = std::min<std::chrono::minutes>(chosen, kLongestPeriod);
     // Destroyed with the service, so the callback never outlives it.
-    setTimer(m_environment.repeatingTimers.schedule(period, [this] { sync(); }));
+    setTimer(
+        m_environment.repeatingTimers.schedule(period, [this, period] { attemptOnTime(period); }));
 }
 
 void SyncService::stopTimer()
 {
     setTimer(nullptr);
+}
+
+std::chrono::milliseconds SyncService::anyTimeBelow(std::chrono::milliseconds longest)
+{
+    return std::chrono::milliseconds(QRandomGenerator::global()->bounded(qint64{longest.count()}));
+}
+
+void SyncService::attemptOnTime(std::chrono::milliseconds period)
+{
+    if (!m_hasFailed) {
+        sync();
+        return;
+    }
+    const std::chrono::milliseconds wait = std::max(kShortestWait, m_randomTime(period));
+    m_retry = m_environment.repeatingTimers.schedule(wait, [this] {
+        const std::unique_ptr<platform::RepeatingTimer> once = std::move(m_retry);
+        sync();
+    });
 }
 
 QCoro::Task<> SyncService::sync()
@@ -94,28 +120,30 @@ QCoro::Task<> SyncService::sync()
     }
     if (m_isSyncing)
         co_return;
+    m_retry.reset();
     setIsSyncing(true);
     setLastSyncError(std::nullopt);
-    auto batch = std::make_shared<UploadBatch>();
-    batch->snapshot = m_store.activities();
-    if (batch->snapshot.empty()) {
+    activity::ActivityList snapshot = m_store.activities();
+    if (snapshot.empty()) {
         recordNothingToSend();
         co_return;
     }
+    const bool isFirst = std::exchange(m_isFirst, false);
+    const bool isLong = snapshot.size() > kAtOnce;
     const QPointer<SyncService> self(this);
-    co_await upload(batch);
-    if (!self.isNull())
-        discard(std::move(batch));
+    co_await upload(std::move(snapshot));
+    if (!self.isNull() && (isFirst || (isLong && !m_hasFailed)))
+        Q_EMIT memoryUsed();
 }
 
 /// From the snapshot to the recorded outcome; with no effect any more when the service has gone.
-QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
+QCoro::Task<> SyncService::upload(activity::ActivityList snapshot)
 {
-    batch->payload.device_id = getDeviceID().toStdString();
-    batch->payload.sync_timestamp =
-        platform::iso8601(m_environment.clock.now()).value_or(std::string());
-    batch->payload.interval_minutes = intervalMinutes(m_environment.userDefaults);
-
+    const ActivityPayload payload{
+        .device_id = getDeviceID().toStdString(),
+        .sync_timestamp = platform::iso8601(m_environment.clock.now()).value_or(std::string()),
+        .interval_minutes = intervalMinutes(m_environment.userDefaults),
+    };
     const QString address = m_serviceUrl + kPath;
     log(QStringLiteral("Velomira Sync: Attempting to sync to ") + address);
     const std::optional<QString> url = account::serviceEndpoint(m_serviceUrl, kPath);
@@ -124,27 +152,32 @@ QCoro::Task<> SyncService::upload(std::shared_ptr<UploadBatch> batch)
         co_return;
     }
     // Named, because GCC 12 destroys temporaries in a condition with co_await twice.
-    const std::function<void()> encode = [batch] {
-        batch->encode();
+    const std::function<void()> fold = [this, snapshot] {
+        m_rows.extend(snapshot);
     };
-    if (!co_await inBackground(encode))
+    if (!m_rows.takesLong(snapshot))
+        fold();
+    else if (!co_await inBackground(fold))
         co_return;
     platform::HttpRequest request = requestTo(*url);
-    if (const std::optional<QString> error = batch->encodingError) {
-        failWith(*error, QStringLiteral("EncodingFailure: ") + *error);
+    const platform::Result<std::string> beginning = beginningOf(payload);
+    if (!beginning) {
+        const QString error = beginning.error().text;
+        failWith(error, QStringLiteral("EncodingFailure: ") + error);
         co_return;
     }
+    request.streamedBody = uploadBody(beginning.value(), m_rows);
     log(QStringLiteral("Velomira Sync: Payload size: %1 bytes, activities: %2")
-            .arg(batch->body.size())
-            .arg(batch->rowCount));
-    request.body = batch->body;
+            .arg(request.streamedBody->size)
+            .arg(m_rows.rowCount()));
 
     const QPointer<SyncService> self(this);
     const platform::HttpOutcome outcome = co_await m_environment.httpClient.send(request);
     for (platform::HttpHeader& header : request.headers)
         platform::wipe(header.value);
+    request.streamedBody.reset();
     if (!self.isNull())
-        record(outcome, *batch);
+        co_await record(outcome);
 }
 
 /// Runs `work` on a thread of its own; false when the service has gone meanwhile.
@@ -192,22 +225,22 @@ platform::HttpRequest SyncService::requestTo(const QString& url)
     return request;
 }
 
-void SyncService::record(const platform::HttpOutcome& outcome, const UploadBatch& batch)
+QCoro::Task<> SyncService::record(platform::HttpOutcome outcome)
 {
     if (const auto* const failure = std::get_if<platform::TransferFailure>(&outcome))
         failWith(failure->text, failure->description);
     else if (const auto* const response = std::get_if<platform::HttpResponse>(&outcome))
-        recordAnswer(*response, batch);
+        co_await recordAnswer(*response);
     else
         fail(QStringLiteral("Invalid response type"));
 }
 
-void SyncService::recordAnswer(const platform::HttpResponse& response, const UploadBatch& batch)
+QCoro::Task<> SyncService::recordAnswer(platform::HttpResponse response)
 {
     log(QStringLiteral("Velomira Sync: Response status code: %1").arg(response.status));
     if (response.status == kOk || response.status == kCreated) {
-        recordDelivery(batch);
-        return;
+        co_await recordDelivery();
+        co_return;
     }
     if (const std::optional<QString> text = errorBodyText(response.body, kLongestErrorBody))
         log(QStringLiteral("Velomira Sync: Error response body: ") + *text);
@@ -216,14 +249,25 @@ void SyncService::recordAnswer(const platform::HttpResponse& response, const Upl
     log(QStringLiteral("Velomira Sync Failed: ") + message);
 }
 
-void SyncService::recordDelivery(const UploadBatch& batch)
+QCoro::Task<> SyncService::recordDelivery()
 {
-    m_store.removeLogs(batch.ids);
+    activity::ActivityIds ids;
+    const std::function<void()> name = [this, &ids] {
+        ids = activity::ActivityIds(m_rows.logs());
+    };
+    if (m_rows.logs().size() <= kAtOnce)
+        name();
+    else if (!co_await inBackground(name))
+        co_return;
+    const qint64 rows = m_rows.rowCount();
+    m_store.removeLogs(ids);
+    discard(std::move(ids));
     setLastSyncTime(m_environment.clock.now());
-    countDelivery(m_environment.userDefaults, batch.rowCount);
+    countDelivery(m_environment.userDefaults, rows);
+    m_hasFailed = false;
     setLastSyncError(std::nullopt);
     setIsSyncing(false);
-    log(QStringLiteral("Velomira Sync Success: Synced %1 activity records.").arg(batch.rowCount));
+    log(QStringLiteral("Velomira Sync Success: Synced %1 activity records.").arg(rows));
 }
 
 void SyncService::recordNothingToSend()
@@ -236,6 +280,7 @@ void SyncService::recordNothingToSend()
 
 void SyncService::fail(const QString& text)
 {
+    m_hasFailed = true;
     setLastSyncError(text);
     setIsSyncing(false);
 }
@@ -246,12 +291,16 @@ void SyncService::failWith(const QString& text, const QString& description)
     log(QStringLiteral("Velomira Sync Failed with error: ") + description);
 }
 
-/// Lets go of `batch` on another thread: with many samples that takes a while. Not before the HTTP
-/// client has let go of the body, or the last to hold it would be this thread.
-void SyncService::discard(std::shared_ptr<UploadBatch> batch)
+/// Lets go of what was delivered; of many samples on another thread, because that takes a while,
+/// and not before the HTTP client has let go of them, or the last to hold them would be this one.
+void SyncService::discard(activity::ActivityIds delivered)
 {
-    QTimer::singleShot(kTimeToLetGo, this, [this, batch = std::move(batch)]() mutable {
-        m_discarder = threadFor([last = std::move(batch)]() mutable { last.reset(); });
+    const auto rows = std::make_shared<FoldedRows>(std::exchange(m_rows, FoldedRows()));
+    if (rows->logs().size() <= kAtOnce)
+        return;
+    const auto ids = std::make_shared<activity::ActivityIds>(std::move(delivered));
+    QTimer::singleShot(kTimeToLetGo, this, [this, last = std::pair(rows, ids)]() mutable {
+        m_discarder = threadFor([last = std::exchange(last, {})]() mutable { last = {}; });
     });
 }
 
@@ -278,6 +327,7 @@ void SyncService::log(const QString& text)
 void SyncService::setTimer(std::unique_ptr<platform::RepeatingTimer> timer)
 {
     m_timer = std::move(timer);
+    m_retry.reset();
     Q_EMIT timerChanged();
 }
 

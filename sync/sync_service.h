@@ -2,14 +2,18 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "activity/activity_ids.h"
+#include "activity/activity_list.h"
 #include "platform/environment.h"
 #include "platform/http_client.h"
 #include "platform/repeating_timer.h"
+#include "sync/folded_rows.h"
 
 #include <QCoroTask>
 #include <QObject>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -25,25 +29,28 @@ class DataStore;
 
 namespace syncing {
 
-struct UploadBatch;
-
 /// The uploader: on a timer and on request it sends everything that the store holds to the Velomira
 /// service, folded into runs, and removes from the store what was delivered.
 ///
-/// Main thread only; nothing here holds it up, however much is stored: folding and encoding are
-/// done on a thread of their own. Each property's signal is emitted when its value has changed.
+/// Main thread only; nothing here holds it up, however much is stored: what looks at many samples
+/// is done on a thread of its own, and the body is made in small pieces as it is sent. Each
+/// property's signal is emitted when its value has changed.
 class SyncService final : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(bool isSyncing READ isSyncing NOTIFY isSyncingChanged FINAL)
 
 public:
+    /// A time from none to below `longest`, any of them as likely as another.
+    using RandomTime = std::function<std::chrono::milliseconds(std::chrono::milliseconds longest)>;
+
     /// Starts nothing. `serviceUrl` is the service's scheme, host and port; the others must outlive
     /// the service.
     SyncService(const platform::Environment& environment,
                 QString serviceUrl,
                 account::AuthService& auth,
-                activity::DataStore& store);
+                activity::DataStore& store,
+                RandomTime randomTime = &anyTimeBelow);
     SyncService(const SyncService&) = delete;
     SyncService& operator=(const SyncService&) = delete;
     /// Waits for a preparation that still runs; an upload that is under way has no effect any more.
@@ -54,8 +61,9 @@ public:
     static SyncService& shared();
 
     /// Uploads from now on every so many minutes as the setting "syncInterval" says now, at least
-    /// one and at most those of a week, first in that time. Whoever calls it has stopped the timer
-    /// before.
+    /// one and at most those of a week, first in that time. After an upload that failed the next
+    /// attempt comes at any time of the period that then begins: devices that lost the service
+    /// together do not come back together. Whoever calls it has stopped the timer before.
     void setupTimer();
 
     /// Stops the timer; timer() is none then.
@@ -85,17 +93,24 @@ Q_SIGNALS:
     void isSyncingChanged();
     void lastSyncErrorChanged();
 
+    /// An attempt has ended that needed more memory than most do: the first one, or one that
+    /// delivered many samples. They are let go of within some seconds.
+    void memoryUsed();
+
 private:
-    QCoro::Task<> upload(std::shared_ptr<UploadBatch> batch);
+    static std::chrono::milliseconds anyTimeBelow(std::chrono::milliseconds longest);
+
+    void attemptOnTime(std::chrono::milliseconds period);
+    QCoro::Task<> upload(activity::ActivityList snapshot);
     QCoro::Task<bool> inBackground(std::function<void()> work);
     [[nodiscard]] platform::HttpRequest requestTo(const QString& url);
-    void record(const platform::HttpOutcome& outcome, const UploadBatch& batch);
-    void recordAnswer(const platform::HttpResponse& response, const UploadBatch& batch);
-    void recordDelivery(const UploadBatch& batch);
+    QCoro::Task<> record(platform::HttpOutcome outcome);
+    QCoro::Task<> recordAnswer(platform::HttpResponse response);
+    QCoro::Task<> recordDelivery();
     void recordNothingToSend();
     void fail(const QString& text);
     void failWith(const QString& text, const QString& description);
-    void discard(std::shared_ptr<UploadBatch> batch);
+    void discard(activity::ActivityIds delivered);
 
     [[nodiscard]] QString getDeviceID();
     void log(const QString& text);
@@ -107,9 +122,14 @@ private:
     QString m_serviceUrl;
     account::AuthService& m_auth;
     activity::DataStore& m_store;
+    RandomTime m_randomTime;
     std::unique_ptr<platform::RepeatingTimer> m_timer;
+    std::unique_ptr<platform::RepeatingTimer> m_retry; // fires once
     bool m_isSyncing = false;
+    bool m_hasFailed = false;
+    bool m_isFirst = true;
     std::optional<QString> m_lastSyncError;
+    FoldedRows m_rows; // of what was to be uploaded last; the worker's while it works
     std::jthread m_worker;
     std::jthread m_discarder;
 };

@@ -5,12 +5,9 @@
 #include "platform/result.h"
 #include "sync/upload_rows.h"
 
-#include <QByteArray>
-#include <QLatin1StringView>
-
 #include <cstdint>
-#include <optional>
 #include <string>
+#include <string_view>
 
 namespace syncing {
 
@@ -26,34 +23,16 @@ struct ActivityPayload
     bool operator==(const ActivityPayload&) const = default;
 };
 
-/// Writes the body, one JSON object without white space, row after row: so there is never more of
-/// a backlog in memory than the body itself.
-/// One thread at a time; some tenths of a second for a million rows.
-class UploadPayloadJson final
-{
-public:
-    explicit UploadPayloadJson(const ActivityPayload& payload);
+// The body is one JSON object without white space: its beginning, the rows with commas between
+// them, and its end. Any thread.
 
-    /// Makes room for about so many bytes of rows.
-    void reserve(qsizetype bytes) { m_body.reserve(m_body.size() + bytes); }
+/// The body up to its first row. Fails when `device_id` or `sync_timestamp` is not valid UTF-8.
+[[nodiscard]] platform::Result<std::string> beginningOf(const ActivityPayload& payload);
 
-    void append(const ActivityLogPayload& row);
+/// Appends `row`, whose time must be valid UTF-8, as the texts always are.
+void appendRow(std::string& out, const ActivityLogPayload& row);
 
-    /// How many rows have been appended.
-    [[nodiscard]] std::int64_t rowCount() const { return m_rowCount; }
-
-    /// Gives out the body, once. Fails only when `device_id` or one of the times is not valid
-    /// UTF-8.
-    [[nodiscard]] platform::Result<QByteArray> finish();
-
-private:
-    void fail(QLatin1StringView what);
-    void moveToBody();
-
-    QByteArray m_body;
-    std::string m_piece; // of it: the writers append to strings, the body is too long for two
-    std::int64_t m_rowCount = 0;
-    std::optional<platform::Error> m_error;
-};
+inline constexpr char kBetweenRows = ',';
+inline constexpr std::string_view kEndOfBody = "]}";
 
 } // namespace syncing

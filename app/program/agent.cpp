@@ -69,7 +69,7 @@ constexpr std::chrono::seconds kTimeForTheSettings(2);
 // As long as an instance that is ending may take for its owed save, and some more.
 constexpr std::chrono::seconds kTimeForThePreviousInstance(6);
 constexpr std::chrono::seconds kTimeToTakeLeave(2);
-/// After the last change of what is on screen.
+/// After the last change of what is on screen, and after an upload that took memory.
 constexpr std::chrono::seconds kUntilCalm(10);
 /// The event loop's result when the program is to start anew.
 constexpr int kStartAnew = 64;
@@ -195,24 +195,31 @@ int runApplication(LinuxEnvironment& desktop,
         QCoreApplication::exit(EXIT_SUCCESS);
     });
 
-    // Most of what it takes to show a window is not needed again before the next one.
+    // Most of what it takes to show a window is not needed again before the next one; nor are what
+    // a long backlog needed and what makes the first upload.
+    activity::DataStore& store = activity::DataStore::shared();
     QTimer calm;
     calm.setSingleShot(true);
-    calm.callOnTimeout(qApp, [&quillstep] {
-        platform::posix::letGoOfSpareMemory();
+    calm.callOnTimeout(&store, [&quillstep, &store] {
+        store.dropUnusedTexts();
         platform::posix::letTimersWait(!quillstep.windows().hasWindows());
     });
+    QObject::connect(&store,
+                     &activity::DataStore::unusedTextsDropped,
+                     qApp,
+                     &platform::posix::letGoOfSpareMemory);
     const auto waitForCalm = [&calm] {
         calm.start(kUntilCalm);
     };
     QObject::connect(qGuiApp, &QGuiApplication::focusWindowChanged, &calm, waitForCalm);
+    QObject::connect(&SyncService::shared(), &SyncService::memoryUsed, &calm, waitForCalm);
     waitForCalm();
 
     const platform::dbus::SleepWatch sleep(
         desktop.systemBus(),
         QStringLiteral("Velomira Usage Monitor"),
         QStringLiteral("What was recorded last is being written to the disk"),
-        [](std::function<void()> done) { activity::DataStore::shared().flush(std::move(done)); });
+        [&store](std::function<void()> done) { store.flush(std::move(done)); });
 
     platform::dbus::BusReturn busReturn(requests.address());
     const auto lost = [&busReturn, &statusItem] {

@@ -150,6 +150,27 @@ class TestDataStore final : public QObject
 
 private Q_SLOTS:
 
+    void textsThatNoRecordHoldsAreDroppedWhenAskedFor()
+    {
+        Home home;
+        for (int i = 0; i < 3'000; ++i)
+            home.store->addLog(samples::log("Editor", "title " + std::to_string(i)));
+        QCOMPARE(home.store->distinctTexts(), 3'001UL);
+        home.store->removeLogs(ActivityIds(home.store->activities()));
+        for (int save = 0; save < 3; ++save) { // then no file is the old list's any more
+            home.store->addLog(samples::log("Editor"));
+            QTRY_VERIFY(home.fileHolds(home.store->activities()));
+        }
+        QVERIFY(home.store->distinctTexts() > 2'000);
+        const QSignalSpy done(&*home.store, &DataStore::unusedTextsDropped);
+        home.store->dropUnusedTexts();
+        home.store->dropUnusedTexts(); // that much again, not twice at a time
+        QTRY_COMPARE(done.count(), 1);
+        QCOMPARE(home.store->distinctTexts(), 2UL);
+        home.store->dropUnusedTexts();
+        QTRY_COMPARE(done.count(), 2);
+    }
+
     void firstRunCreatesThePrivateFolderAndOneRecordMakesAOneElementFile()
     {
         Home home;

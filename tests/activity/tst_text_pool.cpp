@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+#include <algorithm>
 #include <atomic>
 #include <string>
 #include <thread>
@@ -70,6 +71,50 @@ private Q_SLOTS:
             static_cast<void>(pool.intern(std::string_view("title " + std::to_string(i))));
         QVERIFY2(pool.size() < 20'000, qPrintable(QString::number(pool.size())));
         QVERIFY(held.sharesBufferWith(pool.intern(std::string_view("held"))));
+    }
+
+    void afterABacklogTheClockSweepsThem()
+    {
+        TextPool pool;
+        const SharedText held = pool.intern(std::string_view("held"));
+        {
+            std::vector<SharedText> backlog;
+            for (int i = 0; i < 20'000; ++i)
+                backlog.push_back(pool.intern(std::string_view("title " + std::to_string(i))));
+        }
+        QVERIFY(pool.size() > 20'000);
+        for (int tick = 0; tick < 2'000; ++tick)
+            pool.sweepSome(); // no new text comes
+        QCOMPARE(pool.size(), 1UL);
+        QVERIFY(held.sharesBufferWith(pool.intern(std::string_view("held"))));
+    }
+
+    void allPartsAreTheWholePool()
+    {
+        TextPool pool;
+        {
+            std::vector<SharedText> backlog;
+            for (int i = 0; i < 20'000; ++i)
+                backlog.push_back(pool.intern(std::string_view("title " + std::to_string(i))));
+        }
+        for (std::size_t part = 0; part < TextPool::kParts; ++part)
+            pool.sweepPart();
+        QCOMPARE(pool.size(), 0UL);
+    }
+
+    void longTextsAreSweptTheSooner()
+    {
+        TextPool pool;
+        std::vector<SharedText> held; // as many as on a usual day
+        for (int i = 0; i < 8'000; ++i)
+            held.push_back(pool.intern(std::string_view("title " + std::to_string(i))));
+        std::size_t most = 0;
+        for (int i = 0; i < 2'000; ++i) {
+            const std::string text(16'384, 'x');
+            static_cast<void>(pool.intern(std::string_view(text + std::to_string(i))));
+            most = std::max(most, pool.size() - held.size());
+        }
+        QVERIFY2(most < 100, qPrintable(QString::number(most))); // 1.6 MB
     }
 
     void textsThatAreHeldStay()

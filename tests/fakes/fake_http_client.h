@@ -8,11 +8,13 @@
 
 #include <deque>
 #include <memory>
+#include <string>
 
 namespace fakes {
 
-/// Keeps the requests and answers them in their order with what the test has queued; a request
-/// without a queued outcome waits for answer().
+/// Keeps the requests, with the bodies that were to be streamed as a whole, and answers them in
+/// their order with what the test has queued; a request without a queued outcome waits for
+/// answer().
 class FakeHttpClient final : public platform::HttpClient
 {
 public:
@@ -31,6 +33,8 @@ public:
     [[nodiscard]] QFuture<platform::HttpOutcome> send(const platform::HttpRequest& request) override
     {
         requests.append(request);
+        if (request.streamedBody)
+            requests.last().body = wholeOf(*request.streamedBody);
         auto promise = std::make_unique<QPromise<platform::HttpOutcome>>();
         promise->start();
         QFuture<platform::HttpOutcome> future = promise->future();
@@ -51,6 +55,15 @@ public:
     QList<platform::HttpRequest> requests;
 
 private:
+    static QByteArray wholeOf(const platform::StreamedBody& body)
+    {
+        const platform::StreamedBody::Parts parts = body.begin();
+        std::string whole;
+        while (parts(whole)) {
+        }
+        return QByteArray::fromStdString(whole);
+    }
+
     void pump()
     {
         while (!m_waiting.empty() && !m_outcomes.empty()) {

@@ -32,9 +32,25 @@ public:
             timer->callback();
     }
 
+    /// Fires the running timer that was made last.
+    void fireLast()
+    {
+        const std::function<void()> callback = m_running.back()->callback;
+        callback();
+    }
+
     [[nodiscard]] std::size_t running() const { return m_running.size(); }
 
     [[nodiscard]] std::chrono::milliseconds interval() const { return m_running.front()->interval; }
+
+    /// Of all running timers, as they were made.
+    [[nodiscard]] std::vector<std::chrono::milliseconds> intervals() const
+    {
+        std::vector<std::chrono::milliseconds> all;
+        for (const Timer* timer : m_running)
+            all.push_back(timer->interval);
+        return all;
+    }
 
     int scheduled = 0;
 

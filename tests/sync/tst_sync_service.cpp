@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/sync_bench.h"
 
+#include <QSignalSpy>
 #include <QTest>
 
 #include <future>
@@ -19,6 +20,9 @@ const platform::TransferFailure kRefused{
     .text = QStringLiteral("Could not connect to service.example: connection refused"),
     .description = QStringLiteral("TransferFailure(refused, https://service.example): details"),
 };
+
+/// More than are folded on the main thread.
+constexpr int kManySamples = 5'000;
 
 QStringList attemptLines(const QString& size)
 {
@@ -364,9 +368,12 @@ private Q_SLOTS:
     void samplesThatComeMeanwhileGoWithTheNextUpload()
     {
         SyncBench bench;
-        bench.addSamples(3, "before");
+        bench.addSamples(kManySamples, "before");
+        Gate gate(bench);
         const auto running = bench.service.sync();
+        QVERIFY(bench.fake.httpClient.requests.isEmpty());
         bench.addSamples(2, "during the folding");
+        gate.open();
         QTRY_COMPARE(bench.fake.httpClient.requests.size(), 1);
         bench.addSamples(2, "during the transfer");
         bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
@@ -399,9 +406,10 @@ private Q_SLOTS:
     void theTokenOfTheMomentIsSentAndItsAbsenceIsTold()
     {
         SyncBench bench;
-        bench.addSamples(2);
+        bench.addSamples(kManySamples);
         Gate gate(bench);
         const auto running = bench.service.sync();
+        QVERIFY(bench.fake.httpClient.requests.isEmpty());
         bench.auth.logout(); // while the samples are folded
         gate.open();
         QTRY_COMPARE(bench.fake.httpClient.requests.size(), 1);
@@ -410,7 +418,7 @@ private Q_SLOTS:
         QCOMPARE(bench.fake.httpClient.requests.first().headers.size(), 2);
         bench.fake.httpClient.answer(HttpResponse{.status = 401, .body = {}});
         QTRY_VERIFY(!bench.service.isSyncing());
-        QCOMPARE(bench.stored(), 2);
+        QCOMPARE(bench.stored(), kManySamples);
     }
 
     void aTokenReplacedDuringAnAttemptGoesWithTheNext()
@@ -463,6 +471,114 @@ private Q_SLOTS:
                                                                       device.toUtf8() + "\""));
     }
 
+    void fewSamplesAreUploadedWithoutAThread()
+    {
+        SyncBench bench;
+        int threads = 0;
+        bench.environment.enterBackground = [&threads] {
+            ++threads;
+        };
+        bench.addSamples(60);
+        const auto running = bench.service.sync();
+        QCOMPARE(bench.fake.httpClient.requests.size(), 1); // at once
+        bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
+        QTRY_VERIFY(!bench.service.isSyncing());
+        QCOMPARE(bench.stored(), 0);
+        QCOMPARE(threads, 0);
+    }
+
+    void whileTheServiceIsAwayOnlyNewSamplesAreFolded()
+    {
+        SyncBench bench;
+        int threads = 0;
+        bench.environment.enterBackground = [&threads] {
+            ++threads;
+        };
+        bench.addSamples(kManySamples);
+        for (int minute = 0; minute < 3; ++minute) {
+            bench.addSamples(60, minute % 2 == 0 ? "even" : "odd");
+            bench.fake.httpClient.answer(kRefused);
+            bench.sync();
+            const QByteArray& body = bench.fake.httpClient.requests.last().body;
+            QCOMPARE(bench.fake.diagnostics.lines().at((4 * minute) + 2),
+                     QStringLiteral("Velomira Sync: Payload size: %1 bytes, activities: %2")
+                         .arg(body.size())
+                         .arg(minute + 2));
+        }
+        QCOMPARE(threads, 1); // for the first look
+        bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
+        bench.sync();
+        QCOMPARE(bench.stored(), 0);
+    }
+
+    void whatTookMemoryIsTold()
+    {
+        SyncBench bench;
+        const QSignalSpy told(&bench.service, &syncing::SyncService::memoryUsed);
+        bench.addSamples(1);
+        bench.fake.httpClient.answer(kRefused);
+        bench.sync();
+        QCOMPARE(told.count(), 1); // the first
+        bench.addSamples(kManySamples);
+        bench.fake.httpClient.answer(kRefused);
+        bench.sync();
+        QCOMPARE(told.count(), 1);
+        bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
+        bench.sync();
+        QCOMPARE(told.count(), 2);
+        bench.addSamples(60);
+        bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
+        bench.sync();
+        QCOMPARE(told.count(), 2);
+    }
+
+    void afterAFailureTheNextAttemptComesAtAnyTimeOfThePeriod()
+    {
+        SyncBench bench;
+        QList<std::chrono::milliseconds> asked;
+        syncing::SyncService service(bench.environment,
+                                     bench.serviceUrl,
+                                     bench.auth,
+                                     bench.store,
+                                     [&asked](std::chrono::milliseconds longest) {
+                                         asked.append(longest);
+                                         return longest / 4;
+                                     });
+        const auto& requests = bench.fake.httpClient.requests;
+        auto& timers = bench.fake.repeatingTimers;
+        defaults(bench)[QStringLiteral("syncInterval")] = QStringLiteral("2");
+        service.setupTimer();
+        bench.addSamples(1);
+        timers.fire();
+        QCOMPARE(requests.size(), 1); // on time
+        bench.fake.httpClient.answer(kRefused);
+        QTRY_VERIFY(!service.isSyncing());
+        timers.fire();
+        QCOMPARE(requests.size(), 1);
+        QCOMPARE(asked, QList<std::chrono::milliseconds>{2min});
+        QCOMPARE(timers.intervals(), std::vector<std::chrono::milliseconds>({2min, 30s}));
+        timers.fireLast(); // the half minute is over
+        QCOMPARE(requests.size(), 2);
+        QCOMPARE(timers.running(), 1);
+        bench.fake.httpClient.answer(HttpResponse{.status = 503, .body = {}});
+        QTRY_VERIFY(!service.isSyncing());
+        timers.fire();
+        QCOMPARE(timers.running(), 2);
+        const auto now = service.sync(); // that the user asks for does not wait, and counts
+        QCOMPARE(requests.size(), 3);
+        QCOMPARE(timers.running(), 1);
+        bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
+        QTRY_VERIFY(!service.isSyncing());
+        bench.addSamples(1);
+        timers.fire();
+        QCOMPARE(requests.size(), 4); // on time again
+        bench.fake.httpClient.answer(kRefused);
+        QTRY_VERIFY(!service.isSyncing());
+        timers.fire();
+        service.stopTimer();
+        QCOMPARE(timers.running(), 0);
+    }
+
     void lastSyncTimeIsWhatTheSettingsHold()
     {
         SyncBench bench;
@@ -478,7 +594,7 @@ private Q_SLOTS:
     {
         fakes::FakeEnvironment other;
         SyncBench bench;
-        bench.addSamples(3);
+        bench.addSamples(kManySamples);
         auto service = std::make_unique<syncing::SyncService>(
             bench.environment, bench.serviceUrl, bench.auth, bench.store);
         Gate gate(bench);
@@ -493,7 +609,7 @@ private Q_SLOTS:
         service.reset();
         bench.fake.httpClient.answer(HttpResponse{.status = 200, .body = {}});
         QCoro::waitFor(std::move(sending));
-        QCOMPARE(bench.stored(), 3);
+        QCOMPARE(bench.stored(), kManySamples);
     }
 };
 

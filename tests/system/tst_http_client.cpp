@@ -23,6 +23,49 @@ HttpRequest request(const QString& url)
     return {.url = url, .headers = {{"Content-Type", "application/json"}}, .body = "{\"a\":1}"};
 }
 
+/// A body of `rows` rows, and what it makes of that: how often it was begun, and how many rows were
+/// made.
+class Rows final
+{
+public:
+    explicit Rows(int rows)
+        : m_rows(rows)
+    {
+    }
+
+    [[nodiscard]] platform::StreamedBody body()
+    {
+        return {.size = qint64{m_rows} * kRow.size(), .begin = [this] {
+                    ++begun;
+                    return [this, left = m_rows](std::string& out) mutable {
+                        if (left == 0)
+                            return false;
+                        --left;
+                        ++made;
+                        out += kRow.toStdString();
+                        return true;
+                    };
+                }};
+    }
+
+    [[nodiscard]] QByteArray whole() const { return kRow.repeated(m_rows); }
+
+    int begun = 0;
+    int made = 0;
+
+private:
+    inline static const QByteArray kRow = "{\"a\":\"some text of a row\"}";
+    int m_rows;
+};
+
+HttpRequest streamed(const QString& url, Rows& rows)
+{
+    HttpRequest made = request(url);
+    made.body.clear();
+    made.streamedBody = rows.body();
+    return made;
+}
+
 } // namespace
 
 /// The client against a server that answers in every way a server can.
@@ -101,6 +144,49 @@ private Q_SLOTS:
         QCOMPARE(server.requests().constLast().headers.value("authorization"), token);
         QCOMPARE(request.body, isSecret ? QByteArray(text.size(), '\0') : text);
         QCOMPARE(header, QByteArray(token.size(), '\0'));
+    }
+
+    void aStreamedBodyArrivesWholeAlsoAfterARedirect()
+    {
+        ScriptedServer server;
+        server.willAnswer(ScriptedServer::redirect(308, server.url() + QStringLiteral("/new")));
+        server.willAnswer(ScriptedServer::reply(201, "yes"));
+        Rows rows(20'000);
+        const auto answer = response(streamed(server.url(), rows));
+        QVERIFY(answer);
+        QCOMPARE(answer->status, 201);
+        QCOMPARE(server.requests().size(), 2);
+        for (const ScriptedServer::Request& got : server.requests()) {
+            QCOMPARE(got.method, "POST");
+            QCOMPARE(got.headers.value("content-length"), QByteArray::number(rows.whole().size()));
+            QVERIFY(!got.headers.contains("transfer-encoding"));
+            QVERIFY(got.body == rows.whole());
+        }
+        QCOMPARE(rows.begun, 2);
+    }
+
+    void aShortStreamedBodyArrivesToo()
+    {
+        for (const int count : {0, 1, 2}) {
+            ScriptedServer server;
+            server.willAnswer(ScriptedServer::reply(200, "yes"));
+            Rows rows(count);
+            QVERIFY(response(streamed(server.url(), rows)));
+            QCOMPARE(server.requests().constFirst().body, rows.whole());
+        }
+    }
+
+    void whereNobodyListensNoBodyIsMade()
+    {
+        QString url;
+        {
+            const ScriptedServer gone;
+            url = gone.url();
+        }
+        Rows rows(20'000);
+        QCOMPARE(failure(streamed(url, rows)),
+                 QStringLiteral("Could not connect to 127.0.0.1: connection refused"));
+        QCOMPARE(rows.made, 0);
     }
 
     void everyStatusIsAnAnswer_data()

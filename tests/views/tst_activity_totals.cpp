@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 #include <limits>
 #include <map>
 #include <random>
@@ -50,6 +51,27 @@ ActivityList listOf(const std::vector<ActivityLog>& logs)
     for (const ActivityLog& log : logs)
         list.append(log);
     return list;
+}
+
+Items topApps(const ActivityList& list, TimeRange range, double now, const QTimeZone& zone)
+{
+    views::ActivityTotals totals;
+    totals.update(list, range, now, zone);
+    return totals.topApps();
+}
+
+Items topWebsites(const ActivityList& list, TimeRange range, double now, const QTimeZone& zone)
+{
+    views::ActivityTotals totals;
+    totals.update(list, range, now, zone);
+    return totals.topWebsites();
+}
+
+double processorSeconds()
+{
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return double(time.tv_sec) + (double(time.tv_nsec) / 1e9);
 }
 
 Items apps(const std::vector<ActivityLog>& logs, TimeRange range = TimeRange::AllTime)
@@ -227,6 +249,85 @@ private Q_SLOTS:
         QCOMPARE(found[0].name, u"endless"_s);
         QCOMPARE(found[1].name, u"one"_s);
         QCOMPARE(found[2].name, u"none"_s);
+    }
+
+    void stepByStepIsAsAllAtOnce_data()
+    {
+        QTest::addColumn<TimeRange>("range");
+        QTest::newRow("today") << TimeRange::Today;
+        QTest::newRow("all time") << TimeRange::AllTime;
+    }
+
+    /// Records come, an upload takes the first ones away, midnight passes, the user travels.
+    void stepByStepIsAsAllAtOnce()
+    {
+        QFETCH(const TimeRange, range);
+        const std::array zones{QTimeZone::utc(),
+                               QTimeZone(3600),
+                               QTimeZone("Europe/Berlin"),
+                               QTimeZone("Australia/Lord_Howe")};
+        std::mt19937_64 random(23);
+        ActivityList list;
+        views::ActivityTotals totals;
+        double now = kNow;
+        QTimeZone zone = zones[0];
+        int uploads = 0;
+        for (int step = 0; step < 600; ++step) {
+            for (auto more = random() % 4; more > 0; --more) {
+                now += double(random() % 600);
+                const std::string name = std::to_string(random() % 20);
+                list.append(random() % 2 == 0 ? record(name, double(random() % 100) / 7, now)
+                                              : visit("https://" + name, 1, now));
+            }
+            if (random() % 50 == 0)
+                now += 8 * 3600;
+            if (random() % 50 == 0)
+                zone = zones[random() % zones.size()];
+            if (random() % 30 == 0) {
+                list = list.withoutFirst(random() % (list.size() + 1));
+                ++uploads;
+            }
+            totals.update(list, range, now, zone);
+            QVERIFY(totals.isOfTheDay(now, zone));
+            QCOMPARE(totals.topApps(), topApps(list, range, now, zone));
+            QCOMPARE(totals.topWebsites(), topWebsites(list, range, now, zone));
+        }
+        QVERIFY(uploads > 5);
+    }
+
+    void ofAListThatGrowsOnlyTheNewIsLookedAt()
+    {
+        ActivityList list;
+        const ActivityLog log = visit("https://example.com/", 1);
+        for (int i = 0; i < 200'000; ++i)
+            list.append(log);
+        views::ActivityTotals totals;
+        const double start = processorSeconds();
+        totals.update(list, TimeRange::Today, kNow, QTimeZone::utc());
+        const double whole = processorSeconds() - start;
+        for (int i = 0; i < 20; ++i) {
+            list.append(log);
+            totals.update(list, TimeRange::Today, kNow, QTimeZone::utc());
+        }
+        QVERIFY(processorSeconds() - start - whole < whole / 4);
+        QCOMPARE(totals.topApps(), Items{item("Browser", 200'020)});
+    }
+
+    void nothingIsKeptOnceItIsCleared()
+    {
+        views::ActivityTotals totals;
+        ActivityLog log = record("a", 1);
+        const SharedText name = log.appName;
+        {
+            ActivityList list;
+            list.append(std::move(log));
+            totals.update(list, TimeRange::AllTime, kNow, QTimeZone::utc());
+        }
+        QVERIFY(!name.isSoleOwner());
+        totals.clear();
+        QVERIFY(name.isSoleOwner());
+        QVERIFY(totals.topApps().empty());
+        QVERIFY(!totals.isOfTheDay(kNow, QTimeZone::utc()));
     }
 
     /// Many more groups than the first table holds, pooled and unpooled texts mixed.

@@ -3,8 +3,6 @@
 #include "views/models/activity_totals.h"
 
 #include "platform/url_components.h"
-#include "views/models/duration_totals.h"
-#include "views/models/local_day.h"
 
 #include <cstddef>
 #include <string>
@@ -19,23 +17,6 @@ using activity::ActivityLog;
 
 constexpr std::size_t kItems = 5;
 
-/// Gives each record of `list` that `range` takes in to `take`, in order.
-template <typename Take>
-void forEachIn(
-    const ActivityList& list, TimeRange range, double now, const QTimeZone& zone, const Take& take)
-{
-    if (range == TimeRange::AllTime) {
-        for (const ActivityLog& log : list)
-            take(log);
-        return;
-    }
-    const LocalDay today(now, zone);
-    for (const ActivityLog& log : list) {
-        if (today.contains(log.timestamp))
-            take(log);
-    }
-}
-
 std::string asItIs(std::string_view text)
 {
     return std::string(text);
@@ -43,25 +24,51 @@ std::string asItIs(std::string_view text)
 
 } // namespace
 
-std::vector<AggregatedItem>
-topApps(const ActivityList& list, TimeRange range, double now, const QTimeZone& zone)
+ActivityTotals::Sums::Sums(TimeRange ofRange, double now, const QTimeZone& ofZone)
+    : range(ofRange)
+    , zone(ofZone)
+    , day(now, ofZone)
+    , apps(asItIs)
+    , websites(platform::urlHostKey)
 {
-    DurationTotals totals(asItIs);
-    forEachIn(list, range, now, zone, [&totals](const ActivityLog& log) {
-        totals.add(log.appName, log.duration);
-    });
-    return totals.largest(kItems);
 }
 
-std::vector<AggregatedItem>
-topWebsites(const ActivityList& list, TimeRange range, double now, const QTimeZone& zone)
+void ActivityTotals::Sums::add(const ActivityLog& log)
 {
-    DurationTotals totals(platform::urlHostKey);
-    forEachIn(list, range, now, zone, [&totals](const ActivityLog& log) {
-        if (log.url && log.url->identity() != nullptr) // the empty text has none
-            totals.add(*log.url, log.duration);
-    });
-    return totals.largest(kItems);
+    if (range == TimeRange::Today && !day.contains(log.timestamp))
+        return;
+    apps.add(log.appName, log.duration);
+    if (log.url && log.url->identity() != nullptr) // the empty text has none
+        websites.add(*log.url, log.duration);
+}
+
+void ActivityTotals::update(const ActivityList& list,
+                            TimeRange range,
+                            double now,
+                            const QTimeZone& zone)
+{
+    const bool goesOn =
+        m_sums && m_sums->range == range && isOfTheDay(now, zone) && list.startsWith(m_sums->list);
+    if (!goesOn)
+        m_sums.emplace(range, now, zone);
+    for (std::size_t i = m_sums->list.size(); i < list.size(); ++i)
+        m_sums->add(list[i]);
+    m_sums->list = list;
+}
+
+bool ActivityTotals::isOfTheDay(double now, const QTimeZone& zone) const
+{
+    return m_sums && m_sums->day.contains(now) && m_sums->zone == zone;
+}
+
+std::vector<AggregatedItem> ActivityTotals::topApps() const
+{
+    return m_sums ? m_sums->apps.largest(kItems) : std::vector<AggregatedItem>();
+}
+
+std::vector<AggregatedItem> ActivityTotals::topWebsites() const
+{
+    return m_sums ? m_sums->websites.largest(kItems) : std::vector<AggregatedItem>();
 }
 
 } // namespace views

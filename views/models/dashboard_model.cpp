@@ -13,7 +13,6 @@
 #include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"
 #include "views/models/account_text.h"
-#include "views/models/activity_totals.h"
 
 #include <QPointer>
 
@@ -132,7 +131,10 @@ void DashboardModel::setTimeRange(int position)
 
 void DashboardModel::setVisible(bool visible)
 {
-    if (visible == std::exchange(m_isVisible, visible) || !visible)
+    if (visible == std::exchange(m_isVisible, visible))
+        return;
+    m_totals.clear();
+    if (!visible)
         return;
     addUp();
     redraw();
@@ -175,17 +177,14 @@ void DashboardModel::pauseEnded()
 void DashboardModel::addUp()
 {
     m_isOutdated = false;
-    const activity::ActivityList& list = m_to.dataStore.activities();
-    const double now = m_to.clock.now();
-    m_zoneOfTotals = m_zone();
-    m_dayOfTotals = LocalDay(now, m_zoneOfTotals);
-    m_topApps.setItems(views::topApps(list, m_timeRange, now, m_zoneOfTotals));
-    m_topWebsites.setItems(views::topWebsites(list, m_timeRange, now, m_zoneOfTotals));
+    m_totals.update(m_to.dataStore.activities(), m_timeRange, m_to.clock.now(), m_zone());
+    m_topApps.setItems(m_totals.topApps());
+    m_topWebsites.setItems(m_totals.topWebsites());
 }
 
 void DashboardModel::addUpOnAnotherDay()
 {
-    if (!m_dayOfTotals.contains(m_to.clock.now()) || m_zone() != m_zoneOfTotals)
+    if (!m_totals.isOfTheDay(m_to.clock.now(), m_zone()))
         addUp();
 }
 

@@ -4,7 +4,7 @@
 
 #include "platform/relative_time_text.h"
 #include "views/models/activity_rows.h"
-#include "views/models/local_day.h"
+#include "views/models/activity_totals.h"
 #include "views/models/sync_status.h"
 #include "views/models/time_range.h"
 #include "views/view_context.h"
@@ -14,16 +14,15 @@
 #include <QTimeZone>
 
 #include <functional>
-#include <limits>
 
 namespace views {
 
 /// What the dashboard shows and what its controls do.
 ///
 /// The totals are added up anew when the window comes on screen, when the range changes, when
-/// activities come or go, the latter at most once a second, and when with any other change it is
-/// another day than before, or the user is in another time zone. While the window is hidden nothing
-/// is computed and nothing is told. Main thread; the context must outlive it.
+/// activities go, and when with any other change it is another day than before, or the user is in
+/// another time zone. Activities that come are added to them, at most once a second. While the
+/// window is hidden nothing is computed, kept or told. Main thread; the context must outlive it.
 class DashboardModel final : public QObject
 {
     Q_OBJECT
@@ -100,8 +99,7 @@ private:
     TimeRange m_timeRange = TimeRange::Today;
     ActivityRows m_topApps;
     ActivityRows m_topWebsites;
-    QTimeZone m_zoneOfTotals;
-    LocalDay m_dayOfTotals{std::numeric_limits<double>::quiet_NaN(), QTimeZone()};
+    ActivityTotals m_totals;
     bool m_isVisible = false;
     bool m_isPausing = false;  // the last change of the activities was less than a second ago
     bool m_isOutdated = false; // they have changed since

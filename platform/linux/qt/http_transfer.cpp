@@ -3,6 +3,7 @@
 #include "platform/linux/qt/http_transfer.h"
 
 #include "platform/build_config.h"
+#include "platform/linux/qt/body_device.h"
 #include "platform/linux/qt/proxy_lookup.h"
 #include "platform/linux/qt/service_address.h"
 #include "platform/linux/qt/transfer_failures.h"
@@ -80,8 +81,7 @@ void HttpTransfer::sendTo(const QUrl& url)
 void HttpTransfer::send()
 {
     const QNetworkRequest request = networkRequest(m_url);
-    m_reply.reset(m_request.method == HttpMethod::Get ? m_network.get(request)
-                                                      : m_network.post(request, m_request.body));
+    m_reply.reset(open(request));
     const auto restartIdle = [this] {
         m_idle.start();
     };
@@ -92,6 +92,18 @@ void HttpTransfer::send()
         m_tlsErrors = errors;
     });
     connect(m_reply.get(), &QNetworkReply::finished, this, &HttpTransfer::onFinished);
+}
+
+QNetworkReply* HttpTransfer::open(const QNetworkRequest& request)
+{
+    if (m_request.method == HttpMethod::Get)
+        return m_network.get(request);
+    if (!m_request.streamedBody)
+        return m_network.post(request, m_request.body);
+    auto* const body = new BodyDevice(*m_request.streamedBody);
+    QNetworkReply* const reply = m_network.post(request, body);
+    body->setParent(reply);
+    return reply;
 }
 
 QNetworkRequest HttpTransfer::networkRequest(const QUrl& url) const

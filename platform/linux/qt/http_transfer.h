@@ -46,6 +46,7 @@ public:
 private:
     void sendTo(const QUrl& url);
     void send();
+    [[nodiscard]] QNetworkReply* open(const QNetworkRequest& request);
     [[nodiscard]] QNetworkRequest networkRequest(const QUrl& url) const;
     void takeBody();
     void giveUp(const HttpOutcome& outcome);
