@@ -54,7 +54,7 @@ import account  # noqa: E402
 import desktop  # noqa: E402
 import front  # noqa: E402
 from desktops import X11Desktop, wait_for  # noqa: E402
-from process_figures import Watched  # noqa: E402
+from processes import Watched  # noqa: E402
 
 PACE = 10
 PORT = 8787  # compiled into the agent
