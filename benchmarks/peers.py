@@ -10,10 +10,11 @@ Which one is for who measures to say, in a file of this form, one section for ea
   records = ~/.local/share/another-monitor
   settle = 20
 
-  start      the command, run on the private desktop; its home is empty. It may start others and end.
+  start      the command, run on the private desktop; its home is empty, and "~" at the start of a word is it. It may start
+             others and end.
   processes  the names of the processes that are its, as in /proc/PID/comm, or the last part of the path of one of the
              first two words of their command lines (for scripts). All of them must come.
-  records    the file or folder that it records into, "~" being the home of the private desktop; a relative path is in it
+  records    the file or folder that it records into, "~" as above; a relative path is in that home, too
   settle     seconds that it needs until it runs as it always does; 10 if not said
 
 A monitor whose records do not change while windows change does not record, and its figures are worth nothing: that is an error,
@@ -96,7 +97,8 @@ class Running:
     def __init__(self, peer: Peer):
         self.peer = peer
         self.records = pathlib.Path(os.environ["HOME"]) / pathlib.Path(peer.records).expanduser()
-        self.process = subprocess.Popen(peer.start, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+        command = [os.path.expanduser(word) for word in peer.start]
+        self.process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                                         start_new_session=True)
         wait_for(self._all_there, START_SECONDS, f"each process of {peer.name} ({' '.join(peer.processes)})")
         time.sleep(peer.settle)

@@ -17,6 +17,7 @@ SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 COMPARE = {"<=": operator.le, ">=": operator.ge}
 RATCHET = 1.3
 PARTS = ("functions", "start", "idle", "disk", "dashboard", "soak")
+MARKS = ("<!-- figures -->", "<!-- end of figures -->")
 SPENT = ("cpu_s_per_1000_ticks", "wakeups_per_s")
 
 
@@ -106,13 +107,28 @@ def spenders(runs: dict, field: str) -> list:
     return table
 
 
+def tables(figures: list, runs: dict) -> str:
+    """As docs/performance.md has them: where, what, and who has spent it."""
+    spent = [spenders(runs, field) for field in SPENT]
+    return "\n\n".join(["\n".join(["| where | |", "| --- | --- |", *disks(runs)]), markdown(figures),
+                        *(markdown(table) for table in spent if len(table) > 1)])
+
+
+def write_tables(page: pathlib.Path, text: str) -> None:
+    parts = page.read_text(encoding="utf-8").split(MARKS[0])
+    if len(parts) != 2 or MARKS[1] not in parts[1]:
+        sys.exit(f"report.py: {page} has not one place for figures")
+    page.write_text(f"{parts[0]}{MARKS[0]}\n\n{text}\n\n{MARKS[1]}{parts[1].split(MARKS[1], 1)[1]}", encoding="utf-8")
+
+
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("budgets", type=pathlib.Path, help="the budgets (benchmarks/budgets.json)")
     parser.add_argument("results", type=pathlib.Path, help="folder of RUN.json files, as Google Benchmark writes them")
     parser.add_argument("--quick", action="store_true", help="leave out what a quick run does not measure")
     parser.add_argument("--parts", nargs="+", choices=PARTS, default=PARTS[:-1], help="what was measured")
-    parser.add_argument("--markdown", action="store_true", help="the tables as docs/performance.md has them")
+    parser.add_argument("--into", type=pathlib.Path, metavar="PAGE", help="put the tables into a page, between its marks "
+                        f"{MARKS[0]} and {MARKS[1]}, and judge nothing")
     arguments = parser.parse_args()
     runs = read_runs(arguments.results)
     rows = json.loads(arguments.budgets.read_text(encoding="utf-8"))["budgets"]
@@ -124,13 +140,8 @@ def main() -> int:
         result = verdict(row, value)
         bad += result != "ok"
         table.append((row["figure"], limit_of(row)[2], shown(row, value, runs), result))
-    if arguments.markdown:
-        print(markdown(table))
-        if found := disks(runs):
-            print("\n| where | |\n| --- | --- |\n" + "\n".join(found))
-        for field in SPENT:
-            if len(spent := spenders(runs, field)) > 1:
-                print(f"\n{markdown(spent)}")
+    if arguments.into:
+        write_tables(arguments.into, tables(table, runs))
         return 0
     widths = [max(map(len, column)) for column in zip(*table)]
     for line in table:

@@ -154,7 +154,7 @@ class Peers(InAFolder):
 
     def dummy(self, name="dummy", per_second=20, manner="record", settle=0):
         return f"[{name}]\nstart = {DUMMY} ~/{name} {per_second} {manner}\nprocesses = dummy_monitor.py\n" \
-               f"records = {name}\nsettle = {settle}\n".replace("~", str(self.folder))
+               f"records = {name}\nsettle = {settle}\n"
 
     def refused(self, text):
         with self.assertRaises(SystemExit) as ended:

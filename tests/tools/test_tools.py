@@ -117,6 +117,11 @@ class Report(Tools):
         self.file("bench_store.json", {"benchmarks": list(benchmarks)})
         return self.run_tool("benchmarks/report.py", budgets, self.folder, *options)
 
+    def page(self, *benchmarks):
+        page = self.file("page.md", "Before\n<!-- figures -->\nof yesterday\n<!-- end of figures -->\nafter\n")
+        self.report(self.ROW, *benchmarks, options=["--into", page])
+        return page.read_text(encoding="utf-8")
+
     def test_aTimeWithinTheBudgetIsOk(self):
         status, output = self.report(self.ROW, {"name": "load", "real_time": 900.0, "time_unit": "ms"})
         self.assertEqual((status, "0.9 s" in output), (0, True))
@@ -127,8 +132,15 @@ class Report(Tools):
 
     def test_theTableForThePage(self):
         slow = {"name": "load", "real_time": 1100.0, "time_unit": "ms"}
-        output = self.report(self.ROW, slow, options=["--markdown"])[1]
-        self.assertIn("| figure | budget | measured |  |\n| --- | --- | --- | --- |\n| load | <= 1 s | 1.1 s | MISSED |", output)
+        page = self.page(slow)
+        self.assertIn("| figure | budget | measured |  |\n| --- | --- | --- | --- |\n| load | <= 1 s | 1.1 s | MISSED |", page)
+        self.assertTrue(page.startswith("Before\n") and page.endswith("\nafter\n"))
+        self.assertNotIn("of yesterday", page)
+
+    def test_aPageWithoutAPlaceForFiguresIsLeftAlone(self):
+        page = self.file("page.md", "Nothing.")
+        status, output = self.report(self.ROW, options=["--into", page])
+        self.assertEqual((status, "not one place" in output, page.read_text(encoding="utf-8")), (1, True, "Nothing."))
 
     def test_aFigureThatWasNotMeasuredFails(self):
         status, output = self.report(self.ROW)
@@ -182,7 +194,7 @@ class Report(Tools):
              "beside.Xvfb.wakeups_per_s": 1.0, "beside.Xvfb.wakeups_per_s_max": 1.0,
              "thread.idle.wakeups_per_s": 0.0, "thread.idle.wakeups_per_s_max": 0.0},
             {"name": "disk", "machine": "ext4, no journal", "device": "ext4, journal"}]})
-        output = self.report(self.ROW, options=["--markdown"])[1]
+        output = self.page()
         self.assertIn("| disk of the running agent | ext4, journal |", output)
         self.assertIn("| wakeups_per_s | main | *beside:* Xvfb |\n| --- | --- | --- |\n| x11/idle | 2 | 1 |", output)
 
