@@ -57,7 +57,7 @@ import time
 
 import peers
 from desktops import SwayDesktop, Titles, X11Desktop, wait_for
-from disk import JournaledDisk, mounted_at
+from disk import JournaledDisk, mounted_at, needed
 from measuring import WINDOWS, Surroundings, measure
 from processes import MAIN, Agent, Watched
 from shells import AccessibleDesktop, GnomeDesktop, KWinDesktop
@@ -280,6 +280,7 @@ def enter_desktop(work: pathlib.Path) -> None:
         if os.geteuid() != 0:
             sys.exit("process_figures.py: Quillstep lets no other process of its user look inside, and the disk has to be made: "
                      "only root can measure it")
+        needed("unshare", "--mount", "--net", "true")
         os.environ[STAGE] = "alone"
         os.execvp("unshare", ["unshare", "--mount", "--net", *again])
     if os.environ[STAGE] == "alone":
