@@ -220,11 +220,9 @@ void addLogInTurn(benchmark::State& state, Stored& one, Stored& other)
         ::usleep(1000);
     }
     state.counters["floor_median_us"] = median(ofOne);
-    state.counters["floor_p99_us"] = p99(ofOne);
     state.counters["median_us"] = median(ofOther);
     state.counters["p99_us"] = p99(ofOther);
     state.counters["ratio"] = median(ofOther) / median(ofOne);
-    state.counters["p99_ratio"] = p99(ofOther) / p99(ofOne);
 }
 
 /// On a store of range(0) records, next to one of ten.

@@ -72,15 +72,19 @@ def verdict(row: dict, value) -> str:
     return "ok" if COMPARE[comparison](value, limit) else "MISSED"
 
 
+def number(value: float) -> str:
+    return f"{value:,.0f}" if abs(value) >= 1000 else f"{value:.3g}"
+
+
 def shown(row: dict, value, runs: dict) -> str:
     """The figure; with its range, where it is no ratio and has one."""
     if value is None:
         return "-"
-    text = f"{value:.3g} {row.get('unit', '')}".rstrip()
+    text = f"{number(value)} {row.get('unit', '')}".rstrip()
     ends = [value_of(f"{row['from']}_{end}", row.get("unit", ""), runs) for end in ("min", "max")]
     if "over" in row or None in ends:
         return text
-    return f"{text} ({ends[0]:.3g} to {ends[1]:.3g})"
+    return f"{text} ({number(ends[0])} to {number(ends[1])})"
 
 
 def markdown(table: list) -> str:
@@ -100,10 +104,10 @@ def spenders(runs: dict, field: str) -> list:
             if run == "process_figures" and f"thread.main.{field}" in fields}
     parts = [key for key in dict.fromkeys(key for fields in rows.values() for key in fields)
              if key.startswith(("thread.", "beside.")) and key.endswith(f".{field}")
-             and any(fields.get(f"{key}_max", 0) >= 0.005 for fields in rows.values())]
+             and any(fields.get(key, 0) >= 0.005 for fields in rows.values())]
     table = [(field, *(key.removesuffix(f".{field}").replace("thread.", "").replace("beside.", "*beside:* ") for key in parts))]
     for name, fields in rows.items():
-        table.append((name, *(f"{fields[key]:.3g}" if key in fields else "" for key in parts)))
+        table.append((name, *(number(fields[key]) if key in fields else "" for key in parts)))
     return table
 
 
