@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
+#include <cstdint>
 #include <fcntl.h>
 #include <limits>
 #include <malloc.h>
@@ -56,6 +57,12 @@ double median(std::vector<double> values)
 {
     std::ranges::sort(values);
     return values[values.size() / 2];
+}
+
+double p99(std::vector<double> values)
+{
+    std::ranges::sort(values);
+    return values[values.size() * 99 / 100];
 }
 
 [[noreturn]] void stop(const char* what)
@@ -181,46 +188,98 @@ void decode(benchmark::State& state)
 
 BENCHMARK(decode);
 
-/// Times each call of addLog on a store of range(0) records. With range(1) the file is being
-/// written in full all the while, slowly; without, every call finds the saving thread asleep and
-/// wakes it.
+/// A store of `stored` records in a folder of its own. Slow: its file is being written in full all
+/// the while. Otherwise it has saved, and each further call finds the saving thread asleep.
+class Stored final
+{
+public:
+    enum class Saving : std::uint8_t { Done, Slow };
+
+    Stored(std::size_t stored, Saving saving)
+        : m_store({.applicationSupport = m_folder.path("support"),
+                   .files = m_files,
+                   .diagnostics = m_diagnostics,
+                   .bytesPerSecond = saving == Saving::Slow ? 1000 : 1'000'000'000})
+        , m_next(stored)
+    {
+        for (std::size_t i = 0; i < stored; ++i)
+            m_store.addLog(workload::log(i, m_pool));
+        // The first save writes everything and the second copies it; from then on they are short.
+        for (int i = 0; i < 4 && saving == Saving::Done; ++i) {
+            addLog();
+            ::usleep(stored >= kMillion ? 1'500'000 : 50'000);
+        }
+    }
+
+    Stored(const Stored&) = delete;
+    Stored& operator=(const Stored&) = delete;
+
+    ~Stored() { m_store.finishSaving(std::chrono::milliseconds(1)); }
+
+    /// The seconds that it took.
+    double addLog()
+    {
+        activity::ActivityLog log = workload::log(m_next++, m_pool);
+        return secondsOf([&] { m_store.addLog(std::move(log)); });
+    }
+
+private:
+    const Folder m_folder;
+    platform::posix::PosixAtomicFiles m_files;
+    SilentDiagnostics m_diagnostics;
+    activity::DataStore m_store;
+    activity::TextPool m_pool;
+    std::size_t m_next;
+};
+
+/// Calls of addLog on two stores in turn, so that whatever else the machine does befalls both.
+void addLogInTurn(benchmark::State& state, Stored& one, Stored& other)
+{
+    std::vector<double> ofOne;
+    std::vector<double> ofOther;
+    for (auto _ : state) {
+        ofOne.push_back(one.addLog() * 1e6);
+        ::usleep(1000); // a second's pause in little
+        const double seconds = other.addLog();
+        ofOther.push_back(seconds * 1e6);
+        state.SetIterationTime(seconds);
+        ::usleep(1000);
+    }
+    state.counters["floor_median_us"] = median(ofOne);
+    state.counters["median_us"] = median(ofOther);
+    state.counters["p99_us"] = p99(ofOther);
+    state.counters["ratio"] = median(ofOther) / median(ofOne);
+}
+
+/// On a store of range(0) records, next to one of ten.
 void addLog(benchmark::State& state)
 {
-    const auto stored = static_cast<std::size_t>(state.range(0));
-    const bool saving = state.range(1) != 0;
-    const Folder folder;
-    platform::posix::PosixAtomicFiles files;
-    SilentDiagnostics diagnostics;
-    activity::DataStore store({.applicationSupport = folder.path("support"),
-                               .files = files,
-                               .diagnostics = diagnostics,
-                               .bytesPerSecond = saving ? 1000 : 1'000'000'000});
-    activity::TextPool pool;
-    for (std::size_t i = 0; i < stored; ++i)
-        store.addLog(workload::log(i, pool));
-    std::size_t index = stored;
-    // The first save writes everything and the second copies it; from then on they are short.
-    for (int i = 0; i < 4 && !saving; ++i) {
-        store.addLog(workload::log(index++, pool));
-        ::usleep(stored >= kMillion ? 1'500'000 : 50'000);
-    }
-    std::vector<double> microseconds;
-    for (auto _ : state) {
-        activity::ActivityLog log = workload::log(index++, pool);
-        const double seconds = secondsOf([&] { store.addLog(std::move(log)); });
-        state.SetIterationTime(seconds);
-        microseconds.push_back(seconds * 1e6);
-        ::usleep(1000); // a second's pause in little
-    }
-    state.counters["median_us"] = median(microseconds);
-    std::ranges::sort(microseconds);
-    state.counters["p99_us"] = microseconds[microseconds.size() * 99 / 100];
-    store.finishSaving(std::chrono::milliseconds(1));
+    Stored small(10, Stored::Saving::Done);
+    Stored large(static_cast<std::size_t>(state.range(0)), Stored::Saving::Done);
+    addLogInTurn(state, small, large);
 }
 
 BENCHMARK(addLog)
-    ->ArgNames({"stored", "saving"})
-    ->ArgsProduct({{10, 10'000, kMillion}, {0, 1}})
+    ->ArgName("stored")
+    ->Arg(10)
+    ->Arg(10'000)
+    ->Arg(kMillion)
+    ->UseManualTime()
+    ->Iterations(2000)
+    ->Unit(benchmark::kMicrosecond);
+
+/// On a store of range(0) records while its file is written, next to one that has nothing to do.
+void addLogWhileSaving(benchmark::State& state)
+{
+    const auto stored = static_cast<std::size_t>(state.range(0));
+    Stored idle(stored, Stored::Saving::Done);
+    Stored busy(stored, Stored::Saving::Slow);
+    addLogInTurn(state, idle, busy);
+}
+
+BENCHMARK(addLogWhileSaving)
+    ->ArgName("stored")
+    ->Arg(kMillion)
     ->UseManualTime()
     ->Iterations(2000)
     ->Unit(benchmark::kMicrosecond);
@@ -319,6 +378,41 @@ BENCHMARK(incrementalSave)
     ->UseManualTime()
     ->Iterations(7)
     ->Unit(benchmark::kMillisecond);
+
+/// The same save, into the file before, next to what nobody does with less: appending the record to
+/// a file and flushing that.
+void shortSave(benchmark::State& state)
+{
+    const Folder folder;
+    activity::TextPool pool;
+    auto list = workload::list(static_cast<std::size_t>(state.range(0)), pool);
+    platform::posix::PosixAtomicFile file(folder.path("activity_logs.json"));
+    activity::SaveJob::OnDisk onDisk{.current = save(file, list, {}), .previous = {}};
+    const auto saveOneMore = [&] {
+        list.append(workload::log(list.size(), pool));
+        auto saved = save(file, list, onDisk);
+        onDisk.previous = std::exchange(onDisk.current, std::move(saved));
+    };
+    saveOneMore(); // copies; from then on there is a file before
+    QFile plain(folder.path("plain"));
+    if (!plain.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+        stop("cannot open");
+    const QByteArray record(230, ' ');
+    std::vector<double> ours;
+    std::vector<double> bare;
+    for (auto _ : state) {
+        bare.push_back(secondsOf([&] {
+            if (plain.write(record) != record.size() || ::fdatasync(plain.handle()) != 0)
+                stop("cannot append");
+        }));
+        ours.push_back(secondsOf(saveOneMore));
+        state.SetIterationTime(ours.back());
+    }
+    state.counters["ratio"] = median(ours) / median(bare);
+}
+
+BENCHMARK(shortSave)->Arg(kMillion)->UseManualTime()->Iterations(200)->Unit(
+    benchmark::kMillisecond);
 
 void memoryPerRecord(benchmark::State& state)
 {

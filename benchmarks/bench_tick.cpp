@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
+#include <ctime>
 #include <functional>
 #include <vector>
 
@@ -44,13 +45,30 @@ public:
 
 /// Time passes, as it does between real ticks: what the desktop tells is taken in, caches grow
 /// cold, the server falls asleep.
-void rest()
+void rest(std::chrono::milliseconds length)
 {
     QEventLoop loop;
-    QTimer::singleShot(20, &loop, &QEventLoop::quit);
+    QTimer::singleShot(length, Qt::PreciseTimer, &loop, &QEventLoop::quit);
     loop.exec();
 }
 
+/// Processor time of this thread, in milliseconds.
+double threadMilliseconds()
+{
+    timespec time{};
+    if (::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time) != 0)
+        qFatal("no clock of the thread");
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
+
+double percentile(std::vector<double> values, std::size_t percent)
+{
+    std::ranges::sort(values);
+    return values[values.size() * percent / 100];
+}
+
+/// range(0) milliseconds pass between two ticks. A second of them is what it is in the program, and
+/// whoever sleeps so long finds the processor's caches cold.
 void tick(benchmark::State& state)
 {
     const auto desktop = platform::LinuxEnvironment::create(QDBusConnection::connectToBus(
@@ -85,27 +103,46 @@ void tick(benchmark::State& state)
     tracking::TrackingEngine engine(environment, store);
     engine.start();
     desktop.value()->waitUntilDecided(std::chrono::seconds(5));
-    rest();
+    const std::chrono::milliseconds pause(state.range(0));
+    rest(pause);
     timers.fire(); // reads the desktop files
     const std::size_t before = store.activities().size();
 
     std::vector<double> milliseconds;
+    std::vector<double> processor;
+    const double begun = threadMilliseconds();
     for (auto _ : state) {
-        rest();
+        rest(pause);
+        const double used = threadMilliseconds();
         const auto start = std::chrono::steady_clock::now();
         timers.fire();
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        processor.push_back(threadMilliseconds() - used);
         state.SetIterationTime(took.count());
         milliseconds.push_back(took.count() * 1e3);
     }
+    const double used = threadMilliseconds() - begun;
     if (store.activities().size() - before != milliseconds.size())
         state.SkipWithError("not every tick recorded: nothing is in front on this desktop");
-    std::ranges::sort(milliseconds);
-    state.counters["median_ms"] = milliseconds[milliseconds.size() / 2];
-    state.counters["p99_ms"] = milliseconds[milliseconds.size() * 99 / 100];
+    state.counters["median_ms"] = percentile(milliseconds, 50);
+    state.counters["p99_ms"] = percentile(milliseconds, 99);
+    state.counters["cpu_median_ms"] = percentile(processor, 50);
+    // With what goes on between the ticks: the timer, what the desktop tells.
+    state.counters["thread_cpu_ms"] = used / static_cast<double>(milliseconds.size());
 }
 
-BENCHMARK(tick)->UseManualTime()->Iterations(1000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(tick)
+    ->ArgName("pause_ms")
+    ->Arg(20)
+    ->UseManualTime()
+    ->Iterations(1000)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(tick)
+    ->ArgName("pause_ms")
+    ->Arg(1000)
+    ->UseManualTime()
+    ->Iterations(60)
+    ->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

@@ -2,11 +2,14 @@
 # SPDX-License-Identifier: MIT
 """The desktops on which the running program is measured: one for each way in which it learns what is in front.
 
-Both have the same functions:
-  environment        what a program needs in addition to appear on it
-  open_terminal()    a window, in front when the call returns; a changing one gets a new title every second
-  close_dashboard()  waits for the window and closes it, as the user would
-  stay_active()      what a user does who is not idle
+All have the same functions:
+  name, environment   what a program needs in addition to appear on it
+  programs()          what else works for it there: by name, the process
+  open_window()       a window that changes its title under orders
+  focus()             asks for a window of a process to be in front; who needs to know waits until the product records it
+  close_dashboard()   waits for the window of the agent and closes it, as the user would
+  stay_active()       what a user does who is not idle
+X11 and sway are here, the others in shells.py.
 """
 
 import json
@@ -17,10 +20,11 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
-TITLES = 'i=0; while :; do printf "\\033]0;Part %d\\007" $i; i=$((i+1)); sleep 1; done'
 DASHBOARD = "Dashboard"
+GTK_WINDOW = pathlib.Path(__file__).resolve().parents[1] / "tests/support/gtk_window.py"
 
 
 def wait_for(condition, seconds: float, what: str):
@@ -32,10 +36,6 @@ def wait_for(condition, seconds: float, what: str):
     return result
 
 
-def in_terminal(changing: bool) -> list:
-    return ["bash", "-c", TITLES] if changing else ["sleep", "infinity"]
-
-
 def end(process: subprocess.Popen) -> None:
     process.terminate()
     process.wait()
@@ -45,34 +45,84 @@ def xdotool(*arguments: str) -> str:
     return subprocess.run(["xdotool", *arguments], capture_output=True, text=True, timeout=10, check=False).stdout
 
 
+class Window:
+    """A GTK program with one window: no Qt, whose memory the product would share."""
+
+    def __init__(self, identifier: str, title: str, environment: dict):
+        self.title = title
+        self.flood = None
+        self.process = subprocess.Popen([GTK_WINDOW, identifier, title], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                        text=True, env={**os.environ, "NO_AT_BRIDGE": "1", **environment})
+        shown = self.process.stdout.readline()
+        if shown != "shown\n":
+            sys.exit(f"{pathlib.Path(sys.argv[0]).name}: a window was not shown but \"{shown}\"")
+        self.reader = threading.Thread(target=self._read, daemon=True)
+        self.reader.start()
+
+    @property
+    def pid(self) -> int:
+        return self.process.pid
+
+    def _read(self):
+        for _ in self.process.stdout:  # "done", after each order
+            pass
+
+    def set_title(self, title: str) -> None:
+        self.title = title
+        self.process.stdin.write(f"title {title}\n")
+        self.process.stdin.flush()
+
+    def close(self):
+        end(self.process)
+        self.reader.join()
+
+
+class Titles:
+    """While it is entered, `window` gets a new title so many times a second."""
+
+    def __init__(self, window: Window, per_second: float):
+        self.given = 0
+        self._window, self._period, self._first = window, 1 / per_second, window.title
+        self._stop = threading.Event()
+        self._thread = threading.Thread(target=self._run, daemon=True)
+
+    def _run(self):
+        start = time.monotonic()
+        while not self._stop.wait(max(0.0, start + self.given * self._period - time.monotonic())):
+            self.given += 1
+            self._window.set_title(f"{self._first} {self.given}")
+
+    def __enter__(self):
+        self._thread.start()
+        return self
+
+    def __exit__(self, *_):
+        self._stop.set()
+        self._thread.join()
+        self._window.set_title(self._first)
+
+
 class X11Desktop:
     """The private desktop that the program runs in already."""
 
+    name = "x11"
     environment = {}
 
-    class Terminal:
-        def __init__(self, name: str, changing: bool):
-            self.process = subprocess.Popen(["xterm", "-name", name, "-e", *in_terminal(changing)],
-                                            stderr=subprocess.DEVNULL)
-            found = wait_for(lambda: xdotool("search", "--onlyvisible", "--classname", f"^{name}$"), 20, "a terminal")
-            self.window = found.split()[0]
-            self.activate()
+    def open_window(self, identifier: str, title: str) -> Window:
+        return Window(identifier, title, self.environment)
 
-        def activate(self):
-            xdotool("windowactivate", self.window)
-            wait_for(lambda: xdotool("getactivewindow").strip() == self.window, 10, "the focus")
+    def focus(self, process: int) -> None:
+        found = wait_for(lambda: xdotool("search", "--onlyvisible", "--pid", str(process)), 20, "a window")
+        xdotool("windowactivate", found.split()[0])
 
-        def close(self):
-            end(self.process)
-
-    def open_terminal(self, name: str, changing: bool) -> Terminal:
-        return self.Terminal(name, changing)
+    def programs(self) -> dict:
+        return {}
 
     @staticmethod
     def dashboards() -> list:
         return xdotool("search", "--onlyvisible", "--name", f"^{DASHBOARD}$").split()
 
-    def close_dashboard(self) -> None:
+    def close_dashboard(self, _agent=None) -> None:
         wait_for(self.dashboards, 20, "the dashboard")
         subprocess.run(["wmctrl", "-i", "-c", self.dashboards()[0]], timeout=10, check=True)
         wait_for(lambda: not self.dashboards(), 20, "the end of the dashboard")
@@ -80,27 +130,16 @@ class X11Desktop:
     def stay_active(self) -> None:
         xdotool("key", "shift")
 
+    def close(self) -> None:
+        pass
+
 
 class SwayDesktop:
     """A headless sway of its own. Bus, keyring and panel are those of the private desktop."""
 
     SETTINGS = "output HEADLESS-1 resolution 1280x800\nxwayland disable\nfocus_follows_mouse no\nmouse_warping none\n"
 
-    class Terminal:
-        def __init__(self, sway: "SwayDesktop", name: str, changing: bool):
-            self.sway = sway
-            self.process = subprocess.Popen(["foot", f"--app-id={name}", *in_terminal(changing)],
-                                            env={**os.environ, **sway.environment}, stderr=subprocess.DEVNULL)
-            wait_for(lambda: any(window.get("pid") == self.process.pid for window in sway.windows()), 20, "a terminal")
-            self.activate()
-
-        def activate(self):
-            self.sway.order(f"[pid={self.process.pid}]", "focus")
-            wait_for(lambda: any(window.get("pid") == self.process.pid and window["focused"]
-                                 for window in self.sway.windows()), 10, "the focus")
-
-        def close(self):
-            end(self.process)
+    name = "sway"
 
     def __init__(self):
         # It does not run as root, so it gets a folder that the user it runs as may enter.
@@ -141,13 +180,19 @@ class SwayDesktop:
             nodes += found[-1]["nodes"] + found[-1]["floating_nodes"]
         return found
 
-    def open_terminal(self, name: str, changing: bool) -> Terminal:
-        return self.Terminal(self, name, changing)
+    def programs(self) -> dict:
+        return {"sway": self.process.pid}
+
+    def open_window(self, identifier: str, title: str) -> Window:
+        return Window(identifier, title, {**self.environment, "GDK_BACKEND": "wayland"})
+
+    def focus(self, process: int) -> None:
+        self.order(f"[pid={process}]", "focus")
 
     def _has_dashboard(self) -> bool:
         return any(window["name"] == DASHBOARD for window in self.windows())
 
-    def close_dashboard(self) -> None:
+    def close_dashboard(self, _agent=None) -> None:
         wait_for(self._has_dashboard, 20, "the dashboard")
         self.order(f'[title="^{DASHBOARD}$"]', "kill")
         wait_for(lambda: not self._has_dashboard(), 20, "the end of the dashboard")

@@ -1,62 +1,82 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 # SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 # SPDX-License-Identifier: MIT
-"""Measures the running agent from outside, on a private desktop that it opens for itself.
+"""Measures the running agent from outside, on private desktops and on an ext4 with a journal that it makes for itself.
 
-idle/N      one terminal stays in front, N records wait in the data file at start, no window is open
-coverage    two terminals swap the focus every two seconds and change their titles every second
-sway/idle, sway/coverage
-            the same on a headless sway: no X server is asked, the compositor tells
-dashboard   as idle/30000, with the dashboard open beside the terminal
-start       the median of several starts, with a panel that shows the icon
+start       several starts with a panel that shows the icon, with no records and with a million
+idle        on each desktop (x11, sway, kwin, gnome, and accessibility where nothing else tells): one window stays in front,
+            none of the agent's is open, an upload arrives each minute; the same while the window behind changes its title ten times a
+            second (titles_behind), and the one in front two hundred times (titles_in_front)
+disk        two windows swap the focus every two seconds; then a million records in the file and no service
+dashboard   30,000 records, the dashboard open beside the window
 floor       no Quillstep: a process that does nothing but wake up once a second, append a record's worth of bytes to a
             file and flush it
+peers FILE  another monitor beside this one; see peers.py
 
-What the figures of all but these two count, after five seconds of warming up:
+Each figure is the median of three windows of time, FIELD_min and FIELD_max the least and the most of them:
   cpu_s_per_1000_ticks    processor time, user and system, of all threads
   wakeups_per_s           voluntary context switches of all threads: each time one of them stopped to wait
                           for something (timer, X server, disk, another thread) and was woken for it again
-  main_wakeups_per_s      the same of the main thread alone
-  pss_mb, rss_mb          proportional and resident memory at the end
-  peak_mb                 the highest resident memory since the start, with attempts to upload
+  thread.NAME.cpu..., thread.NAME.wakeups...   the same of one thread, or of several of one name
+  beside.NAME.cpu..., beside.NAME.wakeups...   of what works for the agent outside of it: X server or compositor, buses, the
+                          kernel's thread of the journal
+  written_mb_per_s        bytes that the process sent towards the disk
+  device_kib_per_s, flushes_per_1000_s, commits_per_1000_s   what reached the device below the file system; see disk.py
+  flushes_fua_per_1000_s  of these flushes, those that a device needs too that can write through its cache
+  coverage                ticks that recorded, of the whole seconds of wall time
+And once, at the end:
+  quiet_wakeups_per_s     the median of slices of five seconds: without uploads
+  beyond_idle_per_s       while titles change: that, less the idle agent's
+  uploads                 that have arrived
+  pss_mb, rss_mb, peak_mb proportional and resident memory, and the highest resident one since the start
   load_peak_mb            the highest one until the first line, which comes after the data file has been read
   first_line_s            from the start until the first line of output, which follows the first tick
-  written_mb_per_s        bytes that the process sent towards the disk
-  coverage                ticks that recorded, of the whole seconds of wall time
   exit_code               how it ended on SIGTERM
-  lost_ticks              reported on its output, but not in the file after the end
+  lost_ticks              reported on its output, but neither delivered nor in the file after the end
 
 And those of the starts, each from the moment that the process is started:
   tray_item_ms            until the panel's watcher announces the icon
-  window_ms               until the window manager has the dashboard, less the half second that it is due after
+  window_ms               until the X server has drawn the dashboard's first picture, less the half second that it is due after
   second_start_ms         a start while another one runs, until it has handed over and ended
 """
 
 import argparse
+import fcntl
 import itertools
 import json
 import os
 import pathlib
 import random
-import re
 import shutil
 import signal
-import statistics
+import socket
+import struct
 import subprocess
 import sys
-import threading
 import time
 
-from desktops import SwayDesktop, X11Desktop, wait_for
+import peers
+from desktops import SwayDesktop, Titles, X11Desktop, wait_for
+from disk import JournaledDisk, mounted_at, needed
+from measuring import WINDOWS, Surroundings, measure
+from processes import MAIN, Agent, Watched
+from shells import AccessibleDesktop, GnomeDesktop, KWinDesktop
+from starts import starts
+from upload_sink import UploadSink
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 REFERENCE = 978307200  # 2001-01-01 in Unix time
-WARM_UP = 5
-STARTS = 11
-FLOOR_SECONDS = 20
-FIRST_WINDOW_AFTER = 0.5  # seconds; the dashboard is not due before
+STAGE, DEVICE = "QUILLSTEP_BENCH_STAGE", "QUILLSTEP_BENCH_DEVICE"
+PARTS = ("start", "idle", "disk", "dashboard")
+DESKTOPS = {desktop.name: desktop for desktop in (X11Desktop, SwayDesktop, KWinDesktop, GnomeDesktop, AccessibleDesktop)}
+WARM_UP = 12  # seconds: memory that a start needed has been given back by then
+# Of each window: whole minutes hold one upload each; where accessibility tells, one without is enough.
+IDLE_SECONDS, ACCESSIBILITY_SECONDS, FLOOD_SECONDS = 60, 15, 5
+CHANGING_SECONDS, FULL_SECONDS, DASHBOARD_SECONDS, FLOOR_SECONDS = 30, 25, 20, 5
+MILLION = 1_000_000
+UPLOAD_EVERY = 60  # seconds, if the settings do not say
 STILL_ACTIVE = 30  # seconds between two keys: the user must not count as idle
-MB = 1_000_000
+FOLDER = "Velomira Usage Monitor"
 
 
 def write_records(file: pathlib.Path, count: int) -> None:
@@ -76,91 +96,8 @@ def write_records(file: pathlib.Path, count: int) -> None:
                 f'"appName":"{dice.choice(applications)}","windowTitle":"Window {dice.randrange(20000)} of many",'
                 f'{url}"timestamp":{first + number:.6f},"duration":1}}')
         out.write("]")
-
-
-class Watched:
-    """What the system tells about a process and all of its threads."""
-
-    def __init__(self, process: int):
-        self.proc = pathlib.Path("/proc") / str(process)
-        self.switches = {}  # thread id: voluntary switches when last seen
-
-    def cpu(self) -> float:
-        # The clock of another process, as clock_getcpuclockid(3) makes it; /proc has hundredths only.
-        return time.clock_gettime((~int(self.proc.name) << 3) | 2)
-
-    def count_switches(self) -> int:
-        """Since the start, those of threads that ended meanwhile included, as far as they were seen."""
-        for task in (self.proc / "task").iterdir():
-            try:
-                self.switches[task.name] = number_after("voluntary_ctxt_switches", task / "status")
-            except (FileNotFoundError, ProcessLookupError):
-                pass  # it ended while we looked
-        return sum(self.switches.values())
-
-    def main_switches(self) -> int:
-        return number_after("voluntary_ctxt_switches", self.proc / "status")
-
-    def memory(self) -> dict:
-        return {
-            "pss_mb": number_after("Pss", self.proc / "smaps_rollup") * 1024 / MB,
-            "rss_mb": number_after("VmRSS", self.proc / "status") * 1024 / MB,
-            "peak_mb": number_after("VmHWM", self.proc / "status") * 1024 / MB,
-        }
-
-    def anonymous(self) -> float:
-        """Resident memory in MB that is no part of a file: what the process has made itself."""
-        return number_after("RssAnon", self.proc / "status") * 1024 / MB
-
-    def written(self) -> int:
-        return number_after("write_bytes", self.proc / "io")
-
-    def descriptors(self) -> int:
-        return sum(1 for _ in (self.proc / "fd").iterdir())
-
-    def threads(self) -> int:
-        return number_after("Threads", self.proc / "status")
-
-
-class Agent(Watched):
-    """A running Quillstep with a data folder of its own."""
-
-    def __init__(self, program: pathlib.Path, data: pathlib.Path, environment: dict):
-        self.file = data / "Velomira Usage Monitor" / "activity_logs.json"
-        self.lines = []  # (time of arrival, text)
-        started = time.monotonic()
-        self.process = subprocess.Popen([program], stdout=subprocess.PIPE, text=True,
-                                        env={**os.environ, "XDG_DATA_HOME": str(data), **environment})
-        super().__init__(self.process.pid)
-        self.listener = threading.Thread(target=self._listen, daemon=True)
-        self.listener.start()
-        self.started = started
-        wait_for(lambda: self.lines, 60, "Quillstep's first line")
-        self.first_line = self.lines[0][0] - started
-        self.load_peak = self.memory()["peak_mb"]
-
-    def _listen(self):
-        for line in self.process.stdout:
-            self.lines.append((time.monotonic(), line.rstrip()))
-
-    def ticks_between(self, start: float, end: float) -> int:
-        return sum(start < when <= end and line.startswith("Tick:") for when, line in list(self.lines))
-
-    def end(self) -> int:
-        """Its exit code; every line that it said is in `lines` then."""
-        self.process.send_signal(signal.SIGTERM)
-        status = self.process.wait(30)
-        self.listener.join()
-        return status
-
-    def kill(self) -> None:
-        if self.process.poll() is None:
-            self.process.kill()
-            self.process.wait()
-
-
-def number_after(name: str, file: pathlib.Path) -> int:
-    return int(re.search(rf"^{name}:\s+(\d+)", file.read_text(), re.MULTILINE).group(1))
+        out.flush()
+        os.fsync(out.fileno())
 
 
 def sign_in() -> None:
@@ -170,205 +107,246 @@ def sign_in() -> None:
                    input="a token", text=True, timeout=20, check=True)
 
 
-class Events:
-    """The moments at which another program writes a line that holds `text`."""
+class Scene:
+    """An agent on a desktop, with one window in front and perhaps one behind."""
 
-    def __init__(self, command: list, text: str):
-        self.moments = []
-        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
-        self.listener = threading.Thread(target=self._listen, args=(text,), daemon=True)
-        self.listener.start()
-
-    def _listen(self, text: str):
-        for line in self.process.stdout:
-            if text in line:
-                self.moments.append(time.monotonic())
-
-    def first_after(self, moment: float):
-        return next((when for when in list(self.moments) if when > moment), None)
-
-    def close(self):
-        self.process.terminate()
-        self.process.wait()
-        self.listener.join()
-
-
-def measure(agent: Agent, seconds: int, each_second) -> dict:
-    """Watches `agent` for `seconds` after the warm-up; `each_second` gets the number of the second."""
-    time.sleep(WARM_UP)
-    start, cpu, written = time.monotonic(), agent.cpu(), agent.written()
-    switches, main = agent.count_switches(), agent.main_switches()
-    for second in range(1, seconds + 1):
-        time.sleep(max(0.0, start + second - time.monotonic()))
-        agent.count_switches()
-        each_second(second)
-    end = time.monotonic()
-    ticks, passed = agent.ticks_between(start, end), end - start
-    if not ticks:
-        sys.exit("process_figures.py: Quillstep recorded nothing")
-    return {
-        "seconds": passed,
-        "ticks": ticks,
-        "cpu_s_per_1000_ticks": (agent.cpu() - cpu) / ticks * 1000,
-        "wakeups_per_s": (agent.count_switches() - switches) / passed,
-        "main_wakeups_per_s": (agent.main_switches() - main) / passed,
-        "first_line_s": agent.first_line,
-        "written_mb_per_s": (agent.written() - written) / passed / MB,
-        "coverage": min(1.0, ticks / int(passed)),
-        "load_peak_mb": agent.load_peak,
-        **agent.memory(),
-    }
-
-
-def scenario(name: str, program: pathlib.Path, records: int, seconds: int, terminals: int, window: bool = False,
-             desktop=X11Desktop()) -> dict:
-    data = pathlib.Path(os.environ["HOME"]) / f"data-{terminals}-{records}"
-    if records:
-        write_records(data / "Velomira Usage Monitor" / "activity_logs.json", records)
-    else:
-        data.mkdir()
-    windows = [desktop.open_terminal(f"terminal{number}", changing=terminals > 1) for number in range(terminals)]
-    turns = itertools.cycle(windows)
-
-    def each_second(second: int) -> None:
-        if second % STILL_ACTIVE == 0:
-            desktop.stay_active()
-        if terminals > 1 and second % 2 == 0:
-            next(turns).activate()
-
-    desktop.stay_active()
-    agent = Agent(program, data, desktop.environment)
-    try:
-        if window:
-            windows[0].activate()
+    def __init__(self, options, desktop, records: int = 0, window_stays: bool = False):
+        self.desktop, self.records = desktop, records
+        self.data = pathlib.Path(os.environ["HOME"]) / "data"
+        if records:
+            write_records(self.data / FOLDER / "activity_logs.json", records)
         else:
-            desktop.close_dashboard()
-        figures = measure(agent, seconds, each_second)
-        figures["exit_code"] = agent.end()
-    finally:
-        agent.kill()
-        for window in windows:
+            self.data.mkdir()
+        self.behind = desktop.open_window("bench-behind", "Behind")
+        self.front = desktop.open_window("bench-front", "In front")
+        desktop.stay_active()
+        desktop.focus(self.front.pid)
+        self.agent = Agent(options.program, self.data, desktop.environment)
+        if not window_stays:
+            desktop.close_dashboard(self.agent)
+        desktop.focus(self.front.pid)
+        self.agent.wait_for_title(self.front.title)
+        self.surroundings = Surroundings(options.disk, desktop.programs())
+        time.sleep(max(0.0, self.agent.started + WARM_UP - time.monotonic()))
+
+    def measure(self, seconds: int, each_second=lambda second: None) -> dict:
+        def also_active(second: int) -> None:
+            if second % STILL_ACTIVE == 0:
+                self.desktop.stay_active()
+            each_second(second)
+        self.desktop.stay_active()
+        return measure(self.agent, self.surroundings, seconds, self.agent.ticks_between, also_active)
+
+    def memory(self) -> dict:
+        return {"first_line_s": self.agent.first_line, "load_peak_mb": self.agent.load_peak, **self.agent.memory()}
+
+    def end(self, delivered: int = 0) -> dict:
+        exit_code = self.agent.end()
+        kept = len(json.loads(self.agent.file.read_text(encoding="utf-8")))
+        return {"exit_code": exit_code, "lost_ticks": self.agent.count("Tick:") + self.records - kept - delivered}
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.agent.kill()
+        for window in (self.front, self.behind):
             window.close()
-    said = sum(line.startswith("Tick:") for _, line in agent.lines)
-    kept = len(json.loads(agent.file.read_text(encoding="utf-8"))) - records
-    figures["lost_ticks"] = said - kept
-    shutil.rmtree(data)
-    return {"name": name, **figures}
+        shutil.rmtree(self.data)
 
 
-def starts(program: pathlib.Path) -> dict:
-    """The medians over several starts, each of which ends again."""
-    data = pathlib.Path(os.environ["HOME"]) / "data-starts"
-    data.mkdir()
-    items = Events(["dbus-monitor", "--session", "type='signal',member='StatusNotifierItemRegistered'"],
-                   "member=StatusNotifierItemRegistered")
-    windows = Events(["xprop", "-spy", "-root", "_NET_CLIENT_LIST"], "0x")
-    tray, window, second = [], [], []
-    terminal = X11Desktop().open_terminal("terminal", changing=False)
+def say(what: str) -> None:
+    print(f"==> {what}", flush=True)
+
+
+def idle(options, name: str) -> list:
+    """The idle agent on the desktop of that name, then the same among changing titles."""
+    seconds = options.seconds or (ACCESSIBILITY_SECONDS if name == AccessibleDesktop.name else IDLE_SECONDS)
+    say(f"Idle agent on {name} for {WINDOWS} x {seconds} s")
+    desktop = DESKTOPS[name]()
     try:
-        for _ in range(STARTS):
-            agent = Agent(program, data, X11Desktop.environment)
-            try:
-                tray.append(wait_for(lambda: items.first_after(agent.started), 20, "the icon") - agent.started)
-                window.append(wait_for(lambda: windows.first_after(agent.started), 20, "the window") - agent.started)
-                before = time.monotonic()
-                subprocess.run([program], check=True, timeout=20)
-                second.append(time.monotonic() - before)
-                agent.end()
-            finally:
-                agent.kill()
+        with UploadSink() as sink, Scene(options, desktop) as scene:
+            first = {"name": f"{name}/idle", **scene.measure(seconds)}
+            first |= {"uploads": sink.uploads, **scene.memory()}
+            rows = [first]
+            for window, kind, per_second in ((scene.behind, "behind", 10), (scene.front, "in_front", 200)):
+                say(f"Titles {kind.replace('_', ' ')}, {per_second} times a second")
+                with Titles(window, per_second) as titles:
+                    row = scene.measure(FLOOD_SECONDS)
+                row |= {"titles_per_s": titles.given / (WINDOWS * FLOOD_SECONDS),
+                        "beyond_idle_per_s": row["quiet_wakeups_per_s"] - first["quiet_wakeups_per_s"]}
+                rows.append({"name": f"{name}/titles_{kind}", **row})
+            if WINDOWS * seconds > UPLOAD_EVERY and not sink.uploads:
+                sys.exit(f"process_figures.py: nothing was uploaded in {WINDOWS * seconds} s")
+            sink.close_after_this()
+            first |= scene.end(sink.delivered)
+            return rows
     finally:
-        for part in (items, windows, terminal):
-            part.close()
-    shutil.rmtree(data)
-    return {"name": "start",
-            "tray_item_ms": statistics.median(tray) * 1000,
-            "window_ms": (statistics.median(window) - FIRST_WINDOW_AFTER) * 1000,
-            "second_start_ms": statistics.median(second) * 1000}
+        desktop.close()
 
 
-def floor() -> dict:
+def changing(options) -> dict:
+    """Two windows that swap the focus every two seconds."""
+    seconds = options.seconds or CHANGING_SECONDS
+    say(f"Another window in front every 2 s, for {WINDOWS} x {seconds} s")
+    with Scene(options, X11Desktop()) as scene:
+        def swap(second: int) -> None:
+            if second % 2 == 0:
+                scene.desktop.focus((scene.behind, scene.front)[second // 2 % 2].pid)
+        return {"name": "disk/changing", **scene.measure(seconds, swap), **scene.memory(), **scene.end()}
+
+
+def full(options) -> dict:
+    seconds = options.seconds or FULL_SECONDS
+    say(f"Idle agent with 1,000,000 records for {WINDOWS} x {seconds} s")
+    with Scene(options, X11Desktop(), MILLION) as scene:
+        return {"name": "disk/1000000", **scene.measure(seconds), **scene.memory(), **scene.end()}
+
+
+def dashboard(options) -> dict:
+    seconds = options.seconds or DASHBOARD_SECONDS
+    say(f"Dashboard open for {WINDOWS} x {seconds} s")
+    with Scene(options, X11Desktop(), 30_000, window_stays=True) as scene:
+        row = {"name": "dashboard", **scene.measure(seconds), **scene.memory()}
+        if not scene.desktop.dashboards():
+            sys.exit("process_figures.py: the dashboard did not stay open")
+        return row | scene.end()
+
+
+def floor(options) -> dict:
     """What keeping a sample each second costs anybody on this disk."""
     file = pathlib.Path(os.environ["HOME"]) / "floor"
     work = "import os, sys, time\nfile = os.open(sys.argv[1], os.O_WRONLY | os.O_CREAT)\n" \
            "while True:\n    os.write(file, b' ' * 200)\n    os.fdatasync(file)\n    time.sleep(1)\n"
+    say(f"A process that appends 200 bytes a second, for {WINDOWS} x {FLOOR_SECONDS} s")
     with subprocess.Popen([sys.executable, "-c", work, str(file)]) as process:
         try:
             wait_for(lambda: file.exists() and file.stat().st_size >= 400, 10, "the second flush")
-            watched, start = Watched(process.pid), time.monotonic()
-            before, cpu, size = watched.count_switches(), watched.cpu(), file.stat().st_size
-            time.sleep(FLOOR_SECONDS)
-            switches, cpu, passed = watched.count_switches() - before, watched.cpu() - cpu, time.monotonic() - start
-            flushes = (file.stat().st_size - size) / 200
+            figures = measure(Watched(process.pid), Surroundings(options.disk, {}), FLOOR_SECONDS,
+                              lambda start, end: round(end - start))
         finally:
             process.terminate()
     file.unlink()
-    return {"name": "floor", "seconds": passed, "ticks": flushes, "cpu_s_per_1000_ticks": cpu / flushes * 1000,
-            "wakeups_per_s": switches / passed}
+    return {"name": "floor", **figures}
 
 
-def idle_seconds(records: int) -> int:
-    """So long that what a start costs once does not count tenfold in a figure for 1,000 ticks."""
-    if records == 0:
-        return 300
-    return 150 if records >= 1_000_000 else 100
+def cell(row: dict, key: str) -> str:
+    """The figure, with its range where it has one."""
+    if key not in row:
+        return ""
+    value = f"{row[key]:,.3f}"
+    return value if f"{key}_min" not in row else f"{value} ({row[f'{key}_min']:,.3f} to {row[f'{key}_max']:,.3f})"
 
 
-def print_table(rows: list) -> None:
-    keys = list(dict.fromkeys(key for row in rows for key in row if key != "name"))
-    width = max(len(key) for key in keys)
-    print("\n" + " " * width + "".join(f"{row['name']:>16}" for row in rows))
-    for key in keys:
-        cells = (f"{row[key]:>16,.3f}" if key in row else f"{'':>16}" for row in rows)
-        print(f"{key:<{width}}" + "".join(cells))
+def print_table(title: str, rows: list, keys: list) -> None:
+    lines = [[title, *(row["name"] for row in rows)], *([key, *(cell(row, key) for row in rows)] for key in keys)]
+    widths = [max(map(len, column)) for column in zip(*lines)]
+    print()
+    for line in lines:
+        print(line[0].ljust(widths[0]) + "".join("  " + text.rjust(width) for text, width in zip(line[1:], widths[1:])))
+
+
+def print_tables(rows: list) -> None:
+    """The figures with their range; then who spends it, the threads of the agent and what is beside it in columns."""
+    bare = [key for row in rows for key in row if key != "name" and not key.endswith(("_min", "_max"))]
+    keys = list(dict.fromkeys(bare))
+    for _, group in itertools.groupby(rows, lambda row: row["name"].partition("/")[0]):
+        some = list(group)
+        print_table("", some, [key for key in keys if not key.startswith(("thread.", "beside."))
+                               and any(key in row for row in some)])
+    for field in ("cpu_s_per_1000_ticks", "wakeups_per_s"):
+        parts = [key for key in keys if key.startswith(("thread.", "beside.")) and key.endswith(field)
+                 and any(row.get(f"{key}_max", 0) >= 0.0005 for row in rows)]
+        columns = [key.removesuffix(f".{field}") for key in parts]
+        by_part = [{"name": column, **{row["name"]: row[key] for row in rows if key in row}}
+                   for key, column in zip(parts, columns)]
+        if by_part:
+            print_table(field, by_part, [row["name"] for row in rows if f"thread.{MAIN}.{field}" in row])
+
+
+def bring_up_loopback() -> None:
+    name, up, get_flags, set_flags = b"lo", 1, 0x8913, 0x8914
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
+        request = fcntl.ioctl(any_socket, get_flags, struct.pack("16sh14x", name, 0))
+        flags = struct.unpack("16sh14x", request)[1]
+        fcntl.ioctl(any_socket, set_flags, struct.pack("16sh14x", name, flags | up))
+
+
+def enter_desktop(work: pathlib.Path) -> None:
+    """Starts this program again, step by step: with mounts and network of its own, then on a desktop of its own whose home is
+    on a disk of its own."""
+    again = [sys.executable, __file__, *sys.argv[1:]]
+    if STAGE not in os.environ:
+        if os.geteuid() != 0:
+            sys.exit("process_figures.py: Quillstep lets no other process of its user look inside, and the disk has to be made: "
+                     "only root can measure it")
+        needed("unshare", "--mount", "--net", "true")
+        os.environ[STAGE] = "alone"
+        os.execvp("unshare", ["unshare", "--mount", "--net", *again])
+    if os.environ[STAGE] == "alone":
+        bring_up_loopback()
+        shutil.rmtree(work, ignore_errors=True)
+        disk = JournaledDisk.mount(work / "disk")
+        disk.check(work / "disk")
+        print(f"This machine's disk: {mounted_at(ROOT)}")
+        print(f"Measured on:         {mounted_at(work / 'disk')}", flush=True)
+        os.environ |= {STAGE: "desktop", DEVICE: disk.name, "PYTHONDONTWRITEBYTECODE": "1"}
+        program = str(ROOT / "scripts/private_desktop.sh")
+        os.execv(program, [program, "--home", str(work / "disk/home"), "--keyring", "--panel", *again])
 
 
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("parts", nargs="*", metavar="PART", help=f"of {', '.join(PARTS)}; default: all. Or: peers FILE")
     parser.add_argument("--program", type=pathlib.Path, default=ROOT / "build/release/bin/Quillstep")
+    parser.add_argument("--work", type=pathlib.Path, default=ROOT / "build/bench/work", help="emptied first")
     parser.add_argument("--json", type=pathlib.Path, help="where to put the figures")
-    parser.add_argument("--records", type=int, nargs="+", default=[0, 30_000, 1_000_000])
-    parser.add_argument("--seconds", type=int,
-                        help="per scenario (default 100; 300 for an idle agent without records; 150 with 1,000,000)")
-    arguments = parser.parse_args()
-    if not os.access(arguments.program, os.X_OK):
-        sys.exit(f"process_figures.py: {arguments.program} is not there; build the release preset first")
-    if os.geteuid() != 0:
-        sys.exit("process_figures.py: Quillstep lets no other process of its user look inside; only root can measure it")
-    if "QUILLSTEP_PRIVATE_DESKTOP" not in os.environ:
-        # The home is on the disk, not in a temporary folder that may be memory: bytes written are measured.
-        home = ROOT / "build/bench/home"
-        shutil.rmtree(home, ignore_errors=True)
-        desktop = str(ROOT / "scripts/private_desktop.sh")
-        os.execv(desktop, [desktop, "--home", str(home), "--keyring", "--panel", sys.executable, __file__, *sys.argv[1:]])
+    parser.add_argument("--desktops", nargs="+", choices=DESKTOPS, default=list(DESKTOPS), help="of the idle agent")
+    parser.add_argument("--seconds", type=int, help="of each of the three windows of every scene but the changing titles; "
+                        "for a first impression, uploads come once in a minute")
+    parser.add_argument("--quick", action="store_true", help="windows of ten seconds, and nothing with a million records")
+    options = parser.parse_args()
+    contract = peers.read_contract(pathlib.Path(options.parts[1])) if options.parts[:1] == ["peers"] else None
+    if not contract and not set(options.parts) <= set(PARTS):
+        parser.error(f"the parts are {', '.join(PARTS)}, or peers FILE")
+    if not os.access(options.program, os.X_OK):
+        sys.exit(f"process_figures.py: {options.program} is not there; build the release preset first")
+    enter_desktop(options.work.resolve())
 
     # The desktop ends us by SIGTERM; what we started must end with us.
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
+    options.disk = JournaledDisk(os.environ[DEVICE])
+    options.seconds = options.seconds or (10 if options.quick else None)
     sign_in()
-    print(f"==> {STARTS} starts", flush=True)
-    rows = [starts(arguments.program), floor()]
-    for records in arguments.records:
-        seconds = arguments.seconds or idle_seconds(records)
-        print(f"==> Idle agent with {records:,} records for {seconds} s", flush=True)
-        rows.append(scenario(f"idle/{records}", arguments.program, records, seconds, terminals=1))
-    seconds = arguments.seconds or 100
-    print(f"==> Coverage while windows change for {seconds} s", flush=True)
-    rows.append(scenario("coverage", arguments.program, 0, seconds, terminals=2))
-    print(f"==> Dashboard open for {seconds} s", flush=True)
-    rows.append(scenario("dashboard", arguments.program, 30_000, seconds, terminals=1, window=True))
-    sway = SwayDesktop()
-    try:
-        idle = arguments.seconds or idle_seconds(0)
-        print(f"==> Idle agent under sway for {idle} s, then windows that change for {seconds} s", flush=True)
-        rows.append(scenario("sway/idle", arguments.program, 0, idle, terminals=1, desktop=sway))
-        rows.append(scenario("sway/coverage", arguments.program, 0, seconds, terminals=2, desktop=sway))
-    finally:
-        sway.close()
-    print_table(rows)
-    if arguments.json:
+    wanted = options.parts or PARTS
+    rows, failed = [], []
+    if contract:
+        rows += peers.measure(options, contract, Scene, X11Desktop())
+    if "start" in wanted:
+        say("Starts")
+        rows += starts(options.program, write_records, 0 if options.quick else MILLION)
+    if "disk" in wanted:
+        rows += [floor(options), changing(options)]
+        if not options.quick:
+            rows.append(full(options))
+    if "dashboard" in wanted:
+        rows.append(dashboard(options))
+    if "idle" in wanted:
+        for name in sorted(options.desktops, key=list(DESKTOPS).index):
+            try:
+                rows += idle(options, name)
+            except (Exception, SystemExit) as problem:  # the others can be measured all the same
+                if isinstance(problem, SystemExit) and not isinstance(problem.code, str):
+                    raise  # we are asked to end
+                failed.append(name)
+                print(f"{name} was not measured: {problem}", file=sys.stderr)
+    print_tables(rows)
+    rows.append({"name": "disk", "device": str(mounted_at(pathlib.Path(os.environ["HOME"]))),
+                 "machine": str(mounted_at(ROOT))})
+    if options.json:
         # The form of Google Benchmark, so that one report reads both.
-        arguments.json.write_text(json.dumps({"benchmarks": rows}, indent=2), encoding="utf-8")
-    return 0
+        options.json.write_text(json.dumps({"benchmarks": rows}, indent=2), encoding="utf-8")
+    return 1 if failed else 0
 
 
 if __name__ == "__main__":

@@ -11,7 +11,7 @@
 #   test    the unit and system tests
 #   lint    formatter, static analysis, shell check
 #   fuzz    compiler and run-time library of the fuzz targets
-#   bench   the headless desktop of the process figures
+#   bench   the headless desktops and the disk of the process figures
 #
 #   --list  print the packages instead of installing them
 #
@@ -43,7 +43,10 @@ packages() {
             qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux x11-xserver-utils chromium firefox-esr epiphany-browser \
             debootstrap lintian systemd iproute2 curl wayland-protocols libfuse3-dev e2fsprogs xfsprogs btrfs-progs
         ;;
-    bench) echo "$desktop" lxqt-panel gnome-keyring libsecret-tools sway foot qt6-wayland util-linux ;;
+    bench)
+        echo "$desktop" lxqt-panel gnome-keyring libsecret-tools sway kwin-wayland gnome-shell weston libgl1-mesa-dri qt6-wayland \
+            at-spi2-core python3-gi gir1.2-gtk-3.0 python3-xlib util-linux mount e2fsprogs
+        ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream mandoc man-db ;;
     fuzz) echo clang-19 libclang-rt-19-dev ;;
     *) return 1 ;;

@@ -23,7 +23,9 @@ Figures, after the warm-up (two minutes, or a fifth of a shorter run):
   descriptors, threads    open ones
   ..._median              of these five
   ..._growth              what the last quarter has more than the first, in the median; descriptors and threads at the least
-  cpu_s_per_1000_ticks    processor time, user and system, of all threads; a tick that finds the user idle counts
+  cpu_s_per_1000_ticks    processor time, user and system, of all threads; a tick that finds the user idle counts. No budget
+                          is compared with it: the activity file is in memory, where a flush costs nothing, and at ten
+                          times the pace the processor's caches stay warm
   main_wakeups_per_tick   voluntary context switches of the main thread
   coverage                ticks, of the tenths of seconds that passed
   failed_uploads          share of the uploads that failed
@@ -54,7 +56,7 @@ import account  # noqa: E402
 import desktop  # noqa: E402
 import front  # noqa: E402
 from desktops import X11Desktop, wait_for  # noqa: E402
-from process_figures import Watched  # noqa: E402
+from processes import Watched  # noqa: E402
 
 PACE = 10
 PORT = 8787  # compiled into the agent

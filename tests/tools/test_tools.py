@@ -16,12 +16,13 @@ import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(ROOT / "benchmarks/soak"), str(ROOT / "tests/system/power_cut")]
+sys.path[:0] = [str(ROOT / folder) for folder in ("benchmarks/soak", "benchmarks", "tests/system/power_cut")]
 
 import account  # noqa: E402
 import block_disk  # noqa: E402
 import front  # noqa: E402
 import history  # noqa: E402
+import report  # noqa: E402
 
 RECORD = {"id": "00000000-0000-4000-A000-000000000000", "appName": "Editor", "windowTitle": "Notes",
           "timestamp": 10.5, "duration": 1.0}
@@ -118,6 +119,11 @@ class Report(Tools):
         self.file("bench_store.json", {"benchmarks": list(benchmarks)})
         return self.run_tool("benchmarks/report.py", budgets, self.folder, *options)
 
+    def page(self, *benchmarks):
+        page = self.file("page.md", "Before\n<!-- figures -->\nof yesterday\n<!-- end of figures -->\nafter\n")
+        self.report(self.ROW, *benchmarks, options=["--into", page])
+        return page.read_text(encoding="utf-8")
+
     def test_aTimeWithinTheBudgetIsOk(self):
         status, output = self.report(self.ROW, {"name": "load", "real_time": 900.0, "time_unit": "ms"})
         self.assertEqual((status, "0.9 s" in output), (0, True))
@@ -128,8 +134,15 @@ class Report(Tools):
 
     def test_theTableForThePage(self):
         slow = {"name": "load", "real_time": 1100.0, "time_unit": "ms"}
-        output = self.report(self.ROW, slow, options=["--markdown"])[1]
-        self.assertIn("| figure | budget | measured |  |\n| --- | --- | --- | --- |\n| load | <= 1 s | 1.1 s | MISSED |", output)
+        page = self.page(slow)
+        self.assertIn("| figure | budget | measured |  |\n| --- | --- | --- | --- |\n| load | <= 1 s | 1.1 s | MISSED |", page)
+        self.assertTrue(page.startswith("Before\n") and page.endswith("\nafter\n"))
+        self.assertNotIn("of yesterday", page)
+
+    def test_aPageWithoutAPlaceForFiguresIsLeftAlone(self):
+        page = self.file("page.md", "Nothing.")
+        status, output = self.report(self.ROW, options=["--into", page])
+        self.assertEqual((status, "not one place" in output, page.read_text(encoding="utf-8")), (1, True, "Nothing."))
 
     def test_aFigureThatWasNotMeasuredFails(self):
         status, output = self.report(self.ROW)
@@ -148,16 +161,54 @@ class Report(Tools):
 
     def test_aRowOfTheSoakIsComparedAfterASoakOnly(self):
         slow = {"name": "load", "real_time": 1100.0, "time_unit": "ms"}
-        row = {**self.ROW, "only_in_soak": True}
+        row = {**self.ROW, "part": "soak"}
         self.assertNotIn("MISSED", self.report(row, slow)[1])
-        self.assertIn("MISSED", self.report(row, slow, options=["--soak"])[1])
-        self.assertNotIn("MISSED", self.report(self.ROW, slow, options=["--soak"])[1])
+        self.assertIn("MISSED", self.report(row, slow, options=["--parts", "soak"])[1])
+        self.assertNotIn("MISSED", self.report(self.ROW, slow, options=["--parts", "soak"])[1])
+
+    def test_aRowOfAPartIsComparedWhenThatWasMeasured(self):
+        row = {**self.ROW, "part": "idle"}
+        for parts, verdict in (("idle", "NOT MEASURED"), ("disk", "0 of 0 budgets")):
+            with self.subTest(parts):
+                status, output = self.report(row, options=["--parts", parts])
+                self.assertEqual((status, verdict in output), (1, True), output)
+
+    def test_theFiguresOfAProgramMayBeInSeveralFiles(self):
+        self.file("bench_store.other.json", {"benchmarks": [{"name": "load", "real_time": 0.5, "time_unit": "s"}]})
+        self.assertEqual(self.report(self.ROW)[0], 0)
+
+    def test_aRatchetAllowsAThirdMoreThanWasAccepted(self):
+        row = {"figure": "fold", "ratchet": 2.0, "from": "bench_store fold median_ms", "over": "bench_store floor median_ms"}
+        for measured, verdict in ((5.1, "ok"), (5.3, "MISSED")):
+            with self.subTest(measured):
+                output = self.report(row, {"name": "fold", "median_ms": measured}, {"name": "floor", "median_ms": 2.0})[1]
+                self.assertIn(verdict, output)
+                self.assertIn("<= 1.3 x 2, as accepted", output)
+
+    def test_aFigureIsShownWithItsRange(self):
+        row = {**self.ROW, "from": "bench_store idle cpu"}
+        output = self.report(row, {"name": "idle", "cpu": 0.5, "cpu_min": 0.25, "cpu_max": 0.75})[1]
+        self.assertIn("0.5 s (0.25 to 0.75)", output)
+
+    def test_thePageSaysWhoSpendsItAndWhere(self):
+        self.file("process_figures.idle.json", {"benchmarks": [
+            {"name": "x11/idle", "thread.main.wakeups_per_s": 2.0, "thread.main.wakeups_per_s_max": 2.0,
+             "beside.Xvfb.wakeups_per_s": 1.0, "beside.Xvfb.wakeups_per_s_max": 1.0,
+             "thread.idle.wakeups_per_s": 0.0, "thread.idle.wakeups_per_s_max": 0.0},
+            {"name": "disk", "machine": "ext4, no journal", "device": "ext4, journal"}]})
+        output = self.page()
+        self.assertIn("| disk of the running agent | ext4, journal |", output)
+        self.assertIn("| wakeups_per_s | main | *beside:* Xvfb |\n| --- | --- | --- |\n| x11/idle | 2 | 1 |", output)
 
     def test_everyBudgetOfTheProductIsWellFormed(self):
         for row in json.loads((ROOT / "benchmarks/budgets.json").read_text(encoding="utf-8"))["budgets"]:
             with self.subTest(row["figure"]):
-                self.assertIn(row["limit"][0], {"<=", ">="})
-                self.assertIsInstance(row["limit"][1], (int, float))
+                self.assertIn(row.get("part", "functions"), report.PARTS)
+                self.assertEqual(("ratchet" in row, "limit" in row, "budget" in row) in ((True, False, False), (False, True, True)),
+                                 True)
+                comparison, limit, _ = report.limit_of(row)
+                self.assertIn(comparison, {"<=", ">="})
+                self.assertIsInstance(limit, (int, float))
                 for source in (row["from"], row.get("over", row["from"])):
                     self.assertEqual(len(source.split()), 3)
 
