@@ -10,6 +10,7 @@
 #include "platform/linux/posix/stdout_diagnostics.h"
 #include "platform/linux/posix/system_clock.h"
 #include "platform/linux/posix/termination_signals.h"
+#include "platform/linux/posix/timer_slack.h"
 #include "platform/linux/qt/qt_repeating_timers.h"
 #include "platform/linux/xdg/base_directories.h"
 
@@ -79,6 +80,20 @@ class TestPosixIo final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+
+    void programsThatAreStartedHaveTheUsualTimers()
+    {
+        const int usual = ::prctl(PR_GET_TIMERSLACK);
+        platform::posix::letTimersWait(true);
+        QCOMPARE(::prctl(PR_GET_TIMERSLACK), 50'000'000);
+        {
+            const platform::posix::UsualTimerSlack slack;
+            QCOMPARE(::prctl(PR_GET_TIMERSLACK), usual);
+        }
+        QCOMPARE(::prctl(PR_GET_TIMERSLACK), 50'000'000);
+        platform::posix::letTimersWait(false);
+        QCOMPARE(::prctl(PR_GET_TIMERSLACK), usual);
+    }
 
     void aLineIsThereAtOnceEvenInAPipe()
     {

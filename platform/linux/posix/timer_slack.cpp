@@ -11,8 +11,6 @@ namespace {
 constexpr unsigned long kUsual = 0;            // the system's name for what the thread began with
 constexpr unsigned long kLongest = 50'000'000; // nanoseconds
 
-// NOLINTBEGIN(cppcoreguidelines-pro-type-vararg): the system's way
-
 unsigned long slack()
 {
     return static_cast<unsigned long>(::prctl(PR_GET_TIMERSLACK));
@@ -22,8 +20,6 @@ void setSlack(unsigned long nanoseconds)
 {
     ::prctl(PR_SET_TIMERSLACK, nanoseconds);
 }
-
-// NOLINTEND(cppcoreguidelines-pro-type-vararg)
 
 } // namespace
 
