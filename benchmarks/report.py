@@ -73,7 +73,7 @@ def verdict(row: dict, value) -> str:
 
 
 def number(value: float) -> str:
-    return f"{value:,.0f}" if abs(value) >= 1000 else f"{value:.3g}"
+    return f"{value:,.0f}" if abs(value) >= 999.5 else f"{value:.3g}"
 
 
 def shown(row: dict, value, runs: dict) -> str:
