@@ -85,6 +85,8 @@ bool Saver::finish(Clock::time_point deadline)
 void Saver::run()
 {
     m_settings.enterBackground();
+    // What a process that was killed has written is perhaps in the system's memory only.
+    [[maybe_unused]] const Outcome found = m_file->flush();
     for (bool isEnding = false; !isEnding;) {
         isEnding = m_isEnding.load(std::memory_order_acquire);
         for (collect(); m_isOwed; collect())

@@ -69,7 +69,8 @@ public:
     /// Gives the draft up, if there is one, and removes it.
     virtual void abandon() = 0;
 
-    /// Has the last committed state, and that it is the file's, on the disk when it returns.
+    /// Has the last committed state, and that it is the file's, on the disk when it returns; before
+    /// the first commit() what is found there, if that can be.
     [[nodiscard]] virtual Outcome flush() = 0;
 
     /// Removes the hidden files.

@@ -76,7 +76,7 @@ bool isLeftBehind(const FileDescriptor& file)
     return file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
-FileDescriptor openHidden(const QString& path)
+FileDescriptor openForReading(const QString& path)
 {
     return FileDescriptor(::open(QFile::encodeName(path).constData(),
                                  O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
@@ -126,7 +126,7 @@ QStringList PosixAtomicFile::leftovers() const
          QDir(m_folder).entryInfoList({QLatin1Char('.') + m_name + QLatin1StringView(".??????")},
                                       QDir::Files | QDir::Hidden | QDir::NoSymLinks,
                                       QDir::Time)) {
-        if (isLeftBehind(openHidden(found.filePath())))
+        if (isLeftBehind(openForReading(found.filePath())))
             paths.append(found.filePath());
     }
     return paths;
@@ -281,9 +281,13 @@ void PosixAtomicFile::abandon()
 
 Outcome PosixAtomicFile::flush()
 {
-    if (m_current < 0 || m_flushed == m_current)
+    if (m_current < 0) {
+        const FileDescriptor found = openForReading(m_path);
+        if (found.isOpen())
+            ::fdatasync(found.get()); // if it is something that can be
         return success();
-    if (::fdatasync(m_turns.at(m_current).file.get()) != 0)
+    }
+    if (m_flushed != m_current && ::fdatasync(m_turns.at(m_current).file.get()) != 0)
         return systemError();
     m_flushed = m_current;
     return success();
