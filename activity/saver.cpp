@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <ctime>
 #include <iterator>
+#include <pthread.h>
 #include <string>
 #include <utility>
 
@@ -84,6 +85,7 @@ bool Saver::finish(Clock::time_point deadline)
 
 void Saver::run()
 {
+    ::pthread_setname_np(::pthread_self(), "saving");
     m_settings.enterBackground();
     // What a process that was killed has written is perhaps in the system's memory only.
     [[maybe_unused]] const Outcome found = m_file->flush();
@@ -130,6 +132,7 @@ void Saver::noteWhatToFlush(const ActivityList& list)
     Clock::time_point due = now + kUntilMoreOfTheSameIsSafe;
     if (!list.startsWith(m_list)) {
         due = now; // what was delivered is not to come back
+        m_isShortened = true;
         for (std::optional<ActivityList>& held : m_held)
             held.reset(); // nor to fill the memory
     } else {
@@ -264,8 +267,12 @@ void Saver::flushIfDue()
         if (const auto flushed = m_file->flush(); !flushed) {
             m_held = {}; // what of them has reached the disk is not known
             fail(flushed.error());
-        } else if (m_current >= 0 && !std::exchange(m_isTidy, true)) {
-            m_file->removeLeftovers(); // not before there is something better on the disk
+        } else if (m_current >= 0) {
+            // Not before there is something better on the disk.
+            if (!std::exchange(m_isTidy, true))
+                m_file->removeLeftovers();
+            if (std::exchange(m_isShortened, false))
+                m_file->discardOthers();
         }
     }
     if (request)

@@ -104,7 +104,8 @@ private:
     int m_current = -1;               // the file that is seen; none of ours yet
     std::int64_t m_currentLength = 0; // in bytes
     std::optional<Clock::time_point> m_flushDue;
-    bool m_isTidy = false; // what earlier processes left is gone
+    bool m_isShortened = false; // a flush is to be followed by forgetting what was longer
+    bool m_isTidy = false;      // what earlier processes left is gone
 
     std::thread m_thread;
 };

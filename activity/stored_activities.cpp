@@ -4,7 +4,6 @@
 
 #include "activity/activity_file_reader.h"
 
-#include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
 
@@ -32,13 +31,13 @@ std::optional<StoredActivities> read(const QString& path)
     return stored;
 }
 
-/// True when the file `later` is newer than `earlier` and holds the same list with more at its end.
+/// True when the file `later` holds what `earlier` does and more at the end of the list. Their
+/// times say nothing: after a power cut a file may have the time of a change and lack the change.
 bool goesOnFrom(const QString& later, const QString& earlier)
 {
     QFile longer(later);
     QFile shorter(earlier);
-    if (QFileInfo(later).lastModified() <= QFileInfo(earlier).lastModified() ||
-        !longer.open(QIODevice::ReadOnly) || !shorter.open(QIODevice::ReadOnly) ||
+    if (!longer.open(QIODevice::ReadOnly) || !shorter.open(QIODevice::ReadOnly) ||
         longer.size() <= shorter.size())
         return false;
     for (qint64 left = shorter.size() - 1; left > 0;) { // all but the closing bracket

@@ -23,8 +23,8 @@ struct StoredActivities
 };
 
 /// Reads the activity file at `path`, which `file` stands for. After a power cut it is the best
-/// whole one of the file and its leftovers that is used: the file if it can be read, unless a newer
-/// leftover goes on from it; else the newest leftover that can be read. Changes nothing on the
+/// whole one of the file and its leftovers that is used: the file if it can be read, unless a
+/// leftover goes on from it; else the largest leftover that can be read. Changes nothing on the
 /// disk. May take a second for a million records. Any thread.
 [[nodiscard]] StoredActivities readStoredActivities(const QString& path,
                                                     const platform::AtomicFile& file);

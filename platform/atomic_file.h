@@ -45,7 +45,7 @@ public:
     /// Where the file is or will be.
     [[nodiscard]] virtual QString path() const = 0;
 
-    /// What writers that no longer run have left beside it, newest first.
+    /// What writers that no longer run have left beside it, largest first.
     [[nodiscard]] virtual QStringList leftovers() const = 0;
     virtual void removeLeftovers() = 0;
 
@@ -73,7 +73,8 @@ public:
     /// the first commit() what is found there, if that can be.
     [[nodiscard]] virtual Outcome flush() = 0;
 
-    /// Removes the hidden files.
+    /// Removes the hidden files, so that a power cut does not bring them back. The current one should
+    /// have been flushed.
     virtual void discardOthers() = 0;
 
     /// Keeps the current file beside itself as "<name>.damaged-<UTC time>", so that the first

@@ -7,7 +7,6 @@
 #include "tests/support/activity_samples.h"
 #include "tests/support/dies_with.h"
 
-#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QSemaphore>
@@ -43,19 +42,12 @@ public:
 
     void write(const QByteArray& content) { put(path(), content); }
 
-    /// Leaves a file as a process that was killed has it beside the file, written so long ago.
-    QString leaveBehind(const char* name,
-                        const QByteArray& content,
-                        std::chrono::seconds age = std::chrono::seconds(0))
+    /// Leaves a file as a process that was killed has it beside the file.
+    QString leaveBehind(const char* name, const QByteArray& content)
     {
         const QString leftover =
             folder() + QStringLiteral("/.activity_logs.json.") + QLatin1StringView(name);
         put(leftover, content);
-        QFile file(leftover);
-        if (!file.open(QIODevice::ReadWrite) ||
-            !file.setFileTime(QDateTime::currentDateTime().addSecs(-age.count()),
-                              QFileDevice::FileModificationTime))
-            qFatal("cannot set the time of a file");
         return leftover;
     }
 
@@ -556,7 +548,7 @@ private Q_SLOTS:
         QCOMPARE(samples::contentOf(home.path()), QByteArray("[]"));
     }
 
-    void aTornFileIsRepairedFromTheNewestWholeLeftover()
+    void aTornFileIsRepairedFromTheLargestWholeLeftover()
     {
         const auto list = samples::list(5);
         const QByteArray whole = samples::json(list);
@@ -564,15 +556,15 @@ private Q_SLOTS:
             Home home;
             home.store.reset();
             home.write(torn);
-            const QString old = home.leaveBehind("oldold", samples::json(samples::list(2)), 30s);
-            const QString best = home.leaveBehind("better", whole, 20s);
-            const QString newest = home.leaveBehind("newest", whole.chopped(1), 10s);
+            const QString old = home.leaveBehind("oldold", samples::json(samples::list(2)));
+            const QString best = home.leaveBehind("better", whole);
+            const QString largest = home.leaveBehind("larger", whole.chopped(1) + ",{}");
             home.start();
             QVERIFY(samples::records(home.store->activities()) == samples::records(list));
             // At once, without any change; the leftovers go when it is on the disk.
             QTRY_COMPARE(samples::contentOf(home.path()), whole);
             QTRY_VERIFY_WITH_TIMEOUT(!QFileInfo::exists(old) && !QFileInfo::exists(best) &&
-                                         !QFileInfo::exists(newest),
+                                         !QFileInfo::exists(largest),
                                      20000);
             QCOMPARE(samples::contentOf(home.path()), whole);
             QVERIFY(home.damagedCopies().isEmpty());
@@ -585,7 +577,7 @@ private Q_SLOTS:
         Home home;
         home.store.reset();
         const auto list = samples::list(3);
-        home.leaveBehind("abcdef", samples::json(list), 10s);
+        home.leaveBehind("abcdef", samples::json(list));
         home.start();
         QVERIFY(samples::records(home.store->activities()) == samples::records(list));
         QTRY_VERIFY(home.fileHolds(home.store->activities()));
@@ -597,7 +589,7 @@ private Q_SLOTS:
         home.store.reset();
         const QByteArray torn = samples::json(samples::list(3)).chopped(1);
         home.write(torn);
-        const QString leftover = home.leaveBehind("abcdef", torn, 10s);
+        const QString leftover = home.leaveBehind("abcdef", torn);
         home.start();
         QVERIFY(home.store->activities().empty());
         home.start(); // nothing changed, nothing written, nothing removed
@@ -609,7 +601,7 @@ private Q_SLOTS:
         QCOMPARE(home.damagedCopies().size(), 1);
     }
 
-    void aNewerLeftoverThatGoesOnFromTheFileIsTakenAndNoOther()
+    void aLeftoverThatGoesOnFromTheFileIsTakenAndNoOther()
     {
         const auto list = samples::list(5);
         const auto earlier =
@@ -622,21 +614,20 @@ private Q_SLOTS:
         {
             QByteArray file;
             QByteArray leftover;
-            std::chrono::seconds age;
             bool isTaken;
         } cases[] = {
-            {earlier, samples::json(list), -10s, true},
-            {earlier, samples::json(list), 10s, false},
-            {earlier, samples::json(list).chopped(1), -10s, false},
-            {samples::json(samples::list(2)), samples::json(list), -10s, false},
-            {samples::json(list), earlier, -10s, false},
+            {earlier, samples::json(list), true},
+            {"[]", samples::json(list), true},
+            {earlier, samples::json(list).chopped(1), false},
+            {samples::json(samples::list(2)), samples::json(list), false},
+            {samples::json(list), earlier, false},
         };
 
         for (const auto& each : cases) {
             Home home;
             home.store.reset();
             home.write(each.file);
-            home.leaveBehind("abcdef", each.leftover, each.age);
+            home.leaveBehind("abcdef", each.leftover);
             home.start();
             const auto expected = samples::read(each.isTaken ? each.leftover : each.file);
             QVERIFY(samples::records(home.store->activities()) == samples::records(*expected));

@@ -3,7 +3,6 @@
 #include "platform/linux/posix/posix_atomic_file.h"
 #include "tests/support/activity_samples.h"
 
-#include <QDateTime>
 #include <QDir>
 #include <QSet>
 #include <QTemporaryDir>
@@ -265,17 +264,16 @@ private Q_SLOTS:
         QCOMPARE(bench.content(), QByteArray("[3]"));
     }
 
-    void leftoversOfOthersAreFoundNewestFirstAndOnesOwnAreNotAmongThem()
+    void leftoversOfOthersAreFoundLargestFirstAndOnesOwnAreNotAmongThem()
     {
         Bench bench;
         QStringList dead;
-        for (const char* name : {"newest", "middle", "oldest"}) {
+        for (const char* name : {"larger", "middle", "little"}) {
             const QString path = QFileInfo(bench.path()).path() + QStringLiteral("/.file.json.") +
                                  QLatin1String(name);
             QFile file(path);
             QVERIFY(file.open(QIODevice::WriteOnly));
-            QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(-10 * dead.size()),
-                                     QFileDevice::FileModificationTime));
+            QVERIFY(file.write(QByteArray(10 - dead.size(), 'x')) > 0);
             dead.append(path);
         }
         bench.write("[1]");

@@ -21,6 +21,8 @@ namespace platform::posix {
 namespace {
 
 constexpr qsizetype kDamagedCopies = 3;
+/// Room for some minutes of records.
+constexpr std::int64_t kReserve = 64L * 1024;
 /// As many as the system follows.
 constexpr int kMostLinks = 40;
 constexpr QLatin1StringView kDamaged(".damaged-");
@@ -125,7 +127,7 @@ QStringList PosixAtomicFile::leftovers() const
     for (const QFileInfo& found :
          QDir(m_folder).entryInfoList({QLatin1Char('.') + m_name + QLatin1StringView(".??????")},
                                       QDir::Files | QDir::Hidden | QDir::NoSymLinks,
-                                      QDir::Time)) {
+                                      QDir::Size)) {
         if (isLeftBehind(openForReading(found.filePath())))
             paths.append(found.filePath());
     }
@@ -191,6 +193,12 @@ Result<AtomicFile::Draft> PosixAtomicFile::create()
 Outcome PosixAtomicFile::write(std::int64_t offset, std::string_view content)
 {
     Turn& draft = m_turns.at(m_draft);
+    if (const std::int64_t end = offset + std::ssize(content); end > draft.reserved) {
+        // Otherwise every few saves a flush would have to write down which blocks are in use, too.
+        // Where that is not to be had, writing does without.
+        draft.reserved = end + kReserve;
+        ::fallocate(draft.file.get(), FALLOC_FL_KEEP_SIZE, 0, draft.reserved);
+    }
     while (!content.empty()) {
         const ssize_t written = ::pwrite(draft.file.get(), content.data(), content.size(), offset);
         if (written < 0 && errno == EINTR)
@@ -237,8 +245,11 @@ bool PosixAtomicFile::isCurrentUntouched() const
 Outcome PosixAtomicFile::commit(std::int64_t bytes)
 {
     Turn& draft = m_turns.at(m_draft);
-    if (draft.length > bytes && ::ftruncate(draft.file.get(), bytes) != 0)
-        return systemError();
+    if (draft.length > bytes) {
+        if (::ftruncate(draft.file.get(), bytes) != 0)
+            return systemError();
+        draft.reserved = 0;
+    }
     if (m_current < 0 || !exchange(draft)) {
         // What is there now, if anything, will be gone.
         if (::fdatasync(draft.file.get()) != 0 ||
@@ -295,10 +306,15 @@ Outcome PosixAtomicFile::flush()
 
 void PosixAtomicFile::discardOthers()
 {
+    bool isAny = false;
     for (int index = 0; index < kFiles; ++index) {
-        if (index != m_current)
+        if (index != m_current && m_turns.at(index).file.isOpen()) {
             drop(index);
+            isAny = true;
+        }
     }
+    if (isAny)
+        ::fsync(openForReading(m_folder).get());
 }
 
 /// Closes one of the files and, where it is hidden, removes it.

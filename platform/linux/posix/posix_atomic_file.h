@@ -62,6 +62,7 @@ private:
         FileDescriptor file;
         struct stat left = {}; // as we left it
         std::int64_t length = 0;
+        std::int64_t reserved = 0; // the room it has on the disk, at least
     };
 
     [[nodiscard]] Result<Draft> create();
