@@ -11,8 +11,8 @@ const HOST = "com.velomira.usage_monitor";
 // What the host lets through; what is longer is not told at all, because a part of it would be something else.
 const LONGEST_ADDRESS = 8192;
 const LONGEST_TITLE = 2048;
-// Between two reports. The events of a page that loads are told of as soon as that; while there is something new at each
-// of its ends, as of a title that changes a thousand times a second, the pause is ever longer by so much.
+// Between two reports. The events of a page that loads are told of as soon as that; in a series that does not wait for its
+// end, as of a title that changes a thousand times a second, the pause is ever longer by so much.
 const PAUSE_MS = 50;
 const LONGER_BY_MS = [0, 0, 50, 150, 350];
 // Chromium may tell of a change of the focus before its own account of the windows is up to date: the waits before it is
@@ -34,6 +34,8 @@ let nextAttempt = 0;
 let isReporting = false;
 let isDue = false;
 let isUrgent = false;
+let reported = -Infinity; // when the last report was made
+let row = 0; // how many reports had to wait since one had not
 let hurry = () => {}; // ends what a pause is longer by
 // The window that has the focus, as the last event said; none was heard at first. Until the account of the browser agrees,
 // `settling` is the timer of the next look at it.
@@ -121,6 +123,25 @@ async function tabInFront() {
     return tab;
 }
 
+// No timer where there is nothing to wait for: most events come alone.
+async function endOfPause() {
+    const rest = reported + PAUSE_MS - performance.now();
+    if (rest <= 0) {
+        row = 0;
+        return;
+    }
+    await new Promise((resume) => setTimeout(resume, rest));
+    if (isUrgent) {
+        row = 0;
+    } else if (LONGER_BY_MS[row] > 0) {
+        await new Promise((resume) => {
+            hurry = resume;
+            setTimeout(resume, LONGER_BY_MS[row]);
+        });
+    }
+    row = Math.min(row + 1, LONGER_BY_MS.length - 1);
+}
+
 // Reports once for all the events that come while it does, and for those of the pause after it once more.
 async function report() {
     isDue = true;
@@ -131,21 +152,15 @@ async function report() {
         return;
     }
     isReporting = true;
-    for (let row = 0; isDue; ++row) {
-        row = isUrgent ? 0 : Math.min(row, LONGER_BY_MS.length - 1);
+    while (isDue) {
+        await endOfPause();
         isDue = false;
         isUrgent = false;
         connect();
         if (port) {
             tell(pageOf(isKnown() ? known.tab : await tabInFront()));
         }
-        await new Promise((resume) => setTimeout(resume, PAUSE_MS));
-        if (isDue && !isUrgent) {
-            await new Promise((resume) => {
-                hurry = resume;
-                setTimeout(resume, LONGER_BY_MS[row]);
-            });
-        }
+        reported = performance.now();
     }
     isReporting = false;
 }
