@@ -11,10 +11,15 @@ const HOST = "com.velomira.usage_monitor";
 // What the host lets through; what is longer is not told at all, because a part of it would be something else.
 const LONGEST_ADDRESS = 8192;
 const LONGEST_TITLE = 2048;
-// A page may change its title a thousand times a second.
+// Between two reports. The events of a page that loads are told of as soon as that; in a series that does not wait for its
+// end, as of a title that changes a thousand times a second, the pause is ever longer by so much.
 const PAUSE_MS = 50;
-// Chromium may tell of a change of the focus before its own account of the windows is up to date.
-const SETTLING_MS = [150, 400, 800];
+const LONGER_BY_MS = [0, 0, 50, 150, 350];
+// Chromium may tell of a change of the focus before its own account of the windows is up to date: the waits before it is
+// looked at again.
+const SETTLING_MS = [150, 250, 400];
+// For so long nothing but events changes what is known. Then the browser is asked again, lest one was missed.
+const KNOWN_MS = 1000;
 // Between attempts to start a host. It ends when no usage monitor runs, or at once; then there is nothing to do but
 // to try again, ever more rarely. One that has lived is started again soon. A browser that nobody uses unloads this
 // script, and the attempts with it, until something happens.
@@ -26,8 +31,18 @@ let port = null;
 let told = "";
 let wait = 0;
 let nextAttempt = 0;
-let isLooking = false;
+let isReporting = false;
 let isDue = false;
+let isUrgent = false;
+let reported = -Infinity; // when the last report was made
+let row = 0; // how many reports had to wait since one had not
+let hurry = () => {}; // ends what a pause is longer by
+// The window that has the focus, as the last event said; none was heard at first. Until the account of the browser agrees,
+// `settling` is the timer of the next look at it.
+let announced;
+let settling = 0;
+// The window that has the focus and its active tab; null when it is to be asked.
+let known = null;
 
 function connect() {
     if (port || Date.now() < nextAttempt) {
@@ -71,57 +86,123 @@ function titleOf(tab) {
     return fits(title, LONGEST_TITLE) ? title : "";
 }
 
-async function pageInFront() {
-    const none = { focused: false };
-    try {
-        const front = await api.windows.getLastFocused();
-        if (!front.focused || front.incognito) {
-            return none;
-        }
-        const [tab] = await api.tabs.query({ active: true, windowId: front.id });
-        if (!tab || tab.incognito) {
-            return none;
-        }
-        return { focused: true, address: addressOf(tab), title: titleOf(tab) };
-    } catch {
-        return none; // no window is open, or it has just gone
-    }
+function pageOf(tab) {
+    return tab && !tab.incognito
+        ? { focused: true, address: addressOf(tab), title: titleOf(tab) }
+        : { focused: false };
 }
 
-// Looks once for all the events that come while it looks, and for those of the pause after it once more.
-async function report() {
-    isDue = true;
-    if (isLooking) {
+function isKnown() {
+    return known !== null && performance.now() < known.until;
+}
+
+async function tabInFront() {
+    known = null;
+    let windowId = api.windows.WINDOW_ID_NONE;
+    let tab;
+    try {
+        const last = await api.windows.getLastFocused();
+        if (last.focused) {
+            windowId = last.id;
+            [tab] = await api.tabs.query({ active: true, windowId });
+        }
+    } catch {
+        // no window is open, or it has just gone
+    }
+    const isWhole = tab || windowId === api.windows.WINDOW_ID_NONE;
+    if (!isWhole || isDue) {
+        return tab; // an event that came meanwhile may be newer than the answers
+    }
+    if (windowId === announced) {
+        clearTimeout(settling);
+        settling = 0;
+    }
+    if (settling === 0) {
+        known = { windowId, tab, until: performance.now() + KNOWN_MS };
+    }
+    return tab;
+}
+
+// No timer where there is nothing to wait for: most events come alone.
+async function endOfPause() {
+    const rest = reported + PAUSE_MS - performance.now();
+    if (rest <= 0) {
+        row = 0;
         return;
     }
-    isLooking = true;
-    while (isDue) {
-        isDue = false;
-        connect();
-        if (port) {
-            tell(await pageInFront());
-        }
-        await new Promise((resume) => setTimeout(resume, PAUSE_MS));
+    await new Promise((resume) => setTimeout(resume, rest));
+    if (isUrgent) {
+        row = 0;
+    } else if (LONGER_BY_MS[row] > 0) {
+        await new Promise((resume) => {
+            hurry = resume;
+            setTimeout(resume, LONGER_BY_MS[row]);
+        });
     }
-    isLooking = false;
+    row = Math.min(row + 1, LONGER_BY_MS.length - 1);
 }
 
-api.runtime.onInstalled.addListener(report);
-api.runtime.onStartup.addListener(report);
-api.windows.onFocusChanged.addListener(() => {
-    told = ""; // that another window shows the same page is news
+// Reports once for all the events that come while it does, and for those of the pause after it once more.
+async function report() {
+    isDue = true;
+    if (isUrgent) {
+        hurry();
+    }
+    if (isReporting) {
+        return;
+    }
+    isReporting = true;
+    while (isDue) {
+        await endOfPause();
+        isDue = false;
+        isUrgent = false;
+        connect();
+        if (port) {
+            tell(pageOf(isKnown() ? known.tab : await tabInFront()));
+        }
+        reported = performance.now();
+    }
+    isReporting = false;
+}
+
+// Another window or tab may be in front.
+function look() {
+    known = null;
+    isUrgent = true;
     report();
-    for (const later of SETTLING_MS) {
-        setTimeout(report, later);
-    }
+}
+
+function settle([wait, ...later]) {
+    settling = wait ? setTimeout(() => (settle(later), look()), wait) : 0;
+}
+
+api.runtime.onInstalled.addListener(look);
+api.runtime.onStartup.addListener(look);
+api.windows.onFocusChanged.addListener((windowId) => {
+    told = ""; // that another window shows the same page is news
+    announced = windowId;
+    clearTimeout(settling);
+    settle(SETTLING_MS);
+    look();
 });
-api.windows.onRemoved.addListener(report);
-api.tabs.onActivated.addListener(report);
-api.tabs.onAttached.addListener(report);
-api.tabs.onReplaced?.addListener(report);
+api.windows.onRemoved.addListener(look);
+api.tabs.onActivated.addListener(look);
+api.tabs.onAttached.addListener(look);
+api.tabs.onReplaced?.addListener(look);
 api.tabs.onUpdated.addListener((id, change, tab) => {
-    if (tab.active && (change.url !== undefined || change.title !== undefined || change.status === "complete")) {
-        report();
+    if (!tab.active || (change.url === undefined && change.title === undefined && change.status !== "complete")) {
+        return;
     }
+    if (!isKnown()) {
+        known = null;
+    } else if (tab.windowId !== known.windowId) {
+        return; // the active tab of a window behind
+    } else if (tab.id === known.tab.id) {
+        known.tab = tab;
+    } else {
+        known = null;
+    }
+    isUrgent ||= change.url !== undefined;
+    report();
 });
-report();
+look();
