@@ -43,9 +43,11 @@ void WindowActivation::setHasWindows(bool hasWindows)
 void WindowActivation::windowAskedFor(QWindow& window)
 {
     noteUse(window);
-    // Unless it has the focus and no other window is about to get it.
-    if (m_asked || !window.isActive())
-        m_asked = &window;
+    // It has come unless another window is about to get the focus from it.
+    m_hasComeForward = window.isActive() && (!m_asked || m_hasComeForward);
+    m_asked = &window;
+    if (!m_hasComeForward)
+        m_awaitingFocus.emplace_back(&window);
 }
 
 void WindowActivation::activateIgnoringOtherApps(const ActivationToken& token)
@@ -118,8 +120,14 @@ bool WindowActivation::eventFilter(QObject* watched, QEvent* event)
             m_x11->setClass(*window);
         applyPolicy(*window);
     }
-    const bool hasComeForward = type == QEvent::FocusIn && window == m_asked;
-    if (hasComeForward || isInput(type))
+    // Of windows that were asked for together the window manager may give the focus to an earlier
+    // one last: the first focus after being asked for is nobody's choice.
+    const bool isFirst =
+        type == QEvent::FocusIn &&
+        std::erase_if(m_awaitingFocus, [window](const auto& w) { return !w || w == window; }) > 0;
+    if (type == QEvent::FocusIn && window == m_asked)
+        m_hasComeForward = true;
+    else if (isInput(type) || (type == QEvent::FocusIn && m_hasComeForward && !isFirst))
         m_asked = nullptr;
     noteUse(*window);
     if (m_asked)

@@ -42,8 +42,10 @@ private:
     std::unique_ptr<X11WindowHints> m_x11; // none on other desktops
     ActivationPolicy m_policy = ActivationPolicy::Accessory;
     std::vector<QPointer<QWindow>> m_used; // shown, asked for or used; the last one at the end
-    QPointer<QWindow> m_asked;             // has been asked for and has not got the focus since
-    QPointer<QWindow> m_awaited;           // to be brought forward once it is on screen
+    QPointer<QWindow> m_asked;     // the last one, and the user has not turned elsewhere since
+    bool m_hasComeForward = false; // m_asked has had the focus since
+    std::vector<QPointer<QWindow>> m_awaitingFocus; // asked for, and have not
+    QPointer<QWindow> m_awaited;                    // to be brought forward once it is on screen
 };
 
 } // namespace platform::gui
