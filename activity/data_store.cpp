@@ -38,6 +38,15 @@ DataStore::DataStore(const Dependencies& dependencies)
     , m_bytesPerSecond(dependencies.bytesPerSecond)
     , m_enterBackground(dependencies.enterBackground)
 {
+    connect(
+        this,
+        &DataStore::flushed,
+        this,
+        [this] {
+            if (const auto after = std::exchange(m_afterFlush, nullptr))
+                after();
+        },
+        Qt::QueuedConnection);
     dependencies.files.makePrivateFolder(QFileInfo(m_filePath).path());
     if (!dependencies.readsInBackground) {
         adopt(readStoredActivities(m_filePath, *m_file));
@@ -103,9 +112,8 @@ void DataStore::flush(std::function<void()> done)
         done();
         return;
     }
-    m_saver->flush([this, done = std::move(done)] {
-        QMetaObject::invokeMethod(this, done, Qt::QueuedConnection);
-    });
+    m_afterFlush = std::move(done);
+    m_saver->flush([this] { Q_EMIT flushed(QPrivateSignal()); });
 }
 
 void DataStore::dropUnusedTexts()

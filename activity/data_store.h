@@ -71,7 +71,8 @@ public:
     void removeLogs(const ActivityIds& withIDs);
 
     /// Has what was added so far on the disk, where a power cut cannot reach it, and then calls
-    /// `done` on the main thread. Never waits for the disk.
+    /// `done` on the main thread; of requests that overlap the newest one's. Never waits for the
+    /// disk.
     void flush(std::function<void()> done);
 
     /// Lets go of the texts that no record holds any more, in slices of a millisecond, and then
@@ -96,6 +97,8 @@ Q_SIGNALS:
     void activitiesAboutToChange();
     void activitiesChanged();
     void unusedTextsDropped();
+    /// From the saving thread.
+    void flushed(QPrivateSignal);
 
 private:
     void adopt(StoredActivities stored);
@@ -108,6 +111,7 @@ private:
     platform::Diagnostics& m_diagnostics;
     std::int64_t m_bytesPerSecond;
     std::function<void()> m_enterBackground;
+    std::function<void()> m_afterFlush; // of the newest request, an earlier one is forgotten
     TextPool m_pool;
     std::size_t m_partsToSweep = 0;
     ActivityList m_activities;

@@ -183,7 +183,8 @@ Outcome Saver::copyCurrent()
 {
     m_taken = 0;
     m_length = 0;
-    if (m_current < 0 || !m_held.at(m_current) || !m_list.startsWith(*m_held.at(m_current)))
+    const std::optional<ActivityList> current = m_current < 0 ? std::nullopt : m_held.at(m_current);
+    if (!current || !m_list.startsWith(*current))
         return platform::success();
     const std::int64_t end = m_currentLength - 1;
     while (m_length < end) {
@@ -195,7 +196,7 @@ Outcome Saver::copyCurrent()
             return ready;
     }
     if (m_length == end && m_file->isCurrentUntouched())
-        m_taken = m_held.at(m_current)->size();
+        m_taken = current->size();
     else
         m_length = 0; // somebody else has changed it: all of it from memory, then
     return platform::success();

@@ -73,8 +73,8 @@ public:
     /// the first commit() what is found there, if that can be.
     [[nodiscard]] virtual Outcome flush() = 0;
 
-    /// Removes the hidden files, so that a power cut does not bring them back. The current one should
-    /// have been flushed.
+    /// Removes the hidden files, so that a power cut does not bring them back. The current one
+    /// should have been flushed.
     virtual void discardOthers() = 0;
 
     /// Keeps the current file beside itself as "<name>.damaged-<UTC time>", so that the first

@@ -24,6 +24,7 @@ public:
     ActivityTotals() = default;
     ActivityTotals(const ActivityTotals&) = delete;
     ActivityTotals& operator=(const ActivityTotals&) = delete;
+    ~ActivityTotals() = default;
 
     /// Goes on to the records of `range` in `list`; today is the calendar day in `zone` on which
     /// `now` (seconds since 2001-01-01T00:00:00Z) falls, from its beginning to its end. Time linear

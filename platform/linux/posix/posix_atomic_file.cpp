@@ -313,8 +313,10 @@ void PosixAtomicFile::discardOthers()
             isAny = true;
         }
     }
-    if (isAny)
-        ::fsync(openForReading(m_folder).get());
+    if (!isAny)
+        return;
+    if (const FileDescriptor folder = openForReading(m_folder); folder.isOpen())
+        ::fsync(folder.get());
 }
 
 /// Closes one of the files and, where it is hidden, removes it.

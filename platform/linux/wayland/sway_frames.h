@@ -11,7 +11,8 @@
 
 namespace platform::wayland {
 
-/// Which message it is, of those that are used.
+/// Which message it is, of those that are used. Any other number may come over the wire.
+// NOLINTNEXTLINE(performance-enum-size)
 enum class SwayMessageType : std::uint32_t { GetTree = 4 };
 
 /// One message, good until the next call.
