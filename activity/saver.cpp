@@ -97,7 +97,8 @@ void Saver::run()
         if (!m_isEnding.load(std::memory_order_acquire)) // looked at again: a save may have slept
             wait(m_flushDue ? *m_flushDue + kLate : Clock::time_point::max());
     }
-    m_file->discardOthers();
+    if (m_file->flush()) // else one of the others may be all that is on the disk
+        m_file->discardOthers();
     m_end.set_value();
 }
 

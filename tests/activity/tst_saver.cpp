@@ -407,6 +407,18 @@ private Q_SLOTS:
         QVERIFY(Saver::Clock::now() - start < 1500ms);
     }
 
+    void whatCannotBeFlushedAtTheEndKeepsTheOtherFiles()
+    {
+        for (const bool fails : {false, true}) {
+            Bench bench;
+            bench.submit(samples::list(10));
+            if (fails)
+                bench.files.setFaults({.flush = QStringLiteral("Input/output error")});
+            bench.finish();
+            QCOMPARE(bench.files.discards(), fails ? 0 : 1);
+        }
+    }
+
     void whatIsToBeFlushedIsSavedFirst()
     {
         Bench bench;

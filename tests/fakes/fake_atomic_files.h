@@ -50,6 +50,8 @@ public:
 
     [[nodiscard]] int damagedCopies() const { return locked(m_damagedCopies); }
 
+    [[nodiscard]] int discards() const { return locked(m_discards); }
+
     [[nodiscard]] int tidyings() const { return locked(m_tidyings); }
 
     [[nodiscard]] qint64 bytesCopied() const { return locked(m_bytesCopied); }
@@ -169,7 +171,11 @@ private:
             return platform::success();
         }
 
-        void discardOthers() override {}
+        void discardOthers() override
+        {
+            const std::scoped_lock lock(m_files.m_mutex);
+            ++m_files.m_discards;
+        }
 
         [[nodiscard]] platform::Outcome keepDamagedCopy() override
         {
@@ -202,6 +208,7 @@ private:
     int m_flushes = 0;
     int m_damagedCopies = 0;
     int m_tidyings = 0;
+    int m_discards = 0;
     qint64 m_bytesCopied = 0;
     qint64 m_bytesWritten = 0;
     Faults m_faults;

@@ -113,7 +113,9 @@ PosixAtomicFile::PosixAtomicFile(const QString& path)
 
 PosixAtomicFile::~PosixAtomicFile()
 {
-    discardOthers();
+    abandon();
+    if (m_flushed == m_current) // else a start after a power cut may need them
+        discardOthers();
 }
 
 QString PosixAtomicFile::path() const
