@@ -21,44 +21,33 @@ bool isBracket(QChar character)
 
 } // namespace
 
-bool mayShow(const QString& window, const QString& page, browsers::Family family)
+bool mayShow(const QString& window, const QString& page)
 {
     const QString shown = window.simplified();
     const QString title = page.simplified();
     if (!shown.startsWith(title.left(kCompared)))
         return false;
-    if (family != browsers::Family::Chromium)
-        return true;
     const QString rest = shown.startsWith(title) ? shown.mid(title.size()) : shown.mid(kCompared);
     return std::ranges::none_of(rest, isBracket);
 }
 
 std::optional<QString> addressAmong(const QMap<QString, QString>& attributes)
 {
-    // Firefox calls it so, Chromium and WebKit call it URI.
-    QString address = attributes.value(QStringLiteral("DocURL"));
-    if (address.isEmpty())
-        address = attributes.value(QStringLiteral("URI"));
+    const QString address = attributes.value(QStringLiteral("URI"));
     if (address.isEmpty() || address.toUtf8().size() > kLongestAddress)
         return std::nullopt;
     return address;
 }
 
-bool keepsHistory(const QByteArray& commandLine)
+bool isGnomeWebWithHistory(const QByteArray& commandLine)
 {
     static const QList<QByteArray> harmless{"--new-window", "--gapplication-service"};
     const QList<QByteArray> words = commandLine.split('\0');
-    return !words.constFirst().isEmpty() &&
+    const QByteArray& path = words.constFirst();
+    return path.mid(path.lastIndexOf('/') + 1).contains("epiphany") &&
            std::all_of(words.cbegin() + 1, words.cend(), [](const QByteArray& word) {
                return !word.startsWith('-') || harmless.contains(word);
            });
-}
-
-bool isPrivateThroughout(const QByteArray& commandLine)
-{
-    return std::ranges::any_of(commandLine.toLower().split('\0'), [](const QByteArray& word) {
-        return word == "-private" || word == "--private";
-    });
 }
 
 } // namespace platform::atspi
