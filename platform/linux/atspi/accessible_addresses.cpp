@@ -56,10 +56,10 @@ bool mayBeAsked(const browsers::FrontBrowser& front)
 QCoro::Task<std::optional<AccessibleObject>> programOf(Asker asker, std::int32_t process)
 {
     const Objects programs = co_await programsOnBus(asker);
-    const QList<std::optional<quint32>> processes =
-        co_await askEach(programs, [asker](const AccessibleObject& program) {
-            return processOf(asker, program.service);
-        });
+    const auto ask = [asker](const AccessibleObject& program) {
+        return processOf(asker, program.service);
+    };
+    const QList<std::optional<quint32>> processes = co_await askEach(programs, ask);
     const qsizetype found = processes.lastIndexOf(std::optional(static_cast<quint32>(process)));
     if (found < 0)
         co_return std::nullopt;
@@ -71,8 +71,10 @@ QCoro::Task<std::optional<AccessibleObject>> programOf(Asker asker, std::int32_t
 QCoro::Task<std::optional<AccessibleObject>>
 frameAmong(Asker asker, Objects windows, QString title, bool isActiveTrusted)
 {
-    const QList<std::optional<QString>> names = co_await askEach(
-        windows, [asker](const AccessibleObject& window) { return nameOf(asker, window); });
+    const auto askName = [asker](const AccessibleObject& window) {
+        return nameOf(asker, window);
+    };
+    const QList<std::optional<QString>> names = co_await askEach(windows, askName);
     Objects titled;
     for (qsizetype i = 0; i < windows.size(); ++i) {
         if (names.at(i) == title)
@@ -82,8 +84,10 @@ frameAmong(Asker asker, Objects windows, QString title, bool isActiveTrusted)
         co_return titled.constFirst();
     if (!isActiveTrusted || titled.size() > kMostOfOneTitle)
         co_return std::nullopt;
-    const QList<bool> active = co_await askEach(
-        titled, [asker](const AccessibleObject& window) { return isActive(asker, window); });
+    const auto askActive = [asker](const AccessibleObject& window) {
+        return isActive(asker, window);
+    };
+    const QList<bool> active = co_await askEach(titled, askActive);
     if (active.count(true) != 1)
         co_return std::nullopt;
     co_return titled.at(active.indexOf(true));
@@ -134,17 +138,17 @@ QCoro::Task<std::optional<QString>> addressAmongPages(Asker asker, QString brows
     if (processes.size() > kMostPageProcesses)
         co_return std::nullopt;
     processes = processes.filter(QRegularExpression(QStringLiteral("^org\\.gnome\\.Epiphany")));
-    const QList<Objects> pages =
-        co_await askEach(processes, [asker, browser](const QString& process) {
-            return objectsBelow(asker, process, browser, kMostCached);
-        });
+    const auto askPages = [asker, browser](const QString& process) {
+        return objectsBelow(asker, process, browser, kMostCached);
+    };
+    const QList<Objects> pages = co_await askEach(processes, askPages);
     Objects all;
     for (const Objects& some : pages)
         all += some;
-    const QList<std::optional<QString>> found =
-        co_await askEach(all, [asker, title](const AccessibleObject& page) {
-            return addressBelow(asker, page, title);
-        });
+    const auto askAddress = [asker, title](const AccessibleObject& page) {
+        return addressBelow(asker, page, title);
+    };
+    const QList<std::optional<QString>> found = co_await askEach(all, askAddress);
     QStringList addresses;
     for (const std::optional<QString>& address : found) {
         if (address && !addresses.contains(*address))

@@ -94,15 +94,18 @@ QCoro::Task<std::optional<desktop::FrontWindow>> describe(Asker asker, Accessibl
 QCoro::Task<std::optional<AccessibleObject>> activeWindow(Asker asker)
 {
     const QList<AccessibleObject> programs = co_await programsOnBus(asker);
+    const auto askWindows = [asker](const AccessibleObject& program) {
+        return childrenOf(asker, program, kMostWindows);
+    };
     const QList<std::optional<QList<AccessibleObject>>> lists =
-        co_await askEach(programs, [asker](const AccessibleObject& program) {
-            return childrenOf(asker, program, kMostWindows);
-        });
+        co_await askEach(programs, askWindows);
     QList<AccessibleObject> windows;
     for (const std::optional<QList<AccessibleObject>>& list : lists)
         windows += list.value_or(QList<AccessibleObject>());
-    const QList<bool> active = co_await askEach(
-        windows, [asker](const AccessibleObject& window) { return isActive(asker, window); });
+    const auto askActive = [asker](const AccessibleObject& window) {
+        return isActive(asker, window);
+    };
+    const QList<bool> active = co_await askEach(windows, askActive);
     if (active.count(true) != 1)
         co_return std::nullopt;
     co_return windows.at(active.indexOf(true));

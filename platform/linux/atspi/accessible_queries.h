@@ -112,7 +112,8 @@ relatedTo(const Asker& asker, const AccessibleObject& object, quint32 kind);
 objectsBelow(const Asker& asker, const QString& service, const QString& parent, qsizetype most);
 
 /// What the tasks that `begin` begins for each of `items` come to, in their order. Some run at the
-/// same time, so that one who is silent delays few.
+/// same time, so that one who is silent delays few. `begin` has to have a name: GCC 12 destroys a
+/// lambda that is made in an expression with co_await twice.
 template <typename Item, typename Begin>
 [[nodiscard]] auto askEach(QList<Item> items, Begin begin)
     -> QCoro::Task<QList<typename std::invoke_result_t<Begin, const Item&>::value_type>>
