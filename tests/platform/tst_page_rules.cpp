@@ -27,18 +27,13 @@ private Q_SLOTS:
         row("another page", u"Page — Browser"_s, u"Other"_s) << false;
         row("no title", u"127.0.0.1/a — Browser"_s, QString()) << true;
         row("other spaces", u"A  page — Browser"_s, u" A page"_s) << true;
-        row("cut", QString(64, u'x') + u"… — Browser"_s, QString(300, u'x'))
-            << true;
+        row("cut", QString(64, u'x') + u"… — Browser"_s, QString(300, u'x')) << true;
         row("Chromium", u"Page - Chromium"_s, u"Page"_s) << true;
-        row("brackets of the page's own", u"Page (1) - Chromium"_s, u"Page (1)"_s)
-            << true;
+        row("brackets of the page's own", u"Page (1) - Chromium"_s, u"Page (1)"_s) << true;
         row("private", u"Page - Chromium (Incognito)"_s, u"Page"_s) << false;
-        row("private, Chinese", u"Page - Chromium（无痕）"_s, u"Page"_s)
-            << false;
-        row("private, Lithuanian", u"„Page - Chromium“ (Inkognito)"_s, u"Page"_s)
-            << false;
-        row("private, in the middle", u"Page - [InPrivate] - Browser"_s, u"Page"_s)
-            << false;
+        row("private, Chinese", u"Page - Chromium（无痕）"_s, u"Page"_s) << false;
+        row("private, Lithuanian", u"„Page - Chromium“ (Inkognito)"_s, u"Page"_s) << false;
+        row("private, in the middle", u"Page - [InPrivate] - Browser"_s, u"Page"_s) << false;
         row("private, no title", u"Chromium (Incognito)"_s, QString()) << false;
     }
 

@@ -333,8 +333,7 @@ private Q_SLOTS:
         const auto before = window()->window;
         emitEvent(u"Activate"_s, u"/other"_s);
         emitEvent(u"Deactivate"_s, u"/window"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(
-            window() && window()->window != before, kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(window() && window()->window != before, kPatienceMs);
         emitEvent(u"Deactivate"_s, u"/other"_s);
         QTRY_VERIFY_WITH_TIMEOUT(!window(), kPatienceMs);
     }
