@@ -2,20 +2,16 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/atspi/accessible_addresses.h"
 
-#include "platform/linux/atspi/accessible_queries.h"
-#include "platform/linux/atspi/page_rules.h"
-
 #include <QFile>
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <algorithm>
 #include <chrono>
 
 namespace platform::atspi {
 
 namespace {
-
-using Objects = QList<AccessibleObject>;
 
 constexpr std::chrono::milliseconds kFresh{2000};
 // Callers ask once a second, and may ask several times at once.
@@ -34,6 +30,14 @@ constexpr qsizetype kMostCached = 64;
 constexpr qsizetype kMostChildren = 16;
 constexpr int kDeepest = 3; // usual are two
 constexpr qint64 kLongestCommandLine = 65'536;
+constexpr qsizetype kCompared = 64;
+constexpr qsizetype kLongestAddress = 16'384;
+
+bool isBracket(QChar character)
+{
+    const QChar::Category category = character.category();
+    return category == QChar::Punctuation_Open || category == QChar::Punctuation_Close;
+}
 
 QByteArray commandLineOf(std::int32_t process)
 {
@@ -53,9 +57,10 @@ bool mayBeAsked(const browsers::FrontBrowser& front)
            isGnomeWebWithHistory(commandLineOf(front.processIdentifier));
 }
 
-QCoro::Task<std::optional<AccessibleObject>> programOf(Asker asker, std::int32_t process)
+Told<AccessibleObject> programOf(Asker asker, std::int32_t process)
 {
-    const Objects programs = co_await programsOnBus(asker);
+    const std::optional<Objects> told = co_await programsOnBus(asker);
+    const Objects programs = told.value_or(Objects());
     const auto ask = [asker](const AccessibleObject& program) {
         return processOf(asker, program.service);
     };
@@ -68,8 +73,7 @@ QCoro::Task<std::optional<AccessibleObject>> programOf(Asker asker, std::int32_t
 
 /// The one window of the title; when several have it and `isActiveTrusted`, the one that says that
 /// it is active. None when it cannot be told which is meant.
-QCoro::Task<std::optional<AccessibleObject>>
-frameAmong(Asker asker, Objects windows, QString title, bool isActiveTrusted)
+Told<AccessibleObject> frameAmong(Asker asker, Objects windows, QString title, bool isActiveTrusted)
 {
     const auto askName = [asker](const AccessibleObject& window) {
         return nameOf(asker, window);
@@ -94,8 +98,7 @@ frameAmong(Asker asker, Objects windows, QString title, bool isActiveTrusted)
 }
 
 /// The address of a document whose title may be the window's.
-QCoro::Task<std::optional<QString>>
-addressIn(Asker asker, AccessibleObject document, QString windowTitle)
+Told<QString> addressIn(Asker asker, AccessibleObject document, QString windowTitle)
 {
     const std::optional<Attributes> attributes = co_await documentAttributesOf(asker, document);
     std::optional<QString> address = addressAmong(attributes.value_or(Attributes()));
@@ -108,8 +111,7 @@ addressIn(Asker asker, AccessibleObject document, QString windowTitle)
 }
 
 /// The address of the document below `object` that has exactly the title.
-QCoro::Task<std::optional<QString>>
-addressBelow(Asker asker, AccessibleObject object, QString title)
+Told<QString> addressBelow(Asker asker, AccessibleObject object, QString title)
 {
     for (int depth = 0; depth <= kDeepest; ++depth) {
         const std::optional<quint32> role = co_await roleOf(asker, object);
@@ -131,7 +133,7 @@ addressBelow(Asker asker, AccessibleObject object, QString title)
 }
 
 /// The one address of pages of this title in GNOME Web.
-QCoro::Task<std::optional<QString>> addressAmongPages(Asker asker, QString browser, QString title)
+Told<QString> addressAmongPages(Asker asker, QString browser, QString title)
 {
     QStringList processes = co_await namesOnBus(asker);
     processes = processes.filter(QLatin1StringView(".WebProcess-"));
@@ -299,8 +301,8 @@ QCoro::Task<> AccessibleAddresses::lookAgain(FoundPage page, AccessibleObject do
     m_begun.start();
     m_look = newSearch();
     const Asker asker(m_bus, m_look);
-    QCoro::Task<std::optional<Objects>> shown = relatedTo(asker, page.frame, kRelationEmbeds);
-    QCoro::Task<std::optional<Attributes>> told = documentAttributesOf(asker, document);
+    Told<Objects> shown = relatedTo(asker, page.frame, kRelationEmbeds);
+    Told<Attributes> told = documentAttributesOf(asker, document);
     const std::optional<Objects> documents = co_await shown;
     const std::optional<Attributes> attributes = co_await told;
     if (asker.isCancelled())
@@ -325,6 +327,35 @@ void AccessibleAddresses::remember(const std::optional<AccessibleObject>& progra
     if (m_programs.size() >= kMostPrograms)
         m_programs.clear(); // it is found out again
     m_programs.insert(m_front.processIdentifier, *program);
+}
+
+bool mayShow(const QString& window, const QString& page)
+{
+    const QString shown = window.simplified();
+    const QString title = page.simplified();
+    if (!shown.startsWith(title.left(kCompared)))
+        return false;
+    const QString rest = shown.startsWith(title) ? shown.mid(title.size()) : shown.mid(kCompared);
+    return std::ranges::none_of(rest, isBracket);
+}
+
+std::optional<QString> addressAmong(const Attributes& attributes)
+{
+    const QString address = attributes.value(QStringLiteral("URI"));
+    if (address.isEmpty() || address.toUtf8().size() > kLongestAddress)
+        return std::nullopt;
+    return address;
+}
+
+bool isGnomeWebWithHistory(const QByteArray& commandLine)
+{
+    static const QList<QByteArray> harmless{"--new-window", "--gapplication-service"};
+    const QList<QByteArray> words = commandLine.split('\0');
+    const QByteArray& path = words.constFirst();
+    return path.mid(path.lastIndexOf('/') + 1).contains("epiphany") &&
+           std::all_of(words.cbegin() + 1, words.cend(), [](const QByteArray& word) {
+               return !word.startsWith('-') || harmless.contains(word);
+           });
 }
 
 } // namespace platform::atspi

@@ -61,14 +61,14 @@ std::optional<QString> titleFrom(const QString& name)
 
 /// What the window is, with the number 0; none when its program has not answered, or has answered
 /// that it is no application's window.
-QCoro::Task<std::optional<desktop::FrontWindow>> describe(Asker asker, AccessibleObject window)
+Told<desktop::FrontWindow> describe(Asker asker, AccessibleObject window)
 {
     // All are on their way at the same time.
-    QCoro::Task<std::optional<QString>> askedName = nameOf(asker, window);
-    QCoro::Task<std::optional<QString>> askedProgram = nameOf(asker, rootOf(window.service));
-    QCoro::Task<std::optional<quint32>> askedProcess = processOf(asker, window.service);
-    QCoro::Task<std::optional<quint32>> askedRole = roleOf(asker, window);
-    QCoro::Task<std::optional<Attributes>> askedAttributes = attributesOf(asker, window);
+    Told<QString> askedName = nameOf(asker, window);
+    Told<QString> askedProgram = nameOf(asker, rootOf(window.service));
+    Told<quint32> askedProcess = processOf(asker, window.service);
+    Told<quint32> askedRole = roleOf(asker, window);
+    Told<Attributes> askedAttributes = attributesOf(asker, window);
     const std::optional<QString> name = co_await askedName;
     const std::optional<QString> programName = co_await askedProgram;
     const std::optional<quint32> process = co_await askedProcess;
@@ -91,17 +91,17 @@ QCoro::Task<std::optional<desktop::FrontWindow>> describe(Asker asker, Accessibl
 
 /// The one window of all programs that says that it is active. Programs that do not answer have
 /// none.
-QCoro::Task<std::optional<AccessibleObject>> activeWindow(Asker asker)
+Told<AccessibleObject> activeWindow(Asker asker)
 {
-    const QList<AccessibleObject> programs = co_await programsOnBus(asker);
+    const std::optional<Objects> told = co_await programsOnBus(asker);
+    const Objects programs = told.value_or(Objects());
     const auto askWindows = [asker](const AccessibleObject& program) {
         return childrenOf(asker, program, kMostWindows);
     };
-    const QList<std::optional<QList<AccessibleObject>>> lists =
-        co_await askEach(programs, askWindows);
-    QList<AccessibleObject> windows;
-    for (const std::optional<QList<AccessibleObject>>& list : lists)
-        windows += list.value_or(QList<AccessibleObject>());
+    const QList<std::optional<Objects>> lists = co_await askEach(programs, askWindows);
+    Objects windows;
+    for (const std::optional<Objects>& list : lists)
+        windows += list.value_or(Objects());
     const auto askActive = [asker](const AccessibleObject& window) {
         return isActive(asker, window);
     };
@@ -130,11 +130,6 @@ AccessibleFrontWindow::AccessibleFrontWindow(AccessibilityBus& bus)
     begin();
 }
 
-QString AccessibleFrontWindow::name() const
-{
-    return QStringLiteral("accessibility bus");
-}
-
 QString AccessibleFrontWindow::advice() const
 {
     if (m_presence != desktop::Presence::Absent)
@@ -148,7 +143,6 @@ void AccessibleFrontWindow::begin()
 {
     follow(std::nullopt);
     m_search.reset();
-    m_searchesLeft = 0;
     if (!m_bus.isOn())
         return;
     QDBusConnection bus = m_bus.connection();
@@ -274,20 +268,16 @@ void AccessibleFrontWindow::inquireSoon()
         m_pace.start(kPace);
 }
 
-void AccessibleFrontWindow::inquire()
+QCoro::Task<> AccessibleFrontWindow::inquire()
 {
-    if (m_window)
-        inquireAbout(*m_window);
-}
-
-QCoro::Task<> AccessibleFrontWindow::inquireAbout(AccessibleObject window)
-{
+    if (!m_window)
+        co_return;
     m_titleQuestion.reset();
     m_lastInquiry.start();
     m_lastQuestion.start();
     m_inquiry = newSearch();
     const Asker asker(m_bus, m_inquiry);
-    const std::optional<desktop::FrontWindow> front = co_await describe(asker, window);
+    const std::optional<desktop::FrontWindow> front = co_await describe(asker, *m_window);
     if (asker.isCancelled())
         co_return;
     m_inquiry.reset();

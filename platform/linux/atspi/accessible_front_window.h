@@ -30,7 +30,7 @@ public:
     /// `bus` must outlive this. While this exists, programs send their window events.
     explicit AccessibleFrontWindow(AccessibilityBus& bus);
 
-    [[nodiscard]] QString name() const override;
+    [[nodiscard]] QString name() const override { return QStringLiteral("accessibility bus"); }
 
     [[nodiscard]] desktop::Presence presence() const override { return m_presence; }
 
@@ -57,8 +57,7 @@ private:
     void follow(const std::optional<AccessibleObject>& window);
     QCoro::Task<> search();
     void inquireSoon();
-    void inquire();
-    QCoro::Task<> inquireAbout(AccessibleObject window);
+    QCoro::Task<> inquire();
     QCoro::Task<> askTitle(AccessibleObject window);
 
     AccessibilityBus& m_bus;

@@ -5,6 +5,7 @@
 #include <QDBusArgument>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
+#include <QStringDecoder>
 
 #include <type_traits>
 
@@ -24,16 +25,6 @@ constexpr unsigned kStateActive = 1; // of AtspiStateType
 
 const QString kAccessible = QStringLiteral("org.a11y.atspi.Accessible");
 
-bool hasType(const QDBusMessage& reply, QLatin1StringView signature)
-{
-    return reply.type() == QDBusMessage::ReplyMessage && reply.signature() == signature;
-}
-
-QDBusArgument firstOf(const QDBusMessage& reply)
-{
-    return reply.arguments().constFirst().value<QDBusArgument>();
-}
-
 AccessibleObject readObject(const QDBusArgument& from)
 {
     AccessibleObject object;
@@ -52,9 +43,9 @@ bool isUsable(const AccessibleObject& object)
            object.path.size() <= kLongestPath;
 }
 
-std::optional<QList<AccessibleObject>> readObjects(const QDBusArgument& from, qsizetype most)
+std::optional<Objects> readObjects(const QDBusArgument& from, qsizetype most)
 {
-    QList<AccessibleObject> objects;
+    Objects objects;
     bool isWhole = true;
     from.beginArray();
     while (!from.atEnd()) {
@@ -69,79 +60,39 @@ std::optional<QList<AccessibleObject>> readObjects(const QDBusArgument& from, qs
     return isWhole ? std::optional(objects) : std::nullopt;
 }
 
-std::optional<QList<AccessibleObject>> objectsIn(const QDBusMessage& reply, qsizetype most)
+std::optional<quint32> readNumber(const QVariant& value)
 {
-    if (!hasType(reply, QLatin1StringView("a(so)")))
-        return std::nullopt;
-    return readObjects(firstOf(reply), most);
+    return value.toUInt();
 }
 
-std::optional<QString> textPropertyIn(const QDBusMessage& reply)
+std::optional<Attributes> readAttributes(const QVariant& value)
 {
-    if (!hasType(reply, QLatin1StringView("v")))
-        return std::nullopt;
-    const QVariant value = reply.arguments().constFirst().value<QDBusVariant>().variant();
-    return value.metaType() == QMetaType::fromType<QString>() ? std::optional(value.toString())
-                                                              : std::nullopt;
-}
-
-std::optional<quint32> numberIn(const QDBusMessage& reply)
-{
-    if (!hasType(reply, QLatin1StringView("u")))
-        return std::nullopt;
-    return reply.arguments().constFirst().toUInt();
-}
-
-QStringList textsIn(const QDBusMessage& reply)
-{
-    if (!hasType(reply, QLatin1StringView("as")))
-        return {};
-    const QStringList texts = reply.arguments().constFirst().toStringList();
-    return texts.size() <= kMostNames ? texts : QStringList();
-}
-
-/// Of a set of states, bit by bit.
-bool saysActive(const QDBusMessage& reply)
-{
-    if (!hasType(reply, QLatin1StringView("au")))
-        return false;
-    const auto words = qdbus_cast<QList<quint32>>(reply.arguments().constFirst());
-    return !words.isEmpty() && words.size() <= kMostStateWords &&
-           ((words.constFirst() >> kStateActive) & 1U) != 0;
-}
-
-std::optional<Attributes> attributesIn(const QDBusMessage& reply)
-{
-    if (!hasType(reply, QLatin1StringView("a{ss}")))
-        return std::nullopt;
     Attributes attributes;
-    const QDBusArgument from = firstOf(reply);
+    const auto from = value.value<QDBusArgument>();
     from.beginMap();
     while (!from.atEnd() && attributes.size() < kMostAttributes) {
         QString name;
-        QString value;
+        QString text;
         from.beginMapEntry();
-        from >> name >> value;
+        from >> name >> text;
         from.endMapEntry();
-        attributes.insert(name, value);
+        attributes.insert(name, text);
     }
     const bool isWhole = from.atEnd();
     from.endMap();
     return isWhole ? std::optional(attributes) : std::nullopt;
 }
 
-std::optional<QList<AccessibleObject>> relatedIn(const QDBusMessage& reply, quint32 kind)
+Objects readRelated(const QVariant& value, quint32 kind)
 {
-    if (!hasType(reply, QLatin1StringView("a(ua(so))")))
-        return std::nullopt;
-    QList<AccessibleObject> related;
-    const QDBusArgument from = firstOf(reply);
+    Objects related;
+    const auto from = value.value<QDBusArgument>();
     from.beginArray();
     for (qsizetype i = 0; i < kMostRelations && !from.atEnd(); ++i) {
         quint32 found = 0;
         from.beginStructure();
         from >> found;
-        const auto targets = readObjects(from, kMostRelations);
+        const std::optional<Objects> targets = readObjects(from, kMostRelations);
         from.endStructure();
         if (found == kind && targets)
             related.append(*targets);
@@ -151,12 +102,10 @@ std::optional<QList<AccessibleObject>> relatedIn(const QDBusMessage& reply, quin
 }
 
 /// Those below an object of `parent`.
-QList<AccessibleObject> cachedIn(const QDBusMessage& reply, const QString& parent, qsizetype most)
+Objects readCached(const QVariant& value, const QString& parent, qsizetype most)
 {
-    if (!hasType(reply, QLatin1StringView("a((so)(so)(so)iiassusau)")))
-        return {};
-    QList<AccessibleObject> found;
-    const QDBusArgument from = firstOf(reply);
+    Objects found;
+    const auto from = value.value<QDBusArgument>();
     from.beginArray();
     for (qsizetype i = 0; i < most && !from.atEnd(); ++i) {
         from.beginStructure();
@@ -169,16 +118,19 @@ QList<AccessibleObject> cachedIn(const QDBusMessage& reply, const QString& paren
     }
     const bool isWhole = from.atEnd();
     from.endArray();
-    return isWhole ? found : QList<AccessibleObject>();
+    return isWhole ? found : Objects();
 }
 
-/// What `read` makes of the answer.
+/// What `read` makes of an answer of this type; nothing of every other one.
 template <typename Read>
-auto answered(PendingAnswer answer, Read read)
-    -> QCoro::Task<std::invoke_result_t<Read, const QDBusMessage&>>
+auto answered(PendingAnswer answer, const char* type, Read read)
+    -> QCoro::Task<std::invoke_result_t<Read, const QVariant&>>
 {
     const QDBusMessage reply = co_await answer;
-    co_return read(reply);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.signature() != QLatin1StringView(type))
+        co_return std::invoke_result_t<Read, const QVariant&>();
+    const QVariant value = reply.arguments().constFirst();
+    co_return read(value);
 }
 
 PendingAnswer askObject(const Asker& asker, const AccessibleObject& object, const QString& method)
@@ -198,21 +150,12 @@ PendingAnswer askBus(const Asker& asker, const QString& method, const QVariantLi
 
 QString cutToBytes(const QString& text, qsizetype bytes)
 {
-    if (text.size() * 3 <= bytes) // a unit of UTF-16 needs at most three bytes
-        return text;
     QByteArray utf8 = text.toUtf8();
     if (utf8.size() <= bytes)
         return text;
-    const auto continues = [&utf8](qsizetype at) {
-        constexpr unsigned kMask = 0xC0;
-        constexpr unsigned kContinuation = 0x80;
-        return (static_cast<unsigned char>(utf8.at(at)) & kMask) == kContinuation;
-    };
-    qsizetype end = bytes;
-    while (end > 0 && continues(end))
-        --end;
-    utf8.truncate(end);
-    return QString::fromUtf8(utf8);
+    utf8.truncate(bytes);
+    QStringDecoder decode(QStringDecoder::Utf8);
+    return decode(utf8); // waits for the rest of a character that was cut
 }
 
 PendingAnswer Asker::call(const AccessibleObject& object,
@@ -229,82 +172,97 @@ AccessibleObject rootOf(const QString& service)
     return {.service = service, .path = QStringLiteral("/org/a11y/atspi/accessible/root")};
 }
 
-QCoro::Task<QList<AccessibleObject>> programsOnBus(const Asker& asker)
+Told<Objects> programsOnBus(const Asker& asker)
 {
-    const AccessibleObject registry = rootOf(QStringLiteral("org.a11y.atspi.Registry"));
-    return answered(askObject(asker, registry, QStringLiteral("GetChildren")),
-                    [](const QDBusMessage& reply) {
-                        return objectsIn(reply, kMostPrograms).value_or(QList<AccessibleObject>());
-                    });
+    return childrenOf(asker, rootOf(QStringLiteral("org.a11y.atspi.Registry")), kMostPrograms);
 }
 
 QCoro::Task<QStringList> namesOnBus(const Asker& asker)
 {
-    return answered(askBus(asker, QStringLiteral("ListNames"), {}), textsIn);
+    return answered(
+        askBus(asker, QStringLiteral("ListNames"), {}), "as", [](const QVariant& value) {
+            const QStringList names = value.toStringList();
+            return names.size() <= kMostNames ? names : QStringList();
+        });
 }
 
-QCoro::Task<std::optional<quint32>> processOf(const Asker& asker, const QString& service)
+Told<quint32> processOf(const Asker& asker, const QString& service)
 {
-    return answered(askBus(asker, QStringLiteral("GetConnectionUnixProcessID"), {service}),
-                    numberIn);
+    return answered(
+        askBus(asker, QStringLiteral("GetConnectionUnixProcessID"), {service}), "u", readNumber);
 }
 
-QCoro::Task<std::optional<QList<AccessibleObject>>>
-childrenOf(const Asker& asker, const AccessibleObject& object, qsizetype most)
+Told<Objects> childrenOf(const Asker& asker, const AccessibleObject& object, qsizetype most)
 {
-    return answered(askObject(asker, object, QStringLiteral("GetChildren")),
-                    [most](const QDBusMessage& reply) { return objectsIn(reply, most); });
+    return answered(
+        askObject(asker, object, QStringLiteral("GetChildren")),
+        "a(so)",
+        [most](const QVariant& value) { return readObjects(value.value<QDBusArgument>(), most); });
 }
 
-QCoro::Task<std::optional<QString>> nameOf(const Asker& asker, const AccessibleObject& object)
+Told<QString> nameOf(const Asker& asker, const AccessibleObject& object)
 {
     return answered(asker.call(object,
                                QStringLiteral("org.freedesktop.DBus.Properties"),
                                QStringLiteral("Get"),
                                {kAccessible, QStringLiteral("Name")}),
-                    textPropertyIn);
+                    "v",
+                    [](const QVariant& value) {
+                        const QVariant name = value.value<QDBusVariant>().variant();
+                        return name.metaType() == QMetaType::fromType<QString>()
+                                   ? std::optional(name.toString())
+                                   : std::nullopt;
+                    });
 }
 
-QCoro::Task<std::optional<quint32>> roleOf(const Asker& asker, const AccessibleObject& object)
+Told<quint32> roleOf(const Asker& asker, const AccessibleObject& object)
 {
-    return answered(askObject(asker, object, QStringLiteral("GetRole")), numberIn);
+    return answered(askObject(asker, object, QStringLiteral("GetRole")), "u", readNumber);
 }
 
 QCoro::Task<bool> isActive(const Asker& asker, const AccessibleObject& object)
 {
-    return answered(askObject(asker, object, QStringLiteral("GetState")), saysActive);
+    return answered(askObject(asker, object, QStringLiteral("GetState")),
+                    "au",
+                    [](const QVariant& value) { // a set of states, bit by bit
+                        const auto words = qdbus_cast<QList<quint32>>(value);
+                        return !words.isEmpty() && words.size() <= kMostStateWords &&
+                               ((words.constFirst() >> kStateActive) & 1U) != 0;
+                    });
 }
 
-QCoro::Task<std::optional<Attributes>> attributesOf(const Asker& asker,
-                                                    const AccessibleObject& object)
+Told<Attributes> attributesOf(const Asker& asker, const AccessibleObject& object)
 {
-    return answered(askObject(asker, object, QStringLiteral("GetAttributes")), attributesIn);
+    return answered(
+        askObject(asker, object, QStringLiteral("GetAttributes")), "a{ss}", readAttributes);
 }
 
-QCoro::Task<std::optional<Attributes>> documentAttributesOf(const Asker& asker,
-                                                            const AccessibleObject& object)
+Told<Attributes> documentAttributesOf(const Asker& asker, const AccessibleObject& object)
 {
     return answered(asker.call(object,
                                QStringLiteral("org.a11y.atspi.Document"),
                                QStringLiteral("GetAttributes")),
-                    attributesIn);
+                    "a{ss}",
+                    readAttributes);
 }
 
-QCoro::Task<std::optional<QList<AccessibleObject>>>
-relatedTo(const Asker& asker, const AccessibleObject& object, quint32 kind)
+Told<Objects> relatedTo(const Asker& asker, const AccessibleObject& object, quint32 kind)
 {
-    return answered(askObject(asker, object, QStringLiteral("GetRelationSet")),
-                    [kind](const QDBusMessage& reply) { return relatedIn(reply, kind); });
+    return answered(
+        askObject(asker, object, QStringLiteral("GetRelationSet")),
+        "a(ua(so))",
+        [kind](const QVariant& value) { return std::optional(readRelated(value, kind)); });
 }
 
-QCoro::Task<QList<AccessibleObject>>
+QCoro::Task<Objects>
 objectsBelow(const Asker& asker, const QString& service, const QString& parent, qsizetype most)
 {
     const AccessibleObject cache{.service = service,
                                  .path = QStringLiteral("/org/a11y/atspi/cache")};
     return answered(
         asker.call(cache, QStringLiteral("org.a11y.atspi.Cache"), QStringLiteral("GetItems")),
-        [parent, most](const QDBusMessage& reply) { return cachedIn(reply, parent, most); });
+        "a((so)(so)(so)iiassusau)",
+        [parent, most](const QVariant& value) { return readCached(value, parent, most); });
 }
 
 } // namespace platform::atspi

@@ -68,47 +68,47 @@ private:
 };
 
 using Attributes = QMap<QString, QString>;
+using Objects = QList<AccessibleObject>;
+
+/// What a program tells later; none when it does not, or not as it should.
+template <typename Value> using Told = QCoro::Task<std::optional<Value>>;
 
 /// The program on the bus that `service` belongs to, as an object: its children are its windows.
 [[nodiscard]] AccessibleObject rootOf(const QString& service);
 
-/// The programs that take part, at most some hundreds; none when there are more.
-[[nodiscard]] QCoro::Task<QList<AccessibleObject>> programsOnBus(const Asker& asker);
+/// The programs that take part; none when there are more than some hundreds.
+[[nodiscard]] Told<Objects> programsOnBus(const Asker& asker);
 
 /// All names on the bus.
 [[nodiscard]] QCoro::Task<QStringList> namesOnBus(const Asker& asker);
 
 /// The process that `service` belongs to.
-[[nodiscard]] QCoro::Task<std::optional<quint32>> processOf(const Asker& asker,
-                                                            const QString& service);
+[[nodiscard]] Told<quint32> processOf(const Asker& asker, const QString& service);
 
 /// Its children, none when there are more than `most`.
-[[nodiscard]] QCoro::Task<std::optional<QList<AccessibleObject>>>
+[[nodiscard]] Told<Objects>
 childrenOf(const Asker& asker, const AccessibleObject& object, qsizetype most);
 
-[[nodiscard]] QCoro::Task<std::optional<QString>> nameOf(const Asker& asker,
-                                                         const AccessibleObject& object);
+[[nodiscard]] Told<QString> nameOf(const Asker& asker, const AccessibleObject& object);
 
-[[nodiscard]] QCoro::Task<std::optional<quint32>> roleOf(const Asker& asker,
-                                                         const AccessibleObject& object);
+[[nodiscard]] Told<quint32> roleOf(const Asker& asker, const AccessibleObject& object);
 
 /// Whether it says that it is active.
 [[nodiscard]] QCoro::Task<bool> isActive(const Asker& asker, const AccessibleObject& object);
 
-[[nodiscard]] QCoro::Task<std::optional<Attributes>> attributesOf(const Asker& asker,
-                                                                  const AccessibleObject& object);
+[[nodiscard]] Told<Attributes> attributesOf(const Asker& asker, const AccessibleObject& object);
 
 /// What it says as a document.
-[[nodiscard]] QCoro::Task<std::optional<Attributes>>
-documentAttributesOf(const Asker& asker, const AccessibleObject& object);
+[[nodiscard]] Told<Attributes> documentAttributesOf(const Asker& asker,
+                                                    const AccessibleObject& object);
 
 /// The objects that it has the relation `kind` to.
-[[nodiscard]] QCoro::Task<std::optional<QList<AccessibleObject>>>
+[[nodiscard]] Told<Objects>
 relatedTo(const Asker& asker, const AccessibleObject& object, quint32 kind);
 
 /// The objects of `service` that are directly below one of `parent`'s, by what it keeps for quick
 /// readers; none when that is about more than `most` objects.
-[[nodiscard]] QCoro::Task<QList<AccessibleObject>>
+[[nodiscard]] QCoro::Task<Objects>
 objectsBelow(const Asker& asker, const QString& service, const QString& parent, qsizetype most);
 
 /// What the tasks that `begin` begins for each of `items` come to, in their order. Some run at the
