@@ -278,6 +278,27 @@ private Q_SLOTS:
         QCOMPARE(window()->title, std::optional(u"Page - Chromium"_s));
     }
 
+    void whoeverGoesWhileAProgramIsSilentLeavesNothingBehind()
+    {
+        m_program->manner = Manner::Silent;
+        QTRY_VERIFY_WITH_TIMEOUT(m_bus->isOn(), kPatienceMs);
+        m_source = std::make_unique<AccessibleFrontWindow>(*m_bus);
+        QVERIFY(!m_addresses->addressIn(front()));
+        QTRY_VERIFY_WITH_TIMEOUT(m_program->calls >= 2, kPatienceMs); // one of each
+        // Their searches wait now; sanitizers see what becomes of them.
+        m_source.reset();
+        m_addresses.reset();
+        const int calls = m_program->calls;
+        m_bus.reset();
+        m_program->manner = Manner::Right;
+        AccessibilityBus bus(QDBusConnection(u"watch"_s));
+        AccessibleFrontWindow source(bus);
+        QTRY_VERIFY_WITH_TIMEOUT((source.update(), source.frontWindow()), kPatienceMs);
+        // No more than the one that has just begun to ask: for the windows, their state, and what
+        // one is.
+        QVERIFY2(m_program->calls - calls <= 8, qPrintable(QString::number(m_program->calls)));
+    }
+
     void aFloodOfEventsCausesFewQuestions()
     {
         QTRY_VERIFY_WITH_TIMEOUT(m_bus->isOn(), kPatienceMs);
