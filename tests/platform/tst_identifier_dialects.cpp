@@ -8,7 +8,6 @@
 
 #include <algorithm>
 
-using platform::browsers::endsLikeOpenWindowOfFirefox;
 using platform::browsers::Family;
 using platform::browsers::familyOf;
 using platform::browsers::isNeverAsked;
@@ -182,23 +181,6 @@ private Q_SLOTS:
             QVERIFY2(isNeverAsked({text("Navigator"), text(name)}), name);
         QVERIFY(!isNeverAsked({text("Navigator"), text("firefox")}));
         QVERIFY(!isNeverAsked({}));
-    }
-
-    void onlyOpenWindowsOfFirefoxAndItsKinEndWithTheBrowsersName()
-    {
-        for (const char* title : {"A \xE2\x80\x94 Mozilla Firefox",
-                                  "A \xE2\x80\x94 Work \xE2\x80\x94 Mozilla Firefox",
-                                  "A - LibreWolf",
-                                  "A \xE2\x80\x94 Zen Browser"})
-            QVERIFY2(endsLikeOpenWindowOfFirefox(text(title)), title);
-        for (const char* title : {"A \xE2\x80\x94 Mozilla Firefox Private Browsing",
-                                  "A \xE2\x80\x94 Zen Browser Private Browsing",
-                                  "A \xE2\x80\x94 Navigation priv\xC3\xA9"
-                                  "e de Waterfox",
-                                  "Mozilla Firefox",
-                                  "A \xE2\x80\x94 Tor Browser",
-                                  "A"})
-            QVERIFY2(!endsLikeOpenWindowOfFirefox(text(title)), title);
     }
 };
 

@@ -66,22 +66,18 @@ QStringList Firefox::programs()
 }
 
 platform::Outcome Firefox::start(const QProcessEnvironment& environment,
-                                 const QByteArray& preferences,
-                                 const QStringList& options)
+                                 const QByteArray& preferences)
 {
     QFile::remove(m_folder.filePath(QStringLiteral("MarionetteActivePort")));
     QFile file(m_folder.filePath(QStringLiteral("user.js")));
     if (!file.open(QIODevice::WriteOnly) || file.write(kPreferences + preferences) < 0)
         return platform::Error{QStringLiteral("cannot write %1").arg(file.fileName())};
     file.close();
-    const QStringList arguments =
-        QStringList{
-            QStringLiteral("--no-remote"),
-            QStringLiteral("--marionette"),
-            QStringLiteral("--profile"),
-            m_folder.path(),
-        } +
-        options + QStringList{QStringLiteral("about:blank")};
+    const QStringList arguments{QStringLiteral("--no-remote"),
+                                QStringLiteral("--marionette"),
+                                QStringLiteral("--profile"),
+                                m_folder.path(),
+                                QStringLiteral("about:blank")};
     if (const auto started = m_browser.start(
             kProgram, arguments, environment, m_folder.filePath(QStringLiteral("log")));
         !started)

@@ -32,11 +32,9 @@ public:
     [[nodiscard]] static QStringList programs();
 
     /// Opens it with one window and an empty page. `environment` has a display, a session bus and
-    /// an own home. `preferences` are further lines of the profile's user.js,
-    /// `options` further ones of the command line.
+    /// an own home. `preferences` are further lines of the profile's user.js.
     [[nodiscard]] platform::Outcome start(const QProcessEnvironment& environment,
-                                          const QByteArray& preferences = {},
-                                          const QStringList& options = {});
+                                          const QByteArray& preferences = {});
 
     /// Installs the extension in this folder or archive until the browser ends.
     [[nodiscard]] platform::Outcome installExtension(const QString& path,
@@ -70,11 +68,7 @@ public:
     /// Asks it to end and makes it after a few seconds.
     void close();
 
-    [[nodiscard]] qint64 pid() const { return m_browser.pid(); }
-
     [[nodiscard]] ChildProcess& process() { return m_browser; }
-
-    [[nodiscard]] QString profile() const { return m_folder.path(); }
 
 private:
     [[nodiscard]] platform::Result<QString> open(const QString& type, bool isPrivate);

@@ -82,127 +82,15 @@ private Q_SLOTS:
         m_server.reset();
     }
 
-    void firefoxTellsTheAddressOnShow()
+    void firefoxIsNotAsked()
     {
         check(m_accessibility->switchOn());
         Firefox firefox;
         check(firefox.start(m_accessibility->environment()));
-        check(firefox.navigate(page("one")));
-        const auto first = firefox.selectedTab();
-        QVERIFY(first);
-        QTRY_COMPARE_WITH_TIMEOUT(address(), page("one"), kPatienceMs);
-        // From now on it is quick: well within the second until the next tick.
-        for (const char* next : {"two", "three", "four"}) {
-            check(firefox.navigate(page(next)));
-            expectSoon(next);
-        }
-        // In another tab, back in the first one, in a second window and back again.
-        QVERIFY(firefox.openTab());
-        check(firefox.navigate(page("five")));
-        expectSoon("five");
-        check(firefox.select(first.value()));
-        expectSoon("four");
-        QVERIFY(firefox.openWindow());
-        check(firefox.navigate(page("six")));
-        expectSoon("six");
-        activate("four");
-        expectSoon("four");
-    }
-
-    void firefoxTellsNothingOfPrivateWindows_data()
-    {
-        QTest::addColumn<QByteArray>("preferences");
-        QTest::newRow("tabs above") << QByteArray();
-        QTest::newRow("tabs at the side")
-            << QByteArray("user_pref(\"sidebar.revamp\", true);\n"
-                          "user_pref(\"sidebar.verticalTabs\", true);\n");
-        QTest::newRow("title bar of the desktop")
-            << QByteArray("user_pref(\"browser.tabs.inTitlebar\", 0);\n");
-    }
-
-    void firefoxTellsNothingOfPrivateWindows()
-    {
-        QFETCH(QByteArray, preferences);
-        check(m_accessibility->switchOn());
-        Firefox firefox;
-        check(firefox.start(m_accessibility->environment(), preferences));
-        check(firefox.navigate(page("public")));
-        const auto tab = firefox.selectedTab();
-        QVERIFY(tab);
-        QTRY_COMPARE_WITH_TIMEOUT(address(), page("public"), kPatienceMs);
-        // Read all the time from before the window is there.
-        QStringList leaks;
-        int readsInPrivate = 0;
-        QTimer reader;
-        connect(&reader, &QTimer::timeout, this, [&] {
-            const FrontBrowser window = front();
-            const QString found = m_addresses->addressIn(window).value_or(QString());
-            if (!window.windowTitle.contains(u"Page public"_s)) {
-                ++readsInPrivate;
-                if (!found.isEmpty())
-                    leaks.append(window.windowTitle + u' ' + found);
-            } else if (!found.isEmpty() && found != page("public")) {
-                leaks.append(window.windowTitle + u' ' + found);
-            }
-        });
-        reader.start(20);
-        QVERIFY(firefox.openPrivateWindow());
-        for (const char* next : {"secret", "hidden", "secret"})
-            check(firefox.navigate(page(next)));
-        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_s), kPatienceMs);
-        readsInPrivate = 0;
-        QTRY_VERIFY_WITH_TIMEOUT(readsInPrivate >= 60, kPatienceMs);
-        QVERIFY(firefox.openTab());
-        check(firefox.navigate(page("more")));
-        readsInPrivate = 0;
-        QTRY_VERIFY_WITH_TIMEOUT(readsInPrivate >= 60, kPatienceMs);
-        reader.stop();
-        QCOMPARE(leaks, QStringList());
-        // What is public is still told.
-        check(firefox.select(tab.value()));
-        activate("public");
-        expectSoon("public");
-    }
-
-    void aFirefoxThatIsPrivateThroughoutTellsNothing()
-    {
-        check(m_accessibility->switchOn());
-        Firefox firefox;
-        check(firefox.start(m_accessibility->environment(), {}, {u"--private"_s}));
-        check(firefox.navigate(page("secret")));
-        QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page secret"_s), kPatienceMs);
-        expectSilence();
-    }
-
-    void aFirefoxThatNeverRemembersHistoryTellsNothing_data()
-    {
-        QTest::addColumn<QByteArray>("preferences");
-        QTest::addColumn<bool>("tells");
-        const QByteArray preference = "user_pref(\"browser.privatebrowsing.autostart\", %1);\n";
-        QTest::newRow("never") << QByteArray(preference).replace("%1", "true") << false;
-        QTest::newRow("as usual") << QByteArray(preference).replace("%1", "false") << true;
-    }
-
-    void aFirefoxThatNeverRemembersHistoryTellsNothing()
-    {
-        QFETCH(QByteArray, preferences);
-        QFETCH(bool, tells);
-        check(m_accessibility->switchOn());
-        Firefox firefox;
-        check(firefox.start(m_accessibility->environment(), preferences));
-        if (!tells) {
-            // The browser's own copy is enough.
-            QTRY_VERIFY_WITH_TIMEOUT(contentOf(firefox.profile() + u"/prefs.js"_s)
-                                         .contains("browser.privatebrowsing.autostart"),
-                                     kPatienceMs);
-            QVERIFY(QFile::remove(firefox.profile() + u"/user.js"_s));
-        }
         check(firefox.navigate(page("shown")));
         QTRY_VERIFY_WITH_TIMEOUT(front().windowTitle.startsWith(u"Page shown"_s), kPatienceMs);
-        if (tells)
-            expectSoon("shown");
-        else
-            expectSilence();
+        QVERIFY(front().processIdentifier > 0);
+        expectSilence();
     }
 
     void gnomeWebTellsTheAddressOnShow()
@@ -266,16 +154,17 @@ private Q_SLOTS:
     void aBrowserThatHangsDelaysNobody()
     {
         check(m_accessibility->switchOn());
-        Firefox firefox;
-        check(firefox.start(m_accessibility->environment()));
-        check(firefox.navigate(page("one")));
+        m_family = Family::Chromium;
+        const auto browser = startChromium({page("one")});
+        QVERIFY(browser);
         QTRY_COMPARE_WITH_TIMEOUT(address(), page("one"), kPatienceMs);
+        const pid_t process = front().processIdentifier;
         support::Heartbeat heartbeat;
-        ::kill(static_cast<pid_t>(firefox.pid()), SIGSTOP);
+        ::kill(process, SIGSTOP);
         QTRY_COMPARE_WITH_TIMEOUT(address(), u"(none)"_s, kPatienceMs);
         // One call that blocks would cost 200.
         QVERIFY2(heartbeat.longestGap() < 180, qPrintable(QString::number(heartbeat.longestGap())));
-        ::kill(static_cast<pid_t>(firefox.pid()), SIGCONT);
+        ::kill(process, SIGCONT);
         QTRY_COMPARE_WITH_TIMEOUT(address(), page("one"), kPatienceMs);
     }
 
@@ -294,12 +183,6 @@ private:
     static void check(const platform::Outcome& outcome)
     {
         QVERIFY2(outcome, outcome ? "" : qPrintable(outcome.error().text));
-    }
-
-    static QByteArray contentOf(const QString& path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     QString page(const char* name) const

@@ -4,10 +4,11 @@
 
 #include "platform/linux/dbus/bus_address.h"
 
+#include <QDBusError>
 #include <QDBusPendingCall>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QPointer>
+#include <QDBusVariant>
 #include <QUuid>
 
 #include <algorithm>
@@ -15,14 +16,27 @@
 
 namespace platform::atspi {
 
+Q_LOGGING_CATEGORY(lcAccessibility, "velomira.accessibility", QtCriticalMsg)
+
 namespace {
 
 constexpr std::chrono::milliseconds kFirstRetry = std::chrono::seconds(1);
 constexpr std::chrono::milliseconds kLongestRetry = std::chrono::seconds(30);
+constexpr std::chrono::milliseconds kStatusLimit = std::chrono::seconds(5);
 /// The address is told by who may have to start the bus first.
 constexpr std::chrono::milliseconds kAddressLimit = std::chrono::seconds(10);
 
-const QString kAccessible = QStringLiteral("org.a11y.atspi.Accessible");
+const QString kService = QStringLiteral("org.a11y.Bus");
+const QString kPath = QStringLiteral("/org/a11y/bus");
+const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
+
+QDBusMessage whetherEnabled()
+{
+    QDBusMessage question =
+        QDBusMessage::createMethodCall(kService, kPath, kProperties, QStringLiteral("Get"));
+    question.setArguments({QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled")});
+    return question;
+}
 
 /// Whether the address leads to a socket on this machine: others may start programs.
 bool isLocal(const QString& address)
@@ -32,32 +46,89 @@ bool isLocal(const QString& address)
     });
 }
 
+QDBusMessage noAnswer()
+{
+    return QDBusMessage::createError(QDBusError::NoReply, QString());
+}
+
 } // namespace
 
+PendingAnswer PendingAnswer::none()
+{
+    auto state = std::make_shared<State>();
+    state->reply = noAnswer();
+    return PendingAnswer(std::move(state));
+}
+
+QDBusMessage PendingAnswer::await_resume() const
+{
+    return m_state->reply.value_or(noAnswer());
+}
+
+PendingAnswer OpenQuestions::send(const QDBusConnection& to,
+                                  QDBusMessage question,
+                                  std::chrono::milliseconds limit)
+{
+    question.setAutoStartService(false);
+    auto* const watcher =
+        new QDBusPendingCallWatcher(to.asyncCall(question, static_cast<int>(limit.count())), this);
+    auto state = std::make_shared<PendingAnswer::State>();
+    m_open.insert(watcher, state);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+        finish(watcher, watcher->reply());
+    });
+    return PendingAnswer(std::move(state));
+}
+
+void OpenQuestions::giveUp()
+{
+    const QList<QDBusPendingCallWatcher*> open = m_open.keys();
+    for (QDBusPendingCallWatcher* watcher : open)
+        finish(watcher, noAnswer());
+}
+
+void OpenQuestions::finish(QDBusPendingCallWatcher* watcher, const QDBusMessage& reply)
+{
+    const std::shared_ptr<PendingAnswer::State> state = m_open.take(watcher);
+    if (!state)
+        return;
+    watcher->deleteLater(); // it may be what calls
+    state->reply = reply;
+    if (state->waiting)
+        state->waiting.resume();
+}
+
 AccessibilityBus::AccessibilityBus(const QDBusConnection& sessionBus)
-    : m_status(sessionBus)
-    , m_sessionBus(sessionBus)
+    : m_sessionBus(sessionBus)
     , m_delay(kFirstRetry)
 {
     m_retry.setSingleShot(true);
-    connect(&m_retry, &QTimer::timeout, this, &AccessibilityBus::askAddress);
-    connect(&m_status, &AccessibilityStatus::changed, this, &AccessibilityBus::follow);
-    connect(&m_status, &AccessibilityStatus::ownerChanged, this, [this] {
+    connect(&m_retry, &QTimer::timeout, this, &AccessibilityBus::look);
+    if (!m_sessionBus.isConnected()) {
+        m_isKnown = true;
+        return;
+    }
+    connect(&m_owner, &QDBusServiceWatcher::serviceOwnerChanged, this, [this] {
+        // The new one may know another address.
         m_delay = kFirstRetry;
-        if (!isOn())
-            follow();
+        m_retry.stop();
+        look();
     });
+    m_owner.setConnection(m_sessionBus);
+    m_owner.setWatchMode(QDBusServiceWatcher::WatchForOwnerChange);
+    m_owner.addWatchedService(kService);
+    // From any sender: Qt would wait for the bus to tell who a name belongs to, and a signal from a
+    // wrong one does no more than make us ask.
+    m_sessionBus.connect(
+        QString(), kPath, kProperties, QStringLiteral("PropertiesChanged"), this, SLOT(look()));
+    look();
 }
 
 AccessibilityBus::~AccessibilityBus()
 {
+    m_isThere.reset();
+    m_sessionQuestions.giveUp();
     drop();
-}
-
-bool AccessibilityBus::isAsking() const
-{
-    return !isOn() &&
-           (m_status.state() == AccessibilityStatus::State::Asking || m_address != nullptr);
 }
 
 QDBusConnection AccessibilityBus::connection() const
@@ -65,38 +136,48 @@ QDBusConnection AccessibilityBus::connection() const
     return m_bus.value_or(QDBusConnection(QString()));
 }
 
-void AccessibilityBus::follow()
+/// What was told may no longer hold.
+void AccessibilityBus::look()
 {
-    m_retry.stop();
-    m_delay = kFirstRetry;
-    if (m_status.state() == AccessibilityStatus::State::On) {
-        if (!isOn())
-            askAddress();
-        return;
-    }
-    drop();
-    Q_EMIT changed();
+    m_shallLook = true;
+    if (!m_isFollowing)
+        follow();
 }
 
-void AccessibilityBus::askAddress()
+QCoro::Task<> AccessibilityBus::follow()
 {
-    if (m_status.state() != AccessibilityStatus::State::On)
-        return;
-    QDBusMessage question = QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"),
-                                                           QStringLiteral("/org/a11y/bus"),
-                                                           QStringLiteral("org.a11y.Bus"),
-                                                           QStringLiteral("GetAddress"));
-    question.setAutoStartService(false);
-    m_address = std::make_unique<QObject>();
-    auto* const watcher = new QDBusPendingCallWatcher(
-        m_sessionBus.asyncCall(question, static_cast<int>(kAddressLimit.count())), m_address.get());
-    connect(
-        watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* answer) {
-            const QDBusPendingReply<QString> reply = *answer;
-            const QString address = reply.isError() ? QString() : reply.value();
-            m_address.release()->deleteLater(); // it owns what calls
-            connectTo(address);
-        });
+    const std::weak_ptr<const bool> isThere = m_isThere;
+    m_isFollowing = true;
+    while (std::exchange(m_shallLook, false)) {
+        PendingAnswer enabled =
+            m_sessionQuestions.send(m_sessionBus, whetherEnabled(), kStatusLimit);
+        const QDBusPendingReply<QDBusVariant> isEnabled = co_await enabled;
+        if (isThere.expired())
+            co_return;
+        if (isEnabled.isError() || !isEnabled.value().variant().toBool()) {
+            m_retry.stop();
+            m_delay = kFirstRetry;
+            const bool isNew = isOn() || !m_isKnown;
+            m_isKnown = true;
+            drop();
+            if (isNew) {
+                qCInfo(lcAccessibility, "accessibility is off");
+                Q_EMIT changed();
+            }
+            continue;
+        }
+        if (isOn() || m_retry.isActive())
+            continue;
+        PendingAnswer told = m_sessionQuestions.send(
+            m_sessionBus,
+            QDBusMessage::createMethodCall(kService, kPath, kService, QStringLiteral("GetAddress")),
+            kAddressLimit);
+        const QDBusPendingReply<QString> address = co_await told;
+        if (isThere.expired())
+            co_return;
+        connectTo(address.isError() ? QString() : address.value());
+    }
+    m_isFollowing = false;
 }
 
 void AccessibilityBus::connectTo(const QString& address)
@@ -121,8 +202,8 @@ void AccessibilityBus::connectTo(const QString& address)
                 SLOT(lose()));
     m_delay = kFirstRetry;
     m_bus = bus;
-    m_calls = std::make_unique<QObject>();
-    m_open = 0;
+    m_isKnown = true;
+    qCInfo(lcAccessibility, "accessibility is on");
     Q_EMIT changed();
 }
 
@@ -134,94 +215,35 @@ void AccessibilityBus::lose()
 
 void AccessibilityBus::drop()
 {
-    m_address.reset();
-    if (m_calls)
-        m_calls.release()->deleteLater(); // one of them may be what calls
     if (!m_bus)
         return;
     const QString name = m_bus->name();
     m_bus.reset();
     QDBusConnection::disconnectFromBus(name);
+    m_questions.giveUp(); // whoever waits finds it off
 }
 
 void AccessibilityBus::tryLater()
 {
+    qCWarning(lcAccessibility) << "the bus cannot be used; next attempt in" << m_delay.count()
+                               << "ms";
     m_retry.start(m_delay);
     m_delay = std::min(m_delay * 2, kLongestRetry);
+    m_isKnown = true;
     Q_EMIT changed();
 }
 
-bool AccessibilityBus::call(const AccessibleObject& object,
-                            const QString& interface,
-                            const QString& method,
-                            const QVariantList& arguments,
-                            const QObject* asker,
-                            Answer answer)
+PendingAnswer AccessibilityBus::call(const AccessibleObject& object,
+                                     const QString& interface,
+                                     const QString& method,
+                                     const QVariantList& arguments)
 {
-    if (!m_bus || m_open >= kMostCalls)
-        return false;
+    if (!m_bus || m_questions.count() >= kMostCalls)
+        return PendingAnswer::none();
     QDBusMessage question =
         QDBusMessage::createMethodCall(object.service, object.path, interface, method);
     question.setArguments(arguments);
-    question.setAutoStartService(false);
-    auto* const watcher = new QDBusPendingCallWatcher(
-        m_bus->asyncCall(question, static_cast<int>(kLimit.count())), m_calls.get());
-    ++m_open;
-    const QObject* const connection = m_calls.get();
-    connect(watcher,
-            &QDBusPendingCallWatcher::finished,
-            this,
-            [this, connection, asker = QPointer<const QObject>(asker), answer = std::move(answer)](
-                QDBusPendingCallWatcher* finished) {
-                if (m_calls.get() != connection)
-                    return;
-                --m_open;
-                finished->deleteLater();
-                if (asker)
-                    answer(finished->reply());
-            });
-    return true;
-}
-
-bool AccessibilityBus::getText(const AccessibleObject& object,
-                               const QString& property,
-                               const QObject* asker,
-                               Answer answer)
-{
-    return call(object,
-                QStringLiteral("org.freedesktop.DBus.Properties"),
-                QStringLiteral("Get"),
-                {kAccessible, property},
-                asker,
-                std::move(answer));
-}
-
-bool AccessibilityBus::ask(const AccessibleObject& object,
-                           const QString& method,
-                           const QObject* asker,
-                           Answer answer)
-{
-    return call(object, kAccessible, method, {}, asker, std::move(answer));
-}
-
-bool AccessibilityBus::askForPrograms(const QObject* asker, Answer answer)
-{
-    const AccessibleObject registry{.service = QStringLiteral("org.a11y.atspi.Registry"),
-                                    .path = kRootPath};
-    return ask(registry, QStringLiteral("GetChildren"), asker, std::move(answer));
-}
-
-bool AccessibilityBus::askProcess(const QString& service,
-                                  const QObject* asker,
-                                  const Answer& answer)
-{
-    const QString bus = QStringLiteral("org.freedesktop.DBus");
-    return call({.service = bus, .path = QStringLiteral("/org/freedesktop/DBus")},
-                bus,
-                QStringLiteral("GetConnectionUnixProcessID"),
-                {service},
-                asker,
-                answer);
+    return m_questions.send(*m_bus, question, kLimit);
 }
 
 } // namespace platform::atspi

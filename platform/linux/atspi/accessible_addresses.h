@@ -2,25 +2,33 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/atspi/browser_memory.h"
-#include "platform/linux/atspi/firefox_history.h"
-#include "platform/linux/atspi/page_search.h"
+#include "platform/linux/atspi/accessible_queries.h"
 #include "platform/linux/browsers/address_source.h"
 
+#include <QByteArray>
+#include <QCoroTask>
 #include <QElapsedTimer>
+#include <QHash>
 #include <QObject>
 #include <QString>
 #include <QTimer>
 
-#include <memory>
+#include <cstdint>
 #include <optional>
 
 namespace platform::atspi {
 
-class AccessibilityBus;
+/// A page that was found.
+struct FoundPage
+{
+    QString address;
+    AccessibleObject frame;
+    std::optional<AccessibleObject> document; ///< None when another process shows the page.
+};
 
-/// Addresses as browsers tell assistive programs: Firefox and its kin, GNOME Web, and browsers of
-/// the Chromium family where they were started for that. Not those of private windows.
+/// Addresses as browsers tell assistive programs: GNOME Web, and browsers of the Chromium family
+/// where they were started for that. Not those of private windows. Firefox and its kin are never
+/// asked: their private windows cannot be told with certainty.
 /// Asks by and by: a search begins at a call, its answer is given at a later one. What was found is
 /// only looked at again at the next calls, for ten seconds: whether its window still shows that
 /// document, and the document that page.
@@ -32,9 +40,6 @@ class AccessibleAddresses final : public QObject, public browsers::AddressSource
 public:
     /// `bus` must outlive this.
     explicit AccessibleAddresses(AccessibilityBus& bus);
-    AccessibleAddresses(const AccessibleAddresses&) = delete;
-    AccessibleAddresses& operator=(const AccessibleAddresses&) = delete;
-    ~AccessibleAddresses() override;
 
     /// As in the interface. What was found for exactly this process and title by a search that
     /// began after they were first asked for, if it or the last look at it ended at most two
@@ -45,16 +50,17 @@ public:
 
 private:
     void forget();
-    void search();
-    void lookAgain(const FoundPage& page, const AccessibleObject& document);
-    void take(const std::optional<FoundPage>& page);
+    QCoro::Task<> search();
+    QCoro::Task<> lookAgain(FoundPage page, AccessibleObject document);
+    void remember(const std::optional<AccessibleObject>& program);
 
     AccessibilityBus& m_bus;
-    BrowserMemory m_memory;
-    FirefoxHistory m_history;
+    /// By their processes. Bounded.
+    QHash<std::int32_t, AccessibleObject> m_programs;
     browsers::FrontBrowser m_front;
-    std::unique_ptr<PageSearch> m_search;
-    std::unique_ptr<QObject> m_look; // owns the questions of one
+    /// There while a search or a look runs.
+    SearchToken m_search;
+    SearchToken m_look;
     std::optional<FoundPage> m_page;
     QElapsedTimer m_found;
     QElapsedTimer m_begun;
@@ -62,5 +68,22 @@ private:
     QTimer m_retry;
     int m_retriesLeft = 0;
 };
+
+// The rules by which an address belongs to a window. Any thread.
+
+/// Whether a document of the title `page` may be what is on show in a window of the Chromium family
+/// of the title `window`: it begins with the page's title, of which only the beginning counts, and
+/// no bracket follows: the names of private windows end with a remark in brackets in every
+/// language.
+[[nodiscard]] bool mayShow(const QString& window, const QString& page);
+
+/// The address among the attributes of a document; none when there is none or it is longer than any
+/// that is handed on.
+[[nodiscard]] std::optional<QString> addressAmong(const Attributes& attributes);
+
+/// Whether this command line, as the kernel tells it, is that of a GNOME Web that keeps a history.
+/// Its private windows are a process of their own, which nothing but an option tells from others;
+/// an option that is not known to be harmless counts as one of these.
+[[nodiscard]] bool isGnomeWebWithHistory(const QByteArray& commandLine);
 
 } // namespace platform::atspi

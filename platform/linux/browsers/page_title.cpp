@@ -123,11 +123,6 @@ bool isWindowOfPage(QStringView windowTitle, QStringView pageTitle, Family famil
     return before && before->isEmpty();
 }
 
-bool endsLikeOpenWindowOfFirefox(QStringView windowTitle)
-{
-    return beforeName(windowTitle, kOtherNames).has_value();
-}
-
 bool isWindowOfTorBrowser(QStringView windowTitle)
 {
     return windowTitle == kNameOfTorBrowser ||

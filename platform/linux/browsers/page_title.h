@@ -16,11 +16,6 @@ namespace platform::browsers {
 /// not tell its extensions when such a window comes to the front. Pure, any thread.
 [[nodiscard]] bool isWindowOfPage(QStringView windowTitle, QStringView pageTitle, Family family);
 
-/// Whether the title of a window of Firefox or its kin ends with a dash and the browser's name, as
-/// only those of windows do that are not private.
-/// Pure, any thread.
-[[nodiscard]] bool endsLikeOpenWindowOfFirefox(QStringView windowTitle);
-
 /// Whether it is the title of a window of Tor Browser. Its executable is Firefox's, so the desktop
 /// may take it for one.
 /// Pure, any thread.
