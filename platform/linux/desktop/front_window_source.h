@@ -36,8 +36,8 @@ public:
     [[nodiscard]] virtual std::optional<FrontWindow> frontWindow() const = 0;
 
     /// To be called before a question that is to be answered by what holds now: takes in what the
-    /// desktop has told until now and nobody has looked at yet. Never waits; presenceChanged() may
-    /// come before it returns.
+    /// desktop has told until now and nobody has looked at yet. Waits for nobody but an X server,
+    /// whose answers take microseconds; presenceChanged() may come before it returns.
     virtual void update() {}
 
     /// What the user can do so that an absent source would answer, as whole sentences; empty when
