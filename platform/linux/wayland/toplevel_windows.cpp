@@ -3,7 +3,6 @@
 #include "platform/linux/wayland/toplevel_windows.h"
 
 #include "platform/exact_utf8.h"
-#include "platform/linux/wayland/wayland_connection.h"
 
 #include <algorithm>
 #include <cstring>
@@ -95,7 +94,6 @@ ToplevelWindows::ToplevelWindows(WaylandConnection& connection, const QString& s
     : m_connection(connection)
 {
     connect(&connection, &WaylandConnection::globalsChanged, this, &ToplevelWindows::followGlobal);
-    connect(&connection, &WaylandConnection::lost, this, &ToplevelWindows::loseManager);
     if (!swaySocket.isEmpty()) {
         m_sway = std::make_unique<SwayIpc>(swaySocket);
         connect(m_sway.get(), &SwayIpc::answered, this, &ToplevelWindows::takeProcess);
@@ -155,6 +153,7 @@ void ToplevelWindows::followGlobal()
     if (global)
         bind(*global);
     m_connection.flush();
+    qCInfo(lcWayland) << "the list of windows" << (m_manager ? "is there" : "is not there");
     if (wasHere != (m_manager != nullptr))
         Q_EMIT presenceChanged();
 }
@@ -174,7 +173,7 @@ void ToplevelWindows::stop()
     release();
 }
 
-/// Also for a manager that is gone at the other end, to which nothing may be sent any more.
+/// Also for a manager that has finished, to which nothing may be sent any more.
 void ToplevelWindows::release()
 {
     for (Handle* const handle : std::exchange(m_handles, {}))
@@ -185,6 +184,7 @@ void ToplevelWindows::release()
 
 void ToplevelWindows::loseManager()
 {
+    qCInfo(lcWayland) << "the list of windows has ended";
     const bool wasHere = m_manager != nullptr;
     release();
     if (wasHere)

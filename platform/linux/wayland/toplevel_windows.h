@@ -5,7 +5,7 @@
 #include "platform/linux/desktop/front_window_source.h"
 #include "platform/linux/wayland/sway_ipc.h"
 #include "platform/linux/wayland/toplevel_list.h"
-#include "platform/linux/wayland/wayland_global.h"
+#include "platform/linux/wayland/wayland_connection.h"
 
 #include <QTimer>
 
@@ -19,8 +19,6 @@ struct zwlr_foreign_toplevel_handle_v1;
 struct zwlr_foreign_toplevel_manager_v1;
 
 namespace platform::wayland {
-
-class WaylandConnection;
 
 /// The window in front by the protocol wlr-foreign-toplevel-management, which sway and other
 /// compositors of wlroots have. It lists the windows of applications only; those of X programs

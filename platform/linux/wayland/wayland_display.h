@@ -66,8 +66,6 @@ private:
 
     WaylandDisplay(wl_display* display, QString name);
 
-    [[nodiscard]] bool waitForData(const QDeadlineTimer& deadline) const;
-
     std::unique_ptr<wl_display, Disconnect> m_display;
     QString m_name;
 };

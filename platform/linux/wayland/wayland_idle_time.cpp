@@ -2,12 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/wayland/wayland_idle_time.h"
 
-#include "platform/linux/wayland/wayland_connection.h"
-
 #include <algorithm>
 #include <chrono>
 #include <ext-idle-notify-v1.h>
 #include <idle.h>
+#include <limits>
 #include <wayland-client.h>
 
 namespace platform::wayland {
@@ -23,31 +22,66 @@ constexpr auto kNoticeMs = static_cast<std::uint32_t>(IdleSpan::kNotice.count())
 
 } // namespace
 
+void IdleSpan::start(TimePoint now)
+{
+    m_state = State::Asked;
+    m_since = now;
+}
+
+void IdleSpan::idled(TimePoint now)
+{
+    // Told twice, the first time counts.
+    if (m_state == State::Untold || m_state == State::Idle)
+        return;
+    m_state = State::Idle;
+    m_since = now - kNotice;
+}
+
+void IdleSpan::resumed()
+{
+    if (m_state != State::Untold)
+        m_state = State::Active;
+}
+
+void IdleSpan::forget()
+{
+    m_state = State::Untold;
+}
+
+double IdleSpan::secondsAt(TimePoint now) const
+{
+    constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
+    switch (m_state) {
+    case State::Untold:
+        break;
+    // Without input the peer would have told by then.
+    case State::Asked:
+        return now - m_since < kNotice ? kUnknown : 0;
+    case State::Active:
+        return 0;
+    case State::Idle:
+        return std::max(0.0, std::chrono::duration<double>(now - m_since).count());
+    }
+    return kUnknown;
+}
+
+/// Both protocols tell the same.
 struct WaylandIdleTime::Listeners
 {
-    static IdleSpan& span(void* self) { return static_cast<WaylandIdleTime*>(self)->m_span; }
-
-    static void resume(void* self)
+    template <typename Proxy> static void idled(void* self, Proxy* /*proxy*/)
     {
-        span(self).resumed();
+        static_cast<WaylandIdleTime*>(self)->m_span.idled(Clock::now());
+    }
+
+    template <typename Proxy> static void resumed(void* self, Proxy* /*proxy*/)
+    {
+        static_cast<WaylandIdleTime*>(self)->m_span.resumed();
         Q_EMIT static_cast<WaylandIdleTime*>(self)->resumed();
     }
 
-    static constexpr ext_idle_notification_v1_listener kNotification{
-        .idled = [](void* self,
-                    ext_idle_notification_v1* /*notification*/) { span(self).idled(Clock::now()); },
-        .resumed =
-            [](void* self, ext_idle_notification_v1* /*notification*/) {
-                resume(self);
-            }};
-
-    static constexpr org_kde_kwin_idle_timeout_listener kTimeout{
-        .idle = [](void* self,
-                   org_kde_kwin_idle_timeout* /*timeout*/) { span(self).idled(Clock::now()); },
-        .resumed =
-            [](void* self, org_kde_kwin_idle_timeout* /*timeout*/) {
-                resume(self);
-            }};
+    static constexpr ext_idle_notification_v1_listener kNotification{.idled = idled,
+                                                                     .resumed = resumed};
+    static constexpr org_kde_kwin_idle_timeout_listener kTimeout{.idle = idled, .resumed = resumed};
 };
 
 void WaylandIdleTime::Release::operator()(wl_seat* seat) const noexcept
@@ -72,7 +106,6 @@ WaylandIdleTime::WaylandIdleTime(WaylandConnection& connection)
     : m_connection(connection)
 {
     connect(&connection, &WaylandConnection::globalsChanged, this, &WaylandIdleTime::followGlobals);
-    connect(&connection, &WaylandConnection::lost, this, &WaylandIdleTime::noteLoss);
     followGlobals();
 }
 
@@ -129,6 +162,8 @@ void WaylandIdleTime::followGlobals()
     if (choice)
         ask(*choice);
     m_connection.flush();
+    qCInfo(lcWayland) << "idle time:"
+                      << (choice ? name() : QStringLiteral("no protocol or no seat"));
     if (hasComeOrGone)
         Q_EMIT presenceChanged();
 }
@@ -173,15 +208,6 @@ void WaylandIdleTime::release()
     m_timeout.reset();
     m_seat.reset();
     m_span.forget();
-}
-
-void WaylandIdleTime::noteLoss()
-{
-    const bool wasHere = m_choice.has_value();
-    release();
-    m_choice.reset();
-    if (wasHere)
-        Q_EMIT presenceChanged();
 }
 
 } // namespace platform::wayland
