@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::uint32_t kHighestVersion = 3;
 
-// How long sway has to answer before it is asked again, which it is ever more rarely.
+// How long sway has to answer before it is asked again: an exponential back-off.
 constexpr std::chrono::milliseconds kFirstPatience(250);
 constexpr std::chrono::milliseconds kLongestPatience = std::chrono::minutes(5);
 
@@ -83,12 +83,6 @@ struct ToplevelWindows::Listeners
             [](void* /*self*/, Handle* /*handle*/, Handle* /*parent*/) {
             }};
 };
-
-void ToplevelWindows::DestroyManager::operator()(
-    zwlr_foreign_toplevel_manager_v1* manager) const noexcept
-{
-    zwlr_foreign_toplevel_manager_v1_destroy(manager);
-}
 
 ToplevelWindows::ToplevelWindows(WaylandConnection& connection, const QString& swaySocket)
     : m_connection(connection)
@@ -160,8 +154,9 @@ void ToplevelWindows::followGlobal()
 
 void ToplevelWindows::bind(const WaylandGlobal& global)
 {
-    m_manager.reset(m_connection.bind<zwlr_foreign_toplevel_manager_v1>(
-        global, zwlr_foreign_toplevel_manager_v1_interface, kHighestVersion));
+    m_manager = {m_connection.bind<zwlr_foreign_toplevel_manager_v1>(
+                     global, zwlr_foreign_toplevel_manager_v1_interface, kHighestVersion),
+                 zwlr_foreign_toplevel_manager_v1_destroy};
     if (m_manager)
         zwlr_foreign_toplevel_manager_v1_add_listener(m_manager.get(), &Listeners::kManager, this);
 }

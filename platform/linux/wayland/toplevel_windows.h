@@ -52,11 +52,6 @@ private:
 
     using Handle = zwlr_foreign_toplevel_handle_v1;
 
-    struct DestroyManager
-    {
-        void operator()(zwlr_foreign_toplevel_manager_v1* manager) const noexcept;
-    };
-
     void followGlobal();
     void bind(const WaylandGlobal& global);
     void stop();
@@ -74,7 +69,7 @@ private:
     std::chrono::milliseconds m_patience{};
     std::uint64_t m_activation = 0;        // of the window in front, when sway was asked last
     std::optional<WaylandGlobal> m_global; // what was bound last, also when it has finished since
-    std::unique_ptr<zwlr_foreign_toplevel_manager_v1, DestroyManager> m_manager;
+    WaylandOwned<zwlr_foreign_toplevel_manager_v1> m_manager{nullptr, nullptr};
     std::unordered_set<Handle*> m_handles;
     ToplevelList m_windows;
 };

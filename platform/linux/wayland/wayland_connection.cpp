@@ -52,11 +52,6 @@ struct WaylandConnection::Listeners
                                                     .global_remove = globalRemove};
 };
 
-void WaylandConnection::DestroyRegistry::operator()(wl_registry* registry) const noexcept
-{
-    wl_registry_destroy(registry);
-}
-
 Result<std::unique_ptr<WaylandConnection>>
 WaylandConnection::open(const QString& display, std::chrono::milliseconds patience)
 {
@@ -87,7 +82,7 @@ WaylandConnection::WaylandConnection(std::unique_ptr<WaylandDisplay> display)
     : DisplayConnection(display->descriptor(),
                         QStringLiteral("the Wayland display ") + display->name())
     , m_display(std::move(display))
-    , m_registry(wl_display_get_registry(m_display->get()))
+    , m_registry(wl_display_get_registry(m_display->get()), wl_registry_destroy)
     , m_readable(m_display->descriptor(), QSocketNotifier::Read)
     , m_writable(m_display->descriptor(), QSocketNotifier::Write)
 {

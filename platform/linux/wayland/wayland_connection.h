@@ -105,11 +105,6 @@ private:
         WaylandGlobal global;
     };
 
-    struct DestroyRegistry
-    {
-        void operator()(wl_registry* registry) const noexcept;
-    };
-
     explicit WaylandConnection(std::unique_ptr<WaylandDisplay> display);
 
     [[nodiscard]] void*
@@ -122,12 +117,12 @@ private:
     void stopReading();
 
     std::unique_ptr<WaylandDisplay> m_display;
-    std::unique_ptr<wl_registry, DestroyRegistry> m_registry;
+    WaylandOwned<wl_registry> m_registry;
     std::vector<Announced> m_globals;
     bool m_globalsChanged = false;
     QSocketNotifier m_readable; // off while m_pause runs
     QSocketNotifier m_writable;
-    QTimer m_pause;
+    QTimer m_pause; // the throttle: nothing is read while it runs, but for catchUp()
     QElapsedTimer m_lastRead;
     QElapsedTimer m_series;
 };

@@ -54,11 +54,6 @@ bool connectSocket(int socket, const sockaddr_un& address, const QDeadlineTimer&
 
 } // namespace
 
-void WaylandDisplay::Disconnect::operator()(wl_display* display) const noexcept
-{
-    wl_display_disconnect(display);
-}
-
 Result<std::unique_ptr<WaylandDisplay>> WaylandDisplay::connectTo(const QString& display,
                                                                   const QDeadlineTimer& deadline)
 {
@@ -87,7 +82,7 @@ Result<std::unique_ptr<WaylandDisplay>> WaylandDisplay::connectTo(const QString&
 }
 
 WaylandDisplay::WaylandDisplay(wl_display* display, QString name)
-    : m_display(display)
+    : m_display(display, wl_display_disconnect)
     , m_name(std::move(name))
 {
 }

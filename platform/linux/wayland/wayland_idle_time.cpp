@@ -20,6 +20,14 @@ constexpr std::uint32_t kHighestKdeIdle = 1;
 constexpr std::uint32_t kHighestSeat = WL_SEAT_RELEASE_SINCE_VERSION;
 constexpr auto kNoticeMs = static_cast<std::uint32_t>(IdleSpan::kNotice.count());
 
+void releaseSeat(wl_seat* seat)
+{
+    if (wl_seat_get_version(seat) >= WL_SEAT_RELEASE_SINCE_VERSION)
+        wl_seat_release(seat);
+    else
+        wl_seat_destroy(seat);
+}
+
 } // namespace
 
 void IdleSpan::start(TimePoint now)
@@ -83,24 +91,6 @@ struct WaylandIdleTime::Listeners
                                                                      .resumed = resumed};
     static constexpr org_kde_kwin_idle_timeout_listener kTimeout{.idle = idled, .resumed = resumed};
 };
-
-void WaylandIdleTime::Release::operator()(wl_seat* seat) const noexcept
-{
-    if (wl_seat_get_version(seat) >= WL_SEAT_RELEASE_SINCE_VERSION)
-        wl_seat_release(seat);
-    else
-        wl_seat_destroy(seat);
-}
-
-void WaylandIdleTime::Release::operator()(ext_idle_notification_v1* notification) const noexcept
-{
-    ext_idle_notification_v1_destroy(notification);
-}
-
-void WaylandIdleTime::Release::operator()(org_kde_kwin_idle_timeout* timeout) const noexcept
-{
-    org_kde_kwin_idle_timeout_release(timeout);
-}
 
 WaylandIdleTime::WaylandIdleTime(WaylandConnection& connection)
     : m_connection(connection)
@@ -170,7 +160,8 @@ void WaylandIdleTime::followGlobals()
 
 void WaylandIdleTime::ask(const Choice& choice)
 {
-    m_seat.reset(m_connection.bind<wl_seat>(choice.seat, wl_seat_interface, kHighestSeat));
+    m_seat = {m_connection.bind<wl_seat>(choice.seat, wl_seat_interface, kHighestSeat),
+              releaseSeat};
     if (choice.protocol == Protocol::ExtIdleNotify)
         askExtIdleNotify(choice.notifier);
     else
@@ -185,10 +176,9 @@ void WaylandIdleTime::askExtIdleNotify(const WaylandGlobal& global)
         global, ext_idle_notifier_v1_interface, kHighestExtIdleNotify);
     const bool canTellInput = ext_idle_notifier_v1_get_version(notifier) >=
                               EXT_IDLE_NOTIFIER_V1_GET_INPUT_IDLE_NOTIFICATION_SINCE_VERSION;
-    m_notification.reset(
-        canTellInput
-            ? ext_idle_notifier_v1_get_input_idle_notification(notifier, kNoticeMs, m_seat.get())
-            : ext_idle_notifier_v1_get_idle_notification(notifier, kNoticeMs, m_seat.get()));
+    const auto get = canTellInput ? ext_idle_notifier_v1_get_input_idle_notification
+                                  : ext_idle_notifier_v1_get_idle_notification;
+    m_notification = {get(notifier, kNoticeMs, m_seat.get()), ext_idle_notification_v1_destroy};
     ext_idle_notification_v1_add_listener(m_notification.get(), &Listeners::kNotification, this);
     ext_idle_notifier_v1_destroy(notifier);
 }
@@ -197,7 +187,8 @@ void WaylandIdleTime::askKdeIdle(const WaylandGlobal& global)
 {
     auto* const notifier =
         m_connection.bind<org_kde_kwin_idle>(global, org_kde_kwin_idle_interface, kHighestKdeIdle);
-    m_timeout.reset(org_kde_kwin_idle_get_idle_timeout(notifier, m_seat.get(), kNoticeMs));
+    m_timeout = {org_kde_kwin_idle_get_idle_timeout(notifier, m_seat.get(), kNoticeMs),
+                 org_kde_kwin_idle_timeout_release};
     org_kde_kwin_idle_timeout_add_listener(m_timeout.get(), &Listeners::kTimeout, this);
     org_kde_kwin_idle_destroy(notifier);
 }

@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 struct ext_idle_notification_v1;
@@ -97,13 +96,6 @@ private:
         bool operator==(const Choice&) const = default;
     };
 
-    struct Release
-    {
-        void operator()(wl_seat* seat) const noexcept;
-        void operator()(ext_idle_notification_v1* notification) const noexcept;
-        void operator()(org_kde_kwin_idle_timeout* timeout) const noexcept;
-    };
-
     [[nodiscard]] std::optional<Choice> choose() const;
     void followGlobals();
     void ask(const Choice& choice);
@@ -113,9 +105,9 @@ private:
 
     WaylandConnection& m_connection;
     std::optional<Choice> m_choice;
-    std::unique_ptr<wl_seat, Release> m_seat;
-    std::unique_ptr<ext_idle_notification_v1, Release> m_notification;
-    std::unique_ptr<org_kde_kwin_idle_timeout, Release> m_timeout;
+    WaylandOwned<wl_seat> m_seat{nullptr, nullptr};
+    WaylandOwned<ext_idle_notification_v1> m_notification{nullptr, nullptr};
+    WaylandOwned<org_kde_kwin_idle_timeout> m_timeout{nullptr, nullptr};
     IdleSpan m_span;
 };
 

@@ -17,13 +17,12 @@
 
 namespace platform::x11 {
 
-/// What the X server holds of the focused window (EWMH) and of the user's last input. The server
-/// tells of changes, which is read when somebody asks; only what has changed is asked for again,
-/// and all of it once in 60 times.
-/// The idle time is the first question of a tick: within a tenth of a second its answer also serves
-/// the one for the window in front. One round trip answers everything that has changed, a second
-/// one is needed where another window has the focus. Nothing has changed: no request is sent.
-/// Main thread, with an event loop.
+/// A cache of what the X server holds of the focused window (EWMH) and of the user's last input.
+/// The server tells of changes, which is read when somebody asks; only what has changed is asked
+/// for again, and all of it once in 60 times. The idle time is the first question of a tick: within
+/// a tenth of a second its answer also serves the one for the window in front. One round trip
+/// answers everything that has changed, a second one is needed where another window has the focus.
+/// Nothing has changed: no request is sent. Main thread, with an event loop.
 class X11Mirror final
 {
 public:
