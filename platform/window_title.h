@@ -20,8 +20,8 @@ public:
     WindowTitle& operator=(const WindowTitle&) = delete;
     virtual ~WindowTitle() = default;
 
-    /// The title of the focused window of `application`, a value that the same back-end has just
-    /// answered. None when the window has none or has gone. May ask the display server.
+    /// The title of the focused window of `application`, the value that the same back-end has
+    /// answered last, as it was then. None when the window had none, and for any other application.
     [[nodiscard]] virtual std::optional<QString>
     focusedWindowTitle(const Application& application) = 0;
 };

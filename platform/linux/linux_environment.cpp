@@ -26,11 +26,7 @@
 #include "platform/linux/wayland/toplevel_windows.h"
 #include "platform/linux/wayland/wayland_connection.h"
 #include "platform/linux/wayland/wayland_idle_time.h"
-#include "platform/linux/x11/x11_connection.h"
-#include "platform/linux/x11/x11_frontmost_application.h"
-#include "platform/linux/x11/x11_idle_time.h"
-#include "platform/linux/x11/x11_mirror.h"
-#include "platform/linux/x11/x11_window_title.h"
+#include "platform/linux/x11/x11_desktop.h"
 #include "platform/linux/xdg/application_names.h"
 #include "platform/linux/xdg/base_directories.h"
 #include "platform/linux/xdg/desktop_entry_folders.h"
@@ -51,25 +47,6 @@ namespace {
 constexpr std::chrono::seconds kTimeForTheSystemBus(1);
 /// A compositor that restarts is back by then.
 constexpr std::chrono::seconds kNoticeDelay(3);
-
-/// What an X server tells of its windows.
-struct X11Desktop
-{
-    X11Desktop(std::unique_ptr<x11::X11Connection> connected, xdg::ApplicationNames& names)
-        : connection(std::move(connected))
-        , mirror(*connection)
-        , idleTime(*connection, mirror)
-        , frontmostApplication(mirror, names)
-        , windowTitle(mirror)
-    {
-    }
-
-    std::unique_ptr<x11::X11Connection> connection;
-    x11::X11Mirror mirror;
-    x11::X11IdleTime idleTime;
-    x11::X11FrontmostApplication frontmostApplication;
-    x11::X11WindowTitle windowTitle;
-};
 
 /// What the Wayland desktops tell, each in its way.
 struct WaylandDesktop
@@ -156,7 +133,7 @@ struct LinuxEnvironment::Backends
     QDBusConnection systemBus;
     atspi::AccessibilityBus accessibility{sessionBus};
     xdg::ApplicationNames names{xdg::desktopEntryFolders(QProcessEnvironment::systemEnvironment())};
-    std::optional<X11Desktop> x11;
+    std::unique_ptr<x11::X11Desktop> x11;
     std::optional<WaylandDesktop> wayland;
     desktop::WindowChoice windows{names};
     desktop::IdleChoice idleTime;
@@ -179,13 +156,9 @@ Outcome LinuxEnvironment::Backends::openX11()
     auto connection = x11::X11Connection::open();
     if (!connection)
         return connection.error();
-    x11.emplace(std::move(connection).value(), names);
-    if (x11->idleTime.isAvailable())
-        idleTime.setLastResort(QStringLiteral("MIT-SCREEN-SAVER"), x11->idleTime);
-    windows.setLastResort(QStringLiteral("EWMH"), QString(), [this] {
-        return desktop::WindowBackend{.application = &x11->frontmostApplication,
-                                      .title = &x11->windowTitle};
-    });
+    x11 = std::make_unique<x11::X11Desktop>(std::move(connection).value(), QStringLiteral("EWMH"));
+    windows.add(*x11);
+    idleTime.add(x11->idleTime());
     return success();
 }
 
@@ -199,8 +172,8 @@ Outcome LinuxEnvironment::Backends::openWayland()
     windows.add(wayland->kwin);
     windows.add(wayland->gnome);
     windows.addWhenNeeded(
-        [this]() -> desktop::FrontWindowSource& {
-            return wayland->accessible.emplace(accessibility);
+        [this]() -> desktop::FrontWindowSource* {
+            return &wayland->accessible.emplace(accessibility);
         },
         QStringLiteral("This desktop does not tell which window is in front; only windows of "
                        "programs that speak to assistive ones are recorded."));
@@ -208,18 +181,17 @@ Outcome LinuxEnvironment::Backends::openWayland()
     idleTime.add(wayland->mutterIdleTime);
     // Not asked before everything else has failed: asking starts the X server on many desktops.
     // Its idle time is that of X programs and never taken.
-    windows.setLastResort(
-        QStringLiteral("EWMH through XWayland"),
-        QStringLiteral("This desktop does not tell which window is in front; only windows of X11 "
-                       "programs are recorded."),
-        [this]() -> std::optional<desktop::WindowBackend> {
+    windows.addWhenNeeded(
+        [this]() -> desktop::FrontWindowSource* {
             auto server = x11::X11Connection::open();
             if (!server)
-                return std::nullopt;
-            x11.emplace(std::move(server).value(), names);
-            return desktop::WindowBackend{.application = &x11->frontmostApplication,
-                                          .title = &x11->windowTitle};
-        });
+                return nullptr;
+            x11 = std::make_unique<x11::X11Desktop>(std::move(server).value(),
+                                                    QStringLiteral("EWMH through XWayland"));
+            return x11.get();
+        },
+        QStringLiteral("This desktop does not tell which window is in front; only windows of X11 "
+                       "programs are recorded."));
     return success();
 }
 
@@ -286,17 +258,11 @@ LinuxEnvironment::LinuxEnvironment(std::unique_ptr<Backends> backends)
     : m_backends(std::move(backends))
     , m_facilities(m_backends->facilities())
 {
-    if (const auto& wayland = m_backends->wayland) {
-        connect(wayland->connection.get(),
-                &wayland::WaylandConnection::lost,
-                this,
-                &LinuxEnvironment::sessionEnded);
-    } else if (const auto& x11 = m_backends->x11) {
-        connect(x11->connection.get(),
-                &x11::X11Connection::lost,
-                this,
-                &LinuxEnvironment::sessionEnded);
-    }
+    const auto& wayland = m_backends->wayland;
+    const desktop::DisplayConnection* const display =
+        wayland ? static_cast<const desktop::DisplayConnection*>(wayland->connection.get())
+                : &m_backends->x11->connection();
+    connect(display, &desktop::DisplayConnection::lost, this, &LinuxEnvironment::sessionEnded);
     desktop::SessionLock& lock = m_backends->lock;
     desktop::WindowChoice& windows = m_backends->windows;
     connect(&lock, &desktop::SessionLock::changed, &windows, [&lock, &windows] {

@@ -3,9 +3,6 @@
 #include "platform/linux/desktop/idle_choice.h"
 #include "platform/linux/desktop/window_choice.h"
 #include "platform/linux/xdg/application_names.h"
-#include "tests/fakes/fake_frontmost_application.h"
-#include "tests/fakes/fake_idle_time.h"
-#include "tests/fakes/fake_window_title.h"
 #include "tests/platform/fake_front_window_source.h"
 
 #include <QSignalSpy>
@@ -15,8 +12,8 @@
 
 using namespace Qt::StringLiterals;
 using platform::desktop::FrontWindow;
+using platform::desktop::FrontWindowSource;
 using platform::desktop::Presence;
-using platform::desktop::WindowBackend;
 using platform::desktop::WindowChoice;
 using platform_tests::FakeFrontWindowSource;
 
@@ -142,23 +139,18 @@ private Q_SLOTS:
         QCOMPARE(bench.choice.notice(), QString());
     }
 
-    void theLastResortIsTriedOnceAndOnlyWhenAllElseIsAbsent()
+    void oneThatIsNotToBeHadIsTriedOnceAndTheNextOneTaken()
     {
         Bench bench;
-        bench.best.set(Presence::Here);
-        fakes::FakeFrontmostApplication application;
-        fakes::FakeWindowTitle title;
-        application.application = platform::Application{.localizedName = u"X"_s,
-                                                        .bundleIdentifier = u"x"_s,
-                                                        .processIdentifier = 0,
-                                                        .window = 1};
-        title.titles[1] = u"T"_s;
+        FakeFrontWindowSource last(u"last"_s, Presence::Here);
+        last.window = window(u"x"_s, u"T"_s);
         int tries = 0;
-        bench.choice.setLastResort(
-            u"last"_s, u"Sees hardly anything."_s, [&]() -> std::optional<WindowBackend> {
-                ++tries;
-                return WindowBackend{.application = &application, .title = &title};
-            });
+        bench.best.set(Presence::Here);
+        bench.choice.addWhenNeeded([&]() -> FrontWindowSource* {
+            ++tries;
+            return nullptr;
+        });
+        bench.choice.addWhenNeeded([&] { return &last; }, u"Sees hardly anything."_s);
         QCOMPARE(tries, 0);
         bench.best.set(Presence::Absent);
         QCOMPARE(bench.front(), u"x|T"_s);
@@ -166,6 +158,9 @@ private Q_SLOTS:
         bench.best.set(Presence::Here);
         bench.best.set(Presence::Absent);
         QCOMPARE(bench.choice.nameOfChosen(), u"last"_s);
+        QCOMPARE(tries, 1);
+        last.set(Presence::Absent);
+        QVERIFY(!bench.choice.hasAnswer());
         QCOMPARE(tries, 1);
     }
 
@@ -179,9 +174,9 @@ private Q_SLOTS:
         choice.add(best);
         int made = 0;
         choice.addWhenNeeded(
-            [&]() -> platform::desktop::FrontWindowSource& {
+            [&]() -> FrontWindowSource* {
                 ++made;
-                return costly;
+                return &costly;
             },
             u"Sees some."_s);
         best.set(Presence::Here);
@@ -220,18 +215,57 @@ private Q_SLOTS:
         QCOMPARE(application->bundleIdentifier, std::optional(u"a"_s));
     }
 
+    // The title belongs to the window that the application was taken from, whatever comes between.
+    void applicationAndTitleAreOfOneLook()
+    {
+        Bench bench;
+        bench.best.set(Presence::Here);
+        const auto before = bench.choice.frontmostApplication();
+        QVERIFY(before);
+        bench.best.window = window(u"c"_s, u"C"_s);
+        bench.best.window->window = 8;
+        QCOMPARE(bench.choice.focusedWindowTitle(*before), std::optional(u"A"_s));
+        QVERIFY(bench.choice.latest());
+        QCOMPARE(bench.choice.latest()->title, u"A"_s);
+        QCOMPARE(bench.front(), u"c|C"_s);
+        QCOMPARE(bench.choice.focusedWindowTitle(*before), std::nullopt);
+        bench.best.window.reset();
+        QCOMPARE(bench.front(), u"(none)"_s);
+        QVERIFY(!bench.choice.latest());
+    }
+
+    void aTitleThatChangesIsSeen()
+    {
+        Bench bench;
+        bench.best.set(Presence::Here);
+        QCOMPARE(bench.front(), u"a|A"_s);
+        bench.best.window->title = u"B"_s;
+        QCOMPARE(bench.front(), u"a|B"_s);
+        bench.best.window->title.reset();
+        QCOMPARE(bench.front(), u"a|(none)"_s);
+        QCOMPARE(bench.choice.latest()->title, QString());
+    }
+
+    void whatAnotherSourceHasToldDoesNotCount()
+    {
+        Bench bench;
+        bench.second.set(Presence::Here);
+        const auto application = bench.choice.frontmostApplication();
+        QVERIFY(application);
+        bench.best.set(Presence::Here); // it numbers its windows alike
+        QCOMPARE(bench.choice.focusedWindowTitle(*application), std::nullopt);
+        QVERIFY(!bench.choice.latest());
+    }
+
     void theFirstIdleTimeThatIsThereCounts()
     {
         platform::desktop::IdleChoice choice;
         QVERIFY(std::isnan(choice.secondsSinceLastInput()));
         FakeIdleSource best(Presence::Absent, 1);
         FakeIdleSource second(Presence::Here, 2);
-        fakes::FakeIdleTime last;
-        last.seconds = 3;
-        choice.setLastResort(u"last"_s, last);
-        QCOMPARE(choice.secondsSinceLastInput(), 3.0);
-        QCOMPARE(choice.nameOfChosen(), u"last"_s);
         choice.add(best);
+        QVERIFY(std::isnan(choice.secondsSinceLastInput()));
+        QCOMPARE(choice.nameOfChosen(), QString());
         choice.add(second);
         QCOMPARE(choice.secondsSinceLastInput(), 2.0);
         QCOMPARE(choice.nameOfChosen(), u"idle 2"_s);

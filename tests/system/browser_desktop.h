@@ -138,8 +138,7 @@ public:
         return platform::browsers::FrontBrowser{
             .family = *family,
             .processIdentifier = application->processIdentifier,
-            .windowTitle =
-                m_observer->windowTitle.focusedWindowTitle(*application).value_or(QString()),
+            .windowTitle = m_observer->windows.focusedWindowTitle(*application).value_or(QString()),
             .window = application->window};
     }
 

@@ -4,7 +4,7 @@
 
 #include "platform/linux/desktop/front_window_source.h"
 #include "platform/linux/desktop/idle_source.h"
-#include "platform/linux/desktop/reported_windows.h"
+#include "platform/linux/desktop/window_choice.h"
 #include "platform/linux/xdg/application_names.h"
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/desktop_session.h"
@@ -26,20 +26,20 @@ public:
                    platform::desktop::IdleSource& idleTime)
         : m_session(session)
         , m_names(QStringList())
-        , m_application(windows, m_names)
-        , m_title(windows)
+        , m_windows(m_names)
         , m_idleTime(idleTime)
     {
+        m_windows.add(windows);
     }
 
     [[nodiscard]] platform::IdleTime& idleTime() override { return m_idleTime; }
 
     [[nodiscard]] platform::FrontmostApplication& frontmostApplication() override
     {
-        return m_application;
+        return m_windows;
     }
 
-    [[nodiscard]] platform::WindowTitle& windowTitle() override { return m_title; }
+    [[nodiscard]] platform::WindowTitle& windowTitle() override { return m_windows; }
 
     void open(const QString& identifier, const std::optional<QString>& title) override
     {
@@ -48,23 +48,23 @@ public:
         auto window = std::make_unique<support::TestWindow>(title ? Toolkit::Qt : Toolkit::Gtk);
         check(window->open(m_session.environment(), identifier, title));
         check(m_session.focus(*window));
-        m_windows[identifier] = std::move(window);
+        m_open[identifier] = std::move(window);
     }
 
     void focus(const QString& identifier) override
     {
-        check(m_session.focus(*m_windows.at(identifier)));
+        check(m_session.focus(*m_open.at(identifier)));
     }
 
     void setTitle(const QString& identifier, const QString& title) override
     {
-        check(m_windows.at(identifier)->setTitle(title));
+        check(m_open.at(identifier)->setTitle(title));
     }
 
     void close(const QString& identifier) override
     {
-        m_windows.at(identifier)->close();
-        m_windows.erase(identifier);
+        m_open.at(identifier)->close();
+        m_open.erase(identifier);
     }
 
     void makeInput() override { check(m_session.makeInput()); }
@@ -88,8 +88,7 @@ private:
 
     support::DesktopSession& m_session;
     platform::xdg::ApplicationNames m_names;
-    platform::desktop::ReportedFrontmostApplication m_application;
-    platform::desktop::ReportedWindowTitle m_title;
+    platform::desktop::WindowChoice m_windows;
     platform::desktop::IdleSource& m_idleTime;
-    std::map<QString, std::unique_ptr<support::TestWindow>> m_windows;
+    std::map<QString, std::unique_ptr<support::TestWindow>> m_open;
 };

@@ -198,7 +198,7 @@ private:
         return {.family = m_family,
                 .processIdentifier = application->processIdentifier,
                 .windowTitle =
-                    m_observer->windowTitle.focusedWindowTitle(*application).value_or(QString()) +
+                    m_observer->windows.focusedWindowTitle(*application).value_or(QString()) +
                     m_remark};
     }
 

@@ -31,10 +31,10 @@ public:
 
     [[nodiscard]] platform::FrontmostApplication& frontmostApplication() override
     {
-        return m_observer->frontmostApplication;
+        return m_observer->windows;
     }
 
-    [[nodiscard]] platform::WindowTitle& windowTitle() override { return m_observer->windowTitle; }
+    [[nodiscard]] platform::WindowTitle& windowTitle() override { return m_observer->windows; }
 
     void open(const QString& identifier, const std::optional<QString>& title) override
     {

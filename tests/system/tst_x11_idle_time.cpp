@@ -13,6 +13,7 @@
 #include <xcb/screensaver.h>
 
 using namespace Qt::StringLiterals;
+using platform::desktop::Presence;
 using support::HeadlessX11;
 using support::X11TestWindow;
 
@@ -39,7 +40,7 @@ private Q_SLOTS:
         QVERIFY(desktop.start());
         const auto observer = X11Observer::on(desktop.display());
         QVERIFY(observer);
-        QVERIFY(observer->idleTime.isAvailable());
+        QCOMPARE(observer->idleTime.presence(), Presence::Here);
 
         QTRY_VERIFY(observer->idleTime.secondsSinceLastInput() > 1.5);
         QVERIFY(observer->idleTime.secondsSinceLastInput() < 60);
@@ -76,7 +77,7 @@ private Q_SLOTS:
         QVERIFY(desktop.start({u"-extension"_s, u"MIT-SCREEN-SAVER"_s}));
         const auto observer = X11Observer::on(desktop.display());
         QVERIFY(observer);
-        QVERIFY(!observer->idleTime.isAvailable());
+        QCOMPARE(observer->idleTime.presence(), Presence::Absent);
         QVERIFY(std::isnan(observer->idleTime.secondsSinceLastInput()));
 
         X11TestWindow window(desktop.display());

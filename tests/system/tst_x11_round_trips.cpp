@@ -214,7 +214,8 @@ private Q_SLOTS:
             return titleOf(application);
         };
         QCOMPARE(afterwards(prepare, ask).first, u"Two"_s);
-        QCOMPARE(titleOf(application), u"Later"_s);
+        QCOMPARE(titleOf(application), u"Two"_s);
+        QCOMPARE(m_observer->frontTitle(), std::optional(u"Later"_s));
     }
 
     void aRestartedWindowManagerCostsOneMoreOnce()
@@ -243,7 +244,7 @@ private:
     QString titleOf(const std::optional<Application>& application)
     {
         const auto title =
-            application ? m_observer->windowTitle.focusedWindowTitle(*application) : std::nullopt;
+            application ? m_observer->windows.focusedWindowTitle(*application) : std::nullopt;
         return title.value_or(QString());
     }
 

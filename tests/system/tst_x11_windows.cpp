@@ -123,7 +123,7 @@ private Q_SLOTS:
         QVERIFY(application);
         QCOMPARE(application->localizedName, std::optional(u"XTerm"_s));
         QCOMPARE(application->processIdentifier, static_cast<std::int32_t>(xterm.value()->pid()));
-        QCOMPARE(m_observer->windowTitle.focusedWindowTitle(*application),
+        QCOMPARE(m_observer->windows.focusedWindowTitle(*application),
                  std::optional(u"Terminal work"_s));
 
         QVERIFY(window.focus());
@@ -212,7 +212,7 @@ private Q_SLOTS:
         QVERIFY(!m_observer->tick());
     }
 
-    void aWindowDestroyedBetweenTwoQuestionsHasNoTitle()
+    void aWindowThatHasBeenDestroyedHasNoTitle()
     {
         X11TestWindow window(m_desktop.display());
         window.setTitle(u"Title"_s);
@@ -220,10 +220,11 @@ private Q_SLOTS:
         QCOMPARE(m_observer->tick(), std::optional(u"Title"_s));
         const auto application = m_observer->front();
         QVERIFY(application);
-        QVERIFY(m_observer->windowTitle.focusedWindowTitle(*application));
+        QVERIFY(m_observer->windows.focusedWindowTitle(*application));
         window.destroy();
-        QCOMPARE(m_observer->windowTitle.focusedWindowTitle(*application), std::nullopt);
-        QCOMPARE(m_observer->windowTitle.focusedWindowTitle(Application{}), std::nullopt);
+        QVERIFY(!m_observer->front());
+        QCOMPARE(m_observer->windows.focusedWindowTitle(*application), std::nullopt);
+        QCOMPARE(m_observer->windows.focusedWindowTitle(Application{}), std::nullopt);
     }
 
     // While the focus moves, window managers say for a moment that nothing has it.

@@ -2,17 +2,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/x11/x11_connection.h"
-#include "platform/linux/x11/x11_frontmost_application.h"
-#include "platform/linux/x11/x11_idle_time.h"
-#include "platform/linux/x11/x11_mirror.h"
-#include "platform/linux/x11/x11_window_title.h"
+#include "platform/linux/desktop/window_choice.h"
+#include "platform/linux/x11/x11_desktop.h"
 #include "platform/linux/xdg/application_names.h"
 
 #include <QStringList>
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 /// The X11 back-end put together as in the product, on a given desktop.
 class X11Observer final
@@ -20,13 +18,12 @@ class X11Observer final
 public:
     explicit X11Observer(std::unique_ptr<platform::x11::X11Connection> connection,
                          const QStringList& desktopEntryFolders = {})
-        : m_connection(std::move(connection))
-        , m_mirror(*m_connection)
+        : m_desktop(std::move(connection), QStringLiteral("EWMH"))
         , m_names(desktopEntryFolders)
-        , idleTime(*m_connection, m_mirror)
-        , frontmostApplication(m_mirror, m_names)
-        , windowTitle(m_mirror)
+        , idleTime(m_desktop.idleTime())
+        , windows(m_names)
     {
+        windows.add(m_desktop);
     }
 
     /// On the server `display`; null when it cannot be reached.
@@ -39,17 +36,17 @@ public:
         return std::make_unique<X11Observer>(std::move(connection).value(), desktopEntryFolders);
     }
 
-    [[nodiscard]] platform::x11::X11Connection& connection() { return *m_connection; }
+    [[nodiscard]] platform::x11::X11Connection& connection() { return m_desktop.connection(); }
 
     [[nodiscard]] std::optional<platform::Application> front()
     {
-        return frontmostApplication.frontmostApplication();
+        return windows.frontmostApplication();
     }
 
     [[nodiscard]] std::optional<QString> frontTitle()
     {
         const auto application = front();
-        return application ? windowTitle.focusedWindowTitle(*application) : std::nullopt;
+        return application ? windows.focusedWindowTitle(*application) : std::nullopt;
     }
 
     /// What the agent asks once a second.
@@ -60,12 +57,10 @@ public:
     }
 
 private:
-    std::unique_ptr<platform::x11::X11Connection> m_connection;
-    platform::x11::X11Mirror m_mirror;
+    platform::x11::X11Desktop m_desktop;
     platform::xdg::ApplicationNames m_names;
 
 public:
-    platform::x11::X11IdleTime idleTime;
-    platform::x11::X11FrontmostApplication frontmostApplication;
-    platform::x11::X11WindowTitle windowTitle;
+    platform::desktop::IdleSource& idleTime;
+    platform::desktop::WindowChoice windows;
 };

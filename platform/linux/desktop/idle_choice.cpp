@@ -2,10 +2,22 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/desktop/idle_choice.h"
 
+#include "platform/linux/desktop/log.h"
+
 #include <algorithm>
 #include <limits>
 
 namespace platform::desktop {
+
+void IdleChoice::add(IdleSource& source)
+{
+    m_sources.push_back(&source);
+    const auto log = [&source] {
+        qCInfo(lcWindows) << "idle time by" << source.name() << "is" << nameOf(source.presence());
+    };
+    QObject::connect(&source, &IdleSource::presenceChanged, &source, log);
+    log();
+}
 
 IdleSource* IdleChoice::present() const
 {
@@ -20,25 +32,16 @@ bool IdleChoice::isUndecided() const
     return source != nullptr && source->presence() == Presence::Asking;
 }
 
-void IdleChoice::setLastResort(const QString& name, IdleTime& idleTime)
-{
-    m_lastResortName = name;
-    m_lastResort = &idleTime;
-}
-
 QString IdleChoice::nameOfChosen() const
 {
     const IdleSource* const source = present();
-    if (source == nullptr)
-        return m_lastResortName;
-    return source->presence() == Presence::Here ? source->name() : QString();
+    return source != nullptr && source->presence() == Presence::Here ? source->name() : QString();
 }
 
 double IdleChoice::secondsSinceLastInput()
 {
-    IdleTime* const source = present();
-    IdleTime* const chosen = source != nullptr ? source : m_lastResort;
-    return chosen != nullptr ? chosen->secondsSinceLastInput()
+    IdleSource* const source = present();
+    return source != nullptr ? source->secondsSinceLastInput()
                              : std::numeric_limits<double>::quiet_NaN();
 }
 

@@ -18,10 +18,7 @@ class IdleChoice final : public IdleTime
 {
 public:
     /// Adds the next best source, which must outlive this.
-    void add(IdleSource& source) { m_sources.push_back(&source); }
-
-    /// What answers where no source is there; must outlive this. `name` is for --diagnose.
-    void setLastResort(const QString& name, IdleTime& idleTime);
+    void add(IdleSource& source);
 
     /// Whether a source is still being asked that would be chosen.
     [[nodiscard]] bool isUndecided() const;
@@ -35,8 +32,6 @@ private:
     [[nodiscard]] IdleSource* present() const;
 
     std::vector<IdleSource*> m_sources;
-    QString m_lastResortName;
-    IdleTime* m_lastResort = nullptr;
 };
 
 } // namespace platform::desktop

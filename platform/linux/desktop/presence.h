@@ -13,4 +13,12 @@ enum class Presence : std::uint8_t {
     Absent, ///< It does not exist on this desktop, or not at present.
 };
 
+/// For the log.
+[[nodiscard]] constexpr const char* nameOf(Presence presence)
+{
+    if (presence == Presence::Asking)
+        return "asking";
+    return presence == Presence::Here ? "here" : "absent";
+}
+
 } // namespace platform::desktop

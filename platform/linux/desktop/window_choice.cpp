@@ -3,7 +3,8 @@
 #include "platform/linux/desktop/window_choice.h"
 
 #include "platform/linux/browsers/identifier_dialects.h"
-#include "platform/linux/desktop/reported_windows.h"
+#include "platform/linux/desktop/log.h"
+#include "platform/linux/xdg/application_names.h"
 
 #include <QStringList>
 
@@ -12,21 +13,8 @@
 
 namespace platform::desktop {
 
-struct WindowChoice::Candidate
-{
-    Candidate(FrontWindowSource& reporting, xdg::ApplicationNames& names, QString unseen)
-        : source(reporting)
-        , limitation(std::move(unseen))
-        , application(reporting, names)
-        , title(reporting)
-    {
-    }
-
-    FrontWindowSource& source;
-    QString limitation;
-    ReportedFrontmostApplication application;
-    ReportedWindowTitle title;
-};
+// For developers; off by default.
+Q_LOGGING_CATEGORY(lcWindows, "velomira.windows", QtCriticalMsg)
 
 WindowChoice::WindowChoice(xdg::ApplicationNames& names)
     : m_names(names)
@@ -37,42 +25,58 @@ WindowChoice::~WindowChoice() = default;
 
 void WindowChoice::add(FrontWindowSource& source, const QString& limitation)
 {
-    m_candidates.push_back(std::make_unique<Candidate>(source, m_names, limitation));
-    connect(&source, &FrontWindowSource::presenceChanged, this, &WindowChoice::choose);
+    listenTo(source, limitation);
     choose();
 }
 
-void WindowChoice::addWhenNeeded(std::function<FrontWindowSource&()> make,
+void WindowChoice::addWhenNeeded(std::function<FrontWindowSource*()> make,
                                  const QString& limitation)
 {
     m_promises.push_back({.make = std::move(make), .limitation = limitation});
     choose();
 }
 
-void WindowChoice::setLastResort(const QString& name, const QString& limitation, LastResort backend)
+void WindowChoice::listenTo(FrontWindowSource& source, const QString& limitation)
 {
-    m_lastResortName = name;
-    m_lastResortLimitation = limitation;
-    m_lastResort = std::move(backend);
-    choose();
+    m_candidates.push_back({.source = &source, .limitation = limitation});
+    connect(&source, &FrontWindowSource::presenceChanged, this, [this, &source] {
+        qCInfo(lcWindows) << source.name() << "is" << nameOf(source.presence());
+        choose();
+    });
+}
+
+void WindowChoice::setLocked(bool isLocked)
+{
+    m_isLocked = isLocked;
+    m_latest.reset();
+}
+
+WindowChoice::Candidate WindowChoice::firstPresent() const
+{
+    const auto found = std::ranges::find_if(m_candidates, [](const Candidate& candidate) {
+        return candidate.source->presence() != Presence::Absent;
+    });
+    return found == m_candidates.end() ? Candidate() : *found;
 }
 
 bool WindowChoice::isUndecided() const
 {
-    for (const auto& candidate : m_candidates) {
-        if (candidate->source.presence() != Presence::Absent)
-            return candidate->source.presence() == Presence::Asking;
-    }
-    return false;
+    const FrontWindowSource* const source = firstPresent().source;
+    return source != nullptr && source->presence() == Presence::Asking;
+}
+
+QString WindowChoice::nameOfChosen() const
+{
+    return hasAnswer() ? m_chosen.source->name() : QString();
 }
 
 QString WindowChoice::advice() const
 {
     QStringList pieces;
-    for (const auto& candidate : m_candidates) {
-        if (candidate->source.presence() == Presence::Here)
+    for (const Candidate& candidate : m_candidates) {
+        if (candidate.source->presence() == Presence::Here)
             break; // what comes after it is not needed
-        if (const QString piece = candidate->source.advice(); !piece.isEmpty())
+        if (const QString piece = candidate.source->advice(); !piece.isEmpty())
             pieces.append(piece);
     }
     return pieces.join(QLatin1Char(' '));
@@ -80,10 +84,10 @@ QString WindowChoice::advice() const
 
 QString WindowChoice::notice() const
 {
-    if (isUndecided() || (hasAnswer() && m_limitation.isEmpty()))
+    if (isUndecided() || (hasAnswer() && m_chosen.limitation.isEmpty()))
         return {};
     const QString limitation =
-        hasAnswer() ? m_limitation
+        hasAnswer() ? m_chosen.limitation
                     : QStringLiteral("This desktop does not tell which window is in front, so "
                                      "nothing is recorded.");
     return (QStringList{limitation, advice()}.join(QLatin1Char(' '))).trimmed();
@@ -91,56 +95,57 @@ QString WindowChoice::notice() const
 
 void WindowChoice::choose()
 {
-    m_chosen = {};
-    m_chosenName.clear();
-    m_limitation.clear();
-    const auto present = std::ranges::find_if(m_candidates, [](const auto& candidate) {
-        return candidate->source.presence() != Presence::Absent;
-    });
-    if (present == m_candidates.end() && !m_promises.empty()) {
+    Candidate first = firstPresent();
+    while (first.source == nullptr && !m_promises.empty()) {
         const Promise promise = std::move(m_promises.front());
         m_promises.pop_front();
-        add(promise.make(), promise.limitation); // chooses anew
-        return;
+        if (FrontWindowSource* const made = promise.make())
+            listenTo(*made, promise.limitation);
+        first = firstPresent();
     }
-    if (present == m_candidates.end()) {
-        if (m_lastResort && !m_triedLastResort)
-            m_triedLastResort = m_lastResort().value_or(WindowBackend());
-        if (m_triedLastResort && m_triedLastResort->application != nullptr) {
-            m_chosen = *m_triedLastResort;
-            m_chosenName = m_lastResortName;
-            m_limitation = m_lastResortLimitation;
-        }
-    } else if (Candidate& candidate = **present; candidate.source.presence() == Presence::Here) {
-        m_chosen = {.application = &candidate.application, .title = &candidate.title};
-        m_chosenName = candidate.source.name();
-        m_limitation = candidate.limitation;
+    if (first.source != nullptr && first.source->presence() != Presence::Here)
+        first = {};
+    if (std::exchange(m_chosen, first).source != first.source) {
+        m_latest.reset(); // each source numbers its windows by itself
+        qCInfo(lcWindows) << "the window in front is told by"
+                          << (hasAnswer() ? nameOfChosen() : QStringLiteral("nobody"));
     }
     Q_EMIT changed();
 }
 
 std::optional<Application> WindowChoice::frontmostApplication()
 {
-    m_latest.reset();
-    if (m_isLocked || m_chosen.application == nullptr)
+    std::optional<FrontWindow> front;
+    if (FrontWindowSource* const source = m_isLocked ? nullptr : m_chosen.source) {
+        source->update(); // whereupon it may be no longer the chosen one
+        front = source->frontWindow();
+    }
+    if (!front) {
+        m_latest.reset();
         return std::nullopt;
-    std::optional<Application> front = m_chosen.application->frontmostApplication();
-    if (!front)
-        return std::nullopt;
-    if (front->bundleIdentifier)
-        front->bundleIdentifier = browsers::withDialect(*front->bundleIdentifier);
-    m_latest = {.application = *front, .title = QString()};
-    return front;
+    }
+    // While nothing has changed the texts are the same ones, which compare at once.
+    if (const int edition = m_names.edition();
+        !m_latest || *front != m_front || edition != m_edition) {
+        xdg::ApplicationIdentity identity =
+            m_names.identify(front->identifiers, front->processIdentifier);
+        if (identity.identifier)
+            identity.identifier = browsers::withDialect(*identity.identifier);
+        m_latest = {.application = {.localizedName = front->name ? front->name : identity.name,
+                                    .bundleIdentifier = identity.identifier,
+                                    .processIdentifier = front->processIdentifier,
+                                    .window = front->window},
+                    .title = front->title.value_or(QString())};
+        m_front = *std::move(front);
+        m_edition = edition;
+    }
+    return m_latest->application;
 }
 
 std::optional<QString> WindowChoice::focusedWindowTitle(const Application& application)
 {
-    if (m_isLocked || m_chosen.title == nullptr)
-        return std::nullopt;
-    std::optional<QString> title = m_chosen.title->focusedWindowTitle(application);
-    if (m_latest && m_latest->application == application)
-        m_latest->title = title.value_or(QString());
-    return title;
+    const bool isOfLatest = m_latest && m_latest->application.window == application.window;
+    return isOfLatest ? m_front.title : std::nullopt;
 }
 
 } // namespace platform::desktop

@@ -4,7 +4,6 @@
 
 #include "platform/frontmost_application.h"
 #include "platform/linux/desktop/front_window_source.h"
-#include "platform/linux/desktop/window_backend.h"
 #include "platform/window_title.h"
 
 #include <QObject>
@@ -12,7 +11,6 @@
 
 #include <deque>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <vector>
 
@@ -26,16 +24,13 @@ namespace platform::desktop {
 /// and extensions; the choice follows at once. The first one that is there answers; while an
 /// earlier one is still being asked nothing is in front, because a later one may be wrong where the
 /// earlier one is right.
+/// The source is asked once for each answer: the two interfaces are views of the same one.
 /// Main thread.
 class WindowChoice final : public QObject, public FrontmostApplication, public WindowTitle
 {
     Q_OBJECT
 
 public:
-    /// Where nothing else is there, this is tried once: a back-end, or none where that is not to be
-    /// had either.
-    using LastResort = std::function<std::optional<WindowBackend>()>;
-
     /// `names` must outlive this.
     explicit WindowChoice(xdg::ApplicationNames& names);
     WindowChoice(const WindowChoice&) = delete;
@@ -46,41 +41,44 @@ public:
     /// the user what it does not see; empty when it sees everything.
     void add(FrontWindowSource& source, const QString& limitation = {});
 
-    /// The same for a source that costs something while it exists: `make` is called once all before
-    /// it are absent. It keeps what it makes.
-    void addWhenNeeded(std::function<FrontWindowSource&()> make, const QString& limitation = {});
-
-    /// A back-end that needs no source. `name` is a phrase for the user, `limitation` as above.
-    void setLastResort(const QString& name, const QString& limitation, LastResort backend);
+    /// The same for a source that costs something while it exists: `make` is called once, when all
+    /// before it are absent. It keeps what it makes; null where that is not to be had.
+    void addWhenNeeded(std::function<FrontWindowSource*()> make, const QString& limitation = {});
 
     /// Whether nothing is to be in front whatever the sources say: the session is locked.
-    void setLocked(bool isLocked) { m_isLocked = isLocked; }
+    void setLocked(bool isLocked);
 
     /// Whether a source is still being asked that would be chosen.
     [[nodiscard]] bool isUndecided() const;
 
     /// Whether anybody answers.
-    [[nodiscard]] bool hasAnswer() const { return m_chosen.application != nullptr; }
+    [[nodiscard]] bool hasAnswer() const { return m_chosen.source != nullptr; }
 
     /// The name of what answers; empty when nothing does.
-    [[nodiscard]] const QString& nameOfChosen() const { return m_chosenName; }
+    [[nodiscard]] QString nameOfChosen() const;
 
     /// What is not seen and what the user can do about it, as whole sentences; empty where
     /// everything is seen and while that is being found out.
     [[nodiscard]] QString notice() const;
 
-    /// As in the interface; a browser's identifier carries the dialect that it answers to.
+    /// As in the interface; a browser's identifier carries the dialect that it answers to. The
+    /// first answer waits until the desktop files have been read.
     [[nodiscard]] std::optional<Application> frontmostApplication() override;
+
+    /// The title that was seen with `application`, which must be the latest answer: any other one
+    /// has none.
     [[nodiscard]] std::optional<QString>
     focusedWindowTitle(const Application& application) override;
 
-    /// What was answered last: the application, with its window's title if that was asked for, too.
+    /// One look at the window in front.
     struct Answer
     {
         Application application;
-        QString title;
+        QString title; ///< empty also for a window without one
     };
 
+    /// What frontmostApplication() has answered last; none when it was none, and where another
+    /// source has been chosen since.
     [[nodiscard]] const std::optional<Answer>& latest() const { return m_latest; }
 
 Q_SIGNALS:
@@ -88,29 +86,32 @@ Q_SIGNALS:
     void changed();
 
 private:
-    struct Candidate;
-
-    struct Promise
+    struct Candidate
     {
-        std::function<FrontWindowSource&()> make;
+        FrontWindowSource* source = nullptr; ///< null: none
         QString limitation;
     };
 
-    void choose();
+    struct Promise
+    {
+        std::function<FrontWindowSource*()> make;
+        QString limitation;
+    };
+
+    [[nodiscard]] Candidate firstPresent() const;
     [[nodiscard]] QString advice() const;
+    void listenTo(FrontWindowSource& source, const QString& limitation);
+    void choose();
 
     xdg::ApplicationNames& m_names;
-    std::vector<std::unique_ptr<Candidate>> m_candidates;
+    std::vector<Candidate> m_candidates;
     std::deque<Promise> m_promises;
-    QString m_lastResortName;
-    QString m_lastResortLimitation;
-    LastResort m_lastResort;
-    std::optional<WindowBackend> m_triedLastResort;
-    WindowBackend m_chosen;
-    QString m_chosenName;
-    QString m_limitation;
-    std::optional<Answer> m_latest;
+    Candidate m_chosen;
     bool m_isLocked = false;
+    std::optional<Answer> m_latest;
+    /// What it was made of.
+    FrontWindow m_front;
+    int m_edition = 0;
 };
 
 } // namespace platform::desktop

@@ -2,22 +2,114 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/wayland/sway_ipc.h"
 
+#include "platform/linux/wayland/toplevel_list.h"
+#include "platform/linux/wayland/wayland_connection.h"
+#include "platform/strict_json.h"
+
+#include <array>
+#include <cstring>
+#include <limits>
 #include <utility>
 
 namespace platform::wayland {
 
+using simdjson::dom::element;
+
 namespace {
+
 constexpr qint64 kPieceSize = 65536;
+constexpr std::string_view kMagic = "i3-ipc";
+constexpr std::uint32_t kGetTree = 4;
+
+/// What stands before the payload.
+using Header = std::array<char, kMagic.size() + 2 * sizeof(std::uint32_t)>;
+
+Header headerOf(std::uint32_t length, std::uint32_t type)
+{
+    Header header{};
+    kMagic.copy(header.data(), kMagic.size());
+    std::memcpy(&header[kMagic.size()], &length, sizeof length);
+    std::memcpy(&header[kMagic.size() + sizeof length], &type, sizeof type);
+    return header;
+}
+
+std::optional<std::string_view> text(const element& node, std::string_view key)
+{
+    std::string_view value;
+    if (node[key].get(value) != simdjson::SUCCESS)
+        return std::nullopt;
+    return value;
+}
+
+/// Windows under Wayland have an app id, those of X programs a class.
+std::string_view appIdOf(const element& node)
+{
+    auto appId = text(node, "app_id");
+    element properties;
+    if (!appId && node["window_properties"].get(properties) == simdjson::SUCCESS)
+        appId = text(properties, "class");
+    return appId && appId->size() <= ToplevelList::kLongestAppId ? *appId : std::string_view();
+}
+
+/// Only windows have a process.
+std::optional<SwayWindow> windowOf(const element& node)
+{
+    element pid;
+    if (node["pid"].get(pid) != simdjson::SUCCESS)
+        return std::nullopt;
+    const auto process = wholeNumber(pid);
+    if (!process || *process <= 0 || *process > std::numeric_limits<std::int32_t>::max())
+        return std::nullopt;
+    return SwayWindow{.processIdentifier = static_cast<std::int32_t>(*process),
+                      .appId = std::string(appIdOf(node))};
+}
+
+/// The node that has the focus, at most as deep as the parser allows.
+std::optional<element> focusedNode(const element& node)
+{
+    bool hasFocus = false;
+    if (node["focused"].get(hasFocus) == simdjson::SUCCESS && hasFocus)
+        return node;
+    for (const std::string_view kind : {"nodes", "floating_nodes"}) {
+        simdjson::dom::array children;
+        if (node[kind].get(children) != simdjson::SUCCESS)
+            continue;
+        for (const element child : children) {
+            if (auto found = focusedNode(child))
+                return found;
+        }
+    }
+    return std::nullopt;
+}
+
 } // namespace
+
+std::optional<SwayWindow> focusedSwayWindow(std::string_view tree)
+{
+    StrictJson json;
+    element root;
+    auto error = json.parse(tree).get(root);
+    if (error == simdjson::UTF8_ERROR) {
+        const QByteArray mended =
+            QString::fromUtf8(tree.data(), static_cast<qsizetype>(tree.size())).toUtf8();
+        error = json.parse({mended.data(), static_cast<std::size_t>(mended.size())}).get(root);
+    }
+    const auto node = error == simdjson::SUCCESS ? focusedNode(root) : std::nullopt;
+    return node ? windowOf(*node) : std::nullopt;
+}
 
 SwayIpc::SwayIpc(QString path)
     : m_path(std::move(path))
 {
     m_socket.setReadBufferSize(kPieceSize);
     connect(&m_socket, &QLocalSocket::connected, this, [this] {
-        m_socket.write(SwayFrames::frame(SwayMessageType::GetTree, {}));
+        const Header question = headerOf(0, kGetTree);
+        m_socket.write(question.data(), question.size());
     });
     connect(&m_socket, &QLocalSocket::readyRead, this, &SwayIpc::readSocket);
+    connect(&m_socket, &QLocalSocket::errorOccurred, this, [this] {
+        qCInfo(lcWayland) << "sway cannot be asked:" << m_socket.errorString();
+    });
 }
 
 SwayIpc::~SwayIpc()
@@ -29,19 +121,30 @@ SwayIpc::~SwayIpc()
 void SwayIpc::ask()
 {
     m_socket.abort();
-    m_frames = {};
+    m_bytes.clear();
     m_socket.connectToServer(m_path);
 }
 
 void SwayIpc::readSocket()
 {
-    m_frames.append(m_socket.read(kPieceSize));
-    const auto message = m_frames.next();
-    if (!message && !m_frames.isBroken())
+    m_bytes += m_socket.read(kPieceSize);
+    Header header{};
+    if (m_bytes.size() < static_cast<qsizetype>(header.size()))
+        return;
+    std::memcpy(header.data(), m_bytes.constData(), header.size());
+    std::uint32_t length = 0;
+    std::memcpy(&length, &header[kMagic.size()], sizeof length);
+    const bool isTree = header == headerOf(length, kGetTree) && length <= kLongestPayload;
+    const std::string_view payload(m_bytes.constData() + header.size(),
+                                   static_cast<std::size_t>(m_bytes.size()) - header.size());
+    if (isTree && payload.size() < length)
         return;
     m_socket.abort();
-    if (message && message->type == SwayMessageType::GetTree)
-        Q_EMIT answered(m_messages.focusedWindow(message->payload));
+    if (isTree)
+        Q_EMIT answered(focusedSwayWindow(payload.substr(0, length)));
+    else
+        qCWarning(lcWayland) << "sway answered with something else";
+    m_bytes.clear();
 }
 
 } // namespace platform::wayland

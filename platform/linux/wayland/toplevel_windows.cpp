@@ -3,7 +3,6 @@
 #include "platform/linux/wayland/toplevel_windows.h"
 
 #include "platform/exact_utf8.h"
-#include "platform/linux/wayland/wayland_connection.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,7 +17,7 @@ namespace {
 
 constexpr std::uint32_t kHighestVersion = 3;
 
-// How long sway has to answer before it is asked again, which it is ever more rarely.
+// How long sway has to answer before it is asked again: an exponential back-off.
 constexpr std::chrono::milliseconds kFirstPatience(250);
 constexpr std::chrono::milliseconds kLongestPatience = std::chrono::minutes(5);
 
@@ -85,17 +84,10 @@ struct ToplevelWindows::Listeners
             }};
 };
 
-void ToplevelWindows::DestroyManager::operator()(
-    zwlr_foreign_toplevel_manager_v1* manager) const noexcept
-{
-    zwlr_foreign_toplevel_manager_v1_destroy(manager);
-}
-
 ToplevelWindows::ToplevelWindows(WaylandConnection& connection, const QString& swaySocket)
     : m_connection(connection)
 {
     connect(&connection, &WaylandConnection::globalsChanged, this, &ToplevelWindows::followGlobal);
-    connect(&connection, &WaylandConnection::lost, this, &ToplevelWindows::loseManager);
     if (!swaySocket.isEmpty()) {
         m_sway = std::make_unique<SwayIpc>(swaySocket);
         connect(m_sway.get(), &SwayIpc::answered, this, &ToplevelWindows::takeProcess);
@@ -155,14 +147,16 @@ void ToplevelWindows::followGlobal()
     if (global)
         bind(*global);
     m_connection.flush();
+    qCInfo(lcWayland) << "the list of windows" << (m_manager ? "is there" : "is not there");
     if (wasHere != (m_manager != nullptr))
         Q_EMIT presenceChanged();
 }
 
 void ToplevelWindows::bind(const WaylandGlobal& global)
 {
-    m_manager.reset(m_connection.bind<zwlr_foreign_toplevel_manager_v1>(
-        global, zwlr_foreign_toplevel_manager_v1_interface, kHighestVersion));
+    m_manager = {m_connection.bind<zwlr_foreign_toplevel_manager_v1>(
+                     global, zwlr_foreign_toplevel_manager_v1_interface, kHighestVersion),
+                 zwlr_foreign_toplevel_manager_v1_destroy};
     if (m_manager)
         zwlr_foreign_toplevel_manager_v1_add_listener(m_manager.get(), &Listeners::kManager, this);
 }
@@ -174,7 +168,7 @@ void ToplevelWindows::stop()
     release();
 }
 
-/// Also for a manager that is gone at the other end, to which nothing may be sent any more.
+/// Also for a manager that has finished, to which nothing may be sent any more.
 void ToplevelWindows::release()
 {
     for (Handle* const handle : std::exchange(m_handles, {}))
@@ -185,6 +179,7 @@ void ToplevelWindows::release()
 
 void ToplevelWindows::loseManager()
 {
+    qCInfo(lcWayland) << "the list of windows has ended";
     const bool wasHere = m_manager != nullptr;
     release();
     if (wasHere)

@@ -5,7 +5,7 @@
 #include "platform/linux/desktop/front_window_source.h"
 #include "platform/linux/wayland/sway_ipc.h"
 #include "platform/linux/wayland/toplevel_list.h"
-#include "platform/linux/wayland/wayland_global.h"
+#include "platform/linux/wayland/wayland_connection.h"
 
 #include <QTimer>
 
@@ -19,8 +19,6 @@ struct zwlr_foreign_toplevel_handle_v1;
 struct zwlr_foreign_toplevel_manager_v1;
 
 namespace platform::wayland {
-
-class WaylandConnection;
 
 /// The window in front by the protocol wlr-foreign-toplevel-management, which sway and other
 /// compositors of wlroots have. It lists the windows of applications only; those of X programs
@@ -54,11 +52,6 @@ private:
 
     using Handle = zwlr_foreign_toplevel_handle_v1;
 
-    struct DestroyManager
-    {
-        void operator()(zwlr_foreign_toplevel_manager_v1* manager) const noexcept;
-    };
-
     void followGlobal();
     void bind(const WaylandGlobal& global);
     void stop();
@@ -76,7 +69,7 @@ private:
     std::chrono::milliseconds m_patience{};
     std::uint64_t m_activation = 0;        // of the window in front, when sway was asked last
     std::optional<WaylandGlobal> m_global; // what was bound last, also when it has finished since
-    std::unique_ptr<zwlr_foreign_toplevel_manager_v1, DestroyManager> m_manager;
+    WaylandOwned<zwlr_foreign_toplevel_manager_v1> m_manager{nullptr, nullptr};
     std::unordered_set<Handle*> m_handles;
     ToplevelList m_windows;
 };

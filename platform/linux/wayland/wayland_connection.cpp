@@ -3,18 +3,16 @@
 #include "platform/linux/wayland/wayland_connection.h"
 
 #include <QDeadlineTimer>
-#include <QTimer>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <ext-idle-notify-v1.h>
-#include <idle.h>
 #include <utility>
 #include <wayland-client.h>
-#include <wlr-foreign-toplevel-management-unstable-v1.h>
 
 namespace platform::wayland {
+
+// For developers; off by default.
+Q_LOGGING_CATEGORY(lcWayland, "velomira.wayland", QtCriticalMsg)
 
 namespace {
 
@@ -28,13 +26,8 @@ constexpr milliseconds kLongestPause(250);
 constexpr milliseconds kCalm(1000); // what comes after it begins a series
 constexpr int kPauseInSeries = 16;  // of its time up to now
 
-/// Many times what any compositor announces of the interfaces below.
-constexpr std::size_t kMostGlobals = 256;
-
-const std::array<const wl_interface*, 4> kUsed{&wl_seat_interface,
-                                               &zwlr_foreign_toplevel_manager_v1_interface,
-                                               &ext_idle_notifier_v1_interface,
-                                               &org_kde_kwin_idle_interface};
+/// Many times what any compositor announces.
+constexpr std::size_t kMostGlobals = 1024;
 
 } // namespace
 
@@ -59,11 +52,6 @@ struct WaylandConnection::Listeners
                                                     .global_remove = globalRemove};
 };
 
-void WaylandConnection::DestroyRegistry::operator()(wl_registry* registry) const noexcept
-{
-    wl_registry_destroy(registry);
-}
-
 Result<std::unique_ptr<WaylandConnection>>
 WaylandConnection::open(const QString& display, std::chrono::milliseconds patience)
 {
@@ -76,6 +64,8 @@ WaylandConnection::open(const QString& display, std::chrono::milliseconds patien
     if (const auto answered = made->m_display->roundTrip(deadline); !answered)
         return answered.error();
     made->m_globalsChanged = false;
+    qCInfo(lcWayland) << "connected to" << made->name() << "with" << made->m_globals.size()
+                      << "facilities";
     return made;
 }
 
@@ -89,13 +79,16 @@ Outcome WaylandConnection::check(const QString& display, std::chrono::millisecon
 }
 
 WaylandConnection::WaylandConnection(std::unique_ptr<WaylandDisplay> display)
-    : m_display(std::move(display))
-    , m_registry(wl_display_get_registry(m_display->get()))
+    : DisplayConnection(display->descriptor(),
+                        QStringLiteral("the Wayland display ") + display->name())
+    , m_display(std::move(display))
+    , m_registry(wl_display_get_registry(m_display->get()), wl_registry_destroy)
     , m_readable(m_display->descriptor(), QSocketNotifier::Read)
     , m_writable(m_display->descriptor(), QSocketNotifier::Write)
 {
     m_writable.setEnabled(false);
     wl_registry_add_listener(m_registry.get(), &Listeners::kRegistry, this);
+    connect(this, &WaylandConnection::lost, this, &WaylandConnection::stopReading);
     connect(&m_readable, &QSocketNotifier::activated, this, &WaylandConnection::readSocket);
     connect(&m_writable, &QSocketNotifier::activated, this, &WaylandConnection::flush);
     m_pause.setSingleShot(true);
@@ -108,7 +101,7 @@ WaylandConnection::~WaylandConnection() = default;
 std::optional<WaylandGlobal> WaylandConnection::global(const wl_interface& interface) const
 {
     const auto found = std::ranges::find(m_globals, interface.name, &Announced::interface);
-    return m_lost || found == m_globals.end() ? std::nullopt : std::optional(found->global);
+    return isLost() || found == m_globals.end() ? std::nullopt : std::optional(found->global);
 }
 
 void* WaylandConnection::bindGlobal(const WaylandGlobal& global,
@@ -121,11 +114,8 @@ void* WaylandConnection::bindGlobal(const WaylandGlobal& global,
 
 void WaylandConnection::announce(const char* interface, const WaylandGlobal& global)
 {
-    const bool isUsed = std::ranges::any_of(kUsed, [interface](const wl_interface* used) {
-        return std::string_view(interface) == used->name;
-    });
     // A version of 0 does not exist.
-    if (!isUsed || global.version == 0 || m_globals.size() >= kMostGlobals)
+    if (global.version == 0 || m_globals.size() >= kMostGlobals)
         return;
     m_globals.push_back({.interface = interface, .global = global});
     m_globalsChanged = true;
@@ -142,7 +132,7 @@ void WaylandConnection::withdraw(std::uint32_t name)
 
 void WaylandConnection::readSocket()
 {
-    if (m_lost)
+    if (isLost())
         return;
     const int bytes = m_display->unread();
     if (!m_display->read()) {
@@ -158,13 +148,13 @@ void WaylandConnection::readSocket()
 
 void WaylandConnection::catchUp()
 {
-    if (!m_lost && m_display->unread() > 0)
+    if (!isLost() && m_display->unread() > 0)
         readSocket();
 }
 
 void WaylandConnection::endPause()
 {
-    m_readable.setEnabled(!m_lost);
+    m_readable.setEnabled(!isLost());
     catchUp();
 }
 
@@ -185,7 +175,7 @@ void WaylandConnection::pauseAfter(int bytes)
 
 void WaylandConnection::flush()
 {
-    if (m_lost)
+    if (isLost())
         return;
     const WaylandDisplay::Sent sent = m_display->flush();
     m_writable.setEnabled(sent == WaylandDisplay::Sent::Partly);
@@ -193,19 +183,13 @@ void WaylandConnection::flush()
         noteLoss();
 }
 
-void WaylandConnection::noteLoss()
+/// A closed socket stays readable for ever: watching it on would keep the main loop busy.
+void WaylandConnection::stopReading()
 {
-    m_lost = true;
-    // A closed socket stays readable for ever: watching it on would keep the main loop busy.
     m_readable.setEnabled(false);
     m_writable.setEnabled(false);
     m_pause.stop();
-    QTimer::singleShot(0, this, &WaylandConnection::reportLoss);
-}
-
-void WaylandConnection::reportLoss()
-{
-    Q_EMIT lost(QStringLiteral("the connection to the Wayland display %1 was closed").arg(name()));
+    Q_EMIT globalsChanged();
 }
 
 } // namespace platform::wayland

@@ -2,16 +2,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/desktop/display_connection.h"
 #include "platform/linux/wayland/wayland_display.h"
-#include "platform/linux/wayland/wayland_global.h"
 #include "platform/result.h"
 
 #include <QElapsedTimer>
-#include <QObject>
+#include <QLoggingCategory>
 #include <QSocketNotifier>
 #include <QString>
 #include <QTimer>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,13 +23,24 @@ struct wl_registry;
 
 namespace platform::wayland {
 
-/// A connection to a Wayland compositor of our own, independent of the toolkit's, so that it works
-/// without a window and its loss does not end the process.
+/// "velomira.wayland". No titles, no names of applications.
+Q_DECLARE_LOGGING_CATEGORY(lcWayland)
+
+/// A facility as a compositor announces it. One that vanishes and returns has another name.
+struct WaylandGlobal
+{
+    std::uint32_t name = 0;
+    std::uint32_t version = 0;
+
+    bool operator==(const WaylandGlobal&) const = default;
+};
+
+/// A connection to a Wayland compositor.
 /// What the compositor sends after a calm is read at once; of what goes on coming a heap is read
 /// every quarter of a second, sooner where it grows so fast that it might not fit into the socket:
 /// a compositor hangs up on whom it cannot tell.
 /// Main thread, with an event loop.
-class WaylandConnection final : public QObject
+class WaylandConnection final : public desktop::DisplayConnection
 {
     Q_OBJECT
 
@@ -56,10 +68,10 @@ public:
     [[nodiscard]] const QString& name() const { return m_display->name(); }
 
     /// False from the moment that the compositor is known to be gone, for good.
-    [[nodiscard]] bool isAlive() const { return !m_lost; }
+    [[nodiscard]] bool isAlive() const { return !isLost(); }
 
     /// What is announced under the name of `interface`, the oldest of several; none while nothing
-    /// is, and after a loss. Of the interfaces that the sources here use.
+    /// is, and after a loss. Every interface is known here: none has to be registered.
     [[nodiscard]] std::optional<WaylandGlobal> global(const wl_interface& interface) const;
 
     /// An object for `global`, of its version but at most `highest`, as the type that `interface`
@@ -78,15 +90,11 @@ public:
     void catchUp();
 
 Q_SIGNALS:
-    /// Something has come or gone that global() tells of.
+    /// Something has come or gone that global() tells of; with a loss everything.
     void globalsChanged();
 
     /// The listeners have been handed what had come.
     void caughtUp();
-
-    /// The compositor has gone; `reason` is one phrase for a person. Once, from the main loop and
-    /// never from inside a call. Everything made on this connection is dead from then on.
-    void lost(const QString& reason);
 
 private:
     struct Listeners;
@@ -95,11 +103,6 @@ private:
     {
         std::string interface;
         WaylandGlobal global;
-    };
-
-    struct DestroyRegistry
-    {
-        void operator()(wl_registry* registry) const noexcept;
     };
 
     explicit WaylandConnection(std::unique_ptr<WaylandDisplay> display);
@@ -111,17 +114,15 @@ private:
     void readSocket();
     void endPause();
     void pauseAfter(int bytes);
-    void noteLoss();
-    void reportLoss();
+    void stopReading();
 
     std::unique_ptr<WaylandDisplay> m_display;
-    std::unique_ptr<wl_registry, DestroyRegistry> m_registry;
+    WaylandOwned<wl_registry> m_registry;
     std::vector<Announced> m_globals;
     bool m_globalsChanged = false;
-    bool m_lost = false;
     QSocketNotifier m_readable; // off while m_pause runs
     QSocketNotifier m_writable;
-    QTimer m_pause;
+    QTimer m_pause; // the throttle: nothing is read while it runs, but for catchUp()
     QElapsedTimer m_lastRead;
     QElapsedTimer m_series;
 };

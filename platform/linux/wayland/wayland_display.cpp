@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/wayland/wayland_display.h"
 
+#include "platform/linux/desktop/display_connection.h"
 #include "platform/linux/posix/file_descriptor.h"
 
 #include <QByteArray>
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -54,11 +54,6 @@ bool connectSocket(int socket, const sockaddr_un& address, const QDeadlineTimer&
 
 } // namespace
 
-void WaylandDisplay::Disconnect::operator()(wl_display* display) const noexcept
-{
-    wl_display_disconnect(display);
-}
-
 Result<std::unique_ptr<WaylandDisplay>> WaylandDisplay::connectTo(const QString& display,
                                                                   const QDeadlineTimer& deadline)
 {
@@ -87,7 +82,7 @@ Result<std::unique_ptr<WaylandDisplay>> WaylandDisplay::connectTo(const QString&
 }
 
 WaylandDisplay::WaylandDisplay(wl_display* display, QString name)
-    : m_display(display)
+    : m_display(display, wl_display_disconnect)
     , m_name(std::move(name))
 {
 }
@@ -142,7 +137,7 @@ Outcome WaylandDisplay::roundTrip(const QDeadlineTimer& deadline) const
     bool isSilent = false;
     while (!done && !hasGone && !isSilent) {
         hasGone = flush() == Sent::Lost;
-        isSilent = deadline.hasExpired() || !waitForData(deadline);
+        isSilent = deadline.hasExpired() || !desktop::waitForData(descriptor(), deadline);
         hasGone |= !isSilent && !read();
     }
     wl_callback_destroy(callback);
@@ -150,17 +145,6 @@ Outcome WaylandDisplay::roundTrip(const QDeadlineTimer& deadline) const
         return success();
     return cannotConnect(
         m_name, hasGone ? QStringLiteral("it has gone") : QStringLiteral("it does not answer"));
-}
-
-/// Waits until the compositor has sent something or gone; false when it does neither.
-bool WaylandDisplay::waitForData(const QDeadlineTimer& deadline) const
-{
-    pollfd poll{.fd = descriptor(), .events = POLLIN, .revents = 0};
-    int ready = 0;
-    do {
-        ready = ::poll(&poll, 1, static_cast<int>(deadline.remainingTime()));
-    } while (ready < 0 && errno == EINTR);
-    return ready > 0;
 }
 
 } // namespace platform::wayland

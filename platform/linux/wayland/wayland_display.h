@@ -14,6 +14,9 @@ struct wl_display;
 
 namespace platform::wayland {
 
+/// An object of Wayland's, with what ends it.
+template <typename Object> using WaylandOwned = std::unique_ptr<Object, void (*)(Object*)>;
+
 /// The socket to a compositor and the objects on it, without an event loop.
 /// One thread at a time.
 class WaylandDisplay final
@@ -59,16 +62,9 @@ public:
     [[nodiscard]] Outcome roundTrip(const QDeadlineTimer& deadline) const;
 
 private:
-    struct Disconnect
-    {
-        void operator()(wl_display* display) const noexcept;
-    };
-
     WaylandDisplay(wl_display* display, QString name);
 
-    [[nodiscard]] bool waitForData(const QDeadlineTimer& deadline) const;
-
-    std::unique_ptr<wl_display, Disconnect> m_display;
+    WaylandOwned<wl_display> m_display;
     QString m_name;
 };
 

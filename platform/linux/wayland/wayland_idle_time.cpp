@@ -2,12 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/wayland/wayland_idle_time.h"
 
-#include "platform/linux/wayland/wayland_connection.h"
-
 #include <algorithm>
 #include <chrono>
 #include <ext-idle-notify-v1.h>
 #include <idle.h>
+#include <limits>
 #include <wayland-client.h>
 
 namespace platform::wayland {
@@ -21,36 +20,7 @@ constexpr std::uint32_t kHighestKdeIdle = 1;
 constexpr std::uint32_t kHighestSeat = WL_SEAT_RELEASE_SINCE_VERSION;
 constexpr auto kNoticeMs = static_cast<std::uint32_t>(IdleSpan::kNotice.count());
 
-} // namespace
-
-struct WaylandIdleTime::Listeners
-{
-    static IdleSpan& span(void* self) { return static_cast<WaylandIdleTime*>(self)->m_span; }
-
-    static void resume(void* self)
-    {
-        span(self).resumed();
-        Q_EMIT static_cast<WaylandIdleTime*>(self)->resumed();
-    }
-
-    static constexpr ext_idle_notification_v1_listener kNotification{
-        .idled = [](void* self,
-                    ext_idle_notification_v1* /*notification*/) { span(self).idled(Clock::now()); },
-        .resumed =
-            [](void* self, ext_idle_notification_v1* /*notification*/) {
-                resume(self);
-            }};
-
-    static constexpr org_kde_kwin_idle_timeout_listener kTimeout{
-        .idle = [](void* self,
-                   org_kde_kwin_idle_timeout* /*timeout*/) { span(self).idled(Clock::now()); },
-        .resumed =
-            [](void* self, org_kde_kwin_idle_timeout* /*timeout*/) {
-                resume(self);
-            }};
-};
-
-void WaylandIdleTime::Release::operator()(wl_seat* seat) const noexcept
+void releaseSeat(wl_seat* seat)
 {
     if (wl_seat_get_version(seat) >= WL_SEAT_RELEASE_SINCE_VERSION)
         wl_seat_release(seat);
@@ -58,21 +28,74 @@ void WaylandIdleTime::Release::operator()(wl_seat* seat) const noexcept
         wl_seat_destroy(seat);
 }
 
-void WaylandIdleTime::Release::operator()(ext_idle_notification_v1* notification) const noexcept
+} // namespace
+
+void IdleSpan::start(TimePoint now)
 {
-    ext_idle_notification_v1_destroy(notification);
+    m_state = State::Asked;
+    m_since = now;
 }
 
-void WaylandIdleTime::Release::operator()(org_kde_kwin_idle_timeout* timeout) const noexcept
+void IdleSpan::idled(TimePoint now)
 {
-    org_kde_kwin_idle_timeout_release(timeout);
+    // Told twice, the first time counts.
+    if (m_state == State::Untold || m_state == State::Idle)
+        return;
+    m_state = State::Idle;
+    m_since = now - kNotice;
 }
+
+void IdleSpan::resumed()
+{
+    if (m_state != State::Untold)
+        m_state = State::Active;
+}
+
+void IdleSpan::forget()
+{
+    m_state = State::Untold;
+}
+
+double IdleSpan::secondsAt(TimePoint now) const
+{
+    constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
+    switch (m_state) {
+    case State::Untold:
+        break;
+    // Without input the peer would have told by then.
+    case State::Asked:
+        return now - m_since < kNotice ? kUnknown : 0;
+    case State::Active:
+        return 0;
+    case State::Idle:
+        return std::max(0.0, std::chrono::duration<double>(now - m_since).count());
+    }
+    return kUnknown;
+}
+
+/// Both protocols tell the same.
+struct WaylandIdleTime::Listeners
+{
+    template <typename Proxy> static void idled(void* self, Proxy* /*proxy*/)
+    {
+        static_cast<WaylandIdleTime*>(self)->m_span.idled(Clock::now());
+    }
+
+    template <typename Proxy> static void resumed(void* self, Proxy* /*proxy*/)
+    {
+        static_cast<WaylandIdleTime*>(self)->m_span.resumed();
+        Q_EMIT static_cast<WaylandIdleTime*>(self)->resumed();
+    }
+
+    static constexpr ext_idle_notification_v1_listener kNotification{.idled = idled,
+                                                                     .resumed = resumed};
+    static constexpr org_kde_kwin_idle_timeout_listener kTimeout{.idle = idled, .resumed = resumed};
+};
 
 WaylandIdleTime::WaylandIdleTime(WaylandConnection& connection)
     : m_connection(connection)
 {
     connect(&connection, &WaylandConnection::globalsChanged, this, &WaylandIdleTime::followGlobals);
-    connect(&connection, &WaylandConnection::lost, this, &WaylandIdleTime::noteLoss);
     followGlobals();
 }
 
@@ -129,13 +152,16 @@ void WaylandIdleTime::followGlobals()
     if (choice)
         ask(*choice);
     m_connection.flush();
+    qCInfo(lcWayland) << "idle time:"
+                      << (choice ? name() : QStringLiteral("no protocol or no seat"));
     if (hasComeOrGone)
         Q_EMIT presenceChanged();
 }
 
 void WaylandIdleTime::ask(const Choice& choice)
 {
-    m_seat.reset(m_connection.bind<wl_seat>(choice.seat, wl_seat_interface, kHighestSeat));
+    m_seat = {m_connection.bind<wl_seat>(choice.seat, wl_seat_interface, kHighestSeat),
+              releaseSeat};
     if (choice.protocol == Protocol::ExtIdleNotify)
         askExtIdleNotify(choice.notifier);
     else
@@ -150,10 +176,9 @@ void WaylandIdleTime::askExtIdleNotify(const WaylandGlobal& global)
         global, ext_idle_notifier_v1_interface, kHighestExtIdleNotify);
     const bool canTellInput = ext_idle_notifier_v1_get_version(notifier) >=
                               EXT_IDLE_NOTIFIER_V1_GET_INPUT_IDLE_NOTIFICATION_SINCE_VERSION;
-    m_notification.reset(
-        canTellInput
-            ? ext_idle_notifier_v1_get_input_idle_notification(notifier, kNoticeMs, m_seat.get())
-            : ext_idle_notifier_v1_get_idle_notification(notifier, kNoticeMs, m_seat.get()));
+    const auto get = canTellInput ? ext_idle_notifier_v1_get_input_idle_notification
+                                  : ext_idle_notifier_v1_get_idle_notification;
+    m_notification = {get(notifier, kNoticeMs, m_seat.get()), ext_idle_notification_v1_destroy};
     ext_idle_notification_v1_add_listener(m_notification.get(), &Listeners::kNotification, this);
     ext_idle_notifier_v1_destroy(notifier);
 }
@@ -162,7 +187,8 @@ void WaylandIdleTime::askKdeIdle(const WaylandGlobal& global)
 {
     auto* const notifier =
         m_connection.bind<org_kde_kwin_idle>(global, org_kde_kwin_idle_interface, kHighestKdeIdle);
-    m_timeout.reset(org_kde_kwin_idle_get_idle_timeout(notifier, m_seat.get(), kNoticeMs));
+    m_timeout = {org_kde_kwin_idle_get_idle_timeout(notifier, m_seat.get(), kNoticeMs),
+                 org_kde_kwin_idle_timeout_release};
     org_kde_kwin_idle_timeout_add_listener(m_timeout.get(), &Listeners::kTimeout, this);
     org_kde_kwin_idle_destroy(notifier);
 }
@@ -173,15 +199,6 @@ void WaylandIdleTime::release()
     m_timeout.reset();
     m_seat.reset();
     m_span.forget();
-}
-
-void WaylandIdleTime::noteLoss()
-{
-    const bool wasHere = m_choice.has_value();
-    release();
-    m_choice.reset();
-    if (wasHere)
-        Q_EMIT presenceChanged();
 }
 
 } // namespace platform::wayland

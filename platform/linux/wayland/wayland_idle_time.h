@@ -3,11 +3,10 @@
 #pragma once
 
 #include "platform/linux/desktop/idle_source.h"
-#include "platform/linux/wayland/idle_span.h"
-#include "platform/linux/wayland/wayland_global.h"
+#include "platform/linux/wayland/wayland_connection.h"
 
+#include <chrono>
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 struct ext_idle_notification_v1;
@@ -16,7 +15,42 @@ struct wl_seat;
 
 namespace platform::wayland {
 
-class WaylandConnection;
+/// How long the user has been idle, by a peer that tells only when input has been missing for
+/// kNotice and when it comes back.
+///
+/// The clock is the one that compositors count by, CLOCK_MONOTONIC: it stands still while the
+/// machine sleeps. With one that goes on, the time asleep would count as idle from the moment of
+/// waking until the first event, though nobody could have used the machine, and a notice that the
+/// compositor owes would come a second later all the same.
+/// One thread at a time.
+class IdleSpan final
+{
+public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    /// What the peer is to be asked for.
+    static constexpr std::chrono::milliseconds kNotice{1000};
+
+    /// The peer has been asked; it counts from now on.
+    void start(TimePoint now);
+    /// Input has been missing for kNotice.
+    void idled(TimePoint now);
+    /// There is input again.
+    void resumed();
+    /// Nobody tells any more.
+    void forget();
+
+    /// Seconds since the last input, at least 0: exact to how fast notices come while the user is
+    /// idle; 0 for anything below kNotice, which cannot be known. Not-a-number before the peer has
+    /// told or has had the time to, and while nobody tells.
+    [[nodiscard]] double secondsAt(TimePoint now) const;
+
+private:
+    enum class State : std::uint8_t { Untold, Asked, Active, Idle };
+
+    State m_state = State::Untold;
+    TimePoint m_since; // of the question, or of the last input when idle
+};
 
 /// Idle time by the protocol ext-idle-notify or, where that is missing, by KDE's older one, for the
 /// compositor's first seat.
@@ -62,26 +96,18 @@ private:
         bool operator==(const Choice&) const = default;
     };
 
-    struct Release
-    {
-        void operator()(wl_seat* seat) const noexcept;
-        void operator()(ext_idle_notification_v1* notification) const noexcept;
-        void operator()(org_kde_kwin_idle_timeout* timeout) const noexcept;
-    };
-
     [[nodiscard]] std::optional<Choice> choose() const;
     void followGlobals();
     void ask(const Choice& choice);
     void askExtIdleNotify(const WaylandGlobal& global);
     void askKdeIdle(const WaylandGlobal& global);
     void release();
-    void noteLoss();
 
     WaylandConnection& m_connection;
     std::optional<Choice> m_choice;
-    std::unique_ptr<wl_seat, Release> m_seat;
-    std::unique_ptr<ext_idle_notification_v1, Release> m_notification;
-    std::unique_ptr<org_kde_kwin_idle_timeout, Release> m_timeout;
+    WaylandOwned<wl_seat> m_seat{nullptr, nullptr};
+    WaylandOwned<ext_idle_notification_v1> m_notification{nullptr, nullptr};
+    WaylandOwned<org_kde_kwin_idle_timeout> m_timeout{nullptr, nullptr};
     IdleSpan m_span;
 };
 

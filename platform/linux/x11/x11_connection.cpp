@@ -3,19 +3,18 @@
 #include "platform/linux/x11/x11_connection.h"
 
 #include <QByteArray>
-#include <QSocketNotifier>
-#include <QTimer>
+#include <QDeadlineTimer>
 
-#include <cerrno>
 #include <chrono>
-#include <poll.h>
-#include <sys/epoll.h>
 #include <thread>
 #include <utility>
 #include <xcb/screensaver.h>
 #include <xcb/xcbext.h>
 
 namespace platform::x11 {
+
+// For developers; off by default.
+Q_LOGGING_CATEGORY(lcX11, "velomira.x11", QtCriticalMsg)
 
 namespace {
 /// As long as a tick: a server that takes longer hangs, and with it what the user sees.
@@ -24,16 +23,6 @@ constexpr std::chrono::seconds kPatience(1);
 /// The server writes each reply of a batch by itself. Where it shares a processor with us, waiting
 /// for data would wake us for every single one: a dozen times a tick instead of once.
 constexpr std::chrono::microseconds kTimeToAnswer(100);
-
-/// A descriptor that is readable once the other side of `socket` has been closed, and not when data
-/// arrives.
-posix::FileDescriptor hangUpOf(int socket)
-{
-    posix::FileDescriptor hangUp(::epoll_create1(EPOLL_CLOEXEC));
-    epoll_event event{.events = EPOLLRDHUP, .data = {}};
-    ::epoll_ctl(hangUp.get(), EPOLL_CTL_ADD, socket, &event);
-    return hangUp;
-}
 
 xcb_window_t rootOfScreen(xcb_connection_t* connection, int screen)
 {
@@ -89,12 +78,11 @@ Outcome X11Connection::check(const QString& display)
     return xcb_connection_has_error(connection.get()) == 0 ? success() : noServer(name);
 }
 
-X11Connection::X11Connection(Handle connection, int screen, QString name)
-    : m_connection(std::move(connection))
-    , m_name(std::move(name))
+X11Connection::X11Connection(Handle connection, int screen, const QString& name)
+    : DisplayConnection(xcb_get_file_descriptor(connection.get()),
+                        QStringLiteral("the X server ") + name)
+    , m_connection(std::move(connection))
     , m_root(rootOfScreen(m_connection.get(), screen))
-    , m_hangUp(hangUpOf(xcb_get_file_descriptor(m_connection.get())))
-    , m_notifier(m_hangUp.get(), QSocketNotifier::Read)
 {
     xcb_prefetch_extension_data(get(), &xcb_screensaver_id);
     xcb_prefetch_extension_data(get(), &xcb_sync_id);
@@ -102,10 +90,11 @@ X11Connection::X11Connection(Handle connection, int screen, QString name)
     const auto* extension = xcb_get_extension_data(get(), &xcb_screensaver_id);
     m_hasScreenSaver = extension != nullptr && extension->present != 0;
     m_counters = X11Counters::find(get());
-
-    connect(&m_notifier, &QSocketNotifier::activated, this, &X11Connection::noteLoss);
     if (xcb_connection_has_error(get()) != 0)
         noteLoss();
+    qCInfo(lcX11) << "connected to" << name << "with MIT-SCREEN-SAVER:" << m_hasScreenSaver
+                  << "with IDLETIME:" << (m_counters.idleTime != XCB_NONE)
+                  << "with SERVERTIME:" << (m_counters.serverTime != XCB_NONE);
 }
 
 X11Connection::~X11Connection() = default;
@@ -122,9 +111,10 @@ void* X11Connection::waitForReply(unsigned sequence)
         std::this_thread::sleep_for(kTimeToAnswer);
         const QDeadlineTimer deadline(kPatience);
         while (xcb_poll_for_reply(get(), sequence, &reply, &error) == 0) {
-            if (!waitForData(deadline)) {
+            if (!desktop::waitForData(xcb_get_file_descriptor(get()), deadline)) {
                 xcb_discard_reply(get(), sequence);
                 m_silent = true;
+                qCWarning(lcX11) << "the server does not answer";
                 return nullptr;
             }
         }
@@ -135,48 +125,22 @@ void* X11Connection::waitForReply(unsigned sequence)
     return reply;
 }
 
-/// Waits until the server has sent something; false when it does not before `deadline`.
-bool X11Connection::waitForData(const QDeadlineTimer& deadline) const
-{
-    pollfd poll{.fd = xcb_get_file_descriptor(get()), .events = POLLIN, .revents = 0};
-    int ready = 0;
-    do {
-        ready = ::poll(&poll, 1, static_cast<int>(deadline.remainingTime()));
-    } while (ready < 0 && errno == EINTR);
-    return ready > 0;
-}
-
 void X11Connection::discard(unsigned sequence) const
 {
-    if (!m_lost)
+    if (!isLost())
         xcb_discard_reply(get(), sequence);
 }
 
 X11Reply<xcb_generic_event_t> X11Connection::nextEvent()
 {
-    if (m_lost)
+    if (isLost())
         return nullptr;
     if (m_silent) // the reply that was given up, at the least
-        m_silent = !waitForData(QDeadlineTimer(0));
+        m_silent = !desktop::waitForData(xcb_get_file_descriptor(get()), QDeadlineTimer(0));
     X11Reply<xcb_generic_event_t> event(xcb_poll_for_event(get()));
     if (!event && xcb_connection_has_error(get()) != 0)
         noteLoss();
     return event;
-}
-
-void X11Connection::noteLoss()
-{
-    if (m_lost)
-        return;
-    m_lost = true;
-    // A closed socket stays readable for ever: watching it on would keep the main loop busy.
-    m_notifier.setEnabled(false);
-    QTimer::singleShot(0, this, &X11Connection::reportLoss);
-}
-
-void X11Connection::reportLoss()
-{
-    Q_EMIT lost(QStringLiteral("the connection to the X server %1 was closed").arg(m_name));
 }
 
 } // namespace platform::x11

@@ -2,15 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/posix/file_descriptor.h"
-#include "platform/linux/x11/x11_atoms.h"
-#include "platform/linux/x11/x11_counters.h"
+#include "platform/linux/desktop/display_connection.h"
+#include "platform/linux/x11/x11_numbers.h"
 #include "platform/linux/x11/x11_reply.h"
 #include "platform/result.h"
 
-#include <QDeadlineTimer>
-#include <QObject>
-#include <QSocketNotifier>
+#include <QLoggingCategory>
 #include <QString>
 
 #include <cstdint>
@@ -19,11 +16,13 @@
 
 namespace platform::x11 {
 
-/// A connection to an X server of our own, independent of the toolkit's, so that it works without
-/// a window and its loss does not end the process. What the server sends is read when somebody asks
-/// for it and wakes nobody; only its end does.
+/// "velomira.x11". No titles, no names of applications.
+Q_DECLARE_LOGGING_CATEGORY(lcX11)
+
+/// A connection to an X server. What the server sends is read when somebody asks for it and wakes
+/// nobody; only its end does.
 /// Main thread, with an event loop.
-class X11Connection final : public QObject
+class X11Connection final : public desktop::DisplayConnection
 {
     Q_OBJECT
 public:
@@ -40,7 +39,7 @@ public:
 
     /// False from the moment that the server is known to be gone, for good, and while it has left a
     /// question unanswered for a second, until nextEvent() finds that it has sent something again.
-    [[nodiscard]] bool isAlive() const { return !m_lost && !m_silent; }
+    [[nodiscard]] bool isAlive() const { return !isLost() && !m_silent; }
 
     /// For sending requests. Replies are to be taken through reply(), or dropped by discard().
     [[nodiscard]] xcb_connection_t* get() const { return m_connection.get(); }
@@ -74,11 +73,6 @@ public:
     /// How often reply() had to wait for the server since the start.
     [[nodiscard]] std::uint64_t blockingWaits() const { return m_blockingWaits; }
 
-Q_SIGNALS:
-    /// The server has gone; `reason` is one phrase for a person. Once, from the main loop and
-    /// never from inside a query. All queries answer nothing from then on.
-    void lost(const QString& reason);
-
 private:
     struct Disconnect
     {
@@ -87,24 +81,51 @@ private:
 
     using Handle = std::unique_ptr<xcb_connection_t, Disconnect>;
 
-    X11Connection(Handle connection, int screen, QString name);
+    X11Connection(Handle connection, int screen, const QString& name);
 
     void* waitForReply(unsigned sequence);
-    [[nodiscard]] bool waitForData(const QDeadlineTimer& deadline) const;
-    void noteLoss();
-    void reportLoss();
 
     Handle m_connection;
-    QString m_name;
     xcb_window_t m_root;
     X11Atoms m_atoms;
     X11Counters m_counters;
     bool m_hasScreenSaver = false;
-    bool m_lost = false;
     bool m_silent = false;
     std::uint64_t m_blockingWaits = 0;
-    posix::FileDescriptor m_hangUp; // readable when the server has closed the connection
-    QSocketNotifier m_notifier;
+};
+
+/// A request that was sent and whose reply nobody has taken yet. Dropping it drops the reply.
+/// Not longer than its connection. Main thread.
+template <typename Reply> class X11Pending final
+{
+public:
+    X11Pending() = default;
+
+    X11Pending(X11Connection& connection, unsigned sequence)
+        : m_request(&connection, Discard{sequence})
+    {
+    }
+
+    /// The reply; null for an X error, a lost connection or a second call. May block, see
+    /// X11Connection::reply().
+    [[nodiscard]] X11Reply<Reply> take()
+    {
+        X11Connection* const connection = m_request.release();
+        return connection != nullptr
+                   ? connection->template reply<Reply>(m_request.get_deleter().sequence)
+                   : nullptr;
+    }
+
+private:
+    struct Discard
+    {
+        unsigned sequence = 0;
+
+        void operator()(const X11Connection* connection) const { connection->discard(sequence); }
+    };
+
+    /// Owned is the reply to come, not the connection.
+    std::unique_ptr<X11Connection, Discard> m_request;
 };
 
 } // namespace platform::x11

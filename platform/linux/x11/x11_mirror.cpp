@@ -109,21 +109,15 @@ double X11Mirror::idleSeconds()
     return m_idle + std::chrono::duration<double>(Clock::now() - m_idleAskedAt).count();
 }
 
-const FocusedWindow* X11Mirror::focusedWindow()
+void X11Mirror::update()
 {
     if (Clock::now() - std::exchange(m_servesWindow, {}) >= kSameTick)
         refresh();
-    m_servesTitle = Clock::now();
-    if (!m_connection.isAlive() || !m_hasManager || !m_focused)
-        return nullptr;
-    return &*m_focused;
 }
 
-std::optional<QString> X11Mirror::titleOf(xcb_window_t window)
+std::optional<desktop::FrontWindow> X11Mirror::frontWindow() const
 {
-    if (Clock::now() - std::exchange(m_servesTitle, {}) >= kSameTick)
-        refresh();
-    return m_focused && m_focused->window == window ? m_focused->title : std::nullopt;
+    return m_connection.isAlive() && m_hasManager ? m_focused : std::nullopt;
 }
 
 void X11Mirror::refresh()
@@ -164,6 +158,7 @@ void X11Mirror::takeEvents()
             return;
         note(*event);
         if (count == kFlood && m_isListening) {
+            qCInfo(lcX11) << "too many events: asking instead for a while";
             stopListening(); // it costs less to ask for a while
             m_looksUntilAll = kLooksPerAll;
         }
@@ -403,7 +398,7 @@ std::optional<QString> X11Mirror::readTitle(TitleRequest request) const
     return textOf(X11Property::of(wmName.get()), atoms);
 }
 
-std::optional<FocusedWindow> X11Mirror::read(WindowRequest request) const
+std::optional<desktop::FrontWindow> X11Mirror::read(WindowRequest request) const
 {
     const auto attributes = request.attributes.take();
     if (!attributes || attributes->override_redirect != 0)
@@ -422,9 +417,10 @@ std::optional<FocusedWindow> X11Mirror::read(WindowRequest request) const
     const auto windowClass = request.windowClass.take();
     const auto pid = request.pid.take();
     const auto machine = request.clientMachine.take();
-    FocusedWindow focused{
+    desktop::FrontWindow focused{
         .window = m_active,
         .identifiers = windowClassNames(X11Property::of(windowClass.get()), atoms),
+        .name = std::nullopt,
         .processIdentifier =
             processOf(X11Property::of(pid.get()), textOf(X11Property::of(machine.get()), atoms)),
         .title = std::nullopt};

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/x11/x11_pending.h"
+#include "platform/linux/desktop/front_window.h"
+#include "platform/linux/x11/x11_connection.h"
 
 #include <QString>
-#include <QStringList>
 #include <QTimer>
 
 #include <array>
@@ -17,28 +17,12 @@
 
 namespace platform::x11 {
 
-/// What the focused window says about itself.
-struct FocusedWindow
-{
-    xcb_window_t window = XCB_WINDOW_NONE;
-    /// What may lead to its application, the most telling first, without empty ones:
-    /// _GTK_APPLICATION_ID, then class and instance of WM_CLASS.
-    QStringList identifiers;
-    /// Its process on this machine, 0 when it does not say or runs elsewhere.
-    std::int32_t processIdentifier = 0;
-    /// _NET_WM_NAME when it is there, even if empty, else WM_NAME; what exceeds 16 KiB is cut off.
-    /// None when it has neither.
-    std::optional<QString> title;
-};
-
-/// What the X server holds of the focused window (EWMH) and of the user's last input. The server
-/// tells of changes, which is read when somebody asks; only what has changed is asked for again,
-/// and all of it once in 60 times.
-/// A question about the next tick comes first: within a tenth of a second it also serves one about
-/// the focused window, and that one about its title. One round trip answers everything that has
-/// changed, a second one is needed where another window has the focus. Nothing has changed: no
-/// request is sent.
-/// Main thread, with an event loop.
+/// A cache of what the X server holds of the focused window (EWMH) and of the user's last input.
+/// The server tells of changes, which is read when somebody asks; only what has changed is asked
+/// for again, and all of it once in 60 times. The idle time is the first question of a tick: within
+/// a tenth of a second its answer also serves the one for the window in front. One round trip
+/// answers everything that has changed, a second one is needed where another window has the focus.
+/// Nothing has changed: no request is sent. Main thread, with an event loop.
 class X11Mirror final
 {
 public:
@@ -50,14 +34,17 @@ public:
     /// the server does not answer.
     [[nodiscard]] double idleSeconds();
 
-    /// The window that has the focus now, valid until the next question. None when the window
-    /// manager says so or does not run, the window has gone or was withdrawn, or it is the desktop
-    /// or one that the window manager does not manage. A window manager that moves the focus may
-    /// say "none" on the way: that counts once it has said so for a tenth of a second.
-    [[nodiscard]] const FocusedWindow* focusedWindow();
+    /// Looks at the window in front anew, unless the idle time has just been asked for.
+    void update();
 
-    /// The title of `window`; none when it has none or is not focused any more.
-    [[nodiscard]] std::optional<QString> titleOf(xcb_window_t window);
+    /// The window that had the focus then. None when the window manager says so or does not run,
+    /// the window has gone or was withdrawn, or it is the desktop or one that the window manager
+    /// does not manage. A window manager that moves the focus may say "none" on the way: that
+    /// counts once it has said so for a tenth of a second.
+    /// Identifiers are _GTK_APPLICATION_ID, then class and instance of WM_CLASS; the process only
+    /// one of this machine. The title is _NET_WM_NAME when it is there, even if empty, else
+    /// WM_NAME; what exceeds 16 KiB is cut off.
+    [[nodiscard]] std::optional<desktop::FrontWindow> frontWindow() const;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -100,7 +87,7 @@ private:
     void stopListening();
     void select(xcb_window_t window, std::uint32_t events) const;
     [[nodiscard]] Property request(xcb_window_t window, xcb_atom_t property);
-    [[nodiscard]] std::optional<FocusedWindow> read(WindowRequest request) const;
+    [[nodiscard]] std::optional<desktop::FrontWindow> read(WindowRequest request) const;
     [[nodiscard]] std::optional<QString> readTitle(TitleRequest request) const;
 
     X11Connection& m_connection;
@@ -113,7 +100,7 @@ private:
     xcb_window_t m_check = XCB_WINDOW_NONE;
     bool m_hasManager = false;
     xcb_window_t m_active = XCB_WINDOW_NONE;
-    std::optional<FocusedWindow> m_focused; // the active window, if it counts
+    std::optional<desktop::FrontWindow> m_focused; // the active window, if it counts
     /// The server's time of the first change of the active window since one was read.
     std::optional<xcb_timestamp_t> m_leftAt;
     /// Since when there is none after m_active.
@@ -122,9 +109,7 @@ private:
     double m_idle = 0; // as of m_idleAskedAt
     Clock::time_point m_idleAskedAt;
 
-    /// Questions that serve the next one, too.
-    Clock::time_point m_servesWindow;
-    Clock::time_point m_servesTitle;
+    Clock::time_point m_servesWindow; // when a question was answered that serves update(), too
 };
 
 } // namespace platform::x11

@@ -5,6 +5,7 @@
 #include "platform/linux/x11/x11_reply.h"
 
 #include <QByteArray>
+#include <QStringDecoder>
 
 #include <cstddef>
 #include <cstring>
@@ -13,31 +14,6 @@
 namespace platform::x11 {
 
 namespace {
-/// How many bytes a UTF-8 sequence has that starts with `lead`.
-std::size_t sequenceLength(unsigned char lead)
-{
-    if (lead >= 0xF0U)
-        return 4;
-    if (lead >= 0xE0U)
-        return 3;
-    return lead >= 0xC0U ? 2 : 1;
-}
-
-/// `bytes` without a UTF-8 sequence at the end that lacks some of its bytes.
-std::string_view withoutPartialCharacter(std::string_view bytes)
-{
-    constexpr std::size_t kLongestSequence = 4;
-    for (std::size_t back = 1; back <= kLongestSequence && back <= bytes.size(); ++back) {
-        const auto byte = static_cast<unsigned char>(bytes[bytes.size() - back]);
-        if ((byte & 0xC0U) == 0x80U)
-            continue; // a continuation byte: its lead is further on
-        if (sequenceLength(byte) > back)
-            bytes.remove_suffix(back);
-        break;
-    }
-    return bytes;
-}
-
 QString fromUtf8(std::string_view bytes)
 {
     return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
@@ -64,7 +40,11 @@ QString decode(std::string_view bytes, const X11Property& property, const X11Ato
         return QString::fromLatin1(bytes.data(), static_cast<qsizetype>(bytes.size()));
     if (property.type == atoms.compoundText)
         return fromCompoundText(bytes);
-    return fromUtf8(property.truncated ? withoutPartialCharacter(bytes) : bytes);
+    // One that is not told of the text's end keeps the beginning of a character for itself.
+    if (property.truncated)
+        return QStringDecoder(QStringDecoder::Utf8)
+            .decode(QByteArrayView(bytes.data(), static_cast<qsizetype>(bytes.size())));
+    return fromUtf8(bytes);
 }
 
 QStringView firstLabel(QStringView hostName)

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
+#include <xcb/sync.h>
 #include <xcb/xcb.h>
 
 namespace platform::x11 {
@@ -23,6 +25,17 @@ struct X11Atoms
 
     /// Asks `connection` for all of them. Blocks for one round trip.
     [[nodiscard]] static X11Atoms intern(xcb_connection_t* connection);
+};
+
+/// What one X server counts by itself (extension SYNC). XCB_NONE when it does not.
+struct X11Counters
+{
+    xcb_sync_counter_t idleTime = XCB_NONE;   ///< IDLETIME: milliseconds since the last input
+    xcb_sync_counter_t serverTime = XCB_NONE; ///< SERVERTIME: what events are stamped with
+    std::uint8_t alarmEvent = 0;              ///< the number of AlarmNotify
+
+    /// Asks `connection`. Blocks for some round trips.
+    [[nodiscard]] static X11Counters find(xcb_connection_t* connection);
 };
 
 } // namespace platform::x11
