@@ -147,8 +147,7 @@ int runApplication(LinuxEnvironment& desktop,
     using platform::xdg::AutostartLoginItem;
     AutostartLoginItem loginItem(
         AutostartLoginItem::Session::of(QProcessEnvironment::systemEnvironment()),
-        QCoreApplication::applicationFilePath(),
-        environment.atomicFiles);
+        QCoreApplication::applicationFilePath());
     platform::qt::QtMainQueue mainQueue;
     platform::gui::DesktopUrlOpener urlOpener;
     platform::gui::WindowActivation activation;

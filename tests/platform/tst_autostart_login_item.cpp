@@ -69,7 +69,7 @@ private Q_SLOTS:
     {
         m_item.reset();
         m_folders = std::make_unique<AutostartFolders>();
-        m_item.emplace(m_folders->session(), m_folders->program(), m_folders->m_files);
+        m_item.emplace(m_folders->session(), m_folders->program());
     }
 
     void theEntrySaysWhatIsToBeStarted()
@@ -247,7 +247,7 @@ private Q_SLOTS:
     {
         AutostartLoginItem::Session session = m_folders->session();
         session.configHome.reset();
-        AutostartLoginItem homeless(session, program(), m_folders->m_files);
+        AutostartLoginItem homeless(session, program());
         QVERIFY(!homeless.isEnabled());
         QVERIFY(homeless.setEnabled(false));
         const platform::Outcome outcome = homeless.setEnabled(true);

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/posix/posix_atomic_file.h"
 #include "platform/linux/xdg/autostart_login_item.h"
 #include "tests/support/written_file.h"
 
@@ -47,7 +46,7 @@ public:
 
     [[nodiscard]] platform::xdg::AutostartLoginItem itemOf(const QString& executable)
     {
-        return {session(), executable, m_files};
+        return {session(), executable};
     }
 
     /// Makes `path` a script that creates the file `path` + ".ran".
@@ -71,8 +70,6 @@ public:
         QFile file(path);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
-
-    platform::posix::PosixAtomicFiles m_files;
 
 private:
     [[nodiscard]] static QString fileIn(const QString& folder)

@@ -411,31 +411,6 @@ private Q_SLOTS:
         QCOMPARE(client.finish(), 0);
     }
 
-    void withoutGlibsEventLoopEverythingWorksAsWell()
-    {
-        Keyring keyring;
-        VERIFY_OUTCOME(keyring.startBus());
-        QProcessEnvironment environment = keyring.environment();
-        environment.insert(text("QT_NO_GLIB"), text("1"));
-        SecretClient client;
-        QVERIFY(client.start(environment, 1000, 1500));
-        QCOMPARE(Outcome(client.ask(text("read a"))).result, text("none"));
-        VERIFY_OUTCOME(keyring.startUnlocked());
-        QVERIFY(!client.answer(text("readable")).isNull());
-        QCOMPARE(Outcome(client.ask(text("save a token"))).result, text("yes"));
-        QCOMPARE(Outcome(client.ask(text("read a"))).result, text("=token"));
-        QCOMPARE(Outcome(client.ask(text("finish 5000"))).result, text("yes"));
-        keyring.pause();
-        const Outcome hung(client.ask(text("read a")));
-        QCOMPARE(hung.result, text("none"));
-        QVERIFY2(hung.milliseconds < 5000, qPrintable(QString::number(hung.milliseconds)));
-        keyring.resume();
-        QVERIFY(!client.answer(text("readable")).isNull());
-        QCOMPARE(Outcome(client.ask(text("remove a"))).result, text("yes"));
-        VERIFY_TICKING(client);
-        QCOMPARE(client.finish(), 0);
-    }
-
 private:
     double m_longestGap = 0;
 };

@@ -2,10 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/browsers/support_journal.h"
 
+#include "platform/linux/posix/posix_atomic_file.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <algorithm>
 
@@ -24,9 +25,8 @@ QByteArray contentOf(const QString& path)
 
 Outcome save(const QString& path, const QByteArray& content)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
-        return Error{QStringLiteral("cannot write %1: %2").arg(path, file.errorString())};
+    if (const Outcome written = posix::replaceFile(path, content); !written)
+        return Error{QStringLiteral("cannot write %1: %2").arg(path, written.error().text)};
     return success();
 }
 

@@ -384,4 +384,16 @@ void PosixAtomicFile::removeOldDamagedCopies() const
     }
 }
 
+Outcome replaceFile(const QString& path, const QByteArray& content)
+{
+    PosixAtomicFile file(path);
+    file.removeLeftovers();
+    if (const auto begun = file.begin(false); !begun)
+        return begun.error();
+    if (Outcome written = file.write(0, {content.constData(), std::size_t(content.size())});
+        !written)
+        return written;
+    return file.commit(content.size());
+}
+
 } // namespace platform::posix

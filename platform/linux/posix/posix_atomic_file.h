@@ -82,4 +82,10 @@ private:
     int m_draft = -1;
 };
 
+/// Makes `content` that of the file at `path`, whose folder is there: a reader, and the next start
+/// after a crash, finds the old file or the new one, whole. For small files that are written now
+/// and then. The error is the system's reason. Blocks on the disk. Any thread, one at a time for a
+/// file.
+[[nodiscard]] Outcome replaceFile(const QString& path, const QByteArray& content);
+
 } // namespace platform::posix

@@ -3,17 +3,26 @@
 #include "platform/linux/qt/http_transfer.h"
 
 #include "platform/build_config.h"
-#include "platform/linux/qt/body_device.h"
 #include "platform/linux/qt/proxy_lookup.h"
 #include "platform/linux/qt/service_address.h"
-#include "platform/linux/qt/transfer_failures.h"
 #include "platform/wipe.h"
 
+#include <QIODevice>
+#include <QLoggingCategory>
+#include <QSslError>
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <string>
 #include <utility>
 
 namespace platform::qt {
 
 namespace {
+
+// For developers; off by default. Says neither addresses nor what was sent.
+Q_LOGGING_CATEGORY(lcNetwork, "velomira.network", QtCriticalMsg)
 
 constexpr int kMostRedirects = 16;
 constexpr int kFirstErrorStatus = 400;
@@ -27,9 +36,221 @@ bool isAboutStatus(int status, QNetworkReply::NetworkError error)
            error != QNetworkReply::ProtocolUnknownError && error != QNetworkReply::ProtocolFailure;
 }
 
+/// A body as Qt Network reads it, some kilobytes at a time and only while it is connected.
+/// Main thread.
+class BodyDevice final : public QIODevice
+{
+public:
+    explicit BodyDevice(StreamedBody body);
+
+    [[nodiscard]] qint64 size() const override { return m_body.size; }
+
+    /// Only to the beginning, as when a request is repeated, and to where it is.
+    bool seek(qint64 position) override;
+
+protected:
+    qint64 readData(char* to, qint64 most) override;
+    qint64 writeData(const char* from, qint64 size) override;
+
+private:
+    StreamedBody m_body;
+    StreamedBody::Parts m_parts; // none before it is read
+    std::string m_made;
+    std::size_t m_given = 0; // of that
+};
+
+BodyDevice::BodyDevice(StreamedBody body)
+    : m_body(std::move(body))
+{
+    open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+}
+
+bool BodyDevice::seek(qint64 position)
+{
+    if (position == pos())
+        return true;
+    if (position != 0 || !QIODevice::seek(position))
+        return false;
+    m_parts = nullptr;
+    m_made.clear();
+    m_given = 0;
+    return true;
+}
+
+qint64 BodyDevice::readData(char* to, qint64 most)
+{
+    if (!m_parts)
+        m_parts = m_body.begin();
+    const auto wanted = static_cast<std::size_t>(most);
+    if (m_given > 0) {
+        m_made.erase(0, m_given);
+        m_given = 0;
+    }
+    while (m_made.size() < wanted && m_parts(m_made)) {
+    }
+    m_given = std::min(m_made.size(), wanted);
+    std::copy_n(m_made.data(), m_given, to);
+    return static_cast<qint64>(m_given);
+}
+
+qint64 BodyDevice::writeData(const char* /*from*/, qint64 /*size*/)
+{
+    return -1;
+}
+
 bool isAuthorization(const HttpHeader& header)
 {
     return header.name.compare("Authorization", Qt::CaseInsensitive) == 0;
+}
+
+/// `url` as far as it may be shown: service addresses have neither user nor query.
+QString shown(const QUrl& url)
+{
+    return url.toString(QUrl::RemoveUserInfo | QUrl::RemoveQuery | QUrl::RemoveFragment);
+}
+
+TransferFailure failure(const char* kind, const QString& text, const QUrl& url)
+{
+    qCInfo(lcNetwork, "A request failed: %s", kind);
+    return {
+        .text = text,
+        .description = QStringLiteral("TransferFailure(%1, %2): %3")
+                           .arg(QLatin1StringView(kind), shown(url), text),
+    };
+}
+
+TransferFailure notConnected(const char* kind, const QString& reason, const QUrl& url)
+{
+    return failure(
+        kind, QStringLiteral("Could not connect to %1: %2").arg(url.host(), reason), url);
+}
+
+QString certificateFault(QSslError::SslError error)
+{
+    switch (error) {
+    case QSslError::CertificateExpired:
+        return QStringLiteral("its certificate has expired");
+    case QSslError::CertificateNotYetValid:
+        return QStringLiteral("its certificate is not valid yet; check this computer's clock");
+    case QSslError::HostNameMismatch:
+        return QStringLiteral("its certificate is for another name");
+    case QSslError::SelfSignedCertificate:
+    case QSslError::SelfSignedCertificateInChain:
+    case QSslError::UnableToGetLocalIssuerCertificate:
+    case QSslError::UnableToGetIssuerCertificate:
+    case QSslError::UnableToVerifyFirstCertificate:
+    case QSslError::CertificateUntrusted:
+        return QStringLiteral("nobody this computer trusts has issued its certificate");
+    case QSslError::CertificateRevoked:
+    case QSslError::CertificateBlacklisted:
+        return QStringLiteral("its certificate has been withdrawn");
+    default:
+        return {};
+    }
+}
+
+/// Why a handshake failed. A certificate may have several faults; the date says most.
+QString handshakeFault(const QList<QSslError>& errors, const QString& systemText)
+{
+    QString fault;
+    for (const QSslError& error : errors) {
+        const QString text = certificateFault(error.error());
+        const bool isAboutTime = error.error() == QSslError::CertificateExpired ||
+                                 error.error() == QSslError::CertificateNotYetValid;
+        if (!text.isEmpty() && (fault.isEmpty() || isAboutTime))
+            fault = text;
+    }
+    if (!fault.isEmpty())
+        return fault;
+    return QStringLiteral("no secure connection: ") +
+           (errors.isEmpty() ? systemText : errors.constFirst().errorString());
+}
+
+/// The connection ended in the middle of the answer.
+TransferFailure endedEarly(const QUrl& url)
+{
+    return failure("endedEarly",
+                   QStringLiteral("The connection to %1 was lost before its answer was complete")
+                       .arg(url.host()),
+                   url);
+}
+
+/// What Qt reports as `error` with its own words `systemText`; `tlsErrors` say more about a failed
+/// handshake.
+TransferFailure failureOf(QNetworkReply::NetworkError error,
+                          const QString& systemText,
+                          const QList<QSslError>& tlsErrors,
+                          const QUrl& url)
+{
+    switch (error) {
+    case QNetworkReply::ConnectionRefusedError:
+        return notConnected("refused", QStringLiteral("connection refused"), url);
+    case QNetworkReply::HostNotFoundError:
+        return notConnected("hostNotFound", QStringLiteral("no such host"), url);
+    case QNetworkReply::TimeoutError:
+        return notConnected("connectTimedOut", QStringLiteral("timed out"), url);
+    case QNetworkReply::SslHandshakeFailedError:
+        return notConnected("tls", handshakeFault(tlsErrors, systemText), url);
+    case QNetworkReply::RemoteHostClosedError:
+        return endedEarly(url);
+    case QNetworkReply::ProxyConnectionRefusedError:
+    case QNetworkReply::ProxyConnectionClosedError:
+    case QNetworkReply::ProxyNotFoundError:
+    case QNetworkReply::ProxyTimeoutError:
+    case QNetworkReply::ProxyAuthenticationRequiredError:
+    case QNetworkReply::UnknownProxyError:
+        return notConnected("proxy", QStringLiteral("the proxy failed: ") + systemText, url);
+    default:
+        return notConnected("network", systemText, url);
+    }
+}
+
+/// Nothing came or went for `limit`.
+TransferFailure timedOut(const QUrl& url, std::chrono::milliseconds limit)
+{
+    const double seconds = std::chrono::duration<double>(limit).count();
+    return failure("timedOut",
+                   QStringLiteral("The request to %1 timed out: no data for %2 seconds")
+                       .arg(url.host(), QString::number(seconds)),
+                   url);
+}
+
+/// The answer is longer than `limit` bytes.
+TransferFailure tooLong(const QUrl& url, qint64 limit)
+{
+    return failure(
+        "tooLong",
+        QStringLiteral("The answer of %1 is longer than %2 bytes").arg(url.host()).arg(limit),
+        url);
+}
+
+/// `url` is not one to send a password to.
+TransferFailure notEncrypted(const QUrl& url)
+{
+    return notConnected(
+        "notEncrypted", QStringLiteral("its address does not begin with https"), url);
+}
+
+/// `from` redirects to `target`, which is not one to send a password to.
+TransferFailure insecureRedirect(const QUrl& from, const QUrl& target)
+{
+    return failure("insecureRedirect",
+                   QStringLiteral("%1 redirects to %2, which is not encrypted")
+                       .arg(from.host(), shown(target)),
+                   from);
+}
+
+TransferFailure tooManyRedirects(const QUrl& url)
+{
+    return failure(
+        "tooManyRedirects", QStringLiteral("%1 redirects too many times").arg(url.host()), url);
+}
+
+/// The program ends.
+TransferFailure cancelled(const QUrl& url)
+{
+    return failure(
+        "cancelled", QStringLiteral("The request to %1 was cancelled").arg(url.host()), url);
 }
 
 } // namespace
@@ -187,6 +408,7 @@ bool HttpTransfer::follow(int status)
         finish(tooManyRedirects(m_firstUrl));
     } else {
         ++m_redirects;
+        qCDebug(lcNetwork, "Redirect %d is followed", m_redirects);
         // For good: on the way back the token would pass for one that the other host has chosen.
         m_leftOrigin = m_leftOrigin || !isSameOrigin(m_firstUrl, target);
         sendTo(target);

@@ -2,9 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/qt/settings_file_writer.h"
 #include "platform/user_defaults.h"
 
+#include <QMap>
+#include <QSet>
 #include <QThreadPool>
 
 #include <chrono>
@@ -42,10 +43,18 @@ public:
     [[nodiscard]] bool finish(std::chrono::milliseconds limit);
 
 private:
+    class Writer;
+
+    struct State
+    {
+        QMap<QString, QString> values;
+        QSet<QString> touched; // set or removed by this process
+    };
+
     void writeBack(const QString& key);
 
-    SettingsState m_state;
-    std::unique_ptr<SettingsFileWriter> m_writer; // none without a file
+    State m_state;
+    std::unique_ptr<Writer> m_writer; // none without a file
     std::unique_ptr<QThreadPool> m_thread;
 };
 

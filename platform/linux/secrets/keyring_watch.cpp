@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/secrets/keyring_watch.h"
 
-#include <QPointer>
+#include "platform/linux/secrets/glib_call.h"
 
 #include <string_view>
 #include <utility>
@@ -11,17 +11,54 @@ namespace platform::secrets {
 
 namespace {
 
+constexpr const char* kCollection = "org.freedesktop.Secret.Collection";
+
 /// A service that answers sooner than this may not be what was slow: it is believed now and then,
 /// so that reading in vain does not go round and round.
 constexpr qint64 kSlowMs = 200;
 constexpr qint64 kNowAndThenMs = 60'000;
 
-/// Whether the signal PropertiesChanged with `arguments` says that its keyring is unlocked now.
+/// Whether the signal PropertiesChanged with `arguments` says that a keyring is unlocked now.
 bool saysUnlocked(GVariant* arguments)
 {
-    const GlibOwned<GVariant> changed(g_variant_get_child_value(arguments, 1));
+    if (!g_variant_is_of_type(arguments, G_VARIANT_TYPE("(sa{sv}as)")))
+        return false;
+    const char* interface = nullptr;
+    GVariant* properties = nullptr;
+    g_variant_get(arguments, "(&s@a{sv}as)", &interface, &properties, nullptr);
+    const GlibOwned<GVariant> changed(properties);
     gboolean isLocked = TRUE;
-    return g_variant_lookup(changed.get(), "Locked", "b", &isLocked) && !isLocked;
+    return std::string_view(interface) == kCollection &&
+           g_variant_lookup(changed.get(), "Locked", "b", &isLocked) && !isLocked;
+}
+
+/// Whether the keyring at the object path `keyring` is locked. Starts no service, never prompts,
+/// and waits for ever: it is for `cancellable` to end it. All must last until the answer.
+QCoro::Task<KeyringState>
+stateOf(GDBusConnection* bus, const char* keyring, GCancellable* cancellable)
+{
+    GlibCall call;
+    g_dbus_connection_call(bus,
+                           kSecretService,
+                           keyring,
+                           "org.freedesktop.DBus.Properties",
+                           "Get",
+                           g_variant_new("(ss)", kCollection, "Locked"),
+                           G_VARIANT_TYPE("(v)"),
+                           G_DBUS_CALL_FLAGS_NO_AUTO_START,
+                           G_MAXINT,
+                           cancellable,
+                           GlibCall::end,
+                           &call);
+    GlibError error;
+    const GlibOwned<GVariant> reply(g_dbus_connection_call_finish(bus, co_await call, error.out()));
+    if (reply == nullptr)
+        co_return stateBehind(error.get());
+    const GlibOwned<GVariant> variant(g_variant_get_child_value(reply.get(), 0));
+    const GlibOwned<GVariant> value(g_variant_get_variant(variant.get()));
+    if (!g_variant_is_of_type(value.get(), G_VARIANT_TYPE_BOOLEAN))
+        co_return KeyringState::Failed;
+    co_return g_variant_get_boolean(value.get()) ? KeyringState::Locked : KeyringState::Unlocked;
 }
 
 } // namespace
@@ -31,36 +68,45 @@ KeyringWatch::~KeyringWatch()
     stop();
 }
 
-void KeyringWatch::start(const Hindrance& hindrance)
+void KeyringWatch::start(const Answer& answer)
 {
-    if (m_hindrance.kind != Hindrance::Kind::None || !hasSessionBus())
+    if (m_cancellable != nullptr)
         return;
-    m_hindrance = hindrance;
+    m_hindrance = answer.state;
+    m_keyring = answer.keyring;
     m_hasLookedForOwner = false;
     m_cancellable.reset(g_cancellable_new());
-    g_bus_get(
-        G_BUS_TYPE_SESSION,
-        nullptr,
-        continueAsync,
-        asyncData([self = QPointer(this), wanted = m_cancellable.get()](GAsyncResult* result) {
-            GlibOwned<GDBusConnection> bus = finishConnecting(result);
-            if (bus != nullptr && self && self->m_cancellable.get() == wanted)
-                self->subscribe(std::move(bus));
-        }));
+    listen();
 }
 
 void KeyringWatch::stop()
 {
-    m_hindrance = {};
     if (m_cancellable != nullptr)
         g_cancellable_cancel(m_cancellable.get());
     m_cancellable.reset();
-    unsubscribe();
+    if (m_bus == nullptr)
+        return;
+    g_bus_unwatch_name(m_owner);
+    g_dbus_connection_signal_unsubscribe(m_bus.get(), m_signals);
+    g_signal_handler_disconnect(m_bus.get(), m_closed);
+    m_bus.reset();
 }
 
-void KeyringWatch::subscribe(GlibOwned<GDBusConnection> bus)
+QCoro::Task<> KeyringWatch::listen()
 {
+    const auto cancellable = posix::shareOf(m_cancellable.get());
+    GlibOwned<GDBusConnection> bus = co_await sessionBus();
+    if (g_cancellable_is_cancelled(cancellable.get()))
+        co_return; // it has stopped, and may be gone
     m_bus = std::move(bus);
+    if (m_bus != nullptr)
+        subscribe();
+    else
+        stop();
+}
+
+void KeyringWatch::subscribe()
+{
     m_closed =
         g_signal_connect(m_bus.get(),
                          "closed",
@@ -68,48 +114,16 @@ void KeyringWatch::subscribe(GlibOwned<GDBusConnection> bus)
                              static_cast<KeyringWatch*>(watch)->stop();
                          }),
                          this);
-    const auto listen = [this](const char* interface,
-                               const char* member,
-                               const char* about,
-                               GDBusSignalCallback callback) {
-        return g_dbus_connection_signal_subscribe(m_bus.get(),
-                                                  kSecretService,
-                                                  interface,
-                                                  member,
-                                                  nullptr,
-                                                  about,
-                                                  G_DBUS_SIGNAL_FLAGS_NONE,
-                                                  callback,
-                                                  this,
-                                                  nullptr);
-    };
-    m_properties = listen("org.freedesktop.DBus.Properties",
-                          "PropertiesChanged",
-                          kCollection,
-                          [](GDBusConnection*,
-                             const gchar*,
-                             const gchar*,
-                             const gchar*,
-                             const gchar*,
-                             GVariant* arguments,
-                             gpointer watch) {
-                              if (saysUnlocked(arguments))
-                                  static_cast<KeyringWatch*>(watch)->report();
-                          });
-    m_changes = listen("org.freedesktop.Secret.Service",
-                       "CollectionChanged",
-                       nullptr,
-                       [](GDBusConnection*,
-                          const gchar*,
-                          const gchar*,
-                          const gchar*,
-                          const gchar*,
-                          GVariant* arguments,
-                          gpointer watch) {
-                           const char* keyring = nullptr;
-                           g_variant_get(arguments, "(&o)", &keyring);
-                           static_cast<KeyringWatch*>(watch)->ask(keyring);
-                       });
+    m_signals = g_dbus_connection_signal_subscribe(m_bus.get(),
+                                                   kSecretService,
+                                                   nullptr,
+                                                   nullptr,
+                                                   nullptr,
+                                                   nullptr,
+                                                   G_DBUS_SIGNAL_FLAGS_NONE,
+                                                   &KeyringWatch::hear,
+                                                   this,
+                                                   nullptr);
     m_owner = g_bus_watch_name_on_connection(
         m_bus.get(),
         kSecretService,
@@ -124,15 +138,25 @@ void KeyringWatch::subscribe(GlibOwned<GDBusConnection> bus)
         nullptr);
 }
 
-void KeyringWatch::unsubscribe()
+/// A signal of the service.
+void KeyringWatch::hear(GDBusConnection* /*bus*/,
+                        const gchar* /*sender*/,
+                        const gchar* /*path*/,
+                        const gchar* /*interface*/,
+                        const gchar* signal,
+                        GVariant* arguments,
+                        gpointer watch)
 {
-    if (m_bus == nullptr)
-        return;
-    g_bus_unwatch_name(m_owner);
-    g_dbus_connection_signal_unsubscribe(m_bus.get(), m_properties);
-    g_dbus_connection_signal_unsubscribe(m_bus.get(), m_changes);
-    g_signal_handler_disconnect(m_bus.get(), m_closed);
-    m_bus.reset();
+    auto* const self = static_cast<KeyringWatch*>(watch);
+    const std::string_view name = signal;
+    if (name == "PropertiesChanged" && saysUnlocked(arguments)) {
+        self->report();
+    } else if (name == "CollectionChanged" &&
+               g_variant_is_of_type(arguments, G_VARIANT_TYPE("(o)"))) {
+        const char* keyring = nullptr;
+        g_variant_get(arguments, "(&o)", &keyring);
+        self->ask(keyring);
+    }
 }
 
 /// Called with what holds at first, and with every change.
@@ -141,44 +165,41 @@ void KeyringWatch::ownerIs(bool present)
     const bool isFirst = !std::exchange(m_hasLookedForOwner, true);
     if (!present)
         return;
-    if (!isFirst || m_hindrance.kind == Hindrance::Kind::Absent)
+    if (!isFirst || m_hindrance == KeyringState::NoService)
         report();
-    else if (!m_hindrance.keyring.empty())
-        ask(m_hindrance.keyring.c_str());
+    else if (!m_keyring.empty())
+        ask(m_keyring);
 }
 
-void KeyringWatch::ask(const char* keyring)
+QCoro::Task<> KeyringWatch::ask(std::string keyring)
 {
+    const auto cancellable = posix::shareOf(m_cancellable.get());
+    const auto bus = posix::shareOf(m_bus.get());
     QElapsedTimer timer;
     timer.start();
-    askForLock(
-        m_bus.get(),
-        keyring,
-        m_cancellable.get(),
-        asyncData(
-            [self = QPointer(this), wanted = m_cancellable.get(), timer](GAsyncResult* result) {
-                if (self && wanted == self->m_cancellable.get() && self->m_bus != nullptr)
-                    self->answered(finishAskingForLock(self->m_bus.get(), result), timer.elapsed());
-            }));
+    const KeyringState state = co_await stateOf(bus.get(), keyring.c_str(), cancellable.get());
+    if (!g_cancellable_is_cancelled(cancellable.get())) // else it may be gone
+        keyringIs(state, timer.elapsed());
 }
 
-/// `lock` is what a keyring answered after `milliseconds`.
-void KeyringWatch::answered(KeyringLock lock, qint64 milliseconds)
+/// `state` is what a keyring answered after `milliseconds`.
+void KeyringWatch::keyringIs(KeyringState state, qint64 milliseconds)
 {
-    if (m_hindrance.kind == Hindrance::Kind::Slow) {
+    if (m_hindrance == KeyringState::Slow) {
         const bool isBelieved = milliseconds >= kSlowMs || !m_lastSlow.isValid() ||
                                 m_lastSlow.hasExpired(kNowAndThenMs);
-        if (lock == KeyringLock::NoService || !isBelieved)
+        if (state == KeyringState::NoService || !isBelieved)
             return; // the owner of the name is watched, too
         m_lastSlow.start();
         report();
-    } else if (m_hindrance.kind == Hindrance::Kind::Locked && lock == KeyringLock::Unlocked) {
+    } else if (m_hindrance == KeyringState::Locked && state == KeyringState::Unlocked) {
         report();
     }
 }
 
 void KeyringWatch::report()
 {
+    qCInfo(lcSecrets, "The keyring may be readable now");
     stop();
     // The last thing done here: whoever hears of it may start anew.
     Q_EMIT becameReadable();

@@ -2,12 +2,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/secrets/glib_owned.h"
-#include "platform/linux/secrets/hindrance.h"
-#include "platform/linux/secrets/session_bus.h"
+#include "platform/linux/secrets/keyring.h"
 
+#include <QCoroTask>
 #include <QElapsedTimer>
 #include <QObject>
+
+#include <string>
 
 namespace platform::secrets {
 
@@ -24,9 +25,9 @@ public:
     KeyringWatch& operator=(const KeyringWatch&) = delete;
     ~KeyringWatch() override;
 
-    /// Starts to wait, unless it does, for `hindrance` to pass; it may have passed by now. Without
-    /// a session bus nothing ever comes.
-    void start(const Hindrance& hindrance);
+    /// Starts to wait, unless it does, for what hindered `answer` to pass; it may have passed by
+    /// now. Without a session bus nothing ever comes.
+    void start(const Answer& answer);
 
     /// Ends waiting.
     void stop();
@@ -36,20 +37,27 @@ Q_SIGNALS:
     void becameReadable();
 
 private:
-    void subscribe(GlibOwned<GDBusConnection> bus);
-    void unsubscribe();
+    QCoro::Task<> listen();
+    void subscribe();
+    static void hear(GDBusConnection* bus,
+                     const gchar* sender,
+                     const gchar* path,
+                     const gchar* interface,
+                     const gchar* signal,
+                     GVariant* arguments,
+                     gpointer watch);
     void ownerIs(bool present);
-    void ask(const char* keyring);
-    void answered(KeyringLock lock, qint64 milliseconds);
+    QCoro::Task<> ask(std::string keyring);
+    void keyringIs(KeyringState state, qint64 milliseconds);
     void report();
 
-    Hindrance m_hindrance; // none while it does not wait
-    GlibOwned<GCancellable> m_cancellable;
+    KeyringState m_hindrance = KeyringState::Failed;
+    std::string m_keyring;                 // that is locked or slow
+    GlibOwned<GCancellable> m_cancellable; // none while it does not wait
     GlibOwned<GDBusConnection> m_bus;
     gulong m_closed = 0;
     guint m_owner = 0;
-    guint m_properties = 0;
-    guint m_changes = 0;
+    guint m_signals = 0;
     bool m_hasLookedForOwner = false;
     QElapsedTimer m_lastSlow; // since a slow service was last believed to be well
 };

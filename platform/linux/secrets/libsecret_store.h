@@ -7,14 +7,15 @@
 #include <QFuture>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <vector>
 
 namespace platform::secrets {
 
-class GlibLoop;
-class KeyringOperation;
 class KeyringWatch;
+struct Answer;
+struct Question;
 
 struct SecretLimits
 {
@@ -28,8 +29,8 @@ struct SecretLimits
 /// schema "com.velomira.UsageMonitor" with the attributes "service" and "account" in the default
 /// keyring; the secret is kept byte for byte as text/plain.
 /// Reading may start the service where the session bus can; without a session bus nothing starts
-/// one. GLib's main loop, which libsecret answers in, is Qt's own on Debian; elsewhere it is turned
-/// along with Qt's.
+/// one. libsecret answers in GLib's main loop, which must be Qt's own, as it is on Debian: with a
+/// Qt without it, or told to do without (QT_NO_GLIB), nothing is answered before its limit.
 class LibsecretStore final : public SecretStore
 {
     Q_OBJECT
@@ -60,16 +61,20 @@ Q_SIGNALS:
     void changeAnswered(QPrivateSignal);
 
 private:
-    template <typename Operation> auto enqueue(std::shared_ptr<Operation> operation);
-    void supersede(const SecretName& name);
+    class Operation;
+    using Deliver = std::function<void(Answer)>;
+
+    template <typename T>
+    [[nodiscard]] QFuture<T> enqueue(std::shared_ptr<Question> question,
+                                     std::function<T(Answer)> resultOf);
+    [[nodiscard]] QFuture<bool> change(std::shared_ptr<Question> question);
     void beginReady();
-    void forget(const KeyringOperation* operation);
+    void forget(const Operation* operation);
     [[nodiscard]] bool hasPendingChange() const;
 
     SecretLimits m_limits;
-    std::unique_ptr<GlibLoop> m_loop;
     std::unique_ptr<KeyringWatch> m_watch;
-    std::vector<std::shared_ptr<KeyringOperation>> m_operations; // as they were asked for
+    std::vector<std::shared_ptr<Operation>> m_operations; // as they were asked for
 };
 
 } // namespace platform::secrets

@@ -20,22 +20,12 @@ constexpr const char* kGroup = G_KEY_FILE_DESKTOP_GROUP;
 /// What several desktops write when the user switches an entry off in their settings.
 constexpr const char* kSwitch = "X-GNOME-Autostart-enabled";
 
-struct FreeText
-{
-    void operator()(gchar* text) const noexcept { g_free(text); }
-};
-
 QString takeText(gchar* text)
 {
-    return QString::fromUtf8(std::unique_ptr<gchar, FreeText>(text).get());
+    return QString::fromUtf8(posix::GlibOwned<gchar>(text).get());
 }
 
 } // namespace
-
-void AutostartEntry::Free::operator()(GKeyFile* file) const noexcept
-{
-    g_key_file_free(file);
-}
 
 AutostartEntry::AutostartEntry()
     : m_file(g_key_file_new())
@@ -98,7 +88,7 @@ void AutostartEntry::hide(const QString& executable)
 QByteArray AutostartEntry::content() const
 {
     gsize length = 0;
-    const std::unique_ptr<gchar, FreeText> data(g_key_file_to_data(m_file.get(), &length, nullptr));
+    const posix::GlibOwned<gchar> data(g_key_file_to_data(m_file.get(), &length, nullptr));
     return {data.get(), static_cast<qsizetype>(length)};
 }
 

@@ -2,14 +2,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/posix/glib_owned.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
 
-#include <memory>
 #include <optional>
-
-using GKeyFile = struct _GKeyFile; // NOLINT(bugprone-reserved-identifier): the name GLib gives it
 
 namespace platform::xdg {
 
@@ -41,11 +40,6 @@ public:
     [[nodiscard]] QByteArray content() const;
 
 private:
-    struct Free
-    {
-        void operator()(GKeyFile* file) const noexcept;
-    };
-
     [[nodiscard]] QString text(const char* key) const;
     [[nodiscard]] std::optional<bool> flag(const char* key) const;
     [[nodiscard]] bool isForOneOf(const QStringList& desktops) const;
@@ -55,7 +49,7 @@ private:
     void remove(const char* key);
     void describe(const QString& executable);
 
-    std::unique_ptr<GKeyFile, Free> m_file;
+    posix::GlibOwned<GKeyFile> m_file;
 };
 
 } // namespace platform::xdg

@@ -3,6 +3,7 @@
 #include "platform/linux/xdg/autostart_login_item.h"
 
 #include "platform/linux/posix/file_descriptor.h"
+#include "platform/linux/posix/posix_atomic_file.h"
 #include "platform/linux/xdg/autostart_entry.h"
 #include "platform/linux/xdg/base_directories.h"
 #include "platform/linux/xdg/exec_line.h"
@@ -83,10 +84,9 @@ AutostartLoginItem::Session AutostartLoginItem::Session::of(const QProcessEnviro
     return session;
 }
 
-AutostartLoginItem::AutostartLoginItem(Session session, QString executable, AtomicFiles& files)
+AutostartLoginItem::AutostartLoginItem(Session session, QString executable)
     : m_session(std::move(session))
     , m_executable(std::move(executable))
-    , m_files(files)
 {
 }
 
@@ -157,18 +157,8 @@ Outcome AutostartLoginItem::write(const QByteArray& content)
     const QString path = userFile();
     if (Outcome made = makeFolder(QFileInfo(path).path()); !made)
         return made;
-    const std::unique_ptr<AtomicFile> file = m_files.at(path);
-    file->removeLeftovers();
-    const auto failed = [&path](const Error& error) {
-        return cannot(QLatin1StringView("write"), path, error.text);
-    };
-    if (const auto begun = file->begin(false); !begun)
-        return failed(begun.error());
-    if (const Outcome written = file->write(0, {content.constData(), std::size_t(content.size())});
-        !written)
-        return failed(written.error());
-    if (const Outcome committed = file->commit(content.size()); !committed)
-        return failed(committed.error());
+    if (const Outcome written = posix::replaceFile(path, content); !written)
+        return cannot(QLatin1StringView("write"), path, written.error().text);
     return success();
 }
 

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/atomic_file.h"
 #include "platform/login_item.h"
 
 #include <QByteArray>
@@ -36,8 +35,8 @@ public:
         [[nodiscard]] static Session of(const QProcessEnvironment& environment);
     };
 
-    /// `executable` is the absolute path of what is to be started; `files` must outlive this.
-    AutostartLoginItem(Session session, QString executable, AtomicFiles& files);
+    /// `executable` is the absolute path of what is to be started.
+    AutostartLoginItem(Session session, QString executable);
 
     [[nodiscard]] bool isEnabled() const override;
     [[nodiscard]] Outcome setEnabled(bool enabled) override;
@@ -51,7 +50,6 @@ private:
 
     Session m_session;
     QString m_executable;
-    AtomicFiles& m_files;
 };
 
 } // namespace platform::xdg

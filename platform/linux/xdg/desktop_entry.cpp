@@ -2,12 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/xdg/desktop_entry.h"
 
+#include "platform/linux/posix/glib_owned.h"
+
 #include <QByteArray>
 #include <QFile>
 #include <QFileInfo>
 
 #include <glib.h>
-#include <memory>
 
 namespace platform::xdg {
 
@@ -15,22 +16,13 @@ namespace {
 /// The largest real ones, with every translation, have some 100 KB.
 constexpr qint64 kLargestFile = 1024LL * 1024;
 
-struct GlibFree
-{
-    void operator()(gchar* text) const noexcept { g_free(text); }
-
-    void operator()(gchar** texts) const noexcept { g_strfreev(texts); }
-
-    void operator()(GKeyFile* file) const noexcept { g_key_file_free(file); }
-};
-
-using KeyFile = std::unique_ptr<GKeyFile, GlibFree>;
+using KeyFile = posix::GlibOwned<GKeyFile>;
 
 constexpr const char* kGroup = G_KEY_FILE_DESKTOP_GROUP;
 
 QString takeText(gchar* text)
 {
-    return QString::fromUtf8(std::unique_ptr<gchar, GlibFree>(text).get());
+    return QString::fromUtf8(posix::GlibOwned<gchar>(text).get());
 }
 
 QString textOf(const KeyFile& file, const char* key)
@@ -49,7 +41,7 @@ QString programOf(const QString& exec)
     gchar** parsed = nullptr;
     if (g_shell_parse_argv(exec.toUtf8().constData(), nullptr, &parsed, nullptr) == FALSE)
         return {};
-    const std::unique_ptr<gchar*, GlibFree> words(parsed);
+    const posix::GlibOwned<gchar*> words(parsed);
     for (gchar** word = words.get(); *word != nullptr; ++word) {
         const QString path = QString::fromUtf8(*word);
         const QString name = path.mid(path.lastIndexOf(u'/') + 1);

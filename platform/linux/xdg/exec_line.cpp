@@ -2,21 +2,17 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/xdg/exec_line.h"
 
+#include "platform/linux/posix/glib_owned.h"
+
 #include <QFileInfo>
 #include <QStandardPaths>
 
 #include <algorithm>
 #include <glib.h>
-#include <memory>
 
 namespace platform::xdg {
 
 namespace {
-
-struct FreeTexts
-{
-    void operator()(gchar** texts) const noexcept { g_strfreev(texts); }
-};
 
 /// Only inside quotes may an argument hold these.
 constexpr QStringView kReserved = u" \t\n\"'\\><~|&;$*?#()`";
@@ -56,7 +52,7 @@ QString programOfExecLine(const QString& line)
     gchar** parsed = nullptr;
     if (g_shell_parse_argv(line.toUtf8().constData(), nullptr, &parsed, nullptr) == FALSE)
         return {};
-    const std::unique_ptr<gchar*, FreeTexts> words(parsed);
+    const posix::GlibOwned<gchar*> words(parsed);
     gchar** word = words.get();
     if (isEnv(QString::fromUtf8(*word))) {
         do

@@ -1,0 +1,98 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/posix/glib_owned.h"
+#include "platform/secret_store.h"
+#include "platform/wipe.h"
+
+#include <QByteArray>
+#include <QCoroTask>
+#include <QLoggingCategory>
+
+#include <cstdint>
+#include <gio/gio.h>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace platform::secrets {
+
+using posix::GlibOwned;
+
+// For developers; off by default. Messages of the service name no secret.
+Q_DECLARE_LOGGING_CATEGORY(lcSecrets)
+
+/// The well-known name of the Secret Service, and its object for the default keyring.
+inline constexpr const char* kSecretService = "org.freedesktop.secrets";
+inline constexpr const char* kDefaultKeyring = "/org/freedesktop/secrets/aliases/default";
+
+enum class KeyringState : std::uint8_t {
+    Unlocked,
+    Locked,
+    Missing, // the service has no such keyring
+    NoBus,
+    NoService, // on the session bus
+    Slow,      // no answer within the limit
+    Failed
+};
+
+/// What is asked of the keyring.
+struct Question
+{
+    enum class Kind : std::uint8_t {
+        /// Looks a secret up, of several the one modified last among those that are not locked.
+        Read,
+        /// Keeps the secret in the default keyring, in place of the one filed there under the same
+        /// name. May prompt, to unlock the keyring or to make one.
+        Save,
+        /// Removes every secret that is filed under the name: those at hand, then, after a prompt,
+        /// those in locked keyrings. Failed when some are left.
+        Remove,
+        /// Finds out how the default keyring is.
+        Look
+    };
+
+    Question(Kind asked, SecretName about)
+        : kind(asked)
+        , name(std::move(about))
+        , cancellable(g_cancellable_new())
+    {
+    }
+
+    Question(const Question&) = delete;
+    Question& operator=(const Question&) = delete;
+
+    ~Question() { wipe(secret); }
+
+    Kind kind;
+    SecretName name;
+    QByteArray secret; // to be saved
+    /// Cancelled, it ends the calls that never prompt. Whatever comes of others is not used any
+    /// more, and the answer says nothing.
+    GlibOwned<GCancellable> cancellable;
+};
+
+struct Answer
+{
+    /// Unlocked where everything was done as asked; else what hindered it.
+    KeyringState state = KeyringState::Unlocked;
+    std::optional<QByteArray> secret = {}; // that was read
+    /// The object path of the keyring that is locked.
+    std::string keyring = {};
+};
+
+/// Asks the keyring: a chain of asynchronous calls of libsecret, without a limit. It lasts for as
+/// long as the calls do. Main thread, whose event loop must be GLib's.
+[[nodiscard]] QCoro::Task<Answer> ask(std::shared_ptr<const Question> question);
+
+/// The session bus; none where the environment leads to none (GLib would start one, with a keyring
+/// of its own that nobody else sees) or it cannot be reached. Losing it will not end the process,
+/// as GLib has it by default.
+[[nodiscard]] QCoro::Task<GlibOwned<GDBusConnection>> sessionBus();
+
+/// What `error`, which may be null, says of the keyring: NoService or Failed.
+[[nodiscard]] KeyringState stateBehind(const GError* error);
+
+} // namespace platform::secrets
