@@ -67,7 +67,7 @@ public:
     }
 
     /// As last told; T() while nobody has told, or the service is not there.
-    [[nodiscard]] T value() const { return known().value<T>(); }
+    [[nodiscard]] T value() const { return qvariant_cast<T>(known()); }
 };
 
 } // namespace platform::dbus
