@@ -10,7 +10,6 @@
 #include "platform/build_config.h"
 #include "platform/linux/dbus/application_service.h"
 #include "platform/linux/dbus/bus_address.h"
-#include "platform/linux/dbus/bus_return.h"
 #include "platform/linux/dbus/forwarding.h"
 #include "platform/linux/dbus/sleep_watch.h"
 #include "platform/linux/gui/desktop_url_opener.h"

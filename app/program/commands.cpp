@@ -8,7 +8,6 @@
 #include "app/wait_for.h"
 #include "platform/linux/browsers/browser_support.h"
 #include "platform/linux/dbus/bus_address.h"
-#include "platform/linux/dbus/bus_connection.h"
 #include "platform/linux/dbus/forwarding.h"
 #include "platform/linux/linux_environment.h"
 #include "platform/wipe.h"

@@ -9,7 +9,7 @@
 #include "platform/linux/browsers/browser_script_runner.h"
 #include "platform/linux/browsers/browser_support.h"
 #include "platform/linux/browsers/identifier_dialects.h"
-#include "platform/linux/dbus/bus_connection.h"
+#include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/desktop/idle_choice.h"
 #include "platform/linux/desktop/session_lock.h"
 #include "platform/linux/desktop/window_choice.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "platform/linux/kwin/kwin_report.h"
-#include "platform/linux/kwin/kwin_script_file.h"
+#include "platform/linux/kwin/kwin_script_keeper.h"
 
 #include <QFile>
 #include <QJSEngine>
@@ -10,7 +10,7 @@
 #include <memory>
 
 using namespace Qt::StringLiterals;
-using platform::kwin::KWinScriptFile;
+using platform::kwin::writeScript;
 using platform::kwin::KWinScriptTarget;
 
 namespace {
@@ -96,10 +96,10 @@ private Q_SLOTS:
     void init()
     {
         m_engine = std::make_unique<QJSEngine>();
-        const auto file = KWinScriptFile::write(
+        const auto file = writeScript(
             {.service = u":1.42"_s, .path = u"/reports"_s, .name = u"script"_s}, u"secret"_s);
         QVERIFY(file);
-        QFile text(file.value()->path());
+        QFile text(file.value()->fileName());
         QVERIFY(text.open(QIODevice::ReadOnly));
         m_text = QString::fromUtf8(text.readAll());
         run(kFakeKWin);
@@ -252,9 +252,9 @@ private Q_SLOTS:
     {
         QString path;
         {
-            const auto file = KWinScriptFile::write(KWinScriptTarget(), u"secret"_s);
+            const auto file = writeScript(KWinScriptTarget(), u"secret"_s);
             QVERIFY(file);
-            path = file.value()->path();
+            path = file.value()->fileName();
             constexpr QFile::Permissions kOthers = QFile::ReadGroup | QFile::WriteGroup |
                                                    QFile::ExeGroup | QFile::ReadOther |
                                                    QFile::WriteOther | QFile::ExeOther;

@@ -9,6 +9,8 @@
 #include <QTest>
 
 using platform::MenuRow;
+using platform::gui::dbusMenuText;
+using platform::gui::popupText;
 using platform::gui::RowMenu;
 
 namespace {
@@ -111,6 +113,31 @@ private Q_SLOTS:
         QApplication::setFont(withPoints(22));
         QCoreApplication::processEvents();
         QCOMPARE(changed.count(), 0);
+    }
+
+    void aPopupShowsAmpersandsAndNoSecondColumn()
+    {
+        QCOMPARE(popupText(QStringLiteral("A & B&&C_d")), QStringLiteral("A && B&&&&C_d"));
+        QCOMPARE(popupText(QStringLiteral("A\tB\nC")), QStringLiteral("A B C"));
+        QCOMPARE(popupText(QString()), QString());
+    }
+
+    void anExportedTextDoublesUnderscores()
+    {
+        QCOMPARE(dbusMenuText(QStringLiteral("a_b__")), QStringLiteral("a__b____"));
+        QCOMPARE(dbusMenuText(QString()), QString());
+    }
+
+    /// Qt turns the first ampersand into an underscore, unless it is the last character.
+    void anExportedTextGivesQtAnAmpersandOfItsOwn()
+    {
+        QCOMPARE(dbusMenuText(QStringLiteral("A & B & C")), QStringLiteral("&A & B & C"));
+        QCOMPARE(dbusMenuText(QStringLiteral("& B")), QStringLiteral("&& B"));
+        QCOMPARE(dbusMenuText(QStringLiteral("A&")), QStringLiteral("A&"));
+        QCOMPARE(dbusMenuText(QStringLiteral("A&&")), QStringLiteral("&A&&"));
+        QCOMPARE(dbusMenuText(QStringLiteral("&")), QStringLiteral("&"));
+        QCOMPARE(dbusMenuText(QStringLiteral(u"\U0001F464 A&B")),
+                 QStringLiteral(u"\U0001F464 &A&B"));
     }
 };
 

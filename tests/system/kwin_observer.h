@@ -3,18 +3,12 @@
 #pragma once
 
 #include "platform/linux/kwin/kwin_front_window.h"
+#include "tests/system/verify_outcome.h"
 
 #include <QDBusConnection>
 #include <QString>
 
 #include <memory>
-
-/// Ends the test function, with the reason, when this fails.
-#define VERIFY_OUTCOME(expression)                                                                 \
-    do {                                                                                           \
-        const platform::Outcome outcome = (expression);                                            \
-        QVERIFY2(outcome, outcome ? "" : qPrintable(outcome.error().text));                        \
-    } while (false)
 
 /// KWin's front window as in the product, over a connection of its own.
 class KWinObserver final

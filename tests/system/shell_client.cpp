@@ -8,7 +8,7 @@
 //                       milliseconds later
 #include "app/command_line.h"
 #include "platform/linux/dbus/application_service.h"
-#include "platform/linux/dbus/bus_return.h"
+#include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/dbus/forwarding.h"
 
 #include <QCoreApplication>

@@ -2,10 +2,11 @@
 // SPDX-License-Identifier: MIT
 // The running instance on a real session bus, with real second starts and foreign callers.
 #include "platform/linux/dbus/application_service.h"
-#include "platform/linux/dbus/bus_return.h"
+#include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/dbus/forwarding.h"
 #include "tests/support/private_bus.h"
 #include "tests/support/required_programs.h"
+#include "tests/system/verify_outcome.h"
 
 #include <QDBusPendingCall>
 #include <QDir>
@@ -155,12 +156,6 @@ QVariantMap data(const char* key, const QVariant& value)
 }
 
 } // namespace
-
-#define VERIFY_OUTCOME(outcome)                                                                    \
-    do {                                                                                           \
-        const auto result = (outcome);                                                             \
-        QVERIFY2(result, result ? "" : qPrintable(result.error().text));                           \
-    } while (false)
 
 class TestApplicationService final : public QObject
 {

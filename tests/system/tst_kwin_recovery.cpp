@@ -17,8 +17,8 @@
 using namespace Qt::StringLiterals;
 using platform::desktop::FrontWindowSource;
 using platform::desktop::Presence;
-using platform::kwin::KWinScriptFile;
 using platform::kwin::KWinScriptTarget;
+using platform::kwin::writeScript;
 using support::ChildProcess;
 using support::HeadlessKWin;
 using support::TestWindow;
@@ -166,9 +166,9 @@ private Q_SLOTS:
         auto bus = QDBusConnection::connectToBus(m_session->busAddress(), connection);
         const KWinScriptTarget target{
             .service = bus.baseService(), .path = u"/none"_s, .name = u"left-behind"_s};
-        const auto script = KWinScriptFile::write(target, u"token"_s);
+        const auto script = writeScript(target, u"token"_s);
         QVERIFY(script);
-        QFile file(script.value()->path());
+        QFile file(script.value()->fileName());
         QVERIFY(file.open(QIODevice::ReadOnly));
         bus = QDBusConnection(u"none"_s);
         QDBusConnection::disconnectFromBus(connection);

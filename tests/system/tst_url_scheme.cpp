@@ -5,6 +5,7 @@
 // face and writes down what reaches it.
 #include "tests/support/private_bus.h"
 #include "tests/support/required_programs.h"
+#include "tests/system/verify_outcome.h"
 
 #include <QDir>
 #include <QFile>
@@ -71,12 +72,6 @@ int install(const QString& prefix, const QString& destination = {})
 }
 
 } // namespace
-
-#define VERIFY_OUTCOME(outcome)                                                                    \
-    do {                                                                                           \
-        const auto result = (outcome);                                                             \
-        QVERIFY2(result, result ? "" : qPrintable(result.error().text));                           \
-    } while (false)
 
 class TestUrlScheme final : public QObject
 {

@@ -3,14 +3,14 @@
 #include "platform/linux/browsers/browser_reports.h"
 
 #include "platform/linux/browsers/page_title.h"
+#include "platform/linux/dbus/ask.h"
 
 #include <QDBusError>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QFileInfo>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace platform::browsers {
@@ -18,7 +18,7 @@ namespace platform::browsers {
 namespace {
 
 const QString kNoHost = QStringLiteral("not a browser's host");
-constexpr int kTimeToNameAProcessMs = 1000;
+constexpr std::chrono::seconds kTimeToNameAProcess(1);
 constexpr qint64 kTimeToSettleMs = 250;
 constexpr int kTimeToLookMs = 1000;
 
@@ -220,19 +220,14 @@ BrowserReports::Host* BrowserReports::welcome(const QString& connection)
 
 void BrowserReports::askForProcess(const QString& connection)
 {
-    QDBusMessage question =
-        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-                                       QStringLiteral("/org/freedesktop/DBus"),
-                                       QStringLiteral("org.freedesktop.DBus"),
-                                       QStringLiteral("GetConnectionUnixProcessID"));
-    question << connection;
-    auto* const watcher =
-        new QDBusPendingCallWatcher(m_bus.asyncCall(question, kTimeToNameAProcessMs), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, connection] {
-        const QDBusPendingReply<uint> reply = *watcher;
-        watcher->deleteLater();
-        identify(connection, reply.isValid() ? static_cast<std::int32_t>(reply.value()) : 0);
-    });
+    dbus::ask<uint>(
+        m_bus,
+        dbus::processOf(connection),
+        this,
+        [this, connection](const QDBusPendingReply<uint>& reply) {
+            identify(connection, reply.isValid() ? static_cast<std::int32_t>(reply.value()) : 0);
+        },
+        kTimeToNameAProcess);
 }
 
 void BrowserReports::identify(const QString& connection, std::int32_t pid)

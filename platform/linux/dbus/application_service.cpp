@@ -2,8 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/dbus/application_service.h"
 
-#include "platform/linux/dbus/application_adaptor.h"
+#include "platform/linux/dbus/ask.h"
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <memory>
@@ -16,17 +18,21 @@ namespace {
 /// So many requests nobody makes by hand; those of a program that runs wild end here.
 constexpr qsizetype kMostWaiting = 10'000;
 
+// Ours have some twenty characters; what is longer is not for this program, and not worth a line.
+constexpr qsizetype kLongestAddress = 8192;
+constexpr qsizetype kLongestAction = 128;
+constexpr qsizetype kMostAddresses = 64;
+
 // Of RequestName (D-Bus Specification, "Message Bus Messages").
 constexpr uint kDoNotQueue = 0x4;
 constexpr uint kPrimaryOwner = 1;
 constexpr uint kAlreadyOwner = 4;
 
-QDBusMessage busCall(const char* method)
+bool isTask(const QString& name)
 {
-    return QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-                                          QStringLiteral("/org/freedesktop/DBus"),
-                                          QStringLiteral("org.freedesktop.DBus"),
-                                          QLatin1StringView(method));
+    using namespace tasks;
+    const std::array all{kSignOut, kSignInBegins, kSignInSaved, kSignInFailed};
+    return std::ranges::find(all, name) != all.end();
 }
 
 /// Qt keeps connections by name for the whole process.
@@ -56,7 +62,6 @@ ApplicationService::ApplicationService(QString address)
     , m_connectionName(newConnectionName())
     , m_bus(unconnected(m_connectionName))
 {
-    new ApplicationAdaptor(this); // owned by this
     connect(this,
             &ApplicationService::callsWait,
             this,
@@ -90,8 +95,8 @@ bool ApplicationService::connectToBus(std::chrono::milliseconds limit)
                          QStringLiteral("org.freedesktop.DBus.Local"),
                          QStringLiteral("Disconnected"),
                          this,
-                         SLOT(loseConnection())) &&
-           m_bus.registerObject(applicationPath(), this, QDBusConnection::ExportAdaptors);
+                         SIGNAL(connectionLost())) &&
+           m_bus.registerObject(applicationPath(), this, QDBusConnection::ExportScriptableSlots);
 }
 
 ApplicationService::Claim ApplicationService::claim(std::chrono::milliseconds limit)
@@ -100,7 +105,7 @@ ApplicationService::Claim ApplicationService::claim(std::chrono::milliseconds li
     if (!connectToBus(limit))
         return Claim::NoBus;
     const QDBusMessage reply =
-        ask(busCall("RequestName") << applicationName() << kDoNotQueue, limit);
+        ask(busCall(QLatin1StringView("RequestName"), {applicationName(), kDoNotQueue}), limit);
     if (reply.type() != QDBusMessage::ReplyMessage) {
         m_problem = reply.errorMessage();
         return Claim::NoBus;
@@ -132,7 +137,49 @@ void ApplicationService::release()
     m_isEnding = true;
     m_waiting.clear();
     if (m_bus.isConnected())
-        m_bus.send(busCall("ReleaseName") << applicationName());
+        m_bus.send(busCall(QLatin1StringView("ReleaseName"), {applicationName()}));
+}
+
+void ApplicationService::Activate(const QVariantMap& platformData, const QDBusMessage& message)
+{
+    take({{.kind = ApplicationCall::Kind::Activate, .text = {}, .token = tokenIn(platformData)}},
+         message);
+}
+
+void ApplicationService::Open(const QStringList& uris,
+                              const QVariantMap& platformData,
+                              const QDBusMessage& message)
+{
+    const auto isTooLong = [](const QString& uri) {
+        return uri.size() > kLongestAddress;
+    };
+    if (uris.size() > kMostAddresses || std::ranges::any_of(uris, isTooLong)) {
+        refuse(message, QDBusError::InvalidArgs, QStringLiteral("too many or too long"));
+        return;
+    }
+    QList<ApplicationCall> calls;
+    for (const QString& uri : uris)
+        calls.append(
+            {.kind = ApplicationCall::Kind::Open, .text = uri, .token = tokenIn(platformData)});
+    take(calls, message);
+}
+
+void ApplicationService::ActivateAction(const QString& name,
+                                        const QVariantList& /*parameter*/,
+                                        const QVariantMap& platformData,
+                                        const QDBusMessage& message)
+{
+    if (name.size() > kLongestAction) {
+        refuse(message, QDBusError::InvalidArgs, QStringLiteral("the name is too long"));
+        return;
+    }
+    ApplicationCall call{
+        .kind = ApplicationCall::Kind::Action, .text = name, .token = tokenIn(platformData)};
+    if (isTask(name)) {
+        call.kind = ApplicationCall::Kind::Task;
+        call.answer = answerTo(message);
+    }
+    take({call}, message);
 }
 
 void ApplicationService::take(const QList<ApplicationCall>& calls, const QDBusMessage& message)
@@ -168,6 +215,7 @@ void ApplicationService::refuse(const QDBusMessage& message,
                                 QDBusError::ErrorType type,
                                 const QString& text)
 {
+    qCInfo(lcBus) << "a call is refused:" << text;
     message.setDelayedReply(true);
     m_bus.send(message.createErrorReply(type, text));
 }
@@ -194,11 +242,6 @@ void ApplicationService::tell(const ApplicationCall& call)
         Q_EMIT taskRequested(call.text, call.answer);
         break;
     }
-}
-
-void ApplicationService::loseConnection()
-{
-    Q_EMIT connectionLost();
 }
 
 } // namespace platform::dbus

@@ -11,6 +11,9 @@
 #include <QDBusMessage>
 #include <QList>
 #include <QString>
+#include <QStringList>
+#include <QVariantList>
+#include <QVariantMap>
 
 #include <chrono>
 #include <cstdint>
@@ -25,6 +28,7 @@ namespace platform::dbus {
 class ApplicationService final : public ApplicationRequests
 {
     Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
 public:
     enum class Claim : std::uint8_t {
@@ -68,15 +72,17 @@ public:
     /// The address of the bus.
     [[nodiscard]] const QString& address() const { return m_address; }
 
-    /// Takes what came with `message`, or refuses it while the program ends or when far too much
-    /// waits. For the adaptor.
-    void take(const QList<ApplicationCall>& calls, const QDBusMessage& message);
-
-    /// What answers `message`, which is not answered otherwise. For the adaptor.
-    [[nodiscard]] Answer answerTo(const QDBusMessage& message) const;
-
-    /// Answers `message` with an error. For the adaptor.
-    void refuse(const QDBusMessage& message, QDBusError::ErrorType type, const QString& text);
+    // What others on the bus call (Desktop Entry Specification, "D-Bus Activation"). Calls of other
+    // types are answered with an error by Qt, those beyond a limit by this class.
+    // NOLINTBEGIN(readability-identifier-naming): the names are those of the interface.
+    Q_SCRIPTABLE Q_SLOT void Activate(const QVariantMap& platformData, const QDBusMessage& message);
+    Q_SCRIPTABLE Q_SLOT void
+    Open(const QStringList& uris, const QVariantMap& platformData, const QDBusMessage& message);
+    Q_SCRIPTABLE Q_SLOT void ActivateAction(const QString& name,
+                                            const QVariantList& parameter,
+                                            const QVariantMap& platformData,
+                                            const QDBusMessage& message);
+    // NOLINTEND(readability-identifier-naming)
 
 Q_SIGNALS:
     /// The session bus went away; nothing can be asked of this instance any more. Once.
@@ -86,7 +92,12 @@ Q_SIGNALS:
     void callsWait();
 
 private:
-    Q_SLOT void loseConnection();
+    /// Takes what came with `message`, or refuses it while the program ends or when far too much
+    /// waits.
+    void take(const QList<ApplicationCall>& calls, const QDBusMessage& message);
+    /// What answers `message`, which is not answered otherwise.
+    [[nodiscard]] Answer answerTo(const QDBusMessage& message) const;
+    void refuse(const QDBusMessage& message, QDBusError::ErrorType type, const QString& text);
     [[nodiscard]] bool connectToBus(std::chrono::milliseconds limit);
     void tellWaiting();
     void tell(const ApplicationCall& call);

@@ -19,6 +19,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 
 namespace platform::dbus {
 
@@ -140,6 +141,46 @@ bool isSilent(const QString& address, std::chrono::milliseconds limit)
             return true;
     }
     return false;
+}
+
+QString systemBusAddress()
+{
+    return qEnvironmentVariable("DBUS_SYSTEM_BUS_ADDRESS",
+                                QStringLiteral("unix:path=/var/run/dbus/system_bus_socket"));
+}
+
+QDBusConnection
+connectionTo(const QString& address, const QString& name, std::chrono::milliseconds limit)
+{
+    if (address.isEmpty() || isSilent(address, limit))
+        return QDBusConnection(name);
+    return QDBusConnection::connectToBus(address, name);
+}
+
+BusReturn::BusReturn(QString address,
+                     std::chrono::milliseconds interval,
+                     std::chrono::milliseconds longest)
+    : m_address(std::move(address))
+    , m_interval(interval)
+    , m_longest(longest)
+{
+    m_timer.setSingleShot(true);
+    connect(&m_timer, &QTimer::timeout, this, &BusReturn::look);
+}
+
+void BusReturn::start()
+{
+    if (!m_timer.isActive())
+        m_timer.start(m_interval);
+}
+
+void BusReturn::look()
+{
+    if (acceptsConnections(m_address)) {
+        Q_EMIT busIsBack();
+        return;
+    }
+    m_timer.start(std::min(m_timer.intervalAsDuration() * 2, m_longest));
 }
 
 } // namespace platform::dbus

@@ -2,7 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QDBusConnection>
+#include <QObject>
 #include <QString>
+#include <QTimer>
 
 #include <chrono>
 
@@ -26,5 +29,44 @@ namespace platform::dbus {
 /// `limit`. Connecting would wait for ever then. False where that cannot be told, as for other
 /// transports than local sockets. Any thread.
 [[nodiscard]] bool isSilent(const QString& address, std::chrono::milliseconds limit);
+
+/// The address of the system bus (D-Bus Specification, "Well-known Message Bus Instances").
+/// Any thread.
+[[nodiscard]] QString systemBusAddress();
+
+/// A connection to the bus at `address`, known to Qt as `name`, which must be new. Not connected
+/// where nobody answers within `limit` or the address is empty. Blocks that long at most, where
+/// that can be told (see isSilent()). Main thread.
+[[nodiscard]] QDBusConnection
+connectionTo(const QString& address, const QString& name, std::chrono::milliseconds limit);
+
+/// Waits for a session bus that has gone away.
+/// Thread of its creation, which needs an event loop; blocks nowhere.
+class BusReturn final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Looks for a bus at `address` first after `interval`, then at intervals that double up to
+    /// `longest`.
+    explicit BusReturn(QString address,
+                       std::chrono::milliseconds interval = std::chrono::seconds(1),
+                       std::chrono::milliseconds longest = std::chrono::seconds(30));
+
+    /// Begins to look; nothing when it already does.
+    void start();
+
+Q_SIGNALS:
+    /// Somebody accepts connections at the address again. Once for each start().
+    void busIsBack();
+
+private:
+    void look();
+
+    QString m_address;
+    std::chrono::milliseconds m_interval;
+    std::chrono::milliseconds m_longest;
+    QTimer m_timer;
+};
 
 } // namespace platform::dbus

@@ -3,6 +3,7 @@
 #include "platform/linux/dbus/forwarding.h"
 
 #include "platform/linux/dbus/application_service.h"
+#include "platform/linux/dbus/ask.h"
 
 #include <QDBusError>
 #include <QDeadlineTimer>
@@ -37,14 +38,8 @@ bool saysOwnerHasGone(const QDBusMessage& reply, const QDeadlineTimer& deadline)
 /// "the instance that runs (process 4711)"
 QString runningInstance(const QDBusConnection& bus)
 {
-    const QDBusMessage question =
-        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-                                       QStringLiteral("/org/freedesktop/DBus"),
-                                       QStringLiteral("org.freedesktop.DBus"),
-                                       QStringLiteral("GetConnectionUnixProcessID"))
-        << applicationName();
-    const QDBusMessage reply =
-        bus.call(question, QDBus::Block, static_cast<int>(kTimeForTheBus.count()));
+    const QDBusMessage reply = bus.call(
+        processOf(applicationName()), QDBus::Block, static_cast<int>(kTimeForTheBus.count()));
     QString text = QStringLiteral("the instance that runs");
     if (reply.type() != QDBusMessage::ReplyMessage)
         return text;

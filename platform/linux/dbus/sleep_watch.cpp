@@ -2,9 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/dbus/sleep_watch.h"
 
-#include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QPointer>
 
 #include <utility>
@@ -55,17 +52,17 @@ void SleepWatch::prepareForSleep(bool isComing)
 
 void SleepWatch::askForDelay()
 {
-    QDBusMessage question =
-        QDBusMessage::createMethodCall(kService, kPath, kManager, QStringLiteral("Inhibit"));
-    question.setAutoStartService(false);
-    question << QStringLiteral("sleep") << m_who << m_why << QStringLiteral("delay");
-    auto* const watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(question), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
-        watcher->deleteLater();
-        const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *watcher;
-        if (reply.isValid())
-            m_delay = reply.value();
-    });
+    m_question.ask<QDBusUnixFileDescriptor>(
+        m_bus,
+        callOf(kService,
+               kPath,
+               kManager,
+               QStringLiteral("Inhibit"),
+               {QStringLiteral("sleep"), m_who, m_why, QStringLiteral("delay")}),
+        [this](const QDBusPendingReply<QDBusUnixFileDescriptor>& reply) {
+            if (reply.isValid())
+                m_delay = reply.value();
+        });
 }
 
 } // namespace platform::dbus

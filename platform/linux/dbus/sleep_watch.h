@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/dbus/ask.h"
+
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
 #include <QDBusUnixFileDescriptor>
@@ -36,6 +38,7 @@ private:
     QString m_who;
     QString m_why;
     Preparation m_prepare;
+    Question m_question;
     QDBusUnixFileDescriptor m_delay;
 };
 

@@ -2,19 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/desktop/bus_name_owner.h"
 
-#include <QDBusError>
-#include <QDBusMessage>
-#include <QDBusPendingCall>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
-
 #include <utility>
 
 namespace platform::desktop {
-
-namespace {
-constexpr int kLimitMs = 5000; // nobody waits for it
-} // namespace
 
 BusNameOwner::BusNameOwner(QDBusConnection bus, QString name)
     : m_bus(std::move(bus))
@@ -28,7 +18,7 @@ BusNameOwner::BusNameOwner(QDBusConnection bus, QString name)
             &QDBusServiceWatcher::serviceOwnerChanged,
             this,
             [this](const QString&, const QString&, const QString& owner) {
-                m_question.reset(); // its answer is no newer
+                m_question.forget(); // its answer is no newer
                 set(owner);
             });
     m_watcher.setConnection(m_bus);
@@ -43,26 +33,18 @@ BusNameOwner::BusNameOwner(QDBusConnection bus, QString name)
     ask();
 }
 
-BusNameOwner::~BusNameOwner() = default;
-
 void BusNameOwner::ask()
 {
-    const QString daemon = QStringLiteral("org.freedesktop.DBus");
-    QDBusMessage question = QDBusMessage::createMethodCall(
-        daemon, QStringLiteral("/org/freedesktop/DBus"), daemon, QStringLiteral("GetNameOwner"));
-    question.setArguments({m_name});
-    m_question = std::make_unique<QDBusPendingCallWatcher>(m_bus.asyncCall(question, kLimitMs));
-    connect(m_question.get(), &QDBusPendingCallWatcher::finished, this, &BusNameOwner::readAnswer);
-}
-
-void BusNameOwner::readAnswer()
-{
-    const QDBusPendingReply<QString> answer = *m_question;
-    m_question.release()->deleteLater(); // it is what calls
-    // An error is the answer for a name without owner, unless the bus has not answered.
-    if (answer.isError() && answer.error().type() == QDBusError::NoReply)
-        ask();
-    set(answer.isError() ? QString() : answer.value());
+    m_question.ask<QString>(m_bus,
+                            dbus::busCall(QLatin1StringView("GetNameOwner"), {m_name}),
+                            [this](const QDBusPendingReply<QString>& answer) {
+                                // An error is the answer for a name without owner, unless the bus
+                                // has not answered.
+                                if (answer.isError() &&
+                                    answer.error().type() == QDBusError::NoReply)
+                                    ask();
+                                set(answer.isError() ? QString() : answer.value());
+                            });
 }
 
 void BusNameOwner::set(const QString& owner)
@@ -76,7 +58,7 @@ void BusNameOwner::set(const QString& owner)
 
 void BusNameOwner::loseBus()
 {
-    m_question.reset();
+    m_question.forget();
     set(QString());
 }
 

@@ -2,14 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/dbus/ask.h"
+
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
 #include <QObject>
 #include <QString>
-
-#include <memory>
-
-class QDBusPendingCallWatcher;
 
 namespace platform::desktop {
 
@@ -22,9 +20,6 @@ class BusNameOwner final : public QObject
 public:
     /// Begins to ask and to watch. Without a bus nobody owns the name.
     BusNameOwner(QDBusConnection bus, QString name);
-    BusNameOwner(const BusNameOwner&) = delete;
-    BusNameOwner& operator=(const BusNameOwner&) = delete;
-    ~BusNameOwner() override;
 
     /// Whether the bus has told, or has kept silent for some seconds.
     [[nodiscard]] bool isKnown() const { return m_isKnown; }
@@ -39,13 +34,12 @@ Q_SIGNALS:
 private:
     Q_SLOT void loseBus();
     void ask();
-    void readAnswer();
     void set(const QString& owner);
 
     QDBusConnection m_bus;
     QString m_name;
     QDBusServiceWatcher m_watcher;
-    std::unique_ptr<QDBusPendingCallWatcher> m_question;
+    dbus::Question m_question;
     QString m_owner;
     bool m_isKnown = false;
 };

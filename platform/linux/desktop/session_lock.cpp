@@ -2,46 +2,116 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/desktop/session_lock.h"
 
+#include <QDBusObjectPath>
+#include <QLoggingCategory>
+
 #include <algorithm>
+#include <unistd.h>
+#include <utility>
 
 namespace platform::desktop {
 
 namespace {
 
+// For developers; off by default.
+Q_LOGGING_CATEGORY(lcLock, "velomira.lock", QtCriticalMsg)
+
 struct ScreenSaver
 {
-    const char* service;
-    const char* path;
+    QLatin1StringView service;
+    QLatin1StringView path;
 };
 
-/// The interface of each is named as the service is.
+/// A desktop's screen saver is active while the screen is locked. The interface of each is named as
+/// the service is.
 constexpr ScreenSaver kScreenSavers[]{
-    {.service = "org.freedesktop.ScreenSaver", .path = "/ScreenSaver"}, // KDE, LXQt
-    {.service = "org.freedesktop.ScreenSaver", .path = "/org/freedesktop/ScreenSaver"},
-    {.service = "org.gnome.ScreenSaver", .path = "/org/gnome/ScreenSaver"},
-    {.service = "org.cinnamon.ScreenSaver", .path = "/org/cinnamon/ScreenSaver"},
-    {.service = "org.mate.ScreenSaver", .path = "/org/mate/ScreenSaver"},
-    {.service = "org.xfce.ScreenSaver", .path = "/org/xfce/ScreenSaver"},
+    // KDE, LXQt; a KWin that locks the screen itself has the second object
+    {.service = QLatin1StringView("org.freedesktop.ScreenSaver"),
+     .path = QLatin1StringView("/ScreenSaver")},
+    {.service = QLatin1StringView("org.freedesktop.ScreenSaver"),
+     .path = QLatin1StringView("/org/freedesktop/ScreenSaver")},
+    {.service = QLatin1StringView("org.gnome.ScreenSaver"),
+     .path = QLatin1StringView("/org/gnome/ScreenSaver")},
+    {.service = QLatin1StringView("org.cinnamon.ScreenSaver"),
+     .path = QLatin1StringView("/org/cinnamon/ScreenSaver")},
+    {.service = QLatin1StringView("org.mate.ScreenSaver"),
+     .path = QLatin1StringView("/org/mate/ScreenSaver")},
+    {.service = QLatin1StringView("org.xfce.ScreenSaver"),
+     .path = QLatin1StringView("/org/xfce/ScreenSaver")},
 };
+
+constexpr QLatin1StringView kLoginManager("org.freedesktop.login1");
 
 } // namespace
 
 SessionLock::SessionLock(const QDBusConnection& sessionBus, const QDBusConnection& systemBus)
-    : m_loginSession(systemBus)
+    : m_systemBus(systemBus)
+    , m_loginManager(kLoginManager, systemBus, QDBusServiceWatcher::WatchForRegistration)
 {
-    for (const ScreenSaver& known : kScreenSavers) {
-        const QString service = QString::fromLatin1(known.service);
-        const auto& watch = m_screenSavers.emplace_back(std::make_unique<ScreenSaverWatch>(
-            sessionBus, service, QString::fromLatin1(known.path)));
-        connect(watch.get(), &ScreenSaverWatch::changed, this, &SessionLock::changed);
-    }
-    connect(&m_loginSession, &LoginSessionWatch::changed, this, &SessionLock::changed);
+    for (const auto& [service, path] : kScreenSavers)
+        m_screenSavers.push_back(watch(sessionBus,
+                                       {.service = service,
+                                        .path = path,
+                                        .interface = service,
+                                        .name = QStringLiteral("GetActive"),
+                                        .signal = QStringLiteral("ActiveChanged")}));
+    if (!m_systemBus.isConnected())
+        return;
+    connect(&m_loginManager,
+            &QDBusServiceWatcher::serviceRegistered,
+            this,
+            &SessionLock::findLoginSession);
+    findLoginSession();
 }
 
 bool SessionLock::isLocked() const
 {
-    return m_loginSession.isLocked() ||
-           std::ranges::any_of(m_screenSavers, [](const auto& watch) { return watch->isActive(); });
+    return (m_loginSession && m_loginSession->value()) ||
+           std::ranges::any_of(m_screenSavers, [](const auto& saver) { return saver->value(); });
+}
+
+std::unique_ptr<SessionLock::Watch> SessionLock::watch(const QDBusConnection& bus,
+                                                       const dbus::PropertyPlace& place)
+{
+    auto made = std::make_unique<Watch>(bus, place);
+    connect(made.get(), &Watch::changed, this, [this, teller = place.interface] {
+        qCInfo(lcLock) << teller << "tells a change; locked:" << isLocked();
+        Q_EMIT changed();
+    });
+    return made;
+}
+
+void SessionLock::findLoginSession()
+{
+    // A process that the user's service manager started is in no session of its own, but the
+    // environment names the one it belongs to.
+    const QString id = qEnvironmentVariable("XDG_SESSION_ID");
+    const auto question = dbus::callOf(
+        kLoginManager,
+        QStringLiteral("/org/freedesktop/login1"),
+        QStringLiteral("org.freedesktop.login1.Manager"),
+        id.isEmpty() ? QStringLiteral("GetSessionByPID") : QStringLiteral("GetSession"),
+        {id.isEmpty() ? QVariant(static_cast<uint>(::getpid())) : QVariant(id)});
+    m_loginQuestion.ask<QDBusObjectPath>(
+        m_systemBus, question, [this](const QDBusPendingReply<QDBusObjectPath>& reply) {
+            if (reply.isValid())
+                followLoginSession(reply.value().path());
+        });
+}
+
+void SessionLock::followLoginSession(const QString& path)
+{
+    if (std::exchange(m_loginPath, path) == path)
+        return;
+    const auto former =
+        std::exchange(m_loginSession,
+                      watch(m_systemBus,
+                            {.service = kLoginManager,
+                             .path = path,
+                             .interface = QStringLiteral("org.freedesktop.login1.Session"),
+                             .name = QStringLiteral("LockedHint")}));
+    if (former && former->value())
+        Q_EMIT changed();
 }
 
 } // namespace platform::desktop

@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/login_session_watch.h"
-#include "platform/linux/desktop/screen_saver_watch.h"
+#include "platform/linux/dbus/watched_property.h"
 
 #include <QDBusConnection>
+#include <QDBusServiceWatcher>
 #include <QObject>
+#include <QString>
 
 #include <memory>
 #include <vector>
@@ -31,8 +32,19 @@ Q_SIGNALS:
     void changed();
 
 private:
-    std::vector<std::unique_ptr<ScreenSaverWatch>> m_screenSavers;
-    LoginSessionWatch m_loginSession;
+    using Watch = dbus::WatchedProperty<bool>;
+
+    [[nodiscard]] std::unique_ptr<Watch> watch(const QDBusConnection& bus,
+                                               const dbus::PropertyPlace& place);
+    void findLoginSession();
+    void followLoginSession(const QString& path);
+
+    std::vector<std::unique_ptr<Watch>> m_screenSavers;
+    QDBusConnection m_systemBus;
+    QDBusServiceWatcher m_loginManager;
+    dbus::Question m_loginQuestion;
+    QString m_loginPath; ///< of this process's session
+    std::unique_ptr<Watch> m_loginSession;
 };
 
 } // namespace platform::desktop

@@ -2,9 +2,30 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/gnome/extension_state.h"
 
+#include "platform/linux/gnome/log.h"
+
+#include <QDBusVariant>
+#include <QStandardPaths>
+
+#include <chrono>
+#include <utility>
+
 namespace platform::gnome {
 
 namespace {
+
+constexpr std::chrono::milliseconds kShortestPause(200);
+
+const QString kPath = QStringLiteral("/org/gnome/Shell");
+const QString kInterface = QStringLiteral("org.gnome.Shell.Extensions");
+
+bool isInstalled()
+{
+    return !QStandardPaths::locate(
+                QStandardPaths::GenericDataLocation,
+                QStringLiteral("gnome-shell/extensions/%1/metadata.json").arg(extensionUuid()))
+                .isEmpty();
+}
 
 /// The shell's numbers for the state of an extension; the same in all versions that have them.
 enum class ShellState : std::uint8_t {
@@ -84,6 +105,99 @@ QString adviceFor(ExtensionState state)
                               "is made for yours, then log out and in again.");
     }
     return {};
+}
+
+ExtensionQuestion::ExtensionQuestion(QDBusConnection bus)
+    : m_bus(std::move(bus))
+{
+    m_pause.setSingleShot(true);
+    connect(&m_pause, &QTimer::timeout, this, [this] {
+        if (m_isDue)
+            ask();
+    });
+    // The first argument says which extension, or whose properties.
+    const char* const slot = SLOT(hear(QDBusMessage));
+    m_bus.connect(QString(),
+                  kPath,
+                  kInterface,
+                  QStringLiteral("ExtensionStateChanged"),
+                  {extensionUuid()},
+                  {},
+                  this,
+                  slot);
+    m_bus.connect(QString(),
+                  kPath,
+                  dbus::kPropertiesInterface,
+                  QStringLiteral("PropertiesChanged"),
+                  {kInterface},
+                  {},
+                  this,
+                  slot);
+}
+
+void ExtensionQuestion::setShell(const QString& shell)
+{
+    if (shell == m_shell)
+        return;
+    m_shell = shell;
+    m_informationQuestion.forget();
+    m_switchQuestion.forget();
+    m_pause.stop();
+    m_isDue = false;
+    set(ExtensionState::Unknown);
+    if (!m_shell.isEmpty())
+        ask();
+}
+
+void ExtensionQuestion::hear(const QDBusMessage& signal)
+{
+    if (signal.service() == m_shell)
+        ask();
+}
+
+void ExtensionQuestion::ask()
+{
+    // What is asked now may be outdated when it is answered.
+    m_isDue = m_informationQuestion.isAsked() || m_switchQuestion.isAsked() || m_pause.isActive();
+    if (m_isDue)
+        return;
+    m_pause.start(kShortestPause);
+    m_informationQuestion.ask<QVariantMap>(
+        m_bus,
+        dbus::callOf(
+            m_shell, kPath, kInterface, QStringLiteral("GetExtensionInfo"), {extensionUuid()}),
+        [this](const QDBusPendingReply<QVariantMap>& reply) {
+            m_information = reply.isError() ? std::nullopt : std::optional(reply.value());
+            decide();
+        });
+    m_switchQuestion.ask<QDBusVariant>(
+        m_bus,
+        dbus::readOf(m_shell, kPath, kInterface, QStringLiteral("UserExtensionsEnabled")),
+        [this](const QDBusPendingReply<QDBusVariant>& reply) {
+            m_extensionsAreOn = reply.isError() || reply.value().variant().toBool();
+            decide();
+        });
+}
+
+void ExtensionQuestion::decide()
+{
+    if (m_informationQuestion.isAsked() || m_switchQuestion.isAsked())
+        return;
+    if (m_isDue)
+        ask();
+    set(m_information ? extensionState(*m_information,
+                                       m_extensionsAreOn,
+                                       !m_information->isEmpty() || isInstalled())
+                      : ExtensionState::Unknown);
+}
+
+void ExtensionQuestion::set(ExtensionState state)
+{
+    if (state == m_state)
+        return;
+    m_state = state;
+    qCInfo(lcGnome) << "state of the extension:" << static_cast<int>(state);
+    Q_EMIT changed();
 }
 
 } // namespace platform::gnome

@@ -2,10 +2,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/dbus/ask.h"
+
+#include <QDBusConnection>
+#include <QObject>
 #include <QString>
+#include <QTimer>
 #include <QVariantMap>
 
 #include <cstdint>
+#include <optional>
 
 namespace platform::gnome {
 
@@ -34,5 +40,41 @@ extensionState(const QVariantMap& info, bool extensionsAreOn, bool isInstalled);
 /// What the user can do about it, as whole sentences; empty when there is nothing to do.
 /// Pure; any thread.
 [[nodiscard]] QString adviceFor(ExtensionState state);
+
+/// How a shell stands to our extension, kept up to date from what the shell tells. Never waits.
+/// Main thread, with an event loop.
+class ExtensionQuestion final : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit ExtensionQuestion(QDBusConnection bus);
+
+    /// From now on asks the shell with that unique name; none when it is empty. The state is
+    /// unknown until it has answered.
+    void setShell(const QString& shell);
+
+    [[nodiscard]] ExtensionState state() const { return m_state; }
+
+Q_SIGNALS:
+    /// The state is another one now.
+    void changed();
+
+private:
+    Q_SLOT void hear(const QDBusMessage& signal);
+    void ask();
+    void decide();
+    void set(ExtensionState state);
+
+    QDBusConnection m_bus;
+    QString m_shell;
+    dbus::Question m_informationQuestion;
+    dbus::Question m_switchQuestion;
+    std::optional<QVariantMap> m_information; ///< none: the shell has refused
+    bool m_extensionsAreOn = true;
+    QTimer m_pause; ///< while it runs, nothing is asked
+    ExtensionState m_state = ExtensionState::Unknown;
+    bool m_isDue = false;
+};
 
 } // namespace platform::gnome

@@ -3,30 +3,31 @@
 #include "platform/linux/gnome/gnome_front_window.h"
 
 #include "platform/linux/dbus/application_call.h"
-#include "platform/linux/gnome/extension_answer.h"
+#include "platform/linux/gnome/log.h"
 
-#include <QDBusError>
-#include <QDBusMessage>
-#include <QDBusPendingCall>
-#include <QDBusPendingCallWatcher>
+#include <QByteArray>
+#include <QMetaType>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
+#include <limits>
 
 namespace platform::gnome {
 
 using desktop::Presence;
 
+Q_LOGGING_CATEGORY(lcGnome, "velomira.gnome", QtCriticalMsg)
+
 namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kAnswerLimit(200);
+constexpr milliseconds kLimit(200); // of an answer
 constexpr milliseconds kShortestPause(250);
 constexpr milliseconds kPauseAfterNone(50);
 constexpr milliseconds kPauseAfterSilence(1000);
 constexpr milliseconds kPatience(5000); // so long a peer may be silent without counting as gone
-
-const QString kChanged = QStringLiteral("Changed");
 
 QString extensionName()
 {
@@ -38,7 +39,71 @@ QString extensionPath()
     return dbus::applicationPath() + QStringLiteral("/FrontWindow");
 }
 
+constexpr qsizetype kLongestTitle = 16'384;
+constexpr qsizetype kLongestIdentifier = 1'024;
+
+enum Field : std::uint8_t { Window, DesktopId, Name, Title, WindowClass, Process, Count };
+
+bool hasTheRightTypes(const QVariantList& values)
+{
+    static constexpr std::array<QMetaType::Type, Count> kTypes{QMetaType::ULongLong,
+                                                               QMetaType::QString,
+                                                               QMetaType::QString,
+                                                               QMetaType::QString,
+                                                               QMetaType::QString,
+                                                               QMetaType::Int};
+    return std::ranges::equal(values, kTypes, [](const QVariant& value, QMetaType::Type type) {
+        return value.typeId() == static_cast<int>(type);
+    });
+}
+
+/// `text` without what exceeds `most` bytes of UTF-8, cut between characters.
+QString cutOff(const QString& text, qsizetype most)
+{
+    // No code unit has less than a byte: what is beyond cannot be kept.
+    const QByteArray bytes = text.left(most + 1).toUtf8();
+    if (bytes.size() <= most)
+        return text;
+    qsizetype end = most;
+    while (end > 0 && (static_cast<unsigned char>(bytes[end]) & 0xC0U) == 0x80U)
+        --end;
+    return QString::fromUtf8(bytes.left(end));
+}
+
+/// `text`, empty when it is too long to be meant.
+QString identifier(const QVariant& text)
+{
+    const QString whole = text.toString();
+    return whole.size() > kLongestIdentifier || whole.toUtf8().size() > kLongestIdentifier
+               ? QString()
+               : whole;
+}
+
 } // namespace
+
+std::optional<desktop::FrontWindow> readAnswer(const QVariantList& values, std::uint32_t shell)
+{
+    if (!hasTheRightTypes(values))
+        return std::nullopt;
+    const quint64 number = values[Window].toULongLong();
+    if (number == 0 || number > std::numeric_limits<std::uint32_t>::max())
+        return std::nullopt;
+
+    desktop::FrontWindow window;
+    window.window = (std::uint64_t{shell} << 32U) | number;
+    QString desktopId = identifier(values[DesktopId]);
+    if (desktopId.endsWith(QLatin1StringView(".desktop")))
+        desktopId.chop(8);
+    for (const QString& each : {desktopId, identifier(values[WindowClass])})
+        if (!each.isEmpty() && !window.identifiers.contains(each))
+            window.identifiers.append(each);
+    if (const QString name = identifier(values[Name]); !name.isEmpty())
+        window.name = name;
+    if (const QString title = values[Title].toString(); !title.isEmpty())
+        window.title = cutOff(title, kLongestTitle);
+    window.processIdentifier = std::max(0, values[Process].toInt());
+    return window;
+}
 
 GnomeFrontWindow::GnomeFrontWindow(const QDBusConnection& sessionBus)
     : m_bus(sessionBus)
@@ -54,10 +119,14 @@ GnomeFrontWindow::GnomeFrontWindow(const QDBusConnection& sessionBus)
     connect(&m_shell, &desktop::BusNameOwner::changed, this, &GnomeFrontWindow::followOwners);
     connect(&m_extension, &desktop::BusNameOwner::changed, this, &GnomeFrontWindow::followOwners);
     connect(&m_question, &ExtensionQuestion::changed, this, [this] { tell(m_presence); });
+    m_bus.connect(QString(),
+                  extensionPath(),
+                  extensionName(),
+                  QStringLiteral("Changed"),
+                  this,
+                  SLOT(hear(QDBusMessage)));
     followOwners();
 }
-
-GnomeFrontWindow::~GnomeFrontWindow() = default;
 
 QString GnomeFrontWindow::name() const
 {
@@ -82,44 +151,45 @@ void GnomeFrontWindow::setPeer(const QString& peer)
 {
     if (peer == m_peer)
         return;
-    if (!m_peer.isEmpty())
-        m_bus.disconnect(m_peer, extensionPath(), extensionName(), kChanged, this, SLOT(ask()));
     m_peer = peer;
-    m_call.reset();
+    m_call.forget();
     m_pause.stop();
     m_isDue = false;
     m_silence.invalidate();
     m_window.reset();
     if (m_peer.isEmpty())
         return;
-    m_bus.connect(m_peer, extensionPath(), extensionName(), kChanged, this, SLOT(ask()));
     tell(Presence::Asking);
     ask();
 }
 
+void GnomeFrontWindow::hear(const QDBusMessage& signal)
+{
+    if (signal.service() == m_peer)
+        ask();
+}
+
 void GnomeFrontWindow::ask()
 {
-    m_isDue = m_call || m_pause.isActive();
+    m_isDue = m_call.isAsked() || m_pause.isActive();
     if (m_isDue || m_peer.isEmpty())
         return;
-    const QDBusMessage question = QDBusMessage::createMethodCall(
-        m_peer, extensionPath(), extensionName(), QStringLiteral("Get"));
-    m_call = std::make_unique<QDBusPendingCallWatcher>(
-        m_bus.asyncCall(question, static_cast<int>(kAnswerLimit.count())));
-    connect(m_call.get(), &QDBusPendingCallWatcher::finished, this, &GnomeFrontWindow::readReply);
+    m_call.ask<>(
+        m_bus,
+        dbus::callOf(m_peer, extensionPath(), extensionName(), QStringLiteral("Get")),
+        [this](const QDBusPendingReply<>& reply) { readReply(reply); },
+        kLimit);
     m_pause.start(kShortestPause);
 }
 
-void GnomeFrontWindow::readReply()
+void GnomeFrontWindow::readReply(const QDBusPendingReply<>& reply)
 {
-    const QDBusMessage reply = m_call->reply();
-    m_call.release()->deleteLater(); // it is what calls
-    if (reply.type() != QDBusMessage::ReplyMessage) {
-        fail(QDBusError(reply));
+    if (reply.isError()) {
+        fail(reply.error());
         return;
     }
     m_silence.invalidate();
-    m_window = readAnswer(reply.arguments(), m_shells);
+    m_window = readAnswer(reply.reply().arguments(), m_shells);
     // Between two windows there is none for a moment, and the second one is not to wait long.
     if (!m_window)
         m_pause.start(kPauseAfterNone);
@@ -130,6 +200,7 @@ void GnomeFrontWindow::readReply()
 
 void GnomeFrontWindow::fail(const QDBusError& error)
 {
+    qCInfo(lcGnome) << "the extension does not answer:" << error.name();
     m_window.reset();
     if (error.type() == QDBusError::AccessDenied) {
         tell(Presence::Here); // it works, but for the instance of this program that has the name
@@ -137,8 +208,7 @@ void GnomeFrontWindow::fail(const QDBusError& error)
     }
     // Any other error says that asking again is no use: the extension announces itself when it has
     // something for us.
-    if (error.type() != QDBusError::NoReply && error.type() != QDBusError::TimedOut &&
-        error.type() != QDBusError::Timeout) {
+    if (!dbus::isSilence(error)) {
         tell(Presence::Absent);
         if (m_isDue)
             ask();

@@ -4,20 +4,26 @@
 
 #include "platform/linux/desktop/bus_name_owner.h"
 #include "platform/linux/desktop/front_window_source.h"
-#include "platform/linux/gnome/extension_question.h"
+#include "platform/linux/gnome/extension_state.h"
 
 #include <QDBusConnection>
 #include <QElapsedTimer>
 #include <QTimer>
+#include <QVariantList>
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 
-class QDBusError;
-class QDBusPendingCallWatcher;
-
 namespace platform::gnome {
+
+/// The window in front by the values that the extension's Get answered: number, desktop id,
+/// application name, title, window class, process id. None when no application's window has the
+/// focus, and when the values are not of that kind. Numbers count within a shell; `shell` tells
+/// apart the shells that ran while this process does. A title of more than 16 KiB of UTF-8 is cut
+/// off there, other texts of more than 1 KiB are left out.
+/// Pure; any thread.
+[[nodiscard]] std::optional<desktop::FrontWindow> readAnswer(const QVariantList& values,
+                                                             std::uint32_t shell);
 
 /// The front window as our extension of GNOME Shell tells it. The extension announces that
 /// something has changed and is asked then, at most four times a second; it answers to nobody but
@@ -31,9 +37,6 @@ public:
     /// On the connection that owns the program's bus name, or will own it: until then the source
     /// is there, where the extension is, but knows of no window.
     explicit GnomeFrontWindow(const QDBusConnection& sessionBus);
-    GnomeFrontWindow(const GnomeFrontWindow&) = delete;
-    GnomeFrontWindow& operator=(const GnomeFrontWindow&) = delete;
-    ~GnomeFrontWindow() override;
 
     [[nodiscard]] QString name() const override;
 
@@ -47,11 +50,11 @@ public:
     [[nodiscard]] QString advice() const override { return m_advice; }
 
 private:
-    /// Something has changed; called for each of the extension's announcements.
-    Q_SLOT void ask();
+    Q_SLOT void hear(const QDBusMessage& signal);
     void followOwners();
     void setPeer(const QString& peer);
-    void readReply();
+    void readReply(const QDBusPendingReply<>& reply);
+    void ask();
     void fail(const QDBusError& error);
     void tell(desktop::Presence presence);
 
@@ -62,7 +65,7 @@ private:
     QString m_peer;      ///< whom we ask; empty: nobody
     QString m_lastShell; ///< and how many there have been
     std::uint32_t m_shells = 0;
-    std::unique_ptr<QDBusPendingCallWatcher> m_call;
+    dbus::Question m_call;
     QTimer m_pause; ///< while it runs, nothing is asked
     bool m_isDue = false;
     QElapsedTimer m_silence; ///< since when the peer has not answered; invalid when it has

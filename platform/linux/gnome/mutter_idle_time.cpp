@@ -2,12 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/gnome/mutter_idle_time.h"
 
-#include <QDBusError>
-#include <QDBusPendingCall>
-#include <QDBusPendingCallWatcher>
+#include "platform/linux/gnome/log.h"
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace platform::gnome {
 
@@ -17,13 +16,12 @@ using std::chrono::milliseconds;
 namespace {
 
 constexpr milliseconds kIdle(1000);
-constexpr milliseconds kAnswerLimit(2000); // nobody waits for it; a lost answer is a new beginning
+constexpr milliseconds kLimit(2000); // nobody waits for it; a lost answer is a new beginning
 constexpr milliseconds kPauseAfterFailure(5000);
 constexpr qulonglong kLongest = 1ULL << 40U; // decades; what is longer is not meant
 
 const QString kPath = QStringLiteral("/org/gnome/Mutter/IdleMonitor/Core");
 const QString kInterface = QStringLiteral("org.gnome.Mutter.IdleMonitor");
-const QString kWatchFired = QStringLiteral("WatchFired");
 
 } // namespace
 
@@ -35,10 +33,14 @@ MutterIdleTime::MutterIdleTime(const QDBusConnection& sessionBus)
     m_retry.setInterval(kPauseAfterFailure);
     connect(&m_retry, &QTimer::timeout, this, &MutterIdleTime::begin);
     connect(&m_mutter, &desktop::BusNameOwner::changed, this, &MutterIdleTime::followOwner);
+    m_bus.connect(QString(),
+                  kPath,
+                  kInterface,
+                  QStringLiteral("WatchFired"),
+                  this,
+                  SLOT(hearWatch(QDBusMessage)));
     followOwner();
 }
-
-MutterIdleTime::~MutterIdleTime() = default;
 
 QString MutterIdleTime::name() const
 {
@@ -58,25 +60,12 @@ void MutterIdleTime::followOwner()
 {
     const QString owner = m_mutter.owner();
     if (owner != m_peer) {
-        listen(false);
         m_peer = owner;
-        listen(true);
         m_retry.stop();
         begin();
     }
     if (owner.isEmpty())
         tell(m_mutter.isKnown() ? Presence::Absent : Presence::Asking);
-}
-
-void MutterIdleTime::listen(bool on)
-{
-    if (m_peer.isEmpty())
-        return;
-    const char* const slot = SLOT(hearWatch(QDBusMessage));
-    if (on)
-        m_bus.connect(m_peer, kPath, kInterface, kWatchFired, this, slot);
-    else
-        m_bus.disconnect(m_peer, kPath, kInterface, kWatchFired, this, slot);
 }
 
 void MutterIdleTime::begin()
@@ -88,16 +77,16 @@ void MutterIdleTime::begin()
     call(m_idleWatchCall,
          QStringLiteral("AddIdleWatch"),
          {QVariant::fromValue(static_cast<qulonglong>(kIdle.count()))},
-         &MutterIdleTime::keepIdleWatch);
+         [this](const QVariant& id) { m_idleWatch = id.toUInt(); });
     awaitInput();
     askIdleTime();
 }
 
 void MutterIdleTime::forget()
 {
-    m_idleWatchCall.reset();
-    m_inputWatchCall.reset();
-    m_idleTimeCall.reset();
+    m_idleWatchCall.forget();
+    m_inputWatchCall.forget();
+    m_idleTimeCall.forget();
     m_idleWatch = 0;
     m_inputWatch = 0;
     m_isActive = false;
@@ -107,59 +96,44 @@ void MutterIdleTime::forget()
 // Before the question for the idle time: input between the two makes the watch fire.
 void MutterIdleTime::awaitInput()
 {
-    if (m_inputWatch == 0 && !m_inputWatchCall)
+    if (m_inputWatch == 0 && !m_inputWatchCall.isAsked())
         call(m_inputWatchCall,
              QStringLiteral("AddUserActiveWatch"),
              {},
-             &MutterIdleTime::keepInputWatch);
+             [this](const QVariant& id) { m_inputWatch = id.toUInt(); });
 }
 
 void MutterIdleTime::askIdleTime()
 {
-    if (!m_idleTimeCall)
-        call(m_idleTimeCall, QStringLiteral("GetIdletime"), {}, &MutterIdleTime::keepIdleTime);
+    if (!m_idleTimeCall.isAsked())
+        call(m_idleTimeCall, QStringLiteral("GetIdletime"), {}, [this](const QVariant& time) {
+            const milliseconds idle(static_cast<qint64>(std::min(time.toULongLong(), kLongest)));
+            m_lastInput = Clock::now() - idle;
+            tell(Presence::Here);
+        });
 }
 
-void MutterIdleTime::call(Call& slot,
+void MutterIdleTime::call(dbus::Question& question,
                           const QString& method,
                           const QVariantList& arguments,
-                          Taker taker)
+                          std::function<void(const QVariant& answer)> take)
 {
-    QDBusMessage question = QDBusMessage::createMethodCall(m_peer, kPath, kInterface, method);
-    question.setArguments(arguments);
-    slot = std::make_unique<QDBusPendingCallWatcher>(
-        m_bus.asyncCall(question, static_cast<int>(kAnswerLimit.count())));
-    connect(slot.get(), &QDBusPendingCallWatcher::finished, this, [this, &slot, taker] {
-        const QDBusMessage reply = slot->reply();
-        slot.release()->deleteLater(); // it is what calls
-        if (reply.type() == QDBusMessage::ReplyMessage)
-            (this->*taker)(reply.arguments().value(0));
-        else
-            fail(QDBusError(reply));
-    });
-}
-
-void MutterIdleTime::keepIdleWatch(const QVariant& id)
-{
-    m_idleWatch = id.toUInt();
-}
-
-void MutterIdleTime::keepInputWatch(const QVariant& id)
-{
-    m_inputWatch = id.toUInt();
-}
-
-void MutterIdleTime::keepIdleTime(const QVariant& time)
-{
-    const milliseconds idle(static_cast<qint64>(std::min(time.toULongLong(), kLongest)));
-    m_lastInput = Clock::now() - idle;
-    tell(Presence::Here);
+    question.ask<>(
+        m_bus,
+        dbus::callOf(m_peer, kPath, kInterface, method, arguments),
+        [this, take = std::move(take)](const QDBusPendingReply<>& reply) {
+            if (reply.isError())
+                fail(reply.error());
+            else
+                take(reply.reply().arguments().value(0));
+        },
+        kLimit);
 }
 
 void MutterIdleTime::hearWatch(const QDBusMessage& message)
 {
     const uint id = message.arguments().value(0).toUInt();
-    if (id == 0)
+    if (id == 0 || message.service() != m_peer)
         return;
     if (id == m_inputWatch) {
         m_inputWatch = 0;
@@ -175,10 +149,10 @@ void MutterIdleTime::hearWatch(const QDBusMessage& message)
 
 void MutterIdleTime::fail(const QDBusError& error)
 {
+    qCInfo(lcGnome) << "the idle monitor does not answer:" << error.name();
     forget();
     tell(Presence::Absent);
-    if (error.type() == QDBusError::NoReply || error.type() == QDBusError::TimedOut ||
-        error.type() == QDBusError::Timeout)
+    if (dbus::isSilence(error))
         m_retry.start();
 }
 

@@ -13,11 +13,8 @@
 
 #include <chrono>
 #include <cstdint>
-#include <memory>
+#include <functional>
 #include <optional>
-
-class QDBusError;
-class QDBusPendingCallWatcher;
 
 namespace platform::gnome {
 
@@ -34,9 +31,6 @@ class MutterIdleTime final : public desktop::IdleSource
 
 public:
     explicit MutterIdleTime(const QDBusConnection& sessionBus);
-    MutterIdleTime(const MutterIdleTime&) = delete;
-    MutterIdleTime& operator=(const MutterIdleTime&) = delete;
-    ~MutterIdleTime() override;
 
     [[nodiscard]] QString name() const override;
 
@@ -47,29 +41,26 @@ public:
 private:
     // As CLOCK_MONOTONIC, which Mutter goes by.
     using Clock = std::chrono::steady_clock;
-    using Call = std::unique_ptr<QDBusPendingCallWatcher>;
-    using Taker = void (MutterIdleTime::*)(const QVariant& answer);
 
     Q_SLOT void hearWatch(const QDBusMessage& message);
     void followOwner();
-    void listen(bool on);
     void begin();
     void forget();
     void awaitInput();
     void askIdleTime();
-    void call(Call& slot, const QString& method, const QVariantList& arguments, Taker taker);
+    void call(dbus::Question& question,
+              const QString& method,
+              const QVariantList& arguments,
+              std::function<void(const QVariant& answer)> take);
     void fail(const QDBusError& error);
-    void keepIdleWatch(const QVariant& id);
-    void keepInputWatch(const QVariant& id);
-    void keepIdleTime(const QVariant& time);
     void tell(desktop::Presence presence);
 
     QDBusConnection m_bus;
     desktop::BusNameOwner m_mutter;
     QString m_peer; ///< whom we ask; empty: nobody
-    Call m_idleWatchCall;
-    Call m_inputWatchCall;
-    Call m_idleTimeCall;
+    dbus::Question m_idleWatchCall;
+    dbus::Question m_inputWatchCall;
+    dbus::Question m_idleTimeCall;
     std::uint32_t m_idleWatch = 0;  ///< tells of a second without input, each time
     std::uint32_t m_inputWatch = 0; ///< tells of the next input, once
     bool m_isActive = false;        ///< no second without input has been told of since the last one

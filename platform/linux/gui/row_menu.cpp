@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/gui/row_menu.h"
 
-#include "platform/linux/gui/menu_text.h"
 #include "platform/text_scale.h"
 
 #include <QAction>
@@ -19,6 +18,8 @@
 namespace platform::gui {
 
 namespace {
+
+constexpr QChar kMark(u'&');
 
 /// Whether a row can become another one without being a new one to the desktop. What a row does is
 /// part of it: a click on its way to one command must not meet another.
@@ -57,6 +58,33 @@ QFont fontOf(MenuRow::Font meant, QFont font)
 }
 
 } // namespace
+
+QString popupText(const QString& text)
+{
+    QString shown = text;
+    for (QChar& character : shown) {
+        if (character.category() == QChar::Other_Control)
+            character = QChar(QChar::Space);
+    }
+    return shown.replace(kMark, QStringLiteral("&&"));
+}
+
+QString dbusMenuText(const QString& text)
+{
+    QString label = text;
+    label.replace(u'_', QStringLiteral("__"));
+    const qsizetype first = label.indexOf(kMark);
+    if (first < 0 || first == label.size() - 1)
+        return label;
+    // One more for Qt to take: before a letter, where it is what people know from menus. In front
+    // of a surrogate pair or a space LXQt's panel would tear the one apart and make the other look
+    // like an underscore.
+    qsizetype at = 0;
+    while (at < first && !label[at].isLetterOrNumber())
+        ++at;
+    label.insert(at, kMark);
+    return label;
+}
 
 RowMenu::RowMenu(Reader reader)
     : m_reader(reader)

@@ -2,18 +2,49 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/gui/system_tray_item.h"
 
-#include "platform/linux/gui/symbol_icon.h"
-
 #include <QApplication>
 #include <QCursor>
+#include <QIcon>
+#include <QImage>
+#include <QPainter>
+#include <QPixmap>
+#include <QSvgRenderer>
 #include <QWindow>
 
 namespace platform::gui {
 
 namespace {
-const QString kSymbol = QStringLiteral("chart.bar.fill");
+
+const QString kSymbol = QStringLiteral(":/symbols/chart.bar.fill.svg");
 const QString kTitle = QStringLiteral("Velomira");
 constexpr std::chrono::milliseconds kTimeToRelease(50);
+constexpr int kSizes[]{16, 22, 24, 32, 48, 64};
+
+QPixmap drawn(QSvgRenderer& drawing, int size)
+{
+    QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    drawing.render(&painter);
+    // The drawing's own black gives way; what it covers stays.
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(image.rect(), kPanelColor);
+    painter.end();
+    return QPixmap::fromImage(image);
+}
+
+/// The symbol in the panel's colour, at the sizes that panels use, drawn sharply at each.
+QIcon symbolIcon()
+{
+    QSvgRenderer drawing(kSymbol);
+    if (!drawing.isValid())
+        return {};
+    QIcon icon;
+    for (const int size : kSizes)
+        icon.addPixmap(drawn(drawing, size));
+    return icon;
+}
 
 /// Gives the window that an X11 tray embeds its name; from the toolkit it has none that old panels
 /// would read.
@@ -59,7 +90,7 @@ void SystemTrayItem::make(TrayHostWatch::Kind kind)
     if (kind == TrayHostWatch::Kind::StatusNotifier)
         m_exported = makeMenu(RowMenu::Reader::DBusMenu);
     connect(&m_popup->menu(), &QMenu::aboutToHide, this, &SystemTrayItem::releaseInput);
-    m_icon->setIcon(symbolIcon(kSymbol, kPanelColor));
+    m_icon->setIcon(symbolIcon());
     m_icon->setToolTip(kTitle);
     m_icon->setContextMenu(m_exported ? &m_exported->menu() : &m_popup->menu());
     connect(m_icon.get(),

@@ -6,13 +6,20 @@
 #include "platform/linux/gui/tray_host_watch.h"
 #include "platform/status_item.h"
 
+#include <QColor>
 #include <QSystemTrayIcon>
+#include <QTimer>
 
 #include <chrono>
 #include <memory>
 #include <vector>
 
 namespace platform::gui {
+
+/// The colour of a symbol in a panel. A panel's background is nowhere to be asked for: many are
+/// dark on a light desktop, some are pictures. So the colour is one that stands out from both ends:
+/// its contrast is 4.2 to white and 5.0 to black (WCAG 2.1 wants 3 of a graphical object).
+inline constexpr QColor kPanelColor(0x2f, 0x7d, 0xd1);
 
 /// The status icon as a StatusNotifierItem or in an X11 tray, whichever the desktop shows. It is
 /// made when the desktop turns out to have a place for it, and comes back by itself when the panel

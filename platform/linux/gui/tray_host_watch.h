@@ -2,9 +2,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/gui/status_notifier_hosts.h"
-#include "platform/linux/gui/xembed_tray_watch.h"
+#include "platform/linux/dbus/ask.h"
 
+#include <QAbstractNativeEventFilter>
+#include <QDBusConnection>
+#include <QDBusServiceWatcher>
 #include <QObject>
 #include <QTimer>
 
@@ -20,8 +22,8 @@ namespace platform::gui {
 /// host of StatusNotifierItems has appeared. At the start of a session that one may be late.
 /// A watcher of StatusNotifierItems that does not answer keeps the question open: Qt asks it too,
 /// and waits.
-/// Main thread; waits for nobody but the X server, once.
-class TrayHostWatch final : public QObject
+/// Main thread, with an application; waits for nobody but the X server, when a tray comes or goes.
+class TrayHostWatch final : public QObject, private QAbstractNativeEventFilter
 {
     Q_OBJECT
 
@@ -45,12 +47,24 @@ Q_SIGNALS:
     void hostAvailable(platform::gui::TrayHostWatch::Kind kind);
 
 private:
+    void watchNotifierHosts();
+    /// Asks the watcher of StatusNotifierItems anew; what was asked before no longer counts.
+    Q_SLOT void askForNotifierHost();
+    void watchTrays();
+    void findTray();
+    bool nativeEventFilter(const QByteArray& kind, void* event, qintptr* result) override;
     void look();
     void decide(Kind kind);
 
     QTimer m_grace;
-    StatusNotifierHosts m_hosts;
-    XEmbedTrayWatch m_xembed;
+    QDBusConnection m_bus;
+    QDBusServiceWatcher m_notifierWatcher;
+    /// It may take for ever; whoever asks the same with a call that waits will wait.
+    dbus::Question m_notifierQuestion;
+    bool m_hasNotifierHost = false;
+    std::uint32_t m_manager = 0;   ///< an atom
+    std::uint32_t m_selection = 0; ///< an atom
+    std::uint32_t m_tray = 0;      ///< a window; 0: there is none
     bool m_isDecided = false;
 };
 

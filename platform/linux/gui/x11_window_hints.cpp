@@ -3,17 +3,19 @@
 #include "platform/linux/gui/x11_window_hints.h"
 
 #include "platform/build_config.h"
+#include "platform/linux/x11/x11_reply.h"
 
 #include <QGuiApplication>
 #include <QWindow>
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 namespace platform::gui {
+
+using x11::X11Reply;
 
 namespace {
 
@@ -25,8 +27,6 @@ constexpr std::uint8_t kBytes = 8;
 constexpr std::uint8_t kWords = 32;
 constexpr std::size_t kMessageBytes = 20;
 constexpr std::uint32_t kMostStates = 64;
-
-template <typename Reply> using Owned = std::unique_ptr<Reply, decltype(&std::free)>;
 
 xcb_window_t idOf(const QWindow& window)
 {
@@ -53,27 +53,22 @@ std::unique_ptr<X11WindowHints> X11WindowHints::create()
     if (!x11 || !x11->connection())
         return nullptr;
     xcb_connection_t* const connection = x11->connection();
-    constexpr std::array<const char*, 5> names{"_NET_ACTIVE_WINDOW",
-                                               "_NET_WM_STATE",
-                                               "_NET_WM_STATE_SKIP_TASKBAR",
-                                               "_NET_STARTUP_INFO_BEGIN",
-                                               "_NET_STARTUP_INFO"};
+    constexpr std::array<const char*, kAtoms> names{"_NET_ACTIVE_WINDOW",
+                                                    "_NET_WM_STATE",
+                                                    "_NET_WM_STATE_SKIP_TASKBAR",
+                                                    "_NET_STARTUP_INFO_BEGIN",
+                                                    "_NET_STARTUP_INFO"};
     std::array<xcb_intern_atom_cookie_t, names.size()> cookies{};
     for (std::size_t i = 0; i < names.size(); ++i)
         cookies[i] = xcb_intern_atom(
             connection, 0, static_cast<std::uint16_t>(std::strlen(names[i])), names[i]);
-    std::array<xcb_atom_t, names.size()> atoms{};
+    Atoms atoms{};
     for (std::size_t i = 0; i < names.size(); ++i) {
-        const Owned<xcb_intern_atom_reply_t> reply(
-            xcb_intern_atom_reply(connection, cookies[i], nullptr), &std::free);
+        const X11Reply<xcb_intern_atom_reply_t> reply(
+            xcb_intern_atom_reply(connection, cookies[i], nullptr));
         atoms[i] = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
     }
-    return std::unique_ptr<X11WindowHints>(new X11WindowHints(connection,
-                                                              {.activeWindow = atoms[0],
-                                                               .state = atoms[1],
-                                                               .skipTaskbar = atoms[2],
-                                                               .startupBegin = atoms[3],
-                                                               .startup = atoms[4]}));
+    return std::unique_ptr<X11WindowHints>(new X11WindowHints(connection, atoms));
 }
 
 X11WindowHints::X11WindowHints(xcb_connection_t* connection, const Atoms& atoms)
@@ -88,29 +83,29 @@ void X11WindowHints::setSkipsTaskbar(const QWindow& window, bool skips) const
     // A window manager reads the property when the window comes, and is asked afterwards.
     presetSkipsTaskbar(idOf(window), skips);
     sendToRoot(idOf(window),
-               m_atoms.state,
-               {.data32 = {skips ? kAddState : kRemoveState, m_atoms.skipTaskbar, 0, 1, 0}});
+               m_atoms[kState],
+               {.data32 = {skips ? kAddState : kRemoveState, m_atoms[kSkipTaskbar], 0, 1, 0}});
 }
 
 void X11WindowHints::presetSkipsTaskbar(xcb_window_t window, bool skips) const
 {
     const auto cookie =
-        xcb_get_property(m_connection, 0, window, m_atoms.state, XCB_ATOM_ATOM, 0, kMostStates);
-    const Owned<xcb_get_property_reply_t> reply(
-        xcb_get_property_reply(m_connection, cookie, nullptr), &std::free);
+        xcb_get_property(m_connection, 0, window, m_atoms[kState], XCB_ATOM_ATOM, 0, kMostStates);
+    const X11Reply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(m_connection, cookie, nullptr));
     std::vector<xcb_atom_t> states;
     if (reply && reply->type == XCB_ATOM_ATOM && reply->format == kWords) {
         const auto* const first =
             static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.get()));
         states.assign(first, first + reply->value_len);
     }
-    std::erase(states, m_atoms.skipTaskbar);
+    std::erase(states, m_atoms[kSkipTaskbar]);
     if (skips)
-        states.push_back(m_atoms.skipTaskbar);
+        states.push_back(m_atoms[kSkipTaskbar]);
     xcb_change_property(m_connection,
                         XCB_PROP_MODE_REPLACE,
                         window,
-                        m_atoms.state,
+                        m_atoms[kState],
                         XCB_ATOM_ATOM,
                         kWords,
                         static_cast<std::uint32_t>(states.size()),
@@ -136,7 +131,7 @@ void X11WindowHints::setClass(const QWindow& window) const
 void X11WindowHints::bringForward(const QWindow& window) const
 {
     sendToRoot(
-        idOf(window), m_atoms.activeWindow, {.data32 = {kFromPager, XCB_CURRENT_TIME, 0, 0, 0}});
+        idOf(window), m_atoms[kActiveWindow], {.data32 = {kFromPager, XCB_CURRENT_TIME, 0, 0, 0}});
     xcb_flush(m_connection);
 }
 
@@ -166,7 +161,7 @@ void X11WindowHints::finishStartup(const QByteArray& startupId) const
         event.response_type = XCB_CLIENT_MESSAGE;
         event.format = kBytes;
         event.window = sender;
-        event.type = from == 0 ? m_atoms.startupBegin : m_atoms.startup;
+        event.type = from == 0 ? m_atoms[kStartupBegin] : m_atoms[kStartup];
         const QByteArray piece = message.mid(from, kMessageBytes);
         std::copy_n(piece.constData(), piece.size(), std::begin(event.data.data8));
         xcb_send_event(m_connection,

@@ -4,6 +4,8 @@
 
 #include <QByteArray>
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <xcb/xcb.h>
 
@@ -36,14 +38,16 @@ public:
     void finishStartup(const QByteArray& startupId) const;
 
 private:
-    struct Atoms
-    {
-        xcb_atom_t activeWindow;
-        xcb_atom_t state;
-        xcb_atom_t skipTaskbar;
-        xcb_atom_t startupBegin;
-        xcb_atom_t startup;
+    enum Atom : std::uint8_t {
+        kActiveWindow,
+        kState,
+        kSkipTaskbar,
+        kStartupBegin,
+        kStartup,
+        kAtoms
     };
+
+    using Atoms = std::array<xcb_atom_t, kAtoms>;
 
     X11WindowHints(xcb_connection_t* connection, const Atoms& atoms);
 

@@ -10,11 +10,6 @@ namespace platform::kwin {
 
 namespace {
 
-QString kwinService()
-{
-    return QStringLiteral("org.kde.KWin");
-}
-
 /// "com.velomira.UsageMonitor-1.42-1": one script for each connection and object, so that a second
 /// process does not take the first one's away.
 KWinScriptTarget targetFor(const QDBusConnection& bus, const QString& path)
@@ -30,10 +25,9 @@ KWinScriptTarget targetFor(const QDBusConnection& bus, const QString& path)
 
 KWinFrontWindow::KWinFrontWindow(QDBusConnection sessionBus)
     : m_bus(std::move(sessionBus))
-    , m_lock(m_bus)
     , m_receiver(m_bus)
     , m_keeper(m_bus, targetFor(m_bus, m_receiver.path()))
-    , m_owner(m_bus, kwinService())
+    , m_owner(m_bus, QStringLiteral("org.kde.KWin"))
 {
     if (!m_bus.isConnected()) {
         m_presence = desktop::Presence::Absent;
@@ -49,16 +43,9 @@ KWinFrontWindow::KWinFrontWindow(QDBusConnection sessionBus)
     connect(&m_owner, &desktop::BusNameOwner::changed, this, &KWinFrontWindow::takeOwner);
 }
 
-KWinFrontWindow::~KWinFrontWindow() = default;
-
 QString KWinFrontWindow::name() const
 {
     return QStringLiteral("KWin script");
-}
-
-std::optional<desktop::FrontWindow> KWinFrontWindow::frontWindow() const
-{
-    return m_lock.isLocked() ? std::nullopt : m_front;
 }
 
 void KWinFrontWindow::takeOwner()
@@ -67,7 +54,6 @@ void KWinFrontWindow::takeOwner()
     m_front.reset();
     m_receiver.expect(QString());
     m_receiver.believe(owner);
-    m_lock.follow(owner);
     setPresence(owner.isEmpty() ? desktop::Presence::Absent : desktop::Presence::Asking);
     m_keeper.keepIn(owner);
 }

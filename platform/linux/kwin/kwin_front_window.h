@@ -4,8 +4,7 @@
 
 #include "platform/linux/desktop/bus_name_owner.h"
 #include "platform/linux/desktop/front_window_source.h"
-#include "platform/linux/kwin/kwin_lock.h"
-#include "platform/linux/kwin/kwin_report_receiver.h"
+#include "platform/linux/kwin/kwin_report.h"
 #include "platform/linux/kwin/kwin_script_keeper.h"
 
 #include <QDBusConnection>
@@ -16,6 +15,8 @@ namespace platform::kwin {
 
 /// The window in front as KWin tells it, by a script of ours that runs in KWin: on Plasma with
 /// Wayland, where nothing else tells. Follows KWin when it comes, goes and starts anew.
+/// Leaves nothing in KWin; its end waits for that a fifth of a second at most.
+/// Behind a screen that KWin has locked it goes on telling of the window that was in front before.
 class KWinFrontWindow final : public desktop::FrontWindowSource
 {
     Q_OBJECT
@@ -23,16 +24,15 @@ class KWinFrontWindow final : public desktop::FrontWindowSource
 public:
     /// Begins to look for KWin on `sessionBus`; on a bus that is not connected it stays absent.
     explicit KWinFrontWindow(QDBusConnection sessionBus);
-    KWinFrontWindow(const KWinFrontWindow&) = delete;
-    KWinFrontWindow& operator=(const KWinFrontWindow&) = delete;
-    /// Leaves nothing in KWin; waits for that a fifth of a second at most.
-    ~KWinFrontWindow() override;
 
     [[nodiscard]] QString name() const override;
 
     [[nodiscard]] desktop::Presence presence() const override { return m_presence; }
 
-    [[nodiscard]] std::optional<desktop::FrontWindow> frontWindow() const override;
+    [[nodiscard]] std::optional<desktop::FrontWindow> frontWindow() const override
+    {
+        return m_front;
+    }
 
     /// There is input again after a pause: what has been left alone is looked after.
     void noteInput() { m_keeper.noteInput(); }
@@ -47,7 +47,6 @@ private:
 
     QDBusConnection m_bus;
     std::optional<desktop::FrontWindow> m_front;
-    KWinLock m_lock;
     KWinReportReceiver m_receiver;
     KWinScriptKeeper m_keeper;
     desktop::BusNameOwner m_owner;

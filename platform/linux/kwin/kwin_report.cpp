@@ -9,6 +9,7 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 namespace platform::kwin {
@@ -91,7 +92,15 @@ bool isReport(const QVariantList& arguments)
            arguments[kProcess].typeId() == QMetaType::Int;
 }
 
+QString newPath()
+{
+    static std::atomic<int> count = 0;
+    return QStringLiteral("/com/velomira/UsageMonitor/KWin/%1").arg(++count);
+}
+
 } // namespace
+
+Q_LOGGING_CATEGORY(lcKWin, "velomira.kwin", QtCriticalMsg)
 
 QString reportInterface()
 {
@@ -122,6 +131,55 @@ std::optional<KWinReport> decodeReport(const QVariantList& arguments)
                              .processIdentifier = std::max(0, arguments[kProcess].toInt()),
                              .title = title.isEmpty() ? std::nullopt : std::optional(title)};
     return report;
+}
+
+KWinReportReceiver::KWinReportReceiver(QDBusConnection bus)
+    : m_bus(std::move(bus))
+    , m_path(newPath())
+{
+    m_bus.registerVirtualObject(m_path, this);
+}
+
+KWinReportReceiver::~KWinReportReceiver()
+{
+    m_bus.unregisterObject(m_path);
+}
+
+bool KWinReportReceiver::handleMessage(const QDBusMessage& message,
+                                       const QDBusConnection& /*connection*/)
+{
+    if (m_service.isEmpty() || message.service() != m_service) {
+        refuse(message, QDBusError::AccessDenied, QStringLiteral("only KWin may report here"));
+        return true;
+    }
+    if (message.interface() != reportInterface() || message.member() != reportMethod())
+        return false;
+    const std::optional<KWinReport> report = decodeReport(message.arguments());
+    if (!report) {
+        refuse(message, QDBusError::InvalidArgs, QStringLiteral("this is not a report"));
+        return true;
+    }
+    if (m_token.isEmpty() || report->token != m_token) {
+        refuse(message, QDBusError::AccessDenied, QStringLiteral("this script is not the one"));
+        return true;
+    }
+    // The script waits for the answer before it reports again.
+    m_bus.send(message.createReply());
+    Q_EMIT reported(report->front);
+    return true;
+}
+
+QString KWinReportReceiver::introspect(const QString& /*path*/) const
+{
+    return {};
+}
+
+void KWinReportReceiver::refuse(const QDBusMessage& message,
+                                QDBusError::ErrorType type,
+                                const QString& text)
+{
+    qCInfo(lcKWin) << "a report is refused:" << text;
+    m_bus.send(message.createErrorReply(type, text));
 }
 
 } // namespace platform::kwin

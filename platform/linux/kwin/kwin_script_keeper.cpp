@@ -2,7 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/kwin/kwin_script_keeper.h"
 
-#include <QDBusPendingCallWatcher>
+#include "platform/linux/kwin/kwin_report.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QUuid>
 
 #include <algorithm>
@@ -15,7 +19,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr int kLimitMs = 2000; // of one answer; usual is a millisecond
+constexpr milliseconds kLimit = seconds(2); // of one answer; usual is a millisecond
 constexpr int kFarewellMs = 200;
 constexpr milliseconds kTimeToStart(1500);
 constexpr milliseconds kTimeToReport(500); // it does so before it is said to be started
@@ -31,7 +35,43 @@ QString newToken()
     return QUuid::createUuid().toString(QUuid::Id128);
 }
 
+QString privateFolder()
+{
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    const QFileInfo folder(runtime);
+    return folder.isDir() && folder.isWritable() ? runtime : QDir::tempPath();
+}
+
+/// The script with its blanks filled in. None of the values can end the string that it stands in:
+/// they are a bus's unique name, an object path and names of ours.
+QString scriptText(const KWinScriptTarget& target, const QString& token)
+{
+    QFile resource(QStringLiteral(":/kwin/front_window.js"));
+    if (!resource.open(QIODevice::ReadOnly))
+        return {};
+    QString text = QString::fromUtf8(resource.readAll());
+    text.replace(QLatin1StringView("@SERVICE@"), target.service);
+    text.replace(QLatin1StringView("@PATH@"), target.path);
+    text.replace(QLatin1StringView("@INTERFACE@"), reportInterface());
+    text.replace(QLatin1StringView("@NAME@"), target.name);
+    text.replace(QLatin1StringView("@TOKEN@"), token);
+    return text;
+}
+
 } // namespace
+
+Result<std::unique_ptr<QTemporaryFile>> writeScript(const KWinScriptTarget& target,
+                                                    const QString& token)
+{
+    // QTemporaryFile makes files that only their owner may read.
+    auto file = std::make_unique<QTemporaryFile>(privateFolder() +
+                                                 QLatin1StringView("/velomira-XXXXXX.js"));
+    const QByteArray text = scriptText(target, token).toUtf8();
+    if (text.isEmpty() || !file->open() || file->write(text) != text.size() || !file->flush())
+        return Error{QStringLiteral("cannot write the script: %1").arg(file->errorString())};
+    file->close();
+    return file;
+}
 
 KWinScriptKeeper::KWinScriptKeeper(QDBusConnection bus, KWinScriptTarget target)
     : m_bus(std::move(bus))
@@ -46,12 +86,12 @@ KWinScriptKeeper::~KWinScriptKeeper()
 {
     // Waiting for the answer has the message written before the process can end.
     if (m_state != State::NoKWin && m_bus.isConnected())
-        m_bus.call(scripting("unloadScript") << m_target.name, QDBus::Block, kFarewellMs);
+        m_bus.call(scripting("unloadScript", {m_target.name}), QDBus::Block, kFarewellMs);
 }
 
 void KWinScriptKeeper::keepIn(const QString& kwin)
 {
-    ++m_attempt;
+    m_question.forget();
     m_kwin = kwin;
     m_state = State::NoKWin;
     m_failures = 0;
@@ -81,45 +121,43 @@ void KWinScriptKeeper::noteInput()
     m_timer.start(std::max(kFirstLook - passed, milliseconds(0)));
 }
 
-QDBusMessage KWinScriptKeeper::scripting(const char* method) const
+QDBusMessage KWinScriptKeeper::scripting(const char* method, const QVariantList& arguments) const
 {
-    return QDBusMessage::createMethodCall(m_kwin,
-                                          QStringLiteral("/Scripting"),
-                                          QStringLiteral("org.kde.kwin.Scripting"),
-                                          QLatin1StringView(method));
+    return dbus::callOf(m_kwin,
+                        QStringLiteral("/Scripting"),
+                        QStringLiteral("org.kde.kwin.Scripting"),
+                        QLatin1StringView(method),
+                        arguments);
 }
 
 QDBusMessage KWinScriptKeeper::run(const QString& object) const
 {
-    return QDBusMessage::createMethodCall(m_kwin,
-                                          object + QString::number(m_id),
-                                          QStringLiteral("org.kde.kwin.Script"),
-                                          QStringLiteral("run"));
+    return dbus::callOf(m_kwin,
+                        object + QString::number(m_id),
+                        QStringLiteral("org.kde.kwin.Script"),
+                        QStringLiteral("run"));
 }
 
 void KWinScriptKeeper::ask(const QDBusMessage& question, Handler handler)
 {
-    auto* const watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(question, kLimitMs), this);
-    connect(watcher,
-            &QDBusPendingCallWatcher::finished,
-            this,
-            [this, watcher, handler, attempt = m_attempt] {
-                watcher->deleteLater();
-                if (attempt == m_attempt)
-                    (this->*handler)(watcher->reply());
-            });
+    m_question.ask<>(
+        m_bus,
+        question,
+        [this, handler](const QDBusPendingReply<>& reply) { (this->*handler)(reply.reply()); },
+        kLimit);
 }
 
 void KWinScriptKeeper::load()
 {
-    ++m_attempt;
+    m_question.forget();
     m_state = State::Loading;
     m_hasReplaced = false;
     m_timer.stop();
     const QString token = newToken();
     Q_EMIT tokenChanged(token);
-    auto file = KWinScriptFile::write(m_target, token);
+    auto file = writeScript(m_target, token);
     if (!file) {
+        qCWarning(lcKWin) << file.error().text;
         fail();
         return;
     }
@@ -129,7 +167,7 @@ void KWinScriptKeeper::load()
 
 void KWinScriptKeeper::askToLoad()
 {
-    ask(scripting("loadScript") << m_file->path() << m_target.name, &KWinScriptKeeper::takeId);
+    ask(scripting("loadScript", {m_file->fileName(), m_target.name}), &KWinScriptKeeper::takeId);
 }
 
 void KWinScriptKeeper::takeId(const QDBusMessage& reply)
@@ -142,7 +180,7 @@ void KWinScriptKeeper::takeId(const QDBusMessage& reply)
     }
     if (m_id < 0) { // the name is taken
         m_hasReplaced = true;
-        ask(scripting("unloadScript") << m_target.name, &KWinScriptKeeper::takeFormerGone);
+        ask(scripting("unloadScript", {m_target.name}), &KWinScriptKeeper::takeFormerGone);
         return;
     }
     m_state = State::Starting;
@@ -181,6 +219,7 @@ void KWinScriptKeeper::takePresence(const QDBusMessage& reply)
 {
     const bool isSure = reply.type() == QDBusMessage::ReplyMessage;
     if (isSure && !reply.arguments().value(0).toBool()) {
+        qCInfo(lcKWin) << "the script has gone";
         m_patience.setRemainingTime(kPatience);
         Q_EMIT lost();
         load();
@@ -192,9 +231,10 @@ void KWinScriptKeeper::takePresence(const QDBusMessage& reply)
 
 void KWinScriptKeeper::fail()
 {
-    ++m_attempt;
+    m_question.forget();
     m_state = State::Failed;
     m_file.reset();
+    qCInfo(lcKWin) << "the script does not run, failures before this one:" << m_failures;
     m_timer.start(kFirstPause * (1 << std::min(m_failures, kMostDoublings)));
     ++m_failures;
     if (m_patience.hasExpired())
@@ -215,7 +255,7 @@ void KWinScriptKeeper::goOn()
         fail();
         break;
     case State::Running:
-        ask(scripting("isScriptLoaded") << m_target.name, &KWinScriptKeeper::takePresence);
+        ask(scripting("isScriptLoaded", {m_target.name}), &KWinScriptKeeper::takePresence);
         break;
     case State::Failed:
         load();

@@ -2,13 +2,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/kwin/kwin_script_file.h"
+#include "platform/linux/dbus/ask.h"
+#include "platform/result.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDeadlineTimer>
 #include <QObject>
 #include <QString>
+#include <QTemporaryFile>
 #include <QTimer>
 
 #include <chrono>
@@ -16,6 +18,20 @@
 #include <memory>
 
 namespace platform::kwin {
+
+/// Where a script reports to, and what it is called in KWin.
+struct KWinScriptTarget
+{
+    QString service; ///< The unique name of a connection of ours.
+    QString path;    ///< An object there.
+    QString name;    ///< The script's name.
+};
+
+/// Writes the script as a file for KWin to read, into the memory of $XDG_RUNTIME_DIR or the folder
+/// of temporary files: only its owner may read it, and it goes with the object. `token` comes with
+/// each of its reports. Main thread.
+[[nodiscard]] Result<std::unique_ptr<QTemporaryFile>> writeScript(const KWinScriptTarget& target,
+                                                                  const QString& token);
 
 /// Keeps the script running in KWin: loads it, replaces one of its name, loads it again when it
 /// has gone. KWin does not tell of that last; it is asked, three seconds after the last report and
@@ -57,7 +73,8 @@ private:
     enum class State : std::uint8_t { NoKWin, Loading, Starting, StartingAll, Running, Failed };
     using Handler = void (KWinScriptKeeper::*)(const QDBusMessage&);
 
-    [[nodiscard]] QDBusMessage scripting(const char* method) const;
+    [[nodiscard]] QDBusMessage scripting(const char* method,
+                                         const QVariantList& arguments = {}) const;
     [[nodiscard]] QDBusMessage run(const QString& object) const;
     void ask(const QDBusMessage& question, Handler handler);
     void load();
@@ -73,13 +90,13 @@ private:
     QDBusConnection m_bus;
     KWinScriptTarget m_target;
     QString m_kwin;
-    std::unique_ptr<KWinScriptFile> m_file;
+    dbus::Question m_question; ///< of the present attempt
+    std::unique_ptr<QTemporaryFile> m_file;
     QTimer m_timer;
     std::chrono::milliseconds m_betweenLooks{};
     QDeadlineTimer m_patience;
     State m_state = State::NoKWin;
     int m_id = -1;
-    int m_attempt = 0; ///< Answers to former attempts no longer matter.
     int m_failures = 0;
     bool m_hasReplaced = false;
 };
