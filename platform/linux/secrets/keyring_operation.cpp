@@ -2,10 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/secrets/keyring_operation.h"
 
+#include "platform/build_config.h"
 #include "platform/linux/secrets/session_bus.h"
 
 #include <QLoggingCategory>
 
+#include <string>
 #include <utility>
 
 namespace platform::secrets {
@@ -22,13 +24,14 @@ constexpr std::chrono::milliseconds kGrace(500);
 
 const SecretSchema* secretSchema()
 {
-    static const SecretSchema* const schema = secret_schema_new("com.velomira.UsageMonitor",
-                                                                SECRET_SCHEMA_NONE,
-                                                                "service",
-                                                                SECRET_SCHEMA_ATTRIBUTE_STRING,
-                                                                "account",
-                                                                SECRET_SCHEMA_ATTRIBUTE_STRING,
-                                                                nullptr);
+    static const SecretSchema* const schema =
+        secret_schema_new(std::string(kBundleIdentifier).c_str(),
+                          SECRET_SCHEMA_NONE,
+                          "service",
+                          SECRET_SCHEMA_ATTRIBUTE_STRING,
+                          "account",
+                          SECRET_SCHEMA_ATTRIBUTE_STRING,
+                          nullptr);
     return schema;
 }
 
