@@ -6,8 +6,11 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QUtf8StringView>
 
+#include <iterator>
 #include <limits>
+#include <simdjson.h>
 
 namespace platform::wayland {
 
@@ -76,21 +79,13 @@ std::optional<element> focusedNode(const element& node)
 
 std::optional<SwayWindow> SwayMessages::focusedWindow(std::string_view tree)
 {
-    const auto root = parse(tree);
-    const auto node = root ? focusedNode(*root) : std::nullopt;
-    return node ? windowOf(*node) : std::nullopt;
-}
-
-std::optional<element> SwayMessages::parse(std::string_view json)
-{
-    element root;
-    auto error = m_json.parse(json).get(root);
-    if (error == simdjson::UTF8_ERROR) {
-        const QByteArray mended =
-            QString::fromUtf8(json.data(), static_cast<qsizetype>(json.size())).toUtf8();
-        error = m_json.parse({mended.data(), static_cast<std::size_t>(mended.size())}).get(root);
+    const element* root = m_json.parse(tree);
+    if (root == nullptr && !QUtf8StringView(tree.data(), std::ssize(tree)).isValidUtf8()) {
+        const QByteArray mended = QString::fromUtf8(tree.data(), std::ssize(tree)).toUtf8();
+        root = m_json.parse({mended.data(), static_cast<std::size_t>(mended.size())});
     }
-    return error == simdjson::SUCCESS ? std::optional(root) : std::nullopt;
+    const auto node = root != nullptr ? focusedNode(*root) : std::nullopt;
+    return node ? windowOf(*node) : std::nullopt;
 }
 
 } // namespace platform::wayland

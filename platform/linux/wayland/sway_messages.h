@@ -31,8 +31,6 @@ public:
     [[nodiscard]] std::optional<SwayWindow> focusedWindow(std::string_view tree);
 
 private:
-    [[nodiscard]] std::optional<simdjson::dom::element> parse(std::string_view json);
-
     StrictJson m_json;
 };
 
