@@ -2,11 +2,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/result.h"
+
 #include <QString>
 #include <QStringList>
 
 #include <cstdint>
 #include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -56,5 +59,17 @@ struct ErrorResponse
 
     bool operator==(const ErrorResponse&) const = default;
 };
+
+// Reading an answer from JSON (docs/formats.md, "Sign-in"), strictly: a member of a wrong type or a
+// required one that is missing fails the whole, with a text that names it. Unknown members are
+// ignored, null and no member alike mean none, and of a key that stands twice the first counts.
+// Any thread.
+
+[[nodiscard]] platform::Result<TokenResponse> decodeTokenResponse(std::string_view json);
+[[nodiscard]] platform::Result<ErrorResponse> decodeErrorResponse(std::string_view json);
+
+/// What the user is called on screen: the name, else the e-mail address, else "User". Only what is
+/// absent is passed over; an empty name is an empty name.
+[[nodiscard]] QString displayName(const std::optional<UserResponse>& user);
 
 } // namespace account

@@ -2,16 +2,15 @@
 // SPDX-License-Identifier: MIT
 #include "account/auth_service.h"
 
-#include "account/device_identity.h"
-#include "account/login_reply.h"
-#include "account/login_request.h"
-#include "account/service_endpoint.h"
+#include "account/login_messages.h"
+#include "account/service_client.h"
 #include "platform/build_config.h"
 #include "platform/environment.h"
 #include "platform/exact_utf8.h"
 #include "platform/wipe.h"
 
 #include <QCoroFuture>
+#include <QLoggingCategory>
 #include <QPointer>
 #include <QUtf8StringView>
 
@@ -20,6 +19,12 @@
 namespace account {
 
 namespace {
+
+// For developers; off by default. Neither tokens and passwords nor who it is.
+Q_LOGGING_CATEGORY(lcAccount, "velomira.account", QtCriticalMsg)
+
+const QString kInvalidUrl = QStringLiteral("Invalid API URL");
+const QString kNotEncodable = QStringLiteral("Failed to encode request");
 
 /// There from a sign-out until the keyring is known to have forgotten the token, or a sign-in to
 /// have replaced it; its value says nothing.
@@ -71,13 +76,13 @@ QCoro::Task<bool> AuthService::login(QString email, QString password)
     setLastError(std::nullopt);
     const std::optional<QString> url = serviceEndpoint(m_serviceUrl, QStringLiteral("/api/token"));
     if (!url) {
-        setLastError(QStringLiteral("Invalid API URL"));
+        setLastError(kInvalidUrl);
         co_return false;
     }
     std::optional<QByteArray> body = loginBody(email, password, getDeviceId());
     platform::wipe(password);
     if (!body) {
-        setLastError(QStringLiteral("Failed to encode request"));
+        setLastError(kNotEncodable);
         co_return false;
     }
     platform::HttpRequest request{
@@ -95,6 +100,7 @@ QCoro::Task<bool> AuthService::login(QString email, QString password)
         co_return false;
     const platform::Result<Session> reply = readLoginReply(outcome);
     if (!reply) {
+        qCInfo(lcAccount) << "the sign-in was refused or not understood";
         setLastError(reply.error().text);
         co_return false;
     }
@@ -138,8 +144,10 @@ QCoro::Task<bool> AuthService::resumeSavedSession()
     if (self.isNull() || change != m_changes)
         co_return false;
     m_yieldsKeyring = false;
-    if (!secret || !QUtf8StringView(*secret).isValidUtf8())
+    if (!secret || !QUtf8StringView(*secret).isValidUtf8()) {
+        qCWarning(lcAccount) << "there is no token of the sign-in in the other process";
         co_return false;
+    }
     m_userHasActed = true;
     m_userDefaults.remove(kSignedOut);
     setCurrentUser(std::nullopt);
@@ -176,8 +184,10 @@ void AuthService::readToken()
 
 bool AuthService::resume(const QByteArray& secret)
 {
-    if (!QUtf8StringView(secret).isValidUtf8())
+    if (!QUtf8StringView(secret).isValidUtf8()) {
+        qCWarning(lcAccount) << "what the keyring holds is no token";
         return false;
+    }
     setToken(platform::fromExactUtf8(secret.toStdString()));
     setIsAuthenticated(true);
     Q_EMIT sessionResumed();
@@ -230,6 +240,8 @@ bool AuthService::endChange(int change, bool isDone)
     m_isChangingKeyring = false;
     if (isDone)
         m_userDefaults.remove(kSignedOut);
+    else
+        qCWarning(lcAccount) << "the keyring has not taken the change";
     Q_EMIT keyringSettled();
     return isDone;
 }

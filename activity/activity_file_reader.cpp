@@ -2,14 +2,213 @@
 // SPDX-License-Identifier: MIT
 #include "activity/activity_file_reader.h"
 
-#include "activity/activity_decoder.h"
-#include "activity/json_input.h"
+#include "activity/activity_log_json.h"
+#include "activity/log.h"
 
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cstring>
+#include <span>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace activity {
 
 namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+constexpr bool isSpace(char c)
+{
+    return c == ' ' || c == '\n' || c == '\r' || c == '\t';
+}
+
+/// Follows strings and braces through records to the places where one ends.
+class RecordScanner final
+{
+public:
+    /// True when `c` closes a record.
+    bool take(char c)
+    {
+        if (m_escaped) {
+            m_escaped = false;
+        } else if (m_inString) {
+            m_escaped = c == '\\';
+            m_inString = c != '"';
+        } else if (c == '"') {
+            m_inString = true;
+        } else if (c == '{' || c == '[') {
+            ++m_depth;
+        } else if ((c == '}' || c == ']') && --m_depth == 0) {
+            return true;
+        }
+        return false;
+    }
+
+    /// True between records at what cannot be part of the list of records.
+    [[nodiscard]] bool leaves(char c) const
+    {
+        return m_depth == 0 && c != '{' && c != ',' && !isSpace(c);
+    }
+
+private:
+    std::size_t m_depth = 0;
+    bool m_inString = false;
+    bool m_escaped = false;
+};
+
+/// A window that moves over the text of a long JSON array and finds where its elements end. It
+/// grows only for a single element that is longer than it.
+/// One thread at a time; functions that need more text block on the device.
+class JsonInput final
+{
+public:
+    /// `device` must be open and outlive this object; `window` is the size to start with.
+    JsonInput(QIODevice& device, std::size_t window);
+
+    void skipByteOrderMark();
+
+    /// The next character that is not white space, without taking it; none at the end.
+    [[nodiscard]] std::optional<char> nextToken();
+
+    /// Takes `count` characters that have been looked at.
+    void consume(std::size_t count = 1) { m_next += count; }
+
+    /// Where, counted from the next character, the last record that is wholly in the window
+    /// probably ends; 0 when there is no likely place. Constant time for ordinary text.
+    [[nodiscard]] std::size_t likelyEndOfRecords();
+
+    /// Where the last record that is wholly in the window ends, by looking at every character;
+    /// reads on until at least one is. 0 when the text ends before a record does.
+    [[nodiscard]] std::size_t endOfRecords();
+
+    /// The next `length` characters in square brackets and with room behind them, as a parser wants
+    /// them. At least one character must have been taken before. The brackets overwrite the
+    /// neighbours until restore(), before which no other function may be called.
+    [[nodiscard]] std::span<const char> asArray(std::size_t length);
+    void restore();
+
+    /// True when the device reported an error.
+    [[nodiscard]] bool failed() const { return m_failed; }
+
+private:
+    [[nodiscard]] std::size_t available() const { return m_end - m_next; }
+
+    bool readMore();
+
+    QIODevice& m_device;
+    std::size_t m_fewCharacters; // available, below which it is time to read on
+    std::vector<char> m_window;  // with room for the padding behind m_end
+    std::size_t m_next = 0;
+    std::size_t m_end = 0;
+    bool m_atEnd = false;
+    bool m_failed = false;
+    char m_before = 0;
+    char m_behind = 0;
+    std::size_t m_bracketed = 0;
+};
+
+JsonInput::JsonInput(QIODevice& device, std::size_t window)
+    : m_device(device)
+    , m_fewCharacters(window / 2)
+    , m_window(window + ActivityDecoder::padding())
+{
+}
+
+void JsonInput::skipByteOrderMark()
+{
+    while (available() < kByteOrderMark.size() && readMore()) {
+    }
+    if (std::string_view(m_window.data() + m_next, available()).starts_with(kByteOrderMark))
+        m_next += kByteOrderMark.size();
+}
+
+std::optional<char> JsonInput::nextToken()
+{
+    for (;;) {
+        while (m_next < m_end && isSpace(m_window[m_next]))
+            ++m_next;
+        if (m_next < m_end)
+            return m_window[m_next];
+        if (!readMore())
+            return std::nullopt;
+    }
+}
+
+std::size_t JsonInput::likelyEndOfRecords()
+{
+    if (available() < m_fewCharacters)
+        readMore();
+    const std::string_view text(m_window.data() + m_next, available());
+    if (m_atEnd) {
+        const std::size_t close = text.find_last_of("}]");
+        if (close == std::string_view::npos)
+            return 0;
+        return text[close] == ']' ? close : close + 1;
+    }
+    const std::size_t between = text.rfind("},{");
+    return between == std::string_view::npos ? 0 : between + 1;
+}
+
+std::size_t JsonInput::endOfRecords()
+{
+    RecordScanner scanner;
+    std::size_t lastEnd = 0;
+    for (std::size_t i = 0;; ++i) {
+        while (i >= available()) {
+            if (lastEnd > 0 || !readMore())
+                return lastEnd;
+        }
+        const char c = m_window[m_next + i];
+        if (scanner.leaves(c))
+            return lastEnd;
+        if (scanner.take(c))
+            lastEnd = i + 1;
+    }
+}
+
+std::span<const char> JsonInput::asArray(std::size_t length)
+{
+    char* const before = m_window.data() + m_next - 1;
+    char* const behind = before + 1 + length;
+    m_before = *before;
+    m_behind = *behind;
+    m_bracketed = length;
+    *before = '[';
+    *behind = ']';
+    return {before, length + 2};
+}
+
+void JsonInput::restore()
+{
+    m_window[m_next - 1] = m_before;
+    m_window[m_next + m_bracketed] = m_behind;
+}
+
+/// Reads more text behind what the window holds; false at the end.
+bool JsonInput::readMore()
+{
+    if (m_atEnd)
+        return false;
+    const std::size_t taken = m_next > 0 ? m_next - 1 : 0; // asArray() needs one character in front
+    std::memmove(m_window.data(), m_window.data() + taken, m_end - taken);
+    m_next -= taken;
+    m_end -= taken;
+    if (m_end + ActivityDecoder::padding() == m_window.size())
+        m_window.resize(2 * m_window.size());
+    const std::size_t room = m_window.size() - ActivityDecoder::padding() - m_end;
+    const qint64 read = m_device.read(m_window.data() + m_end, static_cast<qint64>(room));
+    if (read <= 0) {
+        m_atEnd = true;
+        m_failed = read < 0;
+        return false;
+    }
+    m_end += static_cast<std::size_t>(read);
+    return true;
+}
 
 /// Takes the array apart into stretches of whole records, so that neither the text nor its parsed
 /// form is ever in memory as a whole.
@@ -80,11 +279,68 @@ private:
     ActivityList m_list;
 };
 
+constexpr qint64 kPiece = 64L * 1024;
+
+std::optional<StoredActivities> read(const QString& path)
+{
+    QFile file(path);
+    // Anything but a regular file is not opened: a pipe would hold the start up.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return std::nullopt;
+    StoredActivities stored;
+    std::optional<ActivityList> list = readActivityFile(file, stored.pool);
+    if (!list)
+        return std::nullopt;
+    stored.list = std::move(*list);
+    return stored;
+}
+
+/// True when the file `later` holds what `earlier` does and more at the end of the list. Their
+/// times say nothing: after a power cut a file may have the time of a change and lack the change.
+bool goesOnFrom(const QString& later, const QString& earlier)
+{
+    QFile longer(later);
+    QFile shorter(earlier);
+    if (!longer.open(QIODevice::ReadOnly) || !shorter.open(QIODevice::ReadOnly) ||
+        longer.size() <= shorter.size())
+        return false;
+    for (qint64 left = shorter.size() - 1; left > 0;) { // all but the closing bracket
+        const QByteArray piece = shorter.read(std::min(left, kPiece));
+        if (piece.isEmpty() || longer.read(piece.size()) != piece)
+            return false;
+        left -= piece.size();
+    }
+    return true;
+}
+
 } // namespace
 
 std::optional<ActivityList> readActivityFile(QIODevice& device, TextPool& pool, std::size_t window)
 {
     return FileReader(device, pool, window).read();
+}
+
+StoredActivities readStoredActivities(const QString& path, const platform::AtomicFile& file)
+{
+    std::optional<StoredActivities> stored = read(path);
+    for (const QString& leftover : file.leftovers()) {
+        if (stored && !goesOnFrom(leftover, path))
+            continue;
+        if (auto better = read(leftover)) {
+            qCInfo(lcStore) << "going on from a file that an earlier process left beside the list";
+            better->isRepaired = true;
+            return std::move(*better);
+        }
+    }
+    if (stored)
+        return std::move(*stored);
+    StoredActivities nothing;
+    // A link to where nothing is may lead to a disk that is missing now. Should it come back with a
+    // list of its own, that one is kept, not replaced.
+    nothing.isUnreadable = QFileInfo::exists(path) || QFileInfo(path).isSymLink();
+    if (nothing.isUnreadable)
+        qCWarning(lcStore) << "the list on the disk cannot be read; the first save keeps a copy";
+    return nothing;
 }
 
 } // namespace activity

@@ -4,8 +4,10 @@
 
 #include "activity/activity_list.h"
 #include "activity/text_pool.h"
+#include "platform/atomic_file.h"
 
 #include <QIODevice>
+#include <QString>
 
 #include <cstddef>
 #include <optional>
@@ -23,5 +25,24 @@ inline constexpr std::size_t kReadWindow = 256UL * 1024;
 /// `window` is how much of the text to look at together, in bytes; longer records make it grow.
 [[nodiscard]] std::optional<ActivityList>
 readActivityFile(QIODevice& device, TextPool& pool, std::size_t window = kReadWindow);
+
+/// What a start finds on the disk.
+struct StoredActivities
+{
+    ActivityList list;
+    TextPool pool; // of the list's texts
+    /// There is a file, and nothing could be made of it; the list is empty.
+    bool isUnreadable = false;
+    /// The list is one that an earlier process has left beside the file: the file itself is torn,
+    /// or lacks the end of that one. It should be saved soon.
+    bool isRepaired = false;
+};
+
+/// Reads the activity file at `path`, which `file` stands for. After a power cut it is the best
+/// whole one of the file and its leftovers that is used: the file if it can be read, unless a
+/// leftover goes on from it; else the largest leftover that can be read. Changes nothing on the
+/// disk. May take a second for a million records. Any thread.
+[[nodiscard]] StoredActivities readStoredActivities(const QString& path,
+                                                    const platform::AtomicFile& file);
 
 } // namespace activity

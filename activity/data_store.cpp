@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "activity/data_store.h"
 
+#include "activity/log.h"
 #include "activity/saver.h"
 #include "platform/atomic_file.h"
 #include "platform/diagnostics.h"
@@ -15,6 +16,8 @@
 #include <utility>
 
 namespace activity {
+
+Q_LOGGING_CATEGORY(lcStore, "velomira.store", QtCriticalMsg)
 
 namespace {
 
@@ -162,6 +165,8 @@ void DataStore::adopt(StoredActivities stored)
         all.append(interned(log));
     m_activities = std::move(all);
     Q_EMIT activitiesChanged();
+    qCInfo(lcStore) << "read" << stored.list.size() << "records," << added.size()
+                    << "came meanwhile";
 
     m_saver = std::make_unique<Saver>(std::move(m_file),
                                       m_diagnostics,

@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "activity/activity_ids.h"
+#include "activity/activity_file_reader.h"
 #include "activity/activity_list.h"
-#include "activity/stored_activities.h"
 #include "activity/text_pool.h"
 #include "platform/environment.h"
 

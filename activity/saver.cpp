@@ -3,6 +3,7 @@
 #include "activity/saver.h"
 
 #include "activity/activity_log_json.h"
+#include "activity/log.h"
 
 #include <algorithm>
 #include <ctime>
@@ -88,7 +89,8 @@ void Saver::run()
     ::pthread_setname_np(::pthread_self(), "saving");
     m_settings.enterBackground();
     // What a process that was killed has written is perhaps in the system's memory only.
-    [[maybe_unused]] const Outcome found = m_file->flush();
+    if (const Outcome flushed = m_file->flush(); !flushed)
+        qCWarning(lcStore) << "what was found cannot be flushed";
     for (bool isEnding = false; !isEnding;) {
         isEnding = m_isEnding.load(std::memory_order_acquire);
         for (collect(); m_isOwed; collect())
@@ -200,6 +202,7 @@ Outcome Saver::copyCurrent()
         m_taken = current->size();
     else
         m_length = 0; // somebody else has changed it: all of it from memory, then
+    qCDebug(lcStore) << (m_length > 0 ? "copied the file" : "writing the file anew");
     return platform::success();
 }
 

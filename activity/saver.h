@@ -3,11 +3,11 @@
 #pragma once
 
 #include "activity/activity_list.h"
-#include "activity/write_budget.h"
 #include "platform/atomic_file.h"
 #include "platform/diagnostics.h"
 #include "platform/mailbox.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -20,6 +20,40 @@
 #include <thread>
 
 namespace activity {
+
+/// How many bytes may be written now, so that over any length of time the average stays at a given
+/// rate plus one second's worth (a token bucket). Pure: the caller brings the time.
+class WriteBudget final
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    explicit WriteBudget(std::int64_t bytesPerSecond)
+        : m_rate(static_cast<double>(bytesPerSecond))
+        , m_available(m_rate)
+    {
+    }
+
+    /// Notes that `bytes` are written at `now`; when the next ones may be. As a rule that is at
+    /// once; where less than a quarter of a second's worth is left it is when all of it is back, so
+    /// that nobody writes in crumbs.
+    [[nodiscard]] Clock::time_point charge(std::int64_t bytes, Clock::time_point now)
+    {
+        const std::chrono::duration<double> passed = now - m_refilled;
+        m_refilled = now;
+        m_available =
+            std::min(m_rate, m_available + (passed.count() * m_rate)) - static_cast<double>(bytes);
+        if (m_available >= m_rate / 4)
+            return now;
+        const std::chrono::duration<double> missing((m_rate - m_available) / m_rate);
+        return now + std::chrono::ceil<std::chrono::milliseconds>(missing);
+    }
+
+private:
+    double m_rate;
+    double m_available;
+    Clock::time_point m_refilled;
+};
 
 /// Writes the newest list it was given to the activity file, on a thread of its own. Lists that
 /// arrive while it writes supersede one another. As a rule a save writes the new records only, into

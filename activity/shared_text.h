@@ -49,6 +49,8 @@ public:
         return a.sharesBufferWith(b) || a.view() == b.view();
     }
 
+    friend bool operator==(const SharedText& a, std::string_view b) { return a.view() == b; }
+
 private:
     struct Buffer
     {

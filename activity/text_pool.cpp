@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "activity/text_pool.h"
 
-#include <functional>
-
 namespace activity {
 
 namespace {

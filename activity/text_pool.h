@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string_view>
 #include <unordered_set>
 
@@ -44,19 +45,8 @@ private:
         std::size_t operator()(const SharedText& text) const;
     };
 
-    struct Equal
-    {
-        using is_transparent = void;
-
-        bool operator()(const SharedText& a, const SharedText& b) const { return a == b; }
-
-        bool operator()(const SharedText& a, std::string_view b) const { return a.view() == b; }
-
-        bool operator()(std::string_view a, const SharedText& b) const { return a == b.view(); }
-    };
-
     /// Growing and sweeping touch one of them at a time: that bounds the longest single call.
-    using Shard = std::unordered_set<SharedText, Hash, Equal>;
+    using Shard = std::unordered_set<SharedText, Hash, std::equal_to<>>;
 
     [[nodiscard]] Shard& shardOf(std::string_view text);
     void makeRoomFor(std::size_t bytes);

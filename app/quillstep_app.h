@@ -5,7 +5,7 @@
 #include "app/shell/app_delegate.h"
 #include "app/shell/app_menu.h"
 #include "app/shell/window_router.h"
-#include "platform/activation_token.h"
+#include "platform/app_activation.h"
 #include "platform/application_requests.h"
 #include "platform/environment.h"
 #include "tracking/tracking_engine.h"

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The activity store: encoding, decoding, appending, loading, saving, memory.
-#include "activity/activity_decoder.h"
 #include "activity/activity_file_reader.h"
 #include "activity/activity_log_json.h"
 #include "activity/data_store.h"

@@ -4,7 +4,6 @@
 #include "benchmarks/workload.h"
 #include "platform/url_components.h"
 #include "sync/aggregation.h"
-#include "sync/upload_payload_json.h"
 #include "sync/upload_rows.h"
 
 #include <algorithm>
@@ -48,7 +47,9 @@ void aggregate(benchmark::State& state, bool inOrder)
     for (auto _ : state) {
         const Clock::time_point start = Clock::now();
         std::size_t runs = 0;
-        syncing::aggregate(list, [&runs](const syncing::AggregatedLog&) { ++runs; });
+        syncing::RunReader reader(list, syncing::orderOf(list));
+        while (reader.next())
+            ++runs;
         seconds.push_back(std::chrono::duration<double>(Clock::now() - start).count());
         state.SetIterationTime(seconds.back());
         if (runs != (list.size() + 19) / 20) // a window stays in front for 20 samples

@@ -2,13 +2,23 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/activation_token.h"
+#include <QString>
 
 #include <cstdint>
 
 class QWindow;
 
 namespace platform {
+
+/// The right to come to the front, handed over by the program where the user acted: on Wayland a
+/// token of xdg-activation, on X11 a startup notification id (freedesktop.org), which carries the
+/// time of the action. Empty when there is none.
+struct ActivationToken
+{
+    QString value;
+
+    bool operator==(const ActivationToken&) const = default;
+};
 
 /// How the program shows itself among the running programs.
 enum class ActivationPolicy : std::uint8_t {

@@ -16,9 +16,9 @@ struct Error
     QString text;
 };
 
-/// The value of an operation, or the reason why there is none. Failures with a text travel in
-/// this type; no exception crosses a class boundary.
-template <typename T> class [[nodiscard]] Result final
+/// The value of an operation, or the reason why there is none: as a rule a text, elsewhere an `E`
+/// that says more. No exception crosses a class boundary.
+template <typename T, typename E = Error> class [[nodiscard]] Result final
 {
 public:
     Result(T value)
@@ -26,7 +26,7 @@ public:
     {
     }
 
-    Result(Error error)
+    Result(E error)
         : m_state(std::in_place_index<1>, std::move(error))
     {
     }
@@ -34,15 +34,17 @@ public:
     [[nodiscard]] explicit operator bool() const { return m_state.index() == 0; }
 
     /// The value; only when the result holds one.
+    [[nodiscard]] T& value() & { return std::get<0>(m_state); }
+
     [[nodiscard]] const T& value() const& { return std::get<0>(m_state); }
 
     [[nodiscard]] T value() && { return std::get<0>(std::move(m_state)); }
 
     /// The reason; only when the result holds none.
-    [[nodiscard]] const Error& error() const { return std::get<1>(m_state); }
+    [[nodiscard]] const E& error() const { return std::get<1>(m_state); }
 
 private:
-    std::variant<T, Error> m_state;
+    std::variant<T, E> m_state;
 };
 
 /// The result of an operation that yields nothing but success or a reason.

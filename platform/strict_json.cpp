@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <simdjson.h>
+#include <string>
 #include <system_error>
 
 namespace platform {
@@ -14,6 +16,7 @@ namespace {
 constexpr std::size_t kDeepestNesting = 512;
 constexpr std::string_view kNumberParts = "0123456789+-.eE";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+static_assert(StrictJson::kPadding >= simdjson::SIMDJSON_PADDING);
 
 /// True for the text of a whole number that no 64-bit integer can hold.
 bool isLongInteger(std::string_view text)
@@ -26,53 +29,9 @@ bool isLongInteger(std::string_view text)
     return asSigned == std::errc::result_out_of_range && read(std::uint64_t{}) != std::errc{};
 }
 
-} // namespace
-
-simdjson::simdjson_result<simdjson::dom::element>
-StrictJson::parsePadded(std::span<const char> json)
-{
-    auto parsed = parseOnce(json);
-    if (parsed.error() == simdjson::SUCCESS)
-        return parsed;
-    m_rewritten = withLongIntegersAsDoubles({json.data(), json.size()});
-    const std::size_t length = m_rewritten.size();
-    if (length == json.size())
-        return parsed;
-    m_rewritten.append(kPadding, ' ');
-    return parseOnce({m_rewritten.data(), length});
-}
-
-simdjson::simdjson_result<simdjson::dom::element> StrictJson::parse(std::string_view json)
-{
-    if (json.starts_with(kByteOrderMark))
-        json.remove_prefix(kByteOrderMark.size());
-    m_text.assign(json);
-    m_text.append(kPadding, ' ');
-    return parsePadded({m_text.data(), json.size()});
-}
-
-simdjson::simdjson_result<simdjson::dom::element> StrictJson::parseOnce(std::span<const char> json)
-{
-    if (m_parser.capacity() < json.size()) {
-        const std::size_t capacity = std::max(json.size(), 2 * m_parser.capacity());
-        if (const auto error = m_parser.allocate(capacity, kDeepestNesting))
-            return error;
-    }
-    return m_parser.parse(json.data(), json.size(), false);
-}
-
-std::optional<std::int64_t> wholeNumber(const simdjson::dom::element& value)
-{
-    std::int64_t integer = 0;
-    if (value.get(integer) == simdjson::SUCCESS)
-        return integer;
-    double number = 0;
-    if (!value.is_double() || value.get(number) != simdjson::SUCCESS ||
-        std::trunc(number) != number || number <= -0x1p63 || number >= 0x1p63)
-        return std::nullopt;
-    return static_cast<std::int64_t>(number);
-}
-
+/// Puts an exponent of zero behind each whole number in `json` that does not fit into 64 bits, so
+/// that the parser, which keeps integers apart, reads it as the floating-point number it stands
+/// for.
 std::string withLongIntegersAsDoubles(std::string_view json)
 {
     std::string out;
@@ -96,6 +55,67 @@ std::string withLongIntegersAsDoubles(std::string_view json)
         i += number.size() - 1;
     }
     return out;
+}
+
+} // namespace
+
+struct StrictJson::Parser
+{
+    bool parse(std::span<const char> json)
+    {
+        if (parser.capacity() < json.size()) {
+            const std::size_t capacity = std::max(json.size(), 2 * parser.capacity());
+            if (parser.allocate(capacity, kDeepestNesting) != simdjson::SUCCESS)
+                return false;
+        }
+        return parser.parse(json.data(), json.size(), false).get(value) == simdjson::SUCCESS;
+    }
+
+    simdjson::dom::parser parser;
+    simdjson::dom::element value;
+    std::string text; // what StrictJson::parse() copied
+    std::string rewritten;
+};
+
+StrictJson::StrictJson()
+    : m_parser(std::make_unique<Parser>())
+{
+}
+
+StrictJson::~StrictJson() = default;
+
+const simdjson::dom::element* StrictJson::parsePadded(std::span<const char> json)
+{
+    bool isValid = m_parser->parse(json);
+    if (!isValid) {
+        std::string& text = m_parser->rewritten;
+        text = withLongIntegersAsDoubles({json.data(), json.size()});
+        const std::size_t length = text.size();
+        text.append(kPadding, ' ');
+        isValid = length != json.size() && m_parser->parse({text.data(), length});
+    }
+    return isValid ? &m_parser->value : nullptr;
+}
+
+const simdjson::dom::element* StrictJson::parse(std::string_view json)
+{
+    if (json.starts_with(kByteOrderMark))
+        json.remove_prefix(kByteOrderMark.size());
+    m_parser->text.assign(json);
+    m_parser->text.append(kPadding, ' ');
+    return parsePadded({m_parser->text.data(), json.size()});
+}
+
+std::optional<std::int64_t> wholeNumber(const simdjson::dom::element& value)
+{
+    std::int64_t integer = 0;
+    if (value.get(integer) == simdjson::SUCCESS)
+        return integer;
+    double number = 0;
+    if (!value.is_double() || value.get(number) != simdjson::SUCCESS ||
+        std::trunc(number) != number || number <= -0x1p63 || number >= 0x1p63)
+        return std::nullopt;
+    return static_cast<std::int64_t>(number);
 }
 
 } // namespace platform

@@ -26,7 +26,8 @@ struct UrlComponents
     bool operator==(const UrlComponents&) const = default;
 };
 
-// All functions here take addresses in UTF-8. Any thread; time linear in the length.
+// All functions here take addresses in UTF-8. Any thread; time linear in the length. The first name
+// in another script loads the tables for it.
 
 /// The components of `address`; none when it is no address: a scheme, a host or a port that cannot
 /// be one, or, with neither scheme nor "//", a path or fragment with invalid characters, as plain

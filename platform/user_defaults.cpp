@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/user_defaults.h"
 
+#include "platform/iso8601.h"
+
 #include <QDateTime>
 
 #include <cmath>
@@ -10,8 +12,7 @@ namespace platform {
 
 namespace {
 
-constexpr qint64 kReferenceDate =
-    978'307'200'000; // 2001-01-01T00:00:00Z in Unix time, milliseconds
+constexpr qint64 kReferenceMilliseconds = kReferenceDate * 1000;
 
 } // namespace
 
@@ -35,12 +36,12 @@ std::optional<double> UserDefaults::date(const QString& key) const
     // A text without a zone means another instant on each side of a journey.
     if (!instant.isValid() || instant.timeSpec() == Qt::LocalTime)
         return std::nullopt;
-    return static_cast<double>(instant.toMSecsSinceEpoch() - kReferenceDate) / 1000;
+    return static_cast<double>(instant.toMSecsSinceEpoch() - kReferenceMilliseconds) / 1000;
 }
 
 void UserDefaults::setDate(const QString& key, double seconds)
 {
-    const qint64 milliseconds = std::llround(seconds * 1000) + kReferenceDate;
+    const qint64 milliseconds = std::llround(seconds * 1000) + kReferenceMilliseconds;
     // toUTC(): of the zone with that name Qt 6.4 writes the offset instead of "Z".
     setString(key,
               QDateTime::fromMSecsSinceEpoch(milliseconds).toUTC().toString(Qt::ISODateWithMs));

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/uuid.h"
 
+#include "platform/ascii.h"
+
 #include <QUuid>
 
 #include <algorithm>
@@ -13,17 +15,6 @@ namespace {
 constexpr bool hyphenAt(std::size_t position)
 {
     return position == 8 || position == 13 || position == 18 || position == 23;
-}
-
-constexpr int digitValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
 }
 
 } // namespace
@@ -47,11 +38,11 @@ std::optional<Uuid> Uuid::fromText(std::string_view text)
                 return std::nullopt;
             continue;
         }
-        const int value = digitValue(text[i]);
-        if (value < 0)
+        const std::optional<unsigned> value = hexDigitValue(text[i]);
+        if (!value)
             return std::nullopt;
         std::uint8_t& byte = result.bytes[digits / 2];
-        byte = static_cast<std::uint8_t>((unsigned{byte} << 4U) | static_cast<unsigned>(value));
+        byte = static_cast<std::uint8_t>((unsigned{byte} << 4U) | *value);
         ++digits;
     }
     return result;

@@ -39,8 +39,10 @@ inline void overwriteForAll(QByteArray secret)
         ::explicit_bzero(secret.data_ptr().data(), static_cast<std::size_t>(secret.size()));
 }
 
+/// Of a string also what it held before it became shorter.
 inline void wipe(std::string& secret)
 {
+    secret.resize(secret.capacity());
     ::explicit_bzero(secret.data(), secret.size());
     secret.clear();
 }

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/accounts.h"
 
-#include "service/ascii.h"
+#include "platform/ascii.h"
 #include "service/database_text.h"
 #include "service/token.h"
 
@@ -25,7 +25,7 @@ QVariant number(std::int64_t value)
 
 QString storedKey(std::string_view email)
 {
-    return storedText(asciiLower(email));
+    return storedText(platform::asciiLower(email));
 }
 
 DatabaseResult<std::int64_t> endTokens(DatabaseSession& session, std::int64_t user)

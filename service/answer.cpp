@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/answer.h"
 
-#include "service/json_text.h"
+#include "platform/json_writer.h"
 
 namespace service {
 
@@ -14,15 +14,15 @@ Answer refusal(int status, std::string_view message)
 Answer refusal(const Fault& fault)
 {
     std::string body = R"({"message":)";
-    appendJsonString(body, fault.message);
+    platform::appendJsonString(body, fault.message);
     if (!fault.members.empty()) {
         body += R"(,"errors":{)";
         for (const MemberFault& member : fault.members) {
             if (body.back() != '{')
                 body += ',';
-            appendJsonString(body, member.member);
+            platform::appendJsonString(body, member.member);
             body += ":[";
-            appendJsonString(body, member.text);
+            platform::appendJsonString(body, member.text);
             body += ']';
         }
         body += '}';

@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "service/api.h"
 
-#include "service/ascii.h"
-#include "service/json_text.h"
+#include "platform/ascii.h"
+#include "platform/json_writer.h"
+#include "platform/wipe.h"
 #include "service/request_log.h"
 #include "service/sign_in_request.h"
 #include "service/token.h"
 #include "service/upload.h"
-#include "service/wipe.h"
 
 #include <QScopeGuard>
 
@@ -48,14 +48,14 @@ Answer wrongPassword()
 Answer signedIn(const User& user, const std::string& token)
 {
     std::string body = R"({"success":true,"token":)";
-    appendJsonString(body, token);
+    platform::appendJsonString(body, token);
     body += R"(,"user":{"id":)" + std::to_string(user.id) + R"(,"name":)";
-    appendJsonString(body, user.name);
+    platform::appendJsonString(body, user.name);
     body += R"(,"email":)";
-    appendJsonString(body, user.email);
+    platform::appendJsonString(body, user.email);
     body += R"(,"phone_number":)";
     if (user.phoneNumber)
-        appendJsonString(body, *user.phoneNumber);
+        platform::appendJsonString(body, *user.phoneNumber);
     else
         body += "null";
     body += R"(,"boards":[]}})";
@@ -77,9 +77,9 @@ Answer Api::signIn(std::string body, const std::string& peer)
     auto request = decodeSignInRequest(std::move(body));
     if (!request)
         return refusal(request.error());
-    const auto forget = qScopeGuard([&request] { wipe(request.value().password); });
+    const auto forget = qScopeGuard([&request] { platform::wipe(request.value().password); });
     // Before anything is asked or computed: a flood of refused attempts costs next to nothing.
-    if (auto refused = refuseOften(asciiLower(request.value().email), peer))
+    if (auto refused = refuseOften(platform::asciiLower(request.value().email), peer))
         return *std::move(refused);
     const auto user = m_database.findUser(request.value().email);
     if (!user)
@@ -104,7 +104,7 @@ std::optional<Answer> Api::refuseOften(const std::string& account, const std::st
 Answer
 Api::signIn(const SignInRequest& request, const std::string& peer, const std::optional<User>& user)
 {
-    const std::string account = asciiLower(request.email);
+    const std::string account = platform::asciiLower(request.email);
     {
         const auto turn = m_hasher.turn(kPatienceForAHash);
         if (!turn)
@@ -133,7 +133,7 @@ Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)
 {
     const Answer refused = refusal(401, "The token is missing or not valid; sign in again");
     const std::string_view header(authorization);
-    if (asciiLower(header.substr(0, kBearer.size())) != kBearer)
+    if (platform::asciiLower(header.substr(0, kBearer.size())) != kBearer)
         return refused;
     const auto found = m_database.userOfToken(std::string(header.substr(kBearer.size())));
     if (!found)

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/http_exchange.h"
 
-#include "service/ascii.h"
+#include "platform/ascii.h"
 #include "service/json_request.h"
 
 #include <utility>

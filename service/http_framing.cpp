@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/http_framing.h"
 
-#include "service/ascii.h"
+#include "platform/ascii.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -47,7 +47,7 @@ std::optional<Fault> faultOf(const BodyFields& fields, std::size_t limit)
 {
     const bool chunked = !fields.transferEncoding.empty();
     if (chunked && (fields.transferEncoding.size() > 1 || !fields.contentLength.empty() ||
-                    asciiLower(fields.transferEncoding.front()) != "chunked"))
+                    platform::asciiLower(fields.transferEncoding.front()) != "chunked"))
         return Fault{
             .status = 400, .message = "The length of the body is ambiguous", .members = {}};
     if (!chunked && fields.contentLength.empty())
@@ -64,7 +64,7 @@ std::optional<Fault> faultOf(const BodyFields& fields, std::size_t limit)
     }
     if (!fields.contentEncoding.empty() && fields.contentEncoding != "identity")
         return Fault{.status = 415, .message = "The body must not be compressed", .members = {}};
-    if (asciiLower(fields.contentType).starts_with("multipart/"))
+    if (platform::asciiLower(fields.contentType).starts_with("multipart/"))
         return Fault{.status = 415, .message = "The body must be JSON", .members = {}};
     return std::nullopt;
 }

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/wipe.h"
 #include "service/answer.h"
 #include "service/result.h"
-#include "service/wipe.h"
 
 #include <cstdint>
 #include <optional>
@@ -27,7 +27,7 @@ public:
     [[nodiscard]] const simdjson::dom::object& object() const { return m_object; }
 
     /// Overwrites the body; what was read from it stays until the end of this object.
-    void wipeBody() { wipe(m_body); }
+    void wipeBody() { platform::wipe(m_body); }
 
 private:
     std::string m_body;

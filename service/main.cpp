@@ -8,8 +8,8 @@
 #include "service/database_session.h"
 #include "service/http_server.h"
 #include "service/password_hasher.h"
-#include "service/password_input.h"
 #include "service/schema.h"
+#include "terminal/password_prompt.h"
 
 #include <QCoreApplication>
 
@@ -22,12 +22,16 @@
 #include <string>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
+#include <utility>
+#include <variant>
 
 namespace {
 
 using service::CommandLine;
 using service::DatabaseAddress;
 using service::DatabaseSession;
+
+constexpr std::size_t kFewestCharacters = 10;
 
 int complain(const std::string& text)
 {
@@ -51,10 +55,24 @@ int report(const service::DatabaseResult<std::optional<std::int64_t>>& done,
     return EXIT_SUCCESS;
 }
 
+/// A new password of a user: the first line of standard input, asked for twice at a terminal, which
+/// shows nothing of it. Blocks until it is there.
+service::Result<terminal::Secret> readNewPassword()
+{
+    auto answer = terminal::readPassword("Password: ", terminal::Ask::Twice);
+    if (const auto* const fault = std::get_if<std::string>(&answer))
+        return service::Error{*fault};
+    auto& password = *std::get_if<terminal::Secret>(&answer);
+    if (password.characters() < kFewestCharacters)
+        return service::Error{"the password is too short; it needs at least " +
+                              std::to_string(kFewestCharacters) + " characters"};
+    return std::move(password);
+}
+
 /// Of the password that the operator gives.
 service::Result<std::string> readPasswordHash()
 {
-    const auto password = service::readNewPassword();
+    const auto password = readNewPassword();
     if (!password)
         return password.error();
     const service::PasswordHasher hasher;

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/request_log.h"
 
-#include "service/utc_time.h"
+#include "platform/iso8601.h"
 
 #include <array>
 #include <cstdio>
@@ -39,8 +39,8 @@ std::string logLine(const LoggedRequest& request)
     const std::string_view target(request.target);
     const auto seconds =
         std::chrono::floor<std::chrono::seconds>(request.time).time_since_epoch().count();
-    return utcTextOf(seconds) + ' ' + word(request.peer) + ' ' + word(request.method) + ' ' +
-           word(target.substr(0, target.find('?'))) + ' ' + std::to_string(request.status) +
+    return platform::utcText(seconds) + ' ' + word(request.peer) + ' ' + word(request.method) +
+           ' ' + word(target.substr(0, target.find('?'))) + ' ' + std::to_string(request.status) +
            " in=" + std::to_string(request.bytesIn) +
            " ms=" + std::to_string(request.duration.count()) +
            " user=" + (request.user ? std::to_string(*request.user) : "-") + '\n';

@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/result.h"
+
 #include <string>
-#include <utility>
 #include <variant>
 
 namespace service {
@@ -14,35 +15,7 @@ struct Error
     std::string text;
 };
 
-/// The value of an operation, or the reason why there is none. No exception crosses a class.
-template <typename T, typename E = Error> class [[nodiscard]] Result final
-{
-public:
-    Result(T value)
-        : m_state(std::in_place_index<0>, std::move(value))
-    {
-    }
-
-    Result(E error)
-        : m_state(std::in_place_index<1>, std::move(error))
-    {
-    }
-
-    [[nodiscard]] explicit operator bool() const { return m_state.index() == 0; }
-
-    /// The value; only when the result holds one.
-    [[nodiscard]] T& value() & { return *std::get_if<0>(&m_state); }
-
-    [[nodiscard]] const T& value() const& { return *std::get_if<0>(&m_state); }
-
-    [[nodiscard]] T value() && { return std::move(*std::get_if<0>(&m_state)); }
-
-    /// The reason; only when the result holds none.
-    [[nodiscard]] const E& error() const { return *std::get_if<1>(&m_state); }
-
-private:
-    std::variant<T, E> m_state;
-};
+template <typename T, typename E = Error> using Result = platform::Result<T, E>;
 
 /// The result of an operation that yields nothing but success or a reason.
 using Outcome = Result<std::monostate>;

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "service/upload.h"
 
+#include "platform/iso8601.h"
 #include "service/json_request.h"
-#include "service/utc_time.h"
 
 #include <utility>
 
@@ -50,7 +50,7 @@ public:
     void readTime(std::string_view key, std::int64_t& field)
     {
         const auto text = stringMember(m_object, key);
-        if (const auto seconds = text ? secondsFromUtcText(*text) : std::nullopt)
+        if (const auto seconds = text ? platform::secondsFromUtcText(*text) : std::nullopt)
             field = *seconds;
         else
             blame(key, "is missing or not a time such as 2026-11-21T09:30:00Z");

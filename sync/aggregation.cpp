@@ -94,11 +94,4 @@ const ActivityLog& RunReader::at(std::size_t position) const
     return m_logs[m_order != nullptr ? (*m_order)[position] : position];
 }
 
-void aggregate(const ActivityList& logs, const std::function<void(const AggregatedLog&)>& take)
-{
-    RunReader runs(logs, orderOf(logs));
-    while (const std::optional<AggregatedLog> run = runs.next())
-        take(*run);
-}
-
 } // namespace syncing

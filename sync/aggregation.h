@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -85,10 +84,5 @@ private:
     SharedOrder m_order;
     std::size_t m_next = 0;
 };
-
-/// Hands the runs of `logs` to `take`, one after another and each for that call only. Any thread,
-/// with a list that this thread may read.
-void aggregate(const activity::ActivityList& logs,
-               const std::function<void(const AggregatedLog&)>& take);
 
 } // namespace syncing

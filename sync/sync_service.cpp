@@ -3,34 +3,57 @@
 #include "sync/sync_service.h"
 
 #include "account/auth_service.h"
-#include "account/device_identity.h"
-#include "account/service_endpoint.h"
+#include "account/service_client.h"
 #include "activity/data_store.h"
 #include "platform/build_config.h"
 #include "platform/clock.h"
 #include "platform/diagnostics.h"
+#include "platform/exact_utf8.h"
 #include "platform/iso8601.h"
 #include "platform/user_defaults.h"
 #include "platform/wipe.h"
-#include "sync/error_body.h"
 #include "sync/sync_counters.h"
-#include "sync/upload_body.h"
-#include "sync/upload_payload_json.h"
+#include "sync/upload_rows.h"
 
 #include <QCoroFuture>
+#include <QLoggingCategory>
 #include <QPointer>
 #include <QPromise>
 #include <QRandomGenerator>
 #include <QTimer>
+#include <QUtf8StringView>
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
 namespace syncing {
 
 namespace {
+
+// For developers; off by default. What an attempt comes to is a line of the diagnostics.
+Q_LOGGING_CATEGORY(lcSync, "velomira.sync", QtCriticalMsg)
+
+// What the settings window shows.
+const QString kNotAuthenticated = QStringLiteral("Not authenticated");
+const QString kInvalidUrl = QStringLiteral("Invalid API URL: ");
+const QString kInvalidResponse = QStringLiteral("Invalid response type");
+const QString kRefused = QStringLiteral("Server returned status %1");
+
+// What the diagnostics tell.
+const QString kAttempting = QStringLiteral("Velomira Sync: Attempting to sync to ");
+const QString kPayload = QStringLiteral("Velomira Sync: Payload size: %1 bytes, activities: %2");
+const QString kWithToken = QStringLiteral("Velomira Sync: Using auth token");
+const QString kWithoutToken = QStringLiteral("Velomira Sync: WARNING - No auth token available");
+const QString kStatus = QStringLiteral("Velomira Sync: Response status code: %1");
+const QString kErrorBody = QStringLiteral("Velomira Sync: Error response body: ");
+const QString kFailed = QStringLiteral("Velomira Sync Failed: ");
+const QString kFailedWithError = QStringLiteral("Velomira Sync Failed with error: ");
+const QString kNotEncodable = QStringLiteral("EncodingFailure: ");
+const QString kSynced = QStringLiteral("Velomira Sync Success: Synced %1 activity records.");
 
 constexpr qint64 kLongestErrorBody = 65'536;
 constexpr std::chrono::seconds kTimeToLetGo(1);
@@ -48,8 +71,20 @@ std::jthread threadFor(std::function<void()> work)
     try {
         return std::jthread(std::move(work));
     } catch (const std::system_error&) {
+        qCWarning(lcSync) << "the system has no thread left";
         return {};
     }
+}
+
+/// The text of an error answer; none when it is not valid UTF-8. One as long as is read may have
+/// been cut in the middle of a character, which is then left out.
+std::optional<QString> errorText(const QByteArray& body)
+{
+    std::string_view text(body.constData(), static_cast<std::size_t>(body.size()));
+    if (body.size() >= kLongestErrorBody)
+        text = platform::withoutPartialCharacter(text);
+    const QUtf8StringView utf8(text.data(), std::ssize(text));
+    return utf8.isValidUtf8() ? std::optional(utf8.toString()) : std::nullopt;
 }
 
 } // namespace
@@ -106,6 +141,7 @@ void SyncService::attemptOnTime(std::chrono::milliseconds period)
         return;
     }
     const std::chrono::milliseconds wait = std::max(kShortestWait, m_randomTime(period));
+    qCDebug(lcSync) << "trying again in" << wait.count() << "ms";
     m_retry = m_environment.repeatingTimers.schedule(wait, [this] {
         const std::unique_ptr<platform::RepeatingTimer> once = std::move(m_retry);
         sync();
@@ -115,7 +151,7 @@ void SyncService::attemptOnTime(std::chrono::milliseconds period)
 QCoro::Task<> SyncService::sync()
 {
     if (!m_auth.isAuthenticated()) {
-        setLastSyncError(QStringLiteral("Not authenticated"));
+        setLastSyncError(kNotAuthenticated);
         co_return;
     }
     if (m_isSyncing)
@@ -145,10 +181,10 @@ QCoro::Task<> SyncService::upload(activity::ActivityList snapshot)
         .interval_minutes = intervalMinutes(m_environment.userDefaults),
     };
     const QString address = m_serviceUrl + kPath;
-    log(QStringLiteral("Velomira Sync: Attempting to sync to ") + address);
+    log(kAttempting + address);
     const std::optional<QString> url = account::serviceEndpoint(m_serviceUrl, kPath);
     if (!url) {
-        fail(QStringLiteral("Invalid API URL: ") + address);
+        fail(kInvalidUrl + address);
         co_return;
     }
     // Named, because GCC 12 destroys temporaries in a condition with co_await twice.
@@ -159,17 +195,16 @@ QCoro::Task<> SyncService::upload(activity::ActivityList snapshot)
         fold();
     else if (!co_await inBackground(fold))
         co_return;
+    qCDebug(lcSync) << "folded" << snapshot.size() << "records into" << m_rows.rowCount() << "rows";
     platform::HttpRequest request = requestTo(*url);
     const platform::Result<std::string> beginning = beginningOf(payload);
     if (!beginning) {
         const QString error = beginning.error().text;
-        failWith(error, QStringLiteral("EncodingFailure: ") + error);
+        failWith(error, kNotEncodable + error);
         co_return;
     }
     request.streamedBody = uploadBody(beginning.value(), m_rows);
-    log(QStringLiteral("Velomira Sync: Payload size: %1 bytes, activities: %2")
-            .arg(request.streamedBody->size)
-            .arg(m_rows.rowCount()));
+    log(kPayload.arg(request.streamedBody->size).arg(m_rows.rowCount()));
 
     const QPointer<SyncService> self(this);
     const platform::HttpOutcome outcome = co_await m_environment.httpClient.send(request);
@@ -218,9 +253,9 @@ platform::HttpRequest SyncService::requestTo(const QString& url)
         QByteArray utf8 = token->toUtf8();
         request.headers.append({.name = "Authorization", .value = "Bearer " + utf8});
         platform::wipe(utf8);
-        log(QStringLiteral("Velomira Sync: Using auth token"));
+        log(kWithToken);
     } else {
-        log(QStringLiteral("Velomira Sync: WARNING - No auth token available"));
+        log(kWithoutToken);
     }
     return request;
 }
@@ -232,21 +267,23 @@ QCoro::Task<> SyncService::record(platform::HttpOutcome outcome)
     else if (const auto* const response = std::get_if<platform::HttpResponse>(&outcome))
         co_await recordAnswer(*response);
     else
-        fail(QStringLiteral("Invalid response type"));
+        fail(kInvalidResponse);
 }
 
 QCoro::Task<> SyncService::recordAnswer(platform::HttpResponse response)
 {
-    log(QStringLiteral("Velomira Sync: Response status code: %1").arg(response.status));
+    log(kStatus.arg(response.status));
     if (response.status == kOk || response.status == kCreated) {
         co_await recordDelivery();
         co_return;
     }
-    if (const std::optional<QString> text = errorBodyText(response.body, kLongestErrorBody))
-        log(QStringLiteral("Velomira Sync: Error response body: ") + *text);
-    const QString message = QStringLiteral("Server returned status %1").arg(response.status);
+    if (const std::optional<QString> text = errorText(response.body))
+        log(kErrorBody + *text);
+    else
+        qCInfo(lcSync) << "the body of the refusal is no text";
+    const QString message = kRefused.arg(response.status);
     fail(message);
-    log(QStringLiteral("Velomira Sync Failed: ") + message);
+    log(kFailed + message);
 }
 
 QCoro::Task<> SyncService::recordDelivery()
@@ -267,7 +304,7 @@ QCoro::Task<> SyncService::recordDelivery()
     m_hasFailed = false;
     setLastSyncError(std::nullopt);
     setIsSyncing(false);
-    log(QStringLiteral("Velomira Sync Success: Synced %1 activity records.").arg(rows));
+    log(kSynced.arg(rows));
 }
 
 void SyncService::recordNothingToSend()
@@ -288,7 +325,7 @@ void SyncService::fail(const QString& text)
 void SyncService::failWith(const QString& text, const QString& description)
 {
     fail(text);
-    log(QStringLiteral("Velomira Sync Failed with error: ") + description);
+    log(kFailedWithError + description);
 }
 
 /// Lets go of what was delivered; of many samples on another thread, because that takes a while,

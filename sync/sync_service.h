@@ -2,12 +2,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "activity/activity_ids.h"
 #include "activity/activity_list.h"
 #include "platform/environment.h"
 #include "platform/http_client.h"
 #include "platform/repeating_timer.h"
-#include "sync/folded_rows.h"
+#include "sync/upload_body.h"
 
 #include <QCoroTask>
 #include <QObject>

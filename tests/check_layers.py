@@ -12,13 +12,14 @@ import pathlib
 import re
 import sys
 
-PLATFORM = {"platform"}
+PLATFORM = {"platform", "values"}
 SERVICES = PLATFORM | {"activity", "tracking", "account", "sync"}
 
 # Each folder with the other folders whose headers it may include.
 MAY_INCLUDE = {
-    "terminal": set(),  # the question for a password, which the agent and the service ask alike
-    "platform": set(),
+    "terminal": {"values"},  # the question for a password, which the agent and the service ask alike
+    "values": set(),
+    "platform": {"values"},
     "platform/linux": PLATFORM,
     "activity": PLATFORM,
     "tracking": PLATFORM | {"activity"},
@@ -28,9 +29,18 @@ MAY_INCLUDE = {
     "views": SERVICES | {"app/shell"},
     "app": SERVICES | {"app/shell", "views"},
     "app/program": SERVICES | {"app/shell", "views", "app", "platform/linux", "terminal"},  # the composition root
-    "service": {"terminal"},
-    "browser": set(),
+    "service": {"values", "terminal"},
+    "browser": {"values"},
     "tests/fakes": PLATFORM,
+}
+# Files in platform/ that are no interfaces but values, helpers and formats without a window or a desktop: a floor of their
+# own below it, which the service and the browsers' host may use, too.
+VALUES = {
+    f"platform/{name}"
+    for name in (
+        "ascii build_config exact_utf8 iso8601 json_writer mailbox result strict_json terminal_text text_scale time_texts "
+        "truncated url_components uuid wipe"
+    ).split()
 }
 # Single files that may know more than their folder.
 EXCEPTIONS = {"app/main.cpp": {"app/program"}}  # it only starts the program
@@ -40,6 +50,8 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
 def folder_of(path: str) -> str:
     """The longest listed folder that holds `path`, or its first component."""
+    if path.rpartition(".")[0] in VALUES:
+        return "values"
     parts = path.split("/")
     two = "/".join(parts[:2])
     return two if two in MAY_INCLUDE else parts[0]

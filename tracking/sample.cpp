@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "tracking/sample.h"
 
+#include "platform/truncated.h"
+
 namespace tracking {
 
 namespace {
@@ -45,11 +47,10 @@ QString tickLine(const QString& name, const QString& title, const std::optional<
 
 QString idleLine(double idleSeconds)
 {
-    const bool fits = idleSeconds >= -0x1p63 && idleSeconds < 0x1p63; // not-a-number does not
-    if (!fits)
+    const auto seconds = platform::truncated(idleSeconds);
+    if (!seconds)
         qFatal("The idle time, %f s, is not a number of seconds", idleSeconds);
-    const QString seconds = QString::number(static_cast<qint64>(idleSeconds));
-    return QLatin1StringView("Idle: ") + seconds + QLatin1Char('s');
+    return QLatin1StringView("Idle: ") + QString::number(*seconds) + QLatin1Char('s');
 }
 
 } // namespace tracking

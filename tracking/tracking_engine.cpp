@@ -11,12 +11,17 @@
 #include "platform/window_title.h"
 #include "tracking/sample.h"
 
+#include <QLoggingCategory>
+
 #include <chrono>
 #include <utility>
 
 namespace tracking {
 
 namespace {
+
+// For developers; off by default. Nothing of what is in front.
+Q_LOGGING_CATEGORY(lcTracking, "velomira.tracking", QtCriticalMsg)
 
 constexpr std::chrono::seconds kInterval(1);
 constexpr double kSampleSeconds = 1.0;
@@ -66,8 +71,10 @@ void TrackingEngine::tick()
         return;
     }
     const auto application = m_environment.frontmostApplication.frontmostApplication();
-    if (!application)
+    if (!application) {
+        qCDebug(lcTracking) << "nothing is in front";
         return;
+    }
     const QString name = applicationName(*application);
     if (std::exchange(m_currentApp, name) != name)
         Q_EMIT currentAppChanged();
@@ -113,6 +120,8 @@ std::optional<QString> TrackingEngine::runAppleScript(QStringView source)
 {
     // Whatever went wrong, the sample is worth having without the address.
     const auto result = m_environment.scriptRunner.run(source);
+    if (!result)
+        qCDebug(lcTracking) << "the browser was not asked for its address";
     return result ? result.value() : std::nullopt;
 }
 

@@ -5,6 +5,7 @@
 #include "account/auth_service.h"
 #include "app/shell/service_startup.h"
 #include "platform/app_activation.h"
+#include "platform/build_config.h"
 #include "platform/main_queue.h"
 #include "platform/url_opener.h"
 
@@ -12,8 +13,9 @@ namespace shell {
 
 namespace {
 
-const QString kLoginUrl = QStringLiteral("velomira://login");
-const QString kDashboardUrl = QStringLiteral("velomira://dashboard");
+const QString kLoginUrl = QString::fromLatin1(platform::kUrlPrefix) + QStringLiteral("//login");
+const QString kDashboardUrl =
+    QString::fromLatin1(platform::kUrlPrefix) + QStringLiteral("//dashboard");
 
 } // namespace
 

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/shell/app_menu.h"
 
+#include "account/auth_records.h"
 #include "account/auth_service.h"
-#include "account/display_name.h"
 #include "app/shell/service_startup.h"
 #include "app/shell/window_router.h"
 #include "platform/app_activation.h"

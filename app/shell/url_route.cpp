@@ -3,6 +3,7 @@
 #include "app/shell/url_route.h"
 
 #include "app/shell/scenes.h"
+#include "platform/build_config.h"
 
 #include <algorithm>
 
@@ -10,7 +11,7 @@ namespace shell {
 
 bool isOwnUrl(const QString& url)
 {
-    return url.startsWith(QLatin1StringView("velomira:"), Qt::CaseInsensitive);
+    return url.startsWith(QString::fromLatin1(platform::kUrlPrefix), Qt::CaseInsensitive);
 }
 
 std::optional<QString> windowFor(const QString& url)

@@ -14,19 +14,20 @@ namespace browser {
 
 namespace {
 
-constexpr const char* kMonitor = "com.velomira.UsageMonitor";
+constexpr const char* kMonitor = QUILLSTEP_BUNDLE_IDENTIFIER;
 constexpr const char* kPath = "/com/velomira/UsageMonitor/Browsers";
-constexpr const char* kInterface = "com.velomira.UsageMonitor.Browsers1";
+constexpr const char* kInterface = QUILLSTEP_BUNDLE_IDENTIFIER ".Browsers1";
 constexpr int kTimeToAnswerMs = 2000;
 // One that is starting has its name before it listens.
 constexpr int kAttemptsToBeIntroduced = 20;
 constexpr std::chrono::milliseconds kBetweenAttempts(100);
 constexpr const char* kComesAndGoes =
     "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-    "member='NameOwnerChanged',arg0='com.velomira.UsageMonitor'";
+    "member='NameOwnerChanged',arg0='" QUILLSTEP_BUNDLE_IDENTIFIER "'";
 constexpr const char* kAsks =
-    "type='signal',sender='com.velomira.UsageMonitor',path='/com/velomira/UsageMonitor/Browsers',"
-    "interface='com.velomira.UsageMonitor.Browsers1',member='Wanted'";
+    "type='signal',sender='" QUILLSTEP_BUNDLE_IDENTIFIER
+    "',path='/com/velomira/UsageMonitor/Browsers',"
+    "interface='" QUILLSTEP_BUNDLE_IDENTIFIER ".Browsers1',member='Wanted'";
 
 /// Empty where there is none; the library would start a bus of its own.
 std::string addressOfBus()

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/linux_environment.h"
 
+#include "platform/build_config.h"
 #include "platform/linux/atspi/accessibility_bus.h"
 #include "platform/linux/atspi/accessible_addresses.h"
 #include "platform/linux/atspi/accessible_front_window.h"
@@ -105,7 +106,8 @@ Outcome checkDisplayName()
 QString defaultsFile()
 {
     const auto folder = xdg::configHome(QProcessEnvironment::systemEnvironment());
-    return folder ? *folder + QStringLiteral("/com.velomira.UsageMonitor/defaults.ini") : QString();
+    const QString name = QString::fromLatin1(kBundleIdentifier);
+    return folder ? *folder + u'/' + name + QStringLiteral("/defaults.ini") : QString();
 }
 
 } // namespace

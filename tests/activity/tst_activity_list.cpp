@@ -1,6 +1,5 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "activity/activity_ids.h"
 #include "activity/activity_list.h"
 #include "tests/support/activity_samples.h"
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 // Any text: the reader accepts it exactly when one strict parse of the whole does, in whatever
 // pieces it comes, and what it accepts survives being written and read again.
-#include "activity/activity_decoder.h"
+#include "activity/activity_log_json.h"
 #include "tests/support/activity_samples.h"
 
 #include <QBuffer>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "account/auth_records_json.h"
-#include "account/login_reply.h"
+#include "account/auth_records.h"
+#include "account/login_messages.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -15,15 +15,15 @@ void require(bool holds)
         std::abort();
 }
 
-/// What was read is written and read again as the same.
-template <typename Record, typename Decode>
-void survivesARoundTrip(std::string_view json, Decode decode)
+/// Reading has one outcome, each time the same: a record, or a text that says why there is none.
+template <typename Record>
+void isReadOrRefused(const platform::Result<Record>& first, const platform::Result<Record>& second)
 {
-    const platform::Result<Record> first = decode(json);
-    if (!first)
-        return require(!first.error().text.isEmpty());
-    const platform::Result<Record> second = decode(account::encode(first.value()));
-    require(bool(second) && second.value() == first.value());
+    require(bool(first) == bool(second));
+    if (first)
+        require(first.value() == second.value());
+    else
+        require(!first.error().text.isEmpty() && first.error().text == second.error().text);
 }
 
 } // namespace
@@ -31,8 +31,8 @@ void survivesARoundTrip(std::string_view json, Decode decode)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::string_view json(reinterpret_cast<const char*>(data), size);
-    survivesARoundTrip<account::TokenResponse>(json, account::decodeTokenResponse);
-    survivesARoundTrip<account::ErrorResponse>(json, account::decodeErrorResponse);
+    isReadOrRefused(account::decodeTokenResponse(json), account::decodeTokenResponse(json));
+    isReadOrRefused(account::decodeErrorResponse(json), account::decodeErrorResponse(json));
     const QByteArray body(json.data(), static_cast<qsizetype>(json.size()));
     for (const int status : {200, 401}) {
         const auto reply =

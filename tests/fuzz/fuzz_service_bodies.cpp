@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // Any body: what is taken can be written and read again as the same, what is refused has a text.
+#include "platform/iso8601.h"
+#include "platform/json_writer.h"
 #include "service/activity_rows.h"
-#include "service/json_text.h"
 #include "service/sign_in_request.h"
 #include "service/upload.h"
-#include "service/utc_time.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -28,7 +28,7 @@ void append(std::string& out, std::string_view key, const std::optional<std::str
     out += out.back() == '{' ? "\"" : ",\"";
     out += key;
     out += "\":";
-    service::appendJsonString(out, *text);
+    platform::appendJsonString(out, *text);
 }
 
 std::string encoded(const service::SignInRequest& request)
@@ -45,7 +45,7 @@ std::string encoded(const service::Upload& upload)
 {
     std::string out = "{";
     append(out, "device_id", upload.deviceId);
-    append(out, "sync_timestamp", service::utcTextOf(upload.syncTimestamp));
+    append(out, "sync_timestamp", platform::utcText(upload.syncTimestamp));
     out += ",\"interval_minutes\":" + std::to_string(upload.intervalMinutes) + ",\"activities\":[";
     for (const service::UploadedActivity& activity : upload.activities) {
         out += out.back() == '[' ? "{" : ",{";
@@ -53,7 +53,7 @@ std::string encoded(const service::Upload& upload)
         append(out, "window_title", activity.windowTitle);
         append(out, "url", activity.url);
         out += ",\"duration_seconds\":" + std::to_string(activity.durationSeconds);
-        append(out, "start_time", service::utcTextOf(activity.startTime));
+        append(out, "start_time", platform::utcText(activity.startTime));
         out += '}';
     }
     return out + "]}";

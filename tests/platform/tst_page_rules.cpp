@@ -79,15 +79,6 @@ private Q_SLOTS:
         QFETCH(bool, keeps);
         QCOMPARE(isGnomeWebWithHistory(line), keeps);
     }
-
-    void aTextIsCutBetweenCharacters()
-    {
-        QCOMPARE(cutToBytes(u"abc"_s, 3), u"abc"_s);
-        QCOMPARE(cutToBytes(u"abcd"_s, 3), u"abc"_s);
-        QCOMPARE(cutToBytes(u"aé"_s, 2), u"a"_s);
-        QCOMPARE(cutToBytes(u"aé"_s, 3), u"aé"_s);
-        QCOMPARE(cutToBytes(u"🙂🙂"_s, 7), u"🙂"_s);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestPageRules)

@@ -8,7 +8,6 @@
 #include <string>
 
 using namespace std::string_literals;
-using platform::wayland::cutUtf8;
 using platform::wayland::ToplevelList;
 
 class TestToplevelList final : public QObject
@@ -105,19 +104,6 @@ private Q_SLOTS:
         list.setAppId(key(0), std::string(1025, 'a'));
         list.apply(key(0));
         QCOMPARE(list.front()->appId, ""s);
-    }
-
-    void textIsCutBetweenCharacters()
-    {
-        QCOMPARE(cutUtf8("abc", 3), std::string_view("abc"));
-        QCOMPARE(cutUtf8("abcd", 3), std::string_view("abc"));
-        QCOMPARE(cutUtf8("aé", 2), std::string_view("a"));
-        QCOMPARE(cutUtf8("aé", 3), std::string_view("aé"));
-        QCOMPARE(cutUtf8("😀", 3), std::string_view(""));
-        QCOMPARE(cutUtf8("a😀b", 5), std::string_view("a😀"));
-        QCOMPARE(cutUtf8("", 0), std::string_view(""));
-        // What is no character at all is cut wherever.
-        QCOMPARE(cutUtf8("\x80\x80\x80\x80\x80\x80", 5).size(), std::size_t(2));
     }
 
     void aWindowKeepsItsProcess()

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-// The value formats: identifiers, JSON strings and numbers.
+// The value formats: identifiers, JSON strings and numbers, texts cut off.
+#include "platform/exact_utf8.h"
 #include "platform/json_writer.h"
 #include "platform/uuid.h"
 
@@ -121,6 +122,38 @@ private Q_SLOTS:
             QVERIFY(end.ec == std::errc() && end.ptr == text.data() + text.size());
             QVERIFY(back == value);
         }
+    }
+
+    void textIsCutBetweenCharacters()
+    {
+        const std::string text = "a\u00e4\u20ac\U0001F600z"; // of 1, 2, 3, 4 and 1 bytes
+        const std::size_t ends[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 11, 11};
+        for (std::size_t limit = 0; limit < std::size(ends); ++limit) {
+            QCOMPARE(std::string(platform::cutUtf8(std::string_view(text), limit)),
+                     text.substr(0, ends[limit]));
+            QCOMPARE(platform::cutUtf8(QString::fromStdString(text), limit).toStdString(),
+                     text.substr(0, ends[limit]));
+        }
+    }
+
+    void whatIsNoUtf8IsCutToo()
+    {
+        const std::string continuations(10, '\x80');
+        QCOMPARE(platform::cutUtf8(std::string_view(continuations), 5).size(), 5UL);
+        QCOMPARE(platform::cutUtf8("a\xFFz"sv, 2), "a"sv);
+        const QString half = QStringLiteral("ab") + QChar(0xD83D); // of a surrogate pair
+        QCOMPARE(platform::cutUtf8(half, 100), half);
+    }
+
+    void aPartOfACharacterAtTheEndIsLeftOut()
+    {
+        QCOMPARE(platform::withoutPartialCharacter(""sv), ""sv);
+        QCOMPARE(platform::withoutPartialCharacter("ab"sv), "ab"sv);
+        QCOMPARE(platform::withoutPartialCharacter("a\xC3"sv), "a"sv);
+        QCOMPARE(platform::withoutPartialCharacter("a\xC3\xA4"sv), "a\xC3\xA4"sv);
+        QCOMPARE(platform::withoutPartialCharacter("a\xE2\x82"sv), "a"sv);
+        QCOMPARE(platform::withoutPartialCharacter("a\xF0\x9F\x98"sv), "a"sv);
+        QCOMPARE(platform::withoutPartialCharacter("\xF0\x9F\x98\x80"sv), "\xF0\x9F\x98\x80"sv);
     }
 };
 

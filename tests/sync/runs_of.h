@@ -5,13 +5,17 @@
 #include "activity/activity_list.h"
 #include "sync/aggregation.h"
 
+#include <optional>
+#include <utility>
 #include <vector>
 
 /// All runs of `list`, in their order.
 inline std::vector<syncing::AggregatedLog> runsOf(const activity::ActivityList& list)
 {
     std::vector<syncing::AggregatedLog> runs;
-    syncing::aggregate(list, [&runs](const syncing::AggregatedLog& run) { runs.push_back(run); });
+    syncing::RunReader reader(list, syncing::orderOf(list));
+    while (std::optional<syncing::AggregatedLog> run = reader.next())
+        runs.push_back(*std::move(run));
     return runs;
 }
 

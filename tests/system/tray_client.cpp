@@ -7,7 +7,7 @@
 //   greet        change the user's name to "Opened N" while the menu is about to be shown
 //   gap          gap MILLISECONDS, how long the event loop has been away since the last of these
 // and it says "ready", "made KIND", "opening" and "chosen COMMAND". It ends with its input.
-#include "account/display_name.h"
+#include "account/auth_records.h"
 #include "app/shell/menu_rows.h"
 #include "platform/linux/gui/system_tray_item.h"
 #include "tests/support/heartbeat.h"

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "account/display_name.h"
+#include "account/auth_records.h"
 #include "views/models/account_text.h"
 
 #include <QTest>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/duration_text.h"
+#include "platform/time_texts.h"
 #include "views/models/aggregated_item.h"
 
 #include <QAbstractListModel>

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "views/models/dashboard_model.h"
 
+#include "account/auth_records.h"
 #include "account/auth_service.h"
-#include "account/display_name.h"
 #include "activity/data_store.h"
 #include "app/shell/window_router.h"
 #include "platform/app_activation.h"

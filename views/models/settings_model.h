@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/relative_time_text.h"
+#include "platform/time_texts.h"
 #include "views/models/sync_status.h"
 #include "views/view_context.h"
 

@@ -2,12 +2,15 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/atspi/accessible_front_window.h"
 
+#include "platform/exact_utf8.h"
+
 #include <QDBusConnection>
 #include <QStringList>
 
 #include <algorithm>
 #include <chrono>
 #include <limits>
+#include <utility>
 
 namespace platform::atspi {
 
@@ -20,7 +23,6 @@ constexpr std::chrono::milliseconds kBetweenInquiries = std::chrono::seconds(10)
 // A program that starts may not know yet that somebody listens when its window gets the focus.
 constexpr int kSearchesForNewcomer = 10;
 constexpr qsizetype kMostWindows = 64; // of one program
-constexpr qsizetype kLongestIdentifier = 1024;
 
 const QString kRegistry = QStringLiteral("org.a11y.atspi.Registry");
 const QString kWindowEvents = QStringLiteral("org.a11y.atspi.Event.Window");
@@ -56,7 +58,7 @@ bool isDesktopShell(const QString& program)
 
 std::optional<QString> titleFrom(const QString& name)
 {
-    return name.isEmpty() ? std::nullopt : std::optional(cutToBytes(name));
+    return name.isEmpty() ? std::nullopt : std::optional(cutUtf8(name, desktop::kLongestTitle));
 }
 
 /// What the window is, with the number 0; none when its program has not answered, or has answered
@@ -81,7 +83,8 @@ Told<desktop::FrontWindow> describe(Asker asker, AccessibleObject window)
         type == QLatin1StringView("desktop") || isDesktopShell(program))
         co_return std::nullopt;
     desktop::FrontWindow front;
-    if (!program.isEmpty() && program.toUtf8().size() <= kLongestIdentifier)
+    if (!program.isEmpty() &&
+        std::cmp_less_equal(program.toUtf8().size(), desktop::kLongestIdentifier))
         front.identifiers.append(program);
     if (*process <= quint32(std::numeric_limits<std::int32_t>::max()))
         front.processIdentifier = static_cast<std::int32_t>(*process);

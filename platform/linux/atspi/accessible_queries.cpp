@@ -148,16 +148,6 @@ PendingAnswer askBus(const Asker& asker, const QString& method, const QVariantLi
 
 } // namespace
 
-QString cutToBytes(const QString& text, qsizetype bytes)
-{
-    QByteArray utf8 = text.toUtf8();
-    if (utf8.size() <= bytes)
-        return text;
-    utf8.truncate(bytes);
-    QStringDecoder decode(QStringDecoder::Utf8);
-    return decode(utf8); // waits for the rest of a character that was cut
-}
-
 PendingAnswer Asker::call(const AccessibleObject& object,
                           const QString& interface,
                           const QString& method,

@@ -27,12 +27,6 @@ inline constexpr quint32 kRoleDesktopFrame = 14;
 inline constexpr quint32 kRoleDocumentWeb = 95;
 inline constexpr quint32 kRelationEmbeds = 13;
 
-/// The longest title that is handed on, in bytes of UTF-8.
-inline constexpr qsizetype kLongestTitle = 16'384;
-
-/// `text` without what exceeds `bytes` of UTF-8, cut between two characters.
-[[nodiscard]] QString cutToBytes(const QString& text, qsizetype bytes = kLongestTitle);
-
 /// A cancellation token. Who begins a search keeps it; when it goes, the search asks nobody any
 /// more and so comes to nothing by itself.
 using SearchToken = std::shared_ptr<const bool>;

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/activation_token.h"
+#include "platform/app_activation.h"
 #include "platform/application_requests.h"
 
 #include <QDBusMessage>

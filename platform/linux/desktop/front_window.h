@@ -5,10 +5,16 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
 namespace platform::desktop {
+
+/// The longest texts that are handed on, in bytes of UTF-8: a longer title is cut, a longer
+/// identifier names nothing.
+inline constexpr std::size_t kLongestTitle = 16'384;
+inline constexpr std::size_t kLongestIdentifier = 1'024;
 
 /// The window that has the focus, as a desktop tells of it.
 struct FrontWindow

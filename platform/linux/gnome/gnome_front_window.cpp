@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/gnome/gnome_front_window.h"
 
+#include "platform/exact_utf8.h"
 #include "platform/linux/dbus/application_call.h"
 #include "platform/linux/gnome/log.h"
 
@@ -39,9 +40,6 @@ QString extensionPath()
     return dbus::applicationPath() + QStringLiteral("/FrontWindow");
 }
 
-constexpr qsizetype kLongestTitle = 16'384;
-constexpr qsizetype kLongestIdentifier = 1'024;
-
 enum Field : std::uint8_t { Window, DesktopId, Name, Title, WindowClass, Process, Count };
 
 bool hasTheRightTypes(const QVariantList& values)
@@ -57,26 +55,11 @@ bool hasTheRightTypes(const QVariantList& values)
     });
 }
 
-/// `text` without what exceeds `most` bytes of UTF-8, cut between characters.
-QString cutOff(const QString& text, qsizetype most)
-{
-    // No code unit has less than a byte: what is beyond cannot be kept.
-    const QByteArray bytes = text.left(most + 1).toUtf8();
-    if (bytes.size() <= most)
-        return text;
-    qsizetype end = most;
-    while (end > 0 && (static_cast<unsigned char>(bytes[end]) & 0xC0U) == 0x80U)
-        --end;
-    return QString::fromUtf8(bytes.left(end));
-}
-
 /// `text`, empty when it is too long to be meant.
 QString identifier(const QVariant& text)
 {
     const QString whole = text.toString();
-    return whole.size() > kLongestIdentifier || whole.toUtf8().size() > kLongestIdentifier
-               ? QString()
-               : whole;
+    return cutUtf8(whole, desktop::kLongestIdentifier).size() == whole.size() ? whole : QString();
 }
 
 } // namespace
@@ -100,7 +83,7 @@ std::optional<desktop::FrontWindow> readAnswer(const QVariantList& values, std::
     if (const QString name = identifier(values[Name]); !name.isEmpty())
         window.name = name;
     if (const QString title = values[Title].toString(); !title.isEmpty())
-        window.title = cutOff(title, kLongestTitle);
+        window.title = cutUtf8(title, desktop::kLongestTitle);
     window.processIdentifier = std::max(0, values[Process].toInt());
     return window;
 }

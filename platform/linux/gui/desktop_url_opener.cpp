@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/gui/desktop_url_opener.h"
 
+#include "platform/build_config.h"
 #include "platform/linux/posix/process_shield.h"
 #include "platform/linux/posix/timer_slack.h"
 
@@ -13,7 +14,7 @@ namespace platform::gui {
 
 void DesktopUrlOpener::open(const QString& url)
 {
-    if (url.startsWith(QLatin1StringView("velomira:"), Qt::CaseInsensitive)) {
+    if (url.startsWith(QString::fromLatin1(kUrlPrefix), Qt::CaseInsensitive)) {
         QTimer::singleShot(0, this, [this, url] { Q_EMIT ownUrlOpened(url); });
         return;
     }

@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/kwin/kwin_report.h"
 
+#include "platform/exact_utf8.h"
+
 #include <QByteArray>
-#include <QChar>
 #include <QMetaType>
 #include <QUuid>
 #include <QtEndian>
@@ -16,9 +17,6 @@ namespace platform::kwin {
 
 namespace {
 
-constexpr qsizetype kLongestTitle = 16384;     // bytes of UTF-8
-constexpr qsizetype kLongestIdentifier = 1024; // bytes of UTF-8
-
 // Where in a report its arguments stand.
 constexpr qsizetype kToken = 0;
 constexpr qsizetype kId = 1;
@@ -28,27 +26,6 @@ constexpr qsizetype kInstance = 4;
 constexpr qsizetype kDesktopFile = 5;
 constexpr qsizetype kProcess = 6;
 constexpr qsizetype kCount = 7;
-
-qsizetype utf8Size(char16_t unit)
-{
-    if (QChar::isSurrogate(unit))
-        return 2; // a pair makes four
-    if (unit < 0x80)
-        return 1;
-    return unit < 0x800 ? 2 : 3;
-}
-
-/// The text's beginning in at most `most` bytes of UTF-8, whole characters.
-QString cut(const QString& text, qsizetype most)
-{
-    qsizetype bytes = 0;
-    qsizetype end = 0;
-    while (end < text.size() && bytes + utf8Size(text[end].unicode()) <= most)
-        bytes += utf8Size(text[end++].unicode());
-    if (end < text.size() && text[end].isLowSurrogate())
-        --end;
-    return text.left(end);
-}
 
 /// Of a path to a desktop file only what names it is of use.
 QString desktopFileId(const QString& text)
@@ -66,7 +43,7 @@ QStringList identifiers(const QVariantList& arguments)
                         arguments[kInstance].toString()};
     QStringList kept;
     for (const QString& text : all) {
-        const bool fits = cut(text, kLongestIdentifier).size() == text.size();
+        const bool fits = cutUtf8(text, desktop::kLongestIdentifier).size() == text.size();
         if (!text.isEmpty() && fits && !kept.contains(text))
             kept.append(text);
     }
@@ -123,7 +100,7 @@ std::optional<KWinReport> decodeReport(const QVariantList& arguments)
     const QUuid uuid(id);
     if (uuid.isNull())
         return std::nullopt;
-    const QString title = cut(arguments[kCaption].toString(), kLongestTitle);
+    const QString title = cutUtf8(arguments[kCaption].toString(), desktop::kLongestTitle);
     report.front =
         desktop::FrontWindow{.window = windowNumber(uuid),
                              .identifiers = identifiers(arguments),

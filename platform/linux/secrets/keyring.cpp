@@ -2,10 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/secrets/keyring.h"
 
+#include "platform/build_config.h"
 #include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/secrets/glib_call.h"
 
 #include <libsecret/secret.h>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -27,13 +29,14 @@ constexpr GCancellable* kNotCancellable = nullptr;
 const SecretSchema* secretSchema()
 {
     constexpr auto kText = SECRET_SCHEMA_ATTRIBUTE_STRING;
-    static const SecretSchema* const schema = secret_schema_new("com.velomira.UsageMonitor",
-                                                                SECRET_SCHEMA_NONE,
-                                                                "service",
-                                                                kText,
-                                                                "account",
-                                                                kText,
-                                                                nullptr);
+    static const SecretSchema* const schema =
+        secret_schema_new(std::string(kBundleIdentifier).c_str(),
+                          SECRET_SCHEMA_NONE,
+                          "service",
+                          kText,
+                          "account",
+                          kText,
+                          nullptr);
     return schema;
 }
 

@@ -6,9 +6,13 @@
 #include "platform/linux/wayland/wayland_connection.h"
 #include "platform/strict_json.h"
 
+#include <QUtf8StringView>
+
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <limits>
+#include <simdjson.h>
 #include <utility>
 
 namespace platform::wayland {
@@ -87,14 +91,12 @@ std::optional<element> focusedNode(const element& node)
 std::optional<SwayWindow> focusedSwayWindow(std::string_view tree)
 {
     StrictJson json;
-    element root;
-    auto error = json.parse(tree).get(root);
-    if (error == simdjson::UTF8_ERROR) {
-        const QByteArray mended =
-            QString::fromUtf8(tree.data(), static_cast<qsizetype>(tree.size())).toUtf8();
-        error = json.parse({mended.data(), static_cast<std::size_t>(mended.size())}).get(root);
+    const element* root = json.parse(tree);
+    if (root == nullptr && !QUtf8StringView(tree.data(), std::ssize(tree)).isValidUtf8()) {
+        const QByteArray mended = QString::fromUtf8(tree.data(), std::ssize(tree)).toUtf8();
+        root = json.parse({mended.data(), static_cast<std::size_t>(mended.size())});
     }
-    const auto node = error == simdjson::SUCCESS ? focusedNode(root) : std::nullopt;
+    const auto node = root != nullptr ? focusedNode(*root) : std::nullopt;
     return node ? windowOf(*node) : std::nullopt;
 }
 

@@ -2,20 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/wayland/toplevel_list.h"
 
+#include "platform/exact_utf8.h"
+
 #include <utility>
 
 namespace platform::wayland {
-
-std::string_view cutUtf8(std::string_view text, std::size_t limit)
-{
-    if (text.size() <= limit)
-        return text;
-    // Bytes 10xxxxxx continue a character; one has three of them at most.
-    std::size_t end = limit;
-    while (end > 0 && limit - end < 3 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U)
-        --end;
-    return text.substr(0, end);
-}
 
 bool ToplevelList::add(Key key)
 {

@@ -20,9 +20,6 @@ struct Toplevel
     std::int32_t processIdentifier = 0; ///< 0 while it is not known.
 };
 
-/// `text` cut to at most `limit` bytes, not within a character.
-[[nodiscard]] std::string_view cutUtf8(std::string_view text, std::size_t limit);
-
 /// The windows of a desktop. What is told of one counts only when the compositor has said that it
 /// is complete.
 /// One thread at a time.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/xdg/autostart_entry.h"
 
+#include "platform/build_config.h"
 #include "platform/linux/xdg/exec_line.h"
 
 #include <QFile>
@@ -112,9 +113,9 @@ void AutostartEntry::describe(const QString& executable)
 {
     setText(G_KEY_FILE_DESKTOP_KEY_TYPE, QLatin1String(G_KEY_FILE_DESKTOP_TYPE_APPLICATION));
     if (!has(G_KEY_FILE_DESKTOP_KEY_NAME))
-        setText(G_KEY_FILE_DESKTOP_KEY_NAME, QStringLiteral("Velomira Usage Monitor"));
+        setText(G_KEY_FILE_DESKTOP_KEY_NAME, QString::fromLatin1(kBundleDisplayName));
     if (!has(G_KEY_FILE_DESKTOP_KEY_ICON))
-        setText(G_KEY_FILE_DESKTOP_KEY_ICON, QStringLiteral("com.velomira.UsageMonitor"));
+        setText(G_KEY_FILE_DESKTOP_KEY_ICON, QString::fromLatin1(kBundleIdentifier));
     setText(G_KEY_FILE_DESKTOP_KEY_EXEC, execLine(executable));
 }
 

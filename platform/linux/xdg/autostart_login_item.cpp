@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/xdg/autostart_login_item.h"
 
+#include "platform/build_config.h"
 #include "platform/linux/posix/file_descriptor.h"
 #include "platform/linux/posix/posix_atomic_file.h"
 #include "platform/linux/xdg/autostart_entry.h"
@@ -21,7 +22,7 @@ namespace platform::xdg {
 namespace {
 
 constexpr QLatin1StringView kFolder("/autostart");
-constexpr QLatin1StringView kName("/com.velomira.UsageMonitor.desktop");
+const QString kName = u'/' + QString::fromLatin1(kBundleIdentifier) + QStringLiteral(".desktop");
 
 /// Whether anything has that name, a link to nowhere included.
 bool isThere(const QString& path)

@@ -1,10 +1,20 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "account/device_identity.h"
+#include "account/service_client.h"
 
 #include "platform/uuid.h"
 
+#include <QUrl>
+
 namespace account {
+
+std::optional<QString> serviceEndpoint(const QString& serviceUrl, const QString& path)
+{
+    const QUrl url(serviceUrl + path, QUrl::StrictMode);
+    if (!url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
+        return std::nullopt;
+    return url.toString(QUrl::FullyEncoded);
+}
 
 QString deviceIdentity(platform::UserDefaults& defaults, const QString& key)
 {

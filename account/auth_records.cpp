@@ -1,16 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "account/auth_records_json.h"
+#include "account/auth_records.h"
 
 #include "platform/exact_utf8.h"
-#include "platform/json_writer.h"
 #include "platform/strict_json.h"
 
 #include <QSet>
 
+#include <simdjson.h>
+
 namespace account {
 
 namespace {
+
+const QString kNobody = QStringLiteral("User");
 
 using platform::Error;
 using platform::Result;
@@ -147,96 +150,16 @@ private:
 template <typename Record, typename Fill> Result<Record> decode(std::string_view json, Fill fill)
 {
     platform::StrictJson parser;
-    element root;
-    if (parser.parse(json).get(root) != simdjson::SUCCESS)
+    const element* const root = parser.parse(json);
+    if (root == nullptr)
         return Error{QStringLiteral("The service gave an answer that is not JSON")};
     std::optional<Error> complaint;
-    ObjectReader reader(root, QString(), complaint);
+    ObjectReader reader(*root, QString(), complaint);
     Record record = complaint ? Record() : fill(reader);
     if (complaint)
         return *complaint;
     return record;
 }
-
-/// Writes the members of one object, leaving out those without a value.
-class ObjectWriter final
-{
-public:
-    explicit ObjectWriter(std::string& out)
-        : m_out(out)
-    {
-        m_out += '{';
-    }
-
-    ObjectWriter(const ObjectWriter&) = delete;
-    ObjectWriter& operator=(const ObjectWriter&) = delete;
-
-    ~ObjectWriter() { m_out += '}'; }
-
-    template <typename T> void add(std::string_view key, const T& value)
-    {
-        if (m_out.back() != '{')
-            m_out += ',';
-        platform::appendJsonString(m_out, key);
-        m_out += ':';
-        write(value);
-    }
-
-    template <typename T> void add(std::string_view key, const std::optional<T>& value)
-    {
-        if (value)
-            add(key, *value);
-    }
-
-private:
-    void write(bool value) { m_out += value ? "true" : "false"; }
-
-    void write(std::int64_t value) { m_out += std::to_string(value); }
-
-    void write(const QString& value) { platform::appendJsonString(m_out, value.toStdString()); }
-
-    template <typename List> void writeList(const List& items)
-    {
-        m_out += '[';
-        for (const auto& item : items) {
-            if (m_out.back() != '[')
-                m_out += ',';
-            write(item);
-        }
-        m_out += ']';
-    }
-
-    void write(const QStringList& items) { writeList(items); }
-
-    void write(const std::vector<BoardResponse>& items) { writeList(items); }
-
-    void write(const ErrorResponse::Errors& errors)
-    {
-        ObjectWriter object(m_out);
-        for (const auto& [name, texts] : errors)
-            object.add(name.toStdString(), texts);
-    }
-
-    void write(const BoardResponse& board)
-    {
-        ObjectWriter object(m_out);
-        object.add("id", board.id);
-        object.add("name", board.name);
-        object.add("user_id", board.userId);
-    }
-
-    void write(const UserResponse& user)
-    {
-        ObjectWriter object(m_out);
-        object.add("id", user.id);
-        object.add("name", user.name);
-        object.add("email", user.email);
-        object.add("phone_number", user.phoneNumber);
-        object.add("boards", user.boards);
-    }
-
-    std::string& m_out;
-};
 
 } // namespace
 
@@ -262,28 +185,11 @@ Result<ErrorResponse> decodeErrorResponse(std::string_view json)
     });
 }
 
-std::string encode(const TokenResponse& record)
+QString displayName(const std::optional<UserResponse>& user)
 {
-    std::string out;
-    {
-        ObjectWriter object(out);
-        object.add("success", record.success);
-        object.add("token", record.token);
-        object.add("user", record.user);
-        object.add("error", record.error);
-    }
-    return out;
-}
-
-std::string encode(const ErrorResponse& record)
-{
-    std::string out;
-    {
-        ObjectWriter object(out);
-        object.add("message", record.message);
-        object.add("errors", record.errors);
-    }
-    return out;
+    if (user && user->name)
+        return *user->name;
+    return user ? user->email.value_or(kNobody) : kNobody;
 }
 
 } // namespace account

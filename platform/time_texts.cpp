@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/relative_time_text.h"
+#include "platform/time_texts.h"
 
-#include "platform/icu_text.h"
+#include "platform/iso8601.h"
 
 #include <QDateTime>
 #include <QTimeZone>
@@ -10,19 +10,24 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <unicode/calendar.h>
 #include <unicode/locid.h>
+#include <unicode/measfmt.h>
+#include <unicode/measunit.h>
+#include <unicode/measure.h>
 #include <unicode/reldatefmt.h>
 #include <unicode/simpletz.h>
 #include <unicode/timezone.h>
+#include <unicode/unistr.h>
 #include <utility>
+#include <vector>
 
 namespace platform {
 
 namespace {
 
-/// 2001-01-01 in seconds since 1970.
-constexpr double kEpoch = 978'307'200;
 /// In milliseconds: half of what a calendar can hold, so that it can also count beyond.
 constexpr double kFarthest = 9e16;
 
@@ -44,7 +49,8 @@ constexpr std::array<Unit, 7> kUnits{{
 
 UDate date(double secondsSince2001)
 {
-    return std::clamp((secondsSince2001 + kEpoch) * 1000, -kFarthest, kFarthest);
+    return std::clamp(
+        (secondsSince2001 + static_cast<double>(kReferenceDate)) * 1000, -kFarthest, kFarthest);
 }
 
 /// What ICU makes of `zone`; where it does not know its name, the zone's offset at `instant`.
@@ -60,7 +66,65 @@ std::unique_ptr<icu::TimeZone> timeZone(const QTimeZone& zone, UDate instant)
     return std::make_unique<icu::SimpleTimeZone>(seconds * 1000, id);
 }
 
+QString toQString(const icu::UnicodeString& text)
+{
+    return QStringView(text.getBuffer(), text.length()).toString();
+}
+
 } // namespace
+
+struct DurationText::Format
+{
+    icu::MeasureFormat measures;
+    icu::MeasureUnit hour;
+    icu::MeasureUnit minute;
+    icu::MeasureUnit second;
+};
+
+DurationText::DurationText()
+{
+    UErrorCode status = U_ZERO_ERROR;
+    auto format = std::make_unique<Format>(
+        Format{.measures = {icu::Locale::getUS(), UMEASFMT_WIDTH_NARROW, status},
+               .hour = icu::MeasureUnit::getHour(),
+               .minute = icu::MeasureUnit::getMinute(),
+               .second = icu::MeasureUnit::getSecond()});
+    if (U_SUCCESS(status))
+        m_format = std::move(format);
+}
+
+DurationText::~DurationText() = default;
+
+QString DurationText::text(double seconds) const
+{
+    QString nothing = QStringLiteral("0s");
+    if (m_format == nullptr || !std::isfinite(seconds))
+        return nothing;
+    // Floating point throughout: no integer is large enough for every span.
+    const double whole = std::trunc(std::abs(seconds));
+    const std::array<std::pair<double, const icu::MeasureUnit*>, 3> units{{
+        {std::floor(whole / 3600), &m_format->hour},
+        {std::floor(std::fmod(whole, 3600) / 60), &m_format->minute},
+        {std::fmod(whole, 60), &m_format->second},
+    }};
+    UErrorCode status = U_ZERO_ERROR;
+    std::vector<icu::Measure> measures;
+    measures.reserve(units.size());
+    for (const auto& [count, unit] : units) {
+        const bool isLastResort = unit == &m_format->second && measures.empty();
+        if (count > 0 || isLastResort)
+            measures.emplace_back(icu::Formattable(count), unit->clone(), status);
+    }
+    icu::UnicodeString written;
+    icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
+    m_format->measures.formatMeasures(
+        measures.data(), static_cast<std::int32_t>(measures.size()), written, position, status);
+    if (U_FAILURE(status))
+        return nothing;
+    // By hand: the formatter would repeat the sign before every unit.
+    const bool isNegative = seconds < 0 && whole > 0;
+    return isNegative ? QLatin1Char('-') + toQString(written) : toQString(written);
+}
 
 struct RelativeTimeText::Format
 {

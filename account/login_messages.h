@@ -6,11 +6,17 @@
 #include "platform/http_client.h"
 #include "platform/result.h"
 
+#include <QByteArray>
 #include <QString>
 
 #include <optional>
 
 namespace account {
+
+/// The body of a sign-in (docs/formats.md, "Sign-in"); none when a text is not valid Unicode.
+/// Any thread.
+[[nodiscard]] std::optional<QByteArray>
+loginBody(const QString& email, const QString& password, const QString& deviceId);
 
 /// What a successful sign-in brings.
 struct Session
