@@ -160,14 +160,15 @@ FirefoxHistory::FirefoxHistory(QString procFolder)
 
 bool FirefoxHistory::isKeptBy(std::int32_t process)
 {
-    const auto mark = browsers::readProcessMark(process, m_procFolder);
-    if (!mark)
+    const auto stat = posix::readProcessStat(process, m_procFolder);
+    if (!stat)
         return false;
+    const posix::ProcessMark& mark = stat->process;
     if (m_known.size() >= kMostKnown && !m_known.contains(process))
         m_known.clear(); // it is found out again
     Known& known = m_known[process];
-    if (known.process != *mark)
-        known = look(*mark);
+    if (known.process != mark)
+        known = look(mark);
     if (!known.isKept)
         return false;
     // Before the reading: what changes meanwhile is read again.
@@ -176,10 +177,10 @@ bool FirefoxHistory::isKeptBy(std::int32_t process)
         known.isKept = profileAllowsHistory(known.profile);
         known.stamp = stamp;
     }
-    return known.isKept && browsers::isRunning(*mark, m_procFolder);
+    return known.isKept && posix::isRunning(mark, m_procFolder);
 }
 
-FirefoxHistory::Known FirefoxHistory::look(const browsers::ProcessMark& process) const
+FirefoxHistory::Known FirefoxHistory::look(const posix::ProcessMark& process) const
 {
     const fs::path folder = pathOf(m_procFolder) / std::to_string(process.pid);
     Known known{.process = process, .isKept = false, .profile = {}, .stamp = {}};

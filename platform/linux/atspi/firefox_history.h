@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/browsers/browser_process.h"
+#include "platform/linux/posix/process.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -32,14 +32,14 @@ public:
 private:
     struct Known
     {
-        browsers::ProcessMark process;
+        posix::ProcessMark process;
         bool isKept = false;
         std::filesystem::path profile;
         /// Of the profile's files when they were read.
         QByteArray stamp;
     };
 
-    [[nodiscard]] Known look(const browsers::ProcessMark& process) const;
+    [[nodiscard]] Known look(const posix::ProcessMark& process) const;
 
     QString m_procFolder;
     QHash<std::int32_t, Known> m_known;

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/xdg/desktop_entry_index.h"
 
-#include "platform/linux/xdg/desktop_id.h"
 #include "platform/linux/xdg/folder_watch.h"
+#include "platform/linux/xdg/key_file.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <set>
 #include <sys/stat.h>
 #include <tuple>
@@ -20,6 +21,8 @@
 namespace platform::xdg {
 
 namespace {
+constexpr QLatin1String kEnding(".desktop");
+constexpr QLatin1String kFolder("/applications/");
 constexpr int kDeepestFolder = 8;
 
 /// A folder changed so shortly before it was read may change again without a new time: clocks of
@@ -37,6 +40,28 @@ std::int64_t modifiedNanoseconds(const QString& folder)
     struct stat state{};
     return ::stat(QFile::encodeName(folder).constData(), &state) == 0 ? nanoseconds(state.st_mtim)
                                                                       : 0;
+}
+
+/// None when the file `path` cannot be read, is no valid key file or does not describe an
+/// application. That its program is installed is not asked for: it may run in a sandbox, and the
+/// name holds all the same. So not GDesktopAppInfo, which refuses such entries.
+std::optional<DesktopEntry> readDesktopEntry(const QString& path, const QString& id)
+{
+    const auto keys = KeyFile::read(path, KeyFile::Purpose::Reading);
+    if (!keys)
+        return std::nullopt;
+    const bool hidden = keys->flag("Hidden").value_or(false);
+    if (!hidden && keys->text("Type") != QLatin1StringView("Application"))
+        return std::nullopt;
+    const QString program = programOfExecLine(keys->text("Exec"));
+    return DesktopEntry{
+        .id = id,
+        .name = keys->localText("Name"),
+        .startupWmClass = keys->text("StartupWMClass"),
+        .program = program.mid(program.lastIndexOf(u'/') + 1),
+        .shown = !keys->flag("NoDisplay").value_or(false),
+        .hidden = hidden,
+    };
 }
 
 /// Collects the entries of the folders in order.
@@ -115,6 +140,25 @@ void addFirst(QHash<QString, const DesktopEntry*>& lookup,
         lookup.insert(key, &entry);
 }
 } // namespace
+
+QString desktopIdOfPath(const QString& pathInFolder)
+{
+    if (!pathInFolder.endsWith(kEnding))
+        return {};
+    return withoutDesktopEnding(pathInFolder).replace(u'/', u'-');
+}
+
+QString desktopIdOfFile(const QString& path)
+{
+    const qsizetype folder = path.lastIndexOf(kFolder);
+    return desktopIdOfPath(folder >= 0 ? path.mid(folder + kFolder.size())
+                                       : path.mid(path.lastIndexOf(u'/') + 1));
+}
+
+QString withoutDesktopEnding(const QString& identifier)
+{
+    return identifier.endsWith(kEnding) ? identifier.chopped(kEnding.size()) : identifier;
+}
 
 DesktopEntryIndex::DesktopEntryIndex(const QStringList& folders, FolderWatch* watch)
 {

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/xdg/desktop_entry.h"
-
 #include <QHash>
 #include <QString>
 #include <QStringList>
@@ -14,6 +12,31 @@
 namespace platform::xdg {
 
 class FolderWatch;
+
+/// The id of a desktop file without its ending ".desktop" (Desktop Entry Specification), from its
+/// path within an "applications" folder: sub-folders become prefixes, "kde/term.desktop" is
+/// "kde-term". Empty when the path does not end in ".desktop". Any thread.
+[[nodiscard]] QString desktopIdOfPath(const QString& pathInFolder);
+
+/// The same from the path of the file, by the last folder named "applications" in it; by the file
+/// name alone when there is none.
+[[nodiscard]] QString desktopIdOfFile(const QString& path);
+
+/// `identifier` without an ending ".desktop", which some programs leave on it.
+[[nodiscard]] QString withoutDesktopEnding(const QString& identifier);
+
+/// What we use of one desktop file (Desktop Entry Specification).
+struct DesktopEntry
+{
+    QString id;             ///< without ".desktop"
+    QString name;           ///< in the user's language; empty when the file gives none
+    QString startupWmClass; ///< empty when the file gives none
+    QString program;        ///< file name of the program in Exec, empty when there is none
+    bool shown = true;      ///< false: NoDisplay, not for menus
+    bool hidden = false;    ///< true: to be treated as if the file did not exist
+
+    bool operator==(const DesktopEntry&) const = default;
+};
 
 /// What tells that files were added to a folder, removed from it or replaced.
 struct FolderState
