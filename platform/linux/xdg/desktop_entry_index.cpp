@@ -64,73 +64,17 @@ std::optional<DesktopEntry> readDesktopEntry(const QString& path, const QString&
     };
 }
 
-/// Collects the entries of the folders in order.
-class Reader final
+/// The time to remember of a folder that is read now: -1, which never compares equal, makes it be
+/// read again at the next occasion. A time ahead of the clock is none of these, or the folder would
+/// be read again for ever.
+std::int64_t settledTime(const struct stat& state)
 {
-public:
-    explicit Reader(FolderWatch* watch)
-        : m_watch(watch)
-    {
-    }
-
-    void readFolder(const QString& folder, const QString& pathInBase = {}, int depth = 0)
-    {
-        if (m_watch != nullptr)
-            m_watch->add(folder);
-        struct stat state{};
-        if (::stat(QFile::encodeName(folder).constData(), &state) != 0) {
-            m_folders.push_back({.path = folder});
-            return;
-        }
-        // Links may lead back up.
-        if (depth > kDeepestFolder || !m_seenFolders.emplace(state.st_dev, state.st_ino).second)
-            return;
-        m_folders.push_back({.path = folder, .modifiedNanoseconds = settledTime(state)});
-
-        const QDir dir(folder);
-        const auto files = dir.entryList({QStringLiteral("*.desktop")},
-                                         QDir::Files | QDir::Hidden | QDir::CaseSensitive,
-                                         QDir::Name);
-        for (const QString& file : files)
-            readFile(dir.filePath(file), desktopIdOfPath(pathInBase + file));
-        for (const QString& inner : dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
-            readFolder(dir.filePath(inner), pathInBase + inner + u'/', depth + 1);
-    }
-
-    std::vector<DesktopEntry> takeEntries() { return std::move(m_entries); }
-
-    std::vector<FolderState> takeFolders() { return std::move(m_folders); }
-
-private:
-    static std::int64_t settledTime(const struct stat& state)
-    {
-        timespec now{};
-        ::clock_gettime(CLOCK_REALTIME, &now);
-        const std::chrono::nanoseconds age(nanoseconds(now) - nanoseconds(state.st_mtim));
-        // -1 never compares equal: it is read again at the next occasion. A time ahead of the clock
-        // is none of these, or the folder would be read again for ever.
-        const bool mayStillChange = age.count() >= 0 && age < kCoarsestFileTime;
-        return mayStillChange ? -1 : nanoseconds(state.st_mtim);
-    }
-
-    void readFile(const QString& path, const QString& id)
-    {
-        if (m_seenIds.contains(id))
-            return;
-        auto entry = readDesktopEntry(path, id);
-        if (!entry)
-            return;
-        m_seenIds.insert(id);
-        if (!entry->hidden)
-            m_entries.push_back(*std::move(entry));
-    }
-
-    FolderWatch* m_watch;
-    std::vector<DesktopEntry> m_entries;
-    std::vector<FolderState> m_folders;
-    std::set<std::pair<dev_t, ino_t>> m_seenFolders;
-    QSet<QString> m_seenIds;
-};
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    const std::chrono::nanoseconds age(nanoseconds(now) - nanoseconds(state.st_mtim));
+    const bool mayStillChange = age.count() >= 0 && age < kCoarsestFileTime;
+    return mayStillChange ? -1 : nanoseconds(state.st_mtim);
+}
 
 void addFirst(QHash<QString, const DesktopEntry*>& lookup,
               const QString& key,
@@ -160,14 +104,59 @@ QString withoutDesktopEnding(const QString& identifier)
     return identifier.endsWith(kEnding) ? identifier.chopped(kEnding.size()) : identifier;
 }
 
+struct DesktopEntryIndex::Reading
+{
+    FolderWatch* watch = nullptr;
+    std::set<std::pair<dev_t, ino_t>> seenFolders{};
+    QSet<QString> seenIds{};
+};
+
 DesktopEntryIndex::DesktopEntryIndex(const QStringList& folders, FolderWatch* watch)
 {
-    Reader reader(watch);
+    Reading reading{.watch = watch};
     for (const QString& folder : folders)
-        reader.readFolder(folder);
-    m_entries = reader.takeEntries();
-    m_folders = reader.takeFolders();
+        readFolder(reading, folder, {}, 0);
     fillLookups();
+}
+
+void DesktopEntryIndex::readFolder(Reading& reading,
+                                   const QString& folder,
+                                   const QString& pathInBase,
+                                   int depth)
+{
+    if (reading.watch != nullptr)
+        reading.watch->add(folder);
+    struct stat state{};
+    if (::stat(QFile::encodeName(folder).constData(), &state) != 0) {
+        m_folders.push_back({.path = folder});
+        return;
+    }
+    // Links may lead back up.
+    if (depth > kDeepestFolder || !reading.seenFolders.emplace(state.st_dev, state.st_ino).second)
+        return;
+    m_folders.push_back({.path = folder, .modifiedNanoseconds = settledTime(state)});
+    const QDir dir(folder);
+    readFiles(reading, dir, pathInBase);
+    for (const QString& inner : dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+        readFolder(reading, dir.filePath(inner), pathInBase + inner + u'/', depth + 1);
+}
+
+void DesktopEntryIndex::readFiles(Reading& reading, const QDir& folder, const QString& pathInBase)
+{
+    const auto files = folder.entryList({QStringLiteral("*.desktop")},
+                                        QDir::Files | QDir::Hidden | QDir::CaseSensitive,
+                                        QDir::Name);
+    for (const QString& file : files) {
+        const QString id = desktopIdOfPath(pathInBase + file);
+        if (reading.seenIds.contains(id))
+            continue;
+        auto entry = readDesktopEntry(folder.filePath(file), id);
+        if (!entry)
+            continue;
+        reading.seenIds.insert(id);
+        if (!entry->hidden)
+            m_entries.push_back(*std::move(entry));
+    }
 }
 
 void DesktopEntryIndex::fillLookups()
@@ -184,36 +173,6 @@ void DesktopEntryIndex::fillLookups()
         addFirst(m_byProgram, entry.program, entry);
         addFirst(m_byLastComponent, id.mid(id.lastIndexOf(u'.') + 1), entry);
     }
-}
-
-const DesktopEntry* DesktopEntryIndex::withId(const QString& id) const
-{
-    return m_byId.value(id);
-}
-
-const DesktopEntry* DesktopEntryIndex::withIdInAnyCase(const QString& id) const
-{
-    return m_byIdInAnyCase.value(id.toLower());
-}
-
-const DesktopEntry* DesktopEntryIndex::withWindowClass(const QString& windowClass) const
-{
-    return m_byWindowClass.value(windowClass);
-}
-
-const DesktopEntry* DesktopEntryIndex::withWindowClassInAnyCase(const QString& windowClass) const
-{
-    return m_byWindowClassInAnyCase.value(windowClass.toLower());
-}
-
-const DesktopEntry* DesktopEntryIndex::withProgram(const QString& program) const
-{
-    return m_byProgram.value(program);
-}
-
-const DesktopEntry* DesktopEntryIndex::withLastComponent(const QString& component) const
-{
-    return m_byLastComponent.value(component.toLower());
 }
 
 bool DesktopEntryIndex::isUpToDate() const

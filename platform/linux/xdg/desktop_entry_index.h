@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <vector>
 
+class QDir;
+
 namespace platform::xdg {
 
 class FolderWatch;
@@ -43,8 +45,6 @@ struct FolderState
 {
     QString path;
     std::int64_t modifiedNanoseconds = 0; ///< 0: the folder does not exist
-
-    bool operator==(const FolderState&) const = default;
 };
 
 /// All desktop files of some folders, by what a window or a process may be called. Immutable.
@@ -65,17 +65,37 @@ public:
     ~DesktopEntryIndex() = default;
 
     /// The entry with this id, without ".desktop".
-    [[nodiscard]] const DesktopEntry* withId(const QString& id) const;
+    [[nodiscard]] const DesktopEntry* withId(const QString& id) const { return m_byId.value(id); }
+
     /// The same without regard to case.
-    [[nodiscard]] const DesktopEntry* withIdInAnyCase(const QString& id) const;
+    [[nodiscard]] const DesktopEntry* withIdInAnyCase(const QString& id) const
+    {
+        return m_byIdInAnyCase.value(id.toLower());
+    }
+
     /// The entry whose windows carry this class (StartupWMClass).
-    [[nodiscard]] const DesktopEntry* withWindowClass(const QString& windowClass) const;
+    [[nodiscard]] const DesktopEntry* withWindowClass(const QString& windowClass) const
+    {
+        return m_byWindowClass.value(windowClass);
+    }
+
     /// The same without regard to case.
-    [[nodiscard]] const DesktopEntry* withWindowClassInAnyCase(const QString& windowClass) const;
+    [[nodiscard]] const DesktopEntry* withWindowClassInAnyCase(const QString& windowClass) const
+    {
+        return m_byWindowClassInAnyCase.value(windowClass.toLower());
+    }
+
     /// The entry that starts this program, given by its file name.
-    [[nodiscard]] const DesktopEntry* withProgram(const QString& program) const;
+    [[nodiscard]] const DesktopEntry* withProgram(const QString& program) const
+    {
+        return m_byProgram.value(program);
+    }
+
     /// The entry whose id ends in ".`component`", without regard to case.
-    [[nodiscard]] const DesktopEntry* withLastComponent(const QString& component) const;
+    [[nodiscard]] const DesktopEntry* withLastComponent(const QString& component) const
+    {
+        return m_byLastComponent.value(component.toLower());
+    }
 
     [[nodiscard]] std::size_t size() const { return m_entries.size(); }
 
@@ -86,6 +106,10 @@ public:
 private:
     using Lookup = QHash<QString, const DesktopEntry*>;
 
+    struct Reading;
+
+    void readFolder(Reading& reading, const QString& folder, const QString& pathInBase, int depth);
+    void readFiles(Reading& reading, const QDir& folder, const QString& pathInBase);
     void fillLookups();
 
     std::vector<DesktopEntry> m_entries;
