@@ -3,8 +3,7 @@
 // What a browser starts for the extension and talks to over standard input. It hands the reports on
 // and says nothing to the browser. It runs while the usage monitor does; the extension starts it
 // again.
-#include "browser/host/message_reader.h"
-#include "browser/host/report.h"
+#include "browser/host/report_reader.h"
 #include "browser/host/session_bus.h"
 
 #include <array>
@@ -20,9 +19,8 @@
 
 namespace {
 
-using browser::MessageReader;
 using browser::Report;
-using browser::ReportDecoder;
+using browser::ReportReader;
 using browser::SessionBus;
 
 /// How long a bus and the usage monitor may take to let us in; hanging ones would keep us after the
@@ -38,26 +36,26 @@ void complain(const std::string& text)
 }
 
 /// Everything that the reader holds; only the last report counts.
-Input takeMessages(MessageReader& reader, ReportDecoder& decoder, std::optional<Report>& latest)
+Input takeReports(ReportReader& reader, std::optional<Report>& latest)
 {
     for (;;) {
         switch (reader.next()) {
-        case MessageReader::State::Incomplete:
+        case ReportReader::State::Incomplete:
             return Input::Open;
-        case MessageReader::State::TooLong:
+        case ReportReader::State::Report:
+            latest = reader.report();
+            break;
+        case ReportReader::State::TooLong:
             complain("a message is longer than 64 KiB");
             return Input::Faulty;
-        case MessageReader::State::Message:
-            latest = decoder.decode(reader.message());
-            if (!latest) {
-                complain("a message is not a report");
-                return Input::Faulty;
-            }
+        case ReportReader::State::NoReport:
+            complain("a message is not a report");
+            return Input::Faulty;
         }
     }
 }
 
-Input readInput(MessageReader& reader, ReportDecoder& decoder, SessionBus& bus)
+Input readInput(ReportReader& reader, SessionBus& bus)
 {
     std::array<char, kBytesAtOnce> bytes{};
     const ssize_t count = ::read(STDIN_FILENO, bytes.data(), bytes.size());
@@ -75,7 +73,7 @@ Input readInput(MessageReader& reader, ReportDecoder& decoder, SessionBus& bus)
         return Input::Ended;
     reader.append({bytes.data(), static_cast<std::size_t>(count)});
     std::optional<Report> latest;
-    const Input input = takeMessages(reader, decoder, latest);
+    const Input input = takeReports(reader, latest);
     if (latest)
         bus.tell(*latest);
     return input;
@@ -83,8 +81,7 @@ Input readInput(MessageReader& reader, ReportDecoder& decoder, SessionBus& bus)
 
 int run(SessionBus& bus)
 {
-    MessageReader reader;
-    ReportDecoder decoder;
+    ReportReader reader;
     for (;;) {
         const short events = bus.isSending() ? POLLIN | POLLOUT : POLLIN;
         std::array<pollfd, 2> polled{
@@ -93,7 +90,7 @@ int run(SessionBus& bus)
         if (::poll(polled.data(), polled.size(), -1) < 0 && errno != EINTR)
             return EXIT_FAILURE;
         if (polled[0].revents != 0) {
-            const Input input = readInput(reader, decoder, bus);
+            const Input input = readInput(reader, bus);
             if (input != Input::Open)
                 return input == Input::Ended ? EXIT_SUCCESS : EXIT_FAILURE;
         }

@@ -2,12 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "browser/host/session_bus.h"
 
-#include "browser/host/monitor_process.h"
-
+#include <array>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <string_view>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 
 namespace browser {
@@ -55,14 +57,14 @@ struct Unref
 
 using Message = std::unique_ptr<DBusMessage, Unref>;
 
-/// The answer to `question`, none with `error` set.
-Message answerTo(DBusConnection* connection, const Message& question, DBusError& error)
+/// The answer to `question`; none with `error` set, unless that is null.
+Message answerTo(DBusConnection* connection, const Message& question, DBusError* error)
 {
     if (!question)
         return nullptr;
     ::dbus_message_set_auto_start(question.get(), 0U);
     return Message(::dbus_connection_send_with_reply_and_block(
-        connection, question.get(), kTimeToAnswerMs, &error));
+        connection, question.get(), kTimeToAnswerMs, error));
 }
 
 /// The answer of the bus itself to a question about `name`.
@@ -74,22 +76,51 @@ Message askTheBus(DBusConnection* connection, const char* method, const char* na
     if (!question || ::dbus_message_append_args(
                          question.get(), DBUS_TYPE_STRING, &name, DBUS_TYPE_INVALID) == 0U)
         return nullptr;
-    DBusError error = DBUS_ERROR_INIT;
-    Message answer = answerTo(connection, question, error);
-    ::dbus_error_free(&error);
-    return answer;
+    return answerTo(connection, question, nullptr);
 }
 
-/// The process of the connection `name`, 0 when it has gone.
-std::uint32_t processOf(DBusConnection* connection, const std::string& name)
+/// The one value of `answer`, which a text does not outlive; `none` when it has none of this type.
+template <typename T> T valueOf(const Message& answer, int type, T none)
 {
-    const Message answer = askTheBus(connection, "GetConnectionUnixProcessID", name.c_str());
-    dbus_uint32_t process = 0;
+    T value = none;
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the library's way
     return answer && ::dbus_message_get_args(
-                         answer.get(), nullptr, DBUS_TYPE_UINT32, &process, DBUS_TYPE_INVALID) != 0U
-               ? process
-               : 0;
+                         answer.get(), nullptr, type, &value, DBUS_TYPE_INVALID) != 0U
+               ? value
+               : none;
+}
+
+/// Empty where there is none, or none that may be read.
+std::string targetOf(const std::string& link)
+{
+    std::array<char, PATH_MAX> target{};
+    const ssize_t size = ::readlink(link.c_str(), target.data(), target.size());
+    return size > 0 ? std::string(target.data(), static_cast<std::size_t>(size)) : std::string();
+}
+
+/// By path alone a program with a view of its own of the file system could pass for any. Only root
+/// makes files that are root's, and an update removes the one that runs.
+bool isReplaced(const struct stat& running, const struct stat& installed)
+{
+    return running.st_nlink == 0 && running.st_uid == 0 && installed.st_uid == 0;
+}
+
+/// Whether the process `pid` runs the usage monitor installed beside this program. Only a process
+/// that may be looked at can be it. An installed file that was replaced while it runs counts, if it
+/// is root's.
+bool runsMonitor(std::uint32_t pid)
+{
+    const std::string own = targetOf("/proc/self/exe");
+    const std::string monitor = own.substr(0, own.rfind('/') + 1) + QUILLSTEP_EXECUTABLE_NAME;
+    const std::string link = "/proc/" + std::to_string(pid) + "/exe";
+    struct stat installed = {};
+    struct stat running = {};
+    if (own.empty() || ::stat(monitor.c_str(), &installed) != 0 ||
+        ::stat(link.c_str(), &running) != 0)
+        return false;
+    if (running.st_dev == installed.st_dev && running.st_ino == installed.st_ino)
+        return true;
+    return isReplaced(running, installed) && targetOf(link) == monitor + " (deleted)";
 }
 
 bool isStarting(const DBusError& error)
@@ -164,7 +195,10 @@ std::string SessionBus::meetMonitor()
     const std::string monitor = owner();
     if (monitor.empty())
         return {};
-    const std::uint32_t process = processOf(m_connection.get(), monitor);
+    const auto process = valueOf<dbus_uint32_t>(
+        askTheBus(m_connection.get(), "GetConnectionUnixProcessID", monitor.c_str()),
+        DBUS_TYPE_UINT32,
+        0);
     if (const std::string problem = introduce(monitor); !problem.empty())
         return owner() == monitor ? problem : std::string();
     const bool isOurs = process != 0 && runsMonitor(process);
@@ -180,13 +214,8 @@ std::string SessionBus::meetMonitor()
 /// The unique name of who has the usage monitor's name; empty for nobody.
 std::string SessionBus::owner()
 {
-    const Message answer = askTheBus(m_connection.get(), "GetNameOwner", kMonitor);
-    const char* name = nullptr;
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the library's way
-    return answer && ::dbus_message_get_args(
-                         answer.get(), nullptr, DBUS_TYPE_STRING, &name, DBUS_TYPE_INVALID) != 0U
-               ? name
-               : "";
+    return valueOf<const char*>(
+        askTheBus(m_connection.get(), "GetNameOwner", kMonitor), DBUS_TYPE_STRING, "");
 }
 
 /// Asks `monitor` to let us see who it is. What is wrong, as one phrase; empty when nothing is.
@@ -200,7 +229,7 @@ std::string SessionBus::introduce(const std::string& monitor)
         const Message question(
             ::dbus_message_new_method_call(monitor.c_str(), kPath, kInterface, "Introduce"));
         DBusError error = DBUS_ERROR_INIT;
-        if (answerTo(m_connection.get(), question, error))
+        if (answerTo(m_connection.get(), question, &error))
             return {};
         problem = "the usage monitor does not say who it is";
         isToBeAskedAgain = ::dbus_error_is_set(&error) != 0U && isStarting(error);

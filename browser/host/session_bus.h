@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "browser/host/report.h"
+#include "browser/host/report_reader.h"
 
 #include <cstdint>
 #include <dbus/dbus.h>

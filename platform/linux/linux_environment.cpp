@@ -9,7 +9,6 @@
 #include "platform/linux/browsers/browser_reports.h"
 #include "platform/linux/browsers/browser_script_runner.h"
 #include "platform/linux/browsers/browser_support.h"
-#include "platform/linux/browsers/identifier_dialects.h"
 #include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/desktop/idle_choice.h"
 #include "platform/linux/desktop/session_lock.h"
@@ -30,7 +29,6 @@
 #include "platform/linux/x11/x11_desktop.h"
 #include "platform/linux/xdg/application_names.h"
 #include "platform/linux/xdg/base_directories.h"
-#include "platform/linux/xdg/desktop_entry_folders.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -128,8 +126,9 @@ struct LinuxEnvironment::Backends
     [[nodiscard]] Outcome openWayland();
     [[nodiscard]] Environment facilities();
 
-    /// The window of the application that was answered last.
-    [[nodiscard]] std::optional<browsers::FrontBrowser> browserInFront() const;
+    /// The window of the application that was answered last, as one of a browser of this family.
+    [[nodiscard]] std::optional<browsers::FrontBrowser>
+    browserInFront(browsers::Family family) const;
 
     QDBusConnection sessionBus;
     QDBusConnection systemBus;
@@ -142,8 +141,9 @@ struct LinuxEnvironment::Backends
     desktop::SessionLock lock{sessionBus, systemBus};
     browsers::BrowserReports browserReports{sessionBus, browsers::installedHostExecutable()};
     atspi::AccessibleAddresses accessibleAddresses{accessibility};
-    browsers::BrowserScriptRunner scriptRunner{[this] { return browserInFront(); },
-                                               {&browserReports, &accessibleAddresses}};
+    browsers::BrowserScriptRunner scriptRunner{
+        [this](browsers::Family family) { return browserInFront(family); },
+        {&browserReports, &accessibleAddresses}};
     qt::QtRepeatingTimers repeatingTimers;
     posix::SystemClock clock;
     posix::StdoutDiagnostics diagnostics;
@@ -197,19 +197,16 @@ Outcome LinuxEnvironment::Backends::openWayland()
     return success();
 }
 
-std::optional<browsers::FrontBrowser> LinuxEnvironment::Backends::browserInFront() const
+std::optional<browsers::FrontBrowser>
+LinuxEnvironment::Backends::browserInFront(browsers::Family family) const
 {
     const auto& latest = windows.latest();
     if (!latest)
         return std::nullopt;
-    const Application& application = latest->application;
-    const auto family = browsers::familyOf(application.bundleIdentifier.value_or(QString()));
-    if (!family)
-        return std::nullopt;
-    return browsers::FrontBrowser{.family = *family,
-                                  .processIdentifier = application.processIdentifier,
+    return browsers::FrontBrowser{.family = family,
+                                  .processIdentifier = latest->application.processIdentifier,
                                   .windowTitle = latest->title,
-                                  .window = application.window};
+                                  .window = latest->application.window};
 }
 
 Environment LinuxEnvironment::Backends::facilities()

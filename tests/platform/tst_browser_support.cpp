@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "platform/linux/browsers/browser_support.h"
-#include "platform/linux/browsers/support_files.h"
 #include "tests/support/written_file.h"
 
 #include <QCryptographicHash>

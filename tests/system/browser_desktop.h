@@ -3,8 +3,8 @@
 #pragma once
 
 #include "platform/linux/browsers/browser_reports.h"
-#include "platform/linux/browsers/identifier_dialects.h"
-#include "platform/linux/browsers/support_files.h"
+#include "platform/linux/browsers/browser_support.h"
+#include "platform/linux/browsers/known_browsers.h"
 #include "platform/linux/dbus/application_call.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/headless_x11.h"

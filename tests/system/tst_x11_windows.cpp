@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/desktop_entry_folders.h"
+#include "platform/linux/xdg/base_directories.h"
 #include "tests/support/desktop_files.h"
 #include "tests/support/headless_x11.h"
 #include "tests/support/required_programs.h"

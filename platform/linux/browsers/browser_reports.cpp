@@ -8,6 +8,7 @@
 #include <QDBusError>
 #include <QDBusMessage>
 #include <QFileInfo>
+#include <QLoggingCategory>
 
 #include <algorithm>
 #include <chrono>
@@ -16,6 +17,9 @@
 namespace platform::browsers {
 
 namespace {
+
+// For developers; off by default. Messages tell no addresses and titles.
+Q_LOGGING_CATEGORY(lcBrowsers, "velomira.browsers", QtCriticalMsg)
 
 const QString kNoHost = QStringLiteral("not a browser's host");
 constexpr std::chrono::seconds kTimeToNameAProcess(1);
@@ -61,10 +65,11 @@ BrowserReports::BrowserReports(QDBusConnection bus, QString hostExecutable, QStr
     m_longestLook.setSingleShot(true);
     m_longestLook.setInterval(kTimeToLookMs);
     m_longestLook.callOnTimeout(this, &BrowserReports::raiseShield);
-    m_bus.registerObject(objectPath(),
-                         this,
-                         QDBusConnection::ExportScriptableSlots |
-                             QDBusConnection::ExportScriptableSignals);
+    if (!m_bus.registerObject(objectPath(),
+                              this,
+                              QDBusConnection::ExportScriptableSlots |
+                                  QDBusConnection::ExportScriptableSignals))
+        qCWarning(lcBrowsers, "browsers cannot be listened to: the bus takes no object of ours");
     Q_EMIT Wanted();
 }
 
@@ -83,9 +88,15 @@ std::optional<QString> BrowserReports::addressIn(const FrontBrowser& front)
         isOne = isOne && found == nullptr;
         found = &host;
     }
-    if (found == nullptr || !isOne || found->address.isEmpty() ||
-        !isWindowOfPage(front.windowTitle, found->title, front.family))
+    if (found == nullptr || !isOne) {
+        qCDebug(lcBrowsers, "%s host tells of the window in front", isOne ? "no" : "not only one");
         return std::nullopt;
+    }
+    if (found->address.isEmpty() ||
+        !isWindowOfPage(front.windowTitle, found->title, front.family)) {
+        qCDebug(lcBrowsers, "what the host told is not the page of the window in front");
+        return std::nullopt;
+    }
     return found->address;
 }
 
@@ -93,8 +104,8 @@ bool BrowserReports::speaksFor(const Host& host, const FrontBrowser& front) cons
 {
     if (host.trust != Trust::Believed || host.family != front.family)
         return false;
-    const auto isInFront = [this, &front](const ProcessMark& process) {
-        return process.pid == front.processIdentifier && isRunning(process, m_procFolder);
+    const auto isInFront = [this, &front](const posix::ProcessMark& process) {
+        return process.pid == front.processIdentifier && posix::isRunning(process, m_procFolder);
     };
     return front.processIdentifier == 0 || std::ranges::any_of(host.process.browser, isInFront);
 }
@@ -180,6 +191,8 @@ void BrowserReports::Report(const QString& family,
     host->address = isSound ? address : QString();
     host->title = isSound ? title : QString();
     if (!isSound)
+        qCWarning(lcBrowsers, "what a host told is no report");
+    if (!isSound)
         sendErrorReply(QDBusError::InvalidArgs, QStringLiteral("not a report"));
     else if (host->trust == Trust::Refused)
         sendErrorReply(QDBusError::AccessDenied, kNoHost);
@@ -197,8 +210,10 @@ BrowserReports::Host* BrowserReports::caller()
     Host* host = find(message().service());
     if (host == nullptr)
         host = welcome(message().service());
-    if (host == nullptr)
+    if (host == nullptr) {
+        qCWarning(lcBrowsers, "a caller finds no place among %zu hosts", kMostHosts);
         sendErrorReply(QDBusError::LimitsExceeded, QStringLiteral("too many callers"));
+    }
     return host;
 }
 
@@ -238,6 +253,10 @@ void BrowserReports::identify(const QString& connection, std::int32_t pid)
     const auto process = readBrowserChild(pid, m_procFolder);
     const bool isHost = process && process->executable == m_hostExecutable;
     host->trust = isHost ? Trust::Believed : Trust::Refused;
+    qCInfo(lcBrowsers,
+           "the caller %s is %s",
+           qPrintable(connection),
+           isHost ? "a browser's host" : "refused, it is none");
     const auto introduction = std::exchange(host->introduction, std::nullopt);
     if (introduction && isHost) {
         showTo(*host);

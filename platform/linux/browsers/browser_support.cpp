@@ -4,7 +4,6 @@
 
 #include "platform/linux/browsers/browser_process.h"
 #include "platform/linux/browsers/known_browsers.h"
-#include "platform/linux/browsers/support_files.h"
 #include "platform/linux/browsers/support_journal.h"
 #include "platform/linux/xdg/base_directories.h"
 
@@ -14,6 +13,13 @@
 #include <QFileInfo>
 
 #include <algorithm>
+
+// Of a static library, so named at the place of use; must stand outside of every namespace.
+static void initResources()
+{
+    Q_INIT_RESOURCE(browser_support);
+    Q_INIT_RESOURCE(browser_extension);
+}
 
 namespace platform::browsers {
 
@@ -25,23 +31,43 @@ constexpr const char* kMarkOfExtension = "The Velomira Usage Monitor authors";
 constexpr const char* kMarkOfExtensionManifest = "Velomira Usage Monitor";
 constexpr qint64 kLongestManifest = 64LL * 1024;
 
+QByteArray builtIn(const QString& name)
+{
+    initResources();
+    QFile file(QStringLiteral(":/browser/") + name);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString nameOf(Family family)
+{
+    return family == Family::Chromium ? QStringLiteral("chromium") : QStringLiteral("firefox");
+}
+
+QString hostExecutableName()
+{
+    return QStringLiteral("velomira-browser-host");
+}
+
 QString folderOf(const KnownBrowser& browser, const SupportPlaces& places)
 {
-    return (browser.isInConfigHome ? places.configHome : places.home) + u'/';
+    return (browser.family == Family::Chromium ? places.configHome : places.home) + u'/';
 }
 
 /// Whether there is nothing in `data` but host manifests, for which others look there, too.
 bool isForOthersOnly(const KnownBrowser& browser, const QDir& data)
 {
+    const QString manifests = browser.manifestFolder();
     const auto sharing =
-        std::ranges::count(knownBrowsers(), browser.manifestFolder, &KnownBrowser::manifestFolder);
+        std::ranges::count(knownBrowsers(), manifests, &KnownBrowser::manifestFolder);
     return sharing > 1 && data.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot) ==
-                              QStringList{QFileInfo(browser.manifestFolder).fileName()};
+                              QStringList{QFileInfo(manifests).fileName()};
 }
 
-/// Whether the user has used the browser.
+/// Whether the user has used the browser, and it runs our extension.
 bool isUsed(const KnownBrowser& browser, const SupportPlaces& places)
 {
+    if (browser.dataFolder.isEmpty())
+        return false;
     const QDir data(folderOf(browser, places) + browser.dataFolder);
     return (data.exists() && !isForOthersOnly(browser, data)) ||
            (!browser.newDataFolder.isEmpty() &&
@@ -50,7 +76,7 @@ bool isUsed(const KnownBrowser& browser, const SupportPlaces& places)
 
 QString userManifestOf(const KnownBrowser& browser, const SupportPlaces& places)
 {
-    return folderOf(browser, places) + browser.manifestFolder + u'/' + hostName() +
+    return folderOf(browser, places) + browser.manifestFolder() + u'/' + hostName() +
            QLatin1StringView(".json");
 }
 
@@ -61,8 +87,7 @@ QString supportFolder(const SupportPlaces& places)
 
 QString extensionFolder(Family family, const SupportPlaces& places)
 {
-    return supportFolder(places) +
-           (family == Family::Chromium ? QStringLiteral("/chromium") : QStringLiteral("/firefox"));
+    return supportFolder(places) + u'/' + nameOf(family);
 }
 
 /// What nobody but the user may do.
@@ -163,6 +188,32 @@ stateOf(const KnownBrowser& browser, const SupportPlaces& places, const QStringL
 }
 
 } // namespace
+
+QString hostName()
+{
+    return QStringLiteral("com.velomira.usage_monitor");
+}
+
+std::optional<QByteArray> hostManifest(Family family, const QString& executable)
+{
+    const auto needsEscaping = [](QChar character) {
+        return character == u'"' || character == u'\\' || character < u' ';
+    };
+    if (!executable.startsWith(u'/') || std::ranges::any_of(executable, needsEscaping))
+        return std::nullopt;
+    return builtIn(QStringLiteral("host/manifest.%1.json").arg(nameOf(family)))
+        .replace("@QUILLSTEP_BROWSER_HOST@", executable.toUtf8());
+}
+
+QList<SupportFile> extensionFiles(Family family)
+{
+    QList<SupportFile> files;
+    for (const QString& name : {QStringLiteral("manifest.json"), QStringLiteral("background.js")})
+        files.append(
+            {.name = name,
+             .content = builtIn(QStringLiteral("extension/%1/%2").arg(nameOf(family), name))});
+    return files;
+}
 
 std::optional<SupportPlaces> supportPlaces(const QProcessEnvironment& environment)
 {

@@ -2,6 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/browsers/address_source.h"
+
+#include <QByteArray>
+#include <QList>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -9,6 +13,22 @@
 #include <optional>
 
 namespace platform::browsers {
+
+/// The name by which the extension knows the native host. Any thread.
+[[nodiscard]] QString hostName();
+
+/// The manifest, built into this program, that leads browsers of a family to the host's executable
+/// at the absolute path `executable`; none for a path that a manifest cannot name. Any thread.
+[[nodiscard]] std::optional<QByteArray> hostManifest(Family family, const QString& executable);
+
+struct SupportFile
+{
+    QString name;
+    QByteArray content;
+};
+
+/// The files of the extension for a family, built into this program. Any thread.
+[[nodiscard]] QList<SupportFile> extensionFiles(Family family);
 
 /// Where --install-browser-support and --diagnose look.
 struct SupportPlaces

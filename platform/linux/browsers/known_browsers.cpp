@@ -2,50 +2,18 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/browsers/known_browsers.h"
 
+#include <algorithm>
+
 namespace platform::browsers {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr QLatin1StringView kHostsOfChromium("/NativeMessagingHosts");
-constexpr QLatin1StringView kHostsOfFirefox("/native-messaging-hosts");
-constexpr QLatin1StringView kDataOfFirefox(".mozilla");
 constexpr QLatin1StringView kSystemOfChromium("/etc/chromium/native-messaging-hosts");
 constexpr QLatin1StringView kSystemOfFirefox("/usr/lib/mozilla/native-messaging-hosts");
-
-KnownBrowser ofChromium(QLatin1StringView name,
-                        QLatin1StringView dataFolder,
-                        QLatin1StringView systemFolder,
-                        const QStringList& programs,
-                        const QStringList& executables)
-{
-    return {.name = name,
-            .family = Family::Chromium,
-            .isInConfigHome = true,
-            .dataFolder = dataFolder,
-            .manifestFolder = dataFolder + kHostsOfChromium,
-            .newDataFolder = {},
-            .systemManifestFolder = systemFolder,
-            .programs = programs,
-            .executables = executables};
-}
-
-KnownBrowser ofFirefox(QLatin1StringView name,
-                       QLatin1StringView dataFolder,
-                       QLatin1StringView newDataFolder,
-                       QLatin1StringView folderOfManifests,
-                       QLatin1StringView systemFolder,
-                       const QStringList& names)
-{
-    return {.name = name,
-            .family = Family::Other,
-            .isInConfigHome = false,
-            .dataFolder = dataFolder,
-            .manifestFolder = folderOfManifests + kHostsOfFirefox,
-            .newDataFolder = newDataFolder,
-            .systemManifestFolder = systemFolder,
-            .programs = names,
-            .executables = names};
-}
+constexpr QLatin1StringView kChrome("Chrome");
+constexpr QLatin1StringView kSafari("Safari");
 
 QStringList list(const char* words)
 {
@@ -54,71 +22,162 @@ QStringList list(const char* words)
 
 } // namespace
 
+// Web applications that a browser has installed have identifiers of their own and show no address;
+// they are not in here.
 const QList<KnownBrowser>& knownBrowsers()
 {
     static const QList<KnownBrowser> kBrowsers{
-        ofChromium(QLatin1StringView("Chromium"),
-                   QLatin1StringView("chromium"),
-                   kSystemOfChromium,
-                   list("chromium chromium-browser ungoogled-chromium"),
-                   list("chromium chrome")),
-        ofChromium(QLatin1StringView("Google Chrome"),
-                   QLatin1StringView("google-chrome"),
-                   QLatin1StringView("/etc/opt/chrome/native-messaging-hosts"),
-                   list("google-chrome google-chrome-stable"),
-                   list("chrome")),
-        ofChromium(QLatin1StringView("Brave"),
-                   QLatin1StringView("BraveSoftware/Brave-Browser"),
-                   kSystemOfChromium,
-                   list("brave-browser brave-browser-stable brave"),
-                   list("brave")),
-        ofChromium(QLatin1StringView("Microsoft Edge"),
-                   QLatin1StringView("microsoft-edge"),
-                   QLatin1StringView("/etc/opt/edge/native-messaging-hosts"),
-                   list("microsoft-edge microsoft-edge-stable"),
-                   list("msedge")),
-        ofChromium(QLatin1StringView("Vivaldi"),
-                   QLatin1StringView("vivaldi"),
-                   kSystemOfChromium,
-                   list("vivaldi vivaldi-stable"),
-                   list("vivaldi-bin")),
-        ofChromium(QLatin1StringView("Opera"),
-                   QLatin1StringView("opera"),
-                   kSystemOfChromium,
-                   list("opera opera-stable"),
-                   list("opera")),
-        ofFirefox(QLatin1StringView("Firefox"),
-                  kDataOfFirefox,
-                  QLatin1StringView("mozilla"),
-                  kDataOfFirefox,
-                  kSystemOfFirefox,
-                  list("firefox firefox-esr firefox-bin")),
-        ofFirefox(QLatin1StringView("LibreWolf"),
-                  QLatin1StringView(".librewolf"),
-                  {},
-                  QLatin1StringView(".librewolf"),
-                  kSystemOfFirefox,
-                  list("librewolf")),
-        ofFirefox(QLatin1StringView("Waterfox"),
-                  QLatin1StringView(".waterfox"),
-                  {},
-                  QLatin1StringView(".waterfox"),
-                  {},
-                  list("waterfox waterfox-bin")),
-        ofFirefox(QLatin1StringView("Zen"),
-                  QLatin1StringView(".zen"),
-                  QLatin1StringView("zen"),
-                  kDataOfFirefox, // not its own
-                  kSystemOfFirefox,
-                  list("zen zen-bin zen-browser zen-beta zen-twilight")),
-        ofFirefox(QLatin1StringView("Floorp"),
-                  QLatin1StringView(".floorp"),
-                  {},
-                  QLatin1StringView(".floorp"),
-                  {},
-                  list("floorp floorp-bin")),
+        {.name = "Chromium"_L1, // also without Google's services
+         .identifiers = list("chromium chromium-browser chromium-bin chromium-freeworld "
+                             "chromium_chromium org.chromium.chromium "
+                             "ungoogled-chromium ungoogled_chromium "
+                             "io.github.ungoogled_software.ungoogled_chromium "
+                             "com.github.eloston.ungoogledchromium"),
+         .titleNames = {u"Chromium"},
+         .dataFolder = "chromium"_L1,
+         .systemManifestFolder = kSystemOfChromium,
+         .programs = list("chromium chromium-browser ungoogled-chromium"),
+         .executables = list("chromium chrome")},
+        {.name = "Google Chrome"_L1,
+         .identifiers = list("google-chrome google-chrome-stable google-chrome-beta "
+                             "google-chrome-unstable com.google.chrome com.google.chromedev"),
+         .titleNames = {u"Google Chrome", u"Google Chrome Beta", u"Google Chrome Dev"},
+         .dataFolder = "google-chrome"_L1,
+         .systemManifestFolder = "/etc/opt/chrome/native-messaging-hosts"_L1,
+         .programs = list("google-chrome google-chrome-stable"),
+         .executables = list("chrome")},
+        {.name = "Brave"_L1,
+         .identifiers = list("brave brave-browser brave-browser-beta brave-browser-nightly "
+                             "brave_brave com.brave.browser"),
+         .titleNames = {u"Brave"},
+         .dataFolder = "BraveSoftware/Brave-Browser"_L1,
+         .systemManifestFolder = kSystemOfChromium,
+         .programs = list("brave-browser brave-browser-stable brave"),
+         .executables = list("brave")},
+        {.name = "Microsoft Edge"_L1,
+         .identifiers = list("microsoft-edge microsoft-edge-stable microsoft-edge-beta "
+                             "microsoft-edge-dev com.microsoft.edge"),
+         .titleNames = {u"Microsoft\u200B Edge", // the space of no width is its own
+                        u"Microsoft Edge",
+                        u"Microsoft\u200B Edge Beta",
+                        u"Microsoft Edge Beta",
+                        u"Microsoft\u200B Edge Dev",
+                        u"Microsoft Edge Dev"},
+         .hasProfileInTitle = true,
+         .dataFolder = "microsoft-edge"_L1,
+         .systemManifestFolder = "/etc/opt/edge/native-messaging-hosts"_L1,
+         .programs = list("microsoft-edge microsoft-edge-stable"),
+         .executables = list("msedge")},
+        {.name = "Vivaldi"_L1,
+         .identifiers = list("vivaldi vivaldi-stable vivaldi-snapshot vivaldi_vivaldi-stable "
+                             "com.vivaldi.vivaldi"),
+         .titleNames = {u"Vivaldi"},
+         .dataFolder = "vivaldi"_L1,
+         .systemManifestFolder = kSystemOfChromium,
+         .programs = list("vivaldi vivaldi-stable"),
+         .executables = list("vivaldi-bin")},
+        {.name = "Opera"_L1,
+         .identifiers = list("opera opera-beta opera-developer opera_opera com.opera.opera"),
+         .titleNames = {u"Opera"},
+         .dataFolder = "opera"_L1,
+         .systemManifestFolder = kSystemOfChromium,
+         .programs = list("opera opera-stable"),
+         .executables = list("opera")},
+        {.name = "qutebrowser"_L1, .identifiers = list("qutebrowser org.qutebrowser.qutebrowser")},
+        {.name = "Firefox"_L1,
+         .family = Family::Other,
+         // "navigator" is the instance of its windows.
+         .identifiers = list("firefox firefox-esr firefox-beta firefox-nightly "
+                             "firefox-developer-edition firefox-aurora firefox_firefox "
+                             "navigator org.mozilla.firefox"),
+         .titleNames =
+             {u"Mozilla Firefox", u"Firefox", u"Firefox Developer Edition", u"Firefox Nightly"},
+         .dataFolder = ".mozilla"_L1,
+         .newDataFolder = "mozilla"_L1,
+         .systemManifestFolder = kSystemOfFirefox,
+         .programs = list("firefox firefox-esr firefox-bin"),
+         .executables = list("firefox firefox-esr firefox-bin")},
+        {.name = "LibreWolf"_L1,
+         .family = Family::Other,
+         .identifiers = list("librewolf librewolf-default io.gitlab.librewolf-community"),
+         .titleNames = {u"LibreWolf"},
+         .dataFolder = ".librewolf"_L1,
+         .systemManifestFolder = kSystemOfFirefox,
+         .programs = list("librewolf"),
+         .executables = list("librewolf")},
+        {.name = "Waterfox"_L1,
+         .family = Family::Other,
+         .identifiers = list("waterfox waterfox-classic waterfox-current net.waterfox.waterfox"),
+         .titleNames = {u"Waterfox"},
+         .dataFolder = ".waterfox"_L1,
+         .programs = list("waterfox waterfox-bin"),
+         .executables = list("waterfox waterfox-bin")},
+        {.name = "Zen"_L1,
+         .family = Family::Other,
+         .identifiers = list("zen zen-alpha zen-beta zen-twilight zen-browser "
+                             "app.zen_browser.zen io.github.zen_browser.zen"),
+         .titleNames = {u"Zen Browser", u"Zen Twilight"},
+         .dataFolder = ".zen"_L1,
+         .newDataFolder = "zen"_L1,
+         .manifestsOfOther = ".mozilla"_L1,
+         .systemManifestFolder = kSystemOfFirefox,
+         .programs = list("zen zen-bin zen-browser zen-beta zen-twilight"),
+         .executables = list("zen zen-bin zen-browser zen-beta zen-twilight")},
+        {.name = "Floorp"_L1,
+         .family = Family::Other,
+         .identifiers = list("floorp one.ablaze.floorp"),
+         .titleNames = {u"Floorp", u"Ablaze Floorp"},
+         .dataFolder = ".floorp"_L1,
+         .programs = list("floorp floorp-bin"),
+         .executables = list("floorp floorp-bin")},
+        {.name = "GNOME Web"_L1,
+         .family = Family::Other,
+         .identifiers = list("epiphany epiphany-browser org.gnome.epiphany")},
+        {.name = "Falkon"_L1,
+         .family = Family::Other,
+         .identifiers = list("falkon org.kde.falkon falkon_falkon")},
     };
     return kBrowsers;
+}
+
+QString KnownBrowser::manifestFolder() const
+{
+    if (family == Family::Chromium)
+        return dataFolder + "/NativeMessagingHosts"_L1;
+    return (manifestsOfOther.isEmpty() ? dataFolder : manifestsOfOther) +
+           "/native-messaging-hosts"_L1;
+}
+
+std::optional<Family> familyOf(QStringView identifier)
+{
+    for (const KnownBrowser& browser : knownBrowsers()) {
+        if (browser.identifiers.contains(identifier, Qt::CaseInsensitive))
+            return browser.family;
+    }
+    return std::nullopt;
+}
+
+QString withDialect(const QString& identifier)
+{
+    const auto family = familyOf(identifier);
+    if (!family || identifier.contains(kChrome) || identifier.contains(kSafari))
+        return identifier;
+    return identifier + u'+' + (*family == Family::Chromium ? kChrome : kSafari);
+}
+
+bool isNeverAsked(const QStringList& identifiers)
+{
+    // Who uses it wants no trace of what was read, whatever could answer.
+    static const QStringList kTorBrowser{u"tor browser"_s,
+                                         u"tor-browser"_s,
+                                         u"torbrowser"_s,
+                                         u"torbrowser-launcher"_s,
+                                         u"start-tor-browser"_s,
+                                         u"org.torproject.torbrowser"_s,
+                                         u"org.torproject.torbrowser-launcher"_s};
+    return std::ranges::any_of(identifiers, [](const QString& identifier) {
+        return kTorBrowser.contains(identifier, Qt::CaseInsensitive);
+    });
 }
 
 } // namespace platform::browsers

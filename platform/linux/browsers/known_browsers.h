@@ -6,31 +6,60 @@
 
 #include <QLatin1StringView>
 #include <QList>
+#include <QString>
 #include <QStringList>
+#include <QStringView>
+
+#include <optional>
 
 namespace platform::browsers {
 
-/// A browser that runs our extension, and where it looks for native hosts.
+// The one list of browsers, and what follows from it. Everything here is pure. Any thread.
+
+/// A browser that may tell addresses.
 struct KnownBrowser
 {
     QLatin1StringView name;
     Family family = Family::Chromium;
-    /// The folder with the user's data and the one where it looks for host manifests, which may be
-    /// another browser's; both in the home folder or in $XDG_CONFIG_HOME.
-    bool isInConfigHome = false;
-    QLatin1StringView dataFolder;
-    QString manifestFolder;
+    /// Names of desktop files without ".desktop", application ids of Wayland, window classes of
+    /// X11, also those of Flatpak and Snap packages. Whatever their case.
+    QStringList identifiers;
+    /// What its windows' titles end with, after a dash: trade marks, which no language changes.
+    /// None where titles do not name it.
+    QList<QStringView> titleNames{};
+    /// Before that name a title may tell of more pages and of the profile.
+    bool hasProfileInTitle = false;
+
+    /// The folder with the user's data: in $XDG_CONFIG_HOME for the family of Chromium, in the home
+    /// folder for others. Empty for a browser that does not run our extension; then what follows is
+    /// empty, too.
+    QLatin1StringView dataFolder{};
     /// In $XDG_CONFIG_HOME, the data folder of users who never had the other; empty for none. Host
     /// manifests are looked for in the other all the same.
-    QLatin1StringView newDataFolder;
+    QLatin1StringView newDataFolder{};
+    /// The data folder in which it looks for host manifests if that is another browser's.
+    QLatin1StringView manifestsOfOther{};
     /// Where packages put host manifests; empty where it is not known.
-    QLatin1StringView systemManifestFolder;
+    QLatin1StringView systemManifestFolder{};
     /// How users start it, and as what it runs.
-    QStringList programs;
-    QStringList executables;
+    QStringList programs{};
+    QStringList executables{};
+
+    /// Where it looks for host manifests, beside its data folder's path.
+    [[nodiscard]] QString manifestFolder() const;
 };
 
-/// Any thread.
 [[nodiscard]] const QList<KnownBrowser>& knownBrowsers();
+
+/// The family of the browser `identifier`; none for every other application.
+[[nodiscard]] std::optional<Family> familyOf(QStringView identifier);
+
+/// `identifier` with the dialect that the browser answers to, "+Chrome" or "+Safari"; as it is when
+/// it holds one of these words already, and for every other application.
+[[nodiscard]] QString withDialect(const QString& identifier);
+
+/// Whether one of the identifiers of a window is that of Tor Browser, which is never asked for an
+/// address and has no family.
+[[nodiscard]] bool isNeverAsked(const QStringList& identifiers);
 
 } // namespace platform::browsers

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/browsers/page_title.h"
 
+#include "platform/linux/browsers/known_browsers.h"
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -10,30 +12,6 @@ namespace platform::browsers {
 
 namespace {
 
-// Trade marks, which no language changes. The space of no width in some of them is their own.
-constexpr std::array<QStringView, 6> kNamesOfEdge{u"Microsoft\u200B Edge",
-                                                  u"Microsoft Edge",
-                                                  u"Microsoft\u200B Edge Beta",
-                                                  u"Microsoft Edge Beta",
-                                                  u"Microsoft\u200B Edge Dev",
-                                                  u"Microsoft Edge Dev"};
-constexpr std::array<QStringView, 7> kNamesOfChromium{u"Chromium",
-                                                      u"Google Chrome",
-                                                      u"Google Chrome Beta",
-                                                      u"Google Chrome Dev",
-                                                      u"Brave",
-                                                      u"Vivaldi",
-                                                      u"Opera"};
-constexpr std::array<QStringView, 10> kOtherNames{u"Mozilla Firefox",
-                                                  u"Firefox",
-                                                  u"Firefox Developer Edition",
-                                                  u"Firefox Nightly",
-                                                  u"LibreWolf",
-                                                  u"Waterfox",
-                                                  u"Zen Browser",
-                                                  u"Zen Twilight",
-                                                  u"Floorp",
-                                                  u"Ablaze Floorp"};
 constexpr QStringView kNameOfTorBrowser = u"Tor Browser";
 
 // Which dash it is depends on the browser and on the language.
@@ -113,14 +91,11 @@ bool isWindowOfPage(QStringView windowTitle, QStringView pageTitle, Family famil
     if (pageTitle.isEmpty() || !windowTitle.startsWith(pageTitle))
         return false;
     const QStringView rest = windowTitle.mid(pageTitle.size());
-    if (family != Family::Chromium) {
-        const auto before = beforeName(rest, kOtherNames);
-        return before && before->isEmpty();
-    }
-    if (const auto before = beforeName(rest, kNamesOfEdge))
-        return isEdges(*before);
-    const auto before = beforeName(rest, kNamesOfChromium);
-    return before && before->isEmpty();
+    return std::ranges::any_of(knownBrowsers(), [rest, family](const KnownBrowser& browser) {
+        const auto before =
+            browser.family == family ? beforeName(rest, browser.titleNames) : std::nullopt;
+        return before && (browser.hasProfileInTitle ? isEdges(*before) : before->isEmpty());
+    });
 }
 
 bool isWindowOfTorBrowser(QStringView windowTitle)

@@ -10,8 +10,8 @@
 
 namespace platform::browsers {
 
-/// Creates files and remembers them in a file of its own, so that exactly they can be taken away
-/// again.
+/// Creates files and remembers them in a file of its own, an undo log, so that exactly they can be
+/// taken away again.
 /// One thread. Blocks on the disk.
 class SupportJournal final
 {

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/desktop/window_choice.h"
 
-#include "platform/linux/browsers/identifier_dialects.h"
+#include "platform/linux/browsers/known_browsers.h"
 #include "platform/linux/desktop/log.h"
 #include "platform/linux/xdg/application_names.h"
 

@@ -5,13 +5,15 @@
 #include "platform/build_config.h"
 #include "platform/linux/posix/file_descriptor.h"
 #include "platform/linux/posix/posix_atomic_file.h"
-#include "platform/linux/xdg/autostart_entry.h"
 #include "platform/linux/xdg/base_directories.h"
-#include "platform/linux/xdg/exec_line.h"
+#include "platform/linux/xdg/key_file.h"
 
 #include <QFile>
 #include <QFileInfo>
+#include <QLoggingCategory>
+#include <QStandardPaths>
 
+#include <algorithm>
 #include <cerrno>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,8 +23,121 @@ namespace platform::xdg {
 
 namespace {
 
+// Decisions and failures, for developers; off by default.
+Q_LOGGING_CATEGORY(lcAutostart, "velomira.autostart", QtCriticalMsg)
+
+constexpr QLatin1StringView kApplication("Application");
 constexpr QLatin1StringView kFolder("/autostart");
 const QString kName = u'/' + QString::fromLatin1(kBundleIdentifier) + QStringLiteral(".desktop");
+
+/// What several desktops write when the user switches an entry off in their settings.
+constexpr const char* kSwitch = "X-GNOME-Autostart-enabled";
+
+/// Only inside quotes may an argument hold these.
+constexpr QStringView kReserved = u" \t\n\"'\\><~|&;$*?#()`";
+/// Inside quotes, a backslash must precede these.
+constexpr QStringView kEscaped = u"\"`$\\";
+
+/// The value of a desktop file's Exec key (Desktop Entry Specification, "The Exec key") that starts
+/// the program `path` without arguments. Not yet escaped as every text value of the file is.
+QString execLine(const QString& path)
+{
+    QString argument;
+    for (const QChar c : path) {
+        if (kEscaped.contains(c))
+            argument += u'\\';
+        if (c == u'%') // which would begin a field code
+            argument += u'%';
+        argument += c;
+    }
+    // Quotes only where they are needed: what "%%" is inside of them is left open.
+    const bool isPlain = std::ranges::none_of(path, [](QChar c) { return kReserved.contains(c); });
+    if (!isPlain)
+        argument = u'"' + argument + u'"';
+    // Desktops look for the program before they make "%%" a percent sign; env's arguments are not
+    // looked at that early. What holds an equals sign would be a variable to it.
+    const bool isMissed = path.contains(u'%') && !path.contains(u'=');
+    return isMissed ? QLatin1String("env ") + argument : argument;
+}
+
+/// Whether `program` can be run: an absolute path leads to an executable file, a name is one of a
+/// program in `folders`.
+bool canRun(const QString& program, const QStringList& folders)
+{
+    if (program.startsWith(u'/')) {
+        const QFileInfo file(program);
+        return file.isFile() && file.isExecutable();
+    }
+    // A name that is a path in part would depend on the folder that the desktop runs in.
+    return !program.isEmpty() && !program.contains(u'/') && !folders.isEmpty() &&
+           !QStandardPaths::findExecutable(program, folders).isEmpty();
+}
+
+/// Whether OnlyShowIn and NotShowIn let a desktop of these names take the entry: the first name
+/// that either lists decides.
+bool isForOneOf(const KeyFile& entry, const QStringList& desktops)
+{
+    const QStringList only = entry.list("OnlyShowIn");
+    const QStringList never = entry.list("NotShowIn");
+    for (const QString& desktop : desktops) {
+        if (only.contains(desktop))
+            return true;
+        if (never.contains(desktop))
+            return false;
+    }
+    return !entry.has("OnlyShowIn");
+}
+
+/// Whether a desktop of these names starts a program for the entry, which is looked for in
+/// `programFolders`.
+bool starts(const KeyFile& entry, const QStringList& desktops, const QStringList& programFolders)
+{
+    if (entry.flag("Hidden").value_or(false) || !entry.flag(kSwitch).value_or(true))
+        return false;
+    if (entry.text("Type") != kApplication || !isForOneOf(entry, desktops))
+        return false;
+    const QString tried = entry.text("TryExec");
+    if (!tried.isEmpty() && !canRun(tried, programFolders))
+        return false;
+    return canRun(programOfExecLine(entry.text("Exec")), programFolders);
+}
+
+/// The entry as it is in the file `path`, or a new one, with what every entry of ours says. A name
+/// and an icon that somebody has given it stay.
+KeyFile describedEntry(const QString& path, const QString& executable)
+{
+    KeyFile entry = KeyFile::read(path, KeyFile::Purpose::Changing).value_or(KeyFile());
+    entry.setText("Type", kApplication);
+    if (!entry.has("Name"))
+        entry.setText("Name", QString::fromLatin1(kBundleDisplayName));
+    if (!entry.has("Icon"))
+        entry.setText("Icon", QString::fromLatin1(kBundleIdentifier));
+    entry.setText("Exec", execLine(executable));
+    return entry;
+}
+
+/// The content of an entry that a desktop of these names starts `executable` for, whatever may have
+/// kept it from that.
+QByteArray enabledEntry(const QString& path, const QString& executable, const QStringList& desktops)
+{
+    KeyFile entry = describedEntry(path, executable);
+    entry.remove("Hidden");
+    entry.remove("TryExec"); // it may name a program that has gone
+    entry.setFlag(kSwitch, true);
+    if (!isForOneOf(entry, desktops)) {
+        entry.remove("OnlyShowIn");
+        entry.remove("NotShowIn");
+    }
+    return entry.content();
+}
+
+/// That of an entry that hides those of the same name in other folders and starts nothing.
+QByteArray hidingEntry(const QString& path, const QString& executable)
+{
+    KeyFile entry = describedEntry(path, executable);
+    entry.setFlag("Hidden", true);
+    return entry.content();
+}
 
 /// Whether anything has that name, a link to nowhere included.
 bool isThere(const QString& path)
@@ -97,13 +212,18 @@ bool AutostartLoginItem::isEnabled() const
     const QString path = !user.isEmpty() && isThere(user) ? user : systemFile();
     if (path.isEmpty())
         return false;
-    const auto entry = AutostartEntry::read(path);
-    return entry && entry->starts(m_session.currentDesktops, m_session.programFolders);
+    const auto entry = KeyFile::read(path, KeyFile::Purpose::Reading);
+    if (!entry)
+        qCWarning(lcAutostart, "the entry for this program cannot be read");
+    return entry && starts(*entry, m_session.currentDesktops, m_session.programFolders);
 }
 
 Outcome AutostartLoginItem::setEnabled(bool enabled)
 {
-    return enabled ? enable() : disable();
+    Outcome done = enabled ? enable() : disable();
+    if (!done)
+        qCWarning(lcAutostart, "the login item cannot be switched %s", enabled ? "on" : "off");
+    return done;
 }
 
 /// Empty when there is no place for one.
@@ -125,17 +245,17 @@ QString AutostartLoginItem::systemFile() const
 Outcome AutostartLoginItem::enable()
 {
     const QString user = userFile();
-    if ((user.isEmpty() || !isThere(user)) && isEnabled())
-        return success(); // the system does it for every user
+    if ((user.isEmpty() || !isThere(user)) && isEnabled()) { // the system does it for every user
+        qCInfo(lcAutostart, "the system starts it at login already");
+        return success();
+    }
     if (user.isEmpty())
         return noPlace();
     if (!m_executable.startsWith(u'/') || !canRun(m_executable, {}))
         return cannot(QLatin1StringView("start at login"),
                       m_executable,
                       QStringLiteral("it is no executable file"));
-    AutostartEntry entry = AutostartEntry::read(user).value_or(AutostartEntry());
-    entry.enable(m_executable, m_session.currentDesktops);
-    return write(entry.content());
+    return write(enabledEntry(user, m_executable, m_session.currentDesktops));
 }
 
 Outcome AutostartLoginItem::disable()
@@ -143,11 +263,8 @@ Outcome AutostartLoginItem::disable()
     const QString user = userFile();
     if (user.isEmpty())
         return isEnabled() ? Outcome(noPlace()) : success();
-    if (!systemFile().isEmpty()) { // which would count again if ours went
-        AutostartEntry entry = AutostartEntry::read(user).value_or(AutostartEntry());
-        entry.hide(m_executable);
-        return write(entry.content());
-    }
+    if (!systemFile().isEmpty()) // which would count again if ours went
+        return write(hidingEntry(user, m_executable));
     if (::unlink(QFile::encodeName(user).constData()) != 0 && errno != ENOENT)
         return cannot(QLatin1StringView("remove"), user, posix::systemError().text);
     return success();

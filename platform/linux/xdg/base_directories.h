@@ -4,6 +4,7 @@
 
 #include <QProcessEnvironment>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -15,5 +16,10 @@ namespace platform::xdg {
 
 /// Likewise $XDG_CONFIG_HOME, or ~/.config.
 [[nodiscard]] std::optional<QString> configHome(const QProcessEnvironment& environment);
+
+/// The folders that hold desktop files, the first wins: those of XDG_DATA_HOME and XDG_DATA_DIRS
+/// with their defaults, then where flatpak and snap put theirs. They need not exist. Touches no
+/// file. Any thread.
+[[nodiscard]] QStringList desktopEntryFolders(const QProcessEnvironment& environment);
 
 } // namespace platform::xdg

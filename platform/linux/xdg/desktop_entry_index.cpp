@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/xdg/desktop_entry_index.h"
 
-#include "platform/linux/xdg/desktop_id.h"
 #include "platform/linux/xdg/folder_watch.h"
+#include "platform/linux/xdg/key_file.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <set>
 #include <sys/stat.h>
 #include <tuple>
@@ -20,6 +21,8 @@
 namespace platform::xdg {
 
 namespace {
+constexpr QLatin1String kEnding(".desktop");
+constexpr QLatin1String kFolder("/applications/");
 constexpr int kDeepestFolder = 8;
 
 /// A folder changed so shortly before it was read may change again without a new time: clocks of
@@ -39,73 +42,39 @@ std::int64_t modifiedNanoseconds(const QString& folder)
                                                                       : 0;
 }
 
-/// Collects the entries of the folders in order.
-class Reader final
+/// None when the file `path` cannot be read, is no valid key file or does not describe an
+/// application. That its program is installed is not asked for: it may run in a sandbox, and the
+/// name holds all the same. So not GDesktopAppInfo, which refuses such entries.
+std::optional<DesktopEntry> readDesktopEntry(const QString& path, const QString& id)
 {
-public:
-    explicit Reader(FolderWatch* watch)
-        : m_watch(watch)
-    {
-    }
+    const auto keys = KeyFile::read(path, KeyFile::Purpose::Reading);
+    if (!keys)
+        return std::nullopt;
+    const bool hidden = keys->flag("Hidden").value_or(false);
+    if (!hidden && keys->text("Type") != QLatin1StringView("Application"))
+        return std::nullopt;
+    const QString program = programOfExecLine(keys->text("Exec"));
+    return DesktopEntry{
+        .id = id,
+        .name = keys->localText("Name"),
+        .startupWmClass = keys->text("StartupWMClass"),
+        .program = program.mid(program.lastIndexOf(u'/') + 1),
+        .shown = !keys->flag("NoDisplay").value_or(false),
+        .hidden = hidden,
+    };
+}
 
-    void readFolder(const QString& folder, const QString& pathInBase = {}, int depth = 0)
-    {
-        if (m_watch != nullptr)
-            m_watch->add(folder);
-        struct stat state{};
-        if (::stat(QFile::encodeName(folder).constData(), &state) != 0) {
-            m_folders.push_back({.path = folder});
-            return;
-        }
-        // Links may lead back up.
-        if (depth > kDeepestFolder || !m_seenFolders.emplace(state.st_dev, state.st_ino).second)
-            return;
-        m_folders.push_back({.path = folder, .modifiedNanoseconds = settledTime(state)});
-
-        const QDir dir(folder);
-        const auto files = dir.entryList({QStringLiteral("*.desktop")},
-                                         QDir::Files | QDir::Hidden | QDir::CaseSensitive,
-                                         QDir::Name);
-        for (const QString& file : files)
-            readFile(dir.filePath(file), desktopIdOfPath(pathInBase + file));
-        for (const QString& inner : dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
-            readFolder(dir.filePath(inner), pathInBase + inner + u'/', depth + 1);
-    }
-
-    std::vector<DesktopEntry> takeEntries() { return std::move(m_entries); }
-
-    std::vector<FolderState> takeFolders() { return std::move(m_folders); }
-
-private:
-    static std::int64_t settledTime(const struct stat& state)
-    {
-        timespec now{};
-        ::clock_gettime(CLOCK_REALTIME, &now);
-        const std::chrono::nanoseconds age(nanoseconds(now) - nanoseconds(state.st_mtim));
-        // -1 never compares equal: it is read again at the next occasion. A time ahead of the clock
-        // is none of these, or the folder would be read again for ever.
-        const bool mayStillChange = age.count() >= 0 && age < kCoarsestFileTime;
-        return mayStillChange ? -1 : nanoseconds(state.st_mtim);
-    }
-
-    void readFile(const QString& path, const QString& id)
-    {
-        if (m_seenIds.contains(id))
-            return;
-        auto entry = readDesktopEntry(path, id);
-        if (!entry)
-            return;
-        m_seenIds.insert(id);
-        if (!entry->hidden)
-            m_entries.push_back(*std::move(entry));
-    }
-
-    FolderWatch* m_watch;
-    std::vector<DesktopEntry> m_entries;
-    std::vector<FolderState> m_folders;
-    std::set<std::pair<dev_t, ino_t>> m_seenFolders;
-    QSet<QString> m_seenIds;
-};
+/// The time to remember of a folder that is read now: -1, which never compares equal, makes it be
+/// read again at the next occasion. A time ahead of the clock is none of these, or the folder would
+/// be read again for ever.
+std::int64_t settledTime(const struct stat& state)
+{
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    const std::chrono::nanoseconds age(nanoseconds(now) - nanoseconds(state.st_mtim));
+    const bool mayStillChange = age.count() >= 0 && age < kCoarsestFileTime;
+    return mayStillChange ? -1 : nanoseconds(state.st_mtim);
+}
 
 void addFirst(QHash<QString, const DesktopEntry*>& lookup,
               const QString& key,
@@ -116,14 +85,78 @@ void addFirst(QHash<QString, const DesktopEntry*>& lookup,
 }
 } // namespace
 
+QString desktopIdOfPath(const QString& pathInFolder)
+{
+    if (!pathInFolder.endsWith(kEnding))
+        return {};
+    return withoutDesktopEnding(pathInFolder).replace(u'/', u'-');
+}
+
+QString desktopIdOfFile(const QString& path)
+{
+    const qsizetype folder = path.lastIndexOf(kFolder);
+    return desktopIdOfPath(folder >= 0 ? path.mid(folder + kFolder.size())
+                                       : path.mid(path.lastIndexOf(u'/') + 1));
+}
+
+QString withoutDesktopEnding(const QString& identifier)
+{
+    return identifier.endsWith(kEnding) ? identifier.chopped(kEnding.size()) : identifier;
+}
+
+struct DesktopEntryIndex::Reading
+{
+    FolderWatch* watch = nullptr;
+    std::set<std::pair<dev_t, ino_t>> seenFolders{};
+    QSet<QString> seenIds{};
+};
+
 DesktopEntryIndex::DesktopEntryIndex(const QStringList& folders, FolderWatch* watch)
 {
-    Reader reader(watch);
+    Reading reading{.watch = watch};
     for (const QString& folder : folders)
-        reader.readFolder(folder);
-    m_entries = reader.takeEntries();
-    m_folders = reader.takeFolders();
+        readFolder(reading, folder, {}, 0);
     fillLookups();
+}
+
+void DesktopEntryIndex::readFolder(Reading& reading,
+                                   const QString& folder,
+                                   const QString& pathInBase,
+                                   int depth)
+{
+    if (reading.watch != nullptr)
+        reading.watch->add(folder);
+    struct stat state{};
+    if (::stat(QFile::encodeName(folder).constData(), &state) != 0) {
+        m_folders.push_back({.path = folder});
+        return;
+    }
+    // Links may lead back up.
+    if (depth > kDeepestFolder || !reading.seenFolders.emplace(state.st_dev, state.st_ino).second)
+        return;
+    m_folders.push_back({.path = folder, .modifiedNanoseconds = settledTime(state)});
+    const QDir dir(folder);
+    readFiles(reading, dir, pathInBase);
+    for (const QString& inner : dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+        readFolder(reading, dir.filePath(inner), pathInBase + inner + u'/', depth + 1);
+}
+
+void DesktopEntryIndex::readFiles(Reading& reading, const QDir& folder, const QString& pathInBase)
+{
+    const auto files = folder.entryList({QStringLiteral("*.desktop")},
+                                        QDir::Files | QDir::Hidden | QDir::CaseSensitive,
+                                        QDir::Name);
+    for (const QString& file : files) {
+        const QString id = desktopIdOfPath(pathInBase + file);
+        if (reading.seenIds.contains(id))
+            continue;
+        auto entry = readDesktopEntry(folder.filePath(file), id);
+        if (!entry)
+            continue;
+        reading.seenIds.insert(id);
+        if (!entry->hidden)
+            m_entries.push_back(*std::move(entry));
+    }
 }
 
 void DesktopEntryIndex::fillLookups()
@@ -140,36 +173,6 @@ void DesktopEntryIndex::fillLookups()
         addFirst(m_byProgram, entry.program, entry);
         addFirst(m_byLastComponent, id.mid(id.lastIndexOf(u'.') + 1), entry);
     }
-}
-
-const DesktopEntry* DesktopEntryIndex::withId(const QString& id) const
-{
-    return m_byId.value(id);
-}
-
-const DesktopEntry* DesktopEntryIndex::withIdInAnyCase(const QString& id) const
-{
-    return m_byIdInAnyCase.value(id.toLower());
-}
-
-const DesktopEntry* DesktopEntryIndex::withWindowClass(const QString& windowClass) const
-{
-    return m_byWindowClass.value(windowClass);
-}
-
-const DesktopEntry* DesktopEntryIndex::withWindowClassInAnyCase(const QString& windowClass) const
-{
-    return m_byWindowClassInAnyCase.value(windowClass.toLower());
-}
-
-const DesktopEntry* DesktopEntryIndex::withProgram(const QString& program) const
-{
-    return m_byProgram.value(program);
-}
-
-const DesktopEntry* DesktopEntryIndex::withLastComponent(const QString& component) const
-{
-    return m_byLastComponent.value(component.toLower());
 }
 
 bool DesktopEntryIndex::isUpToDate() const

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/xdg/desktop_entry.h"
-
 #include <QHash>
 #include <QString>
 #include <QStringList>
@@ -11,17 +9,42 @@
 #include <cstdint>
 #include <vector>
 
+class QDir;
+
 namespace platform::xdg {
 
 class FolderWatch;
+
+/// The id of a desktop file without its ending ".desktop" (Desktop Entry Specification), from its
+/// path within an "applications" folder: sub-folders become prefixes, "kde/term.desktop" is
+/// "kde-term". Empty when the path does not end in ".desktop". Any thread.
+[[nodiscard]] QString desktopIdOfPath(const QString& pathInFolder);
+
+/// The same from the path of the file, by the last folder named "applications" in it; by the file
+/// name alone when there is none.
+[[nodiscard]] QString desktopIdOfFile(const QString& path);
+
+/// `identifier` without an ending ".desktop", which some programs leave on it.
+[[nodiscard]] QString withoutDesktopEnding(const QString& identifier);
+
+/// What we use of one desktop file (Desktop Entry Specification).
+struct DesktopEntry
+{
+    QString id;             ///< without ".desktop"
+    QString name;           ///< in the user's language; empty when the file gives none
+    QString startupWmClass; ///< empty when the file gives none
+    QString program;        ///< file name of the program in Exec, empty when there is none
+    bool shown = true;      ///< false: NoDisplay, not for menus
+    bool hidden = false;    ///< true: to be treated as if the file did not exist
+
+    bool operator==(const DesktopEntry&) const = default;
+};
 
 /// What tells that files were added to a folder, removed from it or replaced.
 struct FolderState
 {
     QString path;
     std::int64_t modifiedNanoseconds = 0; ///< 0: the folder does not exist
-
-    bool operator==(const FolderState&) const = default;
 };
 
 /// All desktop files of some folders, by what a window or a process may be called. Immutable.
@@ -42,17 +65,37 @@ public:
     ~DesktopEntryIndex() = default;
 
     /// The entry with this id, without ".desktop".
-    [[nodiscard]] const DesktopEntry* withId(const QString& id) const;
+    [[nodiscard]] const DesktopEntry* withId(const QString& id) const { return m_byId.value(id); }
+
     /// The same without regard to case.
-    [[nodiscard]] const DesktopEntry* withIdInAnyCase(const QString& id) const;
+    [[nodiscard]] const DesktopEntry* withIdInAnyCase(const QString& id) const
+    {
+        return m_byIdInAnyCase.value(id.toLower());
+    }
+
     /// The entry whose windows carry this class (StartupWMClass).
-    [[nodiscard]] const DesktopEntry* withWindowClass(const QString& windowClass) const;
+    [[nodiscard]] const DesktopEntry* withWindowClass(const QString& windowClass) const
+    {
+        return m_byWindowClass.value(windowClass);
+    }
+
     /// The same without regard to case.
-    [[nodiscard]] const DesktopEntry* withWindowClassInAnyCase(const QString& windowClass) const;
+    [[nodiscard]] const DesktopEntry* withWindowClassInAnyCase(const QString& windowClass) const
+    {
+        return m_byWindowClassInAnyCase.value(windowClass.toLower());
+    }
+
     /// The entry that starts this program, given by its file name.
-    [[nodiscard]] const DesktopEntry* withProgram(const QString& program) const;
+    [[nodiscard]] const DesktopEntry* withProgram(const QString& program) const
+    {
+        return m_byProgram.value(program);
+    }
+
     /// The entry whose id ends in ".`component`", without regard to case.
-    [[nodiscard]] const DesktopEntry* withLastComponent(const QString& component) const;
+    [[nodiscard]] const DesktopEntry* withLastComponent(const QString& component) const
+    {
+        return m_byLastComponent.value(component.toLower());
+    }
 
     [[nodiscard]] std::size_t size() const { return m_entries.size(); }
 
@@ -63,6 +106,10 @@ public:
 private:
     using Lookup = QHash<QString, const DesktopEntry*>;
 
+    struct Reading;
+
+    void readFolder(Reading& reading, const QString& folder, const QString& pathInBase, int depth);
+    void readFiles(Reading& reading, const QDir& folder, const QString& pathInBase);
     void fillLookups();
 
     std::vector<DesktopEntry> m_entries;

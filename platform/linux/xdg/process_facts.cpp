@@ -2,12 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/xdg/process_facts.h"
 
-#include "platform/linux/xdg/desktop_id.h"
+#include "platform/linux/posix/process.h"
+#include "platform/linux/xdg/desktop_entry_index.h"
 
 #include <QByteArray>
 #include <QByteArrayView>
-#include <QFile>
-#include <QFileInfo>
 #include <QList>
 
 #include <optional>
@@ -19,24 +18,15 @@ constexpr qint64 kSmallFile = 16LL * 1024;
 /// The kernel allows far larger ones; such a process just goes without this fact.
 constexpr qint64 kLargestEnvironment = 1024LL * 1024;
 
-QByteArray contentOf(const QString& path, qint64 limit = kSmallFile)
-{
-    QFile file(path);
-    // Unbuffered: files in /proc have no size to read ahead by.
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-        return {};
-    return file.read(limit);
-}
-
 /// `bytes` before the first `end`, all of it when there is none.
 QByteArray upTo(const QByteArray& bytes, char end)
 {
     return bytes.split(end).constFirst();
 }
 
-QString baseName(const QByteArray& path)
+QString baseName(const QString& path)
 {
-    return QString::fromLocal8Bit(path.mid(path.lastIndexOf('/') + 1));
+    return path.mid(path.lastIndexOf(u'/') + 1);
 }
 
 std::optional<QByteArray> variableIn(const QByteArray& environment, const QByteArray& name)
@@ -119,34 +109,22 @@ QString flatpakIdIn(const QByteArray& info)
     }
     return {};
 }
-
-QString executableOf(const QString& link)
-{
-    constexpr QByteArrayView kDeleted(" (deleted)"); // replaced by an update while it runs
-    QByteArray target = QFile::encodeName(QFileInfo(link).symLinkTarget());
-    if (target.endsWith(kDeleted))
-        target.chop(kDeleted.size());
-    return baseName(target);
-}
 } // namespace
 
 ProcessFacts readProcessFacts(std::int32_t pid, const QString& procFolder)
 {
     if (pid <= 0)
         return {};
-    const QString process = QStringLiteral("%1/%2/").arg(procFolder).arg(pid);
-    const auto in = [&process](QLatin1String name) {
-        return QString(process + name);
+    const auto contentOf = [pid, &procFolder](const char* name, qint64 limit = kSmallFile) {
+        return posix::readProcessFile(pid, name, limit, procFolder);
     };
-    const QByteArray commandLine = contentOf(in(QLatin1String("cmdline")));
     return {
-        .launchedDesktopId =
-            launchedDesktopIdIn(contentOf(in(QLatin1String("environ")), kLargestEnvironment), pid),
-        .controlGroupDesktopIds = desktopIdsInControlGroup(contentOf(in(QLatin1String("cgroup")))),
-        .flatpakId = flatpakIdIn(contentOf(in(QLatin1String("root/.flatpak-info")))),
-        .executable = executableOf(in(QLatin1String("exe"))),
-        .calledAs = baseName(upTo(commandLine, '\0')),
-        .commandName = QString::fromLocal8Bit(contentOf(in(QLatin1String("comm"))).trimmed()),
+        .launchedDesktopId = launchedDesktopIdIn(contentOf("environ", kLargestEnvironment), pid),
+        .controlGroupDesktopIds = desktopIdsInControlGroup(contentOf("cgroup")),
+        .flatpakId = flatpakIdIn(contentOf("root/.flatpak-info")),
+        .executable = baseName(posix::readExecutable(pid, procFolder)),
+        .calledAs = baseName(QString::fromLocal8Bit(upTo(contentOf("cmdline"), '\0'))),
+        .commandName = QString::fromLocal8Bit(contentOf("comm").trimmed()),
     };
 }
 
