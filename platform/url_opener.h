@@ -2,9 +2,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/build_config.h"
+
+#include <QLatin1StringView>
 #include <QString>
 
 namespace platform {
+
+/// True for an address of our own scheme (RFC 3986: in any case).
+[[nodiscard]] inline bool isOwnUrl(QStringView url)
+{
+    constexpr QLatin1StringView kScheme(kUrlScheme.data(), kUrlScheme.size());
+    return url.startsWith(kScheme, Qt::CaseInsensitive) &&
+           url.sliced(kScheme.size()).startsWith(u':');
+}
 
 /// Has the desktop open addresses.
 /// Main thread; never blocks.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/linux_environment.h"
 
+#include "platform/build_config.h"
 #include "platform/linux/atspi/accessibility_bus.h"
 #include "platform/linux/atspi/accessible_addresses.h"
 #include "platform/linux/atspi/accessible_front_window.h"
@@ -128,7 +129,8 @@ Outcome checkDisplayName()
 QString defaultsFile()
 {
     const auto folder = xdg::configHome(QProcessEnvironment::systemEnvironment());
-    return folder ? *folder + QStringLiteral("/com.velomira.UsageMonitor/defaults.ini") : QString();
+    const auto name = QString::fromUtf8(kBundleIdentifier.data(), kBundleIdentifier.size());
+    return folder ? QStringLiteral("%1/%2/defaults.ini").arg(*folder, name) : QString();
 }
 
 } // namespace

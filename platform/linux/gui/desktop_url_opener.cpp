@@ -13,7 +13,7 @@ namespace platform::gui {
 
 void DesktopUrlOpener::open(const QString& url)
 {
-    if (url.startsWith(QLatin1StringView("velomira:"), Qt::CaseInsensitive)) {
+    if (isOwnUrl(url)) {
         QTimer::singleShot(0, this, [this, url] { Q_EMIT ownUrlOpened(url); });
         return;
     }
