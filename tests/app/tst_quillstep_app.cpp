@@ -277,12 +277,7 @@ private Q_SLOTS:
     void theDelegateAlwaysHandlesAReopen()
     {
         ShellBench bench;
-        shell::AppDelegate delegate({.authService = bench.auth,
-                                     .syncService = bench.sync,
-                                     .trackingEngine = bench.engine,
-                                     .mainQueue = bench.mainQueue,
-                                     .urlOpener = bench.urlOpener,
-                                     .activation = bench.activation});
+        app::AppDelegate delegate(bench.services, bench.desktop);
         QVERIFY(delegate.applicationShouldHandleReopen(true));
         QVERIFY(bench.urlOpener.opened.isEmpty());
         QVERIFY(bench.activation.calls.isEmpty());

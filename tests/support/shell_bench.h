@@ -106,20 +106,19 @@ public:
     syncing::SyncService sync{
         fake.facilities, QStringLiteral("https://service.example"), auth, store};
     tracking::TrackingEngine engine{fake.facilities, store};
+    shell::Services services{
+        .dataStore = store, .authService = auth, .syncService = sync, .trackingEngine = engine};
+    platform::Desktop desktop{.statusItem = item,
+                              .loginItem = loginItem,
+                              .mainQueue = mainQueue,
+                              .urlOpener = urlOpener,
+                              .activation = activation,
+                              .notice = desktopNotice,
+                              .letGoOfSpareMemory = [] {
+                              }};
     app::QuillstepApp app{{.environment = fake.facilities,
-                           .services = {.dataStore = store,
-                                        .authService = auth,
-                                        .syncService = sync,
-                                        .trackingEngine = engine},
-                           .desktop = {.statusItem = item,
-                                       .loginItem = loginItem,
-                                       .mainQueue = mainQueue,
-                                       .urlOpener = urlOpener,
-                                       .activation = activation,
-                                       .notice = desktopNotice,
-                                       .letGoOfSpareMemory =
-                                           [] {
-                                           }},
+                           .services = services,
+                           .desktop = desktop,
                            .finishSettings = [this] {
                                return settingsReachTheDisk;
                            }}};
