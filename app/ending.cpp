@@ -32,10 +32,12 @@ Ending* currentEnding()
 
 void passOn(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
-    // The toolkit's Wayland client ends the process next, by a call that runs nothing at the exit
-    // and often from a thread of its own: before our own connection has told of the loss. What it
-    // says is all that there is to go by.
-    if (message.startsWith(QLatin1StringView("The Wayland connection "))) {
+    // The toolkit ends the process next, often before our own connection has told of the loss. Its
+    // Wayland client does so from any thread, by a call that runs nothing at the exit; for X11 it
+    // is exit(), where what was made after our handler is taken down before it, and that may hang.
+    // What the toolkit says is all that there is to go by.
+    if (message.startsWith(QLatin1StringView("The X11 connection broke")) ||
+        message.startsWith(QLatin1StringView("The Wayland connection "))) {
         if (Ending* const ending = currentEnding()) {
             if (QThread::currentThread() == ending->thread())
                 ending->endSuddenly();

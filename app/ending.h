@@ -14,8 +14,8 @@ namespace app {
 Q_DECLARE_LOGGING_CATEGORY(lcApp)
 
 /// From now on what the toolkit says goes to standard error, but for what is told in our own words:
-/// that a Wayland display has gone, whereupon the application's Ending ends the process; and for
-/// what we have asked for. Main thread; the messages may come from any.
+/// that the display has gone, whereupon the application's Ending ends the process; and for what we
+/// have asked for. Main thread; the messages may come from any.
 void passOnToolkitMessages();
 
 /// What is owed when the program ends: nothing that was recorded or asked for may be lost.
@@ -47,7 +47,7 @@ public:
     [[nodiscard]] bool hasBidFarewell() const { return m_hasBidFarewell; }
 
     /// Bids `farewell` and does the same when the toolkit ends the process by itself, as it does
-    /// when an X server goes away.
+    /// when the display goes away.
     void finishAtSuddenExit(const QString& farewell);
 
     /// Does so at once and ends the process. What the keyring still has to do is left: the event
