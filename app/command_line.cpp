@@ -3,8 +3,8 @@
 #include "app/command_line.h"
 
 #include "app/shell/scenes.h"
-#include "app/shell/url_route.h"
 #include "platform/terminal_text.h"
+#include "platform/url_opener.h"
 
 #include <QCommandLineParser>
 
@@ -96,7 +96,7 @@ QString faultIn(const Options& options)
     const QStringList positional = parser.positionalArguments();
     if (!options.isUnderstood)
         return parser.errorText().chopped(1); // its full stop
-    if (!positional.isEmpty() && !shell::isOwnUrl(positional.first()))
+    if (!positional.isEmpty() && !platform::isOwnUrl(positional.first()))
         return QStringLiteral("unexpected argument \"%1\"").arg(positional.first());
     if (positional.size() > 1)
         return QStringLiteral("unexpected argument \"%1\"").arg(positional[1]);

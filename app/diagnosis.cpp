@@ -5,11 +5,11 @@
 #include "account/auth_service.h"
 #include "activity/activity_file_reader.h"
 #include "activity/data_store.h"
-#include "app/wait_for.h"
 #include "platform/build_config.h"
 #include "platform/http_client.h"
 #include "platform/secret_store.h"
 
+#include <QCoroFuture>
 #include <QFile>
 #include <QFileInfo>
 
@@ -50,8 +50,6 @@ QString folderReport(const QString& folder)
     return info.isWritable() ? QStringLiteral("writable") : QStringLiteral("not writable");
 }
 
-} // namespace
-
 QStringList activityFileReport(const platform::Environment& environment)
 {
     if (!environment.applicationSupport)
@@ -64,35 +62,34 @@ QStringList activityFileReport(const platform::Environment& environment)
     };
 }
 
-QStringList serviceReport(const platform::Environment& environment)
+} // namespace
+
+QCoro::Task<QStringList> diagnosis(const platform::Environment& environment, QStringList desktop)
 {
     const QString url = fromView(platform::kServiceUrl);
-    const auto session = waitFor(environment.secretStore.read(account::AuthService::secretName()));
+    QStringList lines{QStringLiteral("version: ") + fromView(platform::kVersion)};
+    lines += desktop;
+    lines += activityFileReport(environment);
+    const auto session = co_await environment.secretStore.read(account::AuthService::secretName());
     const bool isSignedIn = session && !account::AuthService::owesRemoval(environment.userDefaults);
-    const platform::HttpOutcome answer = waitFor(environment.httpClient.send({
+    lines += QStringLiteral("account: signed ") +
+             (isSignedIn ? QStringLiteral("in") : QStringLiteral("out"));
+    lines += QStringLiteral("service: ") + url;
+    const platform::HttpRequest question{
         .method = platform::HttpMethod::Get,
         .url = url,
         .headers = {},
         .body = {},
         .idleLimit = kTimeToAnswer,
         .longAnswer = platform::LongAnswer::IsCut,
-    }));
-    const auto* const failure = std::get_if<platform::TransferFailure>(&answer);
-    return {
-        QStringLiteral("account: ") +
-            (isSignedIn ? QStringLiteral("signed in") : QStringLiteral("signed out")),
-        QStringLiteral("service: ") + url,
-        QStringLiteral("service answers: ") + (failure ? failure->text : QStringLiteral("yes")),
     };
-}
-
-QStringList diagnosis(const platform::Environment& environment, const QStringList& desktop)
-{
-    QStringList lines{QStringLiteral("version: ") + fromView(platform::kVersion)};
-    lines += desktop;
-    lines += activityFileReport(environment);
-    lines += serviceReport(environment);
-    return lines;
+    const platform::HttpOutcome answer = co_await environment.httpClient.send(question);
+    const auto* const failure = std::get_if<platform::TransferFailure>(&answer);
+    lines +=
+        QStringLiteral("service answers: ") + (failure ? failure->text : QStringLiteral("yes"));
+    lines += QStringLiteral("more: start it with QT_LOGGING_RULES=\"velomira.*=true\" in the "
+                            "environment, and it tells on standard error what it decides");
+    co_return lines;
 }
 
 } // namespace app

@@ -2,12 +2,21 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QLoggingCategory>
 #include <QObject>
 #include <QString>
 
 #include <functional>
 
 namespace app {
+
+/// Of the folder: how the program starts and ends.
+Q_DECLARE_LOGGING_CATEGORY(lcApp)
+
+/// From now on what the toolkit says goes to standard error, but for what is told in our own words:
+/// that the display has gone, whereupon the application's Ending ends the process; and for what we
+/// have asked for. Main thread; the messages may come from any.
+void passOnToolkitMessages();
 
 /// What is owed when the program ends: nothing that was recorded or asked for may be lost.
 /// Main thread. Owned by the application object.
@@ -43,7 +52,7 @@ public:
 
     /// Does so at once and ends the process. What the keyring still has to do is left: the event
     /// loop does not run again.
-    [[noreturn]] Q_SLOT void endSuddenly();
+    [[noreturn]] void endSuddenly();
 
 private:
     [[nodiscard]] bool finishWithoutEvents() const;

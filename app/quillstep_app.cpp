@@ -5,11 +5,10 @@
 #include "account/auth_service.h"
 #include "app/command_line.h"
 #include "app/shell/scenes.h"
-#include "app/shell/service_startup.h"
-#include "app/shell/url_route.h"
 #include "platform/app_activation.h"
 #include "platform/main_queue.h"
 #include "platform/status_item.h"
+#include "platform/url_opener.h"
 
 #include <QPointer>
 
@@ -25,40 +24,67 @@ using platform::Error;
 
 namespace {
 
+/// From the start of the process to its first window.
+constexpr std::chrono::milliseconds kTimeUntilTheFirstWindow(500);
 /// For the keyring, before whoever waits is told that it does not follow now.
 constexpr std::chrono::seconds kTimeForTheKeyring(3);
 
 } // namespace
 
-QuillstepApp::QuillstepApp(Dependencies dependencies)
-    : m_to(std::move(dependencies))
-    , m_appDelegate({
-          .authService = m_to.authService,
-          .syncService = m_to.syncService,
-          .trackingEngine = m_to.trackingEngine,
-          .mainQueue = m_to.mainQueue,
-          .urlOpener = m_to.urlOpener,
-          .activation = m_to.activation,
-      })
-    , m_authService(m_to.authService)
-    , m_trackingEngine(m_to.environment, m_to.dataStore)
-    , m_menu({
-          .windows = m_windows,
-          .authService = m_authService,
-          .syncService = m_to.syncService,
-          .trackingEngine = m_to.trackingEngine,
-          .activation = m_to.activation,
-          .mainQueue = m_to.mainQueue,
-      })
+AppDelegate::AppDelegate(const shell::Services& services, const platform::Desktop& desktop)
+    : m_services(services)
+    , m_desktop(desktop)
 {
-    connect(&m_menu, &shell::AppMenu::quitRequested, this, &QuillstepApp::quitRequested);
-    connect(&m_authService, &AuthService::sessionResumed, this, &QuillstepApp::continueSession);
-    connect(&m_appDelegate, &shell::AppDelegate::launched, this, [this] { m_isLaunching = false; });
 }
 
-void QuillstepApp::showIn(platform::StatusItem& item)
+void AppDelegate::applicationDidFinishLaunching()
 {
-    m_menu.bindTo(item);
+    m_desktop.mainQueue.asyncAfter(kTimeUntilTheFirstWindow, [this] {
+        if (m_services.authService.isSessionKnown())
+            finishLaunching();
+        else
+            connect(&m_services.authService,
+                    &AuthService::sessionBecameKnown,
+                    this,
+                    &AppDelegate::finishLaunching);
+    });
+}
+
+void AppDelegate::finishLaunching()
+{
+    openInitialWindow();
+    Q_EMIT launched();
+}
+
+bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows)
+{
+    if (!hasVisibleWindows)
+        openInitialWindow();
+    return true;
+}
+
+void AppDelegate::openInitialWindow()
+{
+    const bool isSignedIn = m_services.authService.isAuthenticated();
+    if (isSignedIn)
+        m_services.start();
+    m_desktop.urlOpener.open(
+        shell::urlOf(isSignedIn ? shell::kDashboardWindow : shell::kLoginWindow));
+    m_desktop.activation.activateIgnoringOtherApps();
+}
+
+QuillstepApp::QuillstepApp(Dependencies dependencies)
+    : m_appDelegate(dependencies.services, dependencies.desktop)
+    , m_authService(dependencies.services.authService)
+    , m_trackingEngine(dependencies.environment, dependencies.services.dataStore)
+    , m_to(std::move(dependencies))
+    , m_windows(m_to.desktop.activation)
+    , m_menu(m_to.services, m_windows, m_to.desktop.mainQueue)
+{
+    m_menu.bindTo(m_to.desktop.statusItem);
+    connect(&m_menu, &shell::AppMenu::quitRequested, this, &QuillstepApp::quitRequested);
+    connect(&m_authService, &AuthService::sessionResumed, this, &QuillstepApp::continueSession);
+    connect(&m_appDelegate, &AppDelegate::launched, this, [this] { m_isLaunching = false; });
 }
 
 // NOLINTNEXTLINE(readability-make-member-function-const): what it connects changes the application.
@@ -78,9 +104,9 @@ void QuillstepApp::launch()
 
 void QuillstepApp::openUrl(const QString& url, const ActivationToken& token)
 {
-    const auto window = shell::isOwnUrl(url) ? shell::windowFor(url) : std::nullopt;
+    const auto window = platform::isOwnUrl(url) ? shell::windowFor(url) : std::nullopt;
     if (window)
-        open(*window, token);
+        m_windows.show(*window, token);
     else
         complain(QStringLiteral("ignored the address \"%1\": not one of this program's").arg(url));
 }
@@ -88,7 +114,7 @@ void QuillstepApp::openUrl(const QString& url, const ActivationToken& token)
 void QuillstepApp::reopen(const ActivationToken& token)
 {
     // The user's hand is on this program: a window that is there comes to the front.
-    m_to.activation.activateIgnoringOtherApps(token);
+    m_windows.activate(token);
     // The bus that starts the program activates it at once, and the keyring may take its time: the
     // first window is on its way, and it will be the right one.
     if (!m_isLaunching)
@@ -100,7 +126,7 @@ void QuillstepApp::runAction(const QString& name, const ActivationToken& token)
     if (name == QLatin1StringView("quit"))
         Q_EMIT quitRequested();
     else if (shell::windowScene(name))
-        open(name, token);
+        m_windows.show(name, token);
     else
         complain(QStringLiteral("ignored the action \"%1\": there is no such action").arg(name));
 }
@@ -138,7 +164,7 @@ void QuillstepApp::signOut(const ApplicationRequests::Answer& answer)
         return;
     }
     connect(&m_authService, &AuthService::keyringSettled, this, finish, Qt::SingleShotConnection);
-    m_to.mainQueue.asyncAfter(kTimeForTheKeyring, [self = QPointer(this), finish] {
+    m_to.desktop.mainQueue.asyncAfter(kTimeForTheKeyring, [self = QPointer(this), finish] {
         if (self)
             finish();
     });
@@ -157,17 +183,11 @@ void QuillstepApp::continueSession()
 {
     if (m_isLaunching)
         return; // the first window is on its way, and the services with it
-    shell::startServices(m_to.syncService, m_to.trackingEngine);
+    m_to.services.start();
     if (!m_windows.isOpen(shell::kLoginWindow) || m_windows.isInUse(shell::kLoginWindow))
         return;
     m_windows.dismissWindow(shell::kLoginWindow);
-    open(shell::kDashboardWindow, {});
-}
-
-void QuillstepApp::open(const QString& window, const ActivationToken& token)
-{
-    m_windows.openWindow(window);
-    m_to.activation.activateIgnoringOtherApps(token);
+    m_windows.show(shell::kDashboardWindow);
 }
 
 } // namespace app

@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/shell/app_delegate.h"
 #include "app/shell/app_menu.h"
+#include "app/shell/services.h"
 #include "app/shell/window_router.h"
 #include "platform/app_activation.h"
 #include "platform/application_requests.h"
+#include "platform/desktop.h"
 #include "platform/environment.h"
 #include "tracking/tracking_engine.h"
 
@@ -16,11 +17,36 @@
 
 #include <functional>
 
-namespace platform {
-class StatusItem;
-}
-
 namespace app {
+
+/// Decides which window the user sees first: at launch and when the running program is opened
+/// again. Main thread; everything given must outlive it.
+class AppDelegate final : public QObject
+{
+    Q_OBJECT
+
+public:
+    AppDelegate(const shell::Services& services, const platform::Desktop& desktop);
+
+    /// Once, when the process has started: opens the first window half a second later, or as soon
+    /// after that as it is known whether a session goes on.
+    void applicationDidFinishLaunching();
+
+    /// The user opened the running program once more. Without a visible window the first window
+    /// opens at once. Always true: the answer that this question has where it comes from.
+    bool applicationShouldHandleReopen(bool hasVisibleWindows);
+
+Q_SIGNALS:
+    /// The first window has been asked for. Once.
+    void launched();
+
+private:
+    void finishLaunching();
+    void openInitialWindow();
+
+    shell::Services m_services;
+    platform::Desktop m_desktop;
+};
 
 /// The application: its scenes over the shared services, and the ways in which the user and the
 /// desktop reach them.
@@ -34,22 +60,13 @@ public:
     struct Dependencies
     {
         const platform::Environment& environment;
-        activity::DataStore& dataStore;
-        account::AuthService& authService;
-        syncing::SyncService& syncService;
-        /// The engine that runs.
-        tracking::TrackingEngine& trackingEngine;
-        platform::MainQueue& mainQueue;
-        platform::UrlOpener& urlOpener;
-        platform::AppActivation& activation;
+        shell::Services services;
+        platform::Desktop desktop;
         /// Waits a moment until the settings are on the disk; false when they are not.
         std::function<bool()> finishSettings;
     };
 
     explicit QuillstepApp(Dependencies dependencies);
-
-    /// Shows the menu in `item`.
-    void showIn(platform::StatusItem& item);
 
     /// Answers what other programs ask.
     void answer(platform::ApplicationRequests& requests);
@@ -82,14 +99,16 @@ private:
     void signOut(const platform::ApplicationRequests::Answer& answer);
     QCoro::Task<> resumeSavedSession(platform::ApplicationRequests::Answer answer);
     void continueSession();
-    void open(const QString& window, const platform::ActivationToken& token);
+
+    AppDelegate m_appDelegate;
+    account::AuthService& m_authService;
+    // Held and never started or read: building an engine starts nothing, and the one that runs is
+    // the shared one.
+    tracking::TrackingEngine m_trackingEngine;
+    // A sign-in says no to it; which windows there are is decided without it.
+    bool m_isShowingLogin = false;
 
     Dependencies m_to;
-    shell::AppDelegate m_appDelegate;
-    account::AuthService& m_authService;
-    // Never started: the engine that runs is the shared one.
-    tracking::TrackingEngine m_trackingEngine;
-    bool m_isShowingLogin = false;
     bool m_isLaunching = false; ///< from launch() to the first window
     shell::WindowRouter m_windows;
     shell::AppMenu m_menu;

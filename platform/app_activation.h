@@ -36,6 +36,10 @@ public:
     AppActivation& operator=(const AppActivation&) = delete;
     virtual ~AppActivation() = default;
 
+    /// Whether there are windows. To be told before the first one is made: until then, and without
+    /// any, the program's events go by unseen.
+    virtual void setHasWindows(bool hasWindows) = 0;
+
     /// The user has asked for `window`, which is on screen: until another one is asked for or used,
     /// it is the one to bring to the front. A window that gets the focus meanwhile, because it was
     /// on its way to the screen, does not count as used.

@@ -2,9 +2,19 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/build_config.h"
+
+#include <QLatin1StringView>
 #include <QString>
 
 namespace platform {
+
+/// True for an address of our own scheme (RFC 3986: in any case).
+[[nodiscard]] inline bool isOwnUrl(QStringView url)
+{
+    constexpr QLatin1StringView kPrefix(kUrlPrefix.data(), kUrlPrefix.size());
+    return url.startsWith(kPrefix, Qt::CaseInsensitive);
+}
 
 /// Has the desktop open addresses.
 /// Main thread; never blocks.

@@ -39,28 +39,10 @@ QtObject {
         }
     }
 
-    readonly property Gradient velomiraBlueGradient: Gradient {
-        orientation: Gradient.Horizontal
-
-        GradientStop {
-            position: 0
-            color: root.velomiraBlueDark
-        }
-        GradientStop {
-            position: 0.5
-            color: root.velomiraBlue
-        }
-        GradientStop {
-            position: 1
-            color: root.velomiraBlueLight
-        }
-    }
+    // Of the dot beside what is said about the uploads, by AccountModel.SyncState.
+    readonly property list<color> bySyncState: [root.velomiraOrange, root.red, root.green]
 
     function withOpacity(base: color, opacity: real): color {
         return Qt.rgba(base.r, base.g, base.b, opacity);
-    }
-
-    function getSyncStatusColor(isSyncing: bool, hasError: bool): color {
-        return isSyncing ? root.velomiraOrange : hasError ? root.red : root.green;
     }
 }

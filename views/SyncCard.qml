@@ -17,7 +17,7 @@ Card {
         spacing: 8
 
         StatusDot {
-            color: Colors.getSyncStatusColor(root.model.isSyncing, root.model.hasSyncError)
+            color: Colors.bySyncState[root.model.syncState]
         }
         ColumnLayout {
             Layout.fillWidth: true
@@ -28,9 +28,9 @@ Card {
 
                 StyledText {
                     Layout.fillWidth: !spinner.visible
-                    color: Colors.getSyncStatusColor(root.model.isSyncing, root.model.hasSyncError)
+                    color: Colors.bySyncState[root.model.syncState]
                     font: root.model.isSyncing ? TextStyles.subheadline : TextStyles.subheadlineBold
-                    text: root.model.isSyncing ? qsTr("Syncing...") : root.model.hasSyncError ? qsTr("Sync Error") : qsTr("Active")
+                    text: root.model.syncText
                 }
                 Spinner {
                     id: spinner
@@ -46,7 +46,7 @@ Card {
                 Layout.fillWidth: true
                 color: Colors.velomiraGray2
                 font: TextStyles.caption
-                text: root.model.hasSyncError ? root.model.syncError : root.model.lastSync
+                text: root.model.syncDetail
                 visible: text.length > 0
             }
         }

@@ -17,16 +17,16 @@ SettingsCard {
         spacing: 8
 
         StatusDot {
-            color: Colors.getSyncStatusColor(root.model.isSyncing, root.model.hasSyncError)
+            color: Colors.bySyncState[root.model.syncState]
         }
         ColumnLayout {
             spacing: 2
 
             StyledText {
                 Layout.fillWidth: true
-                color: root.model.isSyncing ? Colors.velomiraOrange : root.model.hasSyncError ? Colors.red : Colors.velomiraBlue
+                color: root.model.syncState === AccountModel.Active ? Colors.velomiraBlue : Colors.bySyncState[root.model.syncState]
                 font: TextStyles.subheadlineBold
-                text: root.model.isSyncing ? qsTr("Syncing...") : root.model.hasSyncError ? qsTr("Sync Error") : qsTr("Sync Active")
+                text: root.model.syncText
             }
             MessageText {
                 Layout.fillWidth: true

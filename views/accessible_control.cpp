@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "views/accessible_control.h"
 
-#include "views/secret_field_watch.h"
-
 #include <QQmlContext>
 #include <QQmlProperty>
 #include <QQuickWindow>
@@ -14,6 +12,33 @@ namespace {
 
 /// Of TextInput.Normal, the echo mode of fields that show what is typed.
 constexpr int kShowsText = 0;
+
+/// Takes back what assistive programs were told about a text field before it became one for a
+/// secret: while one of them runs, Qt describes a field before all of its properties are set, and
+/// keeps the description. Owned by the field.
+class SecretFieldWatch final : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit SecretFieldWatch(QQuickItem* field)
+        : QObject(field)
+    {
+        const QQmlProperty echoMode(field, QStringLiteral("echoMode"));
+        echoMode.connectNotifySignal(this, SLOT(describeAnew()));
+    }
+
+private Q_SLOTS:
+
+    void describeAnew()
+    {
+        // The next one to ask has it made again, by what the field is then, and with a new watch.
+        QAccessibleInterface* const outdated = QAccessible::queryAccessibleInterface(parent());
+        if (outdated)
+            QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(outdated));
+        deleteLater();
+    }
+};
 
 QAccessibleInterface* make(const QString& className, QObject* object)
 {
@@ -153,3 +178,5 @@ QStringList AccessibleControl::keyBindingsForAction(const QString& /*name*/) con
 }
 
 } // namespace views
+
+#include "accessible_control.moc"

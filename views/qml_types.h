@@ -3,11 +3,12 @@
 #pragma once
 
 #include "views/desktop_style.h"
+#include "views/models/account_model.h"
 #include "views/models/activity_rows.h"
 #include "views/models/dashboard_model.h"
 #include "views/models/login_form.h"
 #include "views/models/settings_model.h"
-#include "views/window_actions.h"
+#include "views/window_view.h"
 
 #include <qqml.h>
 
@@ -29,6 +30,14 @@ struct ActivityRowsType
     QML_FOREIGN(views::ActivityRows)
     QML_NAMED_ELEMENT(ActivityRows)
     QML_UNCREATABLE("belongs to the dashboard")
+};
+
+struct AccountModelType
+{
+    Q_GADGET
+    QML_FOREIGN(views::AccountModel)
+    QML_NAMED_ELEMENT(AccountModel)
+    QML_UNCREATABLE("comes with the window")
 };
 
 struct DashboardModelType

@@ -2,22 +2,26 @@
 // SPDX-License-Identifier: MIT
 #include "views/qml_window_factory.h"
 
-#include "app/shell/window_router.h"
+#include "platform/app_activation.h"
+#include "platform/environment.h"
 #include "views/accessible_control.h"
-#include "views/login_window_lookup.h"
 #include "views/models/dashboard_model.h"
 #include "views/models/login_form.h"
-#include "views/models/login_view_wrapper.h"
 #include "views/models/settings_model.h"
-#include "views/qml_window.h"
-#include "views/symbol_images.h"
-#include "views/window_actions.h"
 #include "views/window_view.h"
 
+#include <QColor>
 #include <QCoreApplication>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QPainter>
 #include <QQmlEngine>
+#include <QQuickImageProvider>
+#include <QQuickItem>
 #include <QQuickWindow>
+#include <QSvgRenderer>
 
+#include <algorithm>
 #include <utility>
 
 // Made by the build from qml_types.h; naming it here also keeps the linker from dropping it.
@@ -28,34 +32,112 @@ namespace views {
 
 namespace {
 
+Q_LOGGING_CATEGORY(lcViews, "velomira.views", QtCriticalMsg)
+
 constexpr QSize kSmallestDashboard(800, 600);
+constexpr QSize kDefaultSymbol(24, 24);
 
-QUrl viewFile(QLatin1StringView name)
+/// Draws the symbols of the resources in the colour and size asked for: "NAME?COLOUR", the colour
+/// as QML writes it, "#rrggbb" or "#aarrggbb". An unknown name gives nothing, which QML complains
+/// about.
+class SymbolImages final : public QQuickImageProvider
 {
-    return QStringLiteral("qrc:/qt/qml/Quillstep/Views/%1.qml").arg(name);
-}
+public:
+    SymbolImages()
+        : QQuickImageProvider(QQuickImageProvider::Image)
+    {
+    }
 
-/// The properties that every view requires.
-QVariantMap propertiesOf(QObject* model, WindowActions* actions)
-{
-    return {
-        {QStringLiteral("model"), QVariant::fromValue(model)},
-        {QStringLiteral("actions"), QVariant::fromValue<QObject*>(actions)},
-    };
-}
+    QImage requestImage(const QString& id, QSize* size, const QSize& requestedSize) override
+    {
+        const qsizetype mark = id.indexOf(u'?');
+        const QString name = id.left(mark);
+        const QColor colour(mark < 0 ? QString() : id.mid(mark + 1));
+        QSvgRenderer symbol(QStringLiteral(":/symbols/%1.svg").arg(name));
+        if (!symbol.isValid() || !colour.isValid())
+            return {};
 
-WindowActions* actionsOf(WindowView& view, const ViewContext& context)
+        const QSize wanted = requestedSize.isEmpty() ? kDefaultSymbol : requestedSize;
+        QImage image(wanted, QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        symbol.render(&painter);
+        // The symbols are black: what they cover takes the colour.
+        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        painter.fillRect(image.rect(), colour);
+        painter.end();
+        *size = wanted;
+        return image;
+    }
+};
+
+/// A window of the shell, made of a view.
+class QmlWindow final : public QObject, public shell::ShellWindow
 {
-    auto* const actions = new WindowActions(context.menu, &view);
-    // From the event loop: what asks for it is part of the view.
-    QObject::connect(
-        actions, &WindowActions::closeRequested, &view, &QWindow::close, Qt::QueuedConnection);
-    return actions;
+public:
+    /// Owns `view`. `closed` is called once, from the event loop, when the user has closed it.
+    QmlWindow(WindowView* view, platform::AppActivation& activation, std::function<void()> closed)
+        : m_view(view)
+        , m_activation(activation)
+    {
+        connect(view, &WindowView::closed, this, std::move(closed), Qt::QueuedConnection);
+    }
+
+    QmlWindow(const QmlWindow&) = delete;
+    QmlWindow& operator=(const QmlWindow&) = delete;
+
+    /// Takes the window off the screen at once. What it is made of goes with the next turn of the
+    /// event loop, since the view may be what asks for it.
+    ~QmlWindow() override
+    {
+        if (!m_view)
+            return;
+        m_view->disconnect(this);
+        m_view->close();
+        m_view->deleteLater();
+    }
+
+    void present() override
+    {
+        if (m_view->visibility() == QWindow::Minimized)
+            m_view->showNormal();
+        else
+            m_view->show();
+        m_activation.windowAskedFor(*m_view);
+    }
+
+    [[nodiscard]] bool isVisible() const override
+    {
+        return m_view->isVisible() && m_view->visibility() != QWindow::Minimized;
+    }
+
+    [[nodiscard]] bool isInUse() const override { return m_view->isInUse(); }
+
+private:
+    QPointer<WindowView> m_view;
+    platform::AppActivation& m_activation;
+};
+
+/// Brings to the front, and gives the keyboard to, the first of this program's windows that is
+/// titled "Login" or whose identifier, its object name, contains "login".
+void focusLoginWindow()
+{
+    const QWindowList windows = QGuiApplication::topLevelWindows();
+    const auto found = std::ranges::find_if(windows, [](const QWindow* window) {
+        return window->title() == QLatin1StringView("Login") ||
+               window->objectName().contains(shell::kLoginWindow);
+    });
+    if (found == windows.end())
+        return;
+    (*found)->raise();
+    (*found)->requestActivate();
+    if (const auto* const quick = qobject_cast<QQuickWindow*>(*found))
+        quick->contentItem()->forceActiveFocus();
 }
 
 } // namespace
 
-QmlWindowFactory::QmlWindowFactory(ViewContext context)
+QmlWindowFactory::QmlWindowFactory(Context context)
     : m_context(std::move(context))
 {
 }
@@ -78,6 +160,7 @@ void QmlWindowFactory::setUp()
     // Qt takes this once in the life of a process, and before its first window.
     if (QQuickWindow::sceneGraphBackend() != QLatin1StringView("software"))
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    qCInfo(lcViews) << "the windows are drawn by" << QQuickWindow::sceneGraphBackend();
     m_engine = std::make_unique<QQmlEngine>();
     m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
     m_engine->addImageProvider(QStringLiteral("symbol"), new SymbolImages);
@@ -98,34 +181,62 @@ std::unique_ptr<shell::ShellWindow> QmlWindowFactory::create(const shell::Scene&
         showLogin(*view);
     else
         showSettings(*view);
-    return std::make_unique<QmlWindow>(view, m_context.activation, std::move(closed));
+    return std::make_unique<QmlWindow>(view, m_context.desktop.activation, std::move(closed));
+}
+
+/// Shows `model` in the view of the QML `file`; every view requires a model and the actions.
+void QmlWindowFactory::load(WindowView& view,
+                            QLatin1StringView file,
+                            QObject& model,
+                            const QSize& resizableFrom) const
+{
+    QObject* const actions = new WindowActions(m_context.menu, view);
+    view.load({.source = QStringLiteral("qrc:/qt/qml/Quillstep/Views/%1.qml").arg(file),
+               .properties = {{QStringLiteral("model"), QVariant::fromValue(&model)},
+                              {QStringLiteral("actions"), QVariant::fromValue(actions)}},
+               .resizableFrom = resizableFrom});
+}
+
+AccountModel::Dependencies QmlWindowFactory::account() const
+{
+    return {.authService = m_context.services.authService,
+            .syncService = m_context.services.syncService,
+            .windows = m_context.windows,
+            .mainQueue = m_context.desktop.mainQueue,
+            .clock = m_context.environment.clock};
 }
 
 void QmlWindowFactory::showDashboard(WindowView& view, const QSize& size) const
 {
-    auto* const model = new DashboardModel(m_context);
+    auto* const model = new DashboardModel(account(),
+                                           m_context.services.dataStore,
+                                           m_context.services.trackingEngine,
+                                           m_context.desktop.notice);
     model->setParent(&view);
     QObject::connect(&view, &WindowView::onScreenChanged, model, &DashboardModel::setVisible);
-    view.load({.source = viewFile(QLatin1StringView("DashboardView")),
-               .properties = propertiesOf(model, actionsOf(view, m_context)),
-               .resizableFrom = kSmallestDashboard});
+    load(view, QLatin1StringView("DashboardView"), *model, kSmallestDashboard);
     view.resize(size);
 }
 
 void QmlWindowFactory::showLogin(WindowView& view) const
 {
-    const LoginViewWrapper wrapper(m_context);
-    const QPointer<WindowView> guard(&view);
+    const auto& [services, environment, desktop, windows, menu, setIsShowingLogin, serviceUrl] =
+        m_context;
+    const LoginViewWrapper wrapper(services, windows, desktop.mainQueue, setIsShowingLogin);
     const auto focus = [&windows = m_context.windows] {
         if (windows.isAskedForLast(shell::kLoginWindow))
             focusLoginWindow();
     };
-    const auto form = LoginForm::create(m_context,
-                                        {.dismiss =
-                                             [guard] {
-                                                 if (guard)
-                                                     guard->close();
-                                             },
+    const auto dismiss = [guard = QPointer(&view)] {
+        if (guard)
+            guard->close();
+    };
+    const auto form = LoginForm::create({.services = services,
+                                         .mainQueue = desktop.mainQueue,
+                                         .activation = desktop.activation,
+                                         .urlOpener = desktop.urlOpener,
+                                         .serviceUrl = serviceUrl},
+                                        {.dismiss = dismiss,
                                          .onLoginSuccess = [wrapper] { wrapper.loginSucceeded(); },
                                          .focusWindow = focus});
     QQmlEngine::setObjectOwnership(form.get(), QQmlEngine::CppOwnership);
@@ -139,18 +250,19 @@ void QmlWindowFactory::showLogin(WindowView& view) const
                      &LoginForm::appeared,
                      Qt::SingleShotConnection);
     QObject::connect(&view, &WindowView::closed, form.get(), &LoginForm::disappeared);
-    view.load({.source = viewFile(QLatin1StringView("LoginView")),
-               .properties = propertiesOf(form.get(), actionsOf(view, m_context)),
-               .resizableFrom = {}});
+    load(view, QLatin1StringView("LoginView"), *form);
 }
 
 void QmlWindowFactory::showSettings(WindowView& view) const
 {
-    auto* const model = new SettingsModel(m_context);
+    auto* const model = new SettingsModel(account(),
+                                          {.userDefaults = m_context.environment.userDefaults,
+                                           .loginItem = m_context.desktop.loginItem,
+                                           .diagnostics = m_context.environment.diagnostics,
+                                           .urlOpener = m_context.desktop.urlOpener,
+                                           .serviceUrl = m_context.serviceUrl});
     model->setParent(&view);
-    view.load({.source = viewFile(QLatin1StringView("SettingsView")),
-               .properties = propertiesOf(model, actionsOf(view, m_context)),
-               .resizableFrom = {}});
+    load(view, QLatin1StringView("SettingsView"), *model);
 }
 
 } // namespace views

@@ -2,15 +2,27 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/shell/window_factory.h"
-#include "views/view_context.h"
+#include "app/shell/services.h"
+#include "app/shell/window_router.h"
+#include "platform/desktop.h"
+#include "views/models/account_model.h"
 
 #include <QPointer>
+#include <QString>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
 class QQmlEngine;
+
+namespace platform {
+struct Environment;
+}
+
+namespace shell {
+class AppMenu;
+}
 
 namespace views {
 
@@ -23,7 +35,22 @@ class WindowView;
 class QmlWindowFactory final : public shell::WindowFactory
 {
 public:
-    explicit QmlWindowFactory(ViewContext context);
+    /// What the windows show and act on. All of it must outlive every window.
+    struct Context
+    {
+        shell::Services services;
+        const platform::Environment& environment;
+        platform::Desktop desktop;
+        shell::WindowRouter& windows;
+        /// The menu's shortcuts work in the windows, too.
+        shell::AppMenu& menu;
+        /// Told false when the login window has done its work.
+        std::function<void(bool)> setIsShowingLogin;
+        /// Scheme, host and port of the service.
+        QString serviceUrl;
+    };
+
+    explicit QmlWindowFactory(Context context);
     /// Takes the windows along that have been closed and not yet gone.
     ~QmlWindowFactory() override;
     QmlWindowFactory(const QmlWindowFactory&) = delete;
@@ -40,8 +67,13 @@ private:
     void showDashboard(WindowView& view, const QSize& size) const;
     void showLogin(WindowView& view) const;
     void showSettings(WindowView& view) const;
+    void load(WindowView& view,
+              QLatin1StringView file,
+              QObject& model,
+              const QSize& resizableFrom = {}) const;
+    [[nodiscard]] AccountModel::Dependencies account() const;
 
-    ViewContext m_context;
+    Context m_context;
     std::unique_ptr<QQmlEngine> m_engine;
     std::vector<QPointer<WindowView>> m_views;
 };

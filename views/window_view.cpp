@@ -2,12 +2,37 @@
 // SPDX-License-Identifier: MIT
 #include "views/window_view.h"
 
+#include "app/shell/app_menu.h"
+
 #include <QEvent>
 #include <QQuickItem>
 
 #include <utility>
 
 namespace views {
+
+WindowActions::WindowActions(shell::AppMenu& menu, QWindow& window)
+    : QObject(&window)
+    , m_menu(menu)
+    , m_window(window)
+{
+}
+
+QStringList WindowActions::shortcuts()
+{
+    // All there can be: rows come and go with the state, the window stays.
+    return {QStringLiteral("Ctrl+D"), QStringLiteral("Ctrl+,"), QStringLiteral("Ctrl+Q")};
+}
+
+void WindowActions::choose(const QString& shortcut)
+{
+    m_menu.chooseByShortcut(shortcut);
+}
+
+void WindowActions::close()
+{
+    QMetaObject::invokeMethod(&m_window, &QWindow::close, Qt::QueuedConnection);
+}
 
 WindowView::WindowView(QQmlEngine& engine)
     : QQuickView(&engine, nullptr)

@@ -5,6 +5,7 @@
 #include <QQuickView>
 #include <QSize>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 #include <QVariantMap>
 
@@ -12,7 +13,36 @@
 #include <memory>
 #include <utility>
 
+namespace shell {
+class AppMenu;
+}
+
 namespace views {
+
+/// What the keyboard does in every window: the menu's shortcuts, and closing it.
+/// Main thread; the menu must outlive it.
+class WindowActions final : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QList<QString> shortcuts READ shortcuts CONSTANT FINAL)
+
+public:
+    /// Owned by `window`.
+    WindowActions(shell::AppMenu& menu, QWindow& window);
+
+    /// The shortcuts of the menu: "Ctrl+D".
+    [[nodiscard]] static QStringList shortcuts();
+
+    /// Does what the row of the menu with this shortcut does, if there is one now.
+    Q_INVOKABLE void choose(const QString& shortcut);
+
+    /// From the event loop: what asks for it is part of the window.
+    Q_INVOKABLE void close();
+
+private:
+    shell::AppMenu& m_menu;
+    QWindow& m_window;
+};
 
 /// A window with one view in it. Main thread.
 class WindowView final : public QQuickView

@@ -1,20 +1,23 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "app/program/commands.h"
-
+// The commands that need no window, for machines where none is at hand, too.
 #include "account/auth_service.h"
-#include "app/account_commands.h"
 #include "app/diagnosis.h"
-#include "app/wait_for.h"
+#include "app/program/program.h"
+#include "platform/application_requests.h"
 #include "platform/linux/browsers/browser_support.h"
 #include "platform/linux/dbus/bus_address.h"
 #include "platform/linux/dbus/forwarding.h"
 #include "platform/linux/linux_environment.h"
+#include "platform/secret_store.h"
 #include "platform/wipe.h"
 #include "terminal/password_prompt.h"
 
 #include <QCoreApplication>
+#include <QCoroFuture>
+#include <QCoroTask>
 #include <QProcessEnvironment>
+#include <QScopeGuard>
 
 #include <chrono>
 #include <cstdio>
@@ -29,23 +32,18 @@ namespace app {
 
 namespace {
 
+namespace tasks = platform::tasks;
 using account::AuthService;
+using platform::Error;
 using platform::LinuxEnvironment;
+using Answer = platform::Result<QString>; ///< the sentence to tell
 
 constexpr std::chrono::seconds kTimeForTheBus(3);
 constexpr std::chrono::seconds kTimeToLookAround(4);
 constexpr std::chrono::seconds kTimeForTheSettings(2);
 constexpr std::chrono::minutes kTimeToUnlockTheKeyring(2);
 
-int diagnose(LinuxEnvironment& environment)
-{
-    environment.waitUntilDecided(kTimeToLookAround);
-    const QString keyring = QStringLiteral("keyring: ") + waitFor(environment.keyringState());
-    print(diagnosis(platform::environment(), environment.report() + QStringList{keyring}), stdout);
-    return EXIT_SUCCESS;
-}
-
-int report(const platform::Result<QString>& outcome)
+int report(const Answer& outcome)
 {
     if (!outcome) {
         complain(outcome.error().text);
@@ -55,106 +53,127 @@ int report(const platform::Result<QString>& outcome)
     return EXIT_SUCCESS;
 }
 
-AccountSurroundings around(LinuxEnvironment& environment, const QDBusConnection& bus)
+QCoro::Task<> diagnose(LinuxEnvironment& environment)
 {
-    return {.finishKeyring =
-                [&environment] { return environment.finishKeyring(kTimeToUnlockTheKeyring); },
-            .finishSettings =
-                [&environment] { return environment.finishSettings(kTimeForTheSettings); },
-            .askInstance =
-                [bus](QLatin1StringView task) {
-                    return platform::dbus::askRunningInstance(bus, task);
-                }};
+    environment.waitUntilDecided(kTimeToLookAround);
+    const QString keyring = co_await environment.keyringState();
+    const QStringList desktop =
+        environment.report() + QStringList{QStringLiteral("keyring: ") + keyring};
+    print(co_await diagnosis(environment.facilities(), desktop), stdout);
 }
 
-int signIn(LinuxEnvironment& environment, const QDBusConnection& bus, const QString& email)
+/// Without a look at other instances; the result is what went wrong.
+QCoro::Task<std::optional<Error>>
+signInHere(LinuxEnvironment& environment, QString email, QString password)
+{
+    AuthService& service = AuthService::shared();
+    if (!co_await service.login(email, password))
+        co_return Error{service.lastError().value_or(QString())};
+    const bool isFinished = environment.finishKeyring(kTimeToUnlockTheKeyring);
+    const auto kept = co_await environment.facilities().secretStore.read(AuthService::secretName());
+    if (!isFinished || kept != service.token().value_or(QString()).toUtf8())
+        co_return Error{
+            QStringLiteral("the service accepted the password, but the keyring did not keep "
+                           "the session; unlock the keyring, or start one, and try again")};
+    if (!environment.finishSettings(kTimeForTheSettings))
+        co_return Error{QStringLiteral("the settings cannot be written")};
+    co_return std::nullopt;
+}
+
+/// Signs in, checks that the keyring has kept the session and has an instance that runs go on with
+/// it; the password stays in this process.
+Answer signIn(LinuxEnvironment& environment, const QDBusConnection& bus, const QString& email)
 {
     terminal::PasswordAnswer answer = terminal::readPassword("Password: ");
-    if (const auto* const fault = std::get_if<std::string>(&answer))
-        return report(platform::Error{QString::fromStdString(*fault)});
+    if (const auto* const none = std::get_if<std::string>(&answer))
+        return Error{QString::fromStdString(*none)};
     auto& secret = *std::get_if<terminal::Secret>(&answer);
     const std::string_view typed = secret.view();
     QString password = QString::fromUtf8(typed.data(), static_cast<qsizetype>(typed.size()));
     secret.clear();
-    const auto outcome = app::signIn(AuthService::shared(),
-                                     environment.facilities().secretStore,
-                                     email,
-                                     password,
-                                     around(environment, bus));
-    platform::wipe(password);
-    return report(outcome);
+    const auto wiped = qScopeGuard([&password] { platform::wipe(password); });
+
+    using platform::dbus::askRunningInstance;
+    if (const auto ready = askRunningInstance(bus, tasks::kSignInBegins); ready && !*ready)
+        return ready->error();
+    const auto fault = QCoro::waitFor(signInHere(environment, email, password));
+    const auto taken = askRunningInstance(bus, fault ? tasks::kSignInFailed : tasks::kSignInSaved);
+    if (fault)
+        return *fault;
+    if (taken && !*taken)
+        return Error{QStringLiteral("the session is in the keyring, but ") + taken->error().text};
+    return QStringLiteral("Signed in");
 }
 
-int signOut(LinuxEnvironment& environment, const QDBusConnection& bus, bool isDoneByInstance)
+/// Signs out, `isDone` telling whether an instance that runs has done so. A keyring that cannot be
+/// opened now is no failure, since the sign-out is remembered.
+Answer signOut(LinuxEnvironment& environment, const QDBusConnection& bus, bool isDone)
 {
-    const platform::Result<QString> text =
-        isDoneByInstance
-            ? signedOutText(AuthService::owesRemoval(environment.facilities().userDefaults))
-            : app::signOut(AuthService::shared(), around(environment, bus));
-    return report(text);
-}
-
-} // namespace
-
-Commands::Commands(int argc, char** argv, CommandLine commandLine)
-    : m_argc(argc)
-    , m_argv(argv)
-    , m_commandLine(std::move(commandLine))
-{
-}
-
-int Commands::run()
-{
-    switch (m_commandLine.task) {
-    case CommandLine::Task::InstallBrowserSupport:
-        return setUpBrowsers(false);
-    case CommandLine::Task::RemoveBrowserSupport:
-        return setUpBrowsers(true);
-    case CommandLine::Task::SignIn:
-    case CommandLine::Task::SignOut:
-    case CommandLine::Task::Diagnose:
-    case CommandLine::Task::Track:
-        break;
+    if (!isDone) {
+        AuthService& service = AuthService::shared();
+        service.logout();
+        static_cast<void>(environment.finishKeyring(kTimeToUnlockTheKeyring));
+        if (!environment.finishSettings(kTimeForTheSettings) && service.owesRemoval())
+            return Error{
+                QStringLiteral("the session is still in the keyring, and the settings cannot be "
+                               "written; unlock the keyring and try again")};
+        // One that was about to start may have read the token before.
+        const auto asked = platform::dbus::askRunningInstance(bus, tasks::kSignOut);
+        if (asked && !*asked)
+            return asked->error();
     }
-    return runOnDesktop();
+    // Of an instance's: by the settings as they are on the disk since.
+    return AuthService::owesRemoval(environment.facilities().userDefaults)
+               ? QStringLiteral("Signed out. The keyring cannot be opened now; the token in it is "
+                                "removed as soon as it opens while Quillstep runs.")
+               : QStringLiteral("Signed out");
 }
 
-int Commands::runOnDesktop()
+int runOnDesktop(const CommandLine& commandLine)
 {
-    const QCoreApplication application(m_argc, m_argv);
     using namespace platform::dbus;
     const QDBusConnection bus =
         connectionTo(sessionBusAddress(), QStringLiteral("session"), kTimeForTheBus);
-    const bool isToSignOut = m_commandLine.task == CommandLine::Task::SignOut;
+    const bool isToSignOut = commandLine.task == CommandLine::Task::SignOut;
     // Before the settings are read: they say then what the instance has done.
-    const auto signedOut =
-        isToSignOut ? askRunningInstance(bus, platform::tasks::kSignOut) : std::nullopt;
+    const auto signedOut = isToSignOut ? askRunningInstance(bus, tasks::kSignOut) : std::nullopt;
     if (signedOut && !*signedOut)
         return report(signedOut->error());
-    const auto environment = LinuxEnvironment::create(bus);
-    if (!environment) {
-        complain(environment.error().text);
-        return EXIT_FAILURE;
-    }
-    platform::install(environment.value()->facilities());
-    if (m_commandLine.task == CommandLine::Task::SignIn)
-        return signIn(*environment.value(), bus, m_commandLine.email);
+    const auto found = LinuxEnvironment::create(bus);
+    if (!found)
+        return report(found.error());
+    LinuxEnvironment& environment = *found.value();
+    platform::install(environment.facilities());
+    if (commandLine.task == CommandLine::Task::SignIn)
+        return report(signIn(environment, bus, commandLine.email));
     if (isToSignOut)
-        return signOut(*environment.value(), bus, signedOut.has_value());
-    return diagnose(*environment.value());
+        return report(signOut(environment, bus, signedOut.has_value()));
+    QCoro::waitFor(diagnose(environment));
+    return EXIT_SUCCESS;
 }
 
 /// Needs neither a display nor a bus.
-int Commands::setUpBrowsers(bool isToRemove)
+int setUpBrowsers(bool isToRemove)
 {
-    const QCoreApplication application(m_argc, m_argv);
     const auto places = platform::browsers::supportPlaces(QProcessEnvironment::systemEnvironment());
     if (!places)
-        return report(platform::Error{QStringLiteral("there is no home folder, set HOME")});
+        return report(Error{QStringLiteral("there is no home folder, set HOME")});
     const auto outcome = isToRemove ? platform::browsers::removeBrowserSupport(*places)
                                     : platform::browsers::installBrowserSupport(*places);
     print(outcome.lines, outcome.isDone ? stdout : stderr);
     return outcome.isDone ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+} // namespace
+
+int runCommand(int argc, char** argv, const CommandLine& commandLine)
+{
+    using Task = CommandLine::Task;
+    const QCoreApplication application(argc, argv);
+    if (commandLine.task == Task::InstallBrowserSupport ||
+        commandLine.task == Task::RemoveBrowserSupport)
+        return setUpBrowsers(commandLine.task == Task::RemoveBrowserSupport);
+    return runOnDesktop(commandLine);
 }
 
 } // namespace app

@@ -2,14 +2,31 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/program/agent.h"
+#include "app/command_line.h"
+#include "platform/environment.h"
+
+#include <functional>
 
 namespace app {
 
-/// The program as main() has it to do: reads the command line and does what it asks for. The result
-/// is the process's exit code. `facilities` tells what the agent works with; commands without a
-/// window always work with what the desktop gives.
+// What main() runs: the agent or one command. `argc` and `argv` are always those of main(), the
+// result is the exit code of the process. Main thread; once in a process.
+
+/// What the services work with, given what the desktop has; by default, just that. What it adds
+/// must live until the process ends. Asked once.
+using Facilities = std::function<platform::Environment(const platform::Environment&)>;
+
+/// The program: reads the command line and does what it asks for. Commands always work with what
+/// the desktop gives.
+[[nodiscard]] int runProgram(int argc, char** argv, const Facilities& facilities = {});
+
+/// The agent, which tracks, uploads and shows its icon and windows until it is told to end; or it
+/// hands over to the one that runs. May become the program anew instead of returning.
 [[nodiscard]] int
-runProgram(int argc, char** argv, const Agent::Facilities& facilities = asTheyAre);
+runAgent(int argc, char** argv, const CommandLine& commandLine, const Facilities& facilities);
+
+/// What can be done without a window: the diagnosis, the account, the browsers. `commandLine` asks
+/// for anything but tracking.
+[[nodiscard]] int runCommand(int argc, char** argv, const CommandLine& commandLine);
 
 } // namespace app

@@ -2,31 +2,47 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/shell/menu_rows.h"
-#include "platform/status_item.h"
+#include "app/shell/services.h"
+#include "platform/menu_row.h"
 
 #include <QObject>
+#include <QString>
 
-namespace account {
-class AuthService;
-}
+#include <cstdint>
+#include <optional>
+#include <vector>
 
 namespace platform {
-class AppActivation;
 class MainQueue;
+class StatusItem;
 } // namespace platform
-
-namespace syncing {
-class SyncService;
-}
-
-namespace tracking {
-class TrackingEngine;
-}
 
 namespace shell {
 
 class WindowRouter;
+
+/// What choosing a row of the menu does.
+enum class MenuCommand : std::uint8_t {
+    LogIn,
+    OpenDashboard,
+    ToggleTracking,
+    SyncNow,
+    OpenSettings,
+    Quit,
+};
+
+/// What the menu depends on.
+struct MenuState
+{
+    bool isAuthenticated = false;
+    /// The shown name of the user; none without a user record.
+    std::optional<QString> userName;
+    bool isTracking = false;
+    bool isSyncing = false;
+};
+
+/// The menu, top to bottom.
+[[nodiscard]] std::vector<platform::MenuRow> menuRows(const MenuState& state);
 
 /// The content of the status icon's menu: the rows for the state of the services, kept up to date,
 /// and what choosing them does. Main thread; everything given must outlive it.
@@ -35,17 +51,7 @@ class AppMenu final : public QObject
     Q_OBJECT
 
 public:
-    struct Dependencies
-    {
-        WindowRouter& windows;
-        account::AuthService& authService;
-        syncing::SyncService& syncService;
-        tracking::TrackingEngine& trackingEngine;
-        platform::AppActivation& activation;
-        platform::MainQueue& mainQueue;
-    };
-
-    explicit AppMenu(const Dependencies& dependencies);
+    AppMenu(const Services& services, WindowRouter& windows, platform::MainQueue& mainQueue);
 
     /// Shows the menu in `item` from now on.
     void bindTo(platform::StatusItem& item);
@@ -69,7 +75,9 @@ private:
     void run(MenuCommand command);
     void shown();
 
-    Dependencies m_to;
+    Services m_services;
+    WindowRouter& m_windows;
+    platform::MainQueue& m_mainQueue;
 };
 
 } // namespace shell

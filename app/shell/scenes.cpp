@@ -2,9 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "app/shell/scenes.h"
 
+#include "platform/build_config.h"
+
 #include <algorithm>
 
 namespace shell {
+
+Q_LOGGING_CATEGORY(lcShell, "velomira.shell", QtCriticalMsg)
 
 const std::vector<Scene>& scenes()
 {
@@ -43,6 +47,21 @@ const Scene* windowScene(const QString& identifier)
         return !identifier.isEmpty() && scene.identifier == identifier;
     });
     return found == scenes().end() ? nullptr : &*found;
+}
+
+QString urlOf(const QString& identifier)
+{
+    using platform::kUrlPrefix;
+    return QString::fromLatin1(kUrlPrefix) + QStringLiteral("//") + identifier;
+}
+
+std::optional<QString> windowFor(const QString& url)
+{
+    const auto found = std::ranges::find_if(scenes(), [&url](const Scene& scene) {
+        return std::ranges::any_of(scene.handlesExternalEventsMatching,
+                                   [&url](const QString& text) { return url.contains(text); });
+    });
+    return found == scenes().end() ? std::nullopt : std::optional(found->identifier);
 }
 
 } // namespace shell

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QLoggingCategory>
 #include <QSize>
 #include <QString>
 #include <QStringList>
@@ -10,6 +11,9 @@
 #include <vector>
 
 namespace shell {
+
+/// Of the folder: which windows open and go, and what the menu is asked for.
+Q_DECLARE_LOGGING_CATEGORY(lcShell)
 
 /// One of the places where the application meets the user.
 struct Scene
@@ -42,5 +46,12 @@ inline const QString kSettingsWindow = QStringLiteral("settings");
 
 /// The scene of the window `identifier`; null when there is none.
 [[nodiscard]] const Scene* windowScene(const QString& identifier);
+
+/// The address of our scheme that the window `identifier` answers.
+[[nodiscard]] QString urlOf(const QString& identifier);
+
+/// The identifier of the window that answers `url`, an address of our scheme: of the first scene
+/// one of whose texts it contains. None when no scene does.
+[[nodiscard]] std::optional<QString> windowFor(const QString& url);
 
 } // namespace shell

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/shell/window_router.h"
 
+#include "platform/app_activation.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -16,8 +18,9 @@ void WindowRouter::openWindow(const QString& identifier)
         return;
     const auto found = std::ranges::find(m_open, identifier, &Open::identifier);
     if (found == m_open.end()) {
-        if (m_open.empty() && m_watcher)
-            m_watcher(true);
+        qCInfo(lcShell) << "the window" << identifier << "opens";
+        if (m_open.empty())
+            m_activation.setHasWindows(true);
         m_open.push_back(
             {.identifier = identifier, .window = m_factory->create(*scene, [this, identifier] {
                  dismissWindow(identifier);
@@ -33,6 +36,17 @@ void WindowRouter::openSettings()
     openWindow(kSettingsWindow);
 }
 
+void WindowRouter::activate(const platform::ActivationToken& token)
+{
+    m_activation.activateIgnoringOtherApps(token);
+}
+
+void WindowRouter::show(const QString& identifier, const platform::ActivationToken& token)
+{
+    openWindow(identifier);
+    activate(token);
+}
+
 void WindowRouter::dismissWindow(const QString& identifier)
 {
     const auto found = std::ranges::find(m_open, identifier, &Open::identifier);
@@ -42,6 +56,7 @@ void WindowRouter::dismissWindow(const QString& identifier)
     std::unique_ptr<ShellWindow> window = std::move(found->window);
     m_open.erase(found);
     window.reset();
+    qCInfo(lcShell) << "the window" << identifier << "has gone";
     tellOfTheLast();
 }
 
@@ -72,10 +87,10 @@ void WindowRouter::closeAll()
     tellOfTheLast();
 }
 
-void WindowRouter::tellOfTheLast() const
+void WindowRouter::tellOfTheLast()
 {
-    if (m_open.empty() && m_watcher)
-        m_watcher(false);
+    if (m_open.empty())
+        m_activation.setHasWindows(false);
 }
 
 } // namespace shell

@@ -2,16 +2,57 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/shell/window_factory.h"
+#include "app/shell/scenes.h"
+#include "platform/app_activation.h"
 
 #include <QString>
 
 #include <functional>
 #include <memory>
-#include <utility>
 #include <vector>
 
+namespace platform {
+class AppActivation;
+}
+
 namespace shell {
+
+/// A window on the user's screen. Destroying it closes it.
+/// Main thread.
+class ShellWindow
+{
+public:
+    ShellWindow() = default;
+    ShellWindow(const ShellWindow&) = delete;
+    ShellWindow& operator=(const ShellWindow&) = delete;
+    virtual ~ShellWindow() = default;
+
+    /// Shows it, also when it was minimised; it is the one that the application's next activation
+    /// brings to the front.
+    virtual void present() = 0;
+
+    /// True while it is on screen; a minimised window is not.
+    [[nodiscard]] virtual bool isVisible() const = 0;
+
+    /// True while the user has typed or begun something in it that closing it would lose.
+    [[nodiscard]] virtual bool isInUse() const = 0;
+};
+
+/// Makes the windows.
+/// Main thread.
+class WindowFactory
+{
+public:
+    WindowFactory() = default;
+    WindowFactory(const WindowFactory&) = delete;
+    WindowFactory& operator=(const WindowFactory&) = delete;
+    virtual ~WindowFactory() = default;
+
+    /// Makes the window of `scene`, not yet on screen. When the user closes it, `closed` is called
+    /// once, from the event loop; the callee may destroy the window there.
+    [[nodiscard]] virtual std::unique_ptr<ShellWindow> create(const Scene& scene,
+                                                              std::function<void()> closed) = 0;
+};
 
 /// The windows by their identifiers: at most one each, made when it is asked for and destroyed when
 /// it is closed.
@@ -19,7 +60,12 @@ namespace shell {
 class WindowRouter final
 {
 public:
-    WindowRouter() = default;
+    /// `activation`, which must outlive it, is told whether there are windows.
+    explicit WindowRouter(platform::AppActivation& activation)
+        : m_activation(activation)
+    {
+    }
+
     WindowRouter(const WindowRouter&) = delete;
     WindowRouter& operator=(const WindowRouter&) = delete;
     ~WindowRouter();
@@ -27,20 +73,17 @@ public:
     /// The factory must outlive its windows; see closeAll(). Without one no window opens.
     void setFactory(WindowFactory* factory) { m_factory = factory; }
 
-    /// `watcher` is told of the first window before it is made, and of there being none any more
-    /// after the last one has gone.
-    void setWatcher(std::function<void(bool hasWindows)> watcher)
-    {
-        m_watcher = std::move(watcher);
-    }
-
-    [[nodiscard]] bool hasWindows() const { return !m_open.empty(); }
-
     /// Opens the window of the scene `identifier`, or brings the one that is there to the front.
     /// An unknown identifier opens nothing.
     void openWindow(const QString& identifier);
 
     void openSettings();
+
+    /// Brings the program to the front, whatever else is there; see platform::AppActivation.
+    void activate(const platform::ActivationToken& token = {});
+
+    /// Opens the window of the scene `identifier` and brings the program to the front.
+    void show(const QString& identifier, const platform::ActivationToken& token = {});
 
     /// Closes the window of the scene `identifier`; nothing happens when there is none. A window
     /// may ask for its own end: it is destroyed with the next turn of the event loop at the latest.
@@ -66,10 +109,10 @@ private:
         std::unique_ptr<ShellWindow> window;
     };
 
-    void tellOfTheLast() const;
+    void tellOfTheLast();
 
+    platform::AppActivation& m_activation;
     WindowFactory* m_factory = nullptr;
-    std::function<void(bool)> m_watcher;
     std::vector<Open> m_open; // the one asked for last at the end
 };
 

@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "app/quillstep_app.h"
-#include "app/shell/menu_rows.h"
+#include "app/shell/app_menu.h"
 #include "platform/application_requests.h"
-#include "tests/fakes/fake_status_item.h"
 #include "tests/support/shell_bench.h"
 
 #include <QSignalSpy>
@@ -40,12 +39,9 @@ struct MenuBench : ShellBench
     explicit MenuBench(Session session = Session::SignedIn)
         : ShellBench(session)
     {
-        app.showIn(item);
     }
 
     void choose(MenuCommand command) { Q_EMIT item.chosen(static_cast<int>(command)); }
-
-    fakes::FakeStatusItem item;
 };
 
 /// Another start of the program that has tasks done.
@@ -281,12 +277,7 @@ private Q_SLOTS:
     void theDelegateAlwaysHandlesAReopen()
     {
         ShellBench bench;
-        shell::AppDelegate delegate({.authService = bench.auth,
-                                     .syncService = bench.sync,
-                                     .trackingEngine = bench.engine,
-                                     .mainQueue = bench.mainQueue,
-                                     .urlOpener = bench.urlOpener,
-                                     .activation = bench.activation});
+        app::AppDelegate delegate(bench.services, bench.desktop);
         QVERIFY(delegate.applicationShouldHandleReopen(true));
         QVERIFY(bench.urlOpener.opened.isEmpty());
         QVERIFY(bench.activation.calls.isEmpty());

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "app/shell/scenes.h"
-#include "app/shell/url_route.h"
 #include "app/shell/window_router.h"
+#include "platform/url_opener.h"
+#include "tests/fakes/fake_app_activation.h"
 #include "tests/support/recording_windows.h"
 
 #include <QTest>
@@ -39,7 +40,8 @@ private Q_SLOTS:
     void noWindowExistsUntilItIsAskedFor()
     {
         RecordingWindows windows;
-        WindowRouter router;
+        fakes::FakeAppActivation activation;
+        WindowRouter router(activation);
         router.setFactory(&windows);
         QVERIFY(windows.events.isEmpty());
         QVERIFY(!router.hasVisibleWindows());
@@ -53,21 +55,19 @@ private Q_SLOTS:
     void theFirstWindowIsToldBeforeItIsMadeAndTheLastOneAfterItHasGone()
     {
         RecordingWindows windows;
-        WindowRouter router;
+        fakes::FakeAppActivation activation;
+        WindowRouter router(activation);
         router.setFactory(&windows);
-        router.setWatcher([&windows](bool hasWindows) {
+        activation.whenToldOfWindows = [&windows](bool hasWindows) {
             windows.events.append(hasWindows ? QStringLiteral("some") : QStringLiteral("none"));
             QVERIFY(windows.open().isEmpty());
-        });
-        QVERIFY(!router.hasWindows());
+        };
         router.openWindow(QStringLiteral("login"));
         router.openWindow(QStringLiteral("dashboard"));
         router.openWindow(QStringLiteral("login"));
-        QVERIFY(router.hasWindows());
         router.dismissWindow(QStringLiteral("login"));
-        QVERIFY(router.hasWindows());
+        QCOMPARE(windows.events.count(QStringLiteral("none")), 0);
         router.dismissWindow(QStringLiteral("dashboard"));
-        QVERIFY(!router.hasWindows());
         QCOMPARE(windows.events.count(QStringLiteral("some")), 1);
         QCOMPARE(windows.events.first(), QStringLiteral("some"));
         QCOMPARE(windows.events.count(QStringLiteral("none")), 1);
@@ -81,7 +81,8 @@ private Q_SLOTS:
     void askedForTwiceThereIsOneBroughtForward()
     {
         RecordingWindows windows;
-        WindowRouter router;
+        fakes::FakeAppActivation activation;
+        WindowRouter router(activation);
         router.setFactory(&windows);
         router.openWindow(QStringLiteral("login"));
         windows.events.clear();
@@ -93,7 +94,8 @@ private Q_SLOTS:
     void unknownIdentifiersOpenNothing()
     {
         RecordingWindows windows;
-        WindowRouter router;
+        fakes::FakeAppActivation activation;
+        WindowRouter router(activation);
         router.setFactory(&windows);
         router.openWindow(QStringLiteral("Login"));
         router.openWindow(QString());
@@ -102,7 +104,8 @@ private Q_SLOTS:
 
     void withoutFactoryNothingOpens()
     {
-        WindowRouter router;
+        fakes::FakeAppActivation activation;
+        WindowRouter router(activation);
         router.openWindow(QStringLiteral("login"));
         QVERIFY(!router.isOpen(QStringLiteral("login")));
     }
@@ -110,7 +113,8 @@ private Q_SLOTS:
     void aClosedWindowIsMadeAnew()
     {
         RecordingWindows windows;
-        WindowRouter router;
+        fakes::FakeAppActivation activation;
+        WindowRouter router(activation);
         router.setFactory(&windows);
         router.openSettings();
         windows.close(QStringLiteral("settings"));
@@ -125,7 +129,8 @@ private Q_SLOTS:
     void aMinimisedWindowIsNotVisible()
     {
         RecordingWindows windows;
-        WindowRouter router;
+        fakes::FakeAppActivation activation;
+        WindowRouter router(activation);
         router.setFactory(&windows);
         router.openWindow(QStringLiteral("dashboard"));
         windows.minimise(QStringLiteral("dashboard"));
@@ -137,7 +142,8 @@ private Q_SLOTS:
     void itKnowsWhichWasAskedForLast()
     {
         RecordingWindows windows;
-        WindowRouter router;
+        fakes::FakeAppActivation activation;
+        WindowRouter router(activation);
         router.setFactory(&windows);
         const QString dashboard = QStringLiteral("dashboard");
         QVERIFY(!router.isAskedForLast(dashboard));
@@ -177,7 +183,7 @@ private Q_SLOTS:
         QFETCH(QString, url);
         QFETCH(bool, isOurs);
         QFETCH(QString, window);
-        QCOMPARE(shell::isOwnUrl(url), isOurs);
+        QCOMPARE(platform::isOwnUrl(url), isOurs);
         QCOMPARE(shell::windowFor(url).value_or(QString()), window);
     }
 };

@@ -16,6 +16,12 @@ class FakeAppActivation final : public platform::AppActivation
 public:
     using AppActivation::activateIgnoringOtherApps;
 
+    void setHasWindows(bool hasWindows) override
+    {
+        if (whenToldOfWindows)
+            whenToldOfWindows(hasWindows);
+    }
+
     void windowAskedFor(QWindow& window) override
     {
         if (whenAskedFor)
@@ -35,6 +41,7 @@ public:
     }
 
     QStringList calls;
+    std::function<void(bool)> whenToldOfWindows;
     /// For tests that have windows.
     std::function<void(QWindow&)> whenAskedFor;
 };

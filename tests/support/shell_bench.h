@@ -8,8 +8,11 @@
 #include "platform/http_client.h"
 #include "sync/sync_service.h"
 #include "tests/fakes/fake_app_activation.h"
+#include "tests/fakes/fake_desktop_notice.h"
 #include "tests/fakes/fake_environment.h"
+#include "tests/fakes/fake_login_item.h"
 #include "tests/fakes/fake_main_queue.h"
+#include "tests/fakes/fake_status_item.h"
 #include "tests/fakes/fake_url_opener.h"
 #include "tests/support/activity_samples.h"
 #include "tests/support/recording_windows.h"
@@ -75,6 +78,9 @@ public:
     fakes::FakeMainQueue mainQueue;
     fakes::FakeUrlOpener urlOpener;
     fakes::FakeAppActivation activation;
+    fakes::FakeLoginItem loginItem;
+    fakes::FakeDesktopNotice desktopNotice;
+    fakes::FakeStatusItem item;
     RecordingWindows windows;
 
 private:
@@ -100,14 +106,19 @@ public:
     syncing::SyncService sync{
         fake.facilities, QStringLiteral("https://service.example"), auth, store};
     tracking::TrackingEngine engine{fake.facilities, store};
+    shell::Services services{
+        .dataStore = store, .authService = auth, .syncService = sync, .trackingEngine = engine};
+    platform::Desktop desktop{.statusItem = item,
+                              .loginItem = loginItem,
+                              .mainQueue = mainQueue,
+                              .urlOpener = urlOpener,
+                              .activation = activation,
+                              .notice = desktopNotice,
+                              .letGoOfSpareMemory = [] {
+                              }};
     app::QuillstepApp app{{.environment = fake.facilities,
-                           .dataStore = store,
-                           .authService = auth,
-                           .syncService = sync,
-                           .trackingEngine = engine,
-                           .mainQueue = mainQueue,
-                           .urlOpener = urlOpener,
-                           .activation = activation,
+                           .services = services,
+                           .desktop = desktop,
                            .finishSettings = [this] {
                                return settingsReachTheDisk;
                            }}};

@@ -8,7 +8,7 @@
 //   gap          gap MILLISECONDS, how long the event loop has been away since the last of these
 // and it says "ready", "made KIND", "opening" and "chosen COMMAND". It ends with its input.
 #include "account/auth_records.h"
-#include "app/shell/menu_rows.h"
+#include "app/shell/app_menu.h"
 #include "platform/linux/gui/system_tray_item.h"
 #include "tests/support/heartbeat.h"
 

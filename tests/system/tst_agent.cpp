@@ -415,7 +415,8 @@ private Q_SLOTS:
                                  "its window title: found",
                                  "data folder: not there yet",
                                  "stored activity: not there yet",
-                                 "service: http://127.0.0.1:8787"})
+                                 "service: http://127.0.0.1:8787",
+                                 "QT_LOGGING_RULES=\"velomira.*=true\""})
             QVERIFY2(answer.contains(QLatin1StringView(line)), qPrintable(answer));
         QVERIFY(!answer.contains(QStringLiteral("private title")));
         QVERIFY(!answer.contains(QStringLiteral("Editor")));

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "account/auth_records.h"
-#include "views/models/account_text.h"
+#include "views/models/account_model.h"
 
 #include <QTest>
 

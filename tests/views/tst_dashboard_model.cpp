@@ -21,6 +21,11 @@ QStringList names(const views::ActivityRows& rows)
     return all;
 }
 
+DashboardModel dashboard(ViewBench& bench, DashboardModel::Zone zone = &QTimeZone::systemTimeZone)
+{
+    return {bench.account, bench.store, bench.tracking, bench.desktopNotice, std::move(zone)};
+}
+
 class TestDashboardModel final : public QObject
 {
     Q_OBJECT
@@ -74,7 +79,7 @@ void TestDashboardModel::todayIsAnotherDayAfterMidnightWithTheNextChange()
     ViewBench bench;
     bench.fake.clock.time = kLastSecond;
     bench.add("Before", 10);
-    DashboardModel model(bench.context, [] { return QTimeZone::utc(); });
+    DashboardModel model = dashboard(bench, [] { return QTimeZone::utc(); });
     model.setVisible(true);
     QCOMPARE(names(*model.topApps()), QStringList{QStringLiteral("Before")});
     bench.fake.clock.time += 1;
@@ -91,7 +96,7 @@ void TestDashboardModel::todayIsThatOfTheZoneTheUserIsInNow()
     bench.fake.clock.time = kLastSecond;
     bench.add("Late", 10);
     QTimeZone zone = QTimeZone::utc();
-    DashboardModel model(bench.context, [&zone] { return zone; });
+    DashboardModel model = dashboard(bench, [&zone] { return zone; });
     model.setVisible(true);
     bench.fake.clock.time += 1;
     zone = QTimeZone(3600); // one o'clock, the record is of 0:59:59
@@ -116,7 +121,7 @@ void TestDashboardModel::theSystemsZoneIsFollowedWhenItChanges()
     bench.fake.clock.time = kLastSecond;
     bench.add("Late", 10);
     bench.fake.clock.time += 1;
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     model.setVisible(true);
     QCOMPARE(names(*model.topApps()), QStringList{QStringLiteral("Late")});
     qputenv("TZ", "UTC");
@@ -128,7 +133,7 @@ void TestDashboardModel::anHourLaterOnTheSameDayNothingIsAddedUp()
 {
     ViewBench bench;
     bench.add("A", 10);
-    DashboardModel model(bench.context, [] { return QTimeZone::utc(); });
+    DashboardModel model = dashboard(bench, [] { return QTimeZone::utc(); });
     model.setVisible(true);
     const QSignalSpy changed(model.topApps(), &QAbstractItemModel::dataChanged);
     bench.add("A", 10);
@@ -144,7 +149,7 @@ void TestDashboardModel::totalsAreThereWhenTheWindowComesOnScreen()
     ViewBench bench;
     bench.add("A", 10, "https://www.example.com/x");
     bench.add("B", 20);
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     QVERIFY(model.topApps()->items().empty());
     model.setVisible(true);
     QCOMPARE(names(*model.topApps()), QStringList({QStringLiteral("B"), QStringLiteral("A")}));
@@ -155,7 +160,7 @@ void TestDashboardModel::totalsAreThereWhenTheWindowComesOnScreen()
 void TestDashboardModel::whatCannotBeSeenIsSaid()
 {
     ViewBench bench;
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     model.setVisible(true);
     QCOMPARE(model.notice(), QString());
     const QSignalSpy changed(&model, &DashboardModel::changed);
@@ -167,7 +172,7 @@ void TestDashboardModel::whatCannotBeSeenIsSaid()
 void TestDashboardModel::nothingIsComputedWhileHidden()
 {
     ViewBench bench;
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     model.setVisible(true);
     model.setVisible(false);
     const QSignalSpy changed(&model, &DashboardModel::changed);
@@ -184,7 +189,7 @@ void TestDashboardModel::nothingIsComputedWhileHidden()
 void TestDashboardModel::activitiesCountAtMostOnceASecond()
 {
     ViewBench bench;
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     model.setVisible(true);
     bench.add("A", 1);
     QCOMPARE(model.topApps()->maxDuration(), 1.0);
@@ -208,7 +213,7 @@ void TestDashboardModel::theRangeTakesEffectAtOnce()
     bench.add("Yesterday", 10);
     bench.fake.clock.time += 86400;
     bench.add("Today", 5);
-    DashboardModel model(bench.context, [] { return QTimeZone::utc(); });
+    DashboardModel model = dashboard(bench, [] { return QTimeZone::utc(); });
     model.setVisible(true);
     QCOMPARE(model.timeRanges(),
              QStringList({QStringLiteral("Today"), QStringLiteral("All Time")}));
@@ -226,7 +231,7 @@ void TestDashboardModel::rowsStayInPlaceWhenTheirDurationsChange()
     ViewBench bench;
     bench.add("A", 10);
     bench.add("B", 5);
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     model.setVisible(true);
     const QSignalSpy reset(model.topApps(), &QAbstractItemModel::modelReset);
     const QSignalSpy inserted(model.topApps(), &QAbstractItemModel::rowsInserted);
@@ -246,7 +251,7 @@ void TestDashboardModel::rowsStayInPlaceWhenTheirDurationsChange()
 void TestDashboardModel::theHeaderFollowsTheAccount()
 {
     ViewBench bench;
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     QVERIFY(!model.isAuthenticated());
     bench.signIn({});
     QVERIFY(model.isAuthenticated());
@@ -264,33 +269,37 @@ void TestDashboardModel::syncStatesAreToldApart()
     ViewBench bench;
     bench.signIn();
     bench.add("A", 1);
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     QVERIFY(!model.isSyncing() && !model.hasSyncError());
+    QCOMPARE(model.syncText(), QStringLiteral("Active"));
     bench.sync.sync();
     QVERIFY(model.isSyncing() && !model.hasSyncError());
+    QCOMPARE(model.syncText(), QStringLiteral("Syncing..."));
+    QCOMPARE(model.syncDetail(), QString());
     bench.fake.httpClient.answer(
         platform::TransferFailure{.text = QStringLiteral("no way"), .description = {}});
     QTRY_VERIFY(!bench.sync.isSyncing());
     QVERIFY(model.hasSyncError());
+    QCOMPARE(model.syncText(), QStringLiteral("Sync Error"));
     QCOMPARE(model.syncError(), bench.sync.lastSyncError().value_or(QString()));
 }
 
 void TestDashboardModel::theLastSyncIsToldOnlyWhenActive()
 {
     ViewBench bench;
-    DashboardModel model(bench.context);
-    QCOMPARE(model.lastSync(), QString());
+    DashboardModel model = dashboard(bench);
+    QCOMPARE(model.syncDetail(), QString());
     bench.sync.setLastSyncTime(bench.fake.clock.time - 301);
-    QCOMPARE(model.lastSync(), QStringLiteral("Last: 5 min. ago"));
+    QCOMPARE(model.syncDetail(), QStringLiteral("Last: 5 min. ago"));
     QCoro::waitFor(bench.sync.sync());
-    QVERIFY(model.hasSyncError());
-    QCOMPARE(model.lastSync(), QString());
+    QVERIFY(model.hasSyncError() && !model.syncError().isEmpty());
+    QCOMPARE(model.syncDetail(), model.syncError());
 }
 
 void TestDashboardModel::trackingIsToggled()
 {
     ViewBench bench;
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     model.toggleTracking();
     QVERIFY(bench.tracking.isTracking() && model.isTracking());
     model.toggleTracking();
@@ -302,7 +311,7 @@ void TestDashboardModel::syncStartsFromTheMainQueue()
     ViewBench bench;
     bench.signIn();
     bench.add("A", 1);
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     model.sync();
     QVERIFY(!bench.sync.isSyncing());
     bench.mainQueue.advance();
@@ -312,7 +321,7 @@ void TestDashboardModel::syncStartsFromTheMainQueue()
 void TestDashboardModel::windowsComeToTheFront()
 {
     ViewBench bench;
-    DashboardModel model(bench.context);
+    DashboardModel model = dashboard(bench);
     model.openLogin();
     model.openSettings();
     QCOMPARE(bench.activation.calls,

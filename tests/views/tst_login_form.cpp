@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/views/view_bench.h"
 #include "views/models/login_form.h"
-#include "views/models/login_view_wrapper.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -39,9 +38,16 @@ struct FormBench : ViewBench
 
     QStringList calls;
     std::weak_ptr<LoginForm> attempted;
-    views::LoginViewWrapper wrapper{context};
+    views::LoginViewWrapper wrapper{services, windows, mainQueue, [this](bool value) {
+                                        isShowingLogin = value;
+                                    }};
+    LoginForm::Dependencies uses{.services = services,
+                                 .mainQueue = mainQueue,
+                                 .activation = activation,
+                                 .urlOpener = urlOpener,
+                                 .serviceUrl = serviceUrl};
     std::shared_ptr<LoginForm> form =
-        LoginForm::create(context,
+        LoginForm::create(uses,
                           {.dismiss = [this] { calls.append(QStringLiteral("dismiss")); },
                            .onLoginSuccess =
                                [this] {
@@ -283,8 +289,8 @@ void TestLoginForm::theWebSiteIsThatOfTheService()
 {
     QFETCH(const QString, service);
     FormBench bench;
-    bench.context.serviceUrl = service;
-    const auto form = LoginForm::create(bench.context, {});
+    bench.uses.serviceUrl = service;
+    const auto form = LoginForm::create(bench.uses, {});
     QTEST(form->serviceHost(), "shown");
     form->openWebSite();
     QTEST(bench.urlOpener.opened.join(u' '), "opened");

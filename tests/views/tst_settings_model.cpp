@@ -11,6 +11,16 @@ using views::SettingsModel;
 
 namespace {
 
+SettingsModel settings(ViewBench& bench)
+{
+    return {bench.account,
+            {.userDefaults = bench.fake.userDefaults,
+             .loginItem = bench.loginItem,
+             .diagnostics = bench.fake.diagnostics,
+             .urlOpener = bench.urlOpener,
+             .serviceUrl = bench.serviceUrl}};
+}
+
 class TestSettingsModel final : public QObject
 {
     Q_OBJECT
@@ -35,7 +45,7 @@ private Q_SLOTS:
 void TestSettingsModel::theIntervalIsFiveUntilTheUserHasChosen()
 {
     ViewBench bench;
-    const SettingsModel model(bench.context);
+    const SettingsModel model = settings(bench);
     QCOMPARE(model.syncInterval(), 5);
     QCOMPARE(model.interval(), QStringLiteral("5"));
     QVERIFY(!bench.fake.userDefaults.string(QStringLiteral("syncInterval")));
@@ -55,7 +65,7 @@ void TestSettingsModel::theSliderStoresItsPositionAtOnce()
     QFETCH(const double, position);
     QFETCH(const qint64, stored);
     ViewBench bench;
-    SettingsModel model(bench.context);
+    SettingsModel model = settings(bench);
     const QSignalSpy changed(&model, &SettingsModel::changed);
     model.moveIntervalSlider(position);
     QCOMPARE(bench.fake.userDefaults.integer(QStringLiteral("syncInterval")), stored);
@@ -67,7 +77,7 @@ void TestSettingsModel::theRunningTimerKeepsItsInterval()
 {
     ViewBench bench;
     bench.sync.setupTimer();
-    SettingsModel model(bench.context);
+    SettingsModel model = settings(bench);
     model.moveIntervalSlider(30);
     QCOMPARE(bench.fake.repeatingTimers.scheduled, 1);
     QCOMPARE(bench.fake.repeatingTimers.interval(), std::chrono::minutes(1));
@@ -76,7 +86,7 @@ void TestSettingsModel::theRunningTimerKeepsItsInterval()
 void TestSettingsModel::countersAreReadWhenSomethingChanges()
 {
     ViewBench bench;
-    SettingsModel model(bench.context);
+    SettingsModel model = settings(bench);
     QCOMPARE(model.lastRecordCount(), QStringLiteral("0"));
     const QSignalSpy changed(&model, &SettingsModel::changed);
     bench.fake.userDefaults.setInteger(QStringLiteral("lastSyncRecordCount"), 12);
@@ -91,7 +101,7 @@ void TestSettingsModel::countersAreReadWhenSomethingChanges()
 void TestSettingsModel::theLastSyncIsNeverAtFirst()
 {
     ViewBench bench;
-    const SettingsModel model(bench.context);
+    const SettingsModel model = settings(bench);
     QCOMPARE(model.formatLastSync(), QStringLiteral("Never"));
     bench.sync.setLastSyncTime(bench.fake.clock.time - 301);
     QCOMPARE(model.formatLastSync(), QStringLiteral("5 min. ago"));
@@ -104,7 +114,7 @@ void TestSettingsModel::anUploadWithNothingToSendIsShownAtOnce()
     bench.signIn();
     bench.fake.userDefaults.setInteger(QStringLiteral("lastSyncRecordCount"), 12);
     bench.sync.setLastSyncTime(bench.fake.clock.time - 301);
-    SettingsModel model(bench.context);
+    SettingsModel model = settings(bench);
     QStringList shown;
     connect(&model, &SettingsModel::changed, this, [&] {
         shown.append(
@@ -123,7 +133,7 @@ void TestSettingsModel::accountsWithoutARecordAreLoggedIn()
 {
     ViewBench bench;
     bench.signIn({});
-    const SettingsModel model(bench.context);
+    const SettingsModel model = settings(bench);
     QCOMPARE(model.accountName(), QStringLiteral("Logged In"));
     QCOMPARE(model.accountEmail(), QString());
     QCOMPARE(model.initials(), QStringLiteral("U"));
@@ -133,7 +143,7 @@ void TestSettingsModel::anAddressStandsForTheNameAndBelowIt()
 {
     ViewBench bench;
     bench.signIn(R"({"id":1,"email":"x@example.com"})");
-    const SettingsModel model(bench.context);
+    const SettingsModel model = settings(bench);
     QCOMPARE(model.accountName(), QStringLiteral("x@example.com"));
     QCOMPARE(model.accountEmail(), QStringLiteral("x@example.com"));
     QCOMPARE(model.initials(), QStringLiteral("X"));
@@ -143,7 +153,7 @@ void TestSettingsModel::theSwitchShowsWhatIsRegistered()
 {
     ViewBench bench;
     bench.loginItem.enabled = true;
-    SettingsModel model(bench.context);
+    SettingsModel model = settings(bench);
     QVERIFY(model.launchAtLogin());
     QCOMPARE(bench.loginItem.requests, 0);
     model.changeLaunchAtLogin(false);
@@ -155,7 +165,7 @@ void TestSettingsModel::theSwitchShowsWhatIsRegistered()
 void TestSettingsModel::aRefusedRegistrationTurnsTheSwitchBack()
 {
     ViewBench bench;
-    SettingsModel model(bench.context);
+    SettingsModel model = settings(bench);
     // Refused once; turning back is a change like any other and succeeds.
     bench.loginItem.fault = QStringLiteral("disk full");
     connect(&model, &SettingsModel::launchAtLoginChanged, this, [&] {
@@ -172,7 +182,7 @@ void TestSettingsModel::aRefusedRegistrationTurnsTheSwitchBack()
 void TestSettingsModel::aRefusalBothWaysIsSaidTwice()
 {
     ViewBench bench;
-    SettingsModel model(bench.context);
+    SettingsModel model = settings(bench);
     bench.loginItem.fault = QStringLiteral("disk full");
     model.changeLaunchAtLogin(true);
     QVERIFY(!model.launchAtLogin());
@@ -196,8 +206,8 @@ void TestSettingsModel::theWebSiteIsThatOfTheService()
 {
     QFETCH(const QString, service);
     ViewBench bench;
-    bench.context.serviceUrl = service;
-    SettingsModel model(bench.context);
+    bench.serviceUrl = service;
+    SettingsModel model = settings(bench);
     QTEST(model.serviceHost(), "shown");
     model.openWebSite();
     QTEST(bench.urlOpener.opened.join(u' '), "opened");

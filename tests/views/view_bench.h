@@ -6,16 +6,18 @@
 #include "activity/data_store.h"
 #include "app/shell/app_menu.h"
 #include "app/shell/window_router.h"
+#include "platform/desktop.h"
 #include "sync/sync_service.h"
 #include "tests/fakes/fake_app_activation.h"
 #include "tests/fakes/fake_desktop_notice.h"
 #include "tests/fakes/fake_environment.h"
 #include "tests/fakes/fake_login_item.h"
 #include "tests/fakes/fake_main_queue.h"
+#include "tests/fakes/fake_status_item.h"
 #include "tests/fakes/fake_url_opener.h"
 #include "tests/support/activity_samples.h"
 #include "tracking/tracking_engine.h"
-#include "views/view_context.h"
+#include "views/models/account_model.h"
 
 #include <QCoroTask>
 
@@ -51,6 +53,7 @@ struct ViewBench
     fakes::FakeUrlOpener urlOpener;
     fakes::FakeAppActivation activation;
     fakes::FakeLoginItem loginItem;
+    fakes::FakeStatusItem statusItem;
     QString serviceUrl = QStringLiteral("https://service.example:8443");
     activity::DataStore store{{.applicationSupport = QStringLiteral("/data"),
                                .files = fake.atomicFiles,
@@ -62,32 +65,25 @@ struct ViewBench
     syncing::SyncService sync{fake.facilities, serviceUrl, auth, store};
     tracking::TrackingEngine tracking{fake.facilities, store};
     fakes::FakeDesktopNotice desktopNotice;
-    shell::WindowRouter windows;
-    shell::AppMenu menu{{.windows = windows,
-                         .authService = auth,
-                         .syncService = sync,
-                         .trackingEngine = tracking,
-                         .activation = activation,
-                         .mainQueue = mainQueue}};
+    shell::Services services{
+        .dataStore = store, .authService = auth, .syncService = sync, .trackingEngine = tracking};
+    platform::Desktop desktop{.statusItem = statusItem,
+                              .loginItem = loginItem,
+                              .mainQueue = mainQueue,
+                              .urlOpener = urlOpener,
+                              .activation = activation,
+                              .notice = desktopNotice,
+                              .letGoOfSpareMemory = [] {
+                              }};
+    shell::WindowRouter windows{activation};
+    shell::AppMenu menu{services, windows, mainQueue};
     bool isShowingLogin = true;
-    views::ViewContext context{
-        .dataStore = store,
-        .authService = auth,
-        .syncService = sync,
-        .trackingEngine = tracking,
-        .userDefaults = fake.userDefaults,
-        .loginItem = loginItem,
-        .clock = fake.clock,
-        .diagnostics = fake.diagnostics,
-        .mainQueue = mainQueue,
-        .urlOpener = urlOpener,
-        .activation = activation,
-        .desktopNotice = desktopNotice,
-        .windows = windows,
-        .menu = menu,
-        .setIsShowingLogin = [this](bool value) { isShowingLogin = value; },
-        .serviceUrl = serviceUrl,
-    };
+    /// What the models of the dashboard and the settings have in common.
+    views::AccountModel::Dependencies account{.authService = auth,
+                                              .syncService = sync,
+                                              .windows = windows,
+                                              .mainQueue = mainQueue,
+                                              .clock = fake.clock};
 };
 
 } // namespace support

@@ -27,7 +27,14 @@ struct WindowBench : ViewBench
 
     /// What QML, Qt Quick and the rest have complained about.
     QStringList warnings;
-    views::QmlWindowFactory factory{context};
+    views::QmlWindowFactory factory{
+        {.services = services,
+         .environment = fake.facilities,
+         .desktop = desktop,
+         .windows = windows,
+         .menu = menu,
+         .setIsShowingLogin = [this](bool value) { isShowingLogin = value; },
+         .serviceUrl = serviceUrl}};
 };
 
 } // namespace support

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "views/models/activity_rows.h"
 
-#include "views/models/bar_width.h"
-
 #include <algorithm>
 #include <utility>
 
@@ -76,7 +74,9 @@ QHash<int, QByteArray> ActivityRows::roleNames() const
 
 double ActivityRows::barWidth(double available, double duration, double maxDuration)
 {
-    return views::barWidth(available, duration, maxDuration);
+    constexpr double kLeast = 4;
+    const double width = available * (duration / maxDuration);
+    return width > kLeast ? width : kLeast; // not-a-number is not
 }
 
 } // namespace views

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/time_texts.h"
-#include "views/models/aggregated_item.h"
+#include "views/models/duration_totals.h"
 
 #include <QAbstractListModel>
 
@@ -42,7 +42,9 @@ public:
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
-    /// See views::barWidth().
+    /// How wide the bar of an item is, in the unit of `available`, the width of the largest item's:
+    /// the item's share of `maxDuration`, but at least 4. That also where the share is no number,
+    /// as with nothing of nothing.
     Q_INVOKABLE [[nodiscard]] static double
     barWidth(double available, double duration, double maxDuration);
 

@@ -24,6 +24,17 @@ std::string asItIs(std::string_view text)
 
 } // namespace
 
+QString rawValue(TimeRange range)
+{
+    switch (range) {
+    case TimeRange::Today:
+        return QStringLiteral("Today");
+    case TimeRange::AllTime:
+        return QStringLiteral("All Time");
+    }
+    return {};
+}
+
 ActivityTotals::Sums::Sums(TimeRange ofRange, double now, const QTimeZone& ofZone)
     : range(ofRange)
     , zone(ofZone)

@@ -3,17 +3,30 @@
 #pragma once
 
 #include "activity/activity_list.h"
-#include "views/models/aggregated_item.h"
 #include "views/models/duration_totals.h"
 #include "views/models/local_day.h"
-#include "views/models/time_range.h"
 
+#include <QString>
 #include <QTimeZone>
 
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
 namespace views {
+
+/// Which records the dashboard looks at.
+enum class TimeRange : std::uint8_t {
+    Today,
+    AllTime,
+};
+
+/// All of them, in the order in which they are offered.
+inline constexpr std::array kTimeRanges{TimeRange::Today, TimeRange::AllTime};
+
+/// Its name for users, which also identifies it: "Today", "All Time".
+[[nodiscard]] QString rawValue(TimeRange range);
 
 /// What was spent on applications and web sites. Remembers where it was: of a list that has only
 /// grown it looks at what is new. Holds on to the records meanwhile.

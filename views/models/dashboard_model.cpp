@@ -6,13 +6,9 @@
 #include "account/auth_service.h"
 #include "activity/data_store.h"
 #include "app/shell/window_router.h"
-#include "platform/app_activation.h"
-#include "platform/clock.h"
 #include "platform/desktop_notice.h"
 #include "platform/main_queue.h"
-#include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"
-#include "views/models/account_text.h"
 
 #include <QPointer>
 
@@ -23,9 +19,7 @@ namespace views {
 
 namespace {
 
-using account::AuthService;
 using activity::DataStore;
-using syncing::SyncService;
 using tracking::TrackingEngine;
 
 constexpr std::chrono::seconds kPause(1);
@@ -33,77 +27,44 @@ const QString kLast = QStringLiteral("Last: ");
 
 } // namespace
 
-DashboardModel::DashboardModel(ViewContext context, Zone zone)
-    : m_to(std::move(context))
+DashboardModel::DashboardModel(const Dependencies& account,
+                               DataStore& dataStore,
+                               TrackingEngine& trackingEngine,
+                               platform::DesktopNotice& notice,
+                               Zone zone)
+    : AccountModel(account, QStringLiteral("Active"))
+    , m_dataStore(dataStore)
+    , m_trackingEngine(trackingEngine)
+    , m_notice(notice)
     , m_zone(std::move(zone))
     , m_topApps(nullptr)
     , m_topWebsites(nullptr)
 {
-    connect(&m_to.authService, &AuthService::isAuthenticatedChanged, this, &DashboardModel::redraw);
-    connect(&m_to.authService, &AuthService::currentUserChanged, this, &DashboardModel::redraw);
-    connect(&m_to.desktopNotice,
-            &platform::DesktopNotice::noticeChanged,
-            this,
-            &DashboardModel::redraw);
-    connect(&m_to.syncService, &SyncService::isSyncingChanged, this, &DashboardModel::redraw);
-    connect(&m_to.syncService, &SyncService::lastSyncErrorChanged, this, &DashboardModel::redraw);
-    connect(
-        &m_to.trackingEngine, &TrackingEngine::isTrackingChanged, this, &DashboardModel::redraw);
-    connect(
-        &m_to.dataStore, &DataStore::activitiesChanged, this, &DashboardModel::activitiesChanged);
-}
-
-bool DashboardModel::isAuthenticated() const
-{
-    return m_to.authService.isAuthenticated();
-}
-
-QString DashboardModel::initials() const
-{
-    return getInitials(m_to.authService.currentUser());
+    connect(&m_notice, &platform::DesktopNotice::noticeChanged, this, &DashboardModel::redraw);
+    connect(&m_trackingEngine, &TrackingEngine::isTrackingChanged, this, &DashboardModel::redraw);
+    connect(&m_dataStore, &DataStore::activitiesChanged, this, &DashboardModel::activitiesChanged);
 }
 
 QString DashboardModel::displayName() const
 {
-    return account::displayName(m_to.authService.currentUser());
+    return account::displayName(authService().currentUser());
 }
 
-SyncStatus DashboardModel::status() const
+QString DashboardModel::syncDetail() const
 {
-    return syncStatus(m_to.syncService.isSyncing(),
-                      m_to.syncService.lastSyncError(),
-                      m_to.syncService.lastSyncTime());
-}
-
-bool DashboardModel::isSyncing() const
-{
-    return status().state == SyncStatus::State::Syncing;
-}
-
-bool DashboardModel::hasSyncError() const
-{
-    return status().state == SyncStatus::State::Error;
-}
-
-QString DashboardModel::syncError() const
-{
-    return status().error;
-}
-
-QString DashboardModel::lastSync() const
-{
-    const auto last = status().lastTime;
-    return last ? kLast + m_relativeTimeText.text(*last, m_to.clock.now(), m_zone()) : QString();
+    const auto last =
+        syncState() == SyncState::Active ? lastSyncText(m_zone()) : std::optional<QString>();
+    return last ? kLast + *last : syncError();
 }
 
 QString DashboardModel::notice() const
 {
-    return m_to.desktopNotice.notice();
+    return m_notice.notice();
 }
 
 bool DashboardModel::isTracking() const
 {
-    return m_to.trackingEngine.isTracking();
+    return m_trackingEngine.isTracking();
 }
 
 QStringList DashboardModel::timeRanges()
@@ -161,7 +122,7 @@ void DashboardModel::activitiesChanged()
 void DashboardModel::beginPause()
 {
     m_isPausing = true;
-    m_to.mainQueue.asyncAfter(kPause, [self = QPointer(this)] {
+    mainQueue().asyncAfter(kPause, [self = QPointer(this)] {
         if (self)
             self->pauseEnded();
     });
@@ -177,45 +138,28 @@ void DashboardModel::pauseEnded()
 void DashboardModel::addUp()
 {
     m_isOutdated = false;
-    m_totals.update(m_to.dataStore.activities(), m_timeRange, m_to.clock.now(), m_zone());
+    m_totals.update(m_dataStore.activities(), m_timeRange, now(), m_zone());
     m_topApps.setItems(m_totals.topApps());
     m_topWebsites.setItems(m_totals.topWebsites());
 }
 
 void DashboardModel::addUpOnAnotherDay()
 {
-    if (!m_totals.isOfTheDay(m_to.clock.now(), m_zone()))
+    if (!m_totals.isOfTheDay(now(), m_zone()))
         addUp();
-}
-
-void DashboardModel::logout()
-{
-    m_to.authService.logout();
-}
-
-void DashboardModel::openLogin()
-{
-    m_to.windows.openWindow(shell::kLoginWindow);
-    m_to.activation.activateIgnoringOtherApps();
 }
 
 void DashboardModel::openSettings()
 {
-    m_to.windows.openSettings();
-    m_to.activation.activateIgnoringOtherApps();
-}
-
-void DashboardModel::sync()
-{
-    m_to.mainQueue.async([&service = m_to.syncService] { service.sync(); });
+    windows().show(shell::kSettingsWindow);
 }
 
 void DashboardModel::toggleTracking()
 {
-    if (m_to.trackingEngine.isTracking())
-        m_to.trackingEngine.stop();
+    if (m_trackingEngine.isTracking())
+        m_trackingEngine.stop();
     else
-        m_to.trackingEngine.start();
+        m_trackingEngine.start();
 }
 
 } // namespace views

@@ -2,18 +2,26 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/time_texts.h"
+#include "views/models/account_model.h"
 #include "views/models/activity_rows.h"
 #include "views/models/activity_totals.h"
-#include "views/models/sync_status.h"
-#include "views/models/time_range.h"
-#include "views/view_context.h"
 
-#include <QObject>
 #include <QStringList>
 #include <QTimeZone>
 
 #include <functional>
+
+namespace activity {
+class DataStore;
+}
+
+namespace platform {
+class DesktopNotice;
+}
+
+namespace tracking {
+class TrackingEngine;
+}
 
 namespace views {
 
@@ -22,17 +30,13 @@ namespace views {
 /// The totals are added up anew when the window comes on screen, when the range changes, when
 /// activities go, and when with any other change it is another day than before, or the user is in
 /// another time zone. Activities that come are added to them, at most once a second. While the
-/// window is hidden nothing is computed, kept or told. Main thread; the context must outlive it.
-class DashboardModel final : public QObject
+/// window is hidden nothing is computed, kept or told. Main thread; what it is given must
+/// outlive it.
+class DashboardModel final : public AccountModel
 {
     Q_OBJECT
-    Q_PROPERTY(bool isAuthenticated READ isAuthenticated NOTIFY changed FINAL)
-    Q_PROPERTY(QString initials READ initials NOTIFY changed FINAL)
     Q_PROPERTY(QString displayName READ displayName NOTIFY changed FINAL)
-    Q_PROPERTY(bool isSyncing READ isSyncing NOTIFY changed FINAL)
-    Q_PROPERTY(bool hasSyncError READ hasSyncError NOTIFY changed FINAL)
-    Q_PROPERTY(QString syncError READ syncError NOTIFY changed FINAL)
-    Q_PROPERTY(QString lastSync READ lastSync NOTIFY changed FINAL)
+    Q_PROPERTY(QString syncDetail READ syncDetail NOTIFY changed FINAL)
     Q_PROPERTY(QString notice READ notice NOTIFY changed FINAL)
     Q_PROPERTY(bool isTracking READ isTracking NOTIFY changed FINAL)
     Q_PROPERTY(QList<QString> timeRanges READ timeRanges CONSTANT FINAL)
@@ -44,17 +48,17 @@ public:
     /// Tells the user's time zone as it is now.
     using Zone = std::function<QTimeZone()>;
 
-    explicit DashboardModel(ViewContext context, Zone zone = &QTimeZone::systemTimeZone);
+    DashboardModel(const Dependencies& account,
+                   activity::DataStore& dataStore,
+                   tracking::TrackingEngine& trackingEngine,
+                   platform::DesktopNotice& notice,
+                   Zone zone = &QTimeZone::systemTimeZone);
 
-    [[nodiscard]] bool isAuthenticated() const;
-    [[nodiscard]] QString initials() const;
     [[nodiscard]] QString displayName() const;
 
-    [[nodiscard]] bool isSyncing() const;
-    [[nodiscard]] bool hasSyncError() const;
-    [[nodiscard]] QString syncError() const;
-    /// "Last: 5 min. ago"; empty before the first upload and while something else is to be said.
-    [[nodiscard]] QString lastSync() const;
+    /// Below the state of the uploads: why the last one failed, or "Last: 5 min. ago"; empty before
+    /// the first and while one is under way.
+    [[nodiscard]] QString syncDetail() const;
 
     /// What cannot be seen on this desktop; empty where everything can.
     [[nodiscard]] QString notice() const;
@@ -73,29 +77,24 @@ public:
     /// Whether somebody can see it; not until this has been said.
     void setVisible(bool visible);
 
-    Q_INVOKABLE void logout();
-    Q_INVOKABLE void openLogin();
     Q_INVOKABLE void openSettings();
-    Q_INVOKABLE void sync();
     Q_INVOKABLE void toggleTracking();
 
 Q_SIGNALS:
-    /// Something that is observed has changed.
-    void changed();
     void timeRangeChanged();
 
 private:
-    void redraw();
+    void redraw() override;
     void activitiesChanged();
     void beginPause();
     void pauseEnded();
     void addUp();
     void addUpOnAnotherDay();
-    [[nodiscard]] SyncStatus status() const;
 
-    ViewContext m_to;
+    activity::DataStore& m_dataStore;
+    tracking::TrackingEngine& m_trackingEngine;
+    platform::DesktopNotice& m_notice;
     Zone m_zone;
-    platform::RelativeTimeText m_relativeTimeText;
     TimeRange m_timeRange = TimeRange::Today;
     ActivityRows m_topApps;
     ActivityRows m_topWebsites;

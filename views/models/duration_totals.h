@@ -3,7 +3,8 @@
 #pragma once
 
 #include "activity/shared_text.h"
-#include "views/models/aggregated_item.h"
+
+#include <QString>
 
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +14,17 @@
 #include <vector>
 
 namespace views {
+
+/// What was spent on one application or site.
+struct AggregatedItem
+{
+    /// Tells the items of one list apart.
+    QString name;
+    /// In seconds.
+    double duration = 0;
+
+    bool operator==(const AggregatedItem&) const = default;
+};
 
 /// Adds up durations by what a text stands for. Texts that share a buffer are told by that, so
 /// each distinct one is looked at once; what is added meanwhile costs no memory.

@@ -3,13 +3,14 @@
 #include "views/models/login_form.h"
 
 #include "account/auth_service.h"
-#include "app/shell/service_startup.h"
+#include "app/shell/window_router.h"
 #include "platform/app_activation.h"
 #include "platform/main_queue.h"
 #include "platform/url_opener.h"
 #include "platform/wipe.h"
-#include "views/models/service_web_site.h"
+#include "views/models/account_model.h"
 
+#include <chrono>
 #include <utility>
 
 namespace views {
@@ -19,16 +20,38 @@ namespace {
 using platform::ActivationPolicy;
 
 const QString kRefused = QStringLiteral("Invalid email or password. Please try again.");
+constexpr std::chrono::milliseconds kUntilTheDashboard(200);
 
 } // namespace
 
-std::shared_ptr<LoginForm> LoginForm::create(ViewContext context, Actions actions)
+LoginViewWrapper::LoginViewWrapper(const shell::Services& services,
+                                   shell::WindowRouter& windows,
+                                   platform::MainQueue& mainQueue,
+                                   std::function<void(bool)> setIsShowingLogin)
+    : m_services(services)
+    , m_windows(windows)
+    , m_mainQueue(mainQueue)
+    , m_setIsShowingLogin(std::move(setIsShowingLogin))
 {
-    return std::shared_ptr<LoginForm>(new LoginForm(std::move(context), std::move(actions)));
 }
 
-LoginForm::LoginForm(ViewContext context, Actions actions)
-    : m_to(std::move(context))
+void LoginViewWrapper::loginSucceeded() const
+{
+    m_setIsShowingLogin(false);
+    // The form has done so, too; the interval of the uploads begins here.
+    m_services.start();
+    m_windows.dismissWindow(shell::kLoginWindow);
+    m_mainQueue.asyncAfter(kUntilTheDashboard,
+                           [&windows = m_windows] { windows.show(shell::kDashboardWindow); });
+}
+
+std::shared_ptr<LoginForm> LoginForm::create(Dependencies dependencies, Actions actions)
+{
+    return std::shared_ptr<LoginForm>(new LoginForm(std::move(dependencies), std::move(actions)));
+}
+
+LoginForm::LoginForm(Dependencies dependencies, Actions actions)
+    : m_to(std::move(dependencies))
     , m_actions(std::move(actions))
 {
 }
@@ -111,7 +134,8 @@ QCoro::Task<> LoginForm::login(std::shared_ptr<LoginForm> self)
 {
     self->setIsLoading(true);
     // The form may be gone from the screen when the answer comes; `self` is not.
-    const bool succeeded = co_await self->m_to.authService.login(self->m_email, self->m_password);
+    const bool succeeded =
+        co_await self->m_to.services.authService.login(self->m_email, self->m_password);
     self->setIsLoading(false);
     self->finish(succeeded);
 }
@@ -119,11 +143,11 @@ QCoro::Task<> LoginForm::login(std::shared_ptr<LoginForm> self)
 void LoginForm::finish(bool succeeded)
 {
     if (!succeeded) {
-        setErrorMessage(m_to.authService.lastError().value_or(kRefused));
+        setErrorMessage(m_to.services.authService.lastError().value_or(kRefused));
         return;
     }
     setPassword({});
-    shell::startServices(m_to.syncService, m_to.trackingEngine);
+    m_to.services.start();
     m_actions.dismiss();
     m_actions.onLoginSuccess();
 }

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "views/view_context.h"
+#include "app/shell/services.h"
 
 #include <QCoroTask>
 #include <QObject>
@@ -11,11 +11,42 @@
 #include <functional>
 #include <memory>
 
+namespace platform {
+class AppActivation;
+class MainQueue;
+class UrlOpener;
+} // namespace platform
+
+namespace shell {
+class WindowRouter;
+}
+
 namespace views {
+
+/// The windows around the login form: what follows a successful sign-in.
+/// Main thread; what it is given must outlive it.
+class LoginViewWrapper final
+{
+public:
+    /// `setIsShowingLogin` is told false when the login window has done its work.
+    LoginViewWrapper(const shell::Services& services,
+                     shell::WindowRouter& windows,
+                     platform::MainQueue& mainQueue,
+                     std::function<void(bool)> setIsShowingLogin);
+
+    /// Starts the services anew, closes the login window and opens the dashboard a moment later.
+    void loginSucceeded() const;
+
+private:
+    shell::Services m_services;
+    shell::WindowRouter& m_windows;
+    platform::MainQueue& m_mainQueue;
+    std::function<void(bool)> m_setIsShowingLogin;
+};
 
 /// The login form. A sign-in that is under way keeps it alive after its window is closed and then
 /// does all that a success entails; so it is made by create() and held by shared pointers.
-/// Main thread; what the context refers to must outlive it.
+/// Main thread; what it is given must outlive it.
 class LoginForm final : public QObject, public std::enable_shared_from_this<LoginForm>
 {
     Q_OBJECT
@@ -37,6 +68,15 @@ public:
     };
     Q_ENUM(Field)
 
+    struct Dependencies
+    {
+        shell::Services services;
+        platform::MainQueue& mainQueue;
+        platform::AppActivation& activation;
+        platform::UrlOpener& urlOpener;
+        QString serviceUrl;
+    };
+
     struct Actions
     {
         /// Closes the window that shows the form, if it still does.
@@ -46,7 +86,8 @@ public:
         std::function<void()> focusWindow;
     };
 
-    [[nodiscard]] static std::shared_ptr<LoginForm> create(ViewContext context, Actions actions);
+    [[nodiscard]] static std::shared_ptr<LoginForm> create(Dependencies dependencies,
+                                                           Actions actions);
 
     ~LoginForm() override;
     LoginForm(const LoginForm&) = delete;
@@ -105,7 +146,7 @@ Q_SIGNALS:
     void focusedFieldChanged();
 
 private:
-    LoginForm(ViewContext context, Actions actions);
+    LoginForm(Dependencies dependencies, Actions actions);
 
     static QCoro::Task<> login(std::shared_ptr<LoginForm> self);
 
@@ -113,7 +154,7 @@ private:
     void setErrorMessage(const QString& text);
     void setIsLoading(bool value);
 
-    ViewContext m_to;
+    Dependencies m_to;
     Actions m_actions;
     QString m_email;
     QString m_password;

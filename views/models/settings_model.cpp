@@ -4,18 +4,11 @@
 
 #include "account/auth_records.h"
 #include "account/auth_service.h"
-#include "app/shell/window_router.h"
-#include "platform/app_activation.h"
 #include "platform/build_config.h"
-#include "platform/clock.h"
 #include "platform/diagnostics.h"
 #include "platform/login_item.h"
-#include "platform/main_queue.h"
 #include "platform/url_opener.h"
 #include "platform/user_defaults.h"
-#include "sync/sync_service.h"
-#include "views/models/account_text.h"
-#include "views/models/service_web_site.h"
 
 #include <QTimeZone>
 
@@ -25,9 +18,6 @@
 namespace views {
 
 namespace {
-
-using account::AuthService;
-using syncing::SyncService;
 
 const QString kSyncInterval = QStringLiteral("syncInterval");
 const QString kLastRecordCount = QStringLiteral("lastSyncRecordCount");
@@ -41,66 +31,28 @@ const QString kFailedToDisable = QStringLiteral("Failed to disable launch at log
 
 } // namespace
 
-SettingsModel::SettingsModel(ViewContext context)
-    : m_to(std::move(context))
+SettingsModel::SettingsModel(const Dependencies& account, Facilities facilities)
+    : AccountModel(account, QStringLiteral("Sync Active"))
+    , m_to(std::move(facilities))
     , m_launchAtLogin(m_to.loginItem.isEnabled())
 {
-    connect(&m_to.authService, &AuthService::isAuthenticatedChanged, this, &SettingsModel::changed);
-    connect(&m_to.authService, &AuthService::currentUserChanged, this, &SettingsModel::changed);
-    connect(&m_to.syncService, &SyncService::isSyncingChanged, this, &SettingsModel::changed);
-    connect(&m_to.syncService, &SyncService::lastSyncErrorChanged, this, &SettingsModel::changed);
-}
-
-bool SettingsModel::isAuthenticated() const
-{
-    return m_to.authService.isAuthenticated();
-}
-
-QString SettingsModel::initials() const
-{
-    return getInitials(m_to.authService.currentUser());
 }
 
 QString SettingsModel::accountName() const
 {
-    const auto& user = m_to.authService.currentUser();
+    const auto& user = authService().currentUser();
     return user ? account::displayName(user) : kLoggedIn;
 }
 
 QString SettingsModel::accountEmail() const
 {
-    const auto& user = m_to.authService.currentUser();
+    const auto& user = authService().currentUser();
     return user ? user->email.value_or(QString()) : QString();
-}
-
-SyncStatus SettingsModel::status() const
-{
-    return syncStatus(m_to.syncService.isSyncing(),
-                      m_to.syncService.lastSyncError(),
-                      m_to.syncService.lastSyncTime());
-}
-
-bool SettingsModel::isSyncing() const
-{
-    return status().state == SyncStatus::State::Syncing;
-}
-
-bool SettingsModel::hasSyncError() const
-{
-    return status().state == SyncStatus::State::Error;
-}
-
-QString SettingsModel::syncError() const
-{
-    return status().error;
 }
 
 QString SettingsModel::formatLastSync() const
 {
-    const auto last = m_to.syncService.lastSyncTime();
-    if (!last)
-        return kNever;
-    return m_relativeTimeText.text(*last, m_to.clock.now(), QTimeZone::systemTimeZone());
+    return lastSyncText(QTimeZone::systemTimeZone()).value_or(kNever);
 }
 
 QString SettingsModel::counter(const QString& key) const
@@ -169,22 +121,6 @@ QString SettingsModel::serviceHost() const
 QString SettingsModel::version()
 {
     return QString::fromUtf8(platform::kVersion.data(), platform::kVersion.size());
-}
-
-void SettingsModel::logout()
-{
-    m_to.authService.logout();
-}
-
-void SettingsModel::openLogin()
-{
-    m_to.windows.openWindow(shell::kLoginWindow);
-    m_to.activation.activateIgnoringOtherApps();
-}
-
-void SettingsModel::sync()
-{
-    m_to.mainQueue.async([&service = m_to.syncService] { service.sync(); });
 }
 
 void SettingsModel::openWebSite()

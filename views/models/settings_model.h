@@ -2,29 +2,28 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/time_texts.h"
-#include "views/models/sync_status.h"
-#include "views/view_context.h"
+#include "views/models/account_model.h"
 
-#include <QObject>
 #include <QString>
+
+namespace platform {
+class Diagnostics;
+class LoginItem;
+class UrlOpener;
+class UserDefaults;
+} // namespace platform
 
 namespace views {
 
 /// What the settings window shows and what its controls do.
 ///
 /// The counters are not observed: they are read when something that is observed changes.
-/// Main thread; what the context refers to must outlive it.
-class SettingsModel final : public QObject
+/// Main thread; what it is given must outlive it.
+class SettingsModel final : public AccountModel
 {
     Q_OBJECT
-    Q_PROPERTY(bool isAuthenticated READ isAuthenticated NOTIFY changed FINAL)
-    Q_PROPERTY(QString initials READ initials NOTIFY changed FINAL)
     Q_PROPERTY(QString accountName READ accountName NOTIFY changed FINAL)
     Q_PROPERTY(QString accountEmail READ accountEmail NOTIFY changed FINAL)
-    Q_PROPERTY(bool isSyncing READ isSyncing NOTIFY changed FINAL)
-    Q_PROPERTY(bool hasSyncError READ hasSyncError NOTIFY changed FINAL)
-    Q_PROPERTY(QString syncError READ syncError NOTIFY changed FINAL)
     Q_PROPERTY(QString lastSync READ formatLastSync NOTIFY changed FINAL)
     Q_PROPERTY(QString lastRecordCount READ lastRecordCount NOTIFY changed FINAL)
     Q_PROPERTY(QString totalSynced READ totalSynced NOTIFY changed FINAL)
@@ -36,18 +35,22 @@ class SettingsModel final : public QObject
     Q_PROPERTY(QString version READ version CONSTANT FINAL)
 
 public:
-    explicit SettingsModel(ViewContext context);
+    /// What only the settings need.
+    struct Facilities
+    {
+        platform::UserDefaults& userDefaults;
+        platform::LoginItem& loginItem;
+        platform::Diagnostics& diagnostics;
+        platform::UrlOpener& urlOpener;
+        QString serviceUrl;
+    };
 
-    [[nodiscard]] bool isAuthenticated() const;
-    [[nodiscard]] QString initials() const;
+    SettingsModel(const Dependencies& account, Facilities facilities);
+
     /// What the user is called; "Logged In" without a user record.
     [[nodiscard]] QString accountName() const;
     /// Empty when the record has none.
     [[nodiscard]] QString accountEmail() const;
-
-    [[nodiscard]] bool isSyncing() const;
-    [[nodiscard]] bool hasSyncError() const;
-    [[nodiscard]] QString syncError() const;
 
     /// When the last upload was, seen from now; "Never" before the first.
     [[nodiscard]] QString formatLastSync() const;
@@ -74,23 +77,16 @@ public:
     /// keeps its interval until it is set up anew.
     Q_INVOKABLE void moveIntervalSlider(double position);
 
-    Q_INVOKABLE void logout();
-    Q_INVOKABLE void openLogin();
-    Q_INVOKABLE void sync();
     Q_INVOKABLE void openWebSite();
 
 Q_SIGNALS:
-    /// Something that is observed has changed.
-    void changed();
     void launchAtLoginChanged();
 
 private:
     void setLaunchAtLogin(bool enabled);
     [[nodiscard]] QString counter(const QString& key) const;
-    [[nodiscard]] SyncStatus status() const;
 
-    ViewContext m_to;
-    platform::RelativeTimeText m_relativeTimeText;
+    Facilities m_to;
     bool m_launchAtLogin;
 };
 

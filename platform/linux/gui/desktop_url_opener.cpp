@@ -14,7 +14,7 @@ namespace platform::gui {
 
 void DesktopUrlOpener::open(const QString& url)
 {
-    if (url.startsWith(QString::fromLatin1(kUrlPrefix), Qt::CaseInsensitive)) {
+    if (isOwnUrl(url)) {
         QTimer::singleShot(0, this, [this, url] { Q_EMIT ownUrlOpened(url); });
         return;
     }

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/gui/window_activation.h"
 
+#include "platform/linux/posix/timer_slack.h"
+
 #include <QEvent>
 #include <QGuiApplication>
 
@@ -34,10 +36,12 @@ WindowActivation::WindowActivation()
 
 void WindowActivation::setHasWindows(bool hasWindows)
 {
+    m_hasWindows = hasWindows;
     if (hasWindows)
         qApp->installEventFilter(this);
     else
         qApp->removeEventFilter(this);
+    posix::letTimersWait(!hasWindows);
 }
 
 void WindowActivation::windowAskedFor(QWindow& window)

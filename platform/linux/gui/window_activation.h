@@ -14,7 +14,8 @@
 
 namespace platform::gui {
 
-/// The toolkit's windows on the user's screen. Keeps an eye on all of them while there are any.
+/// The toolkit's windows on the user's screen. Keeps an eye on all of them while there are any;
+/// without any, the process's timers may be late.
 /// Main thread, with an application.
 class WindowActivation final : public QObject, public AppActivation
 {
@@ -23,10 +24,9 @@ class WindowActivation final : public QObject, public AppActivation
 public:
     WindowActivation();
 
-    /// Whether there are windows. To be told before the first one is made: until then, and without
-    /// any, the program's events go by unseen.
-    void setHasWindows(bool hasWindows);
+    [[nodiscard]] bool hasWindows() const { return m_hasWindows; }
 
+    void setHasWindows(bool hasWindows) override;
     void windowAskedFor(QWindow& window) override;
     void activateIgnoringOtherApps(const ActivationToken& token) override;
     void setActivationPolicy(ActivationPolicy policy) override;
@@ -40,6 +40,7 @@ private:
     [[nodiscard]] QWindow* usedLast() const;
 
     std::unique_ptr<X11WindowHints> m_x11; // none on other desktops
+    bool m_hasWindows = false;
     ActivationPolicy m_policy = ActivationPolicy::Accessory;
     std::vector<QPointer<QWindow>> m_used; // shown, asked for or used; the last one at the end
     QPointer<QWindow> m_asked;     // the last one, and the user has not turned elsewhere since
