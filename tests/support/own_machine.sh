@@ -25,7 +25,7 @@ prepare() {
     done
 }
 
-niceness=10
+niceness=5
 case ${1:-} in
 --available)
     "${namespaces[@]}" "$0" --prepared "$(id -u)" "$(id -g)" true 2>/dev/null && exit 0 || exit 1
