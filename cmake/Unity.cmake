@@ -5,6 +5,10 @@
 # off where one file is compiled again and again, and where sources have to show that they include what they need.
 option(QUILLSTEP_UNITY "Compile several files of a target as one" OFF)
 set(QUILLSTEP_UNITY_FILES 12 CACHE STRING "How many")
+if(QUILLSTEP_UNITY)
+    # They would speak of what is a file's own as if it were its neighbours'. Other builds hear them.
+    target_compile_options(quillstep_flags INTERFACE -Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+endif()
 
 # quillstep_own_names(FILE OUT): what is declared at the left margin and is no member of a class: types, functions,
 # constants, logging categories.
