@@ -40,6 +40,11 @@ if(QUILLSTEP_SANITIZE)
     endif()
 endif()
 
+if(QUILLSTEP_COVERAGE)
+    add_compile_options(-g1 --coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()
+
 # clang-tidy takes the settings nearest to a file: what Qt generates into the build tree is not ours to
 # tidy. One harmless check stays, because a list without any is an error.
 file(WRITE "${PROJECT_BINARY_DIR}/.clang-tidy" "Checks: '-*,misc-definitions-in-headers'\n")

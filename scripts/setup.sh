@@ -11,6 +11,7 @@
 #   test    the unit and system tests
 #   lint    formatter, static analysis, shell check
 #   fuzz    compiler and run-time library of the fuzz targets
+#   coverage  the reader of what scripts/coverage.sh counts
 #   bench   the headless desktops and the disk of the process figures
 #
 #   --list  print the packages instead of installing them
@@ -48,6 +49,7 @@ packages() {
             at-spi2-core python3-gi gir1.2-gtk-3.0 python3-xlib util-linux mount e2fsprogs
         ;;
     lint) echo clang-19 clang-format-19 clang-tidy-19 shellcheck python3 desktop-file-utils appstream mandoc man-db ;;
+    coverage) echo gcovr ;;
     fuzz) echo clang-19 libclang-rt-19-dev ;;
     *) return 1 ;;
     esac
@@ -76,7 +78,7 @@ for argument in "$@"; do
         ;;
     esac
 done
-[ ${#wanted[@]} -gt 0 ] || fail "say what for: build, imports, run, test, lint, fuzz or bench (see --help)"
+[ ${#wanted[@]} -gt 0 ] || fail "say what for: build, imports, run, test, lint, fuzz, coverage or bench (see --help)"
 
 if [ $list_only = yes ]; then
     printf '%s\n' "${wanted[@]}" | sort -u

@@ -3,7 +3,7 @@
 # SPDX-License-Identifier: MIT
 """Checks the text of our own files; prints what it finds and fails when there is anything.
 
-Usage: lint.py format|shell|spdx|python|own-header|links ROOT
+Usage: lint.py format|shell|spdx|python|own-header|links|waits ROOT
 
   format  C++ files are formatted as .clang-format says
   shell   shellcheck finds nothing, in scripts without a suffix either
@@ -11,6 +11,7 @@ Usage: lint.py format|shell|spdx|python|own-header|links ROOT
   python  every Python file compiles
   own-header  a source includes its own header first, which shows that it compiles on its own
   links   a link from a page to another file or heading of ours leads somewhere
+  waits   no test sleeps, nor waits until a clock has moved: tests/support/passing_time.h says for what it may
 """
 
 import os
@@ -27,6 +28,10 @@ WITH_SPDX = {".h", ".cpp", ".js", ".in", ".cmake", ".py", ".sh", ".qml", ".svg",
 INCLUDE = re.compile(r'^#include [<"]([^>"]+)[>"]', re.MULTILINE)
 
 
+COMMENT = re.compile(r"//[^\n]*")
+# A condition without another one beside the clock; and what sleeps.
+WAIT_FOR_A_CLOCK = re.compile(r"(?:QTRY_\w+|qWaitFor)\s*\((?:[^;&|]|&(?!&)|\|(?!\|))*?\b\w*(?:elapsed|hasExpired)\(\s*[^;&|]*;"
+                              r"|\bqSleep\s*\([^;]*;")
 CODE_BLOCK = re.compile(r"^(```|~~~).*?^\1[ \t]*$", re.MULTILINE | re.DOTALL)
 CODE = re.compile(r"(`+)(?!`).+?(?<!`)\1(?!`)", re.DOTALL)
 # "[text](target)", with an image inside the text, and "[name]: target".
@@ -131,6 +136,17 @@ def anchors(page: str) -> set:
     return found
 
 
+def check_waits(root: pathlib.Path, files: list) -> list:
+    findings = []
+    for file in files:
+        if file.suffix not in {".h", ".cpp"} or "tests" not in file.relative_to(root).parts[:1]:
+            continue
+        text = COMMENT.sub("", file.read_text(encoding="utf-8"))
+        for match in WAIT_FOR_A_CLOCK.finditer(text):
+            findings.append(f"{file.relative_to(root)}: \"{' '.join(match[0].split())}\" waits for a clock")
+    return findings
+
+
 def check_links(root: pathlib.Path, files: list) -> list:
     pages = {f: f.read_text(encoding="utf-8") for f in files if f.suffix == ".md"}
     findings = []
@@ -156,6 +172,7 @@ CHECKS = {
     "python": check_python,
     "own-header": check_own_header,
     "links": check_links,
+    "waits": check_waits,
 }
 
 

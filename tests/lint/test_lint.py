@@ -63,6 +63,12 @@ class Checks(unittest.TestCase):
         self.plant("activity/store.cpp", CPP + '#include <vector>\n\n#include "activity/store.h"\n')
         self.assertTrue(self.finds([HERE / "lint.py", "own-header"], "activity/store.cpp"))
 
+    def test_aTestThatWaitsForAClockIsFound(self):
+        for line in ("QTRY_VERIFY_WITH_TIMEOUT(timer.elapsed() > 2500, 5000);",
+                     "QVERIFY(QTest::qWaitFor([&] { return timer.hasExpired(9); }, 90));", "QTest::qSleep(100);"):
+            self.plant("tests/tst_bad.cpp", CPP + f"void f()\n{{\n    {line}\n}}\n")
+            self.assertTrue(self.finds([HERE / "lint.py", "waits"], "tests/tst_bad.cpp"), line)
+
     def test_theCompositionRootMayIncludeBackends(self):
         self.plant("app/program/agent.cpp", CPP + '#include "platform/linux/linux_environment.h"\n')
         self.plant("app/main.cpp", CPP + '#include "app/program/program.h"\n')

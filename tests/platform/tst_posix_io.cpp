@@ -223,11 +223,9 @@ private Q_SLOTS:
         Pipe pipe;
         platform::posix::StdoutDiagnostics diagnostics(pipe.writer());
         const QString line(3000, QLatin1Char('x'));
-        QElapsedTimer timer;
-        timer.start();
+        // Nobody reads meanwhile: whoever waited for that would wait for good.
         for (int i = 0; i < 200; ++i)
             diagnostics.line(line);
-        QVERIFY(timer.elapsed() < 5000);
         const QByteArray got = pipe.read();
         QVERIFY(got.startsWith(line.toLatin1() + '\n'));
         QVERIFY(got.size() < 200 * 3001);

@@ -71,6 +71,12 @@ void DesktopRecording::initTestCase()
 {
     m_session = makeSession();
     REQUIRE_PROGRAMS(m_session->programs() + support::Keyring::programs());
+    m_session.reset();
+}
+
+void DesktopRecording::openSession()
+{
+    m_session = makeSession();
     VERIFY_OUTCOME(m_session->start());
     enter(m_session->environment());
     const QString dataHome = qEnvironmentVariable("XDG_DATA_HOME");
@@ -98,6 +104,10 @@ bool DesktopRecording::open(TestWindow& window, const QString& identifier)
 
 void DesktopRecording::init()
 {
+    if (!m_session)
+        openSession();
+    if (QTest::currentTestFailed())
+        return;
     QString problem;
     m_recorder = Recorder::start(problem);
     QVERIFY2(m_recorder, qPrintable(problem));
@@ -112,6 +122,11 @@ void DesktopRecording::cleanup()
 }
 
 void DesktopRecording::cleanupTestCase()
+{
+    closeSession();
+}
+
+void DesktopRecording::closeSession()
 {
     m_gtk.reset();
     m_qt.reset();
@@ -191,7 +206,6 @@ void DesktopRecording::whatAnswersIsNamed()
     QVERIFY2(!report.contains(QStringLiteral("limits: ")), qPrintable(report));
 }
 
-// The last one: the session is over after it.
 void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
 {
     m_recorder.reset(); // it owns the name
@@ -241,6 +255,7 @@ void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
     const std::optional<int> code = again.end();
     QVERIFY2(code == EXIT_SUCCESS, qPrintable(again.complaints()));
     QCOMPARE(recordsIn(again.dataFile()), kept + ticksIn(again.lines()));
+    closeSession(); // its display has gone
 }
 
 } // namespace recording

@@ -42,6 +42,9 @@ private Q_SLOTS:
     void theProgramRecordsAndEndsInOrderWhenTheDisplayGoes();
 
 private:
+    /// The first function does, and the one after the end of a session.
+    void openSession();
+    void closeSession();
     [[nodiscard]] bool open(support::TestWindow& window, const QString& identifier);
 
     std::unique_ptr<support::DesktopSession> m_session;

@@ -5,18 +5,19 @@
 #include "tests/support/activity_samples.h"
 #include "tests/support/agent.h"
 #include "tests/support/assistive_reader.h"
+#include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/service_process.h"
 #include "tests/support/signed_in_desktop.h"
 #include "tests/system/xdotool.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QSet>
 #include <QTest>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -302,10 +303,8 @@ private Q_SLOTS:
         perform(kDashboard, QStringLiteral("Pause"), kPress);
         shows(kDashboard, QStringLiteral("Tracking Paused"));
         const qsizetype before = m_agent->lines().size();
-        QElapsedTimer timer;
-        timer.start();
-        QTRY_VERIFY_WITH_TIMEOUT(timer.elapsed() > 2500, 5000);
-        QCOMPARE(m_agent->lines().size(), before);
+        QVERIFY(support::staysSo(std::chrono::milliseconds(2500),
+                                 [&] { return m_agent->lines().size() == before; }));
         perform(kDashboard, QStringLiteral("Resume"), kPress);
         QVERIFY(m_agent->nextLine());
 

@@ -7,15 +7,16 @@
 #include "tests/fakes/fake_diagnostics.h"
 #include "tests/support/activity_samples.h"
 #include "tests/support/child_process.h"
+#include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/small_disk.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <chrono>
 #include <cstring>
 #include <vector>
 
@@ -71,9 +72,7 @@ private Q_SLOTS:
                 },
                 20000));
             const int moment = random.bounded(1, 150);
-            QElapsedTimer timer;
-            timer.start();
-            QVERIFY(QTest::qWaitFor([&] { return timer.elapsed() >= moment; }, 20000));
+            support::letPass(std::chrono::milliseconds(moment));
             churn.kill();
             read();
             const std::vector<Note> added = notesIn(output);

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The status icon and those who show it, in every order.
+#include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/status_item_client.h"
 #include "tests/support/status_notifier_watcher.h"
@@ -10,6 +11,7 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <chrono>
 #include <csignal>
 #include <optional>
 
@@ -23,14 +25,6 @@ namespace {
 constexpr double kHeldUpMs = 100;
 const QString kMade = QStringLiteral("made StatusNotifier");
 const QStringList kPrograms{QStringLiteral("tint2")};
-
-/// Lets `ms` pass while the program under test goes on.
-void pass(int ms)
-{
-    QElapsedTimer timer;
-    timer.start();
-    QTRY_VERIFY_WITH_TIMEOUT(timer.elapsed() >= ms, ms + 5000);
-}
 
 } // namespace
 
@@ -79,7 +73,7 @@ private Q_SLOTS:
         QFETCH(int, later);
         // The grace passes long before: without an X11 tray it means nothing.
         QVERIFY(m_client->start(m_desktop->environment(), later / 4));
-        pass(later);
+        support::letPass(std::chrono::milliseconds(later));
         QCOMPARE(m_client->otherLines(), QStringList());
         watch(true);
         QVERIFY(m_client->waitFor(kMade));
@@ -93,7 +87,7 @@ private Q_SLOTS:
     {
         watch(false);
         QVERIFY(m_client->start(m_desktop->environment()));
-        pass(500);
+        support::letPass(std::chrono::milliseconds(500));
         QCOMPARE(m_client->otherLines(), QStringList());
         QCOMPARE(m_watcher->items(), QStringList());
         m_watcher->addHost();
@@ -125,7 +119,7 @@ private Q_SLOTS:
         QVERIFY(peer != nullptr);
         QVERIFY(m_client->start(m_desktop->environment()));
         QVERIFY(m_client->longestGap() >= 0); // from here on
-        pass(2000);
+        support::letPass(std::chrono::milliseconds(2000));
         const double gap = m_client->longestGap();
         QVERIFY2(gap < kHeldUpMs, qPrintable(QString::number(gap)));
         QCOMPARE(m_client->otherLines(), QStringList());
@@ -141,7 +135,7 @@ private Q_SLOTS:
         QVERIFY(peer != nullptr && tint2());
         QVERIFY(m_client->start(m_desktop->environment(), 300));
         QVERIFY(m_client->longestGap() >= 0); // from here on
-        pass(2000);
+        support::letPass(std::chrono::milliseconds(2000));
         const double gap = m_client->longestGap();
         QVERIFY2(gap < kHeldUpMs, qPrintable(QString::number(gap)));
         QCOMPARE(m_client->otherLines(), QStringList());
@@ -162,7 +156,7 @@ private Q_SLOTS:
     void anX11TrayThatComesLaterCounts()
     {
         QVERIFY(m_client->start(m_desktop->environment(), 500));
-        pass(1000);
+        support::letPass(std::chrono::milliseconds(1000));
         QCOMPARE(m_client->otherLines(), QStringList());
         QVERIFY(tint2());
         QVERIFY(m_client->waitFor(QStringLiteral("made XEmbed")));
@@ -174,7 +168,7 @@ private Q_SLOTS:
         QVERIFY(panel != nullptr);
         QVERIFY(m_client->start(m_desktop->environment(), 3000));
         panel->kill();
-        pass(3500);
+        support::letPass(std::chrono::milliseconds(3500));
         QCOMPARE(m_client->otherLines(), QStringList());
         watch(true);
         QVERIFY(m_client->waitFor(kMade));
@@ -185,7 +179,7 @@ private Q_SLOTS:
         QVERIFY(tint2());
         QVERIFY(m_client->start(m_desktop->environment(), 60000));
         watch(false);
-        pass(300);
+        support::letPass(std::chrono::milliseconds(300));
         QCOMPARE(m_client->otherLines(), QStringList());
         m_watcher->addHost();
         QVERIFY(m_client->waitFor(kMade));
@@ -198,7 +192,7 @@ private Q_SLOTS:
                            QStringLiteral("unix:path=/nonexistent/bus"));
         QVERIFY(m_client->start(environment, 200));
         QVERIFY(m_client->setState({}));
-        pass(1000);
+        support::letPass(std::chrono::milliseconds(1000));
         QCOMPARE(m_client->otherLines(), QStringList());
         QVERIFY(tint2());
         QVERIFY(m_client->waitFor(QStringLiteral("made XEmbed")));
@@ -212,7 +206,7 @@ private Q_SLOTS:
         m_desktop->bus.kill();
         QVERIFY(m_client->setState({}));
         QVERIFY(m_client->longestGap() >= 0);
-        pass(500);
+        support::letPass(std::chrono::milliseconds(500));
         QVERIFY(m_client->longestGap() < kHeldUpMs);
     }
 
