@@ -2,18 +2,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/linux/browsers/known_browsers.h"
+
 #include <QString>
 
 #include <cstdint>
 #include <optional>
 
 namespace platform::browsers {
-
-/// The families of browsers, by how they are asked.
-enum class Family : std::uint8_t {
-    Chromium,
-    Other, ///< Firefox and its kin, GNOME Web
-};
 
 /// The browser window in front, as the desktop tells of it at this tick.
 struct FrontBrowser

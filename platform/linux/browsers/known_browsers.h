@@ -2,19 +2,24 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/browsers/address_source.h"
-
 #include <QLatin1StringView>
 #include <QList>
 #include <QString>
 #include <QStringList>
 #include <QStringView>
 
+#include <cstdint>
 #include <optional>
 
 namespace platform::browsers {
 
 // The one list of browsers, and what follows from it. Everything here is pure. Any thread.
+
+/// The families of browsers, by how they are asked.
+enum class Family : std::uint8_t {
+    Chromium,
+    Other, ///< Firefox and its kin, GNOME Web
+};
 
 /// A browser that may tell addresses.
 struct KnownBrowser
