@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "account/auth_records.h"
 
-#include "platform/exact_utf8.h"
-#include "platform/strict_json.h"
+#include "base/exact_utf8.h"
+#include "base/strict_json.h"
 
 #include <QSet>
 

@@ -4,10 +4,10 @@
 
 #include "account/login_messages.h"
 #include "account/service_client.h"
-#include "platform/build_config.h"
+#include "base/build_config.h"
+#include "base/exact_utf8.h"
+#include "base/wipe.h"
 #include "platform/environment.h"
-#include "platform/exact_utf8.h"
-#include "platform/wipe.h"
 
 #include <QCoroFuture>
 #include <QLoggingCategory>

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "account/login_messages.h"
 
-#include "platform/json_writer.h"
-#include "platform/wipe.h"
+#include "base/json_writer.h"
+#include "base/wipe.h"
 
 #include <string>
 #include <string_view>

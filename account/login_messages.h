@@ -3,8 +3,8 @@
 #pragma once
 
 #include "account/auth_records.h"
+#include "base/result.h"
 #include "platform/http_client.h"
-#include "platform/result.h"
 
 #include <QByteArray>
 #include <QString>

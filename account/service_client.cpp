@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "account/service_client.h"
 
-#include "platform/uuid.h"
+#include "base/uuid.h"
 
 #include <QUrl>
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "activity/activity_log.h"
-#include "platform/uuid.h"
+#include "base/uuid.h"
 
 #include <cstddef>
 #include <iterator>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "activity/shared_text.h"
-#include "platform/uuid.h"
+#include "base/uuid.h"
 
 #include <optional>
 

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "activity/activity_log_json.h"
 
-#include "platform/json_writer.h"
-#include "platform/strict_json.h"
-#include "platform/uuid.h"
+#include "base/json_writer.h"
+#include "base/strict_json.h"
+#include "base/uuid.h"
 
 #include <optional>
 #include <simdjson.h>

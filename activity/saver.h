@@ -3,9 +3,9 @@
 #pragma once
 
 #include "activity/activity_list.h"
+#include "base/mailbox.h"
 #include "platform/atomic_file.h"
 #include "platform/diagnostics.h"
-#include "platform/mailbox.h"
 
 #include <algorithm>
 #include <array>

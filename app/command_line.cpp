@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "app/command_line.h"
 
-#include "app/shell/scenes.h"
-#include "platform/terminal_text.h"
+#include "base/terminal_text.h"
 #include "platform/url_opener.h"
+#include "shell/scenes.h"
 
 #include <QCommandLineParser>
 

@@ -3,15 +3,15 @@
 // The commands that need no window, for machines where none is at hand, too.
 #include "account/auth_service.h"
 #include "app/diagnosis.h"
-#include "app/program/program.h"
+#include "app/program.h"
+#include "backends/dbus/bus_address.h"
+#include "backends/dbus/forwarding.h"
+#include "backends/linux/linux_environment.h"
+#include "backends/page_addresses/browser_support.h"
+#include "base/password_prompt.h"
+#include "base/wipe.h"
 #include "platform/application_requests.h"
-#include "platform/linux/browsers/browser_support.h"
-#include "platform/linux/dbus/bus_address.h"
-#include "platform/linux/dbus/forwarding.h"
-#include "platform/linux/linux_environment.h"
 #include "platform/secret_store.h"
-#include "platform/wipe.h"
-#include "terminal/password_prompt.h"
 
 #include <QCoreApplication>
 #include <QCoroFuture>

@@ -5,7 +5,7 @@
 #include "account/auth_service.h"
 #include "activity/activity_file_reader.h"
 #include "activity/data_store.h"
-#include "platform/build_config.h"
+#include "base/build_config.h"
 #include "platform/http_client.h"
 #include "platform/secret_store.h"
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "app/program/program.h"
+#include "app/program.h"
 
 int main(int argc, char** argv)
 {

@@ -4,11 +4,11 @@
 
 #include "account/auth_service.h"
 #include "app/command_line.h"
-#include "app/shell/scenes.h"
 #include "platform/app_activation.h"
 #include "platform/main_queue.h"
 #include "platform/status_item.h"
 #include "platform/url_opener.h"
+#include "shell/scenes.h"
 
 #include <QPointer>
 

@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/shell/app_menu.h"
-#include "app/shell/services.h"
-#include "app/shell/window_router.h"
 #include "platform/app_activation.h"
 #include "platform/application_requests.h"
 #include "platform/desktop.h"
 #include "platform/environment.h"
+#include "shell/app_menu.h"
+#include "shell/services.h"
+#include "shell/window_router.h"
 #include "tracking/tracking_engine.h"
 
 #include <QCoroTask>

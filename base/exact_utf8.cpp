@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/exact_utf8.h"
+#include "base/exact_utf8.h"
 
 #include <QByteArray>
 #include <QByteArrayView>

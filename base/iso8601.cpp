@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/iso8601.h"
+#include "base/iso8601.h"
 
-#include "platform/ascii.h"
+#include "base/ascii.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/json_writer.h"
+#include "base/json_writer.h"
 
 #include <array>
 #include <charconv>

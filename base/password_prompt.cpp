@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "terminal/password_prompt.h"
+#include "base/password_prompt.h"
 
 #include <cerrno>
 #include <cstdio>

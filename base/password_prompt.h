@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "terminal/secret.h"
+#include "base/secret.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/strict_json.h"
+#include "base/strict_json.h"
 
 #include <algorithm>
 #include <charconv>

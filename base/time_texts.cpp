@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/time_texts.h"
+#include "base/time_texts.h"
 
-#include "platform/iso8601.h"
+#include "base/iso8601.h"
 
 #include <QDateTime>
 #include <QTimeZone>

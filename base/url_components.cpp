@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/url_components.h"
+#include "base/url_components.h"
 
-#include "platform/ascii.h"
+#include "base/ascii.h"
 
 #include <QUtf8StringView>
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/uuid.h"
+#include "base/uuid.h"
 
-#include "platform/ascii.h"
+#include "base/ascii.h"
 
 #include <QUuid>
 

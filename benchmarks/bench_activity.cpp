@@ -5,9 +5,9 @@
 #include "activity/activity_log_json.h"
 #include "activity/data_store.h"
 #include "activity/saver.h"
+#include "backends/posix/posix_atomic_file.h"
 #include "benchmarks/workload.h"
 #include "platform/diagnostics.h"
-#include "platform/linux/posix/posix_atomic_file.h"
 
 #include <QCoreApplication>
 #include <QDir>

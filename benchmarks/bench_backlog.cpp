@@ -4,8 +4,8 @@
 // how far the program's memory grows meanwhile, and how long anything ever holds the main thread.
 // And what the attempts cost while nobody is there.
 #include "activity/activity_log.h"
+#include "backends/posix/spare_memory.h"
 #include "benchmarks/upload_bench.h"
-#include "platform/linux/posix/spare_memory.h"
 
 #include <QCoreApplication>
 #include <QCoroTask>

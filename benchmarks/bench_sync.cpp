@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // What an upload computes before it sends: runs, rows, body; and the splitting of addresses.
+#include "base/url_components.h"
 #include "benchmarks/workload.h"
-#include "platform/url_components.h"
 #include "sync/aggregation.h"
 #include "sync/upload_rows.h"
 

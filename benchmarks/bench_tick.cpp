@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 // One tick on the main thread, on the desktop that DISPLAY names: run it in a private one.
 #include "activity/data_store.h"
+#include "backends/dbus/bus_address.h"
+#include "backends/linux/linux_environment.h"
 #include "platform/diagnostics.h"
-#include "platform/linux/dbus/bus_address.h"
-#include "platform/linux/linux_environment.h"
 #include "platform/repeating_timer.h"
 #include "tracking/tracking_engine.h"
 

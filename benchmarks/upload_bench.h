@@ -4,9 +4,9 @@
 
 #include "account/auth_service.h"
 #include "activity/data_store.h"
-#include "platform/linux/posix/background_priority.h"
-#include "platform/linux/posix/posix_atomic_file.h"
-#include "platform/linux/qt/network_http_client.h"
+#include "backends/posix/background_priority.h"
+#include "backends/posix/posix_atomic_file.h"
+#include "backends/qt/network_http_client.h"
 #include "sync/sync_service.h"
 #include "tests/fakes/fake_environment.h"
 

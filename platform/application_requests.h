@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "base/result.h"
 #include "platform/app_activation.h"
-#include "platform/result.h"
 
 #include <QLatin1StringView>
 #include <QObject>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/build_config.h"
+#include "base/build_config.h"
 
 #include <QLatin1StringView>
 #include <QString>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/user_defaults.h"
 
-#include "platform/iso8601.h"
+#include "base/iso8601.h"
 
 #include <QDateTime>
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/accounts.h"
 
-#include "platform/ascii.h"
+#include "base/ascii.h"
 #include "service/database_text.h"
 #include "service/token.h"
 

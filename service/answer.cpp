@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/answer.h"
 
-#include "platform/json_writer.h"
+#include "base/json_writer.h"
 
 namespace service {
 

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "service/api.h"
 
-#include "platform/ascii.h"
-#include "platform/json_writer.h"
-#include "platform/wipe.h"
+#include "base/ascii.h"
+#include "base/json_writer.h"
+#include "base/wipe.h"
 #include "service/request_log.h"
 #include "service/sign_in_request.h"
 #include "service/token.h"

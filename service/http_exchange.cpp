@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/http_exchange.h"
 
-#include "platform/ascii.h"
+#include "base/ascii.h"
 #include "service/json_request.h"
 
 #include <utility>

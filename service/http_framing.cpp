@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/http_framing.h"
 
-#include "platform/ascii.h"
+#include "base/ascii.h"
 
 #include <algorithm>
 #include <arpa/inet.h>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/wipe.h"
+#include "base/wipe.h"
 #include "service/answer.h"
 #include "service/result.h"
 

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "base/password_prompt.h"
 #include "service/accounts.h"
 #include "service/activity_rows.h"
 #include "service/api.h"
@@ -9,7 +10,6 @@
 #include "service/http_server.h"
 #include "service/password_hasher.h"
 #include "service/schema.h"
-#include "terminal/password_prompt.h"
 
 #include <QCoreApplication>
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/request_log.h"
 
-#include "platform/iso8601.h"
+#include "base/iso8601.h"
 
 #include <array>
 #include <cstdio>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/upload.h"
 
-#include "platform/iso8601.h"
+#include "base/iso8601.h"
 #include "service/json_request.h"
 
 #include <utility>

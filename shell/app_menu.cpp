@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "app/shell/app_menu.h"
+#include "shell/app_menu.h"
 
 #include "account/auth_records.h"
 #include "account/auth_service.h"
-#include "app/shell/window_router.h"
 #include "platform/main_queue.h"
 #include "platform/status_item.h"
+#include "shell/window_router.h"
 #include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"
 

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/shell/services.h"
 #include "platform/menu_row.h"
+#include "shell/services.h"
 
 #include <QObject>
 #include <QString>

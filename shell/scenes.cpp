@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "app/shell/scenes.h"
+#include "shell/scenes.h"
 
-#include "platform/build_config.h"
+#include "base/build_config.h"
 
 #include <algorithm>
 

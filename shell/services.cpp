@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "app/shell/services.h"
+#include "shell/services.h"
 
 #include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"

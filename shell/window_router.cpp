@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "app/shell/window_router.h"
+#include "shell/window_router.h"
 
 #include "platform/app_activation.h"
 

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/shell/scenes.h"
 #include "platform/app_activation.h"
+#include "shell/scenes.h"
 
 #include <QString>
 

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "sync/upload_rows.h"
 
-#include "platform/iso8601.h"
-#include "platform/json_writer.h"
-#include "platform/truncated.h"
-#include "platform/url_components.h"
+#include "base/iso8601.h"
+#include "base/json_writer.h"
+#include "base/truncated.h"
+#include "base/url_components.h"
 
 #include <QLatin1StringView>
 #include <QUtf8StringView>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "activity/shared_text.h"
-#include "platform/result.h"
+#include "base/result.h"
 #include "sync/aggregation.h"
 
 #include <cstdint>
@@ -22,7 +22,7 @@ struct ActivityLogPayload
     /// Without its query.
     std::optional<activity::SharedText> url;
     std::int64_t duration_seconds = 0;
-    /// In UTC, to the second (platform/iso8601.h).
+    /// In UTC, to the second (base/iso8601.h).
     std::string start_time;
 
     bool operator==(const ActivityLogPayload&) const = default;
@@ -40,7 +40,7 @@ struct ActivityLogPayload
 struct ActivityPayload
 {
     std::string device_id;
-    /// When the body was made, in UTC, to the second (platform/iso8601.h).
+    /// When the body was made, in UTC, to the second (base/iso8601.h).
     std::string sync_timestamp;
     std::int64_t interval_minutes = 1;
 

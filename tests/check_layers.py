@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 # SPDX-License-Identifier: MIT
-"""Fails when a source file includes a header of a folder that its own folder may not know.
+"""Fails when a source file includes a header of a folder that its own folder may not know, when a folder with sources is
+not listed, and when two folders know each other, directly or through others.
 
 Usage: check_layers.py ROOT
 
@@ -12,64 +13,96 @@ import pathlib
 import re
 import sys
 
-PLATFORM = {"platform", "values"}
-SERVICES = PLATFORM | {"activity", "tracking", "account", "sync"}
+VALUES = {"base", "platform"}
+SERVICES = VALUES | {"activity", "tracking", "account", "sync"}
+FACILITIES = VALUES | {"backends/posix", "backends/dbus"}
+CHOICE = FACILITIES | {"backends/xdg", "backends/desktops/choice"}
+ACCESSIBILITY = "backends/desktops/accessibility"
 
 # Each folder with the other folders whose headers it may include.
 MAY_INCLUDE = {
-    "terminal": {"values"},  # the question for a password, which the agent and the service ask alike
-    "values": set(),
-    "platform": {"values"},
-    "platform/linux": PLATFORM,
-    "activity": PLATFORM,
-    "tracking": PLATFORM | {"activity"},
-    "account": PLATFORM,
-    "sync": PLATFORM | {"activity", "account"},
-    "app/shell": SERVICES,
-    "views": SERVICES | {"app/shell"},
-    "app": SERVICES | {"app/shell", "views"},
-    "app/program": SERVICES | {"app/shell", "views", "app", "platform/linux", "terminal"},  # the composition root
-    "service": {"values", "terminal"},
-    "browser": {"values"},
-    "tests/fakes": PLATFORM,
+    "base": set(),
+    "platform": {"base"},
+    "activity": VALUES,
+    "tracking": VALUES | {"activity"},
+    "account": VALUES,
+    "sync": VALUES | {"activity", "account"},
+    "shell": SERVICES,
+    "views/models": SERVICES | {"shell"},
+    "views": SERVICES | {"shell", "views/models"},
+    # The only one that knows a back-end.
+    "app": SERVICES | {"shell", "views", "backends/linux", "backends/page_addresses"} | FACILITIES,
+    "backends/posix": VALUES,
+    "backends/dbus": VALUES | {"backends/posix"},
+    "backends/xdg": FACILITIES,
+    "backends/keyring": FACILITIES,
+    "backends/desktops/choice": FACILITIES | {"backends/xdg"},
+    "backends/desktops/x11": CHOICE,
+    "backends/desktops/wayland": CHOICE,
+    "backends/desktops/kwin": CHOICE,
+    "backends/desktops/gnome": CHOICE,
+    ACCESSIBILITY: CHOICE,
+    "backends/page_addresses": CHOICE | {ACCESSIBILITY},
+    "backends/qt": CHOICE | {"backends/desktops/x11"},
+    # The factory that puts them together.
+    "backends/linux": CHOICE | {ACCESSIBILITY, "backends/keyring", "backends/qt", "backends/page_addresses"}
+    | {f"backends/desktops/{desktop}" for desktop in ("x11", "wayland", "kwin", "gnome")},
+    "service": {"base"},
+    "browser/host": {"base"},
+    "tests/fakes": VALUES,
 }
-# Files in platform/ that are no interfaces but values, helpers and formats without a window or a desktop: a floor of their
-# own below it, which the service and the browsers' host may use, too.
-VALUES = {
-    f"platform/{name}"
-    for name in (
-        "ascii build_config exact_utf8 iso8601 json_writer mailbox result strict_json terminal_text text_scale time_texts "
-        "truncated url_components uuid wipe"
-    ).split()
-}
-# Single files that may know more than their folder.
-EXCEPTIONS = {"app/main.cpp": {"app/program"}}  # it only starts the program
+# Tests, benchmarks and tools may include everything.
+UNCHECKED = {"tests", "benchmarks", "tools"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
 
 def folder_of(path: str) -> str:
-    """The longest listed folder that holds `path`, or its first component."""
-    if path.rpartition(".")[0] in VALUES:
-        return "values"
-    parts = path.split("/")
-    two = "/".join(parts[:2])
-    return two if two in MAY_INCLUDE else parts[0]
+    return path.rpartition("/")[0]
+
+
+def includes(root: pathlib.Path):
+    """(path, its folder, an included header) of every source in the tree but the build's."""
+    for file in sorted(root.rglob("*")):
+        path = file.relative_to(root).as_posix()
+        here = folder_of(path)
+        if file.suffix not in {".h", ".cpp"} or path.startswith("build/"):
+            continue
+        if path.split("/")[0] in UNCHECKED and here not in MAY_INCLUDE:
+            continue
+        yield path, here, ""
+        for header in INCLUDE.findall(file.read_text(encoding="utf-8")):
+            yield path, here, header
+
+
+def known_by(folder: str, knows: dict) -> set:
+    """What `folder` knows, directly or through others."""
+    found, waiting = set(), [folder]
+    while waiting:
+        for next_one in knows.get(waiting.pop(), set()) - found:
+            found.add(next_one)
+            waiting.append(next_one)
+    return found
 
 
 def violations(root: pathlib.Path):
-    tops = sorted({name.split("/")[0] for name in MAY_INCLUDE})
-    files = [f for top in tops for f in sorted((root / top).rglob("*")) if f.suffix in {".h", ".cpp"}]
-    for file in files:
-        path = file.relative_to(root).as_posix()
-        here = folder_of(path)
-        if here not in MAY_INCLUDE:  # tests, other than the fakes, may include everything
+    knows: dict = {}
+    unlisted = set()
+    for path, here, header in includes(root):
+        if here not in MAY_INCLUDE:
+            if here not in unlisted:
+                yield f"{path}: the folder {here} is not listed in check_layers.py"
+            unlisted.add(here)
             continue
-        allowed = MAY_INCLUDE[here] | {here} | EXCEPTIONS.get(path, set())
-        for header in INCLUDE.findall(file.read_text(encoding="utf-8")):
-            there = folder_of(header)
-            if there in MAY_INCLUDE and there not in allowed:
+        there = folder_of(header)
+        if there in MAY_INCLUDE and there != here:
+            knows.setdefault(here, set()).add(there)
+            if there not in MAY_INCLUDE[here]:
                 yield f"{path}: {here} may not include {header}"
+    for allowed, what in ((MAY_INCLUDE, "would be allowed to know"), (knows, "knows")):
+        for folder in sorted(allowed):
+            if folder in known_by(folder, allowed):
+                yield f"{folder}: {what} itself through {', '.join(sorted(allowed[folder]))}"
 
 
 def main() -> int:

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tracking/sample.h"
 
-#include "platform/truncated.h"
+#include "base/truncated.h"
 
 namespace tracking {
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "views/desktop_style.h"
 
-#include "platform/text_scale.h"
+#include "base/text_scale.h"
 
 #include <QEvent>
 #include <QFile>

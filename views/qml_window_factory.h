@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/shell/services.h"
-#include "app/shell/window_router.h"
 #include "platform/desktop.h"
+#include "shell/services.h"
+#include "shell/window_router.h"
 #include "views/models/account_model.h"
 
 #include <QPointer>

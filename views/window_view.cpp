@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "views/window_view.h"
 
-#include "app/shell/app_menu.h"
+#include "shell/app_menu.h"
 
 #include <QEvent>
 #include <QQuickItem>

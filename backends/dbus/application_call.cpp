@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/dbus/application_call.h"
+#include "backends/dbus/application_call.h"
 
-#include "platform/build_config.h"
+#include "base/build_config.h"
 
 #include <QMetaType>
 #include <QStringList>

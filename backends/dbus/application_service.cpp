@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/dbus/application_service.h"
+#include "backends/dbus/application_service.h"
 
-#include "platform/linux/dbus/ask.h"
+#include "backends/dbus/ask.h"
 
 #include <algorithm>
 #include <array>

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "backends/dbus/application_call.h"
+#include "backends/dbus/bus_address.h"
 #include "platform/application_requests.h"
-#include "platform/linux/dbus/application_call.h"
-#include "platform/linux/dbus/bus_address.h"
 
 #include <QDBusConnection>
 #include <QDBusError>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/dbus/ask.h"
+#include "backends/dbus/ask.h"
 
 #include <QDBusError>
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/dbus/bus_address.h"
+#include "backends/dbus/bus_address.h"
 
-#include "platform/linux/posix/file_descriptor.h"
+#include "backends/posix/file_descriptor.h"
 
 #include <QByteArray>
 #include <QFile>

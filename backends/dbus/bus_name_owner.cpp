@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/desktop/bus_name_owner.h"
+#include "backends/dbus/bus_name_owner.h"
 
 #include <utility>
 

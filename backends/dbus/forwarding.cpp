@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/dbus/forwarding.h"
+#include "backends/dbus/forwarding.h"
 
-#include "platform/linux/dbus/application_service.h"
-#include "platform/linux/dbus/ask.h"
+#include "backends/dbus/application_service.h"
+#include "backends/dbus/ask.h"
 
 #include <QDBusError>
 #include <QDeadlineTimer>

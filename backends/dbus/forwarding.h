@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/dbus/application_call.h"
-#include "platform/result.h"
+#include "backends/dbus/application_call.h"
+#include "base/result.h"
 
 #include <QDBusConnection>
 #include <QLatin1StringView>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/dbus/watched_property.h"
+#include "backends/dbus/watched_property.h"
 
 #include <QDBusArgument>
 #include <QDBusVariant>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/posix/glib_owned.h"
+#include "backends/posix/glib_owned.h"
 
 #include <coroutine>
 

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/secrets/keyring.h"
+#include "backends/keyring/keyring.h"
 
-#include "platform/build_config.h"
-#include "platform/linux/dbus/bus_address.h"
-#include "platform/linux/secrets/glib_call.h"
+#include "backends/dbus/bus_address.h"
+#include "backends/keyring/glib_call.h"
+#include "base/build_config.h"
 
 #include <libsecret/secret.h>
 #include <string>

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/posix/glib_owned.h"
+#include "backends/posix/glib_owned.h"
+#include "base/wipe.h"
 #include "platform/secret_store.h"
-#include "platform/wipe.h"
 
 #include <QByteArray>
 #include <QCoroTask>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/secrets/keyring_watch.h"
+#include "backends/keyring/keyring_watch.h"
 
-#include "platform/linux/secrets/glib_call.h"
+#include "backends/keyring/glib_call.h"
 
 #include <string_view>
 #include <utility>

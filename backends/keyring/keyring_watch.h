@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/secrets/keyring.h"
+#include "backends/keyring/keyring.h"
 
 #include <QCoroTask>
 #include <QElapsedTimer>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/secrets/libsecret_store.h"
+#include "backends/keyring/libsecret_store.h"
 
-#include "platform/linux/secrets/keyring.h"
-#include "platform/linux/secrets/keyring_watch.h"
+#include "backends/keyring/keyring.h"
+#include "backends/keyring/keyring_watch.h"
 
 #include <QAbstractEventDispatcher>
 #include <QEventLoop>

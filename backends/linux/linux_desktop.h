@@ -2,12 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "backends/dbus/application_service.h"
+#include "backends/dbus/forwarding.h"
+#include "backends/dbus/sleep_watch.h"
+#include "backends/linux/linux_environment.h"
+#include "base/result.h"
 #include "platform/desktop.h"
-#include "platform/linux/dbus/application_service.h"
-#include "platform/linux/dbus/forwarding.h"
-#include "platform/linux/dbus/sleep_watch.h"
-#include "platform/linux/linux_environment.h"
-#include "platform/result.h"
 
 #include <QByteArray>
 #include <QObject>

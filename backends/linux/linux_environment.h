@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "backends/posix/stdout_diagnostics.h"
+#include "base/result.h"
 #include "platform/desktop_notice.h"
 #include "platform/environment.h"
-#include "platform/linux/posix/stdout_diagnostics.h"
-#include "platform/result.h"
 
 #include <QDBusConnection>
 #include <QFuture>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/atspi/accessible_addresses.h"
+#include "backends/page_addresses/accessible_addresses.h"
 
 #include <QFile>
 #include <QRegularExpression>

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/atspi/accessible_queries.h"
-#include "platform/linux/browsers/address_source.h"
+#include "backends/desktops/accessibility/accessible_queries.h"
+#include "backends/page_addresses/address_source.h"
 
 #include <QByteArray>
 #include <QCoroTask>

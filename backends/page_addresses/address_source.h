@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/browsers/known_browsers.h"
+#include "backends/xdg/known_browsers.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/browsers/browser_process.h"
+#include "backends/page_addresses/browser_process.h"
 
 namespace platform::browsers {
 

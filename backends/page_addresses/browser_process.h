@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/posix/process.h"
+#include "backends/posix/process.h"
 
 #include <QString>
 

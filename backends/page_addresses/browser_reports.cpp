@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/browsers/browser_reports.h"
+#include "backends/page_addresses/browser_reports.h"
 
-#include "platform/linux/browsers/page_title.h"
-#include "platform/linux/dbus/ask.h"
+#include "backends/dbus/ask.h"
+#include "backends/page_addresses/page_title.h"
 
 #include <QDBusError>
 #include <QDBusMessage>

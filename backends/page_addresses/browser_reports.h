@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/browsers/address_source.h"
-#include "platform/linux/browsers/browser_process.h"
-#include "platform/linux/posix/process_shield.h"
+#include "backends/page_addresses/address_source.h"
+#include "backends/page_addresses/browser_process.h"
+#include "backends/posix/process_shield.h"
 
 #include <QDBusConnection>
 #include <QDBusContext>

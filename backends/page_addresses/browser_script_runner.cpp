@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/browsers/browser_script_runner.h"
+#include "backends/page_addresses/browser_script_runner.h"
 
-#include "platform/linux/browsers/page_title.h"
+#include "backends/page_addresses/page_title.h"
 
 #include <QLatin1StringView>
 

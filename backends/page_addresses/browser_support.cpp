@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/browsers/browser_support.h"
+#include "backends/page_addresses/browser_support.h"
 
-#include "platform/linux/browsers/browser_process.h"
-#include "platform/linux/browsers/known_browsers.h"
-#include "platform/linux/browsers/support_journal.h"
-#include "platform/linux/xdg/base_directories.h"
+#include "backends/page_addresses/browser_process.h"
+#include "backends/page_addresses/support_journal.h"
+#include "backends/xdg/base_directories.h"
+#include "backends/xdg/known_browsers.h"
 
 #include <QCoreApplication>
 #include <QDir>

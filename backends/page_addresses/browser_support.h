@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/browsers/address_source.h"
+#include "backends/page_addresses/address_source.h"
 
 #include <QByteArray>
 #include <QList>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/browsers/page_title.h"
+#include "backends/page_addresses/page_title.h"
 
-#include "platform/linux/browsers/known_browsers.h"
+#include "backends/xdg/known_browsers.h"
 
 #include <algorithm>
 #include <array>

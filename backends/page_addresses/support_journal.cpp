@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/browsers/support_journal.h"
+#include "backends/page_addresses/support_journal.h"
 
-#include "platform/linux/posix/posix_atomic_file.h"
+#include "backends/posix/posix_atomic_file.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/file_descriptor.h"
+#include "backends/posix/file_descriptor.h"
 
 #include <cerrno>
 #include <system_error>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/instance_lock.h"
+#include "backends/posix/instance_lock.h"
 
-#include "platform/linux/posix/posix_atomic_file.h"
+#include "backends/posix/posix_atomic_file.h"
 
 #include <QByteArray>
 #include <QDeadlineTimer>

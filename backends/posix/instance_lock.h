@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/posix/file_descriptor.h"
-#include "platform/result.h"
+#include "backends/posix/file_descriptor.h"
+#include "base/result.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/journal_stream.h"
+#include "backends/posix/journal_stream.h"
 
 #include <charconv>
 #include <cstdint>

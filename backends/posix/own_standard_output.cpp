@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/own_standard_output.h"
+#include "backends/posix/own_standard_output.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "backends/posix/file_descriptor.h"
 #include "platform/atomic_file.h"
-#include "platform/linux/posix/file_descriptor.h"
 
 #include <QByteArray>
 #include <QString>

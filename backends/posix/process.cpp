@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/process.h"
+#include "backends/posix/process.h"
 
 #include <QFile>
 #include <QList>

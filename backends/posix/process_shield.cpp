@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/process_shield.h"
+#include "backends/posix/process_shield.h"
 
 #include <optional>
 #include <sys/prctl.h>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/spare_memory.h"
+#include "backends/posix/spare_memory.h"
 
 #include <cstdint>
 #include <link.h>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/start_variables.h"
+#include "backends/posix/start_variables.h"
 
 #include <array>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/stdout_diagnostics.h"
+#include "backends/posix/stdout_diagnostics.h"
 
-#include "platform/terminal_text.h"
+#include "base/terminal_text.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/termination_signals.h"
+#include "backends/posix/termination_signals.h"
 
 #include <array>
 #include <cerrno>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/timer_slack.h"
+#include "backends/posix/timer_slack.h"
 
 #include <sys/prctl.h>
 

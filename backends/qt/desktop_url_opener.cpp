@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gui/desktop_url_opener.h"
+#include "backends/qt/desktop_url_opener.h"
 
-#include "platform/build_config.h"
-#include "platform/linux/posix/process_shield.h"
-#include "platform/linux/posix/timer_slack.h"
+#include "backends/posix/process_shield.h"
+#include "backends/posix/timer_slack.h"
+#include "base/build_config.h"
 
 #include <QDesktopServices>
 #include <QTimer>

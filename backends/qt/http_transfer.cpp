@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/qt/http_transfer.h"
+#include "backends/qt/http_transfer.h"
 
-#include "platform/build_config.h"
-#include "platform/linux/qt/proxy_lookup.h"
-#include "platform/linux/qt/service_address.h"
-#include "platform/wipe.h"
+#include "backends/qt/proxy_lookup.h"
+#include "backends/qt/service_address.h"
+#include "base/build_config.h"
+#include "base/wipe.h"
 
 #include <QIODevice>
 #include <QLoggingCategory>

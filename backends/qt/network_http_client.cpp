@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/qt/network_http_client.h"
+#include "backends/qt/network_http_client.h"
 
-#include "platform/linux/qt/http_transfer.h"
+#include "backends/qt/http_transfer.h"
 
 namespace platform::qt {
 

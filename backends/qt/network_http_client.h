@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "backends/qt/proxy_lookup.h"
 #include "platform/http_client.h"
-#include "platform/linux/qt/proxy_lookup.h"
 
 #include <QNetworkAccessManager>
 #include <QSslConfiguration>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/qt/proxy_lookup.h"
+#include "backends/qt/proxy_lookup.h"
 
-#include "platform/linux/qt/service_address.h"
+#include "backends/qt/service_address.h"
 
 #include <QPromise>
 #include <QtConcurrent>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/qt/qt_repeating_timers.h"
+#include "backends/qt/qt_repeating_timers.h"
 
 #include <QTimer>
 

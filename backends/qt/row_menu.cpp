@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gui/row_menu.h"
+#include "backends/qt/row_menu.h"
 
-#include "platform/text_scale.h"
+#include "base/text_scale.h"
 
 #include <QAction>
 #include <QEvent>

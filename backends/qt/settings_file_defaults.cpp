@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/qt/settings_file_defaults.h"
+#include "backends/qt/settings_file_defaults.h"
 
-#include "platform/linux/posix/file_descriptor.h"
-#include "platform/linux/posix/posix_atomic_file.h"
-#include "platform/mailbox.h"
+#include "backends/posix/file_descriptor.h"
+#include "backends/posix/posix_atomic_file.h"
+#include "base/mailbox.h"
 
 #include <QFile>
 #include <QFileInfo>

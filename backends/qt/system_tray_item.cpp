@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gui/system_tray_item.h"
+#include "backends/qt/system_tray_item.h"
 
 #include <QApplication>
 #include <QCursor>

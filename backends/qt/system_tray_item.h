@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/gui/row_menu.h"
-#include "platform/linux/gui/tray_host_watch.h"
+#include "backends/qt/row_menu.h"
+#include "backends/qt/tray_host_watch.h"
 #include "platform/status_item.h"
 
 #include <QColor>

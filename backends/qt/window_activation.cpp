@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gui/window_activation.h"
+#include "backends/qt/window_activation.h"
 
-#include "platform/linux/posix/timer_slack.h"
+#include "backends/posix/timer_slack.h"
 
 #include <QEvent>
 #include <QGuiApplication>

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "backends/qt/x11_window_hints.h"
 #include "platform/app_activation.h"
-#include "platform/linux/gui/x11_window_hints.h"
 
 #include <QObject>
 #include <QPointer>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gui/without_opengl.h"
+#include "backends/qt/without_opengl.h"
 
 #include <QGuiApplication>
 #include <QOpenGLContext>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gui/x11_window_hints.h"
+#include "backends/qt/x11_window_hints.h"
 
-#include "platform/build_config.h"
-#include "platform/linux/x11/x11_reply.h"
+#include "backends/desktops/x11/x11_reply.h"
+#include "base/build_config.h"
 
 #include <QGuiApplication>
 #include <QWindow>

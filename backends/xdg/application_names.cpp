@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/application_names.h"
+#include "backends/xdg/application_names.h"
 
-#include "platform/build_config.h"
-#include "platform/linux/browsers/known_browsers.h"
+#include "backends/xdg/known_browsers.h"
+#include "base/build_config.h"
 
 #include <QLatin1StringView>
 #include <QLoggingCategory>

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/xdg/desktop_entry_index.h"
-#include "platform/linux/xdg/folder_watch.h"
-#include "platform/linux/xdg/process_facts.h"
+#include "backends/xdg/desktop_entry_index.h"
+#include "backends/xdg/folder_watch.h"
+#include "backends/xdg/process_facts.h"
 
 #include <QCache>
 #include <QString>

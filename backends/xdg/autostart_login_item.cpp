@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/autostart_login_item.h"
+#include "backends/xdg/autostart_login_item.h"
 
-#include "platform/build_config.h"
-#include "platform/linux/posix/file_descriptor.h"
-#include "platform/linux/posix/posix_atomic_file.h"
-#include "platform/linux/xdg/base_directories.h"
-#include "platform/linux/xdg/key_file.h"
+#include "backends/posix/file_descriptor.h"
+#include "backends/posix/posix_atomic_file.h"
+#include "backends/xdg/base_directories.h"
+#include "backends/xdg/key_file.h"
+#include "base/build_config.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/base_directories.h"
+#include "backends/xdg/base_directories.h"
 
 namespace platform::xdg {
 

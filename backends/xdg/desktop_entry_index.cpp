@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/desktop_entry_index.h"
+#include "backends/xdg/desktop_entry_index.h"
 
-#include "platform/linux/xdg/folder_watch.h"
-#include "platform/linux/xdg/key_file.h"
+#include "backends/xdg/folder_watch.h"
+#include "backends/xdg/key_file.h"
 
 #include <QDir>
 #include <QFile>

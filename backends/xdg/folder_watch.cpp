@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/folder_watch.h"
+#include "backends/xdg/folder_watch.h"
 
 #include <QFile>
 

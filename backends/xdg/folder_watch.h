@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/posix/file_descriptor.h"
+#include "backends/posix/file_descriptor.h"
 
 #include <QByteArray>
 #include <QByteArrayList>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/key_file.h"
+#include "backends/xdg/key_file.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/browsers/known_browsers.h"
+#include "backends/xdg/known_browsers.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/process_facts.h"
+#include "backends/xdg/process_facts.h"
 
-#include "platform/linux/posix/process.h"
-#include "platform/linux/xdg/desktop_entry_index.h"
+#include "backends/posix/process.h"
+#include "backends/xdg/desktop_entry_index.h"
 
 #include <QByteArray>
 #include <QByteArrayView>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "app/program/program.h"
+#include "app/program.h"
 #include "benchmarks/soak/tenfold_clock.h"
 #include "benchmarks/soak/tenfold_idle_time.h"
 #include "benchmarks/soak/tenfold_timers.h"

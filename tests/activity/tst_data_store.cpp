@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "activity/data_store.h"
-#include "platform/linux/posix/posix_atomic_file.h"
+#include "backends/posix/posix_atomic_file.h"
 #include "tests/fakes/fake_atomic_files.h"
 #include "tests/fakes/fake_diagnostics.h"
 #include "tests/support/activity_samples.h"

@@ -4,7 +4,7 @@
 // written: golden/foreign.json is such a list with the habits of another writer, golden/saved.json
 // what a store must make of it, byte for byte, when one record has been added.
 #include "activity/data_store.h"
-#include "platform/linux/posix/posix_atomic_file.h"
+#include "backends/posix/posix_atomic_file.h"
 #include "tests/fakes/fake_diagnostics.h"
 
 #include <QDir>

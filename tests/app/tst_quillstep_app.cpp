@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "app/quillstep_app.h"
-#include "app/shell/app_menu.h"
 #include "platform/application_requests.h"
+#include "shell/app_menu.h"
 #include "tests/support/shell_bench.h"
 
 #include <QSignalSpy>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/autostart_login_item.h"
+#include "backends/xdg/autostart_login_item.h"
 #include "tests/platform/contract/login_item_contract.h"
 #include "tests/support/autostart_folders.h"
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/browsers/browser_script_runner.h"
+#include "backends/page_addresses/browser_script_runner.h"
 #include "tracking/sample.h"
 
 #include <QTest>

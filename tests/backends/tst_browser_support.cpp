@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/browsers/browser_support.h"
+#include "backends/page_addresses/browser_support.h"
 #include "tests/support/written_file.h"
 
 #include <QCryptographicHash>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/base_directories.h"
-#include "platform/linux/xdg/desktop_entry_index.h"
+#include "backends/xdg/base_directories.h"
+#include "backends/xdg/desktop_entry_index.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/xdg/desktop_entry_index.h"
+#include "backends/xdg/desktop_entry_index.h"
 #include "tests/support/desktop_files.h"
 
 #include <QTest>

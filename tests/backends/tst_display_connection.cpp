@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/desktop/display_connection.h"
+#include "backends/desktops/choice/display_connection.h"
 
 #include <QSignalSpy>
 #include <QTest>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/instance_lock.h"
+#include "backends/posix/instance_lock.h"
 #include "tests/support/without_locks.h"
 
 #include <QElapsedTimer>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/browsers/known_browsers.h"
-#include "platform/linux/browsers/page_title.h"
+#include "backends/page_addresses/page_title.h"
+#include "backends/xdg/known_browsers.h"
 #include "tracking/sample.h"
 
 #include <QTest>

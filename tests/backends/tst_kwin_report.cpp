@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/kwin/kwin_report.h"
+#include "backends/desktops/kwin/kwin_report.h"
 
 #include <QTest>
 

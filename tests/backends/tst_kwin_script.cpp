@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/kwin/kwin_report.h"
-#include "platform/linux/kwin/kwin_script_keeper.h"
+#include "backends/desktops/kwin/kwin_report.h"
+#include "backends/desktops/kwin/kwin_script_keeper.h"
 
 #include <QFile>
 #include <QJSEngine>
@@ -10,8 +10,8 @@
 #include <memory>
 
 using namespace Qt::StringLiterals;
-using platform::kwin::writeScript;
 using platform::kwin::KWinScriptTarget;
+using platform::kwin::writeScript;
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/atspi/accessible_addresses.h"
-#include "platform/linux/atspi/accessible_queries.h"
+#include "backends/desktops/accessibility/accessible_queries.h"
+#include "backends/page_addresses/accessible_addresses.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/posix_atomic_file.h"
+#include "backends/posix/posix_atomic_file.h"
 #include "tests/support/activity_samples.h"
 
 #include <QDir>

@@ -1,18 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // Lines on standard output, timers, clock, signals, folders: the small facilities of the system.
-#include "platform/linux/posix/background_priority.h"
-#include "platform/linux/posix/journal_stream.h"
-#include "platform/linux/posix/own_standard_output.h"
-#include "platform/linux/posix/process_shield.h"
-#include "platform/linux/posix/spare_memory.h"
-#include "platform/linux/posix/start_variables.h"
-#include "platform/linux/posix/stdout_diagnostics.h"
-#include "platform/linux/posix/system_clock.h"
-#include "platform/linux/posix/termination_signals.h"
-#include "platform/linux/posix/timer_slack.h"
-#include "platform/linux/qt/qt_repeating_timers.h"
-#include "platform/linux/xdg/base_directories.h"
+#include "backends/posix/background_priority.h"
+#include "backends/posix/journal_stream.h"
+#include "backends/posix/own_standard_output.h"
+#include "backends/posix/process_shield.h"
+#include "backends/posix/spare_memory.h"
+#include "backends/posix/start_variables.h"
+#include "backends/posix/stdout_diagnostics.h"
+#include "backends/posix/system_clock.h"
+#include "backends/posix/termination_signals.h"
+#include "backends/posix/timer_slack.h"
+#include "backends/qt/qt_repeating_timers.h"
+#include "backends/xdg/base_directories.h"
 
 #include <QElapsedTimer>
 #include <QFile>

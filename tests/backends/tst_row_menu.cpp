@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gui/row_menu.h"
+#include "backends/qt/row_menu.h"
 
 #include <QAction>
 #include <QApplication>

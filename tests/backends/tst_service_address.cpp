@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/qt/service_address.h"
+#include "backends/qt/service_address.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/qt/settings_file_defaults.h"
+#include "backends/qt/settings_file_defaults.h"
 #include "tests/support/activity_samples.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/wayland/sway_ipc.h"
+#include "backends/desktops/wayland/sway_ipc.h"
 
 #include <QLocalServer>
 #include <QLocalSocket>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/wayland/toplevel_list.h"
+#include "backends/desktops/wayland/toplevel_list.h"
 
 #include <QTest>
 

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/desktop/idle_choice.h"
-#include "platform/linux/desktop/window_choice.h"
-#include "platform/linux/xdg/application_names.h"
-#include "tests/platform/fake_front_window_source.h"
+#include "backends/desktops/choice/idle_choice.h"
+#include "backends/desktops/choice/window_choice.h"
+#include "backends/xdg/application_names.h"
+#include "tests/backends/fake_front_window_source.h"
 
 #include <QSignalSpy>
 #include <QTest>

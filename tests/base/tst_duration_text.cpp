@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/time_texts.h"
+#include "base/time_texts.h"
 
 #include <QLocale>
 #include <QTest>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/iso8601.h"
-#include "platform/truncated.h"
+#include "base/iso8601.h"
+#include "base/truncated.h"
 
 #include <QDateTime>
 #include <QTest>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/terminal_text.h"
+#include "base/terminal_text.h"
 
 #include <QTest>
 

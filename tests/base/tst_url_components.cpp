@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/url_components.h"
+#include "base/url_components.h"
 #include "tests/support/url_text.h"
 
 #include <QTest>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The value formats: identifiers, JSON strings and numbers, texts cut off.
-#include "platform/exact_utf8.h"
-#include "platform/json_writer.h"
-#include "platform/uuid.h"
+#include "base/exact_utf8.h"
+#include "base/json_writer.h"
+#include "base/uuid.h"
 
 #include <QTest>
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // Any body: what is taken can be written and read again as the same, what is refused has a text.
-#include "platform/iso8601.h"
-#include "platform/json_writer.h"
+#include "base/iso8601.h"
+#include "base/json_writer.h"
 #include "service/activity_rows.h"
 #include "service/sign_in_request.h"
 #include "service/upload.h"

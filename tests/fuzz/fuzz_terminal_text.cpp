@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 // Any UTF-16 as a line: what comes out is valid UTF-8 in which nothing steers a terminal, and comes
 // out the same way again.
-#include "platform/exact_utf8.h"
-#include "platform/terminal_text.h"
+#include "base/exact_utf8.h"
+#include "base/terminal_text.h"
 
 #include <QByteArray>
 #include <QList>

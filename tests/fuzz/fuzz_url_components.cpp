@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 // Any text as an address: its components are it, removing the query leaves none and can be
 // repeated, and what was valid comes back byte for byte.
-#include "platform/url_components.h"
+#include "base/url_components.h"
 #include "tests/support/url_text.h"
 
 #include <algorithm>

@@ -52,7 +52,7 @@ class Checks(unittest.TestCase):
         self.assertTrue(self.finds([LAYERS], "activity/bad.cpp"))
 
     def test_aBackendIncludedOutsideTheCompositionRootIsFound(self):
-        self.plant("app/quillstep_app.cpp", CPP + '#include "platform/linux/x11/x11_connection.h"\n')
+        self.plant("app/quillstep_app.cpp", CPP + '#include "backends/desktops/x11/x11_connection.h"\n')
         self.assertTrue(self.finds([LAYERS], "app/quillstep_app.cpp"))
 
     def test_theCompositionRootIncludedByWhatItPutsTogetherIsFound(self):
@@ -70,8 +70,8 @@ class Checks(unittest.TestCase):
             self.assertTrue(self.finds([HERE / "lint.py", "waits"], "tests/tst_bad.cpp"), line)
 
     def test_theCompositionRootMayIncludeBackends(self):
-        self.plant("app/program/agent.cpp", CPP + '#include "platform/linux/linux_environment.h"\n')
-        self.plant("app/main.cpp", CPP + '#include "app/program/program.h"\n')
+        self.plant("app/agent.cpp", CPP + '#include "backends/linux/linux_environment.h"\n')
+        self.plant("app/main.cpp", CPP + '#include "app/program.h"\n')
         self.assertEqual(self.verdict(LAYERS)[0], 0)
 
     def test_aBadlyFormattedFileIsFound(self):

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/xdg/autostart_login_item.h"
+#include "backends/xdg/autostart_login_item.h"
 #include "tests/support/written_file.h"
 
 #include <QFile>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/result.h"
+#include "base/result.h"
 #include "tests/support/child_process.h"
 #include "tests/support/marionette.h"
 

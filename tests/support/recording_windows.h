@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/shell/window_router.h"
+#include "shell/window_router.h"
 
 #include <QStringList>
 

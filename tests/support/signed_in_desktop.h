@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/result.h"
+#include "base/result.h"
 #include "tests/support/agent.h"
 #include "tests/support/headless_x11.h"
 #include "tests/support/keyring.h"

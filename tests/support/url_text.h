@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/url_components.h"
+#include "base/url_components.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // What holds for every input, tried on many made by chance from a fixed seed.
-#include "platform/url_components.h"
+#include "base/url_components.h"
 #include "sync/aggregation.h"
 #include "tests/support/activity_samples.h"
 #include "tests/support/url_text.h"

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/browsers/browser_reports.h"
-#include "platform/linux/browsers/browser_support.h"
-#include "platform/linux/browsers/known_browsers.h"
-#include "platform/linux/dbus/application_call.h"
+#include "backends/dbus/application_call.h"
+#include "backends/page_addresses/browser_reports.h"
+#include "backends/page_addresses/browser_support.h"
+#include "backends/xdg/known_browsers.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/headless_x11.h"
 #include "tests/support/host_folder.h"

@@ -3,7 +3,7 @@
 // Settings under load until somebody kills it: defaults_churn FILE. Counts "number" on from what
 // the file has, every millisecond, with a text that tells whether it is whole, and writes each
 // number to standard output before it is set.
-#include "platform/linux/qt/settings_file_defaults.h"
+#include "backends/qt/settings_file_defaults.h"
 
 #include <QCoreApplication>
 #include <QTimer>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/kwin/kwin_front_window.h"
+#include "backends/desktops/kwin/kwin_front_window.h"
 #include "tests/system/verify_outcome.h"
 
 #include <QDBusConnection>

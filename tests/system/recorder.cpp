@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/system/recorder.h"
 
+#include "backends/dbus/bus_address.h"
 #include "platform/idle_time.h"
-#include "platform/linux/dbus/bus_address.h"
 #include "platform/window_title.h"
 
 #include <QDBusError>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "activity/data_store.h"
-#include "platform/linux/linux_environment.h"
+#include "backends/linux/linux_environment.h"
 #include "tests/fakes/fake_diagnostics.h"
 #include "tests/fakes/fake_repeating_timers.h"
 #include "tracking/tracking_engine.h"

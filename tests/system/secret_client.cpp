@@ -12,7 +12,7 @@
 //   drop                  drop MILLISECONDS; the store is destroyed and made anew
 //   gap                   gap MILLISECONDS, the longest since the last of these
 // and "readable" comes whenever the keyring became readable. It ends with its input.
-#include "platform/linux/secrets/libsecret_store.h"
+#include "backends/keyring/libsecret_store.h"
 #include "tests/support/heartbeat.h"
 
 #include <QCoreApplication>

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/front_window_source.h"
-#include "platform/linux/desktop/idle_source.h"
-#include "platform/linux/desktop/window_choice.h"
-#include "platform/linux/xdg/application_names.h"
+#include "backends/desktops/choice/front_window_source.h"
+#include "backends/desktops/choice/idle_source.h"
+#include "backends/desktops/choice/window_choice.h"
+#include "backends/xdg/application_names.h"
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/desktop_session.h"
 #include "tests/support/test_window.h"

@@ -7,9 +7,9 @@
 //   SHELL_CLIENT_WAIT   ends in its own time: a line "ending", then no earlier than this many
 //                       milliseconds later
 #include "app/command_line.h"
-#include "platform/linux/dbus/application_service.h"
-#include "platform/linux/dbus/bus_address.h"
-#include "platform/linux/dbus/forwarding.h"
+#include "backends/dbus/application_service.h"
+#include "backends/dbus/bus_address.h"
+#include "backends/dbus/forwarding.h"
 
 #include <QCoreApplication>
 #include <QTimer>

@@ -8,8 +8,8 @@
 //   gap          gap MILLISECONDS, how long the event loop has been away since the last of these
 // and it says "ready", "made KIND", "opening" and "chosen COMMAND". It ends with its input.
 #include "account/auth_records.h"
-#include "app/shell/app_menu.h"
-#include "platform/linux/gui/system_tray_item.h"
+#include "backends/qt/system_tray_item.h"
+#include "shell/app_menu.h"
 #include "tests/support/heartbeat.h"
 
 #include <QApplication>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The executable signs in to the real service, with the token in a real keyring.
-#include "platform/build_config.h"
+#include "base/build_config.h"
 #include "tests/support/agent.h"
 #include "tests/support/headless_x11.h"
 #include "tests/support/keyring.h"

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The running instance on a real session bus, with real second starts and foreign callers.
-#include "platform/linux/dbus/application_service.h"
-#include "platform/linux/dbus/bus_address.h"
-#include "platform/linux/dbus/forwarding.h"
+#include "backends/dbus/application_service.h"
+#include "backends/dbus/bus_address.h"
+#include "backends/dbus/forwarding.h"
 #include "tests/support/private_bus.h"
 #include "tests/support/required_programs.h"
 #include "tests/system/verify_outcome.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/atspi/accessibility_bus.h"
-#include "platform/linux/atspi/accessible_addresses.h"
+#include "backends/desktops/accessibility/accessibility_bus.h"
+#include "backends/page_addresses/accessible_addresses.h"
 #include "tests/support/accessibility.h"
 #include "tests/support/firefox.h"
 #include "tests/support/headless_x11.h"

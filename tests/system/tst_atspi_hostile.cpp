@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // A program on a private accessibility bus that answers as a test wants it, however wrong.
-#include "platform/linux/atspi/accessibility_bus.h"
-#include "platform/linux/atspi/accessible_addresses.h"
-#include "platform/linux/atspi/accessible_front_window.h"
+#include "backends/desktops/accessibility/accessibility_bus.h"
+#include "backends/desktops/accessibility/accessible_front_window.h"
+#include "backends/page_addresses/accessible_addresses.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/heartbeat.h"
 #include "tests/support/passing_time.h"

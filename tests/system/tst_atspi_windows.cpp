@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/atspi/accessibility_bus.h"
-#include "platform/linux/atspi/accessible_front_window.h"
+#include "backends/desktops/accessibility/accessibility_bus.h"
+#include "backends/desktops/accessibility/accessible_front_window.h"
 #include "tests/support/accessibility.h"
 #include "tests/support/headless_x11.h"
 #include "tests/support/heartbeat.h"

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The native host on a real bus, with input that no extension sends and callers that are no host.
-#include "platform/linux/browsers/browser_reports.h"
-#include "platform/linux/dbus/application_call.h"
+#include "backends/dbus/application_call.h"
+#include "backends/page_addresses/browser_reports.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/host_folder.h"
 #include "tests/support/ordinary_user.h"

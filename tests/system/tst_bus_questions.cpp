@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // Questions to a peer on a real bus that answers when the test says so.
-#include "platform/linux/dbus/watched_property.h"
+#include "backends/dbus/watched_property.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/private_home.h"
 #include "tests/support/required_programs.h"

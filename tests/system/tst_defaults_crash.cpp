@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // What is in the settings file when the process is killed.
-#include "platform/linux/qt/settings_file_defaults.h"
+#include "backends/qt/settings_file_defaults.h"
 #include "tests/support/child_process.h"
 #include "tests/support/passing_time.h"
 

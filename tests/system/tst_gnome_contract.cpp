@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gnome/gnome_front_window.h"
-#include "platform/linux/gnome/mutter_idle_time.h"
+#include "backends/desktops/gnome/gnome_front_window.h"
+#include "backends/desktops/gnome/mutter_idle_time.h"
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/headless_gnome.h"
 #include "tests/support/required_programs.h"

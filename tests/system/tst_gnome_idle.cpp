@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gnome/mutter_idle_time.h"
+#include "backends/desktops/gnome/mutter_idle_time.h"
 #include "tests/support/headless_gnome.h"
 #include "tests/support/required_programs.h"
 #include "tests/system/verify_outcome.h"

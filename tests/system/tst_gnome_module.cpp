@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gnome/gnome_front_window.h"
+#include "backends/desktops/gnome/gnome_front_window.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/child_process.h"
 #include "tests/support/private_home.h"

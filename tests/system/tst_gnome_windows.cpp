@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gnome/extension_state.h"
-#include "platform/linux/gnome/gnome_front_window.h"
+#include "backends/desktops/gnome/extension_state.h"
+#include "backends/desktops/gnome/gnome_front_window.h"
 #include "tests/support/headless_gnome.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/test_window.h"

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/qt/network_http_client.h"
+#include "backends/qt/network_http_client.h"
 #include "tests/support/scripted_server.h"
 
 #include <QTest>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/kwin/kwin_front_window.h"
-#include "platform/linux/wayland/wayland_connection.h"
-#include "platform/linux/wayland/wayland_idle_time.h"
+#include "backends/desktops/kwin/kwin_front_window.h"
+#include "backends/desktops/wayland/wayland_connection.h"
+#include "backends/desktops/wayland/wayland_idle_time.h"
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/headless_kwin.h"
 #include "tests/support/required_programs.h"

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 // The autostart entry as others see it: the validator of desktop files, GLib, full and read-only
 // disks.
-#include "platform/linux/xdg/autostart_login_item.h"
+#include "backends/xdg/autostart_login_item.h"
 #include "tests/support/autostart_folders.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/small_disk.h"

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/desktop/session_lock.h"
+#include "backends/desktops/choice/session_lock.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/private_home.h"
 #include "tests/support/required_programs.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "account/auth_service.h"
-#include "platform/linux/qt/network_http_client.h"
+#include "backends/qt/network_http_client.h"
 #include "tests/fakes/fake_secret_store.h"
 #include "tests/fakes/fake_user_defaults.h"
 #include "tests/support/scripted_server.h"

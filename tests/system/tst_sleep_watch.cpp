@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // What is owed is on the disk before the machine sleeps, and the machine is not held up longer.
-#include "platform/linux/dbus/sleep_watch.h"
+#include "backends/dbus/sleep_watch.h"
 #include "tests/support/agent.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/private_home.h"

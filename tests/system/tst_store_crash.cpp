@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 // What is on the disk when the process is killed or the disk is full.
 #include "activity/data_store.h"
-#include "platform/linux/posix/posix_atomic_file.h"
-#include "platform/linux/posix/system_clock.h"
+#include "backends/posix/posix_atomic_file.h"
+#include "backends/posix/system_clock.h"
 #include "tests/fakes/fake_diagnostics.h"
 #include "tests/support/activity_samples.h"
 #include "tests/support/child_process.h"

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 // The status icon and its menu in real panels, with a real pointer. Pictures stay in the build
 // tree.
-#include "platform/linux/gui/system_tray_item.h"
+#include "backends/qt/system_tray_item.h"
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
 #include "tests/system/screen_reader.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The uploader over a real socket: every answer a service can give.
-#include "platform/linux/qt/network_http_client.h"
+#include "backends/qt/network_http_client.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/sync_bench.h"
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The uploader against the real service behind a connection that breaks in every way.
-#include "platform/linux/qt/network_http_client.h"
+#include "backends/qt/network_http_client.h"
 #include "tests/support/faulty_proxy.h"
 #include "tests/support/service_process.h"
 #include "tests/support/sync_bench.h"

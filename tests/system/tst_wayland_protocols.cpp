@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/posix/file_descriptor.h"
+#include "backends/posix/file_descriptor.h"
 #include "tests/support/allocated_memory.h"
 #include "tests/support/child_process.h"
 #include "tests/system/wayland_observer.h"

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/wayland/toplevel_windows.h"
-#include "platform/linux/wayland/wayland_connection.h"
-#include "platform/linux/wayland/wayland_idle_time.h"
+#include "backends/desktops/wayland/toplevel_windows.h"
+#include "backends/desktops/wayland/wayland_connection.h"
+#include "backends/desktops/wayland/wayland_idle_time.h"
 #include "tests/support/headless_sway.h"
 
 #include <QtDebug>

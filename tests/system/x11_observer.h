@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/window_choice.h"
-#include "platform/linux/x11/x11_desktop.h"
-#include "platform/linux/xdg/application_names.h"
+#include "backends/desktops/choice/window_choice.h"
+#include "backends/desktops/x11/x11_desktop.h"
+#include "backends/xdg/application_names.h"
 
 #include <QStringList>
 

@@ -4,9 +4,9 @@
 
 #include "account/auth_service.h"
 #include "activity/data_store.h"
-#include "app/shell/app_menu.h"
-#include "app/shell/window_router.h"
 #include "platform/desktop.h"
+#include "shell/app_menu.h"
+#include "shell/window_router.h"
 #include "sync/sync_service.h"
 #include "tests/fakes/fake_app_activation.h"
 #include "tests/fakes/fake_desktop_notice.h"

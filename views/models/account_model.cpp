@@ -3,9 +3,9 @@
 #include "views/models/account_model.h"
 
 #include "account/auth_service.h"
-#include "app/shell/window_router.h"
 #include "platform/clock.h"
 #include "platform/main_queue.h"
+#include "shell/window_router.h"
 #include "sync/sync_service.h"
 
 #include <QStringList>

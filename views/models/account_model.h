@@ -3,7 +3,7 @@
 #pragma once
 
 #include "account/auth_records.h"
-#include "platform/time_texts.h"
+#include "base/time_texts.h"
 
 #include <QObject>
 #include <QString>

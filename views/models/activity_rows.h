@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/time_texts.h"
+#include "base/time_texts.h"
 #include "views/models/duration_totals.h"
 
 #include <QAbstractListModel>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "views/models/activity_totals.h"
 
-#include "platform/url_components.h"
+#include "base/url_components.h"
 
 #include <cstddef>
 #include <string>

@@ -5,9 +5,9 @@
 #include "account/auth_records.h"
 #include "account/auth_service.h"
 #include "activity/data_store.h"
-#include "app/shell/window_router.h"
 #include "platform/desktop_notice.h"
 #include "platform/main_queue.h"
+#include "shell/window_router.h"
 #include "tracking/tracking_engine.h"
 
 #include <QPointer>

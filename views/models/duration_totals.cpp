@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "views/models/duration_totals.h"
 
-#include "platform/exact_utf8.h"
+#include "base/exact_utf8.h"
 
 #include <algorithm>
 #include <bit>

@@ -3,11 +3,11 @@
 #include "views/models/login_form.h"
 
 #include "account/auth_service.h"
-#include "app/shell/window_router.h"
+#include "base/wipe.h"
 #include "platform/app_activation.h"
 #include "platform/main_queue.h"
 #include "platform/url_opener.h"
-#include "platform/wipe.h"
+#include "shell/window_router.h"
 #include "views/models/account_model.h"
 
 #include <chrono>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/shell/services.h"
+#include "shell/services.h"
 
 #include <QCoroTask>
 #include <QObject>

@@ -4,7 +4,7 @@
 
 #include "account/auth_records.h"
 #include "account/auth_service.h"
-#include "platform/build_config.h"
+#include "base/build_config.h"
 #include "platform/diagnostics.h"
 #include "platform/login_item.h"
 #include "platform/url_opener.h"

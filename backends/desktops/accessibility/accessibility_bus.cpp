@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/atspi/accessibility_bus.h"
+#include "backends/desktops/accessibility/accessibility_bus.h"
 
-#include "platform/linux/dbus/bus_address.h"
+#include "backends/dbus/bus_address.h"
 
 #include <QDBusError>
 #include <QDBusPendingCall>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/atspi/accessible_front_window.h"
+#include "backends/desktops/accessibility/accessible_front_window.h"
 
-#include "platform/exact_utf8.h"
+#include "base/exact_utf8.h"
 
 #include <QDBusConnection>
 #include <QStringList>

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/atspi/accessible_queries.h"
-#include "platform/linux/desktop/front_window_source.h"
+#include "backends/desktops/accessibility/accessible_queries.h"
+#include "backends/desktops/choice/front_window_source.h"
 
 #include <QCoroTask>
 #include <QDBusMessage>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/atspi/accessible_queries.h"
+#include "backends/desktops/accessibility/accessible_queries.h"
 
 #include <QDBusArgument>
 #include <QDBusObjectPath>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/atspi/accessibility_bus.h"
+#include "backends/desktops/accessibility/accessibility_bus.h"
 
 #include <QCoroTask>
 #include <QList>

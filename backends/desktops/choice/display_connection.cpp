@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/desktop/display_connection.h"
+#include "backends/desktops/choice/display_connection.h"
 
-#include "platform/linux/desktop/log.h"
+#include "backends/desktops/choice/log.h"
 
 #include <QTimer>
 

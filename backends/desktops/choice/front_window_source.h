@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/front_window.h"
-#include "platform/linux/desktop/presence.h"
+#include "backends/dbus/presence.h"
+#include "backends/desktops/choice/front_window.h"
 
 #include <QObject>
 #include <QString>

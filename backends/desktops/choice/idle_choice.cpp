@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/desktop/idle_choice.h"
+#include "backends/desktops/choice/idle_choice.h"
 
-#include "platform/linux/desktop/log.h"
+#include "backends/desktops/choice/log.h"
 
 #include <algorithm>
 #include <limits>

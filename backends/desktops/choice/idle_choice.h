@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "backends/desktops/choice/idle_source.h"
 #include "platform/idle_time.h"
-#include "platform/linux/desktop/idle_source.h"
 
 #include <QString>
 

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "backends/dbus/presence.h"
 #include "platform/idle_time.h"
-#include "platform/linux/desktop/presence.h"
 
 #include <QObject>
 #include <QString>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/desktop/session_lock.h"
+#include "backends/desktops/choice/session_lock.h"
 
 #include <QDBusObjectPath>
 #include <QLoggingCategory>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/dbus/watched_property.h"
+#include "backends/dbus/watched_property.h"
 
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/desktop/window_choice.h"
+#include "backends/desktops/choice/window_choice.h"
 
-#include "platform/linux/browsers/known_browsers.h"
-#include "platform/linux/desktop/log.h"
-#include "platform/linux/xdg/application_names.h"
+#include "backends/desktops/choice/log.h"
+#include "backends/xdg/application_names.h"
+#include "backends/xdg/known_browsers.h"
 
 #include <QStringList>
 

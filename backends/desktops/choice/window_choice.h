@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "backends/desktops/choice/front_window_source.h"
 #include "platform/frontmost_application.h"
-#include "platform/linux/desktop/front_window_source.h"
 #include "platform/window_title.h"
 
 #include <QObject>

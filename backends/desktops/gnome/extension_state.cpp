@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gnome/extension_state.h"
+#include "backends/desktops/gnome/extension_state.h"
 
-#include "platform/linux/gnome/log.h"
+#include "backends/desktops/gnome/log.h"
 
 #include <QDBusVariant>
 #include <QStandardPaths>

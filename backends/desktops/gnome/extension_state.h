@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/dbus/ask.h"
+#include "backends/dbus/ask.h"
 
 #include <QDBusConnection>
 #include <QObject>

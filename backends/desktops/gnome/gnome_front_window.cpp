@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gnome/gnome_front_window.h"
+#include "backends/desktops/gnome/gnome_front_window.h"
 
-#include "platform/exact_utf8.h"
-#include "platform/linux/dbus/application_call.h"
-#include "platform/linux/gnome/log.h"
+#include "backends/dbus/application_call.h"
+#include "backends/desktops/gnome/log.h"
+#include "base/exact_utf8.h"
 
 #include <QByteArray>
 #include <QMetaType>

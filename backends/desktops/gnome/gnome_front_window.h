@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/bus_name_owner.h"
-#include "platform/linux/desktop/front_window_source.h"
-#include "platform/linux/gnome/extension_state.h"
+#include "backends/dbus/bus_name_owner.h"
+#include "backends/desktops/choice/front_window_source.h"
+#include "backends/desktops/gnome/extension_state.h"
 
 #include <QDBusConnection>
 #include <QElapsedTimer>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/gnome/mutter_idle_time.h"
+#include "backends/desktops/gnome/mutter_idle_time.h"
 
-#include "platform/linux/gnome/log.h"
+#include "backends/desktops/gnome/log.h"
 
 #include <algorithm>
 #include <limits>

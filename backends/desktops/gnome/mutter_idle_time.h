@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/bus_name_owner.h"
-#include "platform/linux/desktop/idle_source.h"
+#include "backends/dbus/bus_name_owner.h"
+#include "backends/desktops/choice/idle_source.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/kwin/kwin_front_window.h"
+#include "backends/desktops/kwin/kwin_front_window.h"
 
-#include "platform/build_config.h"
+#include "base/build_config.h"
 
 #include <utility>
 

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/bus_name_owner.h"
-#include "platform/linux/desktop/front_window_source.h"
-#include "platform/linux/kwin/kwin_report.h"
-#include "platform/linux/kwin/kwin_script_keeper.h"
+#include "backends/dbus/bus_name_owner.h"
+#include "backends/desktops/choice/front_window_source.h"
+#include "backends/desktops/kwin/kwin_report.h"
+#include "backends/desktops/kwin/kwin_script_keeper.h"
 
 #include <QDBusConnection>
 

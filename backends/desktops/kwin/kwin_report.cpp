@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/kwin/kwin_report.h"
+#include "backends/desktops/kwin/kwin_report.h"
 
-#include "platform/exact_utf8.h"
+#include "base/exact_utf8.h"
 
 #include <QByteArray>
 #include <QMetaType>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/front_window.h"
+#include "backends/desktops/choice/front_window.h"
 
 #include <QDBusConnection>
 #include <QDBusError>

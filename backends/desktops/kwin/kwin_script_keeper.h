@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/dbus/ask.h"
-#include "platform/result.h"
+#include "backends/dbus/ask.h"
+#include "base/result.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/wayland/sway_ipc.h"
+#include "backends/desktops/wayland/sway_ipc.h"
 
-#include "platform/linux/wayland/toplevel_list.h"
-#include "platform/linux/wayland/wayland_connection.h"
-#include "platform/strict_json.h"
+#include "backends/desktops/wayland/toplevel_list.h"
+#include "backends/desktops/wayland/wayland_connection.h"
+#include "base/strict_json.h"
 
 #include <QUtf8StringView>
 

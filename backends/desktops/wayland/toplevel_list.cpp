@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/wayland/toplevel_list.h"
+#include "backends/desktops/wayland/toplevel_list.h"
 
-#include "platform/exact_utf8.h"
+#include "base/exact_utf8.h"
 
 #include <utility>
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/wayland/toplevel_windows.h"
+#include "backends/desktops/wayland/toplevel_windows.h"
 
-#include "platform/exact_utf8.h"
+#include "base/exact_utf8.h"
 
 #include <algorithm>
 #include <cstring>

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/front_window_source.h"
-#include "platform/linux/wayland/sway_ipc.h"
-#include "platform/linux/wayland/toplevel_list.h"
-#include "platform/linux/wayland/wayland_connection.h"
+#include "backends/desktops/choice/front_window_source.h"
+#include "backends/desktops/wayland/sway_ipc.h"
+#include "backends/desktops/wayland/toplevel_list.h"
+#include "backends/desktops/wayland/wayland_connection.h"
 
 #include <QTimer>
 

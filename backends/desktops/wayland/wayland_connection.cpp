@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/wayland/wayland_connection.h"
+#include "backends/desktops/wayland/wayland_connection.h"
 
 #include <QDeadlineTimer>
 

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/display_connection.h"
-#include "platform/linux/wayland/wayland_display.h"
-#include "platform/result.h"
+#include "backends/desktops/choice/display_connection.h"
+#include "backends/desktops/wayland/wayland_display.h"
+#include "base/result.h"
 
 #include <QElapsedTimer>
 #include <QLoggingCategory>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/wayland/wayland_display.h"
+#include "backends/desktops/wayland/wayland_display.h"
 
-#include "platform/linux/desktop/display_connection.h"
-#include "platform/linux/posix/file_descriptor.h"
+#include "backends/desktops/choice/display_connection.h"
+#include "backends/posix/file_descriptor.h"
 
 #include <QByteArray>
 

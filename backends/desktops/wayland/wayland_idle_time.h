@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/idle_source.h"
-#include "platform/linux/wayland/wayland_connection.h"
+#include "backends/desktops/choice/idle_source.h"
+#include "backends/desktops/wayland/wayland_connection.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/x11/x11_connection.h"
+#include "backends/desktops/x11/x11_connection.h"
 
 #include <QByteArray>
 #include <QDeadlineTimer>

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/display_connection.h"
-#include "platform/linux/x11/x11_numbers.h"
-#include "platform/linux/x11/x11_reply.h"
-#include "platform/result.h"
+#include "backends/desktops/choice/display_connection.h"
+#include "backends/desktops/x11/x11_numbers.h"
+#include "backends/desktops/x11/x11_reply.h"
+#include "base/result.h"
 
 #include <QLoggingCategory>
 #include <QString>

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/front_window_source.h"
-#include "platform/linux/desktop/idle_source.h"
-#include "platform/linux/x11/x11_connection.h"
-#include "platform/linux/x11/x11_mirror.h"
+#include "backends/desktops/choice/front_window_source.h"
+#include "backends/desktops/choice/idle_source.h"
+#include "backends/desktops/x11/x11_connection.h"
+#include "backends/desktops/x11/x11_mirror.h"
 
 #include <QString>
 

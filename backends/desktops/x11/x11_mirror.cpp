@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "platform/linux/x11/x11_mirror.h"
+#include "backends/desktops/x11/x11_mirror.h"
 
-#include "platform/linux/x11/x11_property.h"
+#include "backends/desktops/x11/x11_property.h"
 
 #include <QSysInfo>
 

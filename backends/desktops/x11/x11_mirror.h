@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/desktop/front_window.h"
-#include "platform/linux/x11/x11_connection.h"
+#include "backends/desktops/choice/front_window.h"
+#include "backends/desktops/x11/x11_connection.h"
 
 #include <QString>
 #include <QTimer>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/x11/x11_numbers.h"
+#include "backends/desktops/x11/x11_numbers.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "app/shell/scenes.h"
-#include "app/shell/window_router.h"
 #include "platform/url_opener.h"
+#include "shell/scenes.h"
+#include "shell/window_router.h"
 #include "tests/fakes/fake_app_activation.h"
 #include "tests/support/recording_windows.h"
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "app/shell/app_menu.h"
+#include "shell/app_menu.h"
 
 #include <QTest>
 
