@@ -163,7 +163,7 @@ class GnomeDesktop(WaylandShell):
     def _install_extension() -> None:
         version = subprocess.run(["gnome-shell", "--version"], capture_output=True, text=True, check=True).stdout
         style = "43" if int(re.search(r"\d+", version)[0]) < 45 else "45"
-        built = ROOT / "build/release/platform/linux/gnome/extension" / style
+        built = ROOT / "build/release/backends/desktops/gnome" / style
         name = json.loads((built / "metadata.json").read_text(encoding="utf-8"))["uuid"]
         folder = pathlib.Path(os.environ["XDG_DATA_HOME"]) / "gnome-shell/extensions" / name
         folder.mkdir(parents=True, exist_ok=True)
