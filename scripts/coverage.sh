@@ -32,6 +32,7 @@ ctest --test-dir "$tree" --no-tests=error --output-on-failure "$@" >"$root/build
 
 step "Lines reached"
 mkdir -p "$tree/report"
+cd "$root" # to which the filter is relative
 gcovr --root "$root" --object-directory "$tree" --exclude '(tests|build|benchmarks|tools)/' \
     --json-summary "$tree/report/summary.json" --html-details "$tree/report/index.html" "$tree" >/dev/null
 python3 - "$tree/report/summary.json" <<'TABLE'

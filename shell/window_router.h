@@ -11,10 +11,6 @@
 #include <memory>
 #include <vector>
 
-namespace platform {
-class AppActivation;
-}
-
 namespace shell {
 
 /// A window on the user's screen. Destroying it closes it.

@@ -9,7 +9,6 @@
 #include <QString>
 #include <QVariantMap>
 
-#include <chrono>
 #include <cstdint>
 
 namespace platform::dbus {

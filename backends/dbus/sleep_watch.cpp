@@ -62,7 +62,8 @@ void SleepWatch::askForDelay()
         [this](const QDBusPendingReply<QDBusUnixFileDescriptor>& reply) {
             if (reply.isValid())
                 m_delay = reply.value();
-        });
+        },
+        kForEver);
 }
 
 } // namespace platform::dbus

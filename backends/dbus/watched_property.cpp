@@ -62,17 +62,18 @@ void PropertyWatch::ask()
             m_bus,
             readOf(m_place.service, m_place.path, m_place.interface, m_place.name),
             [this](const QDBusPendingReply<QDBusVariant>& reply) {
-                if (reply.isValid())
-                    set(reply.value().variant());
-            });
+                set(reply.isValid() ? reply.value().variant() : m_none);
+            },
+            kForEver); // nobody waits: news or another owner end it
         return;
     }
-    m_question.ask<>(m_bus,
-                     callOf(m_place.service, m_place.path, m_place.interface, m_place.name),
-                     [this](const QDBusPendingReply<>& reply) {
-                         if (reply.isValid())
-                             set(reply.reply().arguments().value(0));
-                     });
+    m_question.ask<>(
+        m_bus,
+        callOf(m_place.service, m_place.path, m_place.interface, m_place.name),
+        [this](const QDBusPendingReply<>& reply) {
+            set(reply.isValid() ? reply.reply().arguments().value(0) : m_none);
+        },
+        kForEver);
 }
 
 // What has been asked before is no newer than what is told now.

@@ -67,12 +67,13 @@ bool isAlreadyGone(const GError* error)
 }
 
 /// The answer to a question that ended with `error`, which is null where a prompt was dismissed.
-Answer failure(const GlibError& error)
+Answer failure(const GlibError& error, GCancellable* cancellable)
 {
     const GError* const why = error.get();
-    qCWarning(lcSecrets,
-              "The keyring refused: %s",
-              why != nullptr ? why->message : "its prompt was dismissed");
+    if (!g_cancellable_is_cancelled(cancellable)) // else it was given up, which has been said
+        qCWarning(lcSecrets,
+                  "The keyring refused: %s",
+                  why != nullptr ? why->message : "its prompt was dismissed");
     return {.state = stateBehind(why)};
 }
 
@@ -153,7 +154,7 @@ QCoro::Task<Answer> read(SecretService* service, const Question* question)
     GlibError error;
     const Items items = co_await search(service, question, kAllWithTheirSecrets, &error);
     if (error.get() != nullptr)
-        co_return failure(error);
+        co_return failure(error, question->cancellable.get());
     Answer answer = choose(items);
     if (!answer.secret && answer.state == KeyringState::Unlocked) {
         // A service need not show what a locked keyring holds.
@@ -170,7 +171,7 @@ QCoro::Task<Answer> save(SecretService* service, const Question* question)
     GlibError error;
     const auto keyring = co_await defaultKeyring(service, cancellable, &error);
     if (error.get() != nullptr)
-        co_return failure(error);
+        co_return failure(error, cancellable);
     // Storing would unlock by itself; but then what was given up meanwhile would be stored after
     // all, once somebody answers the prompt.
     if (keyring != nullptr && secret_collection_get_locked(keyring.get())) {
@@ -180,7 +181,7 @@ QCoro::Task<Answer> save(SecretService* service, const Question* question)
         const gint unlocked =
             secret_service_unlock_finish(service, co_await unlock, nullptr, error.out());
         if (unlocked <= 0 || g_cancellable_is_cancelled(cancellable))
-            co_return failure(error);
+            co_return failure(error, cancellable);
     }
     const auto attributes = attributesOf(question->name);
     SecretValue* const value = secret_value_new(
@@ -197,7 +198,7 @@ QCoro::Task<Answer> save(SecretService* service, const Question* question)
                          &store);
     secret_value_unref(value);
     const bool isStored = secret_service_store_finish(service, co_await store, error.out());
-    co_return isStored ? Answer() : failure(error);
+    co_return isStored ? Answer() : failure(error, cancellable);
 }
 
 QCoro::Task<Answer> remove(SecretService* service, const Question* question)
@@ -206,7 +207,7 @@ QCoro::Task<Answer> remove(SecretService* service, const Question* question)
     GlibError error;
     Items items = co_await search(service, question, SECRET_SEARCH_ALL, &error);
     if (error.get() != nullptr)
-        co_return failure(error);
+        co_return failure(error, cancellable);
     Items atHand;
     Items locked;
     for (auto& item : items)
@@ -218,7 +219,7 @@ QCoro::Task<Answer> remove(SecretService* service, const Question* question)
             secret_item_delete(item.get(), kNotCancellable, GlibCall::end, &removal);
             secret_item_delete_finish(item.get(), co_await removal, error.out());
             if (error.get() != nullptr && !isAlreadyGone(error.get()))
-                answer = failure(error);
+                answer = failure(error, cancellable);
             if (g_cancellable_is_cancelled(cancellable))
                 co_return answer;
         }
@@ -233,7 +234,7 @@ QCoro::Task<Answer> remove(SecretService* service, const Question* question)
         secret_service_unlock_finish(service, co_await unlock, &unlocked, error.out());
         atHand = itemsIn(unlocked);
         if (atHand.size() < locked.size())
-            answer = failure(error);
+            answer = failure(error, cancellable);
         if (error.get() != nullptr || g_cancellable_is_cancelled(cancellable))
             co_return answer;
         locked.clear();
@@ -245,7 +246,7 @@ QCoro::Task<Answer> look(SecretService* service, const Question* question)
     GlibError error;
     const auto keyring = co_await defaultKeyring(service, question->cancellable.get(), &error);
     if (error.get() != nullptr)
-        co_return failure(error);
+        co_return failure(error, question->cancellable.get());
     if (keyring == nullptr)
         co_return Answer{.state = KeyringState::Missing};
     const bool isLocked = secret_collection_get_locked(keyring.get());
@@ -291,7 +292,7 @@ QCoro::Task<Answer> ask(std::shared_ptr<const Question> question)
     const GlibOwned<SecretService> service(
         secret_service_open_finish(co_await opening, error.out()));
     if (service == nullptr)
-        co_return failure(error);
+        co_return failure(error, cancellable);
     Answer answer = co_await askOf(service.get(), question.get());
     co_return answer;
 }

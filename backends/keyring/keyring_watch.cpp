@@ -87,7 +87,8 @@ void KeyringWatch::stop()
     if (m_bus == nullptr)
         return;
     g_bus_unwatch_name(m_owner);
-    g_dbus_connection_signal_unsubscribe(m_bus.get(), m_signals);
+    g_dbus_connection_signal_unsubscribe(m_bus.get(), m_properties);
+    g_dbus_connection_signal_unsubscribe(m_bus.get(), m_changes);
     g_signal_handler_disconnect(m_bus.get(), m_closed);
     m_bus.reset();
 }
@@ -114,16 +115,21 @@ void KeyringWatch::subscribe()
                              static_cast<KeyringWatch*>(watch)->stop();
                          }),
                          this);
-    m_signals = g_dbus_connection_signal_subscribe(m_bus.get(),
-                                                   kSecretService,
-                                                   nullptr,
-                                                   nullptr,
-                                                   nullptr,
-                                                   nullptr,
-                                                   G_DBUS_SIGNAL_FLAGS_NONE,
-                                                   &KeyringWatch::hear,
-                                                   this,
-                                                   nullptr);
+    // Nothing of what the service tells of single items, which name the user's other secrets.
+    const auto hearOf = [this](const char* interface, const char* member, const char* about) {
+        return g_dbus_connection_signal_subscribe(m_bus.get(),
+                                                  kSecretService,
+                                                  interface,
+                                                  member,
+                                                  nullptr,
+                                                  about,
+                                                  G_DBUS_SIGNAL_FLAGS_NONE,
+                                                  &KeyringWatch::hear,
+                                                  this,
+                                                  nullptr);
+    };
+    m_properties = hearOf("org.freedesktop.DBus.Properties", "PropertiesChanged", kCollection);
+    m_changes = hearOf("org.freedesktop.Secret.Service", "CollectionChanged", nullptr);
     m_owner = g_bus_watch_name_on_connection(
         m_bus.get(),
         kSecretService,

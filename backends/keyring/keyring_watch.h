@@ -57,7 +57,8 @@ private:
     GlibOwned<GDBusConnection> m_bus;
     gulong m_closed = 0;
     guint m_owner = 0;
-    guint m_signals = 0;
+    guint m_properties = 0;
+    guint m_changes = 0;
     bool m_hasLookedForOwner = false;
     QElapsedTimer m_lastSlow; // since a slow service was last believed to be well
 };

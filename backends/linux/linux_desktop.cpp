@@ -138,7 +138,8 @@ Outcome LinuxDesktop::open()
         m_parts->busReturn.start();
     });
     connect(&made.busReturn, &dbus::BusReturn::busIsBack, this, &LinuxDesktop::busReturned);
-    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &LinuxDesktop::waitForCalm);
+    connect(
+        qGuiApp, &QGuiApplication::focusWindowChanged, &m_parts->calm, qOverload<>(&QTimer::start));
     connect(&made.calm, &QTimer::timeout, this, [this] {
         Q_EMIT calm();
         posix::letTimersWait(!m_parts->activation.hasWindows());

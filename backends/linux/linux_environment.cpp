@@ -28,11 +28,10 @@
 #include "backends/qt/settings_file_defaults.h"
 #include "backends/xdg/application_names.h"
 #include "backends/xdg/base_directories.h"
+#include "backends/xdg/known_browsers.h"
 #include "base/build_config.h"
 
-#include <QCoreApplication>
 #include <QEventLoop>
-#include <QFileInfo>
 #include <QProcessEnvironment>
 
 #include <cmath>
@@ -126,7 +125,7 @@ struct LinuxEnvironment::Backends
     [[nodiscard]] Outcome openWayland();
     [[nodiscard]] Environment facilities();
 
-    /// The window of the application that was answered last, as one of a browser of this family.
+    /// The window of the application that was answered last, if it is a browser of this family.
     [[nodiscard]] std::optional<browsers::FrontBrowser>
     browserInFront(browsers::Family family) const;
 
@@ -201,7 +200,10 @@ std::optional<browsers::FrontBrowser>
 LinuxEnvironment::Backends::browserInFront(browsers::Family family) const
 {
     const auto& latest = windows.latest();
-    if (!latest)
+    // That an identifier holds the word is not enough: a web application has its own window, whose
+    // title does not tell whether it is private.
+    if (!latest ||
+        browsers::familyOf(latest->application.bundleIdentifier.value_or(QString())) != family)
         return std::nullopt;
     return browsers::FrontBrowser{.family = family,
                                   .processIdentifier = latest->application.processIdentifier,

@@ -17,8 +17,7 @@ namespace platform::browsers {
 class BrowserScriptRunner final : public ScriptRunner
 {
 public:
-    /// The window in front as one of a browser of this family, which is the asking side's belief;
-    /// none when there is none.
+    /// The window in front if it is one of a known browser of this family; none otherwise.
     using FrontWindow = std::function<std::optional<FrontBrowser>(Family)>;
 
     /// The sources are asked in order, and must outlive this.

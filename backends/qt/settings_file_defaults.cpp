@@ -106,7 +106,9 @@ QMap<QString, QString> readSettings(const QString& path)
 {
     QMap<QString, QString> values;
     if (!isLegible(path)) {
-        qCWarning(lcSettings, "Settings count as empty: %ls is damaged", qUtf16Printable(path));
+        qCWarning(lcSettings,
+                  "Settings count as empty: %ls is damaged",
+                  qUtf16Printable(QFileInfo(path).fileName()));
         return values;
     }
     const QSettings file(path, QSettings::IniFormat);

@@ -150,6 +150,10 @@ QString KnownBrowser::manifestFolder() const
 
 std::optional<Family> familyOf(QStringView identifier)
 {
+    for (const QLatin1StringView dialect : {kChrome, kSafari}) {
+        if (identifier.endsWith(dialect) && identifier.chopped(dialect.size()).endsWith(u'+'))
+            identifier.chop(dialect.size() + 1);
+    }
     for (const KnownBrowser& browser : knownBrowsers()) {
         if (browser.identifiers.contains(identifier, Qt::CaseInsensitive))
             return browser.family;

@@ -56,7 +56,8 @@ struct KnownBrowser
 
 [[nodiscard]] const QList<KnownBrowser>& knownBrowsers();
 
-/// The family of the browser `identifier`; none for every other application.
+/// The family of the browser `identifier`, which may carry its dialect; none for every other
+/// application.
 [[nodiscard]] std::optional<Family> familyOf(QStringView identifier);
 
 /// `identifier` with the dialect that the browser answers to, "+Chrome" or "+Safari"; as it is when

@@ -49,6 +49,7 @@ Input takeReports(ReportReader& reader, std::optional<Report>& latest)
             complain("a message is longer than 64 KiB");
             return Input::Faulty;
         case ReportReader::State::NoReport:
+            latest.reset(); // nothing of what came with it is told
             complain("a message is not a report");
             return Input::Faulty;
         }

@@ -142,7 +142,10 @@ private Q_SLOTS:
     {
         const Holder holder(m_folder, milliseconds(300));
         QVERIFY(holder.isHolding);
-        QCOMPARE(failureOf(m_folder, milliseconds(10'000)), QString());
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(failureOf(m_folder, milliseconds(100'000)), QString());
+        QVERIFY2(timer.elapsed() < 50'000, qPrintable(QString::number(timer.elapsed())));
     }
 
     void waitsNoLongerThanItsLimitAndWithoutHaste()
@@ -156,7 +159,8 @@ private Q_SLOTS:
         ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
         QVERIFY(!failureOf(m_folder, milliseconds(400)).isEmpty());
         ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &after);
-        QVERIFY2(timer.elapsed() >= 400, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY2(timer.elapsed() >= 400 && timer.elapsed() < 30'000, // however busy the machine is
+                 qPrintable(QString::number(timer.elapsed())));
         const double used =
             double(after.tv_sec - before.tv_sec) + 1e-9 * double(after.tv_nsec - before.tv_nsec);
         QVERIFY2(used < 0.1, qPrintable(QString::number(used)));

@@ -92,6 +92,7 @@ private Q_SLOTS:
         QCOMPARE(withDialect(identifier), expected);
         QCOMPARE(withDialect(expected), expected);
         QCOMPARE(familyOf(identifier).has_value(), isOfChromium || isOther);
+        QCOMPARE(familyOf(expected), familyOf(identifier));
         QCOMPARE(tracking::addressScript(withDialect(identifier)).has_value(),
                  isOfChromium || isOther);
     }
@@ -100,6 +101,8 @@ private Q_SLOTS:
     {
         QCOMPARE(withDialect(text("com.google.Chrome")), text("com.google.Chrome"));
         QCOMPARE(familyOf(text("com.google.Chrome")), std::optional(Family::Chromium));
+        QCOMPARE(familyOf(text("com.google.Chrome.flextop.chrome-abc-Default")), std::nullopt);
+        QCOMPARE(familyOf(text("org.example.ChromeViewer+Chrome")), std::nullopt);
         QCOMPARE(withDialect(text("org.example.Safari")), text("org.example.Safari"));
         QCOMPARE(withDialect(QString()), QString());
         QCOMPARE(withDialect(text("+Chrome")), text("+Chrome"));

@@ -136,7 +136,7 @@ private Q_SLOTS:
     void thisProcessIsRead()
     {
         const ProcessFacts own = readProcessFacts(::getpid());
-        QCOMPARE(own.executable, u"tst_platform_process_facts"_s);
+        QCOMPARE(own.executable, u"tst_backends_process_facts"_s);
         QCOMPARE(own.calledAs, own.executable);
         QCOMPARE(own.commandName, own.executable.left(15));
     }

@@ -82,7 +82,8 @@ class Checks(unittest.TestCase):
 
     def test_aTestThatWaitsForAClockIsFound(self):
         for line in ("QTRY_VERIFY_WITH_TIMEOUT(timer.elapsed() > 2500, 5000);",
-                     "QVERIFY(QTest::qWaitFor([&] { return timer.hasExpired(9); }, 90));", "QTest::qSleep(100);"):
+                     "QVERIFY(QTest::qWaitFor([&] { return timer.hasExpired(9); }, 90));", "QTest::qSleep(100);",
+                     "QTest::qWait(5000);"):
             self.plant("tests/tst_bad.cpp", CPP + f"void f()\n{{\n    {line}\n}}\n")
             self.assertTrue(self.finds([HERE / "lint.py", "waits"], "tests/tst_bad.cpp"), line)
 

@@ -45,4 +45,4 @@ esac
 if "$0" --available; then
     exec nice -n "$niceness" "${namespaces[@]}" "$0" --prepared "$(id -u)" "$(id -g)" "$@"
 fi
-exec flock "$0" "$@"
+exec flock --close "$0" "$@" # what outlives COMMAND must not hold it

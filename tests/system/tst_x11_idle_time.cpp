@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "tests/support/headless_x11.h"
+#include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/x11_observer.h"
@@ -9,11 +10,13 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <chrono>
 #include <cmath>
 #include <xcb/screensaver.h>
 
 using namespace Qt::StringLiterals;
 using platform::desktop::Presence;
+using std::chrono::milliseconds;
 using support::HeadlessX11;
 using support::X11TestWindow;
 
@@ -61,7 +64,7 @@ private Q_SLOTS:
             QVERIFY(xdotool(desktop, {u"key"_s, u"shift"_s}));
             double server = 0;
             while (server < 3.5) {
-                QTest::qWait(100); // some questions a second
+                support::letPass(milliseconds(100)); // some questions a second
                 const double seconds = observer->idleTime.secondsSinceLastInput();
                 server = idleSecondsOf(client);
                 // Below a second it may be less.

@@ -5,7 +5,6 @@
 #include <QDBusArgument>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
-#include <QStringDecoder>
 
 #include <type_traits>
 

@@ -37,8 +37,8 @@ public:
 
     /// To be called before a question that is to be answered by what holds now: takes in what the
     /// desktop has told until now and nobody has looked at yet, and asks, for the next question,
-    /// what is told to nobody unasked. Waits for nobody but an X server, whose answers take
-    /// microseconds; presenceChanged() may come before it returns.
+    /// what is told to nobody unasked. Waits for nobody but an X server: microseconds, and
+    /// a second once if it hangs; presenceChanged() may come before it returns.
     virtual void update() {}
 
     /// What the user can do so that an absent source would answer, as whole sentences; empty when

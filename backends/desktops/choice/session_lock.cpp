@@ -20,16 +20,20 @@ struct ScreenSaver
 {
     QLatin1StringView service;
     QLatin1StringView path;
+    QLatin1StringView interface = service;
 };
 
-/// A desktop's screen saver is active while the screen is locked. The interface of each is named as
-/// the service is.
+/// A desktop's screen saver is active while the screen is locked.
 constexpr ScreenSaver kScreenSavers[]{
     // KDE, LXQt; a KWin that locks the screen itself has the second object
     {.service = QLatin1StringView("org.freedesktop.ScreenSaver"),
      .path = QLatin1StringView("/ScreenSaver")},
     {.service = QLatin1StringView("org.freedesktop.ScreenSaver"),
      .path = QLatin1StringView("/org/freedesktop/ScreenSaver")},
+    // the same KWin where another program has the name above
+    {.service = QLatin1StringView("org.kde.KWin"),
+     .path = QLatin1StringView("/org/freedesktop/ScreenSaver"),
+     .interface = QLatin1StringView("org.freedesktop.ScreenSaver")},
     {.service = QLatin1StringView("org.gnome.ScreenSaver"),
      .path = QLatin1StringView("/org/gnome/ScreenSaver")},
     {.service = QLatin1StringView("org.cinnamon.ScreenSaver"),
@@ -48,11 +52,11 @@ SessionLock::SessionLock(const QDBusConnection& sessionBus, const QDBusConnectio
     : m_systemBus(systemBus)
     , m_loginManager(kLoginManager, systemBus, QDBusServiceWatcher::WatchForRegistration)
 {
-    for (const auto& [service, path] : kScreenSavers)
+    for (const auto& [service, path, interface] : kScreenSavers)
         m_screenSavers.push_back(watch(sessionBus,
                                        {.service = service,
                                         .path = path,
-                                        .interface = service,
+                                        .interface = interface,
                                         .name = QStringLiteral("GetActive"),
                                         .signal = QStringLiteral("ActiveChanged")}));
     if (!m_systemBus.isConnected())
@@ -93,10 +97,13 @@ void SessionLock::findLoginSession()
         id.isEmpty() ? QStringLiteral("GetSessionByPID") : QStringLiteral("GetSession"),
         {id.isEmpty() ? QVariant(static_cast<uint>(::getpid())) : QVariant(id)});
     m_loginQuestion.ask<QDBusObjectPath>(
-        m_systemBus, question, [this](const QDBusPendingReply<QDBusObjectPath>& reply) {
+        m_systemBus,
+        question,
+        [this](const QDBusPendingReply<QDBusObjectPath>& reply) {
             if (reply.isValid())
                 followLoginSession(reply.value().path());
-        });
+        },
+        dbus::kForEver); // nobody waits for it
 }
 
 void SessionLock::followLoginSession(const QString& path)
