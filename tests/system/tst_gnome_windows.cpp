@@ -272,7 +272,6 @@ private Q_SLOTS:
               used);
         QVERIFY(messages > 10);
         QVERIFY(messages < lasted / 250 * 3 + 30); // four questions a second at most, and answers
-        QVERIFY(used < 5000);                      // under sanitizers, on a loaded machine
     }
 
     void titlesInTheBackgroundWakeNobody()

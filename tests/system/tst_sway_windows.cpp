@@ -150,12 +150,17 @@ private Q_SLOTS:
         QTRY_COMPARE(frontTitle(), u"Warm 1000"_s);
         const std::size_t memoryBefore = support::allocatedMemory();
         const double processorBefore = processorSeconds();
+        const long wakeUpsBefore = support::wakeUps();
         check(window.changeTitles(u"Title"_s, 10000, std::chrono::seconds(10)));
         QTRY_COMPARE(frontTitle(), u"Title 10000"_s);
         const double processor = processorSeconds() - processorBefore;
+        const long wakeUps = support::wakeUps() - wakeUpsBefore;
         const auto memory = qint64(support::allocatedMemory()) - qint64(memoryBefore);
-        qInfo("10000 titles in 10 s: %.0f ms of processor, %lld bytes", processor * 1000, memory);
-        QVERIFY(processor < 5); // under sanitizers, on a loaded machine
+        qInfo("10000 titles in 10 s: %.0f ms of processor, %ld wake-ups, %lld bytes",
+              processor * 1000,
+              wakeUps,
+              memory);
+        QVERIFY(wakeUps < 1000); // a tenth of the titles; the socket is read four times a second
         QVERIFY(memory <
                 10000 * 50); // of what passes through nothing stays; allocators count coarsely
         QTRY_COMPARE(frontProcess(), window.pid());
