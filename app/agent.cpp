@@ -136,8 +136,9 @@ void listen(LinuxDesktop& desktop, QuillstepApp& quillstep)
 /// long backlog needed and what makes the first upload.
 void giveMemoryBackWhenCalm(LinuxDesktop& desktop, const shell::Services& services)
 {
-    DataStore& store = services.dataStore;
-    QObject::connect(&desktop, &LinuxDesktop::calm, &store, &DataStore::dropUnusedTexts);
+    const DataStore& store = services.dataStore;
+    QObject::connect(
+        &desktop, &LinuxDesktop::calm, &services.dataStore, &DataStore::dropUnusedTexts);
     QObject::connect(
         &store, &DataStore::unusedTextsDropped, qApp, desktop.facilities().letGoOfSpareMemory);
     QObject::connect(

@@ -53,29 +53,30 @@ int report(const Answer& outcome)
     return EXIT_SUCCESS;
 }
 
-QCoro::Task<> diagnose(LinuxEnvironment& environment)
+QCoro::Task<> diagnose(LinuxEnvironment* environment)
 {
-    environment.waitUntilDecided(kTimeToLookAround);
-    const QString keyring = co_await environment.keyringState();
+    environment->waitUntilDecided(kTimeToLookAround);
+    const QString keyring = co_await environment->keyringState();
     const QStringList desktop =
-        environment.report() + QStringList{QStringLiteral("keyring: ") + keyring};
-    print(co_await diagnosis(environment.facilities(), desktop), stdout);
+        environment->report() + QStringList{QStringLiteral("keyring: ") + keyring};
+    print(co_await diagnosis(&environment->facilities(), desktop), stdout);
 }
 
 /// Without a look at other instances; the result is what went wrong.
 QCoro::Task<std::optional<Error>>
-signInHere(LinuxEnvironment& environment, QString email, QString password)
+signInHere(LinuxEnvironment* environment, QString email, QString password)
 {
     AuthService& service = AuthService::shared();
     if (!co_await service.login(email, password))
         co_return Error{service.lastError().value_or(QString())};
-    const bool isFinished = environment.finishKeyring(kTimeToUnlockTheKeyring);
-    const auto kept = co_await environment.facilities().secretStore.read(AuthService::secretName());
+    const bool isFinished = environment->finishKeyring(kTimeToUnlockTheKeyring);
+    const auto kept =
+        co_await environment->facilities().secretStore.read(AuthService::secretName());
     if (!isFinished || kept != service.token().value_or(QString()).toUtf8())
         co_return Error{
             QStringLiteral("the service accepted the password, but the keyring did not keep "
                            "the session; unlock the keyring, or start one, and try again")};
-    if (!environment.finishSettings(kTimeForTheSettings))
+    if (!environment->finishSettings(kTimeForTheSettings))
         co_return Error{QStringLiteral("the settings cannot be written")};
     co_return std::nullopt;
 }
@@ -96,7 +97,7 @@ Answer signIn(LinuxEnvironment& environment, const QDBusConnection& bus, const Q
     using platform::dbus::askRunningInstance;
     if (const auto ready = askRunningInstance(bus, tasks::kSignInBegins); ready && !*ready)
         return ready->error();
-    const auto fault = QCoro::waitFor(signInHere(environment, email, password));
+    const auto fault = QCoro::waitFor(signInHere(&environment, email, password));
     const auto taken = askRunningInstance(bus, fault ? tasks::kSignInFailed : tasks::kSignInSaved);
     if (fault)
         return *fault;
@@ -148,7 +149,7 @@ int runOnDesktop(const CommandLine& commandLine)
         return report(signIn(environment, bus, commandLine.email));
     if (isToSignOut)
         return report(signOut(environment, bus, signedOut.has_value()));
-    QCoro::waitFor(diagnose(environment));
+    QCoro::waitFor(diagnose(&environment));
     return EXIT_SUCCESS;
 }
 

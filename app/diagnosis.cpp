@@ -64,14 +64,15 @@ QStringList activityFileReport(const platform::Environment& environment)
 
 } // namespace
 
-QCoro::Task<QStringList> diagnosis(const platform::Environment& environment, QStringList desktop)
+QCoro::Task<QStringList> diagnosis(const platform::Environment* environment, QStringList desktop)
 {
     const QString url = fromView(platform::kServiceUrl);
     QStringList lines{QStringLiteral("version: ") + fromView(platform::kVersion)};
     lines += desktop;
-    lines += activityFileReport(environment);
-    const auto session = co_await environment.secretStore.read(account::AuthService::secretName());
-    const bool isSignedIn = session && !account::AuthService::owesRemoval(environment.userDefaults);
+    lines += activityFileReport(*environment);
+    const auto session = co_await environment->secretStore.read(account::AuthService::secretName());
+    const bool isSignedIn =
+        session && !account::AuthService::owesRemoval(environment->userDefaults);
     lines += QStringLiteral("account: signed ") +
              (isSignedIn ? QStringLiteral("in") : QStringLiteral("out"));
     lines += QStringLiteral("service: ") + url;
@@ -83,7 +84,7 @@ QCoro::Task<QStringList> diagnosis(const platform::Environment& environment, QSt
         .idleLimit = kTimeToAnswer,
         .longAnswer = platform::LongAnswer::IsCut,
     };
-    const platform::HttpOutcome answer = co_await environment.httpClient.send(question);
+    const platform::HttpOutcome answer = co_await environment->httpClient.send(question);
     const auto* const failure = std::get_if<platform::TransferFailure>(&answer);
     lines +=
         QStringLiteral("service answers: ") + (failure ? failure->text : QStringLiteral("yes"));

@@ -14,7 +14,7 @@ namespace app {
 /// signed in and whether the service can be reached; how to have more told. Nothing personal, and
 /// nothing on disk is changed. Blocks on the disk; the keyring and the network have some seconds
 /// each at most. `environment` must live until it is done.
-[[nodiscard]] QCoro::Task<QStringList> diagnosis(const platform::Environment& environment,
+[[nodiscard]] QCoro::Task<QStringList> diagnosis(const platform::Environment* environment,
                                                  QStringList desktop);
 
 } // namespace app

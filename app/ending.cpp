@@ -42,7 +42,7 @@ void passOn(QtMsgType type, const QMessageLogContext& context, const QString& me
             if (QThread::currentThread() == ending->thread())
                 ending->endSuddenly();
             // Until the main thread has ended the process.
-            QMetaObject::invokeMethod(ending, &Ending::endSuddenly, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(ending, "endSuddenly", Qt::QueuedConnection);
             std::this_thread::sleep_for(kTimeToEnd);
         }
     }

@@ -52,7 +52,7 @@ public:
 
     /// Does so at once and ends the process. What the keyring still has to do is left: the event
     /// loop does not run again.
-    [[noreturn]] void endSuddenly();
+    Q_INVOKABLE [[noreturn]] void endSuddenly();
 
 private:
     [[nodiscard]] bool finishWithoutEvents() const;

@@ -31,9 +31,9 @@ constexpr std::chrono::seconds kTimeForTheKeyring(3);
 
 } // namespace
 
-AppDelegate::AppDelegate(const shell::Services& services, const platform::Desktop& desktop)
+AppDelegate::AppDelegate(const shell::Services& services, platform::Desktop desktop)
     : m_services(services)
-    , m_desktop(desktop)
+    , m_desktop(std::move(desktop))
 {
 }
 

@@ -26,7 +26,7 @@ class AppDelegate final : public QObject
     Q_OBJECT
 
 public:
-    AppDelegate(const shell::Services& services, const platform::Desktop& desktop);
+    AppDelegate(const shell::Services& services, platform::Desktop desktop);
 
     /// Once, when the process has started: opens the first window half a second later, or as soon
     /// after that as it is known whether a session goes on.

@@ -184,6 +184,7 @@ int run(const CommandLine& line)
 
 } // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): a Result is looked at before its value is taken
 int main(int argc, char** argv)
 {
     ::umask(S_IRWXG | S_IRWXO); // the database and the files beside it hold personal data

@@ -83,7 +83,7 @@ std::optional<QString> errorText(const QByteArray& body)
     std::string_view text(body.constData(), static_cast<std::size_t>(body.size()));
     if (body.size() >= kLongestErrorBody)
         text = platform::withoutPartialCharacter(text);
-    const QUtf8StringView utf8(text.data(), std::ssize(text));
+    const QUtf8StringView utf8(text);
     return utf8.isValidUtf8() ? std::optional(utf8.toString()) : std::nullopt;
 }
 

@@ -13,33 +13,6 @@ namespace {
 /// Of TextInput.Normal, the echo mode of fields that show what is typed.
 constexpr int kShowsText = 0;
 
-/// Takes back what assistive programs were told about a text field before it became one for a
-/// secret: while one of them runs, Qt describes a field before all of its properties are set, and
-/// keeps the description. Owned by the field.
-class SecretFieldWatch final : public QObject
-{
-    Q_OBJECT
-
-public:
-    explicit SecretFieldWatch(QQuickItem* field)
-        : QObject(field)
-    {
-        const QQmlProperty echoMode(field, QStringLiteral("echoMode"));
-        echoMode.connectNotifySignal(this, SLOT(describeAnew()));
-    }
-
-private Q_SLOTS:
-
-    void describeAnew()
-    {
-        // The next one to ask has it made again, by what the field is then, and with a new watch.
-        QAccessibleInterface* const outdated = QAccessible::queryAccessibleInterface(parent());
-        if (outdated)
-            QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(outdated));
-        deleteLater();
-    }
-};
-
 QAccessibleInterface* make(const QString& className, QObject* object)
 {
     // Qt goes up from the most special class, and asks the factory that came last first.
@@ -59,6 +32,22 @@ QAccessibleInterface* make(const QString& className, QObject* object)
 }
 
 } // namespace
+
+SecretFieldWatch::SecretFieldWatch(QQuickItem* field)
+    : QObject(field)
+{
+    const QQmlProperty echoMode(field, QStringLiteral("echoMode"));
+    echoMode.connectNotifySignal(this, SLOT(describeAnew()));
+}
+
+void SecretFieldWatch::describeAnew()
+{
+    // The next one to ask has it made again, by what the field is then, and with a new watch.
+    QAccessibleInterface* const outdated = QAccessible::queryAccessibleInterface(parent());
+    if (outdated)
+        QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(outdated));
+    deleteLater();
+}
 
 AccessibleControl::AccessibleControl(QQuickItem* item, QAccessible::Role role)
     : QAccessibleObject(item)
@@ -178,5 +167,3 @@ QStringList AccessibleControl::keyBindingsForAction(const QString& /*name*/) con
 }
 
 } // namespace views
-
-#include "accessible_control.moc"

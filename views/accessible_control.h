@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QAccessibleObject>
+#include <QObject>
 #include <QQuickItem>
 
 namespace views {
@@ -39,6 +40,21 @@ private:
     [[nodiscard]] QQuickItem* item() const;
 
     QAccessible::Role m_role;
+};
+
+/// Takes back what assistive programs were told about a text field before it became one for a
+/// secret: while one of them runs, Qt describes a field before all of its properties are set, and
+/// keeps the description. Owned by the field.
+/// Main thread.
+class SecretFieldWatch final : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit SecretFieldWatch(QQuickItem* field);
+
+private Q_SLOTS:
+    void describeAnew();
 };
 
 } // namespace views

@@ -31,7 +31,7 @@ void WindowActions::choose(const QString& shortcut)
 
 void WindowActions::close()
 {
-    QMetaObject::invokeMethod(&m_window, &QWindow::close, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(&m_window, "close", Qt::QueuedConnection);
 }
 
 WindowView::WindowView(QQmlEngine& engine)

@@ -39,7 +39,7 @@ public:
         {
             GlibCall& call;
 
-            [[nodiscard]] bool await_ready() const noexcept { return false; }
+            [[nodiscard]] static bool await_ready() noexcept { return false; }
 
             void await_suspend(std::coroutine_handle<> waiting) { call.m_waiting = waiting; }
 

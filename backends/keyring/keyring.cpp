@@ -6,6 +6,7 @@
 #include "backends/keyring/glib_call.h"
 #include "base/build_config.h"
 
+#include <cstddef>
 #include <libsecret/secret.h>
 #include <string>
 #include <utility>
@@ -23,7 +24,7 @@ constexpr const char* kLabel = "Velomira Usage Monitor sign-in";
 /// For calls that may prompt. Cancelled, they dismiss the prompt, and gnome-keyring 42 ends with a
 /// failed assertion when a prompt to unlock is dismissed, taking the user's other secrets out of
 /// reach. So it stays on the screen, and whatever comes of it is not used any more.
-constexpr GCancellable* kNotCancellable = nullptr;
+constexpr std::nullptr_t kNotCancellable = nullptr;
 
 /// How our secrets are filed.
 const SecretSchema* secretSchema()

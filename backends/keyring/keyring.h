@@ -78,9 +78,12 @@ struct Answer
 {
     /// Unlocked where everything was done as asked; else what hindered it.
     KeyringState state = KeyringState::Unlocked;
+    // Without them GCC takes what an answer leaves out for forgotten.
+    // NOLINTBEGIN(readability-redundant-member-init)
     std::optional<QByteArray> secret = {}; // that was read
     /// The object path of the keyring that is locked.
     std::string keyring = {};
+    // NOLINTEND(readability-redundant-member-init)
 };
 
 /// Asks the keyring: a chain of asynchronous calls of libsecret, without a limit. It lasts for as

@@ -80,7 +80,7 @@ struct LinuxDesktop::Parts
         calm.setInterval(kUntilCalm);
     }
 
-    std::optional<posix::OwnStandardOutput> output{std::in_place};
+    std::unique_ptr<posix::OwnStandardOutput> output = std::make_unique<posix::OwnStandardOutput>();
     std::unique_ptr<QApplication> application;
     posix::TerminationSignals signals;
     std::unique_ptr<LinuxEnvironment> environment;
@@ -89,7 +89,7 @@ struct LinuxDesktop::Parts
     gui::DesktopUrlOpener urlOpener;
     gui::WindowActivation activation;
     gui::SystemTrayItem statusItem;
-    std::optional<xdg::AutostartLoginItem> loginItem;
+    std::unique_ptr<xdg::AutostartLoginItem> loginItem;
     std::optional<dbus::SleepWatch> sleep;
     dbus::BusReturn busReturn;
     QTimer calm;
@@ -123,7 +123,7 @@ Outcome LinuxDesktop::open()
     if (!found)
         return found.error();
     parts->environment = std::move(found).value();
-    parts->loginItem.emplace(
+    parts->loginItem = std::make_unique<xdg::AutostartLoginItem>(
         xdg::AutostartLoginItem::Session::of(QProcessEnvironment::systemEnvironment()),
         QCoreApplication::applicationFilePath());
     m_parts = std::move(parts);

@@ -341,7 +341,7 @@ bool mayShow(const QString& window, const QString& page)
 
 std::optional<QString> addressAmong(const Attributes& attributes)
 {
-    const QString address = attributes.value(QStringLiteral("URI"));
+    QString address = attributes.value(QStringLiteral("URI"));
     if (address.isEmpty() || address.toUtf8().size() > kLongestAddress)
         return std::nullopt;
     return address;

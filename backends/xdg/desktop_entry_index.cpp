@@ -107,13 +107,14 @@ QString withoutDesktopEnding(const QString& identifier)
 struct DesktopEntryIndex::Reading
 {
     FolderWatch* watch = nullptr;
-    std::set<std::pair<dev_t, ino_t>> seenFolders{};
-    QSet<QString> seenIds{};
+    std::set<std::pair<dev_t, ino_t>> seenFolders;
+    QSet<QString> seenIds;
 };
 
 DesktopEntryIndex::DesktopEntryIndex(const QStringList& folders, FolderWatch* watch)
 {
-    Reading reading{.watch = watch};
+    Reading reading;
+    reading.watch = watch;
     for (const QString& folder : folders)
         readFolder(reading, folder, {}, 0);
     fillLookups();

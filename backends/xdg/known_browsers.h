@@ -29,6 +29,8 @@ struct KnownBrowser
     /// Names of desktop files without ".desktop", application ids of Wayland, window classes of
     /// X11, also those of Flatpak and Snap packages. Whatever their case.
     QStringList identifiers;
+    // Without them GCC takes what an entry leaves out for forgotten.
+    // NOLINTBEGIN(readability-redundant-member-init)
     /// What its windows' titles end with, after a dash: trade marks, which no language changes.
     /// None where titles do not name it.
     QList<QStringView> titleNames{};
@@ -49,6 +51,7 @@ struct KnownBrowser
     /// How users start it, and as what it runs.
     QStringList programs{};
     QStringList executables{};
+    // NOLINTEND(readability-redundant-member-init)
 
     /// Where it looks for host manifests, beside its data folder's path.
     [[nodiscard]] QString manifestFolder() const;

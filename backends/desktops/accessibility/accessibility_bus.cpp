@@ -98,8 +98,8 @@ void OpenQuestions::finish(QDBusPendingCallWatcher* watcher, const QDBusMessage&
         state->waiting.resume();
 }
 
-AccessibilityBus::AccessibilityBus(const QDBusConnection& sessionBus)
-    : m_sessionBus(sessionBus)
+AccessibilityBus::AccessibilityBus(QDBusConnection sessionBus)
+    : m_sessionBus(std::move(sessionBus))
     , m_delay(kFirstRetry)
 {
     m_retry.setSingleShot(true);

@@ -107,7 +107,7 @@ public:
     static constexpr int kMostCalls = 64;
 
     /// Without a connection accessibility is off.
-    explicit AccessibilityBus(const QDBusConnection& sessionBus);
+    explicit AccessibilityBus(QDBusConnection sessionBus);
     AccessibilityBus(const AccessibilityBus&) = delete;
     AccessibilityBus& operator=(const AccessibilityBus&) = delete;
     ~AccessibilityBus() override;

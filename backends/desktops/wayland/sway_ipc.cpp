@@ -10,7 +10,6 @@
 
 #include <array>
 #include <cstring>
-#include <iterator>
 #include <limits>
 #include <simdjson.h>
 #include <utility>
@@ -92,8 +91,8 @@ std::optional<SwayWindow> focusedSwayWindow(std::string_view tree)
 {
     StrictJson json;
     const element* root = json.parse(tree);
-    if (root == nullptr && !QUtf8StringView(tree.data(), std::ssize(tree)).isValidUtf8()) {
-        const QByteArray mended = QString::fromUtf8(tree.data(), std::ssize(tree)).toUtf8();
+    if (root == nullptr && !QUtf8StringView(tree).isValidUtf8()) {
+        const QByteArray mended = QUtf8StringView(tree).toString().toUtf8();
         root = json.parse({mended.data(), static_cast<std::size_t>(mended.size())});
     }
     const auto node = root != nullptr ? focusedNode(*root) : std::nullopt;
