@@ -32,7 +32,8 @@ namespace views {
 /// another time zone. Activities that come are added to them, at most once a second. While the
 /// window is hidden nothing is computed, kept or told. Main thread; what it is given must
 /// outlive it.
-class DashboardModel final : public AccountModel
+// With its namespace: moc writes the name down as it stands here, and qmllint looks for it.
+class DashboardModel final : public views::AccountModel
 {
     Q_OBJECT
     Q_PROPERTY(QString displayName READ displayName NOTIFY changed FINAL)

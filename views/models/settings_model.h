@@ -19,7 +19,8 @@ namespace views {
 ///
 /// The counters are not observed: they are read when something that is observed changes.
 /// Main thread; what it is given must outlive it.
-class SettingsModel final : public AccountModel
+// With its namespace: moc writes the name down as it stands here, and qmllint looks for it.
+class SettingsModel final : public views::AccountModel
 {
     Q_OBJECT
     Q_PROPERTY(QString accountName READ accountName NOTIFY changed FINAL)
