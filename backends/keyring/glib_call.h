@@ -39,7 +39,8 @@ public:
         {
             GlibCall& call;
 
-            [[nodiscard]] static bool await_ready() noexcept { return false; }
+            // NOLINTNEXTLINE(readability-convert-member-functions-to-static): asked as a member
+            [[nodiscard]] bool await_ready() const noexcept { return false; }
 
             void await_suspend(std::coroutine_handle<> waiting) { call.m_waiting = waiting; }
 
