@@ -11,13 +11,15 @@ if(QUILLSTEP_UNITY)
 endif()
 
 # quillstep_own_names(FILE OUT): what is declared at the left margin and is no member of a class: types, functions,
-# constants, logging categories.
+# constants, logging categories, macros.
 function(quillstep_own_names file out)
-    file(STRINGS "${file}" lines REGEX "^[A-Za-z_].*[({=;]|^(enum|class|struct|union) ")
+    file(STRINGS "${file}" lines REGEX "^[A-Za-z_].*[({=;]|^(enum|class|struct|union) |^#define ")
     set(names "")
     foreach(line IN LISTS lines)
         if(line MATCHES "^(using|namespace|template)")
             continue()
+        elseif(line MATCHES "^#define ([A-Za-z0-9_]+)")
+            list(APPEND names "${CMAKE_MATCH_1}")
         elseif(line MATCHES "^(enum class|enum|class|struct|union) +([A-Za-z0-9_]+)")
             list(APPEND names "${CMAKE_MATCH_2}")
         elseif(line MATCHES "^Q_(LOGGING_CATEGORY|GLOBAL_STATIC)[(]([A-Za-z0-9_]+)")

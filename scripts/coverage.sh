@@ -20,7 +20,7 @@ configure coverage
 # Only what the chosen tests are made of, if they are programs of their own.
 targets=()
 while read -r name; do targets+=("$name"); done < <(
-    ctest --test-dir "$tree" -N -V "$@" | sed -nE 's/.*Test command: .*"?bin\/(tst_[a-z0-9_]+)"?$/\1/p' | sort -u
+    ctest --test-dir "$tree" -N -V "$@" | sed -nE 's/.*Test command: .*"?bin\/(tst_[a-z0-9_]+)"? .*/\1/p' | sort -u
 )
 build coverage ${targets:+--target "${targets[@]}"}
 find "$tree" -name '*.gcda' -delete

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "account/auth_records.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -232,5 +233,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAuthRecords)
+QUILLSTEP_TEST(TestAuthRecords)
 #include "tst_auth_records.moc"

@@ -4,6 +4,7 @@
 #include "tests/fakes/fake_http_client.h"
 #include "tests/fakes/fake_secret_store.h"
 #include "tests/fakes/fake_user_defaults.h"
+#include "tests/support/test_program.h"
 
 #include <QCoroTask>
 #include <QStringList>
@@ -544,5 +545,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAuthService)
+QUILLSTEP_TEST(TestAuthService)
 #include "tst_auth_service.moc"

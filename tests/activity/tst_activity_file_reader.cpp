@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "activity/activity_file_reader.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/test_program.h"
 
 #include <QIODevice>
 #include <QRandomGenerator>
@@ -302,5 +303,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestActivityFileReader)
+QUILLSTEP_TEST(TestActivityFileReader)
 #include "tst_activity_file_reader.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "activity/activity_list.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -203,5 +204,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestActivityList)
+QUILLSTEP_TEST(TestActivityList)
 #include "tst_activity_list.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "activity/activity_log_json.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -257,5 +258,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestActivityLogJson)
+QUILLSTEP_TEST(TestActivityLogJson)
 #include "tst_activity_log_json.moc"

@@ -6,6 +6,7 @@
 #include "tests/fakes/fake_diagnostics.h"
 #include "tests/support/activity_samples.h"
 #include "tests/support/dies_with.h"
+#include "tests/support/test_program.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -686,5 +687,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDataStore)
+QUILLSTEP_TEST(TestDataStore)
 #include "tst_data_store.moc"

@@ -6,6 +6,7 @@
 #include "activity/data_store.h"
 #include "backends/posix/posix_atomic_file.h"
 #include "tests/fakes/fake_diagnostics.h"
+#include "tests/support/test_program.h"
 
 #include <QDir>
 #include <QFile>
@@ -130,5 +131,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestFileFormat)
+QUILLSTEP_TEST(TestFileFormat)
 #include "tst_file_format.moc"

@@ -4,6 +4,7 @@
 #include "tests/fakes/fake_atomic_files.h"
 #include "tests/fakes/fake_diagnostics.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/test_program.h"
 
 #include <QSemaphore>
 #include <QTest>
@@ -462,5 +463,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSaver)
+QUILLSTEP_TEST(TestSaver)
 #include "tst_saver.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "activity/text_pool.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -150,5 +151,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestTextPool)
+QUILLSTEP_TEST(TestTextPool)
 #include "tst_text_pool.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "app/command_line.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -121,5 +122,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_APPLESS_MAIN(TestCommandLine)
+QUILLSTEP_TEST(TestCommandLine)
 #include "tst_command_line.moc"

@@ -4,6 +4,7 @@
 #include "platform/application_requests.h"
 #include "shell/app_menu.h"
 #include "tests/support/shell_bench.h"
+#include "tests/support/test_program.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -589,5 +590,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestQuillstepApp)
+QUILLSTEP_TEST(TestQuillstepApp)
 #include "tst_quillstep_app.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/xdg/application_names.h"
 #include "tests/support/desktop_files.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -237,5 +238,5 @@ private:
     std::unique_ptr<DesktopFiles> m_files;
 };
 
-QTEST_GUILESS_MAIN(TestApplicationMatcher)
+QUILLSTEP_TEST(TestApplicationMatcher)
 #include "tst_application_matcher.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/xdg/application_names.h"
 #include "tests/support/desktop_files.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -171,5 +172,5 @@ private:
     std::unique_ptr<QTemporaryDir> m_proc;
 };
 
-QTEST_GUILESS_MAIN(TestApplicationNames)
+QUILLSTEP_TEST(TestApplicationNames)
 #include "tst_application_names.moc"

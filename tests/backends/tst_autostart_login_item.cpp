@@ -3,6 +3,7 @@
 #include "backends/xdg/autostart_login_item.h"
 #include "tests/platform/contract/login_item_contract.h"
 #include "tests/support/autostart_folders.h"
+#include "tests/support/test_program.h"
 
 #include <QDir>
 #include <QTest>
@@ -344,5 +345,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAutostartLoginItem)
+QUILLSTEP_TEST(TestAutostartLoginItem)
 #include "tst_autostart_login_item.moc"

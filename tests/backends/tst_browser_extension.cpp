@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 
 #include <QFile>
 #include <QProcess>
@@ -267,5 +268,5 @@ private:
     QString m_script;
 };
 
-QTEST_GUILESS_MAIN(TestBrowserExtension)
+QUILLSTEP_TEST(TestBrowserExtension)
 #include "tst_browser_extension.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/page_addresses/browser_script_runner.h"
+#include "tests/support/test_program.h"
 #include "tracking/sample.h"
 
 #include <QTest>
@@ -178,5 +179,5 @@ private:
                                  {&m_first, &m_second}};
 };
 
-QTEST_GUILESS_MAIN(TestBrowserScriptRunner)
+QUILLSTEP_TEST(TestBrowserScriptRunner)
 #include "tst_browser_script_runner.moc"

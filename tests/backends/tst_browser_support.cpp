@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/page_addresses/browser_support.h"
+#include "tests/support/test_program.h"
 #include "tests/support/written_file.h"
 
 #include <QCryptographicHash>
@@ -302,5 +303,5 @@ private:
     QStringList m_before;
 };
 
-QTEST_GUILESS_MAIN(TestBrowserSupport)
+QUILLSTEP_TEST(TestBrowserSupport)
 #include "tst_browser_support.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/xdg/base_directories.h"
 #include "backends/xdg/desktop_entry_index.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -68,5 +69,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDesktopEntryFolders)
+QUILLSTEP_TEST(TestDesktopEntryFolders)
 #include "tst_desktop_entry_folders.moc"

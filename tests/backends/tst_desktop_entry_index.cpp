@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/xdg/desktop_entry_index.h"
 #include "tests/support/desktop_files.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -226,5 +227,5 @@ private:
     std::unique_ptr<DesktopFiles> m_second;
 };
 
-QTEST_GUILESS_MAIN(TestDesktopEntryIndex)
+QUILLSTEP_TEST(TestDesktopEntryIndex)
 #include "tst_desktop_entry_index.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/choice/display_connection.h"
+#include "tests/support/test_program.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -96,5 +97,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDisplayConnection)
+QUILLSTEP_TEST(TestDisplayConnection)
 #include "tst_display_connection.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/gnome/extension_state.h"
 #include "backends/desktops/gnome/gnome_front_window.h"
+#include "tests/support/test_program.h"
 
 #include <QSet>
 #include <QTest>
@@ -209,5 +210,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestGnomeExtension)
+QUILLSTEP_TEST(TestGnomeExtension)
 #include "tst_gnome_extension.moc"

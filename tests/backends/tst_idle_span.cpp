@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/wayland/wayland_idle_time.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -98,5 +99,5 @@ private:
     }
 };
 
-QTEST_GUILESS_MAIN(TestIdleSpan)
+QUILLSTEP_TEST(TestIdleSpan)
 #include "tst_idle_span.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/posix/instance_lock.h"
+#include "tests/support/test_program.h"
 #include "tests/support/without_locks.h"
 
 #include <QElapsedTimer>
@@ -302,5 +303,5 @@ private:
     QString m_file;
 };
 
-QTEST_APPLESS_MAIN(TestInstanceLock)
+QUILLSTEP_TEST(TestInstanceLock)
 #include "tst_instance_lock.moc"

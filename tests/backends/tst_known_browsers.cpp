@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/page_addresses/page_title.h"
 #include "backends/xdg/known_browsers.h"
+#include "tests/support/test_program.h"
 #include "tracking/sample.h"
 
 #include <QTest>
@@ -186,5 +187,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestKnownBrowsers)
+QUILLSTEP_TEST(TestKnownBrowsers)
 #include "tst_known_browsers.moc"

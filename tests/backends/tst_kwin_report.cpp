@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/kwin/kwin_report.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -163,5 +164,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestKWinReport)
+QUILLSTEP_TEST(TestKWinReport)
 #include "tst_kwin_report.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/kwin/kwin_report.h"
 #include "backends/desktops/kwin/kwin_script_keeper.h"
+#include "tests/support/test_program.h"
 
 #include <QFile>
 #include <QJSEngine>
@@ -291,5 +292,5 @@ private:
     QString m_text;
 };
 
-QTEST_GUILESS_MAIN(TestKWinScript)
+QUILLSTEP_TEST(TestKWinScript)
 #include "tst_kwin_script.moc"

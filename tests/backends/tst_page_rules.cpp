@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/accessibility/accessible_queries.h"
 #include "backends/page_addresses/accessible_addresses.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -81,5 +82,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestPageRules)
+QUILLSTEP_TEST(TestPageRules)
 #include "tst_page_rules.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/posix/posix_atomic_file.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/test_program.h"
 
 #include <QDir>
 #include <QSet>
@@ -315,5 +316,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestPosixAtomicFile)
+QUILLSTEP_TEST(TestPosixAtomicFile)
 #include "tst_posix_atomic_file.moc"

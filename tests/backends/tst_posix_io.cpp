@@ -13,6 +13,7 @@
 #include "backends/posix/timer_slack.h"
 #include "backends/qt/qt_repeating_timers.h"
 #include "backends/xdg/base_directories.h"
+#include "tests/support/test_program.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -429,5 +430,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestPosixIo)
+QUILLSTEP_TEST(TestPosixIo)
 #include "tst_posix_io.moc"

@@ -1,9 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/xdg/process_facts.h"
+#include "tests/support/test_program.h"
 #include "tests/support/written_file.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -136,7 +139,7 @@ private Q_SLOTS:
     void thisProcessIsRead()
     {
         const ProcessFacts own = readProcessFacts(::getpid());
-        QCOMPARE(own.executable, u"tst_backends_process_facts"_s);
+        QCOMPARE(own.executable, QFileInfo(QCoreApplication::applicationFilePath()).fileName());
         QCOMPARE(own.calledAs, own.executable);
         QCOMPARE(own.commandName, own.executable.left(15));
     }
@@ -157,5 +160,5 @@ private:
     std::unique_ptr<QTemporaryDir> m_proc;
 };
 
-QTEST_GUILESS_MAIN(TestProcessFacts)
+QUILLSTEP_TEST(TestProcessFacts)
 #include "tst_process_facts.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/qt/row_menu.h"
+#include "tests/support/test_program.h"
 
 #include <QAction>
 #include <QApplication>
@@ -141,5 +142,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestRowMenu)
+QUILLSTEP_TEST_WITH(TestRowMenu, QApplication)
 #include "tst_row_menu.moc"

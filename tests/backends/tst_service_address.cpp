@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/qt/service_address.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -91,5 +92,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestServiceAddress)
+QUILLSTEP_TEST(TestServiceAddress)
 #include "tst_service_address.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/qt/settings_file_defaults.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/test_program.h"
 
 #include <QDir>
 #include <QLockFile>
@@ -362,5 +363,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSettingsFileDefaults)
+QUILLSTEP_TEST(TestSettingsFileDefaults)
 #include "tst_settings_file_defaults.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/wayland/sway_ipc.h"
+#include "tests/support/test_program.h"
 
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -265,5 +266,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSwayIpc)
+QUILLSTEP_TEST(TestSwayIpc)
 #include "tst_sway_ipc.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/wayland/toplevel_list.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -147,5 +148,5 @@ private:
     }
 };
 
-QTEST_GUILESS_MAIN(TestToplevelList)
+QUILLSTEP_TEST(TestToplevelList)
 #include "tst_toplevel_list.moc"

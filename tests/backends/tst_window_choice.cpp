@@ -4,6 +4,7 @@
 #include "backends/desktops/choice/window_choice.h"
 #include "backends/xdg/application_names.h"
 #include "tests/backends/fake_front_window_source.h"
+#include "tests/support/test_program.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -278,5 +279,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestWindowChoice)
+QUILLSTEP_TEST(TestWindowChoice)
 #include "tst_window_choice.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/x11/x11_property.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -188,5 +189,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestX11Property)
+QUILLSTEP_TEST(TestX11Property)
 #include "tst_x11_property.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "base/time_texts.h"
+#include "tests/support/test_program.h"
 
 #include <QLocale>
 #include <QTest>
@@ -85,5 +86,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDurationText)
+QUILLSTEP_TEST(TestDurationText)
 #include "tst_duration_text.moc"

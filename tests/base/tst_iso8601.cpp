@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "base/iso8601.h"
 #include "base/truncated.h"
+#include "tests/support/test_program.h"
 
 #include <QDateTime>
 #include <QTest>
@@ -201,5 +202,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestIso8601)
+QUILLSTEP_TEST(TestIso8601)
 #include "tst_iso8601.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "base/time_texts.h"
+#include "tests/support/test_program.h"
 
 #include <QDateTime>
 #include <QLocale>
@@ -175,5 +176,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestRelativeTimeText)
+QUILLSTEP_TEST(TestRelativeTimeText)
 #include "tst_relative_time_text.moc"

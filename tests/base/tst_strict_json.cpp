@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "base/strict_json.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -96,5 +97,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestStrictJson)
+QUILLSTEP_TEST(TestStrictJson)
 #include "tst_strict_json.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "base/terminal_text.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -61,5 +62,5 @@ private Q_SLOTS:
     void anEmptyTextIsEmpty() { QCOMPARE(terminalText({}), ""); }
 };
 
-QTEST_GUILESS_MAIN(TestTerminalText)
+QUILLSTEP_TEST(TestTerminalText)
 #include "tst_terminal_text.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "base/url_components.h"
+#include "tests/support/test_program.h"
 #include "tests/support/url_text.h"
 
 #include <QTest>
@@ -343,5 +344,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestUrlComponents)
+QUILLSTEP_TEST(TestUrlComponents)
 #include "tst_url_components.moc"

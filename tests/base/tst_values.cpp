@@ -4,6 +4,7 @@
 #include "base/exact_utf8.h"
 #include "base/json_writer.h"
 #include "base/uuid.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -157,5 +158,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestValues)
+QUILLSTEP_TEST(TestValues)
 #include "tst_values.moc"

@@ -3,7 +3,7 @@
 # SPDX-License-Identifier: MIT
 """Checks the text of our own files; prints what it finds and fails when there is anything.
 
-Usage: lint.py format|shell|spdx|python|own-header|links|waits ROOT
+Usage: lint.py format|shell|spdx|python|own-header|links|waits|names ROOT
 
   format  C++ files are formatted as .clang-format says
   shell   shellcheck finds nothing, in scripts without a suffix either
@@ -12,6 +12,7 @@ Usage: lint.py format|shell|spdx|python|own-header|links|waits ROOT
   own-header  a source includes its own header first, which shows that it compiles on its own
   links   a link from a page to another file or heading of ours leads somewhere
   waits   no test sleeps, nor waits until a clock has moved: tests/support/passing_time.h says for what it may
+  names   what the tests of a folder define outside of anonymous namespaces has names of its own: they may share a program
 """
 
 import os
@@ -33,6 +34,10 @@ COMMENT = re.compile(r"//[^\n]*")
 WAIT_FOR_A_CLOCK = re.compile(r"(?:QTRY_\w+|qWaitFor)\s*\((?:[^;&|]|&(?!&)|\|(?!\|))*?\b\w*(?:elapsed|hasExpired)\(\s*[^;&|]*;"
                               r"|\bqSleep\s*\([^;]*;|\bqWait\s*\(\s*(?!\d{1,2}\s*\))[^;]*;")  # pacing a loop may
 PASSING_TIME = "tests/support/passing_time.h"  # where it is named
+ANONYMOUS = re.compile(r"^namespace \{$.*?^\} // namespace$", re.MULTILINE | re.DOTALL)
+# A type or a function at the left margin; not a member, nor what a macro makes.
+DEFINED = re.compile(r"^(?:class|struct|union|enum class|enum) (\w+)"
+                     r"|^(?!using|namespace|template|return|static)[a-z][^\n;={(]* [*&]*(\w+)\(", re.MULTILINE)
 CODE_BLOCK = re.compile(r"^(```|~~~).*?^\1[ \t]*$", re.MULTILINE | re.DOTALL)
 CODE = re.compile(r"(`+)(?!`).+?(?<!`)\1(?!`)", re.DOTALL)
 # "[text](target)", with an image inside the text, and "[name]: target".
@@ -149,6 +154,19 @@ def check_waits(root: pathlib.Path, files: list) -> list:
     return findings
 
 
+def check_names(root: pathlib.Path, files: list) -> list:
+    findings, places = [], {}
+    for file in files:
+        if file.suffix != ".cpp" or not file.name.startswith("tst_"):
+            continue
+        text = ANONYMOUS.sub("", file.read_text(encoding="utf-8"))
+        for match in DEFINED.finditer(text):
+            other = places.setdefault((file.parent, match[1] or match[2]), file)
+            if other != file:
+                findings.append(f"{file.relative_to(root)}: \"{match[1] or match[2]}\" is in {other.name}, too")
+    return findings
+
+
 def check_links(root: pathlib.Path, files: list) -> list:
     pages = {f: f.read_text(encoding="utf-8") for f in files if f.suffix == ".md"}
     findings = []
@@ -175,6 +193,7 @@ CHECKS = {
     "own-header": check_own_header,
     "links": check_links,
     "waits": check_waits,
+    "names": check_names,
 }
 
 

@@ -10,6 +10,7 @@ import sys
 import tempfile
 import unittest
 
+import alone
 import tidy
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -138,7 +139,7 @@ class Checks(unittest.TestCase):
 
     def test_aFaultInAHeaderIsFoundByTidy(self):
         shutil.copy(HERE.parents[1] / ".clang-tidy", self.root)
-        command = tidy.TIDY
+        command = [*tidy.TIDY, tidy.CHECKS]
         self.plant("activity/store.cpp", CPP + '#include "activity/store.h"\n')
         # From another folder, with the compiler's command line.
         (self.root / "build").mkdir()
@@ -153,6 +154,53 @@ class Checks(unittest.TestCase):
         done = run()
         self.assertNotEqual(done.returncode, 0)
         self.assertIn("modernize-use-using", done.stdout)
+
+    def test_aFaultInOneOfTwoTestsThatAreReadAsOneIsFoundByTidy(self):
+        shutil.copy(HERE.parents[1] / ".clang-tidy", self.root)
+        (self.root / "tests").mkdir()
+        shutil.copy(HERE.parent / ".clang-tidy", self.root / "tests")
+        tree = self.root / "build/tidy"
+        for folder in ("passed", "together"):
+            (tree / folder).mkdir(parents=True)
+        command = f"clang++-19 -std=c++20 -I{self.root} -o out -c "
+        commands = {}
+        for name in ("first", "second"):
+            self.plant(f"tests/tst_{name}.cpp", CPP + f'int main()\n{{\n    return 0;\n}}\n#include "tst_{name}.moc"\n')
+            file = self.root / f"tests/tst_{name}.cpp"
+            commands[file] = command + str(file)
+        tidy.write_empty_mocs(tree / "mocs", list(commands))
+
+        def run():
+            (group,) = tidy.groups(self.root, commands)
+            return tidy.check(self.root, tree, *group)
+
+        self.assertEqual(run(), [])
+        self.plant("tests/tst_second.cpp", CPP + "typedef int Number;\n")
+        (found,) = run()
+        self.assertIn("tst_second.cpp", found)
+        self.assertIn("modernize-use-using", found)
+
+    def test_aNameOfTwoTestsIsFound(self):
+        self.plant("tests/a/tst_first.cpp", CPP + "namespace {\nint mine()\n{\n}\n} // namespace\nclass TestFirst {};\n")
+        self.plant("tests/a/tst_second.cpp", CPP + "namespace {\nint mine()\n{\n}\n} // namespace\nclass TestSecond {};\n")
+        self.plant("tests/b/tst_first.cpp", CPP + "class TestFirst {};\n")
+        self.assertEqual(self.verdict(HERE / "lint.py", "names")[0], 0)
+        for definition in ("class TestFirst {};\n", "struct TestFirst\n{\n};\n"):
+            self.plant("tests/a/tst_second.cpp", CPP + definition)
+            self.assertTrue(self.finds([HERE / "lint.py", "names"], "tests/a/tst_second.cpp"), definition)
+        self.plant("tests/a/tst_first.cpp", CPP + "bool isHere(int value)\n{\n}\n")
+        self.plant("tests/a/tst_second.cpp", CPP + "bool isHere(int value)\n{\n}\n")
+        self.assertTrue(self.finds([HERE / "lint.py", "names"], "tests/a/tst_second.cpp"))
+
+    def test_aMissingIncludeIsFoundByCompilingAlone(self):
+        shutil.copy(HERE.parents[1] / ".clang-tidy", self.root)
+        (self.root / "build/tidy/passed").mkdir(parents=True)
+        self.plant("activity/store.cpp", CPP + "std::string name();\n")
+        file = self.root / "activity/store.cpp"
+        command = f"clang++-19 -std=c++20 -o out -c {file}"
+        self.assertIn("activity/store.cpp", alone.findings(self.root, file, command))
+        self.plant("activity/store.cpp", CPP + "#include <string>\nstd::string name();\n")
+        self.assertEqual(alone.findings(self.root, file, command), "")
 
     def test_theBuildTreeIsNotOurs(self):
         self.plant("build/generated.cpp", "int  f( ){return 1;}\n")

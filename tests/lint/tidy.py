@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 # SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 # SPDX-License-Identifier: MIT
-"""Runs clang-tidy on every source file of the product; every finding is an error, all of them are shown.
+"""Runs clang-tidy on every source file, tests and benchmarks too; every finding is an error, all of them are shown.
 
 Usage: tidy.py ROOT
 
-Most of the time goes into the toolkit's headers. So a few files of a folder are read as one, if what they keep to
-themselves has different names. Only if that does not pass, they are read one by one, which decides.
+Most of the time goes into the toolkit's headers. So many files are read as one, if what they keep to themselves has
+different names. Only if that does not pass, they are read one by one, which decides.
 
 Files that passed are not looked at again until one of them, one of our headers that they include or the list of checks
 changes. Nothing is built: what the build generates is not ours to judge.
@@ -23,10 +23,13 @@ import subprocess
 import sys
 
 # Sources are included on purpose here.
-TIDY = ["clang-tidy-19", "--quiet", "--header-filter=.*", "--checks=-bugprone-suspicious-include"]
-TOGETHER = 6
-# What a line at the left margin declares: a type, or a function or constant that is no member of a class.
-OWN_NAME = re.compile(r"^(?!using|namespace|template)(?:(?:enum class|enum|class|struct|union)\s+(\w+)"
+TIDY = ["clang-tidy-19", "--quiet", "--header-filter=.*"]
+CHECKS = "--checks=-bugprone-suspicious-include"
+TOGETHER = 12
+# The folders of what is not shipped, which tests/.clang-tidy is about.
+UNSHIPPED = ("tests", "benchmarks", "tools")
+# What a line at the left margin declares: a type, a macro, or a function or constant that is no member of a class.
+OWN_NAME = re.compile(r"^(?!using|namespace|template)(?:(?:enum class|enum|class|struct|union|#define)\s+(\w+)"
                       r"|[A-Za-z_][^\n(={;]*?(?<!:)\b(\w+)\s*[(={;])", re.MULTILINE)
 INCLUDE = re.compile(rb'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
@@ -41,8 +44,8 @@ def own_files(root: pathlib.Path, file: pathlib.Path, seen: set) -> set:
     return seen
 
 
-def fingerprint(root: pathlib.Path, files: list, options: tuple) -> str:
-    digest = hashlib.sha256(f"{TIDY} {options} {files}".encode())
+def fingerprint(root: pathlib.Path, files: list, left_out: str, options: tuple) -> str:
+    digest = hashlib.sha256(f"{TIDY} {CHECKS} {left_out} {options} {files}".encode())
     seen = set()
     for file in files:
         own_files(root, file, seen)
@@ -57,61 +60,103 @@ def own_names(file: pathlib.Path) -> set:
     return {name for names in found for name in names if name}
 
 
-def settings(command: str, file: pathlib.Path) -> tuple:
-    """The compiler's options in `command` for `file`, without what differs for each file of a target."""
-    options = shlex.split(command)[1:]
-    output = options.index("-o")
-    del options[output:output + 2]
-    return tuple(option for option in options if option not in ("-c", str(file)))
+def settings(command: str, file: pathlib.Path) -> list:
+    """The compiler's options in `command` for `file`, each in one piece with its value."""
+    words = shlex.split(command)[1:]
+    options = []
+    while words:
+        word = words.pop(0)
+        if word == "-o":
+            words.pop(0)
+        elif word == "-isystem":
+            options.append(word + words.pop(0))
+        elif word not in ("-c", str(file)):
+            options.append(word)
+    undefined = {"-D" + option[2:] for option in options if option.startswith("-U")}
+    return [option for option in options if option.partition("=")[0] not in undefined]
 
 
-def groups(commands: dict) -> list:
+def checks_left_out(root: pathlib.Path) -> str:
+    """What tests/.clang-tidy takes out of the checks. A file that is read with others has no folder of its own to look
+    for settings in, so they are put on the command line."""
+    lines = (root / "tests/.clang-tidy").read_text(encoding="utf-8").splitlines()
+    return "".join("," + line.strip(" ,") for line in lines if line.startswith("  -"))
+
+
+def common_settings(commands: dict) -> dict:
+    """The options of each file of `commands` with those of all others that do not contradict them: folders to look
+    into and definitions. What a file does not ask for does not hurt it."""
+    own = {file: settings(command, file) for file, command in commands.items()}
+    everything = list(dict.fromkeys(option for options in own.values() for option in options))
+    names = [option.partition("=")[0] for option in everything if option.startswith("-D")]
+    disputed = {name for name in names if names.count(name) > 1}
+    shared = [option for option in everything if option.partition("=")[0] not in disputed]
+    return {file: (*shared, *(option for option in options if option.partition("=")[0] in disputed))
+            for file, options in own.items()}
+
+
+def groups(root: pathlib.Path, commands: dict) -> list:
     """The files of `commands` in lists that may be read as one, with their options."""
     made = []
-    for file, command in sorted(commands.items()):
-        key, names = (file.parent, settings(command, file)), own_names(file)
+    options = common_settings(commands)
+    left_out = checks_left_out(root)
+    for file in sorted(commands):
+        names = own_names(file) - {"main"}
+        unshipped = file.relative_to(root).parts[0] in UNSHIPPED
         for group in made:
-            if group["key"] == key and len(group["files"]) < TOGETHER and not names & group["names"]:
+            if group["key"] == (unshipped, options[file]) and len(group["files"]) < TOGETHER and not names & group["names"]:
                 group["files"].append(file)
                 group["names"] |= names
                 break
         else:
-            made.append({"key": key, "files": [file], "names": names})
-    return [(group["key"][1], group["files"]) for group in made]
+            made.append({"key": (unshipped, options[file]), "files": [file], "names": names})
+    return [(left_out if group["key"][0] else "", group["key"][1], group["files"]) for group in made]
 
 
-def findings(root: pathlib.Path, source: pathlib.Path, options: tuple) -> str:
+def as_one(root: pathlib.Path, files: list) -> str:
+    """A source of which `files` are parts. Each may have a main()."""
+    return "".join(f'#define main main_{number} // NOLINT\n#include "{file.relative_to(root)}"\n#undef main\n'
+                   for number, file in enumerate(files))
+
+
+def write_empty_mocs(folder: pathlib.Path, files: list) -> None:
+    """A source whose classes have signals includes what is generated for them at its end: nothing, here."""
+    folder.mkdir(exist_ok=True)
+    for file in files:
+        for name in INCLUDE.findall(file.read_bytes()):
+            if name.endswith(b".moc"):
+                (folder / os.fsdecode(name)).touch()
+
+
+def findings(root: pathlib.Path, source: pathlib.Path, left_out: str, options: tuple) -> str:
     """What clang-tidy has to say of `source`; empty when it passes."""
-    done = subprocess.run([*TIDY, f"--config-file={root / '.clang-tidy'}", str(source), "--", *options],
-                          capture_output=True, text=True, check=False)
+    done = subprocess.run([*TIDY, CHECKS + left_out, f"--config-file={root / '.clang-tidy'}", str(source), "--",
+                           *options, f"-I{root / 'build/tidy/mocs'}"], capture_output=True, text=True, check=False)
     if done.returncode == 0:
         return ""
     return done.stdout or done.stderr or f"{source}: clang-tidy ended with {done.returncode}\n"
 
 
-def check(root: pathlib.Path, tree: pathlib.Path, options: tuple, files: list) -> list:
+def check(root: pathlib.Path, tree: pathlib.Path, left_out: str, options: tuple, files: list) -> list:
     """The findings in each of `files`, of those that have any."""
-    passed = tree / "passed" / fingerprint(root, files, options)
+    passed = tree / "passed" / fingerprint(root, files, left_out, options)
     if passed.exists():
         return []
     found = []
     if len(files) == 1:
-        found = [text for text in [findings(root, files[0], options)] if text]
+        found = [text for text in [findings(root, files[0], left_out, options)] if text]
     else:
         source = tree / "together" / f"{passed.name}.cpp"
-        source.write_text("".join(f'#include "{file.relative_to(root)}"\n' for file in files), encoding="utf-8")
-        if findings(root, source, options):
-            found = [text for file in files for text in check(root, tree, options, [file])]
+        source.write_text(as_one(root, files), encoding="utf-8")
+        if findings(root, source, left_out, options):
+            found = [text for file in files for text in check(root, tree, left_out, options, [file])]
     if not found:
         passed.touch()
     return found
 
 
-def main() -> int:
-    if len(sys.argv) != 2:
-        print(__doc__, file=sys.stderr)
-        return 2
-    root = pathlib.Path(sys.argv[1]).resolve()
+def our_commands(root: pathlib.Path) -> dict:
+    """The compiler's command line for each source of ours, without compiling headers beforehand or files together."""
     tree = root / "build/tidy"
     subprocess.run(["cmake", "-S", str(root), "--preset", "tidy"], stdout=subprocess.DEVNULL, check=True)
     for folder in ("passed", "together"):
@@ -120,12 +165,23 @@ def main() -> int:
     commands = {pathlib.Path(entry["file"]): entry["command"] for entry in entries}
     ours = {file: command for file, command in commands.items()
             if root in file.parents and tree not in file.parents}
+    write_empty_mocs(tree / "mocs", list(ours))
+    return ours
+
+
+def main() -> int:
+    if len(sys.argv) != 2:
+        print(__doc__, file=sys.stderr)
+        return 2
+    root = pathlib.Path(sys.argv[1]).resolve()
+    tree = root / "build/tidy"
+    ours = our_commands(root)
     if not ours:
         print("tidy: there is nothing to check")
         return 1
     failures = 0
     # The longest first, so that no processor waits at the end.
-    work = sorted(groups(ours), key=lambda group: len(group[1]), reverse=True)
+    work = sorted(groups(root, ours), key=lambda group: len(group[-1]), reverse=True)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for found in pool.map(lambda group: check(root, tree, *group), work):
             failures += len(found)

@@ -4,6 +4,7 @@
 #include "tests/fakes/fake_idle_time.h"
 #include "tests/fakes/fake_window_title.h"
 #include "tests/platform/contract/desktop_contract.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -93,5 +94,5 @@ private:
     std::unique_ptr<FakeDesktop> m_desktop;
 };
 
-QTEST_GUILESS_MAIN(TestDesktopContract)
+QUILLSTEP_TEST(TestDesktopContract)
 #include "tst_desktop_contract.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/fakes/fake_login_item.h"
 #include "tests/platform/contract/login_item_contract.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -23,5 +24,5 @@ private:
     std::unique_ptr<fakes::FakeLoginItem> m_item;
 };
 
-QTEST_GUILESS_MAIN(TestLoginItemContract)
+QUILLSTEP_TEST(TestLoginItemContract)
 #include "tst_login_item_contract.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "tests/fakes/fake_user_defaults.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -103,5 +104,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestUserDefaults)
+QUILLSTEP_TEST(TestUserDefaults)
 #include "tst_user_defaults.moc"

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "tools/artwork/card_shadow.h"
 #include "tools/artwork/drawing.h"
 
@@ -181,5 +182,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestPictures)
+QUILLSTEP_TEST(TestPictures)
 #include "tst_pictures.moc"

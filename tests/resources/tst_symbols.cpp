@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "tests/resources/symbol_faults.h"
+#include "tests/support/test_program.h"
 #include "tools/artwork/drawing.h"
 #include "tools/artwork/symbol_names.h"
 
@@ -111,5 +112,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSymbols)
+QUILLSTEP_TEST(TestSymbols)
 #include "tst_symbols.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/command_line.h"
 #include "service/database_address.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -162,5 +163,5 @@ private:
     }
 };
 
-QTEST_GUILESS_MAIN(TestCommandLine)
+QUILLSTEP_TEST(TestCommandLine)
 #include "tst_command_line.moc"

@@ -4,6 +4,7 @@
 #include "tests/support/postgres_server.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/service_process.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -49,5 +50,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDatabaseRestart)
+QUILLSTEP_TEST(TestDatabaseRestart)
 #include "tst_database_restart.moc"

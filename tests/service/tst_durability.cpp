@@ -5,6 +5,7 @@
 #include "tests/support/postgres_server.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/service_process.h"
+#include "tests/support/test_program.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -211,5 +212,5 @@ private:
     QByteArray m_token;
 };
 
-QTEST_GUILESS_MAIN(TestDurability)
+QUILLSTEP_TEST(TestDurability)
 #include "tst_durability.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "service/failure_limiter.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -109,5 +110,5 @@ private:
     FailureLimiter::Clock::time_point m_now;
 };
 
-QTEST_GUILESS_MAIN(TestFailureLimiter)
+QUILLSTEP_TEST(TestFailureLimiter)
 #include "tst_failure_limiter.moc"

@@ -3,6 +3,7 @@
 // What clients may send that no honest one does, to the real executable.
 #include "tests/service/service_requests.h"
 #include "tests/support/service_process.h"
+#include "tests/support/test_program.h"
 
 #include <QDir>
 #include <QFile>
@@ -191,5 +192,5 @@ private:
     QByteArray m_token;
 };
 
-QTEST_GUILESS_MAIN(TestHostileClients)
+QUILLSTEP_TEST(TestHostileClients)
 #include "tst_hostile_clients.moc"

@@ -5,6 +5,7 @@
 #include "service/http_server.h"
 #include "service/schema.h"
 #include "tests/service/service_requests.h"
+#include "tests/support/test_program.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -244,5 +245,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestHttpServer)
+QUILLSTEP_TEST(TestHttpServer)
 #include "tst_http_server.moc"

@@ -3,6 +3,7 @@
 // The question for a password as an operator meets it: at a real terminal, and through a pipe.
 #include "base/secret.h"
 #include "tests/support/service_process.h"
+#include "tests/support/test_program.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -238,5 +239,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestPasswordInput)
+QUILLSTEP_TEST(TestPasswordInput)
 #include "tst_password_input.moc"

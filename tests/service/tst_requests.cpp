@@ -3,6 +3,7 @@
 #include "service/activity_rows.h"
 #include "service/sign_in_request.h"
 #include "service/upload.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -222,5 +223,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestRequests)
+QUILLSTEP_TEST(TestRequests)
 #include "tst_requests.moc"

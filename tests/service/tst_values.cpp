@@ -7,6 +7,7 @@
 #include "service/password_hasher.h"
 #include "service/request_log.h"
 #include "service/token.h"
+#include "tests/support/test_program.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -192,5 +193,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestValues)
+QUILLSTEP_TEST(TestValues)
 #include "tst_values.moc"

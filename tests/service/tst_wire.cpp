@@ -8,6 +8,7 @@
 #include "tests/support/postgres_server.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/service_process.h"
+#include "tests/support/test_program.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -368,5 +369,5 @@ private:
     std::unique_ptr<support::ServiceProcess> m_service;
 };
 
-QTEST_GUILESS_MAIN(TestWire)
+QUILLSTEP_TEST(TestWire)
 #include "tst_wire.moc"

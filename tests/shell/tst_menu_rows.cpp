@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "shell/app_menu.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -112,5 +113,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestMenuRows)
+QUILLSTEP_TEST(TestMenuRows)
 #include "tst_menu_rows.moc"

@@ -5,6 +5,7 @@
 #include "shell/window_router.h"
 #include "tests/fakes/fake_app_activation.h"
 #include "tests/support/recording_windows.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -188,5 +189,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestWindowRouter)
+QUILLSTEP_TEST(TestWindowRouter)
 #include "tst_window_router.moc"

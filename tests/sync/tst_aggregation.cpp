@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "sync/aggregation.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/test_program.h"
 #include "tests/sync/runs_of.h"
 
 #include <QTest>
@@ -268,5 +269,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAggregation)
+QUILLSTEP_TEST(TestAggregation)
 #include "tst_aggregation.moc"

@@ -4,6 +4,7 @@
 #include "base/url_components.h"
 #include "sync/aggregation.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/test_program.h"
 #include "tests/support/url_text.h"
 #include "tests/sync/generated_samples.h"
 #include "tests/sync/runs_of.h"
@@ -202,5 +203,5 @@ private:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAggregationProperties)
+QUILLSTEP_TEST(TestAggregationProperties)
 #include "tst_aggregation_properties.moc"

@@ -4,6 +4,7 @@
 // golden/upload_body.json is, byte for byte, what must be sent for the list in
 // tests/activity/golden/foreign.json.
 #include "tests/support/sync_bench.h"
+#include "tests/support/test_program.h"
 
 #include <QFile>
 #include <QTest>
@@ -47,5 +48,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestBodyFormat)
+QUILLSTEP_TEST(TestBodyFormat)
 #include "tst_body_format.moc"

@@ -3,6 +3,7 @@
 #include "sync/upload_body.h"
 #include "sync/upload_rows.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/test_program.h"
 #include "tests/sync/generated_samples.h"
 #include "tests/sync/runs_of.h"
 
@@ -140,5 +141,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestFoldedRows)
+QUILLSTEP_TEST(TestFoldedRows)
 #include "tst_folded_rows.moc"

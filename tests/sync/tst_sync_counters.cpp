@@ -3,6 +3,7 @@
 #include "sync/sync_counters.h"
 #include "tests/fakes/fake_user_defaults.h"
 #include "tests/support/dies_with.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -66,5 +67,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSyncCounters)
+QUILLSTEP_TEST(TestSyncCounters)
 #include "tst_sync_counters.moc"

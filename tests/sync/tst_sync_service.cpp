@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "tests/support/sync_bench.h"
+#include "tests/support/test_program.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -613,5 +614,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSyncService)
+QUILLSTEP_TEST(TestSyncService)
 #include "tst_sync_service.moc"

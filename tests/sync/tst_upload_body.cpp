@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "sync/upload_body.h"
 #include "tests/support/activity_samples.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -144,5 +145,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestUploadBody)
+QUILLSTEP_TEST(TestUploadBody)
 #include "tst_upload_body.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "sync/upload_rows.h"
+#include "tests/support/test_program.h"
 #include "tests/sync/generated_samples.h"
 
 #include <QTest>
@@ -234,5 +235,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestUploadPayloadJson)
+QUILLSTEP_TEST(TestUploadPayloadJson)
 #include "tst_upload_payload_json.moc"

@@ -3,6 +3,7 @@
 #include "sync/upload_rows.h"
 #include "tests/support/activity_samples.h"
 #include "tests/support/dies_with.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -128,5 +129,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestUploadRows)
+QUILLSTEP_TEST(TestUploadRows)
 #include "tst_upload_rows.moc"

@@ -7,6 +7,7 @@
 #include "tests/support/keyring.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/service_process.h"
+#include "tests/support/test_program.h"
 #include "tests/system/xdotool.h"
 
 #include <QDBusConnection>
@@ -393,5 +394,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAccountCommands)
+QUILLSTEP_TEST(TestAccountCommands)
 #include "tst_account_commands.moc"

@@ -7,6 +7,7 @@
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/signed_in_desktop.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/xdotool.h"
 
@@ -493,5 +494,5 @@ private:
     std::optional<Agent> m_agent;
 };
 
-QTEST_GUILESS_MAIN(TestAgent)
+QUILLSTEP_TEST(TestAgent)
 #include "tst_agent.moc"

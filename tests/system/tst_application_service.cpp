@@ -6,6 +6,7 @@
 #include "backends/dbus/forwarding.h"
 #include "tests/support/private_bus.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/verify_outcome.h"
 
 #include <QDBusPendingCall>
@@ -626,5 +627,5 @@ private:
     std::optional<PrivateBus> m_bus;
 };
 
-QTEST_GUILESS_MAIN(TestApplicationService)
+QUILLSTEP_TEST(TestApplicationService)
 #include "tst_application_service.moc"

@@ -9,6 +9,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/service_process.h"
 #include "tests/support/signed_in_desktop.h"
+#include "tests/support/test_program.h"
 #include "tests/system/xdotool.h"
 
 #include <QDir>
@@ -377,5 +378,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAssistiveActions)
+QUILLSTEP_TEST(TestAssistiveActions)
 #include "tst_assistive_actions.moc"

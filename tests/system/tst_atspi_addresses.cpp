@@ -8,6 +8,7 @@
 #include "tests/support/heartbeat.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/scripted_server.h"
+#include "tests/support/test_program.h"
 #include "tests/system/x11_observer.h"
 #include "tests/system/xdotool.h"
 
@@ -290,5 +291,5 @@ private:
     QString m_remark;
 };
 
-QTEST_GUILESS_MAIN(TestAtspiAddresses)
+QUILLSTEP_TEST(TestAtspiAddresses)
 #include "tst_atspi_addresses.moc"

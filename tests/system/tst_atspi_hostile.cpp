@@ -9,6 +9,7 @@
 #include "tests/support/passing_time.h"
 #include "tests/support/private_home.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>
@@ -426,5 +427,5 @@ private:
     std::unique_ptr<AccessibleFrontWindow> m_source;
 };
 
-QTEST_GUILESS_MAIN(TestAtspiHostile)
+QUILLSTEP_TEST(TestAtspiHostile)
 #include "tst_atspi_hostile.moc"

@@ -6,6 +6,7 @@
 #include "tests/support/headless_x11.h"
 #include "tests/support/heartbeat.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/test_window.h"
 #include "tests/system/xdotool.h"
 
@@ -303,5 +304,5 @@ private:
     std::unique_ptr<AccessibleFrontWindow> m_source;
 };
 
-QTEST_GUILESS_MAIN(TestAtspiWindows)
+QUILLSTEP_TEST(TestAtspiWindows)
 #include "tst_atspi_windows.moc"

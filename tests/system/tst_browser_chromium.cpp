@@ -3,6 +3,7 @@
 // A real Chromium with our extension and host: what a tick would record is the page in front.
 #include "tests/support/chromium.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/address_watch.h"
 #include "tests/system/xdotool.h"
@@ -336,5 +337,5 @@ private:
     support::Chromium m_browser;
 };
 
-QTEST_GUILESS_MAIN(TestBrowserChromium)
+QUILLSTEP_TEST(TestBrowserChromium)
 #include "tst_browser_chromium.moc"

@@ -4,6 +4,7 @@
 #include "tests/support/firefox.h"
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/address_watch.h"
 #include "tests/system/xdotool.h"
 
@@ -255,5 +256,5 @@ private:
     QString m_home;
 };
 
-QTEST_GUILESS_MAIN(TestBrowserFirefox)
+QUILLSTEP_TEST(TestBrowserFirefox)
 #include "tst_browser_firefox.moc"

@@ -8,6 +8,7 @@
 #include "tests/support/ordinary_user.h"
 #include "tests/support/private_home.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusPendingCall>
@@ -653,5 +654,5 @@ private:
     support::ChildProcess m_silent;
 };
 
-QTEST_GUILESS_MAIN(TestBrowserHost)
+QUILLSTEP_TEST(TestBrowserHost)
 #include "tst_browser_host.moc"

@@ -10,6 +10,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/service_process.h"
 #include "tests/support/signed_in_desktop.h"
+#include "tests/support/test_program.h"
 #include "tests/system/browser_desktop.h"
 #include "tests/system/verify_outcome.h"
 #include "tests/system/xdotool.h"
@@ -158,5 +159,5 @@ private:
     support::AssistiveReader m_reader;
 };
 
-QTEST_GUILESS_MAIN(TestBrowserJourney)
+QUILLSTEP_TEST(TestBrowserJourney)
 #include "tst_browser_journey.moc"

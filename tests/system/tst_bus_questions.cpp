@@ -5,6 +5,7 @@
 #include "tests/support/bus_daemon.h"
 #include "tests/support/private_home.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/verify_outcome.h"
 
 #include <QDBusVariant>
@@ -214,5 +215,5 @@ private:
     std::unique_ptr<Peer> m_peer;
 };
 
-QTEST_GUILESS_MAIN(TestBusQuestions)
+QUILLSTEP_TEST(TestBusQuestions)
 #include "tst_bus_questions.moc"

@@ -4,6 +4,7 @@
 #include "backends/qt/settings_file_defaults.h"
 #include "tests/support/child_process.h"
 #include "tests/support/passing_time.h"
+#include "tests/support/test_program.h"
 
 #include <QDir>
 #include <QRandomGenerator>
@@ -79,5 +80,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDefaultsCrash)
+QUILLSTEP_TEST(TestDefaultsCrash)
 #include "tst_defaults_crash.moc"

@@ -9,6 +9,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/service_process.h"
 #include "tests/support/signed_in_desktop.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/xdotool.h"
 
@@ -398,5 +399,5 @@ private:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDrivenWindows)
+QUILLSTEP_TEST(TestDrivenWindows)
 #include "tst_driven_windows.moc"

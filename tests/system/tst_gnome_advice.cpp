@@ -4,6 +4,7 @@
 #include "backends/desktops/gnome/gnome_front_window.h"
 #include "tests/support/headless_gnome.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/written_file.h"
 #include "tests/system/program_bus.h"
 #include "tests/system/verify_outcome.h"
@@ -137,5 +138,5 @@ private:
     QByteArray m_dataHome;
 };
 
-QTEST_GUILESS_MAIN(TestGnomeAdvice)
+QUILLSTEP_TEST(TestGnomeAdvice)
 #include "tst_gnome_advice.moc"

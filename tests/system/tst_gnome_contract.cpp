@@ -5,6 +5,7 @@
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/headless_gnome.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/program_bus.h"
 #include "tests/system/session_desktop.h"
 
@@ -53,5 +54,5 @@ private:
     std::unique_ptr<SessionDesktop> m_desktop;
 };
 
-QTEST_GUILESS_MAIN(TestGnomeContract)
+QUILLSTEP_TEST(TestGnomeContract)
 #include "tst_gnome_contract.moc"

@@ -3,6 +3,7 @@
 #include "backends/desktops/gnome/mutter_idle_time.h"
 #include "tests/support/headless_gnome.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/verify_outcome.h"
 
 #include <QRegularExpression>
@@ -182,5 +183,5 @@ private:
     std::unique_ptr<MutterIdleTime> m_source;
 };
 
-QTEST_GUILESS_MAIN(TestGnomeIdle)
+QUILLSTEP_TEST(TestGnomeIdle)
 #include "tst_gnome_idle.moc"

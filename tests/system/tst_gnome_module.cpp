@@ -5,6 +5,7 @@
 #include "tests/support/child_process.h"
 #include "tests/support/private_home.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/program_bus.h"
 #include "tests/system/verify_outcome.h"
 
@@ -280,5 +281,5 @@ private:
     int m_announcements = 0;
 };
 
-QTEST_GUILESS_MAIN(TestGnomeModule)
+QUILLSTEP_TEST(TestGnomeModule)
 #include "tst_gnome_module.moc"

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "tests/support/headless_gnome.h"
+#include "tests/support/test_program.h"
 #include "tests/system/desktop_recording.h"
 
 #include <QTest>
@@ -26,5 +27,5 @@ protected:
     }
 };
 
-QTEST_GUILESS_MAIN(TestGnomeRecording)
+QUILLSTEP_TEST(TestGnomeRecording)
 #include "tst_gnome_recording.moc"

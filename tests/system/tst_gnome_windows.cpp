@@ -4,6 +4,7 @@
 #include "backends/desktops/gnome/gnome_front_window.h"
 #include "tests/support/headless_gnome.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/test_window.h"
 #include "tests/support/wake_ups.h"
 #include "tests/support/written_file.h"
@@ -350,5 +351,5 @@ private:
     std::unique_ptr<GnomeFrontWindow> m_source;
 };
 
-QTEST_GUILESS_MAIN(TestGnomeWindows)
+QUILLSTEP_TEST(TestGnomeWindows)
 #include "tst_gnome_windows.moc"

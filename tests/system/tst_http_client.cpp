@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/qt/network_http_client.h"
 #include "tests/support/scripted_server.h"
+#include "tests/support/test_program.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -506,5 +507,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestHttpClient)
+QUILLSTEP_TEST(TestHttpClient)
 #include "tst_http_client.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/qt/network_http_client.h"
 #include "tests/support/scripted_server.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -64,5 +65,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestHttpProxy)
+QUILLSTEP_TEST(TestHttpProxy)
 #include "tst_http_proxy.moc"

@@ -4,6 +4,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/test_certificates.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -157,5 +158,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestHttpTls)
+QUILLSTEP_TEST(TestHttpTls)
 #include "tst_http_tls.moc"

@@ -6,6 +6,7 @@
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/headless_kwin.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/session_desktop.h"
 
 #include <QRegularExpression>
@@ -65,5 +66,5 @@ private:
     std::unique_ptr<SessionDesktop> m_desktop;
 };
 
-QTEST_GUILESS_MAIN(TestKWinContract)
+QUILLSTEP_TEST(TestKWinContract)
 #include "tst_kwin_contract.moc"

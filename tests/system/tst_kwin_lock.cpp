@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/headless_kwin.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/test_window.h"
 #include "tests/system/recorder.h"
 #include "tests/system/verify_outcome.h"
@@ -59,5 +60,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestKWinLock)
+QUILLSTEP_TEST(TestKWinLock)
 #include "tst_kwin_lock.moc"

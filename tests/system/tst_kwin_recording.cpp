@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "tests/support/headless_kwin.h"
+#include "tests/support/test_program.h"
 #include "tests/system/desktop_recording.h"
 
 #include <QTest>
@@ -23,5 +24,5 @@ protected:
     }
 };
 
-QTEST_GUILESS_MAIN(TestKWinRecording)
+QUILLSTEP_TEST(TestKWinRecording)
 #include "tst_kwin_recording.moc"

@@ -3,6 +3,7 @@
 #include "tests/support/headless_kwin.h"
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/test_window.h"
 #include "tests/system/kwin_observer.h"
 
@@ -270,5 +271,5 @@ private:
     std::unique_ptr<KWinObserver> m_observer;
 };
 
-QTEST_GUILESS_MAIN(TestKWinRecovery)
+QUILLSTEP_TEST(TestKWinRecovery)
 #include "tst_kwin_recovery.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/headless_kwin.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/test_window.h"
 #include "tests/system/kwin_observer.h"
 
@@ -210,5 +211,5 @@ private:
     std::unique_ptr<TestWindow> m_window;
 };
 
-QTEST_GUILESS_MAIN(TestKWinStrangers)
+QUILLSTEP_TEST(TestKWinStrangers)
 #include "tst_kwin_strangers.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/headless_kwin.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/test_window.h"
 #include "tests/support/wake_ups.h"
 #include "tests/system/kwin_observer.h"
@@ -226,5 +227,5 @@ private:
     std::unique_ptr<KWinObserver> m_observer;
 };
 
-QTEST_GUILESS_MAIN(TestKWinWindows)
+QUILLSTEP_TEST(TestKWinWindows)
 #include "tst_kwin_windows.moc"

@@ -3,6 +3,7 @@
 #include "tests/support/bus_daemon.h"
 #include "tests/support/headless_x11.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_client.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/x11_observer.h"
@@ -99,5 +100,5 @@ private:
     std::unique_ptr<X11Observer> m_observer;
 };
 
-QTEST_GUILESS_MAIN(TestKWinX11)
+QUILLSTEP_TEST(TestKWinX11)
 #include "tst_kwin_x11.moc"

@@ -6,6 +6,7 @@
 #include "tests/support/autostart_folders.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/small_disk.h"
+#include "tests/support/test_program.h"
 
 #include <QDir>
 #include <QProcess>
@@ -172,5 +173,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestLoginItem)
+QUILLSTEP_TEST(TestLoginItem)
 #include "tst_login_item.moc"

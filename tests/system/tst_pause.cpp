@@ -10,6 +10,7 @@
 #include "tests/support/signed_in_desktop.h"
 #include "tests/support/status_item_client.h"
 #include "tests/support/status_notifier_watcher.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/window_requests.h"
 #include "tests/system/xdotool.h"
@@ -247,5 +248,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestPause)
+QUILLSTEP_TEST(TestPause)
 #include "tst_pause.moc"

@@ -4,6 +4,7 @@
 #include "tests/support/agent.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/signed_in_desktop.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/verify_outcome.h"
 
@@ -134,5 +135,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestQuietAgent)
+QUILLSTEP_TEST(TestQuietAgent)
 #include "tst_quiet_agent.moc"

@@ -3,7 +3,9 @@
 // The store of secrets with a real keyring on a private session bus, and with none.
 #include "tests/support/keyring.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/secret_client_process.h"
+#include "tests/system/verify_outcome.h"
 
 #include <QTest>
 
@@ -46,12 +48,6 @@ qsizetype itemsOf(const Keyring& keyring, const char* account)
 {
     return keyring.search(text(account)).count(text("schema = com.velomira.UsageMonitor"));
 }
-
-#define VERIFY_OUTCOME(action)                                                                     \
-    do {                                                                                           \
-        const platform::Outcome outcome = action;                                                  \
-        QVERIFY2(outcome, qPrintable(outcome ? QString() : outcome.error().text));                 \
-    } while (false)
 
 /// The event loop of the client has never been away for long: who waits for an answer waits 400 ms
 /// at least.
@@ -415,5 +411,5 @@ private:
     double m_longestGap = 0;
 };
 
-QTEST_GUILESS_MAIN(TestSecretStore)
+QUILLSTEP_TEST(TestSecretStore)
 #include "tst_secret_store.moc"

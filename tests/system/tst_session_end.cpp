@@ -6,6 +6,7 @@
 #include "tests/support/child_process.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/signed_in_desktop.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 
 #include <QTest>
@@ -68,5 +69,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSessionEnd)
+QUILLSTEP_TEST(TestSessionEnd)
 #include "tst_session_end.moc"

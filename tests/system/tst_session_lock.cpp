@@ -4,6 +4,7 @@
 #include "tests/support/bus_daemon.h"
 #include "tests/support/private_home.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 
 #include <QDBusMessage>
 #include <QDBusObjectPath>
@@ -211,5 +212,5 @@ private:
     std::unique_ptr<QDBusConnection> m_own;
 };
 
-QTEST_GUILESS_MAIN(TestSessionLock)
+QUILLSTEP_TEST(TestSessionLock)
 #include "tst_session_lock.moc"

@@ -6,6 +6,7 @@
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/signed_in_desktop.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/xdotool.h"
 
@@ -357,5 +358,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestShell)
+QUILLSTEP_TEST(TestShell)
 #include "tst_shell.moc"

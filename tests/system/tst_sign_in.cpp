@@ -5,6 +5,7 @@
 #include "tests/fakes/fake_secret_store.h"
 #include "tests/fakes/fake_user_defaults.h"
 #include "tests/support/scripted_server.h"
+#include "tests/support/test_program.h"
 
 #include <QCoroTask>
 #include <QTest>
@@ -185,5 +186,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSignIn)
+QUILLSTEP_TEST(TestSignIn)
 #include "tst_sign_in.moc"

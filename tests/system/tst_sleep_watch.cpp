@@ -7,6 +7,7 @@
 #include "tests/support/private_home.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/signed_in_desktop.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 
 #include <QDBusConnection>
@@ -205,5 +206,5 @@ private:
     std::function<void()> m_done;
 };
 
-QTEST_GUILESS_MAIN(TestSleepWatch)
+QUILLSTEP_TEST(TestSleepWatch)
 #include "tst_sleep_watch.moc"

@@ -10,6 +10,7 @@
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/small_disk.h"
+#include "tests/support/test_program.h"
 
 #include <QDir>
 #include <QRandomGenerator>
@@ -163,5 +164,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestStoreCrash)
+QUILLSTEP_TEST(TestStoreCrash)
 #include "tst_store_crash.moc"

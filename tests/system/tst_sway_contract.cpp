@@ -3,6 +3,7 @@
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/headless_sway.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/session_desktop.h"
 #include "tests/system/wayland_observer.h"
 
@@ -49,5 +50,5 @@ private:
     std::unique_ptr<SessionDesktop> m_desktop;
 };
 
-QTEST_GUILESS_MAIN(TestSwayContract)
+QUILLSTEP_TEST(TestSwayContract)
 #include "tst_sway_contract.moc"

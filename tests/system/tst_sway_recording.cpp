@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "tests/support/headless_sway.h"
+#include "tests/support/test_program.h"
 #include "tests/system/desktop_recording.h"
 
 #include <QTest>
@@ -26,5 +27,5 @@ protected:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSwayRecording)
+QUILLSTEP_TEST(TestSwayRecording)
 #include "tst_sway_recording.moc"

@@ -3,6 +3,7 @@
 #include "tests/support/allocated_memory.h"
 #include "tests/support/headless_sway.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/test_window.h"
 #include "tests/support/wake_ups.h"
 #include "tests/system/wayland_observer.h"
@@ -368,5 +369,5 @@ private:
     std::unique_ptr<WaylandObserver> m_observer;
 };
 
-QTEST_GUILESS_MAIN(TestSwayWindows)
+QUILLSTEP_TEST(TestSwayWindows)
 #include "tst_sway_windows.moc"

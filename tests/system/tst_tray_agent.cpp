@@ -7,6 +7,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/status_item_client.h"
 #include "tests/support/status_notifier_watcher.h"
+#include "tests/support/test_program.h"
 #include "tests/system/tray_desktop.h"
 #include "tests/system/tray_panel.h"
 #include "tests/system/verify_outcome.h"
@@ -184,5 +185,5 @@ private:
     std::optional<Agent> m_agent;
 };
 
-QTEST_GUILESS_MAIN(TestTrayAgent)
+QUILLSTEP_TEST(TestTrayAgent)
 #include "tst_tray_agent.moc"

@@ -4,6 +4,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/status_item_client.h"
 #include "tests/support/status_notifier_watcher.h"
+#include "tests/support/test_program.h"
 #include "tests/system/tray_client_process.h"
 #include "tests/system/tray_desktop.h"
 
@@ -272,5 +273,5 @@ private:
     std::optional<StatusItemClient> m_panel;
 };
 
-QTEST_GUILESS_MAIN(TestTrayMenu)
+QUILLSTEP_TEST(TestTrayMenu)
 #include "tst_tray_menu.moc"

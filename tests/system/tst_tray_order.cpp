@@ -5,6 +5,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/status_item_client.h"
 #include "tests/support/status_notifier_watcher.h"
+#include "tests/support/test_program.h"
 #include "tests/system/tray_client_process.h"
 #include "tests/system/tray_desktop.h"
 
@@ -242,5 +243,5 @@ private:
     std::optional<TrayClient> m_client;
 };
 
-QTEST_GUILESS_MAIN(TestTrayOrder)
+QUILLSTEP_TEST(TestTrayOrder)
 #include "tst_tray_order.moc"

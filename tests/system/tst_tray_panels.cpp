@@ -5,6 +5,7 @@
 #include "backends/qt/system_tray_item.h"
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/screen_reader.h"
 #include "tests/system/tray_client_process.h"
 #include "tests/system/tray_desktop.h"
@@ -232,5 +233,5 @@ private:
     std::optional<TrayClient> m_client;
 };
 
-QTEST_GUILESS_MAIN(TestTrayPanels)
+QUILLSTEP_TEST(TestTrayPanels)
 #include "tst_tray_panels.moc"

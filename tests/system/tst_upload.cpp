@@ -4,6 +4,7 @@
 #include "backends/qt/network_http_client.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/sync_bench.h"
+#include "tests/support/test_program.h"
 
 #include <QTest>
 
@@ -249,5 +250,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestUpload)
+QUILLSTEP_TEST(TestUpload)
 #include "tst_upload.moc"

@@ -5,6 +5,7 @@
 #include "tests/support/faulty_proxy.h"
 #include "tests/support/service_process.h"
 #include "tests/support/sync_bench.h"
+#include "tests/support/test_program.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -178,5 +179,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestUploadFaults)
+QUILLSTEP_TEST(TestUploadFaults)
 #include "tst_upload_faults.moc"

@@ -5,6 +5,7 @@
 // face and writes down what reaches it.
 #include "tests/support/private_bus.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/verify_outcome.h"
 
 #include <QDir>
@@ -302,5 +303,5 @@ private:
     QString m_log;
 };
 
-QTEST_GUILESS_MAIN(TestUrlScheme)
+QUILLSTEP_TEST(TestUrlScheme)
 #include "tst_url_scheme.moc"

@@ -3,6 +3,7 @@
 #include "tests/support/headless_sway.h"
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/wayland_observer.h"
 
 #include <QElapsedTimer>
@@ -102,5 +103,5 @@ private:
     std::unique_ptr<WaylandObserver> m_observer;
 };
 
-QTEST_GUILESS_MAIN(TestWaylandIdle)
+QUILLSTEP_TEST(TestWaylandIdle)
 #include "tst_wayland_idle.moc"

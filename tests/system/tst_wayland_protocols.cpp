@@ -3,6 +3,7 @@
 #include "backends/posix/file_descriptor.h"
 #include "tests/support/allocated_memory.h"
 #include "tests/support/child_process.h"
+#include "tests/support/test_program.h"
 #include "tests/system/wayland_observer.h"
 
 #include <QElapsedTimer>
@@ -468,5 +469,5 @@ private:
     std::unique_ptr<WaylandObserver> m_observer;
 };
 
-QTEST_GUILESS_MAIN(TestWaylandProtocols)
+QUILLSTEP_TEST(TestWaylandProtocols)
 #include "tst_wayland_protocols.moc"

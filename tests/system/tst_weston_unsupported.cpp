@@ -4,6 +4,7 @@
 #include "tests/support/headless_weston.h"
 #include "tests/support/keyring.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/test_window.h"
 #include "tests/system/wayland_observer.h"
 
@@ -83,5 +84,5 @@ private:
     support::HeadlessWeston m_weston;
 };
 
-QTEST_GUILESS_MAIN(TestWestonUnsupported)
+QUILLSTEP_TEST(TestWestonUnsupported)
 #include "tst_weston_unsupported.moc"

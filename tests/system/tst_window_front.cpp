@@ -8,6 +8,7 @@
 #include "tests/support/signed_in_desktop.h"
 #include "tests/support/status_item_client.h"
 #include "tests/support/status_notifier_watcher.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_client.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/window_requests.h"
@@ -395,5 +396,5 @@ private:
     }
 };
 
-QTEST_GUILESS_MAIN(TestWindowFront)
+QUILLSTEP_TEST(TestWindowFront)
 #include "tst_window_front.moc"

@@ -9,6 +9,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/status_item_client.h"
 #include "tests/support/status_notifier_watcher.h"
+#include "tests/support/test_program.h"
 #include "tests/support/test_window.h"
 #include "tests/system/window_requests.h"
 
@@ -249,5 +250,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestWindowFrontWayland)
+QUILLSTEP_TEST(TestWindowFrontWayland)
 #include "tst_window_front_wayland.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/headless_x11.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/x11_observer.h"
 
@@ -164,5 +165,5 @@ private:
     std::unique_ptr<HeadlessX11> m_desktop;
 };
 
-QTEST_GUILESS_MAIN(TestX11Connection)
+QUILLSTEP_TEST(TestX11Connection)
 #include "tst_x11_connection.moc"

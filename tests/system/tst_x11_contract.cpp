@@ -3,6 +3,7 @@
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/headless_x11.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/x11_observer.h"
 #include "tests/system/xdotool.h"
@@ -105,5 +106,5 @@ private:
     std::unique_ptr<X11Desktop> m_desktop;
 };
 
-QTEST_GUILESS_MAIN(TestX11Contract)
+QUILLSTEP_TEST(TestX11Contract)
 #include "tst_x11_contract.moc"

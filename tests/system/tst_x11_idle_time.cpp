@@ -3,6 +3,7 @@
 #include "tests/support/headless_x11.h"
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/x11_observer.h"
 #include "tests/system/xdotool.h"
@@ -100,5 +101,5 @@ private:
     }
 };
 
-QTEST_GUILESS_MAIN(TestX11IdleTime)
+QUILLSTEP_TEST(TestX11IdleTime)
 #include "tst_x11_idle_time.moc"

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "tests/support/x11_session.h"
 #include "tests/system/desktop_recording.h"
 
@@ -20,5 +21,5 @@ protected:
     [[nodiscard]] QString idleSource() const override { return QStringLiteral("MIT-SCREEN-SAVER"); }
 };
 
-QTEST_GUILESS_MAIN(TestX11Recording)
+QUILLSTEP_TEST(TestX11Recording)
 #include "tst_x11_recording.moc"

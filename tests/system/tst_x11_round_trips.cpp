@@ -3,6 +3,7 @@
 #include "tests/support/headless_x11.h"
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/x11_observer.h"
 
@@ -332,5 +333,5 @@ private:
     std::uint64_t m_waits = 0;
 };
 
-QTEST_GUILESS_MAIN(TestX11RoundTrips)
+QUILLSTEP_TEST(TestX11RoundTrips)
 #include "tst_x11_round_trips.moc"

@@ -5,6 +5,7 @@
 #include "tests/support/headless_x11.h"
 #include "tests/support/passing_time.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/support/x11_test_window.h"
 #include "tests/system/x11_observer.h"
 
@@ -355,5 +356,5 @@ private:
     std::unique_ptr<X11Observer> m_observer;
 };
 
-QTEST_GUILESS_MAIN(TestX11Windows)
+QUILLSTEP_TEST(TestX11Windows)
 #include "tst_x11_windows.moc"

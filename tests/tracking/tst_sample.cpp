@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "tracking/sample.h"
 
 #include <QTest>
@@ -98,5 +99,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSample)
+QUILLSTEP_TEST(TestSample)
 #include "tst_sample.moc"

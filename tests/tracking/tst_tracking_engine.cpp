@@ -3,6 +3,7 @@
 #include "activity/data_store.h"
 #include "tests/fakes/fake_environment.h"
 #include "tests/support/dies_with.h"
+#include "tests/support/test_program.h"
 #include "tracking/tracking_engine.h"
 
 #include <QTest>
@@ -456,5 +457,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestTrackingEngine)
+QUILLSTEP_TEST(TestTrackingEngine)
 #include "tst_tracking_engine.moc"

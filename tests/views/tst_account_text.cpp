@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "account/auth_records.h"
+#include "tests/support/test_program.h"
 #include "views/models/account_model.h"
 
 #include <QTest>
@@ -81,5 +82,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAccountText)
+QUILLSTEP_TEST(TestAccountText)
 #include "tst_account_text.moc"

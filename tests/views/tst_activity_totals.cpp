@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "activity/text_pool.h"
+#include "tests/support/test_program.h"
 #include "views/models/activity_totals.h"
 
 #include <QTest>
@@ -364,5 +365,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestActivityTotals)
+QUILLSTEP_TEST(TestActivityTotals)
 #include "tst_activity_totals.moc"

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "tests/views/view_bench.h"
 #include "views/models/dashboard_model.h"
 
@@ -330,5 +331,5 @@ void TestDashboardModel::windowsComeToTheFront()
 
 } // namespace
 
-QTEST_GUILESS_MAIN(TestDashboardModel)
+QUILLSTEP_TEST(TestDashboardModel)
 #include "tst_dashboard_model.moc"

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "views/models/local_day.h"
 
 #include <QDateTime>
@@ -195,5 +196,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestLocalDay)
+QUILLSTEP_TEST(TestLocalDay)
 #include "tst_local_day.moc"

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "tests/views/view_bench.h"
 #include "views/models/login_form.h"
 
@@ -298,5 +299,5 @@ void TestLoginForm::theWebSiteIsThatOfTheService()
 
 } // namespace
 
-QTEST_GUILESS_MAIN(TestLoginForm)
+QUILLSTEP_TEST(TestLoginForm)
 #include "tst_login_form.moc"

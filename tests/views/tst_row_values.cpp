@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The width of a bar and what is said about synchronisation.
+#include "tests/support/test_program.h"
 #include "views/models/account_model.h"
 #include "views/models/activity_rows.h"
 
@@ -58,5 +59,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestRowValues)
+QUILLSTEP_TEST(TestRowValues)
 #include "tst_row_values.moc"

@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "tests/views/picture_comparison.h"
 #include "tests/views/screenshot_scenes.h"
 
+#include <QGuiApplication>
 #include <QPainter>
 #include <QTest>
 
@@ -127,5 +129,5 @@ void TestScreenshotTolerance::anotherSizeIsAnotherPicture()
 
 } // namespace
 
-QTEST_MAIN(TestScreenshotTolerance)
+QUILLSTEP_TEST_WITH(TestScreenshotTolerance, QGuiApplication)
 #include "tst_screenshot_tolerance.moc"

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "tests/views/view_bench.h"
 #include "views/models/settings_model.h"
 
@@ -215,5 +216,5 @@ void TestSettingsModel::theWebSiteIsThatOfTheService()
 
 } // namespace
 
-QTEST_GUILESS_MAIN(TestSettingsModel)
+QUILLSTEP_TEST(TestSettingsModel)
 #include "tst_settings_model.moc"

@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "tests/views/window_bench.h"
 
 #include <QAccessible>
+#include <QGuiApplication>
 #include <QTest>
 
 #if __has_include(<private/qguiapplication_p.h>)
@@ -285,5 +287,5 @@ void TestWindowAccessibility::everyControlHasAName()
 
 } // namespace
 
-QTEST_MAIN(TestWindowAccessibility)
+QUILLSTEP_TEST_WITH(TestWindowAccessibility, QGuiApplication)
 #include "tst_window_accessibility.moc"

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "tests/views/window_bench.h"
 
 #include <QAccessible>
@@ -469,5 +470,5 @@ void TestWindowDetails::theSpinnerStopsWhileNobodySeesIt()
 
 } // namespace
 
-QTEST_MAIN(TestWindowDetails)
+QUILLSTEP_TEST_WITH(TestWindowDetails, QGuiApplication)
 #include "tst_window_details.moc"

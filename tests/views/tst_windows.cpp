@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/test_program.h"
 #include "tests/views/window_bench.h"
 
 #include <QFile>
+#include <QGuiApplication>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QSignalSpy>
@@ -352,5 +354,5 @@ void TestWindows::openingAndClosingLeavesNothingBehind()
 
 } // namespace
 
-QTEST_MAIN(TestWindows)
+QUILLSTEP_TEST_WITH(TestWindows, QGuiApplication)
 #include "tst_windows.moc"
