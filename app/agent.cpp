@@ -7,7 +7,7 @@
 #include "app/program.h"
 #include "app/quillstep_app.h"
 #include "backends/linux/linux_desktop.h"
-#include "backends/posix/process_shield.h"
+#include "backends/posix/this_process.h"
 #include "base/build_config.h"
 #include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"

@@ -4,7 +4,7 @@
 // how far the program's memory grows meanwhile, and how long anything ever holds the main thread.
 // And what the attempts cost while nobody is there.
 #include "activity/activity_log.h"
-#include "backends/posix/spare_memory.h"
+#include "backends/posix/this_process.h"
 #include "benchmarks/upload_bench.h"
 
 #include <QCoreApplication>

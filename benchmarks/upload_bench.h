@@ -4,8 +4,8 @@
 
 #include "account/auth_service.h"
 #include "activity/data_store.h"
-#include "backends/posix/background_priority.h"
 #include "backends/posix/posix_atomic_file.h"
+#include "backends/posix/this_process.h"
 #include "backends/qt/network_http_client.h"
 #include "sync/sync_service.h"
 #include "tests/fakes/fake_environment.h"

@@ -3,17 +3,31 @@
 #include "backends/dbus/application_service.h"
 
 #include "backends/dbus/ask.h"
+#include "base/build_config.h"
+
+#include <QDBusError>
+#include <QDeadlineTimer>
+#include <QMetaType>
+#include <QStringList>
+#include <QVariantList>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <csignal>
 #include <memory>
+#include <thread>
 #include <utility>
 
 namespace platform::dbus {
 
 namespace {
+
+/// Longer ones are none of a desktop's; an X server or a compositor would be told them.
+constexpr qsizetype kLongestToken = 4096;
+
+constexpr const char* kTokenKeys[] = {"activation-token", "desktop-startup-id"};
+constexpr const char* kTokenVariables[] = {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"};
 
 /// So many requests nobody makes by hand; those of a program that runs wild end here.
 constexpr qsizetype kMostWaiting = 10'000;
@@ -55,7 +69,111 @@ QDBusConnection unconnected(const QString& name)
     return connection;
 }
 
+using std::chrono::milliseconds;
+
+constexpr milliseconds kTimeForTheBus(500); // to answer for itself when time is up
+constexpr milliseconds kBetweenAttempts(5);
+
+milliseconds left(const QDeadlineTimer& deadline)
+{
+    return std::max(milliseconds(1), milliseconds(deadline.remainingTime()));
+}
+
+/// Whether the answer says that the owner of the name ended, or is about to, before it took the
+/// request. A time-out has the same error as an end without an answer.
+bool saysOwnerHasGone(const QDBusMessage& reply, const QDeadlineTimer& deadline)
+{
+    const QDBusError error(reply);
+    return isAbsence(error) || (error.type() == QDBusError::NoReply && !deadline.hasExpired());
+}
+
+/// "the instance that runs (process 4711)"
+QString runningInstance(const QDBusConnection& bus)
+{
+    const QDBusMessage reply = bus.call(
+        processOf(applicationName()), QDBus::Block, static_cast<int>(kTimeForTheBus.count()));
+    QString text = QStringLiteral("the instance that runs");
+    if (reply.type() != QDBusMessage::ReplyMessage)
+        return text;
+    return text + QStringLiteral(" (process %1)").arg(reply.arguments().value(0).toUInt());
+}
+
+QString failure(const QDBusConnection& bus, const QDBusMessage& reply)
+{
+    const bool hangs = QDBusError(reply).type() == QDBusError::NoReply;
+    return runningInstance(bus) + (hangs ? QStringLiteral(" does not answer; end it and try again")
+                                         : QStringLiteral(" refuses: ") + reply.errorMessage());
+}
+
+/// What this process was started for is its own to do.
+void keepOwn(ApplicationService& service, const std::optional<ApplicationCall>& request)
+{
+    if (!request || request->kind == ApplicationCall::Kind::Activate)
+        return;
+    ApplicationCall own = *request;
+    own.token = tokenIn(platformDataOfThisProcess());
+    service.askFirst(own);
+}
+
 } // namespace
+
+QString applicationName()
+{
+    return QString::fromLatin1(kBundleIdentifier);
+}
+
+QString applicationPath()
+{
+    return QLatin1Char('/') + applicationName()
+                                  .replace(QLatin1Char('.'), QLatin1Char('/'))
+                                  .replace(QLatin1Char('-'), QLatin1Char('_'));
+}
+
+ActivationToken tokenIn(const QVariantMap& platformData)
+{
+    for (const char* key : kTokenKeys) {
+        const QVariant value = platformData.value(QLatin1StringView(key));
+        if (value.metaType() != QMetaType::fromType<QString>())
+            continue;
+        const QString text = value.toString();
+        if (!text.isEmpty() && text.size() <= kLongestToken)
+            return {text};
+    }
+    return {};
+}
+
+QVariantMap platformDataOfThisProcess()
+{
+    QVariantMap data;
+    for (std::size_t i = 0; i < std::size(kTokenKeys); ++i) {
+        const QString token = qEnvironmentVariable(kTokenVariables[i]);
+        if (!token.isEmpty() && token.size() <= kLongestToken)
+            data.insert(QLatin1StringView(kTokenKeys[i]), token);
+    }
+    return data;
+}
+
+QDBusMessage messageFor(const ApplicationCall& call, const QVariantMap& platformData)
+{
+    const auto message = [](const char* method) {
+        QDBusMessage made = QDBusMessage::createMethodCall(applicationName(),
+                                                           applicationPath(),
+                                                           QLatin1StringView(kApplicationInterface),
+                                                           QLatin1StringView(method));
+        made.setAutoStartService(false);
+        return made;
+    };
+    switch (call.kind) {
+    case ApplicationCall::Kind::Open:
+        return message("Open") << QStringList(call.text) << platformData;
+    case ApplicationCall::Kind::Action:
+    case ApplicationCall::Kind::Task:
+        return message("ActivateAction") << call.text << QVariantList() << platformData;
+    case ApplicationCall::Kind::Activate:
+        break;
+    }
+    return message("Activate") << platformData;
+}
 
 ApplicationService::ApplicationService(QString address)
     : m_address(std::move(address))
@@ -89,13 +207,8 @@ bool ApplicationService::connectToBus(std::chrono::milliseconds limit)
     QDBusConnection::disconnectFromBus(m_connectionName);
     m_bus = QDBusConnection::connectToBus(m_address, m_connectionName);
     m_problem = m_bus.lastError().message();
+    connectToLoss(m_bus, this, SIGNAL(connectionLost()));
     return m_bus.isConnected() &&
-           m_bus.connect(QString(),
-                         QStringLiteral("/org/freedesktop/DBus/Local"),
-                         QStringLiteral("org.freedesktop.DBus.Local"),
-                         QStringLiteral("Disconnected"),
-                         this,
-                         SIGNAL(connectionLost())) &&
            m_bus.registerObject(applicationPath(), this, QDBusConnection::ExportScriptableSlots);
 }
 
@@ -242,6 +355,55 @@ void ApplicationService::tell(const ApplicationCall& call)
         Q_EMIT taskRequested(call.text, call.answer);
         break;
     }
+}
+
+StartResult claimOrHandOver(ApplicationService& service,
+                            const std::optional<ApplicationCall>& request,
+                            milliseconds limit)
+{
+    const QDeadlineTimer deadline(limit);
+    for (;;) {
+        switch (service.claim(std::max(left(deadline), kTimeForTheBus))) {
+        case ApplicationService::Claim::Primary:
+            keepOwn(service, request);
+            return {.kind = StartResult::Kind::First, .text = {}};
+        case ApplicationService::Claim::NoBus:
+            keepOwn(service, request);
+            return {.kind = StartResult::Kind::Alone, .text = service.problem()};
+        case ApplicationService::Claim::AnotherRuns:
+            break;
+        }
+        if (!request)
+            return {.kind = StartResult::Kind::HandedOver, .text = {}};
+        const QDBusMessage reply =
+            service.ask(messageFor(*request, platformDataOfThisProcess()), left(deadline));
+        if (reply.type() == QDBusMessage::ReplyMessage)
+            return {.kind = StartResult::Kind::HandedOver, .text = {}};
+        if (!saysOwnerHasGone(reply, deadline) || deadline.hasExpired())
+            return {.kind = StartResult::Kind::Failed,
+                    .text = failure(service.connection(), reply)};
+        std::this_thread::sleep_for(kBetweenAttempts);
+    }
+}
+
+std::optional<Outcome>
+askRunningInstance(const QDBusConnection& bus, QLatin1StringView task, milliseconds limit)
+{
+    const ApplicationCall call{.kind = ApplicationCall::Kind::Task, .text = task, .token = {}};
+    const QDeadlineTimer deadline(limit);
+    while (bus.isConnected()) {
+        const QDBusMessage reply =
+            bus.call(messageFor(call, {}), QDBus::Block, static_cast<int>(left(deadline).count()));
+        if (reply.type() == QDBusMessage::ReplyMessage)
+            return success();
+        if (!saysOwnerHasGone(reply, deadline))
+            return Error{failure(bus, reply)};
+        if (QDBusError(reply).type() != QDBusError::NoReply)
+            return std::nullopt;
+        // It ended before it had answered; perhaps there is another one by now.
+        std::this_thread::sleep_for(kBetweenAttempts);
+    }
+    return std::nullopt;
 }
 
 } // namespace platform::dbus

@@ -2,13 +2,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/dbus/application_call.h"
 #include "backends/dbus/bus_address.h"
+#include "base/result.h"
+#include "platform/app_activation.h"
 #include "platform/application_requests.h"
 
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDBusMessage>
+#include <QLatin1StringView>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -17,8 +19,43 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 
 namespace platform::dbus {
+
+/// The bus name that the one running instance owns, its object (Desktop Entry Specification,
+/// "D-Bus Activation": the name with slashes for dots) and what the object speaks.
+[[nodiscard]] QString applicationName();
+[[nodiscard]] QString applicationPath();
+inline constexpr const char* kApplicationInterface = "org.freedesktop.Application";
+
+/// One thing asked of the application.
+struct ApplicationCall
+{
+    enum class Kind : std::uint8_t {
+        Activate,
+        Open,   ///< `text` is the address
+        Action, ///< `text` is the name of the action
+        Task,   ///< an action whose asker waits; `text` is its name
+    };
+
+    Kind kind = Kind::Activate;
+    QString text;
+    ActivationToken token;
+    // NOLINTNEXTLINE(readability-redundant-member-init): most callers leave it out
+    ApplicationRequests::Answer answer = {}; ///< of a task that came over the bus
+};
+
+/// The token in a call's platform data: "activation-token", else "desktop-startup-id".
+[[nodiscard]] ActivationToken tokenIn(const QVariantMap& platformData);
+
+/// The platform data that carries the tokens which this process was started with, in
+/// XDG_ACTIVATION_TOKEN and DESKTOP_STARTUP_ID.
+[[nodiscard]] QVariantMap platformDataOfThisProcess();
+
+/// The message that asks `call` of the running instance; it starts none. Its platform data is
+/// `platformData`, whatever the call's token.
+[[nodiscard]] QDBusMessage messageFor(const ApplicationCall& call, const QVariantMap& platformData);
 
 /// The running instance of the program as the session bus sees it: whoever owns the name
 /// applicationName() is the one that runs, and is asked things there through
@@ -110,5 +147,41 @@ private:
     bool m_hasBegun = false;
     bool m_isEnding = false;
 };
+
+class ApplicationService;
+
+/// What came of a start of the program.
+struct StartResult
+{
+    enum class Kind : std::uint8_t {
+        First,      ///< No other instance runs; this one owns the name now.
+        HandedOver, ///< The instance that runs has taken the request; this process is to end.
+        Alone,      ///< No session bus: nobody can be asked, and nobody can ask.
+        Failed,     ///< Another instance runs, but does not take the request.
+    };
+
+    Kind kind;
+    QString text; ///< Why, for Alone and Failed.
+};
+
+/// Makes this process the instance that runs or hands `request` to the one that does, with the
+/// activation tokens that this process was started with. No request (what the bus starts has none:
+/// what it was started for follows) is nothing to hand over. Of a first instance the request
+/// becomes its own, told after ApplicationService::begin(); a mere Activate does not, since
+/// starting answers it.
+/// An instance that ends meanwhile is no failure: this one takes its place. Blocks, usually for
+/// some milliseconds, at most about `limit`; needs no application object.
+[[nodiscard]] StartResult
+claimOrHandOver(ApplicationService& service,
+                const std::optional<ApplicationCall>& request,
+                std::chrono::milliseconds limit = std::chrono::seconds(3));
+
+/// Has the instance that runs, if any is on `bus`, do `task` (platform::tasks) and waits until it
+/// is done. None when no instance runs; an error, with the text to tell the user, when one does not
+/// answer within `limit` or could not do it. Starts no instance. Blocks.
+[[nodiscard]] std::optional<Outcome>
+askRunningInstance(const QDBusConnection& bus,
+                   QLatin1StringView task,
+                   std::chrono::milliseconds limit = std::chrono::seconds(10));
 
 } // namespace platform::dbus

@@ -41,4 +41,10 @@ bool isSilence(const QDBusError& error)
            error.type() == QDBusError::Timeout;
 }
 
+bool isAbsence(const QDBusError& error)
+{
+    return error.type() == QDBusError::ServiceUnknown ||
+           error.name() == QLatin1StringView("org.freedesktop.DBus.Error.NameHasNoOwner");
+}
+
 } // namespace platform::dbus

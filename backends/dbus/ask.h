@@ -54,6 +54,9 @@ inline constexpr QLatin1StringView kPropertiesInterface("org.freedesktop.DBus.Pr
 /// Whether `error` says that the peer kept silent, and not that it refused.
 [[nodiscard]] bool isSilence(const QDBusError& error);
 
+/// Whether `error` says that nobody has the name that was called.
+[[nodiscard]] bool isAbsence(const QDBusError& error);
+
 /// Sends `message` and calls handler(const QDBusPendingReply<Values...>&) from the event loop with
 /// the answer, or with the error when there is none within `limit` or it is not one of `Values`;
 /// not once `context` has gone. Thread of `context`; does not wait.

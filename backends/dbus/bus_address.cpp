@@ -157,6 +157,16 @@ connectionTo(const QString& address, const QString& name, std::chrono::milliseco
     return QDBusConnection::connectToBus(address, name);
 }
 
+void connectToLoss(QDBusConnection bus, QObject* receiver, const char* slot)
+{
+    bus.connect(QString(),
+                QStringLiteral("/org/freedesktop/DBus/Local"),
+                QStringLiteral("org.freedesktop.DBus.Local"),
+                QStringLiteral("Disconnected"),
+                receiver,
+                slot);
+}
+
 BusReturn::BusReturn(QString address,
                      std::chrono::milliseconds interval,
                      std::chrono::milliseconds longest)

@@ -40,6 +40,9 @@ namespace platform::dbus {
 [[nodiscard]] QDBusConnection
 connectionTo(const QString& address, const QString& name, std::chrono::milliseconds limit);
 
+/// Has `slot` of `receiver` called, as by QObject::connect(), when the connection has ended.
+void connectToLoss(QDBusConnection bus, QObject* receiver, const char* slot);
+
 /// Waits for a session bus that has gone away.
 /// Thread of its creation, which needs an event loop; blocks nowhere.
 class BusReturn final : public QObject

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "backends/dbus/bus_name_owner.h"
 
+#include "backends/dbus/bus_address.h"
+
 #include <utility>
 
 namespace platform::desktop {
@@ -24,12 +26,7 @@ BusNameOwner::BusNameOwner(QDBusConnection bus, QString name)
     m_watcher.setConnection(m_bus);
     m_watcher.setWatchMode(QDBusServiceWatcher::WatchForOwnerChange);
     m_watcher.addWatchedService(m_name);
-    m_bus.connect(QString(),
-                  QStringLiteral("/org/freedesktop/DBus/Local"),
-                  QStringLiteral("org.freedesktop.DBus.Local"),
-                  QStringLiteral("Disconnected"),
-                  this,
-                  SLOT(loseBus()));
+    dbus::connectToLoss(m_bus, this, SLOT(loseBus()));
     ask();
 }
 

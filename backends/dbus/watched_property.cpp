@@ -39,8 +39,6 @@ PropertyWatch::PropertyWatch(const QDBusConnection& bus, PropertyPlace place, QV
     ask();
 }
 
-PropertyWatch::~PropertyWatch() = default;
-
 void PropertyWatch::hear(const QDBusMessage& signal)
 {
     const QVariantList arguments = signal.arguments();

@@ -26,11 +26,6 @@ class PropertyWatch : public QObject
 {
     Q_OBJECT
 
-public:
-    PropertyWatch(const PropertyWatch&) = delete;
-    PropertyWatch& operator=(const PropertyWatch&) = delete;
-    ~PropertyWatch() override;
-
 Q_SIGNALS:
     /// The value is another one now. Not while the constructor runs.
     void changed();

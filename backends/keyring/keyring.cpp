@@ -3,9 +3,9 @@
 #include "backends/keyring/keyring.h"
 
 #include "backends/dbus/bus_address.h"
-#include "backends/keyring/glib_call.h"
 #include "base/build_config.h"
 
+#include <coroutine>
 #include <cstddef>
 #include <libsecret/secret.h>
 #include <string>
@@ -17,6 +17,75 @@ namespace platform::secrets {
 Q_LOGGING_CATEGORY(lcSecrets, "velomira.secrets", QtCriticalMsg)
 
 namespace {
+
+using posix::GlibOwned;
+
+/// One asynchronous call of GLib, to be awaited in the coroutine that it is a variable of:
+///     GlibCall call;
+///     g_bus_get(type, cancellable, GlibCall::end, &call);
+///     bus.reset(g_bus_get_finish(co_await call, error.out()));
+/// Every call must be awaited; one that is cancelled ends, too. The thread's default main context
+/// must be turned.
+class GlibCall final
+{
+public:
+    GlibCall() = default;
+    GlibCall(const GlibCall&) = delete;
+    GlibCall& operator=(const GlibCall&) = delete;
+    ~GlibCall() = default;
+
+    /// The callback for the call, whose data is the object.
+    static void end(GObject* /*source*/, GAsyncResult* result, gpointer call)
+    {
+        auto* const self = static_cast<GlibCall*>(call);
+        self->m_result = posix::shareOf(result);
+        self->m_waiting.resume(); // it may go with the coroutine that goes on
+    }
+
+    /// The result is this object's.
+    auto operator co_await()
+    {
+        struct Awaiter
+        {
+            GlibCall& call;
+
+            // NOLINTNEXTLINE(readability-convert-member-functions-to-static): asked as a member
+            [[nodiscard]] bool await_ready() const noexcept { return false; }
+
+            void await_suspend(std::coroutine_handle<> waiting) { call.m_waiting = waiting; }
+
+            [[nodiscard]] GAsyncResult* await_resume() const { return call.m_result.get(); }
+        };
+
+        return Awaiter{*this};
+    }
+
+private:
+    GlibOwned<GAsyncResult> m_result;
+    std::coroutine_handle<> m_waiting;
+};
+
+/// The error of the call that ended last.
+class GlibError final
+{
+public:
+    GlibError() = default;
+    GlibError(const GlibError&) = delete;
+    GlibError& operator=(const GlibError&) = delete;
+
+    ~GlibError() { g_clear_error(&m_error); }
+
+    [[nodiscard]] GError** out()
+    {
+        g_clear_error(&m_error);
+        return &m_error;
+    }
+
+    [[nodiscard]] const GError* get() const { return m_error; }
+
+private:
+    GError* m_error = nullptr;
+};
 
 // Shown by the desktop's keyring manager.
 constexpr const char* kLabel = "Velomira Usage Monitor sign-in";
@@ -67,6 +136,14 @@ bool isAlreadyGone(const GError* error)
            g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_OBJECT);
 }
 
+/// What `error`, which may be null, says of the keyring: NoService or Failed.
+KeyringState stateBehind(const GError* error)
+{
+    const bool isAbsent = g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
+                          g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER);
+    return isAbsent ? KeyringState::NoService : KeyringState::Failed;
+}
+
 /// The answer to a question that ended with `error`, which is null where a prompt was dismissed.
 Answer failure(const GlibError& error, GCancellable* cancellable)
 {
@@ -92,10 +169,10 @@ std::optional<QByteArray> secretOf(SecretItem* item)
 }
 
 /// The object path of the keyring that `item` is in: it is the parent of the item's own.
-std::string keyringOf(SecretItem* item)
+QString keyringOf(SecretItem* item)
 {
-    const std::string path = g_dbus_proxy_get_object_path(G_DBUS_PROXY(item));
-    return path.substr(0, path.rfind('/'));
+    const QString path = QString::fromUtf8(g_dbus_proxy_get_object_path(G_DBUS_PROXY(item)));
+    return path.left(path.lastIndexOf(u'/'));
 }
 
 Answer choose(const Items& items)
@@ -269,35 +346,9 @@ QCoro::Task<Answer> askOf(SecretService* service, const Question* question)
     return look(service, question);
 }
 
-} // namespace
-
-KeyringState stateBehind(const GError* error)
-{
-    const bool isAbsent = g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
-                          g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER);
-    return isAbsent ? KeyringState::NoService : KeyringState::Failed;
-}
-
-QCoro::Task<Answer> ask(std::shared_ptr<const Question> question)
-{
-    GCancellable* const cancellable = question->cancellable.get();
-    const GlibOwned<GDBusConnection> bus = co_await sessionBus();
-    if (bus == nullptr)
-        co_return Answer{.state = KeyringState::NoBus};
-    // A service for each question alone: the connection that libsecret keeps for the whole process
-    // does not notice that the service was started anew.
-    GlibCall opening;
-    secret_service_open(
-        SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_NONE, cancellable, GlibCall::end, &opening);
-    GlibError error;
-    const GlibOwned<SecretService> service(
-        secret_service_open_finish(co_await opening, error.out()));
-    if (service == nullptr)
-        co_return failure(error, cancellable);
-    Answer answer = co_await askOf(service.get(), question.get());
-    co_return answer;
-}
-
+/// The session bus; none where the environment leads to none (GLib would start one, with a keyring
+/// of its own that nobody else sees) or it cannot be reached. Losing it will not end the process,
+/// as GLib has it by default.
 QCoro::Task<GlibOwned<GDBusConnection>> sessionBus()
 {
     GlibOwned<GDBusConnection> bus;
@@ -317,6 +368,28 @@ QCoro::Task<GlibOwned<GDBusConnection>> sessionBus()
     if (g_dbus_connection_is_closed(bus.get()))
         bus.reset();
     co_return bus;
+}
+
+} // namespace
+
+QCoro::Task<Answer> ask(std::shared_ptr<const Question> question)
+{
+    GCancellable* const cancellable = question->cancellable.get();
+    const GlibOwned<GDBusConnection> bus = co_await sessionBus();
+    if (bus == nullptr)
+        co_return Answer{.state = KeyringState::NoBus};
+    // A service for each question alone: the connection that libsecret keeps for the whole process
+    // does not notice that the service was started anew.
+    GlibCall opening;
+    secret_service_open(
+        SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_NONE, cancellable, GlibCall::end, &opening);
+    GlibError error;
+    const GlibOwned<SecretService> service(
+        secret_service_open_finish(co_await opening, error.out()));
+    if (service == nullptr)
+        co_return failure(error, cancellable);
+    Answer answer = co_await askOf(service.get(), question.get());
+    co_return answer;
 }
 
 } // namespace platform::secrets

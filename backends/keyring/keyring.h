@@ -8,25 +8,24 @@
 
 #include <QByteArray>
 #include <QCoroTask>
+#include <QLatin1StringView>
 #include <QLoggingCategory>
+#include <QString>
 
 #include <cstdint>
 #include <gio/gio.h>
 #include <memory>
 #include <optional>
-#include <string>
 #include <utility>
 
 namespace platform::secrets {
-
-using posix::GlibOwned;
 
 // For developers; off by default. Messages of the service name no secret.
 Q_DECLARE_LOGGING_CATEGORY(lcSecrets)
 
 /// The well-known name of the Secret Service, and its object for the default keyring.
-inline constexpr const char* kSecretService = "org.freedesktop.secrets";
-inline constexpr const char* kDefaultKeyring = "/org/freedesktop/secrets/aliases/default";
+inline constexpr QLatin1StringView kSecretService("org.freedesktop.secrets");
+inline constexpr QLatin1StringView kDefaultKeyring("/org/freedesktop/secrets/aliases/default");
 
 enum class KeyringState : std::uint8_t {
     Unlocked,
@@ -71,7 +70,7 @@ struct Question
     QByteArray secret; // to be saved
     /// Cancelled, it ends the calls that never prompt. Whatever comes of others is not used any
     /// more, and the answer says nothing.
-    GlibOwned<GCancellable> cancellable;
+    posix::GlibOwned<GCancellable> cancellable;
 };
 
 struct Answer
@@ -82,20 +81,12 @@ struct Answer
     // NOLINTBEGIN(readability-redundant-member-init)
     std::optional<QByteArray> secret = {}; // that was read
     /// The object path of the keyring that is locked.
-    std::string keyring = {};
+    QString keyring = {};
     // NOLINTEND(readability-redundant-member-init)
 };
 
 /// Asks the keyring: a chain of asynchronous calls of libsecret, without a limit. It lasts for as
 /// long as the calls do. Main thread, whose event loop must be GLib's.
 [[nodiscard]] QCoro::Task<Answer> ask(std::shared_ptr<const Question> question);
-
-/// The session bus; none where the environment leads to none (GLib would start one, with a keyring
-/// of its own that nobody else sees) or it cannot be reached. Losing it will not end the process,
-/// as GLib has it by default.
-[[nodiscard]] QCoro::Task<GlibOwned<GDBusConnection>> sessionBus();
-
-/// What `error`, which may be null, says of the keyring: NoService or Failed.
-[[nodiscard]] KeyringState stateBehind(const GError* error);
 
 } // namespace platform::secrets

@@ -2,13 +2,22 @@
 // SPDX-License-Identifier: MIT
 #include "backends/keyring/libsecret_store.h"
 
+#include "backends/dbus/ask.h"
+#include "backends/dbus/bus_name_owner.h"
 #include "backends/keyring/keyring.h"
-#include "backends/keyring/keyring_watch.h"
 
 #include <QAbstractEventDispatcher>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
+#include <QElapsedTimer>
 #include <QEventLoop>
+#include <QObject>
 #include <QPromise>
+#include <QString>
 #include <QTimer>
+#include <QVariantMap>
 
 #include <algorithm>
 #include <array>
@@ -18,6 +27,21 @@
 namespace platform::secrets {
 
 namespace {
+
+const QString kCollection = QStringLiteral("org.freedesktop.Secret.Collection");
+const QString kServiceInterface = QStringLiteral("org.freedesktop.Secret.Service");
+
+/// A service that answers sooner than this may not be what was slow: it is believed now and then,
+/// so that reading in vain does not go round and round.
+constexpr qint64 kSlowMs = 200;
+constexpr qint64 kNowAndThenMs = 60'000;
+
+/// Whether the signal PropertiesChanged with `arguments` says that a keyring is unlocked now.
+bool saysUnlocked(const QVariantList& arguments)
+{
+    const auto properties = qdbus_cast<QVariantMap>(arguments.value(1));
+    return properties.value(QStringLiteral("Locked")) == QVariant(false);
+}
 
 /// For a call that was given up to end by itself, before the next operation of its name begins.
 constexpr std::chrono::milliseconds kGrace(500);
@@ -32,6 +56,133 @@ constexpr std::array kPhrases = {"unlocked",
                                  "answers with an error"};
 
 } // namespace
+
+/// Waits, once, for the keyring to be unlocked or to appear. It listens to signals of the session
+/// bus; it starts no service, never prompts and does not poll.
+/// Main thread, with an event loop; waits for nobody.
+class KeyringWatch final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// On a bus that is not connected nothing ever comes.
+    explicit KeyringWatch(QDBusConnection sessionBus)
+        : m_bus(std::move(sessionBus))
+        , m_owner(m_bus, kSecretService)
+    {
+        connect(&m_owner, &desktop::BusNameOwner::changed, this, &KeyringWatch::followOwner);
+        // From any sender: Qt would wait for the bus to tell who a name belongs to. And nothing of
+        // what the service tells of single items, which name the user's other secrets.
+        const char* const slot = SLOT(hear(QDBusMessage));
+        const QString any;
+        m_bus.connect(any,
+                      any,
+                      dbus::kPropertiesInterface,
+                      QStringLiteral("PropertiesChanged"),
+                      {kCollection},
+                      {},
+                      this,
+                      slot);
+        m_bus.connect(any, any, kServiceInterface, QStringLiteral("CollectionChanged"), this, slot);
+    }
+
+    /// Starts to wait, unless it does, for what hindered `answer` to pass; it may have passed by
+    /// now.
+    void start(const Answer& answer)
+    {
+        if (std::exchange(m_isWaiting, true))
+            return;
+        m_hindrance = answer.state;
+        m_keyring = answer.keyring;
+        // Later: whoever hears of it may start anew.
+        QMetaObject::invokeMethod(this, &KeyringWatch::look, Qt::QueuedConnection);
+    }
+
+Q_SIGNALS:
+    /// The keyring may be readable now. The watch has stopped.
+    void becameReadable();
+
+private:
+    Q_SLOT void hear(const QDBusMessage& signal)
+    {
+        if (!m_isWaiting || signal.service() != m_owner.owner())
+            return;
+        if (signal.interface() != kServiceInterface) {
+            if (saysUnlocked(signal.arguments()))
+                report();
+        } else if (signal.signature() == QLatin1StringView("o")) {
+            ask(signal.arguments().constFirst().value<QDBusObjectPath>().path());
+        }
+    }
+
+    void followOwner()
+    {
+        const bool isNew = std::exchange(m_hasLookedForOwner, true) && !m_owner.owner().isEmpty();
+        if (isNew && m_isWaiting)
+            report();
+        else
+            look();
+    }
+
+    /// Whether it has passed by now.
+    void look()
+    {
+        if (!m_isWaiting || m_owner.owner().isEmpty())
+            return;
+        if (m_hindrance == KeyringState::NoService)
+            report();
+        else if (!m_keyring.isEmpty())
+            ask(m_keyring);
+    }
+
+    /// Whether the keyring at the object path `keyring` is locked, however long that takes.
+    void ask(const QString& keyring)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        dbus::ask<QDBusVariant>(
+            m_bus,
+            dbus::readOf(kSecretService, keyring, kCollection, QStringLiteral("Locked")),
+            this,
+            [this, timer](const QDBusPendingReply<QDBusVariant>& isLocked) {
+                takeAnswer(isLocked, timer.elapsed());
+            },
+            dbus::kForEver);
+    }
+
+    void takeAnswer(const QDBusPendingReply<QDBusVariant>& isLocked, qint64 milliseconds)
+    {
+        if (!m_isWaiting)
+            return;
+        if (m_hindrance == KeyringState::Slow) {
+            const bool isBelieved = milliseconds >= kSlowMs || !m_lastSlow.isValid() ||
+                                    m_lastSlow.hasExpired(kNowAndThenMs);
+            if (dbus::isAbsence(isLocked.error()) || !isBelieved)
+                return; // the owner of the name is watched, too
+            m_lastSlow.start();
+            report();
+        } else if (m_hindrance == KeyringState::Locked && isLocked.isValid() &&
+                   isLocked.value().variant() == QVariant(false)) {
+            report();
+        }
+    }
+
+    void report()
+    {
+        qCInfo(lcSecrets, "The keyring may be readable now");
+        m_isWaiting = false;
+        // The last thing done here: whoever hears of it may start anew.
+        Q_EMIT becameReadable();
+    }
+
+    QDBusConnection m_bus;
+    desktop::BusNameOwner m_owner;
+    bool m_hasLookedForOwner = false;
+    bool m_isWaiting = false;
+    KeyringState m_hindrance = KeyringState::Failed;
+    QString m_keyring;        // that is locked or slow
+    QElapsedTimer m_lastSlow; // since a slow service was last believed to be well
+};
 
 /// One question to the keyring, which comes to its answer within its limit, counted from when it
 /// was asked for. The answer and the end are two moments: a call that was given up may take a while
@@ -77,7 +228,8 @@ public:
         if (m_isAnswered)
             return;
         const auto self = shared_from_this(); // whoever gets the answer may drop this
-        answer({.state = why, .keyring = why == KeyringState::Slow ? kDefaultKeyring : ""});
+        answer({.state = why,
+                .keyring = why == KeyringState::Slow ? QString(kDefaultKeyring) : QString()});
         g_cancellable_cancel(m_question->cancellable.get());
         if (m_hasBegun)
             m_timer.start(kGrace);
@@ -129,9 +281,9 @@ private:
     bool m_isAnswered = false;
 };
 
-LibsecretStore::LibsecretStore(SecretLimits limits)
+LibsecretStore::LibsecretStore(const QDBusConnection& sessionBus, SecretLimits limits)
     : m_limits(limits)
-    , m_watch(std::make_unique<KeyringWatch>())
+    , m_watch(std::make_unique<KeyringWatch>(sessionBus))
 {
     connect(m_watch.get(), &KeyringWatch::becameReadable, this, &SecretStore::becameReadable);
 }
@@ -249,3 +401,5 @@ bool LibsecretStore::hasPendingChange() const
 }
 
 } // namespace platform::secrets
+
+#include "libsecret_store.moc"

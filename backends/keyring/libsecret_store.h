@@ -4,6 +4,7 @@
 
 #include "platform/secret_store.h"
 
+#include <QDBusConnection>
 #include <QFuture>
 
 #include <chrono>
@@ -36,7 +37,8 @@ class LibsecretStore final : public SecretStore
     Q_OBJECT
 
 public:
-    explicit LibsecretStore(SecretLimits limits = {});
+    /// `sessionBus` tells when a keyring becomes readable; libsecret has a connection of its own.
+    explicit LibsecretStore(const QDBusConnection& sessionBus, SecretLimits limits = {});
     LibsecretStore(const LibsecretStore&) = delete;
     LibsecretStore& operator=(const LibsecretStore&) = delete;
 

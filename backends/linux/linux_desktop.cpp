@@ -4,13 +4,8 @@
 
 #include "backends/dbus/bus_address.h"
 #include "backends/posix/instance_lock.h"
-#include "backends/posix/journal_stream.h"
-#include "backends/posix/own_standard_output.h"
-#include "backends/posix/process_shield.h"
-#include "backends/posix/spare_memory.h"
-#include "backends/posix/start_variables.h"
-#include "backends/posix/termination_signals.h"
-#include "backends/posix/timer_slack.h"
+#include "backends/posix/standard_output.h"
+#include "backends/posix/this_process.h"
 #include "backends/qt/desktop_url_opener.h"
 #include "backends/qt/qt_main_queue.h"
 #include "backends/qt/system_tray_item.h"
@@ -40,11 +35,6 @@ using Sink = posix::StdoutDiagnostics::Sink;
 /// After the last change of what is on screen, and after an upload that took memory.
 constexpr std::chrono::seconds kUntilCalm(10);
 
-QString fromView(std::string_view text)
-{
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
 /// At login it is the autostart entry that starts the program, not the saved session.
 void neverRestart(QSessionManager& session)
 {
@@ -60,7 +50,7 @@ std::unique_ptr<QApplication> makeApplication(int& argc, char** argv)
     std::optional<gui::WithoutOpenGL> withoutOpenGL(std::in_place);
     auto application = std::make_unique<QApplication>(argc, argv);
     withoutOpenGL.reset();
-    QGuiApplication::setDesktopFileName(fromView(kBundleIdentifier));
+    QGuiApplication::setDesktopFileName(QString::fromUtf8(kBundleIdentifier));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/logo.png")));
     QGuiApplication::setQuitOnLastWindowClosed(false);
     QObject::connect(qApp, &QGuiApplication::saveStateRequest, qApp, neverRestart);
@@ -176,7 +166,7 @@ LinuxDesktop::FolderLock LinuxDesktop::lock(const QString& folder, std::chrono::
 void LinuxDesktop::prepareForSleep(dbus::SleepWatch::Preparation prepare)
 {
     m_parts->sleep.emplace(environment().systemBus(),
-                           fromView(kBundleDisplayName),
+                           QString::fromUtf8(kBundleDisplayName),
                            QStringLiteral("What was recorded last is being written to the disk"),
                            std::move(prepare));
 }

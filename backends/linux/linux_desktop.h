@@ -3,7 +3,6 @@
 #pragma once
 
 #include "backends/dbus/application_service.h"
-#include "backends/dbus/forwarding.h"
 #include "backends/dbus/sleep_watch.h"
 #include "backends/linux/linux_environment.h"
 #include "base/result.h"

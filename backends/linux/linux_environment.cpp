@@ -5,9 +5,8 @@
 #include "backends/dbus/bus_address.h"
 #include "backends/desktops/accessibility/accessibility_bus.h"
 #include "backends/desktops/accessibility/accessible_front_window.h"
-#include "backends/desktops/choice/idle_choice.h"
+#include "backends/desktops/choice/choices.h"
 #include "backends/desktops/choice/session_lock.h"
-#include "backends/desktops/choice/window_choice.h"
 #include "backends/desktops/gnome/gnome_front_window.h"
 #include "backends/desktops/gnome/mutter_idle_time.h"
 #include "backends/desktops/kwin/kwin_front_window.h"
@@ -20,9 +19,9 @@
 #include "backends/page_addresses/browser_reports.h"
 #include "backends/page_addresses/browser_script_runner.h"
 #include "backends/page_addresses/browser_support.h"
-#include "backends/posix/background_priority.h"
 #include "backends/posix/posix_atomic_file.h"
 #include "backends/posix/system_clock.h"
+#include "backends/posix/this_process.h"
 #include "backends/qt/network_http_client.h"
 #include "backends/qt/qt_repeating_timers.h"
 #include "backends/qt/settings_file_defaults.h"
@@ -148,7 +147,7 @@ struct LinuxEnvironment::Backends
     posix::StdoutDiagnostics diagnostics;
     posix::PosixAtomicFiles atomicFiles;
     qt::SettingsFileDefaults userDefaults{defaultsFile()};
-    secrets::LibsecretStore secretStore;
+    secrets::LibsecretStore secretStore{sessionBus};
     qt::NetworkHttpClient httpClient;
 };
 

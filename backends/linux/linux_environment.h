@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/posix/stdout_diagnostics.h"
+#include "backends/posix/standard_output.h"
 #include "base/result.h"
 #include "platform/desktop_notice.h"
 #include "platform/environment.h"

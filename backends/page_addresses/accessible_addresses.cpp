@@ -2,12 +2,15 @@
 // SPDX-License-Identifier: MIT
 #include "backends/page_addresses/accessible_addresses.h"
 
-#include <QFile>
+#include "backends/posix/process.h"
+#include "backends/xdg/known_browsers.h"
+
 #include <QRegularExpression>
 #include <QStringList>
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 namespace platform::atspi {
 
@@ -21,7 +24,6 @@ constexpr std::chrono::milliseconds kBetweenSearches = std::chrono::seconds(10);
 // A browser may tell of a new title a moment later than the desktop.
 constexpr std::chrono::milliseconds kRetry{150};
 constexpr int kRetries = 4;
-constexpr qsizetype kMostPrograms = 64;
 constexpr qsizetype kMostWindows = 256;
 constexpr qsizetype kMostOfOneTitle = 16;
 // Of GNOME Web; each shows the tabs of one site.
@@ -33,17 +35,9 @@ constexpr qint64 kLongestCommandLine = 65'536;
 constexpr qsizetype kCompared = 64;
 constexpr qsizetype kLongestAddress = 16'384;
 
-bool isBracket(QChar character)
-{
-    const QChar::Category category = character.category();
-    return category == QChar::Punctuation_Open || category == QChar::Punctuation_Close;
-}
-
 QByteArray commandLineOf(std::int32_t process)
 {
-    QFile file(QStringLiteral("/proc/%1/cmdline").arg(process));
-    QByteArray line =
-        file.open(QIODevice::ReadOnly) ? file.read(kLongestCommandLine) : QByteArray();
+    QByteArray line = posix::readProcessFile(process, "cmdline", kLongestCommandLine);
     // Cut, it may miss an option.
     return line.size() < kLongestCommandLine ? line : QByteArray();
 }
@@ -88,19 +82,14 @@ Told<AccessibleObject> frameAmong(Asker asker, Objects windows, QString title, b
         co_return titled.constFirst();
     if (!isActiveTrusted || titled.size() > kMostOfOneTitle)
         co_return std::nullopt;
-    const auto askActive = [asker](const AccessibleObject& window) {
-        return isActive(asker, window);
-    };
-    const QList<bool> active = co_await askEach(titled, askActive);
-    if (active.count(true) != 1)
-        co_return std::nullopt;
-    co_return titled.at(active.indexOf(true));
+    std::optional<AccessibleObject> active = co_await activeAmong(asker, titled);
+    co_return active;
 }
 
 /// The address of a document whose title may be the window's.
 Told<QString> addressIn(Asker asker, AccessibleObject document, QString windowTitle)
 {
-    const std::optional<Attributes> attributes = co_await documentAttributesOf(asker, document);
+    const std::optional<Attributes> attributes = co_await attributesOf(asker, document, kDocument);
     std::optional<QString> address = addressAmong(attributes.value_or(Attributes()));
     if (!address)
         co_return std::nullopt;
@@ -117,7 +106,7 @@ Told<QString> addressBelow(Asker asker, AccessibleObject object, QString title)
         const std::optional<quint32> role = co_await roleOf(asker, object);
         if (role == kRoleDocumentWeb) {
             const std::optional<Attributes> attributes =
-                co_await documentAttributesOf(asker, object);
+                co_await attributesOf(asker, object, kDocument);
             if (!attributes || attributes->value(QStringLiteral("Title")) != title)
                 co_return std::nullopt;
             co_return addressAmong(*attributes);
@@ -226,7 +215,7 @@ AccessibleAddresses::AccessibleAddresses(AccessibilityBus& bus)
     connect(&m_retry, &QTimer::timeout, this, &AccessibleAddresses::search);
     connect(&m_bus, &AccessibilityBus::changed, this, [this] {
         forget();
-        m_programs.clear();
+        m_program.reset();
     });
 }
 
@@ -243,7 +232,7 @@ std::optional<QString> AccessibleAddresses::addressIn(const browsers::FrontBrows
         m_search.reset();
     }
     const bool isDue = !m_begun.isValid() || m_begun.hasExpired(kLeast.count());
-    if (!m_search && !m_look && !m_retry.isActive() && isDue) {
+    if (!m_search && !m_retry.isActive() && isDue) {
         if (m_page && m_page->document && !m_searched.hasExpired(kBetweenSearches.count()))
             lookAgain(*m_page, *m_page->document);
         else
@@ -263,7 +252,6 @@ void AccessibleAddresses::forget()
 {
     m_front = {};
     m_search.reset();
-    m_look.reset();
     m_retry.stop();
     m_retriesLeft = kRetries;
     m_page.reset();
@@ -277,15 +265,14 @@ QCoro::Task<> AccessibleAddresses::search()
     m_searched.start();
     m_search = newSearch();
     const Asker asker(m_bus, m_search);
-    std::optional<AccessibleObject> known;
-    if (const auto found = m_programs.constFind(m_front.processIdentifier);
-        found != m_programs.constEnd())
-        known = *found;
-    const SearchResult result = co_await findPage(asker, m_front, known);
+    const std::int32_t process = m_front.processIdentifier;
+    if (std::exchange(m_programProcess, process) != process)
+        m_program.reset();
+    const SearchResult result = co_await findPage(asker, m_front, m_program);
     if (asker.isCancelled())
         co_return;
     m_search.reset();
-    remember(result.program);
+    m_program = result.program;
     m_page = result.page;
     m_found.start();
     qCDebug(lcAccessibility) << "a page was searched for; found:" << m_page.has_value();
@@ -299,15 +286,15 @@ QCoro::Task<> AccessibleAddresses::search()
 QCoro::Task<> AccessibleAddresses::lookAgain(FoundPage page, AccessibleObject document)
 {
     m_begun.start();
-    m_look = newSearch();
-    const Asker asker(m_bus, m_look);
+    m_search = newSearch();
+    const Asker asker(m_bus, m_search);
     Told<Objects> shown = relatedTo(asker, page.frame, kRelationEmbeds);
-    Told<Attributes> told = documentAttributesOf(asker, document);
+    Told<Attributes> told = attributesOf(asker, document, kDocument);
     const std::optional<Objects> documents = co_await shown;
     const std::optional<Attributes> attributes = co_await told;
     if (asker.isCancelled())
         co_return;
-    m_look.reset();
+    m_search.reset();
     if (documents && !documents->isEmpty() && documents->constFirst() == document && attributes &&
         addressAmong(*attributes) == page.address) {
         m_found.start();
@@ -317,18 +304,6 @@ QCoro::Task<> AccessibleAddresses::lookAgain(FoundPage page, AccessibleObject do
     }
 }
 
-/// It need not be searched for again while the browser is there and answers.
-void AccessibleAddresses::remember(const std::optional<AccessibleObject>& program)
-{
-    if (!program) {
-        m_programs.remove(m_front.processIdentifier);
-        return;
-    }
-    if (m_programs.size() >= kMostPrograms)
-        m_programs.clear(); // it is found out again
-    m_programs.insert(m_front.processIdentifier, *program);
-}
-
 bool mayShow(const QString& window, const QString& page)
 {
     const QString shown = window.simplified();
@@ -336,7 +311,7 @@ bool mayShow(const QString& window, const QString& page)
     if (!shown.startsWith(title.left(kCompared)))
         return false;
     const QString rest = shown.startsWith(title) ? shown.mid(title.size()) : shown.mid(kCompared);
-    return std::ranges::none_of(rest, isBracket);
+    return !browsers::hasBracket(rest);
 }
 
 std::optional<QString> addressAmong(const Attributes& attributes)

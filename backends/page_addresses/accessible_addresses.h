@@ -2,13 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/desktops/accessibility/accessible_queries.h"
-#include "backends/page_addresses/address_source.h"
+#include "backends/desktops/accessibility/accessibility_bus.h"
+#include "backends/page_addresses/browser_script_runner.h"
 
 #include <QByteArray>
 #include <QCoroTask>
 #include <QElapsedTimer>
-#include <QHash>
 #include <QObject>
 #include <QString>
 #include <QTimer>
@@ -52,15 +51,15 @@ private:
     void forget();
     QCoro::Task<> search();
     QCoro::Task<> lookAgain(FoundPage page, AccessibleObject document);
-    void remember(const std::optional<AccessibleObject>& program);
 
     AccessibilityBus& m_bus;
-    /// By their processes. Bounded.
-    QHash<std::int32_t, AccessibleObject> m_programs;
     browsers::FrontBrowser m_front;
+    /// The browser in front, or the last one that was. It need not be searched for again while it
+    /// is there and answers.
+    std::optional<AccessibleObject> m_program;
+    std::int32_t m_programProcess = 0;
     /// There while a search or a look runs.
     SearchToken m_search;
-    SearchToken m_look;
     std::optional<FoundPage> m_page;
     QElapsedTimer m_found;
     QElapsedTimer m_begun;

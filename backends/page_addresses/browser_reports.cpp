@@ -3,7 +3,8 @@
 #include "backends/page_addresses/browser_reports.h"
 
 #include "backends/dbus/ask.h"
-#include "backends/page_addresses/page_title.h"
+#include "backends/dbus/bus_address.h"
+#include "backends/xdg/known_browsers.h"
 
 #include <QDBusError>
 #include <QDBusMessage>
@@ -48,6 +49,29 @@ bool isTellable(const QString& address)
 
 } // namespace
 
+std::optional<BrowserChild> readBrowserChild(std::int32_t pid, const QString& procFolder)
+{
+    // More processes of one program on top of each other no browser has.
+    constexpr std::size_t kMostAncestors = 8;
+    const auto stat = posix::readProcessStat(pid, procFolder);
+    if (!stat)
+        return std::nullopt;
+    BrowserChild child{.process = stat->process,
+                       .executable = posix::readExecutable(pid, procFolder),
+                       .browser = {},
+                       .browserExecutable = posix::readExecutable(stat->parent, procFolder)};
+    auto ancestor = posix::readProcessStat(stat->parent, procFolder);
+    while (ancestor && child.browser.size() < kMostAncestors &&
+           posix::readExecutable(ancestor->process.pid, procFolder) == child.browserExecutable) {
+        child.browser.push_back(ancestor->process);
+        ancestor = posix::readProcessStat(ancestor->parent, procFolder);
+    }
+    if (child.executable.isEmpty() || child.browserExecutable.isEmpty() || child.browser.empty() ||
+        !posix::isRunning(child.process, procFolder))
+        return std::nullopt;
+    return child;
+}
+
 BrowserReports::BrowserReports(QDBusConnection bus, QString hostExecutable, QString procFolder)
     : m_bus(std::move(bus))
     , m_hostExecutable(std::move(hostExecutable))
@@ -56,12 +80,7 @@ BrowserReports::BrowserReports(QDBusConnection bus, QString hostExecutable, QStr
     m_watcher.setConnection(m_bus);
     m_watcher.setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
     connect(&m_watcher, &QDBusServiceWatcher::serviceUnregistered, this, &BrowserReports::forget);
-    m_bus.connect(QString(),
-                  QStringLiteral("/org/freedesktop/DBus/Local"),
-                  QStringLiteral("org.freedesktop.DBus.Local"),
-                  QStringLiteral("Disconnected"),
-                  this,
-                  SLOT(forgetAll()));
+    dbus::connectToLoss(m_bus, this, SLOT(forgetAll()));
     m_longestLook.setSingleShot(true);
     m_longestLook.setInterval(kTimeToLookMs);
     m_longestLook.callOnTimeout(this, &BrowserReports::raiseShield);
@@ -229,12 +248,6 @@ BrowserReports::Host* BrowserReports::welcome(const QString& connection)
     }
     m_hosts.emplace_back().connection = connection;
     m_watcher.addWatchedService(connection);
-    askForProcess(connection);
-    return &m_hosts.back();
-}
-
-void BrowserReports::askForProcess(const QString& connection)
-{
     dbus::ask<uint>(
         m_bus,
         dbus::processOf(connection),
@@ -243,6 +256,7 @@ void BrowserReports::askForProcess(const QString& connection)
             identify(connection, reply.isValid() ? static_cast<std::int32_t>(reply.value()) : 0);
         },
         kTimeToNameAProcess);
+    return &m_hosts.back();
 }
 
 void BrowserReports::identify(const QString& connection, std::int32_t pid)

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/page_addresses/address_source.h"
-#include "backends/page_addresses/browser_process.h"
-#include "backends/posix/process_shield.h"
+#include "backends/page_addresses/browser_script_runner.h"
+#include "backends/posix/process.h"
+#include "backends/posix/this_process.h"
 
 #include <QDBusConnection>
 #include <QDBusContext>
@@ -21,6 +21,23 @@
 #include <vector>
 
 namespace platform::browsers {
+
+/// A process that a browser has started.
+struct BrowserChild
+{
+    posix::ProcessMark process;
+    QString executable; ///< full path, also when the file has been replaced since
+    /// The browser: the parent, and the ancestors after it that run the same executable. Programs
+    /// that the browser was started from do not count.
+    std::vector<posix::ProcessMark> browser;
+    QString browserExecutable;
+};
+
+/// Reads from `procFolder` who `pid` is and who started it; none when it is gone, is replaced by
+/// another while we look, or may not be looked at. Reads some small files of the kernel's, bounded.
+/// Any thread.
+[[nodiscard]] std::optional<BrowserChild>
+readBrowserChild(std::int32_t pid, const QString& procFolder = QStringLiteral("/proc"));
 
 /// What browsers tell by our extension and the native host that they start for it: the object
 /// /com/velomira/UsageMonitor/Browsers on the session bus, interface
@@ -115,7 +132,6 @@ private:
     [[nodiscard]] Host* find(const QString& connection);
     [[nodiscard]] Host* caller();
     [[nodiscard]] Host* welcome(const QString& connection);
-    void askForProcess(const QString& connection);
     void identify(const QString& connection, std::int32_t pid);
     void showTo(Host& host);
     void raiseShieldUnlessLookedAt();

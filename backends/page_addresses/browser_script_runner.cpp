@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/page_addresses/browser_script_runner.h"
 
-#include "backends/page_addresses/page_title.h"
+#include "backends/xdg/known_browsers.h"
 
 #include <QLatin1StringView>
 

@@ -2,15 +2,19 @@
 // SPDX-License-Identifier: MIT
 #include "backends/page_addresses/browser_support.h"
 
-#include "backends/page_addresses/browser_process.h"
-#include "backends/page_addresses/support_journal.h"
+#include "backends/page_addresses/browser_reports.h"
+#include "backends/posix/posix_atomic_file.h"
 #include "backends/xdg/base_directories.h"
 #include "backends/xdg/known_browsers.h"
+#include "base/result.h"
 
+#include <QByteArray>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QString>
+#include <QStringList>
 
 #include <algorithm>
 
@@ -29,7 +33,109 @@ namespace {
 constexpr const char* kMarkOfManifest = R"("com.velomira.usage_monitor")";
 constexpr const char* kMarkOfExtension = "The Velomira Usage Monitor authors";
 constexpr const char* kMarkOfExtensionManifest = "Velomira Usage Monitor";
-constexpr qint64 kLongestManifest = 64LL * 1024;
+constexpr qint64 kLongestFile = 1024LL * 1024;
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) ? file.read(kLongestFile)
+                                                                      : QByteArray();
+}
+
+Outcome save(const QString& path, const QByteArray& content)
+{
+    if (const Outcome written = posix::replaceFile(path, content); !written)
+        return Error{QStringLiteral("cannot write %1: %2").arg(path, written.error().text)};
+    return success();
+}
+
+/// Creates files and remembers them in a file of its own, an undo log, so that exactly they can be
+/// taken away again.
+/// One thread. Blocks on the disk.
+class SupportJournal final
+{
+public:
+    /// Keeps its list in the file "created" in `folder`, which it creates with everything else.
+    explicit SupportJournal(const QString& folder)
+        : m_list(folder + QStringLiteral("/created"))
+        , m_created(QString::fromUtf8(contentOf(m_list)).split(u'\n', Qt::SkipEmptyParts))
+    {
+    }
+
+    /// Writes a file and the folders that lead to it. One that is there already is replaced only
+    /// if it holds `mark`.
+    [[nodiscard]] Outcome
+    write(const QString& path, const QByteArray& content, const QByteArray& mark)
+    {
+        const QFileInfo info(path);
+        if ((info.exists() || info.isSymLink()) && !contentOf(path).contains(mark))
+            return Error{QStringLiteral("%1 is not ours and stays as it is").arg(path)};
+        if (const auto made = makeFolder(info.path()); !made)
+            return made;
+        if (const auto remembered = remember(path); !remembered)
+            return remembered;
+        return save(path, content);
+    }
+
+    /// Removes the files that still hold one of `marks`, then the folders that are empty, then the
+    /// list. The result is what has been removed of the files.
+    [[nodiscard]] Result<QStringList> undo(const QList<QByteArray>& marks)
+    {
+        QStringList removed;
+        QStringList folders;
+        for (const QString& path : std::as_const(m_created)) {
+            if (QFileInfo(path).isDir()) {
+                folders += path;
+                continue;
+            }
+            const QByteArray content = contentOf(path);
+            const bool isOurs = std::ranges::any_of(
+                marks, [&content](const QByteArray& mark) { return content.contains(mark); });
+            if (isOurs && !QFile::remove(path))
+                return Error{QStringLiteral("cannot remove ") + path};
+            if (isOurs)
+                removed += path;
+        }
+        QFile::remove(m_list);
+        // The deeper ones first; others' files keep a folder.
+        std::ranges::sort(folders, std::ranges::greater(), &QString::size);
+        for (const QString& folder : std::as_const(folders))
+            QDir().rmdir(folder);
+        m_created.clear();
+        return removed;
+    }
+
+private:
+    [[nodiscard]] Outcome makeFolder(const QString& path)
+    {
+        if (QFileInfo(path).isDir())
+            return success();
+        if (const auto made = makeFolder(QFileInfo(path).path()); !made)
+            return made;
+        if (!QDir().mkdir(path))
+            return Error{QStringLiteral("cannot create the folder %1").arg(path)};
+        return remember(path);
+    }
+
+    /// Known before it is there, so that nothing is forgotten whatever happens. The folders of the
+    /// list itself come first and are written down with the next entry.
+    [[nodiscard]] Outcome remember(const QString& path)
+    {
+        if (m_created.contains(path))
+            return success();
+        m_created += path;
+        if (!QFileInfo(QFileInfo(m_list).path()).isDir()) {
+            if (m_list.startsWith(path + u'/'))
+                return success();
+            if (const auto made = makeFolder(QFileInfo(m_list).path()); !made)
+                return made;
+        }
+        return save(m_list, (m_created.join(u'\n') + u'\n').toUtf8());
+    }
+
+    QString m_list;
+    QStringList m_created;
+};
 
 QByteArray builtIn(const QString& name)
 {
@@ -132,10 +238,7 @@ Outcome setUp(SupportJournal& journal, const KnownBrowser& browser, const Suppor
 /// The executable that a host manifest leads to; none when there is no manifest of ours.
 std::optional<QString> hostNamedIn(const QString& manifest)
 {
-    QFile file(manifest);
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    const QByteArray content = file.read(kLongestManifest);
+    const QByteArray content = contentOf(manifest);
     constexpr QByteArrayView kPath(R"("path": ")");
     const qsizetype at = content.indexOf(kPath);
     if (!content.contains(kMarkOfManifest) || at < 0)

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/page_addresses/address_source.h"
+#include "backends/page_addresses/browser_script_runner.h"
 
 #include <QByteArray>
 #include <QList>

@@ -4,6 +4,8 @@
 
 #include "base/result.h"
 
+#include <cerrno>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -47,6 +49,9 @@ private:
 };
 
 /// The system's reason for the call that has just failed on this thread (errno).
-[[nodiscard]] Error systemError();
+[[nodiscard]] inline Error systemError()
+{
+    return {QString::fromLocal8Bit(std::generic_category().message(errno))};
+}
 
 } // namespace platform::posix

@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/qt/desktop_url_opener.h"
 
-#include "backends/posix/process_shield.h"
-#include "backends/posix/timer_slack.h"
+#include "backends/posix/this_process.h"
 #include "base/build_config.h"
 
 #include <QDesktopServices>

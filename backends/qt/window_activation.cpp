@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/qt/window_activation.h"
 
-#include "backends/posix/timer_slack.h"
+#include "backends/posix/this_process.h"
 
 #include <QEvent>
 #include <QGuiApplication>

@@ -2,23 +2,129 @@
 // SPDX-License-Identifier: MIT
 #include "backends/xdg/application_names.h"
 
+#include "backends/posix/process.h"
+#include "backends/xdg/desktop_entry_index.h"
 #include "backends/xdg/known_browsers.h"
 #include "base/build_config.h"
 
+#include <QByteArray>
+#include <QByteArrayView>
 #include <QLatin1StringView>
+#include <QList>
 #include <QLoggingCategory>
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <functional>
+#include <optional>
 
 namespace platform::xdg {
 
 namespace {
+
+constexpr qint64 kSmallFile = 16LL * 1024;
+/// The kernel allows far larger ones; such a process just goes without this fact.
+constexpr qint64 kLargestEnvironment = 1024LL * 1024;
+
+/// `bytes` before the first `end`, all of it when there is none.
+QByteArray upTo(const QByteArray& bytes, char end)
+{
+    return bytes.split(end).constFirst();
+}
+
+QString baseName(const QString& path)
+{
+    return path.mid(path.lastIndexOf(u'/') + 1);
+}
+
+std::optional<QByteArray> variableIn(const QByteArray& environment, const QByteArray& name)
+{
+    for (const QByteArray& variable : environment.split('\0')) {
+        if (variable.startsWith(name + '='))
+            return variable.mid(name.size() + 1);
+    }
+    return std::nullopt;
+}
+
+QString launchedDesktopIdIn(const QByteArray& environment, std::int32_t pid)
+{
+    // Children inherit the variables; only the launched process carries its own number.
+    if (variableIn(environment, "GIO_LAUNCHED_DESKTOP_FILE_PID") != QByteArray::number(pid))
+        return {};
+    const auto file = variableIn(environment, "GIO_LAUNCHED_DESKTOP_FILE");
+    return desktopIdOfFile(QString::fromLocal8Bit(file.value_or(QByteArray())));
+}
+
+/// Undoes systemd's escaping: \xHH stands for a byte.
+QString unescaped(QByteArray name)
+{
+    constexpr qsizetype kEscapeLength = 4;
+    for (qsizetype at = name.indexOf("\\x"); at >= 0; at = name.indexOf("\\x", at + 1)) {
+        bool isNumber = false;
+        const int byte = name.mid(at + 2, 2).toInt(&isNumber, 16);
+        if (isNumber && at + kEscapeLength <= name.size())
+            name.replace(at, kEscapeLength, QByteArray(1, static_cast<char>(byte)));
+    }
+    return QString::fromUtf8(name);
+}
+
+/// The part of an application's unit name that holds the id, perhaps with the launcher before it:
+/// app[-LAUNCHER]-ID-RANDOM.scope or app[-LAUNCHER]-ID[@RANDOM].service.
+QByteArray idPartOfUnit(const QByteArray& unit)
+{
+    constexpr QByteArrayView kPrefix("app-");
+    constexpr QByteArrayView kScope(".scope");
+    constexpr QByteArrayView kService(".service");
+    if (!unit.startsWith(kPrefix))
+        return {};
+    const QByteArray name = unit.mid(kPrefix.size());
+    if (name.endsWith(kScope))
+        return name.left(name.lastIndexOf('-')); // nothing without a random part
+    if (name.endsWith(kService)) {
+        const QByteArray stem = name.chopped(kService.size());
+        return upTo(stem, '@');
+    }
+    return {};
+}
+
+QStringList desktopIdsInControlGroup(const QByteArray& cgroup)
+{
+    QStringList ids;
+    for (const QByteArray& line : cgroup.split('\n')) {
+        for (const QByteArray& unit : line.split('/')) {
+            const QByteArray part = idPartOfUnit(unit);
+            if (part.isEmpty())
+                continue;
+            const qsizetype hyphen = part.indexOf('-');
+            if (hyphen >= 0)
+                ids.append(unescaped(part.mid(hyphen + 1)));
+            ids.append(unescaped(part));
+        }
+    }
+    ids.removeDuplicates();
+    return ids;
+}
+
+QString flatpakIdIn(const QByteArray& info)
+{
+    constexpr QByteArrayView kName("name=");
+    bool inApplication = false;
+    for (const QByteArray& line : info.split('\n')) {
+        if (line.startsWith('['))
+            inApplication = line.trimmed() == "[Application]";
+        if (inApplication && line.startsWith(kName))
+            return QString::fromUtf8(line.mid(kName.size()).trimmed());
+    }
+    return {};
+}
+
 // For developers; off by default. Messages name no application.
 Q_LOGGING_CATEGORY(lcApplications, "velomira.applications", QtCriticalMsg)
 
 /// More windows than people switch between.
 constexpr int kRememberedAnswers = 64;
+
+constexpr std::chrono::milliseconds kWithoutWatches = std::chrono::minutes(1);
 
 /// Programs that run others: many applications share one, so it tells nothing.
 bool isInterpreter(const QString& program)
@@ -41,33 +147,6 @@ bool isThisProgram(const QStringList& names, const ProcessFacts& process)
            });
 }
 
-QString fromView(std::string_view text)
-{
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-using Rule = const DesktopEntry* (*)(const DesktopEntryIndex&, const QString&);
-
-const DesktopEntry*
-firstHit(const QStringList& names, const DesktopEntryIndex& index, const Rule rule)
-{
-    for (const QString& name : names) {
-        if (const DesktopEntry* entry = name.isEmpty() ? nullptr : rule(index, name))
-            return entry;
-    }
-    return nullptr;
-}
-
-const DesktopEntry* byExactId(const DesktopEntryIndex& index, const QString& name)
-{
-    return index.withId(name);
-}
-
-const DesktopEntry* byExactClass(const DesktopEntryIndex& index, const QString& name)
-{
-    return index.withWindowClass(name);
-}
-
 const DesktopEntry* byLooseId(const DesktopEntryIndex& index, const QString& name)
 {
     if (const DesktopEntry* entry = index.withIdInAnyCase(name))
@@ -77,41 +156,61 @@ const DesktopEntry* byLooseId(const DesktopEntryIndex& index, const QString& nam
     return index.withIdInAnyCase(QString(name).remove(u' '));
 }
 
-const DesktopEntry* byLooseClass(const DesktopEntryIndex& index, const QString& name)
-{
-    return index.withWindowClassInAnyCase(name);
-}
-
 const DesktopEntry* byProgram(const DesktopEntryIndex& index, const QString& name)
 {
     return isInterpreter(name) ? nullptr : index.withProgram(name);
-}
-
-const DesktopEntry* byLastComponent(const DesktopEntryIndex& index, const QString& name)
-{
-    return index.withLastComponent(name);
 }
 
 const DesktopEntry* findEntry(const QStringList& identifiers,
                               const ProcessFacts& process,
                               const DesktopEntryIndex& index)
 {
-    for (const Rule rule : {byExactId, byExactClass, byLooseId, byLooseClass}) {
-        if (const DesktopEntry* entry = firstHit(identifiers, index, rule))
-            return entry;
-    }
+    using Index = DesktopEntryIndex;
+    const auto find = [&index](const QStringList& names, auto rule) -> const DesktopEntry* {
+        for (const QString& name : names) {
+            if (const auto* entry = name.isEmpty() ? nullptr : std::invoke(rule, index, name))
+                return entry;
+        }
+        return nullptr;
+    };
+    if (const auto* entry = find(identifiers, &Index::withId))
+        return entry;
+    if (const auto* entry = find(identifiers, &Index::withWindowClass))
+        return entry;
+    if (const auto* entry = find(identifiers, byLooseId))
+        return entry;
+    if (const auto* entry = find(identifiers, &Index::withWindowClassInAnyCase))
+        return entry;
     const QStringList ids = QStringList(process.launchedDesktopId) +
                             process.controlGroupDesktopIds + QStringList(process.flatpakId);
-    if (const DesktopEntry* entry = firstHit(ids, index, byExactId))
+    if (const auto* entry = find(ids, &Index::withId))
         return entry;
     const QStringList programs = browsers::isNeverAsked(identifiers)
                                      ? QStringList()
                                      : QStringList{process.executable, process.calledAs};
-    if (const DesktopEntry* entry = firstHit(programs, index, byProgram))
+    if (const auto* entry = find(programs, byProgram))
         return entry;
-    return firstHit(identifiers, index, byLastComponent);
+    return find(identifiers, &Index::withLastComponent);
 }
+
 } // namespace
+
+ProcessFacts readProcessFacts(std::int32_t pid, const QString& procFolder)
+{
+    if (pid <= 0)
+        return {};
+    const auto contentOf = [pid, &procFolder](const char* name, qint64 limit = kSmallFile) {
+        return posix::readProcessFile(pid, name, limit, procFolder);
+    };
+    return {
+        .launchedDesktopId = launchedDesktopIdIn(contentOf("environ", kLargestEnvironment), pid),
+        .controlGroupDesktopIds = desktopIdsInControlGroup(contentOf("cgroup")),
+        .flatpakId = flatpakIdIn(contentOf("root/.flatpak-info")),
+        .executable = baseName(posix::readExecutable(pid, procFolder)),
+        .calledAs = baseName(QString::fromLocal8Bit(upTo(contentOf("cmdline"), '\0'))),
+        .commandName = QString::fromLocal8Bit(contentOf("comm").trimmed()),
+    };
+}
 
 ApplicationIdentity matchApplication(const QStringList& identifiers,
                                      const ProcessFacts& process,
@@ -123,7 +222,8 @@ ApplicationIdentity matchApplication(const QStringList& identifiers,
     names.removeAll(QString());
 
     if (isThisProgram(names, process))
-        return {.identifier = fromView(kBundleIdentifier), .name = fromView(kBundleDisplayName)};
+        return {.identifier = QString::fromUtf8(kBundleIdentifier),
+                .name = QString::fromUtf8(kBundleDisplayName)};
     if (const DesktopEntry* entry = findEntry(names, process, index))
         return {.identifier = entry->id, .name = entry->name.isEmpty() ? entry->id : entry->name};
     if (!names.isEmpty())
@@ -143,7 +243,7 @@ ApplicationNames::ApplicationNames(QStringList folders, Options options)
     , m_options(std::move(options))
     , m_answers(kRememberedAnswers)
 {
-    startReading(false);
+    startReading();
 }
 
 ApplicationNames::~ApplicationNames()
@@ -169,16 +269,12 @@ int ApplicationNames::edition()
     return m_edition;
 }
 
-void ApplicationNames::startReading(bool onlyIfChanged)
+void ApplicationNames::startReading()
 {
     if (m_reader.joinable())
         m_reader.join(); // it has delivered
     std::packaged_task<IndexPointer()> task(
-        [this, before = onlyIfChanged ? m_index.get() : nullptr]() -> IndexPointer {
-            if (before != nullptr && before->isUpToDate())
-                return nullptr;
-            return std::make_unique<const DesktopEntryIndex>(m_folders, &m_watch);
-        });
+        [this] { return std::make_unique<const DesktopEntryIndex>(m_folders, &m_watch); });
     m_reading = task.get_future();
     m_reader = std::thread(std::move(task));
 }
@@ -188,14 +284,12 @@ void ApplicationNames::keepUpToDate()
     if (m_reading.valid()) {
         if (m_index && m_reading.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
             return;
-        if (IndexPointer index = m_reading.get()) {
-            m_index = std::move(index);
-            m_answers.clear();
-            ++m_edition;
-            qCInfo(lcApplications, "%zu desktop files were read", m_index->size());
-        }
+        m_index = m_reading.get();
+        m_answers.clear();
+        ++m_edition;
+        qCInfo(lcApplications, "%zu desktop files were read", m_index->size());
         m_checkedAt = Clock::now();
-        m_lookedAt = m_checkedAt;
+        m_readAt = m_checkedAt;
         return;
     }
     const Clock::time_point now = Clock::now();
@@ -204,10 +298,9 @@ void ApplicationNames::keepUpToDate()
     m_checkedAt = now;
     if (!m_watch.isComplete())
         qCDebug(lcApplications, "not every folder is watched: the system has only so many watches");
-    if (m_watch.hasChanged())
-        startReading(false);
-    else if (!m_watch.isComplete() || now - m_lookedAt >= m_options.lookInterval)
-        startReading(true);
+    const auto interval = m_watch.isComplete() ? m_options.rereadInterval : kWithoutWatches;
+    if (m_watch.hasChanged() || now - m_readAt >= interval)
+        startReading();
 }
 
 } // namespace platform::xdg

@@ -3,8 +3,6 @@
 #pragma once
 
 #include "backends/xdg/desktop_entry_index.h"
-#include "backends/xdg/folder_watch.h"
-#include "backends/xdg/process_facts.h"
 
 #include <QCache>
 #include <QString>
@@ -19,6 +17,33 @@
 #include <utility>
 
 namespace platform::xdg {
+
+/// What a process tells about the application it belongs to. An empty member: it does not tell, or
+/// we may not read it.
+struct ProcessFacts
+{
+    /// The desktop file that the process itself, not a parent of it, was launched from by GIO.
+    QString launchedDesktopId;
+    /// Desktop ids that the name of its control group may stand for (the naming of systemd for
+    /// desktop environments), the likelier first: an unescaped hyphen may belong to the id or
+    /// divide it from the launcher's name.
+    QStringList controlGroupDesktopIds;
+    /// The application that its flatpak sandbox was made for.
+    QString flatpakId;
+    /// File name of the executable, and of the program as it was called (argv[0]).
+    QString executable;
+    QString calledAs;
+    /// The process's own short name, at most 15 characters.
+    QString commandName;
+
+    bool operator==(const ProcessFacts&) const = default;
+};
+
+/// Reads the facts about the process `pid` from `procFolder`. All are empty when there is no such
+/// process or `pid` is not positive. Reads a few small files of the kernel's, bounded.
+/// Any thread.
+[[nodiscard]] ProcessFacts readProcessFacts(std::int32_t pid,
+                                            const QString& procFolder = QStringLiteral("/proc"));
 
 /// An application as the user and other programs know it.
 struct ApplicationIdentity
@@ -59,9 +84,9 @@ public:
     {
         /// How often, at most, it is asked whether the folders have changed.
         std::chrono::milliseconds checkInterval{5000};
-        /// How often the folders themselves are looked at all the same, on the other thread: for
-        /// what nobody tells.
-        std::chrono::milliseconds lookInterval{600'000};
+        /// How often they are read all the same, for what nobody tells. Once a minute where the
+        /// system has no watches left.
+        std::chrono::milliseconds rereadInterval{600'000};
         /// Where processes are read from.
         QString procFolder = QStringLiteral("/proc");
     };
@@ -88,7 +113,7 @@ private:
     using IndexPointer = std::unique_ptr<const DesktopEntryIndex>;
     using Question = std::pair<QStringList, std::int32_t>;
 
-    void startReading(bool onlyIfChanged);
+    void startReading();
     void keepUpToDate();
 
     QStringList m_folders;
@@ -98,7 +123,7 @@ private:
     std::future<IndexPointer> m_reading;
     std::thread m_reader;
     Clock::time_point m_checkedAt;
-    Clock::time_point m_lookedAt;
+    Clock::time_point m_readAt;
     int m_edition = 0;
     /// Answers of the present index.
     QCache<Question, ApplicationIdentity> m_answers;

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "backends/xdg/desktop_entry_index.h"
 
-#include "backends/xdg/folder_watch.h"
 #include "backends/xdg/key_file.h"
 
 #include <QDir>
@@ -11,36 +10,27 @@
 #include <QSet>
 
 #include <algorithm>
-#include <chrono>
+#include <array>
+#include <cerrno>
+#include <cstring>
 #include <optional>
 #include <set>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <tuple>
+#include <unistd.h>
 #include <utility>
 
 namespace platform::xdg {
 
 namespace {
+
+constexpr std::uint32_t kChanges = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
+                                   IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF;
+
 constexpr QLatin1String kEnding(".desktop");
 constexpr QLatin1String kFolder("/applications/");
 constexpr int kDeepestFolder = 8;
-
-/// A folder changed so shortly before it was read may change again without a new time: clocks of
-/// file systems advance in steps.
-constexpr std::chrono::milliseconds kCoarsestFileTime{20};
-
-std::int64_t nanoseconds(const timespec& time)
-{
-    constexpr std::int64_t kPerSecond = 1'000'000'000;
-    return (time.tv_sec * kPerSecond) + time.tv_nsec;
-}
-
-std::int64_t modifiedNanoseconds(const QString& folder)
-{
-    struct stat state{};
-    return ::stat(QFile::encodeName(folder).constData(), &state) == 0 ? nanoseconds(state.st_mtim)
-                                                                      : 0;
-}
 
 /// None when the file `path` cannot be read, is no valid key file or does not describe an
 /// application. That its program is installed is not asked for: it may run in a sandbox, and the
@@ -64,18 +54,6 @@ std::optional<DesktopEntry> readDesktopEntry(const QString& path, const QString&
     };
 }
 
-/// The time to remember of a folder that is read now: -1, which never compares equal, makes it be
-/// read again at the next occasion. A time ahead of the clock is none of these, or the folder would
-/// be read again for ever.
-std::int64_t settledTime(const struct stat& state)
-{
-    timespec now{};
-    ::clock_gettime(CLOCK_REALTIME, &now);
-    const std::chrono::nanoseconds age(nanoseconds(now) - nanoseconds(state.st_mtim));
-    const bool mayStillChange = age.count() >= 0 && age < kCoarsestFileTime;
-    return mayStillChange ? -1 : nanoseconds(state.st_mtim);
-}
-
 void addFirst(QHash<QString, const DesktopEntry*>& lookup,
               const QString& key,
               const DesktopEntry& entry)
@@ -83,7 +61,66 @@ void addFirst(QHash<QString, const DesktopEntry*>& lookup,
     if (!key.isEmpty() && !lookup.contains(key))
         lookup.insert(key, &entry);
 }
+
 } // namespace
+
+FolderWatch::FolderWatch()
+    : m_descriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+    , m_isComplete(m_descriptor.isOpen())
+{
+}
+
+void FolderWatch::add(const QString& folder)
+{
+    QByteArray path = QFile::encodeName(folder);
+    QByteArray awaited; // in the nearest folder that exists
+    while (!watch(path, awaited)) {
+        const qsizetype slash = path.lastIndexOf('/');
+        if ((errno != ENOENT && errno != ENOTDIR) || slash < 0 || path.size() == 1) {
+            m_isComplete = m_isComplete && errno == EACCES; // what may not be seen is not missed
+            return;
+        }
+        awaited = path.mid(slash + 1);
+        path.truncate(slash == 0 ? 1 : slash);
+    }
+}
+
+/// Watches `folder` for everything or, when a name is given, for at least that.
+bool FolderWatch::watch(const QByteArray& folder, const QByteArray& name)
+{
+    const int number =
+        ::inotify_add_watch(m_descriptor.get(), folder.constData(), kChanges | IN_ONLYDIR);
+    if (number < 0)
+        return false;
+    const auto [names, isNew] = m_names.try_emplace(number);
+    if (name.isEmpty())
+        names->second.clear();
+    else if (isNew || !(names->second.isEmpty() || names->second.contains(name)))
+        names->second.append(name);
+    return true;
+}
+
+bool FolderWatch::hasChanged()
+{
+    bool result = false;
+    alignas(inotify_event) std::array<char, 4096> buffer{};
+    for (;;) {
+        const ssize_t size = ::read(m_descriptor.get(), buffer.data(), buffer.size());
+        if (size <= 0)
+            return result;
+        for (const char* at = buffer.data(); at < buffer.data() + size;) {
+            inotify_event event{};
+            std::memcpy(&event, at, sizeof event);
+            const char* const name = at + sizeof event;
+            const auto names = m_names.find(event.wd);
+            result = result || event.len == 0 || names == m_names.end() ||
+                     names->second.isEmpty() || names->second.contains(name);
+            if ((event.mask & IN_IGNORED) != 0)
+                m_names.erase(event.wd);
+            at = name + event.len;
+        }
+    }
+}
 
 QString desktopIdOfPath(const QString& pathInFolder)
 {
@@ -128,14 +165,10 @@ void DesktopEntryIndex::readFolder(Reading& reading,
     if (reading.watch != nullptr)
         reading.watch->add(folder);
     struct stat state{};
-    if (::stat(QFile::encodeName(folder).constData(), &state) != 0) {
-        m_folders.push_back({.path = folder});
-        return;
-    }
     // Links may lead back up.
-    if (depth > kDeepestFolder || !reading.seenFolders.emplace(state.st_dev, state.st_ino).second)
+    if (::stat(QFile::encodeName(folder).constData(), &state) != 0 || depth > kDeepestFolder ||
+        !reading.seenFolders.emplace(state.st_dev, state.st_ino).second)
         return;
-    m_folders.push_back({.path = folder, .modifiedNanoseconds = settledTime(state)});
     const QDir dir(folder);
     readFiles(reading, dir, pathInBase);
     for (const QString& inner : dir.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
@@ -174,13 +207,6 @@ void DesktopEntryIndex::fillLookups()
         addFirst(m_byProgram, entry.program, entry);
         addFirst(m_byLastComponent, id.mid(id.lastIndexOf(u'.') + 1), entry);
     }
-}
-
-bool DesktopEntryIndex::isUpToDate() const
-{
-    return std::ranges::all_of(m_folders, [](const FolderState& folder) {
-        return folder.modifiedNanoseconds == modifiedNanoseconds(folder.path);
-    });
 }
 
 } // namespace platform::xdg

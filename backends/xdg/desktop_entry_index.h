@@ -2,18 +2,48 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "backends/posix/file_descriptor.h"
+
+#include <QByteArray>
+#include <QByteArrayList>
 #include <QHash>
 #include <QString>
 #include <QStringList>
 
 #include <cstdint>
+#include <map>
 #include <vector>
 
 class QDir;
 
 namespace platform::xdg {
 
-class FolderWatch;
+/// Whether anything has happened in some folders (inotify). What happens elsewhere to a folder that
+/// is on the network is not told, nor that another one has taken its place behind a symbolic link.
+/// One thread at a time.
+class FolderWatch final
+{
+public:
+    FolderWatch();
+
+    /// Watches `folder` from now on; while it does not exist, for its coming. Blocks on the disk.
+    void add(const QString& folder);
+
+    /// Whether something may have changed since the last call. Reads what the kernel has noted and
+    /// touches no folder: never blocks.
+    [[nodiscard]] bool hasChanged();
+
+    /// Whether all folders are watched: the system has only so many watches.
+    [[nodiscard]] bool isComplete() const { return m_isComplete; }
+
+private:
+    [[nodiscard]] bool watch(const QByteArray& folder, const QByteArray& name);
+
+    posix::FileDescriptor m_descriptor;
+    bool m_isComplete;
+    /// The names of interest in a folder, by the number of its watch; an empty list for all.
+    std::map<int, QByteArrayList> m_names;
+};
 
 /// The id of a desktop file without its ending ".desktop" (Desktop Entry Specification), from its
 /// path within an "applications" folder: sub-folders become prefixes, "kde/term.desktop" is
@@ -38,13 +68,6 @@ struct DesktopEntry
     bool hidden = false;    ///< true: to be treated as if the file did not exist
 
     bool operator==(const DesktopEntry&) const = default;
-};
-
-/// What tells that files were added to a folder, removed from it or replaced.
-struct FolderState
-{
-    QString path;
-    std::int64_t modifiedNanoseconds = 0; ///< 0: the folder does not exist
 };
 
 /// All desktop files of some folders, by what a window or a process may be called. Immutable.
@@ -99,10 +122,6 @@ public:
 
     [[nodiscard]] std::size_t size() const { return m_entries.size(); }
 
-    /// Whether the folders look as they did when they were read; false also when that cannot be
-    /// told. Asks the disk for a few folders' times.
-    [[nodiscard]] bool isUpToDate() const;
-
 private:
     using Lookup = QHash<QString, const DesktopEntry*>;
 
@@ -113,7 +132,6 @@ private:
     void fillLookups();
 
     std::vector<DesktopEntry> m_entries;
-    std::vector<FolderState> m_folders;
     Lookup m_byId;
     Lookup m_byIdInAnyCase;
     Lookup m_byWindowClass;

@@ -3,7 +3,6 @@
 // What a browser starts for the extension and talks to over standard input. It hands the reports on
 // and says nothing to the browser. It runs while the usage monitor does; the extension starts it
 // again.
-#include "browser/host/report_reader.h"
 #include "browser/host/session_bus.h"
 
 #include <array>
@@ -11,8 +10,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <poll.h>
+#include <simdjson.h>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -20,13 +21,106 @@
 namespace {
 
 using browser::Report;
-using browser::ReportReader;
 using browser::SessionBus;
 
 /// How long a bus and the usage monitor may take to let us in; hanging ones would keep us after the
 /// browser's end.
 constexpr unsigned kSecondsToConnect = 10;
 constexpr std::size_t kBytesAtOnce = std::size_t{8} * 1024;
+
+/// A browser's own limit is far higher; a report never comes near this one.
+constexpr std::size_t kLongestMessage = std::size_t{64} * 1024;
+/// The longest texts that are let through, in bytes of UTF-8.
+constexpr std::size_t kLongestText = 8192;
+constexpr std::size_t kDeepestNesting = 2;
+
+/// Reads the string `key` of `object` if it is there and not too long. D-Bus knows no text with a
+/// NUL in it, and no address or title has one.
+bool readText(const simdjson::dom::object& object, std::string_view key, std::string& text)
+{
+    std::string_view value;
+    if (object.at_key(key).get(value) != simdjson::SUCCESS || value.size() > kLongestText ||
+        value.find('\0') != std::string_view::npos)
+        return false;
+    text = value;
+    return true;
+}
+
+/// Reads what a browser sends to a native messaging host: messages, each a length of four bytes in
+/// the machine's order, then so many bytes of JSON. They are read strictly: valid JSON (RFC 8259)
+/// and exactly one of the two forms {"focused":false} and
+/// {"focused":true,"address":"...","title":"..."}.
+/// One thread.
+class ReportReader final
+{
+public:
+    enum class State : std::uint8_t {
+        Incomplete, ///< More is needed.
+        Report,     ///< report() is one.
+        TooLong,    ///< Longer than kLongestMessage; nothing can be read any more.
+        NoReport,   ///< A message is something else.
+    };
+
+    /// Takes bytes as they come.
+    void append(std::string_view bytes);
+
+    /// Goes on to the next message.
+    [[nodiscard]] State next();
+
+    /// The report that next() found.
+    [[nodiscard]] const Report& report() const { return m_report; }
+
+    /// Whether a message has begun and lacks its end.
+    [[nodiscard]] bool isInMessage() const { return m_at < m_bytes.size(); }
+
+private:
+    [[nodiscard]] bool decode(std::string_view message);
+
+    std::string m_bytes;
+    std::size_t m_at = 0;
+    simdjson::dom::parser m_parser;
+    Report m_report;
+};
+
+void ReportReader::append(std::string_view bytes)
+{
+    m_bytes.erase(0, m_at);
+    m_at = 0;
+    m_bytes.append(bytes);
+}
+
+ReportReader::State ReportReader::next()
+{
+    std::uint32_t length = 0;
+    const std::size_t available = m_bytes.size() - m_at;
+    if (available < sizeof length)
+        return State::Incomplete;
+    std::memcpy(&length, m_bytes.data() + m_at, sizeof length);
+    if (length > kLongestMessage)
+        return State::TooLong;
+    if (available - sizeof length < length)
+        return State::Incomplete;
+    const auto message = std::string_view(m_bytes).substr(m_at + sizeof length, length);
+    m_at += sizeof length + length;
+    return decode(message) ? State::Report : State::NoReport;
+}
+
+bool ReportReader::decode(std::string_view message)
+{
+    constexpr std::size_t kMembersOfNone = 1;
+    constexpr std::size_t kMembersOfPage = 3;
+    if (m_parser.capacity() == 0 &&
+        m_parser.allocate(kLongestMessage, kDeepestNesting) != simdjson::SUCCESS)
+        return false;
+    simdjson::dom::object object;
+    m_report = {};
+    if (m_parser.parse(message.data(), message.size()).get(object) != simdjson::SUCCESS ||
+        object.at_key("focused").get(m_report.isFocused) != simdjson::SUCCESS ||
+        object.size() != (m_report.isFocused ? kMembersOfPage : kMembersOfNone))
+        return false;
+    return !m_report.isFocused || (readText(object, "address", m_report.address) &&
+                                   readText(object, "title", m_report.title));
+}
 
 enum class Input : std::uint8_t { Open, Ended, Faulty };
 

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "browser/host/report_reader.h"
-
 #include <cstdint>
 #include <dbus/dbus.h>
 #include <memory>
@@ -11,6 +9,16 @@
 #include <string>
 
 namespace browser {
+
+/// What the extension tells: the page on show in the browser window that has the focus.
+struct Report
+{
+    /// False when no window of the browser has the focus, or a private one.
+    bool isFocused = false;
+    // Empty unless it is focused, and for a page whose address is not told.
+    std::string address;
+    std::string title;
+};
 
 /// Hands the latest report to the usage monitor over the session bus: at most one call is on its
 /// way, and of the reports that come meanwhile only the last one waits. Tells it again when asked.

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/desktops/choice/front_window_source.h"
+#include "backends/desktops/choice/sources.h"
 
 namespace platform_tests {
 

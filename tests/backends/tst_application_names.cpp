@@ -100,7 +100,7 @@ private Q_SLOTS:
         QVERIFY(m_files->add(u"two/a.desktop"_s, "Name=Writer"));
         const QString link = m_files->path(u"link"_s);
         QVERIFY(QFile::link(m_files->path(u"one"_s), link));
-        ApplicationNames names({link}, {.checkInterval = 0ms, .lookInterval = 50ms});
+        ApplicationNames names({link}, {.checkInterval = 0ms, .rereadInterval = 50ms});
         QCOMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Editor"_s));
         QVERIFY(QFile::remove(link) && QFile::link(m_files->path(u"two"_s), link));
         QTRY_COMPARE(names.identify({u"a"_s}, 0).name, std::optional(u"Writer"_s));

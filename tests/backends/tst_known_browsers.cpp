@@ -1,6 +1,5 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "backends/page_addresses/page_title.h"
 #include "backends/xdg/known_browsers.h"
 #include "tests/support/test_program.h"
 #include "tracking/sample.h"

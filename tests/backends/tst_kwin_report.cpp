@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "backends/desktops/kwin/kwin_report.h"
+#include "backends/desktops/kwin/kwin_front_window.h"
 #include "tests/support/test_program.h"
 
 #include <QTest>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "backends/desktops/accessibility/accessible_queries.h"
+#include "backends/desktops/accessibility/accessibility_bus.h"
 #include "backends/page_addresses/accessible_addresses.h"
 #include "tests/support/test_program.h"
 

@@ -1,16 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // Lines on standard output, timers, clock, signals, folders: the small facilities of the system.
-#include "backends/posix/background_priority.h"
-#include "backends/posix/journal_stream.h"
-#include "backends/posix/own_standard_output.h"
-#include "backends/posix/process_shield.h"
-#include "backends/posix/spare_memory.h"
-#include "backends/posix/start_variables.h"
-#include "backends/posix/stdout_diagnostics.h"
+#include "backends/posix/standard_output.h"
 #include "backends/posix/system_clock.h"
-#include "backends/posix/termination_signals.h"
-#include "backends/posix/timer_slack.h"
+#include "backends/posix/this_process.h"
 #include "backends/qt/qt_repeating_timers.h"
 #include "backends/xdg/base_directories.h"
 #include "tests/support/test_program.h"

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "backends/xdg/process_facts.h"
+#include "backends/xdg/application_names.h"
 #include "tests/support/test_program.h"
 #include "tests/support/written_file.h"
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "backends/desktops/wayland/toplevel_list.h"
+#include "backends/desktops/wayland/toplevel_windows.h"
 #include "tests/support/test_program.h"
 
 #include <QTest>

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "backends/desktops/choice/idle_choice.h"
-#include "backends/desktops/choice/window_choice.h"
+#include "backends/desktops/choice/choices.h"
 #include "backends/xdg/application_names.h"
 #include "tests/backends/fake_front_window_source.h"
 #include "tests/support/test_program.h"

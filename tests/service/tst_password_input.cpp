@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The question for a password as an operator meets it: at a real terminal, and through a pipe.
-#include "base/secret.h"
+#include "base/password_prompt.h"
 #include "tests/support/service_process.h"
 #include "tests/support/test_program.h"
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/dbus/application_call.h"
+#include "backends/dbus/application_service.h"
 #include "backends/page_addresses/browser_reports.h"
 #include "backends/page_addresses/browser_support.h"
 #include "backends/xdg/known_browsers.h"

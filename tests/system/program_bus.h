@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/dbus/application_call.h"
+#include "backends/dbus/application_service.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

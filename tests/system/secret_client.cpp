@@ -12,6 +12,7 @@
 //   drop                  drop MILLISECONDS; the store is destroyed and made anew
 //   gap                   gap MILLISECONDS, the longest since the last of these
 // and "readable" comes whenever the keyring became readable. It ends with its input.
+#include "backends/dbus/bus_address.h"
 #include "backends/keyring/libsecret_store.h"
 #include "tests/support/heartbeat.h"
 
@@ -42,7 +43,7 @@ public:
 private:
     void makeStore()
     {
-        m_store = std::make_unique<LibsecretStore>(m_limits);
+        m_store = std::make_unique<LibsecretStore>(m_bus, m_limits);
         connect(m_store.get(), &LibsecretStore::becameReadable, this, [] { say("readable"); });
     }
 
@@ -116,6 +117,8 @@ private:
         std::fflush(stdout);
     }
 
+    QDBusConnection m_bus = platform::dbus::connectionTo(
+        platform::dbus::sessionBusAddress(), QStringLiteral("client"), std::chrono::seconds(1));
     platform::secrets::SecretLimits m_limits;
     QSocketNotifier m_input;
     QByteArray m_pending;

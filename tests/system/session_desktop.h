@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/desktops/choice/front_window_source.h"
-#include "backends/desktops/choice/idle_source.h"
-#include "backends/desktops/choice/window_choice.h"
+#include "backends/desktops/choice/choices.h"
+#include "backends/desktops/choice/sources.h"
 #include "backends/xdg/application_names.h"
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/desktop_session.h"

@@ -9,7 +9,6 @@
 #include "app/command_line.h"
 #include "backends/dbus/application_service.h"
 #include "backends/dbus/bus_address.h"
-#include "backends/dbus/forwarding.h"
 
 #include <QCoreApplication>
 #include <QTimer>

@@ -4,10 +4,10 @@
 // millisecond, goes on from the stored numbers, removes the older half now and then, and writes
 // each number and its time to standard output as soon as it is in the list.
 #include "activity/data_store.h"
-#include "backends/posix/background_priority.h"
 #include "backends/posix/posix_atomic_file.h"
-#include "backends/posix/stdout_diagnostics.h"
+#include "backends/posix/standard_output.h"
 #include "backends/posix/system_clock.h"
+#include "backends/posix/this_process.h"
 
 #include <QCoreApplication>
 #include <QTimer>

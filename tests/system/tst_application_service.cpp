@@ -3,7 +3,6 @@
 // The running instance on a real session bus, with real second starts and foreign callers.
 #include "backends/dbus/application_service.h"
 #include "backends/dbus/bus_address.h"
-#include "backends/dbus/forwarding.h"
 #include "tests/support/private_bus.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/test_program.h"

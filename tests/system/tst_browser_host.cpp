@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The native host on a real bus, with input that no extension sends and callers that are no host.
-#include "backends/dbus/application_call.h"
+#include "backends/dbus/application_service.h"
 #include "backends/page_addresses/browser_reports.h"
 #include "tests/support/bus_daemon.h"
 #include "tests/support/host_folder.h"

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/desktops/choice/window_choice.h"
+#include "backends/desktops/choice/choices.h"
 #include "backends/desktops/x11/x11_desktop.h"
 #include "backends/xdg/application_names.h"
 

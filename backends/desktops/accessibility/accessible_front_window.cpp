@@ -42,17 +42,11 @@ desktop::Presence presenceOf(const AccessibilityBus& bus)
 // The windows of these programs are the desktop, panels, overviews and lock screens.
 bool isDesktopShell(const QString& program)
 {
-    static const QStringList shells{QStringLiteral("gnome-shell"),
-                                    QStringLiteral("plasmashell"),
-                                    QStringLiteral("cinnamon"),
-                                    QStringLiteral("xfce4-panel"),
-                                    QStringLiteral("xfdesktop"),
-                                    QStringLiteral("lxqt-panel"),
-                                    QStringLiteral("mate-panel"),
-                                    QStringLiteral("budgie-panel"),
-                                    QStringLiteral("kscreenlocker_greet"),
-                                    QStringLiteral("xfce4-screensaver-dialog"),
-                                    QStringLiteral("light-locker")};
+    static const QStringList shells =
+        QStringLiteral("gnome-shell plasmashell cinnamon xfce4-panel xfdesktop lxqt-panel "
+                       "mate-panel budgie-panel kscreenlocker_greet xfce4-screensaver-dialog "
+                       "light-locker")
+            .split(u' ');
     return shells.contains(program);
 }
 
@@ -83,9 +77,7 @@ Told<desktop::FrontWindow> describe(Asker asker, AccessibleObject window)
         type == QLatin1StringView("desktop") || isDesktopShell(program))
         co_return std::nullopt;
     desktop::FrontWindow front;
-    if (!program.isEmpty() &&
-        std::cmp_less_equal(program.toUtf8().size(), desktop::kLongestIdentifier))
-        front.identifiers.append(program);
+    front.addIdentifier(program);
     if (*process <= quint32(std::numeric_limits<std::int32_t>::max()))
         front.processIdentifier = static_cast<std::int32_t>(*process);
     front.title = titleFrom(*name);
@@ -105,13 +97,8 @@ Told<AccessibleObject> activeWindow(Asker asker)
     Objects windows;
     for (const std::optional<Objects>& list : lists)
         windows += list.value_or(Objects());
-    const auto askActive = [asker](const AccessibleObject& window) {
-        return isActive(asker, window);
-    };
-    const QList<bool> active = co_await askEach(windows, askActive);
-    if (active.count(true) != 1)
-        co_return std::nullopt;
-    co_return windows.at(active.indexOf(true));
+    std::optional<AccessibleObject> active = co_await activeAmong(asker, windows);
+    co_return active;
 }
 
 } // namespace
@@ -138,8 +125,8 @@ QString AccessibleFrontWindow::advice() const
     if (m_presence != desktop::Presence::Absent)
         return {};
     return QStringLiteral("Accessibility is off. Where the desktop tells nothing else of its "
-                          "windows, switch it on in "
-                          "the desktop's settings and start programs anew.");
+                          "windows, switch it on in the desktop's settings and start programs "
+                          "anew.");
 }
 
 void AccessibleFrontWindow::begin()
@@ -150,14 +137,9 @@ void AccessibleFrontWindow::begin()
         return;
     QDBusConnection bus = m_bus.connection();
     const QString any;
-    bus.connect(
-        any, any, kWindowEvents, QStringLiteral("Activate"), this, SLOT(activated(QDBusMessage)));
-    bus.connect(any,
-                any,
-                kWindowEvents,
-                QStringLiteral("Deactivate"),
-                this,
-                SLOT(deactivated(QDBusMessage)));
+    for (const auto& [event, slot] : {std::pair("Activate", SLOT(activated(QDBusMessage))),
+                                      std::pair("Deactivate", SLOT(deactivated(QDBusMessage)))})
+        bus.connect(any, any, kWindowEvents, QLatin1StringView(event), this, slot);
     bus.connect(QStringLiteral("org.freedesktop.DBus"),
                 QStringLiteral("/org/freedesktop/DBus"),
                 QStringLiteral("org.freedesktop.DBus"),

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/desktops/accessibility/accessible_queries.h"
-#include "backends/desktops/choice/front_window_source.h"
+#include "backends/desktops/accessibility/accessibility_bus.h"
+#include "backends/desktops/choice/sources.h"
 
 #include <QCoroTask>
 #include <QDBusMessage>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/choice/display_connection.h"
 
-#include "backends/desktops/choice/log.h"
+#include "backends/desktops/choice/sources.h"
 
 #include <QTimer>
 
@@ -34,8 +34,6 @@ DisplayConnection::DisplayConnection(int socket, const QString& server)
 {
     connect(&m_notifier, &QSocketNotifier::activated, this, &DisplayConnection::noteLoss);
 }
-
-DisplayConnection::~DisplayConnection() = default;
 
 void DisplayConnection::noteLoss()
 {

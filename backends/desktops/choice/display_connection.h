@@ -20,10 +20,6 @@ class DisplayConnection : public QObject
     Q_OBJECT
 
 public:
-    DisplayConnection(const DisplayConnection&) = delete;
-    DisplayConnection& operator=(const DisplayConnection&) = delete;
-    ~DisplayConnection() override;
-
     /// True from the moment that the server is known to be gone, for good.
     [[nodiscard]] bool isLost() const { return m_isLost; }
 

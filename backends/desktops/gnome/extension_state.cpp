@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/gnome/extension_state.h"
 
-#include "backends/desktops/gnome/log.h"
-
 #include <QDBusVariant>
 #include <QStandardPaths>
 

@@ -5,6 +5,7 @@
 #include "backends/dbus/ask.h"
 
 #include <QDBusConnection>
+#include <QLoggingCategory>
 #include <QObject>
 #include <QString>
 #include <QTimer>
@@ -14,6 +15,9 @@
 #include <optional>
 
 namespace platform::gnome {
+
+// For developers; off by default. Nothing of the user's.
+Q_DECLARE_LOGGING_CATEGORY(lcGnome)
 
 /// How the shell stands to our extension.
 enum class ExtensionState : std::uint8_t {

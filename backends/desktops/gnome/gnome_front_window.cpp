@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/gnome/gnome_front_window.h"
 
-#include "backends/dbus/application_call.h"
-#include "backends/desktops/gnome/log.h"
+#include "backends/dbus/application_service.h"
+#include "backends/xdg/desktop_entry_index.h"
 #include "base/exact_utf8.h"
 
 #include <QByteArray>
@@ -13,6 +13,7 @@
 #include <array>
 #include <chrono>
 #include <limits>
+#include <utility>
 
 namespace platform::gnome {
 
@@ -55,13 +56,6 @@ bool hasTheRightTypes(const QVariantList& values)
     });
 }
 
-/// `text`, empty when it is too long to be meant.
-QString identifier(const QVariant& text)
-{
-    const QString whole = text.toString();
-    return cutUtf8(whole, desktop::kLongestIdentifier).size() == whole.size() ? whole : QString();
-}
-
 } // namespace
 
 std::optional<desktop::FrontWindow> readAnswer(const QVariantList& values, std::uint32_t shell)
@@ -74,13 +68,10 @@ std::optional<desktop::FrontWindow> readAnswer(const QVariantList& values, std::
 
     desktop::FrontWindow window;
     window.window = (std::uint64_t{shell} << 32U) | number;
-    QString desktopId = identifier(values[DesktopId]);
-    if (desktopId.endsWith(QLatin1StringView(".desktop")))
-        desktopId.chop(8);
-    for (const QString& each : {desktopId, identifier(values[WindowClass])})
-        if (!each.isEmpty() && !window.identifiers.contains(each))
-            window.identifiers.append(each);
-    if (const QString name = identifier(values[Name]); !name.isEmpty())
+    window.addIdentifier(xdg::withoutDesktopEnding(values[DesktopId].toString()));
+    window.addIdentifier(values[WindowClass].toString());
+    const QString name = values[Name].toString();
+    if (!name.isEmpty() && std::cmp_less_equal(name.toUtf8().size(), desktop::kLongestIdentifier))
         window.name = name;
     if (const QString title = values[Title].toString(); !title.isEmpty())
         window.title = cutUtf8(title, desktop::kLongestTitle);

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "backends/dbus/bus_name_owner.h"
-#include "backends/desktops/choice/front_window_source.h"
+#include "backends/desktops/choice/sources.h"
 #include "backends/desktops/gnome/extension_state.h"
 
 #include <QDBusConnection>

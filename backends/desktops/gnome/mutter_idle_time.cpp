@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/gnome/mutter_idle_time.h"
 
-#include "backends/desktops/gnome/log.h"
+#include "backends/desktops/gnome/extension_state.h"
 
 #include <algorithm>
 #include <limits>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "backends/dbus/bus_name_owner.h"
-#include "backends/desktops/choice/idle_source.h"
+#include "backends/desktops/choice/sources.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/kwin/kwin_script_keeper.h"
 
-#include "backends/desktops/kwin/kwin_report.h"
-
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -59,6 +57,18 @@ QString scriptText(const KWinScriptTarget& target, const QString& token)
 }
 
 } // namespace
+
+Q_LOGGING_CATEGORY(lcKWin, "velomira.kwin", QtCriticalMsg)
+
+QString reportInterface()
+{
+    return QStringLiteral("com.velomira.UsageMonitor.KWin");
+}
+
+QString reportMethod()
+{
+    return QStringLiteral("report");
+}
 
 Result<std::unique_ptr<QTemporaryFile>> writeScript(const KWinScriptTarget& target,
                                                     const QString& token)

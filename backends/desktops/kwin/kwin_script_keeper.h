@@ -8,6 +8,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDeadlineTimer>
+#include <QLoggingCategory>
 #include <QObject>
 #include <QString>
 #include <QTemporaryFile>
@@ -18,6 +19,14 @@
 #include <memory>
 
 namespace platform::kwin {
+
+// For developers; off by default. Nothing of the user's.
+Q_DECLARE_LOGGING_CATEGORY(lcKWin)
+
+/// D-Bus interface and method of the reports, "ssssssi": token, the window's id in KWin, caption,
+/// class, instance, desktop file, process. An empty id: nothing is in front.
+[[nodiscard]] QString reportInterface();
+[[nodiscard]] QString reportMethod();
 
 /// Where a script reports to, and what it is called in KWin.
 struct KWinScriptTarget

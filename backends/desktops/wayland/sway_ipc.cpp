@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/desktops/wayland/sway_ipc.h"
 
-#include "backends/desktops/wayland/toplevel_list.h"
+#include "backends/desktops/choice/sources.h"
 #include "backends/desktops/wayland/wayland_connection.h"
 #include "base/strict_json.h"
 
@@ -51,7 +51,7 @@ std::string_view appIdOf(const element& node)
     element properties;
     if (!appId && node["window_properties"].get(properties) == simdjson::SUCCESS)
         appId = text(properties, "class");
-    return appId && appId->size() <= ToplevelList::kLongestAppId ? *appId : std::string_view();
+    return appId && appId->size() <= desktop::kLongestIdentifier ? *appId : std::string_view();
 }
 
 /// Only windows have a process.

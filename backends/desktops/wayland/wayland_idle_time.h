@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/desktops/choice/idle_source.h"
+#include "backends/desktops/choice/sources.h"
 #include "backends/desktops/wayland/wayland_connection.h"
 
 #include <chrono>

@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/desktops/choice/front_window_source.h"
-#include "backends/desktops/choice/idle_source.h"
+#include "backends/desktops/choice/sources.h"
 #include "backends/desktops/x11/x11_connection.h"
 #include "backends/desktops/x11/x11_mirror.h"
 

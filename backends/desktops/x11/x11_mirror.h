@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/desktops/choice/front_window.h"
+#include "backends/desktops/choice/sources.h"
 #include "backends/desktops/x11/x11_connection.h"
 
 #include <QString>

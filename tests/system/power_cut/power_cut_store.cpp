@@ -14,10 +14,10 @@
 //   For each FOLDER from standard input: the first start after the cut. Prints what was loaded,
 //   adds a record, finishes saving and ends.
 #include "activity/data_store.h"
-#include "backends/posix/background_priority.h"
 #include "backends/posix/posix_atomic_file.h"
-#include "backends/posix/stdout_diagnostics.h"
+#include "backends/posix/standard_output.h"
 #include "backends/posix/system_clock.h"
+#include "backends/posix/this_process.h"
 
 #include <QCoreApplication>
 #include <QFile>

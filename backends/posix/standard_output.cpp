@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "backends/posix/stdout_diagnostics.h"
+#include "backends/posix/standard_output.h"
 
 #include "base/terminal_text.h"
 
@@ -10,7 +10,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <fcntl.h>
 #include <poll.h>
+#include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace platform::posix {
@@ -27,6 +30,26 @@ bool hasRoom(int descriptor)
 }
 
 } // namespace
+
+OwnStandardOutput::OwnStandardOutput()
+    : m_output(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1))
+{
+    if (m_output.isOpen())
+        ::dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
+OwnStandardOutput::~OwnStandardOutput()
+{
+    if (m_output.isOpen())
+        ::dup2(m_output.get(), STDOUT_FILENO);
+}
+
+bool isJournalStream(int descriptor, std::string_view named)
+{
+    struct stat stream = {};
+    return ::fstat(descriptor, &stream) == 0 &&
+           named == std::to_string(stream.st_dev) + ':' + std::to_string(stream.st_ino);
+}
 
 StdoutDiagnostics::StdoutDiagnostics(int descriptor, Sink sink)
     : m_descriptor(descriptor)

@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/desktops/choice/front_window_source.h"
+#include "backends/desktops/choice/sources.h"
 #include "platform/frontmost_application.h"
+#include "platform/idle_time.h"
 #include "platform/window_title.h"
 
 #include <QObject>
@@ -33,9 +34,6 @@ class WindowChoice final : public QObject, public FrontmostApplication, public W
 public:
     /// `names` must outlive this.
     explicit WindowChoice(xdg::ApplicationNames& names);
-    WindowChoice(const WindowChoice&) = delete;
-    WindowChoice& operator=(const WindowChoice&) = delete;
-    ~WindowChoice() override;
 
     /// Adds the next best source, which must outlive this. `limitation` is a sentence that tells
     /// the user what it does not see; empty when it sees everything.
@@ -112,6 +110,29 @@ private:
     /// What it was made of.
     FrontWindow m_front;
     int m_edition = 0;
+};
+
+/// The idle time as the best of several sources knows it: the first one that is there. Unknown
+/// where none is.
+/// Main thread.
+class IdleChoice final : public IdleTime
+{
+public:
+    /// Adds the next best source, which must outlive this.
+    void add(IdleSource& source);
+
+    /// Whether a source is still being asked that would be chosen.
+    [[nodiscard]] bool isUndecided() const;
+
+    /// The name of what answers; empty when nothing does.
+    [[nodiscard]] QString nameOfChosen() const;
+
+    [[nodiscard]] double secondsSinceLastInput() override;
+
+private:
+    [[nodiscard]] IdleSource* present() const;
+
+    std::vector<IdleSource*> m_sources;
 };
 
 } // namespace platform::desktop

@@ -1,14 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "backends/desktops/choice/window_choice.h"
+#include "backends/desktops/choice/choices.h"
 
-#include "backends/desktops/choice/log.h"
+#include "backends/desktops/choice/sources.h"
 #include "backends/xdg/application_names.h"
 #include "backends/xdg/known_browsers.h"
 
 #include <QStringList>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace platform::desktop {
@@ -20,8 +21,6 @@ WindowChoice::WindowChoice(xdg::ApplicationNames& names)
     : m_names(names)
 {
 }
-
-WindowChoice::~WindowChoice() = default;
 
 void WindowChoice::add(FrontWindowSource& source, const QString& limitation)
 {
@@ -146,6 +145,42 @@ std::optional<QString> WindowChoice::focusedWindowTitle(const Application& appli
 {
     const bool isOfLatest = m_latest && m_latest->application.window == application.window;
     return isOfLatest ? m_front.title : std::nullopt;
+}
+
+void IdleChoice::add(IdleSource& source)
+{
+    m_sources.push_back(&source);
+    const auto log = [&source] {
+        qCInfo(lcWindows) << "idle time by" << source.name() << "is" << nameOf(source.presence());
+    };
+    QObject::connect(&source, &IdleSource::presenceChanged, &source, log);
+    log();
+}
+
+IdleSource* IdleChoice::present() const
+{
+    const auto found = std::ranges::find_if(
+        m_sources, [](const IdleSource* source) { return source->presence() != Presence::Absent; });
+    return found == m_sources.end() ? nullptr : *found;
+}
+
+bool IdleChoice::isUndecided() const
+{
+    const IdleSource* const source = present();
+    return source != nullptr && source->presence() == Presence::Asking;
+}
+
+QString IdleChoice::nameOfChosen() const
+{
+    const IdleSource* const source = present();
+    return source != nullptr && source->presence() == Presence::Here ? source->name() : QString();
+}
+
+double IdleChoice::secondsSinceLastInput()
+{
+    IdleSource* const source = present();
+    return source != nullptr ? source->secondsSinceLastInput()
+                             : std::numeric_limits<double>::quiet_NaN();
 }
 
 } // namespace platform::desktop
