@@ -2,15 +2,18 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/qt/proxy_lookup.h"
 #include "platform/http_client.h"
 
-#include <QNetworkAccessManager>
+#include <QObject>
 #include <QSslConfiguration>
 
 #include <memory>
 
+class QNetworkAccessManager;
+
 namespace platform::qt {
+
+class ProxyLookup;
 
 /// HTTP/1.1 over Qt Network, whose own thread does the transfers. To other machines it goes through
 /// the proxy that the desktop or the environment prescribes.
@@ -21,6 +24,7 @@ public:
     /// `tls` says which certificates are trusted; they are always verified.
     explicit NetworkHttpClient(
         const QSslConfiguration& tls = QSslConfiguration::defaultConfiguration());
+    ~NetworkHttpClient() override;
 
     [[nodiscard]] QFuture<HttpOutcome> send(const HttpRequest& request) override;
 
