@@ -68,16 +68,8 @@ T.Button {
         textFont: root.font
     }
 
-    Loader {
+    Tip {
         active: !root.showsText && root.hovered
-
-        sourceComponent: Tip {
-            // A component may be declared bound to the names around it only from Qt 6.5 on.
-            // qmllint disable unqualified
-            parent: root
-            text: root.description
-            visible: true
-            // qmllint enable unqualified
-        }
+        text: root.description
     }
 }

@@ -59,17 +59,8 @@ ColumnLayout {
     HoverHandler {
         id: hover
     }
-    Loader {
+    Tip {
         active: hover.hovered && label.truncated
-        visible: false
-
-        sourceComponent: Tip {
-            // A component may be declared bound to the names around it only from Qt 6.5 on.
-            // qmllint disable unqualified
-            parent: root
-            text: root.name + "\n" + root.durationText
-            visible: true
-            // qmllint enable unqualified
-        }
+        text: root.name + "\n" + root.durationText
     }
 }

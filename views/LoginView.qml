@@ -98,10 +98,13 @@ Rectangle {
                 onSubmitted: root.model.submitEmail()
                 onTextChanged: root.model.email = text
             }
-            SecureField {
+            // Dots on screen, and nothing of it for those who ask what the screen says.
+            InputField {
                 id: password
 
                 Layout.fillWidth: true
+                echoMode: TextInput.Password
+                inputMethodHints: Qt.ImhHiddenText | Qt.ImhSensitiveData | Qt.ImhNoPredictiveText | Qt.ImhNoAutoUppercase
                 placeholderText: qsTr("Password")
                 text: root.model.password
 

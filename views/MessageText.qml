@@ -33,17 +33,8 @@ StyledText {
                 root.holder.forceActiveFocus(Qt.MouseFocusReason);
         }
     }
-    Loader {
+    Tip {
         active: hover.hovered && root.truncated
-        visible: false
-
-        sourceComponent: Tip {
-            // A component may be declared bound to the names around it only from Qt 6.5 on.
-            // qmllint disable unqualified
-            parent: root
-            text: root.text
-            visible: true
-            // qmllint enable unqualified
-        }
+        text: root.text
     }
 }

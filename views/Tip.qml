@@ -4,26 +4,41 @@ import QtQuick
 import QtQuick.Templates as T
 import Quillstep.Views
 
-// What a control or a shortened text is, in full, while the pointer rests on it.
-T.ToolTip {
+// What its parent, a control or a shortened text, is in full; made while it is active, which is to be
+// while the pointer rests there.
+Loader {
     id: root
 
-    delay: 600
-    margins: 6
-    padding: 8
-    implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
-    implicitWidth: Math.min(420, contentItem.implicitWidth + leftPadding + rightPadding)
-    x: parent ? (parent.width - implicitWidth) / 2 : 0
-    y: parent ? parent.height + 6 : 0
+    required property string text
 
-    contentItem: StyledText {
-        color: "white"
-        font: TextStyles.subheadline
+    visible: false
+
+    sourceComponent: T.ToolTip {
+        id: tip
+
+        delay: 600
+        margins: 6
+        padding: 8
+        implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+        implicitWidth: Math.min(420, contentItem.implicitWidth + leftPadding + rightPadding)
+        // A component may be declared bound to the names around it only from Qt 6.5 on.
+        // qmllint disable unqualified
+        parent: root.parent
         text: root.text
-        wrapMode: Text.Wrap
-    }
-    background: Rectangle {
-        color: Colors.velomiraHeaderBg
-        radius: 6
+        // qmllint enable unqualified
+        visible: true
+        x: parent ? (parent.width - implicitWidth) / 2 : 0
+        y: parent ? parent.height + 6 : 0
+
+        contentItem: StyledText {
+            color: "white"
+            font: TextStyles.subheadline
+            text: tip.text
+            wrapMode: Text.Wrap
+        }
+        background: Rectangle {
+            color: Colors.velomiraHeaderBg
+            radius: 6
+        }
     }
 }

@@ -4,14 +4,15 @@
 
 #include "platform/app_activation.h"
 #include "platform/environment.h"
+#include "shell/app_menu.h"
 #include "views/accessible_control.h"
 #include "views/models/dashboard_model.h"
 #include "views/models/login_form.h"
 #include "views/models/settings_model.h"
-#include "views/window_view.h"
 
 #include <QColor>
 #include <QCoreApplication>
+#include <QEvent>
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QPainter>
@@ -137,6 +138,94 @@ void focusLoginWindow()
 
 } // namespace
 
+WindowActions::WindowActions(shell::AppMenu& menu, QWindow& window)
+    : QObject(&window)
+    , m_menu(menu)
+    , m_window(window)
+{
+}
+
+QStringList WindowActions::shortcuts()
+{
+    // All there can be: rows come and go with the state, the window stays.
+    return {QStringLiteral("Ctrl+D"), QStringLiteral("Ctrl+,"), QStringLiteral("Ctrl+Q")};
+}
+
+void WindowActions::choose(const QString& shortcut)
+{
+    m_menu.chooseByShortcut(shortcut);
+}
+
+void WindowActions::close()
+{
+    QMetaObject::invokeMethod(&m_window, "close", Qt::QueuedConnection);
+}
+
+WindowView::WindowView(QQmlEngine& engine)
+    : QQuickView(&engine, nullptr)
+{
+    connect(this, &QWindow::visibilityChanged, this, &WindowView::noteOnScreen);
+}
+
+WindowView::~WindowView()
+{
+    // Before what it shows, which would leave its bindings without their objects.
+    delete rootObject();
+}
+
+void WindowView::load(const QUrl& source, const QVariantMap& properties, const QSize& resizableFrom)
+{
+    const bool isResizable = !resizableFrom.isEmpty();
+    setResizeMode(isResizable ? SizeRootObjectToView : SizeViewToRootObject);
+    if (isResizable) {
+        setMinimumSize(resizableFrom);
+        resize(resizableFrom);
+    }
+    setInitialProperties(properties);
+    setSource(source);
+    if (isResizable || !rootObject())
+        return;
+    connect(rootObject(), &QQuickItem::heightChanged, this, &WindowView::fitToView);
+    connect(rootObject(), &QQuickItem::widthChanged, this, &WindowView::fitToView);
+    fitToView();
+}
+
+void WindowView::fitToView()
+{
+    const QSize wanted = rootObject()->size().toSize();
+    // In this order, so that the smallest size is never above the largest.
+    setMinimumSize(minimumSize().boundedTo(wanted));
+    setMaximumSize(wanted);
+    setMinimumSize(wanted);
+    resize(wanted);
+}
+
+bool WindowView::isOnScreen() const
+{
+    return isVisible() && isExposed() && visibility() != QWindow::Minimized;
+}
+
+void WindowView::noteOnScreen()
+{
+    const bool now = isOnScreen();
+    if (now != std::exchange(m_wasOnScreen, now))
+        Q_EMIT onScreenChanged(now);
+}
+
+bool WindowView::event(QEvent* event)
+{
+    const bool handled = QQuickView::event(event);
+    if (event->type() == QEvent::Close && event->isAccepted())
+        Q_EMIT closed();
+    return handled;
+}
+
+void WindowView::exposeEvent(QExposeEvent* event)
+{
+    noteOnScreen();
+    QQuickView::exposeEvent(event);
+}
+
 QmlWindowFactory::QmlWindowFactory(Context context)
     : m_context(std::move(context))
 {
@@ -156,7 +245,7 @@ void QmlWindowFactory::setUp()
     if (m_engine)
         return;
     qml_register_types_Quillstep_Views();
-    AccessibleControl::install();
+    describeControls();
     // Qt takes this once in the life of a process, and before its first window.
     if (QQuickWindow::sceneGraphBackend() != QLatin1StringView("software"))
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
@@ -191,10 +280,10 @@ void QmlWindowFactory::load(WindowView& view,
                             const QSize& resizableFrom) const
 {
     QObject* const actions = new WindowActions(m_context.menu, view);
-    view.load({.source = QStringLiteral("qrc:/qt/qml/Quillstep/Views/%1.qml").arg(file),
-               .properties = {{QStringLiteral("model"), QVariant::fromValue(&model)},
-                              {QStringLiteral("actions"), QVariant::fromValue(actions)}},
-               .resizableFrom = resizableFrom});
+    view.load(QStringLiteral("qrc:/qt/qml/Quillstep/Views/%1.qml").arg(file),
+              {{QStringLiteral("model"), QVariant::fromValue(&model)},
+               {QStringLiteral("actions"), QVariant::fromValue(actions)}},
+              resizableFrom);
 }
 
 AccountModel::Dependencies QmlWindowFactory::account() const

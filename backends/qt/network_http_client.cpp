@@ -2,12 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "backends/qt/network_http_client.h"
 
-#include "backends/qt/service_address.h"
 #include "base/build_config.h"
 #include "base/wipe.h"
 
 #include <QFuture>
 #include <QHash>
+#include <QHostAddress>
 #include <QIODevice>
 #include <QLoggingCategory>
 #include <QNetworkAccessManager>
@@ -28,6 +28,45 @@
 #include <utility>
 
 namespace platform::qt {
+
+namespace {
+
+int portOf(const QUrl& url)
+{
+    return url.port(url.scheme() == QLatin1StringView("https") ? 443 : 80);
+}
+
+} // namespace
+
+bool isLoopback(const QUrl& url)
+{
+    const QString host = url.host();
+    if (host == QLatin1StringView("localhost"))
+        return true;
+    // Only a literal: a name that resolves to this machine today may not do so tomorrow.
+    const QHostAddress address(host);
+    return !address.isNull() && address.isLoopback();
+}
+
+bool maySendTo(const QUrl& url)
+{
+    if (!url.isValid() || url.host().isEmpty())
+        return false;
+    return url.scheme() == QLatin1StringView("https") ||
+           (url.scheme() == QLatin1StringView("http") && isLoopback(url));
+}
+
+bool isSameOrigin(const QUrl& one, const QUrl& other)
+{
+    return one.scheme() == other.scheme() && one.host() == other.host() &&
+           portOf(one) == portOf(other);
+}
+
+QUrl redirectTarget(const QUrl& from, const QByteArray& location)
+{
+    const QUrl target = QUrl::fromEncoded(location, QUrl::StrictMode);
+    return location.isEmpty() || !target.isValid() ? QUrl() : from.resolved(target);
+}
 
 /// The proxies that the desktop or the environment (https_proxy, no_proxy) prescribes, asked for in
 /// the background: the system's answer may take a download. There is none to this machine.
@@ -252,22 +291,6 @@ TransferFailure timedOut(const QUrl& url, std::chrono::milliseconds limit)
                    url);
 }
 
-/// The answer is longer than `limit` bytes.
-TransferFailure tooLong(const QUrl& url, qint64 limit)
-{
-    return failure(
-        "tooLong",
-        QStringLiteral("The answer of %1 is longer than %2 bytes").arg(url.host()).arg(limit),
-        url);
-}
-
-/// `url` is not one to send a password to.
-TransferFailure notEncrypted(const QUrl& url)
-{
-    return notConnected(
-        "notEncrypted", QStringLiteral("its address does not begin with https"), url);
-}
-
 /// `from` redirects to `target`, which is not one to send a password to.
 TransferFailure insecureRedirect(const QUrl& from, const QUrl& target)
 {
@@ -275,19 +298,6 @@ TransferFailure insecureRedirect(const QUrl& from, const QUrl& target)
                    QStringLiteral("%1 redirects to %2, which is not encrypted")
                        .arg(from.host(), shown(target)),
                    from);
-}
-
-TransferFailure tooManyRedirects(const QUrl& url)
-{
-    return failure(
-        "tooManyRedirects", QStringLiteral("%1 redirects too many times").arg(url.host()), url);
-}
-
-/// The program ends.
-TransferFailure cancelled(const QUrl& url)
-{
-    return failure(
-        "cancelled", QStringLiteral("The request to %1 was cancelled").arg(url.host()), url);
 }
 
 /// One request on its way, over its redirects, to one outcome.
@@ -323,7 +333,9 @@ public:
     ~HttpTransfer() override
     {
         if (!m_promise.future().isFinished())
-            giveUp(cancelled(m_url));
+            giveUp(failure("cancelled",
+                           QStringLiteral("The request to %1 was cancelled").arg(m_url.host()),
+                           m_url));
     }
 
     [[nodiscard]] QFuture<HttpOutcome> outcome() const { return m_promise.future(); }
@@ -334,7 +346,9 @@ public:
         if (maySendTo(m_firstUrl))
             sendTo(m_firstUrl);
         else
-            finish(notEncrypted(m_firstUrl));
+            finish(notConnected("notEncrypted",
+                                QStringLiteral("its address does not begin with https"),
+                                m_firstUrl));
     }
 
 private:
@@ -408,7 +422,11 @@ private:
             return;
         const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         if (m_request.longAnswer == LongAnswer::Fails)
-            giveUp(tooLong(m_url, m_request.answerLimit));
+            giveUp(failure("tooLong",
+                           QStringLiteral("The answer of %1 is longer than %2 bytes")
+                               .arg(m_url.host())
+                               .arg(m_request.answerLimit),
+                           m_url));
         else
             giveUp(HttpResponse{.status = status, .body = m_body.first(m_request.answerLimit)});
     }
@@ -446,7 +464,9 @@ private:
         if (isDowngrade || !maySendTo(target)) {
             finish(insecureRedirect(m_url, target));
         } else if (m_redirects == kMostRedirects) {
-            finish(tooManyRedirects(m_firstUrl));
+            finish(failure("tooManyRedirects",
+                           QStringLiteral("%1 redirects too many times").arg(m_firstUrl.host()),
+                           m_firstUrl));
         } else {
             ++m_redirects;
             qCDebug(lcNetwork, "Redirect %d is followed", m_redirects);

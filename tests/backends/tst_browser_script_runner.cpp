@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "backends/page_addresses/browser_script_runner.h"
-#include "tracking/sample.h"
+#include "tracking/tracking_engine.h"
 
 #include <QTest>
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/page_addresses/page_title.h"
 #include "backends/xdg/known_browsers.h"
-#include "tracking/sample.h"
+#include "tracking/tracking_engine.h"
 
 #include <QTest>
 

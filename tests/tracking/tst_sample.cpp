@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "tracking/sample.h"
+#include "tracking/tracking_engine.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "views/models/local_day.h"
+#include "views/models/activity_totals.h"
 
 #include <QDateTime>
 #include <QTest>

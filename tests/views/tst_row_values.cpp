@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 // The width of a bar and what is said about synchronisation.
 #include "views/models/account_model.h"
-#include "views/models/activity_rows.h"
+#include "views/models/dashboard_model.h"
 
 #include <QTest>
 
