@@ -4,19 +4,14 @@ import QtQuick
 import QtQuick.Layouts
 import Quillstep.Views
 
-Rectangle {
+WindowContent {
     id: root
 
     required property DashboardModel model
-    required property WindowActions actions
 
-    color: Colors.velomiraBackgroundLight
     implicitHeight: 600
     implicitWidth: 800
 
-    WindowShortcuts {
-        actions: root.actions
-    }
     DashboardHeader {
         id: header
 

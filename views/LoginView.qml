@@ -4,22 +4,17 @@ import QtQuick
 import QtQuick.Layouts
 import Quillstep.Views
 
-Rectangle {
+WindowContent {
     id: root
 
     required property LoginForm model
-    required property WindowActions actions
 
     Keys.onEnterPressed: root.model.performLogin()
     Keys.onReturnPressed: root.model.performLogin()
-    color: Colors.velomiraBackgroundLight
+    closesByEscape: true
     height: column.implicitHeight + 48
     width: 360
 
-    WindowShortcuts {
-        actions: root.actions
-        closesByEscape: true
-    }
     Connections {
         target: root.model
 

@@ -4,20 +4,15 @@ import QtQuick
 import QtQuick.Layouts
 import Quillstep.Views
 
-Rectangle {
+WindowContent {
     id: root
 
     required property SettingsModel model
-    required property WindowActions actions
 
-    color: Colors.velomiraBackgroundLight
+    closesByEscape: true
     height: 620
     width: 480
 
-    WindowShortcuts {
-        actions: root.actions
-        closesByEscape: true
-    }
     Rectangle {
         id: header
 

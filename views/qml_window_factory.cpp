@@ -19,8 +19,11 @@
 #include <QQmlEngine>
 #include <QQuickImageProvider>
 #include <QQuickItem>
+#include <QQuickView>
 #include <QQuickWindow>
 #include <QSvgRenderer>
+#include <QUrl>
+#include <QVariantMap>
 
 #include <algorithm>
 #include <utility>
@@ -30,6 +33,106 @@
 void qml_register_types_Quillstep_Views();
 
 namespace views {
+
+/// A window with one view in it. Main thread.
+class WindowView final : public QQuickView
+{
+    Q_OBJECT
+
+public:
+    explicit WindowView(QQmlEngine& engine)
+        : QQuickView(&engine, nullptr)
+    {
+        connect(this, &QWindow::visibilityChanged, this, &WindowView::noteOnScreen);
+    }
+
+    ~WindowView() override
+    {
+        // Before what it shows, which would leave its bindings without their objects.
+        delete rootObject();
+    }
+
+    WindowView(const WindowView&) = delete;
+    WindowView& operator=(const WindowView&) = delete;
+
+    /// Shows the QML file `source`, which requires `properties`: each value is an object, which
+    /// must live as long as the view. `resizableFrom` is the smallest size, and the first one, of a
+    /// window that the user may resize; empty for one that is as large as its view.
+    void load(const QUrl& source, const QVariantMap& properties, const QSize& resizableFrom)
+    {
+        const bool isResizable = !resizableFrom.isEmpty();
+        setResizeMode(isResizable ? SizeRootObjectToView : SizeViewToRootObject);
+        if (isResizable) {
+            setMinimumSize(resizableFrom);
+            resize(resizableFrom);
+        }
+        setInitialProperties(properties);
+        setSource(source);
+        if (isResizable || !rootObject())
+            return;
+        connect(rootObject(), &QQuickItem::heightChanged, this, &WindowView::fitToView);
+        connect(rootObject(), &QQuickItem::widthChanged, this, &WindowView::fitToView);
+        fitToView();
+    }
+
+    /// Keeps `object` at least as long as the view.
+    void keep(std::shared_ptr<QObject> object) { m_kept = std::move(object); }
+
+    /// Whether the user has typed or begun something in it, as `test` says; by default, nothing.
+    void setUseTest(std::function<bool()> test) { m_useTest = std::move(test); }
+
+    [[nodiscard]] bool isInUse() const { return m_useTest && m_useTest(); }
+
+    /// True while somebody could see it.
+    [[nodiscard]] bool isOnScreen() const
+    {
+        return isVisible() && isExposed() && visibility() != QWindow::Minimized;
+    }
+
+Q_SIGNALS:
+    /// Before the first frame that shows it, and when it is out of sight.
+    void onScreenChanged(bool onScreen);
+
+    /// The user has closed it.
+    void closed();
+
+protected:
+    bool event(QEvent* event) override
+    {
+        const bool handled = QQuickView::event(event);
+        if (event->type() == QEvent::Close && event->isAccepted())
+            Q_EMIT closed();
+        return handled;
+    }
+
+    void exposeEvent(QExposeEvent* event) override
+    {
+        noteOnScreen();
+        QQuickView::exposeEvent(event);
+    }
+
+private:
+    void fitToView()
+    {
+        const QSize wanted = rootObject()->size().toSize();
+        // In this order, so that the smallest size is never above the largest.
+        setMinimumSize(minimumSize().boundedTo(wanted));
+        setMaximumSize(wanted);
+        setMinimumSize(wanted);
+        resize(wanted);
+    }
+
+    void noteOnScreen()
+    {
+        const bool now = isOnScreen();
+        if (now != std::exchange(m_wasOnScreen, now))
+            Q_EMIT onScreenChanged(now);
+    }
+
+    std::shared_ptr<QObject> m_kept;
+    std::function<bool()> m_useTest;
+    bool m_wasOnScreen = false;
+};
 
 namespace {
 
@@ -161,71 +264,6 @@ void WindowActions::close()
     QMetaObject::invokeMethod(&m_window, "close", Qt::QueuedConnection);
 }
 
-WindowView::WindowView(QQmlEngine& engine)
-    : QQuickView(&engine, nullptr)
-{
-    connect(this, &QWindow::visibilityChanged, this, &WindowView::noteOnScreen);
-}
-
-WindowView::~WindowView()
-{
-    // Before what it shows, which would leave its bindings without their objects.
-    delete rootObject();
-}
-
-void WindowView::load(const QUrl& source, const QVariantMap& properties, const QSize& resizableFrom)
-{
-    const bool isResizable = !resizableFrom.isEmpty();
-    setResizeMode(isResizable ? SizeRootObjectToView : SizeViewToRootObject);
-    if (isResizable) {
-        setMinimumSize(resizableFrom);
-        resize(resizableFrom);
-    }
-    setInitialProperties(properties);
-    setSource(source);
-    if (isResizable || !rootObject())
-        return;
-    connect(rootObject(), &QQuickItem::heightChanged, this, &WindowView::fitToView);
-    connect(rootObject(), &QQuickItem::widthChanged, this, &WindowView::fitToView);
-    fitToView();
-}
-
-void WindowView::fitToView()
-{
-    const QSize wanted = rootObject()->size().toSize();
-    // In this order, so that the smallest size is never above the largest.
-    setMinimumSize(minimumSize().boundedTo(wanted));
-    setMaximumSize(wanted);
-    setMinimumSize(wanted);
-    resize(wanted);
-}
-
-bool WindowView::isOnScreen() const
-{
-    return isVisible() && isExposed() && visibility() != QWindow::Minimized;
-}
-
-void WindowView::noteOnScreen()
-{
-    const bool now = isOnScreen();
-    if (now != std::exchange(m_wasOnScreen, now))
-        Q_EMIT onScreenChanged(now);
-}
-
-bool WindowView::event(QEvent* event)
-{
-    const bool handled = QQuickView::event(event);
-    if (event->type() == QEvent::Close && event->isAccepted())
-        Q_EMIT closed();
-    return handled;
-}
-
-void WindowView::exposeEvent(QExposeEvent* event)
-{
-    noteOnScreen();
-    QQuickView::exposeEvent(event);
-}
-
 QmlWindowFactory::QmlWindowFactory(Context context)
     : m_context(std::move(context))
 {
@@ -355,3 +393,5 @@ void QmlWindowFactory::showSettings(WindowView& view) const
 }
 
 } // namespace views
+
+#include "qml_window_factory.moc"

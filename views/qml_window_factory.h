@@ -7,13 +7,11 @@
 #include "shell/window_router.h"
 #include "views/models/account_model.h"
 
+#include <QObject>
 #include <QPointer>
-#include <QQuickView>
 #include <QSize>
 #include <QString>
 #include <QStringList>
-#include <QUrl>
-#include <QVariantMap>
 
 #include <functional>
 #include <memory>
@@ -55,53 +53,6 @@ public:
 private:
     shell::AppMenu& m_menu;
     QWindow& m_window;
-};
-
-/// A window with one view in it. Main thread.
-class WindowView final : public QQuickView
-{
-    Q_OBJECT
-
-public:
-    explicit WindowView(QQmlEngine& engine);
-    ~WindowView() override;
-    WindowView(const WindowView&) = delete;
-    WindowView& operator=(const WindowView&) = delete;
-
-    /// Shows the QML file `source`, which requires `properties`: each value is an object, which
-    /// must live as long as the view. `resizableFrom` is the smallest size, and the first one, of a
-    /// window that the user may resize; empty for one that is as large as its view.
-    void load(const QUrl& source, const QVariantMap& properties, const QSize& resizableFrom);
-
-    /// Keeps `object` at least as long as the view.
-    void keep(std::shared_ptr<QObject> object) { m_kept = std::move(object); }
-
-    /// Whether the user has typed or begun something in it, as `test` says; by default, nothing.
-    void setUseTest(std::function<bool()> test) { m_useTest = std::move(test); }
-
-    [[nodiscard]] bool isInUse() const { return m_useTest && m_useTest(); }
-
-    /// True while somebody could see it.
-    [[nodiscard]] bool isOnScreen() const;
-
-Q_SIGNALS:
-    /// Before the first frame that shows it, and when it is out of sight.
-    void onScreenChanged(bool onScreen);
-
-    /// The user has closed it.
-    void closed();
-
-protected:
-    bool event(QEvent* event) override;
-    void exposeEvent(QExposeEvent* event) override;
-
-private:
-    void fitToView();
-    void noteOnScreen();
-
-    std::shared_ptr<QObject> m_kept;
-    std::function<bool()> m_useTest;
-    bool m_wasOnScreen = false;
 };
 
 class WindowView;
