@@ -68,8 +68,16 @@ T.Button {
         textFont: root.font
     }
 
-    Tip {
+    Loader {
         active: !root.showsText && root.hovered
-        text: root.description
+
+        sourceComponent: Tip {
+            // A component may be declared bound to the names around it only from Qt 6.5 on.
+            // qmllint disable unqualified
+            parent: root
+            text: root.description
+            visible: true
+            // qmllint enable unqualified
+        }
     }
 }

@@ -48,64 +48,10 @@ Card {
         Repeater {
             model: root.rows
 
-            ColumnLayout {
-                id: row
-
-                required property string name
-                required property real duration
-                required property string durationText
-
-                Accessible.name: row.name
-                Accessible.description: row.durationText
-                Accessible.role: Accessible.ListItem
+            ActivityRow {
                 Layout.fillWidth: true
-                spacing: 4
-
-                RowLayout {
-                    spacing: 8
-
-                    StyledText {
-                        id: label
-
-                        Accessible.ignored: true
-                        Layout.fillWidth: true
-                        Layout.minimumWidth: 0
-                        color: Colors.velomiraGray1
-                        elide: Text.ElideMiddle
-                        font: TextStyles.subheadline
-                        maximumLineCount: 1
-                        text: row.name
-                        wrapMode: Text.NoWrap
-                    }
-                    StyledText {
-                        Accessible.ignored: true
-                        color: Colors.velomiraGray2
-                        font: TextStyles.captionDigits
-                        text: row.durationText
-                    }
-                }
-                Rectangle {
-                    id: track
-
-                    Layout.fillWidth: true
-                    color: Colors.velomiraGray5
-                    implicitHeight: 6
-                    radius: 3
-
-                    Rectangle {
-                        color: root.iconColor
-                        height: parent.height
-                        radius: 3
-                        width: root.rows.barWidth(track.width, row.duration, root.rows.maxDuration)
-                    }
-                }
-                HoverHandler {
-                    id: hover
-                }
-                Tip {
-                    active: hover.hovered && label.truncated
-                    text: row.name + "\n" + row.durationText
-                }
+                accent: root.iconColor
+                rows: root.rows
             }
         }
     }

@@ -15,10 +15,6 @@ Item {
 
     Accessible.name: root.title
     Accessible.role: Accessible.Grouping
-    // As wide as its neighbours in a row, and as high.
-    Layout.fillHeight: true
-    Layout.fillWidth: true
-    Layout.preferredWidth: 1
     implicitHeight: column.implicitHeight + 32
     implicitWidth: column.implicitWidth + 32
 

@@ -4,14 +4,19 @@ import QtQuick
 import QtQuick.Layouts
 import Quillstep.Views
 
-WindowContent {
+Rectangle {
     id: root
 
     required property DashboardModel model
+    required property WindowActions actions
 
+    color: Colors.velomiraBackgroundLight
     implicitHeight: 600
     implicitWidth: 800
 
+    WindowShortcuts {
+        actions: root.actions
+    }
     DashboardHeader {
         id: header
 
@@ -35,10 +40,8 @@ WindowContent {
             x: 20
             y: 20
 
-            // It may be read and heard like an error, but nothing has failed.
-            ErrorBox {
+            NoticeBox {
                 Layout.fillWidth: true
-                accent: Colors.velomiraBlue
                 message: root.model.notice
                 visible: root.model.notice.length > 0
             }
@@ -60,51 +63,34 @@ WindowContent {
                 spacing: 20
 
                 SyncCard {
+                    Layout.fillHeight: true
+                    Layout.fillWidth: true
+                    Layout.preferredWidth: 1
                     model: root.model
                 }
-                Card {
-                    id: tracking
-
-                    readonly property color toggleColor: root.model.isTracking ? Colors.velomiraOrange : Colors.green
-
-                    icon: "waveform.path.ecg"
-                    iconColor: Colors.velomiraOrange
-                    title: qsTr("Tracking Status")
-
-                    RowLayout {
-                        spacing: 8
-
-                        StatusDot {
-                            color: root.model.isTracking ? Colors.green : Colors.velomiraGray3
-                        }
-                        StyledText {
-                            Layout.fillWidth: true
-                            color: root.model.isTracking ? Colors.green : Colors.velomiraGray2
-                            font: TextStyles.subheadlineBold
-                            text: root.model.isTracking ? qsTr("Tracking Active") : qsTr("Tracking Paused")
-                        }
-                        ActionButton {
-                            font: TextStyles.captionBold
-                            foreground: tracking.toggleColor
-                            ground: Colors.withOpacity(tracking.toggleColor, 0.1)
-                            symbol: root.model.isTracking ? "pause.fill" : "play.fill"
-                            text: root.model.isTracking ? qsTr("Pause") : qsTr("Resume")
-
-                            onClicked: root.model.toggleTracking()
-                        }
-                    }
+                TrackingCard {
+                    Layout.fillHeight: true
+                    Layout.fillWidth: true
+                    Layout.preferredWidth: 1
+                    model: root.model
                 }
             }
             RowLayout {
                 spacing: 20
 
                 ActivityCard {
+                    Layout.fillHeight: true
+                    Layout.fillWidth: true
+                    Layout.preferredWidth: 1
                     icon: "app.badge"
                     iconColor: Colors.velomiraBlue
                     rows: root.model.topApps
                     title: qsTr("Top Apps")
                 }
                 ActivityCard {
+                    Layout.fillHeight: true
+                    Layout.fillWidth: true
+                    Layout.preferredWidth: 1
                     icon: "globe"
                     iconColor: Colors.velomiraOrange
                     rows: root.model.topWebsites

@@ -4,17 +4,22 @@ import QtQuick
 import QtQuick.Layouts
 import Quillstep.Views
 
-WindowContent {
+Rectangle {
     id: root
 
     required property LoginForm model
+    required property WindowActions actions
 
     Keys.onEnterPressed: root.model.performLogin()
     Keys.onReturnPressed: root.model.performLogin()
-    closesByEscape: true
+    color: Colors.velomiraBackgroundLight
     height: column.implicitHeight + 48
     width: 360
 
+    WindowShortcuts {
+        actions: root.actions
+        closesByEscape: true
+    }
     Connections {
         target: root.model
 
@@ -93,13 +98,10 @@ WindowContent {
                 onSubmitted: root.model.submitEmail()
                 onTextChanged: root.model.email = text
             }
-            // Dots on screen, and nothing of it for those who ask what the screen says.
-            InputField {
+            SecureField {
                 id: password
 
                 Layout.fillWidth: true
-                echoMode: TextInput.Password
-                inputMethodHints: Qt.ImhHiddenText | Qt.ImhSensitiveData | Qt.ImhNoPredictiveText | Qt.ImhNoAutoUppercase
                 placeholderText: qsTr("Password")
                 text: root.model.password
 

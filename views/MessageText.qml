@@ -33,8 +33,17 @@ StyledText {
                 root.holder.forceActiveFocus(Qt.MouseFocusReason);
         }
     }
-    Tip {
+    Loader {
         active: hover.hovered && root.truncated
-        text: root.text
+        visible: false
+
+        sourceComponent: Tip {
+            // A component may be declared bound to the names around it only from Qt 6.5 on.
+            // qmllint disable unqualified
+            parent: root
+            text: root.text
+            visible: true
+            // qmllint enable unqualified
+        }
     }
 }

@@ -82,7 +82,7 @@ QObject* tipOf(const QQuickItem& item)
 {
     for (const QObject* loader : item.findChildren<QObject*>()) {
         auto* const loaded = loader->property("item").value<QObject*>();
-        if (loaded && QByteArrayView(loader->metaObject()->className()).startsWith("Tip_QML"))
+        if (loaded && QByteArrayView(loaded->metaObject()->className()).startsWith("Tip_QML"))
             return loaded;
     }
     return nullptr;

@@ -5,14 +5,12 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import Quillstep.Views
 
-// What a window shows: on its ground it answers the menu's shortcuts, and Escape where that closes it.
-Rectangle {
+// The menu's shortcuts, which every window answers, and Escape where it closes the window.
+Item {
     id: root
 
     required property WindowActions actions
     property bool closesByEscape: false
-
-    color: Colors.velomiraBackgroundLight
 
     Instantiator {
         model: root.actions.shortcuts
