@@ -91,7 +91,7 @@ public:
 
 Q_SIGNALS:
     /// Before the first frame that shows it, and when it is out of sight.
-    void onScreenChanged(bool onScreen);
+    void onScreenChanged(bool /*onScreen*/);
 
     /// The user has closed it.
     void closed();
