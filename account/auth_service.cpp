@@ -2,16 +2,17 @@
 // SPDX-License-Identifier: MIT
 #include "account/auth_service.h"
 
-#include "account/login_messages.h"
-#include "account/service_client.h"
+#include "account/auth_records.h"
 #include "base/build_config.h"
 #include "base/exact_utf8.h"
+#include "base/uuid.h"
 #include "base/wipe.h"
 #include "platform/environment.h"
 
 #include <QCoroFuture>
 #include <QLoggingCategory>
 #include <QPointer>
+#include <QUrl>
 #include <QUtf8StringView>
 
 #include <utility>
@@ -30,11 +31,6 @@ const QString kNotEncodable = QStringLiteral("Failed to encode request");
 /// have replaced it; its value says nothing.
 const QString kSignedOut = QStringLiteral("signedOut");
 
-QString fromView(std::string_view text)
-{
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
 /// Makes `field` hold `value`; true when that changes it.
 template <typename T> bool assign(T& field, const T& value)
 {
@@ -45,6 +41,24 @@ template <typename T> bool assign(T& field, const T& value)
 }
 
 } // namespace
+
+std::optional<QString> serviceEndpoint(const QString& serviceUrl, const QString& path)
+{
+    const QUrl url(serviceUrl + path, QUrl::StrictMode);
+    if (!url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
+        return std::nullopt;
+    return url.toString(QUrl::FullyEncoded);
+}
+
+QString deviceIdentity(platform::UserDefaults& defaults, const QString& key)
+{
+    if (const std::optional<QString> stored = defaults.string(key))
+        return *stored;
+    const auto text = platform::Uuid::random().toText();
+    const QString created = QString::fromLatin1(text.data(), text.size());
+    defaults.setString(key, created);
+    return created;
+}
 
 AuthService::AuthService(const Dependencies& dependencies)
     : m_serviceUrl(dependencies.serviceUrl)
@@ -62,7 +76,7 @@ AuthService& AuthService::shared()
 {
     const platform::Environment& environment = platform::environment();
     static auto* const service = new AuthService({
-        .serviceUrl = fromView(platform::kServiceUrl),
+        .serviceUrl = platform::fromExactUtf8(platform::kServiceUrl),
         .userDefaults = environment.userDefaults,
         .secretStore = environment.secretStore,
         .httpClient = environment.httpClient,
@@ -162,7 +176,7 @@ bool AuthService::owesRemoval(const platform::UserDefaults& defaults)
 platform::SecretName AuthService::secretName()
 {
     return {
-        .service = fromView(platform::kBundleIdentifier),
+        .service = platform::fromExactUtf8(platform::kBundleIdentifier),
         .account = QStringLiteral("authToken"),
     };
 }

@@ -3,7 +3,6 @@
 #include "activity/activity_file_reader.h"
 
 #include "activity/activity_log_json.h"
-#include "activity/log.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -16,6 +15,8 @@
 #include <vector>
 
 namespace activity {
+
+Q_LOGGING_CATEGORY(lcStore, "velomira.store", QtCriticalMsg)
 
 namespace {
 
@@ -67,29 +68,93 @@ class JsonInput final
 {
 public:
     /// `device` must be open and outlive this object; `window` is the size to start with.
-    JsonInput(QIODevice& device, std::size_t window);
+    JsonInput(QIODevice& device, std::size_t window)
+        : m_device(device)
+        , m_fewCharacters(window / 2)
+        , m_window(window + ActivityDecoder::padding())
+    {
+    }
 
-    void skipByteOrderMark();
+    void skipByteOrderMark()
+    {
+        while (available() < kByteOrderMark.size() && readMore()) {
+        }
+        if (std::string_view(m_window.data() + m_next, available()).starts_with(kByteOrderMark))
+            m_next += kByteOrderMark.size();
+    }
 
     /// The next character that is not white space, without taking it; none at the end.
-    [[nodiscard]] std::optional<char> nextToken();
+    [[nodiscard]] std::optional<char> nextToken()
+    {
+        for (;;) {
+            while (m_next < m_end && isSpace(m_window[m_next]))
+                ++m_next;
+            if (m_next < m_end)
+                return m_window[m_next];
+            if (!readMore())
+                return std::nullopt;
+        }
+    }
 
     /// Takes `count` characters that have been looked at.
     void consume(std::size_t count = 1) { m_next += count; }
 
     /// Where, counted from the next character, the last record that is wholly in the window
     /// probably ends; 0 when there is no likely place. Constant time for ordinary text.
-    [[nodiscard]] std::size_t likelyEndOfRecords();
+    [[nodiscard]] std::size_t likelyEndOfRecords()
+    {
+        if (available() < m_fewCharacters)
+            readMore();
+        const std::string_view text(m_window.data() + m_next, available());
+        if (m_atEnd) {
+            const std::size_t close = text.find_last_of("}]");
+            if (close == std::string_view::npos)
+                return 0;
+            return text[close] == ']' ? close : close + 1;
+        }
+        const std::size_t between = text.rfind("},{");
+        return between == std::string_view::npos ? 0 : between + 1;
+    }
 
     /// Where the last record that is wholly in the window ends, by looking at every character;
     /// reads on until at least one is. 0 when the text ends before a record does.
-    [[nodiscard]] std::size_t endOfRecords();
+    [[nodiscard]] std::size_t endOfRecords()
+    {
+        RecordScanner scanner;
+        std::size_t lastEnd = 0;
+        for (std::size_t i = 0;; ++i) {
+            while (i >= available()) {
+                if (lastEnd > 0 || !readMore())
+                    return lastEnd;
+            }
+            const char c = m_window[m_next + i];
+            if (scanner.leaves(c))
+                return lastEnd;
+            if (scanner.take(c))
+                lastEnd = i + 1;
+        }
+    }
 
     /// The next `length` characters in square brackets and with room behind them, as a parser wants
     /// them. At least one character must have been taken before. The brackets overwrite the
     /// neighbours until restore(), before which no other function may be called.
-    [[nodiscard]] std::span<const char> asArray(std::size_t length);
-    void restore();
+    [[nodiscard]] std::span<const char> asArray(std::size_t length)
+    {
+        char* const before = m_window.data() + m_next - 1;
+        char* const behind = before + 1 + length;
+        m_before = *before;
+        m_behind = *behind;
+        m_bracketed = length;
+        *before = '[';
+        *behind = ']';
+        return {before, length + 2};
+    }
+
+    void restore()
+    {
+        m_window[m_next - 1] = m_before;
+        m_window[m_next + m_bracketed] = m_behind;
+    }
 
     /// True when the device reported an error.
     [[nodiscard]] bool failed() const { return m_failed; }
@@ -97,7 +162,28 @@ public:
 private:
     [[nodiscard]] std::size_t available() const { return m_end - m_next; }
 
-    bool readMore();
+    /// Reads more text behind what the window holds; false at the end.
+    bool readMore()
+    {
+        if (m_atEnd)
+            return false;
+        const std::size_t taken =
+            m_next > 0 ? m_next - 1 : 0; // asArray() needs one character in front
+        std::memmove(m_window.data(), m_window.data() + taken, m_end - taken);
+        m_next -= taken;
+        m_end -= taken;
+        if (m_end + ActivityDecoder::padding() == m_window.size())
+            m_window.resize(2 * m_window.size());
+        const std::size_t room = m_window.size() - ActivityDecoder::padding() - m_end;
+        const qint64 read = m_device.read(m_window.data() + m_end, static_cast<qint64>(room));
+        if (read <= 0) {
+            m_atEnd = true;
+            m_failed = read < 0;
+            return false;
+        }
+        m_end += static_cast<std::size_t>(read);
+        return true;
+    }
 
     QIODevice& m_device;
     std::size_t m_fewCharacters; // available, below which it is time to read on
@@ -110,105 +196,6 @@ private:
     char m_behind = 0;
     std::size_t m_bracketed = 0;
 };
-
-JsonInput::JsonInput(QIODevice& device, std::size_t window)
-    : m_device(device)
-    , m_fewCharacters(window / 2)
-    , m_window(window + ActivityDecoder::padding())
-{
-}
-
-void JsonInput::skipByteOrderMark()
-{
-    while (available() < kByteOrderMark.size() && readMore()) {
-    }
-    if (std::string_view(m_window.data() + m_next, available()).starts_with(kByteOrderMark))
-        m_next += kByteOrderMark.size();
-}
-
-std::optional<char> JsonInput::nextToken()
-{
-    for (;;) {
-        while (m_next < m_end && isSpace(m_window[m_next]))
-            ++m_next;
-        if (m_next < m_end)
-            return m_window[m_next];
-        if (!readMore())
-            return std::nullopt;
-    }
-}
-
-std::size_t JsonInput::likelyEndOfRecords()
-{
-    if (available() < m_fewCharacters)
-        readMore();
-    const std::string_view text(m_window.data() + m_next, available());
-    if (m_atEnd) {
-        const std::size_t close = text.find_last_of("}]");
-        if (close == std::string_view::npos)
-            return 0;
-        return text[close] == ']' ? close : close + 1;
-    }
-    const std::size_t between = text.rfind("},{");
-    return between == std::string_view::npos ? 0 : between + 1;
-}
-
-std::size_t JsonInput::endOfRecords()
-{
-    RecordScanner scanner;
-    std::size_t lastEnd = 0;
-    for (std::size_t i = 0;; ++i) {
-        while (i >= available()) {
-            if (lastEnd > 0 || !readMore())
-                return lastEnd;
-        }
-        const char c = m_window[m_next + i];
-        if (scanner.leaves(c))
-            return lastEnd;
-        if (scanner.take(c))
-            lastEnd = i + 1;
-    }
-}
-
-std::span<const char> JsonInput::asArray(std::size_t length)
-{
-    char* const before = m_window.data() + m_next - 1;
-    char* const behind = before + 1 + length;
-    m_before = *before;
-    m_behind = *behind;
-    m_bracketed = length;
-    *before = '[';
-    *behind = ']';
-    return {before, length + 2};
-}
-
-void JsonInput::restore()
-{
-    m_window[m_next - 1] = m_before;
-    m_window[m_next + m_bracketed] = m_behind;
-}
-
-/// Reads more text behind what the window holds; false at the end.
-bool JsonInput::readMore()
-{
-    if (m_atEnd)
-        return false;
-    const std::size_t taken = m_next > 0 ? m_next - 1 : 0; // asArray() needs one character in front
-    std::memmove(m_window.data(), m_window.data() + taken, m_end - taken);
-    m_next -= taken;
-    m_end -= taken;
-    if (m_end + ActivityDecoder::padding() == m_window.size())
-        m_window.resize(2 * m_window.size());
-    const std::size_t room = m_window.size() - ActivityDecoder::padding() - m_end;
-    const qint64 read = m_device.read(m_window.data() + m_end, static_cast<qint64>(room));
-    if (read <= 0) {
-        m_atEnd = true;
-        m_failed = read < 0;
-        return false;
-    }
-    m_end += static_cast<std::size_t>(read);
-    return true;
-}
 
 /// Takes the array apart into stretches of whole records, so that neither the text nor its parsed
 /// form is ever in memory as a whole.

@@ -3,16 +3,21 @@
 #pragma once
 
 #include "activity/activity_list.h"
-#include "activity/text_pool.h"
+#include "activity/shared_text.h"
 #include "platform/atomic_file.h"
 
 #include <QIODevice>
+#include <QLoggingCategory>
 #include <QString>
 
 #include <cstddef>
 #include <optional>
 
 namespace activity {
+
+/// What the store decides and what goes wrong in it, for developers; off by default. Nothing of
+/// what is recorded, and no path, which has the user's name in it.
+Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
 /// Small enough for what is parsed from it to stay in the processor's cache.
 inline constexpr std::size_t kReadWindow = 256UL * 1024;

@@ -3,8 +3,7 @@
 #pragma once
 
 #include "activity/activity_list.h"
-#include "activity/activity_log.h"
-#include "activity/text_pool.h"
+#include "activity/shared_text.h"
 
 #include <cstddef>
 #include <memory>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "activity/data_store.h"
 
-#include "activity/log.h"
+#include "activity/activity_file_reader.h"
 #include "activity/saver.h"
 #include "platform/atomic_file.h"
 #include "platform/diagnostics.h"
@@ -16,8 +16,6 @@
 #include <utility>
 
 namespace activity {
-
-Q_LOGGING_CATEGORY(lcStore, "velomira.store", QtCriticalMsg)
 
 namespace {
 
@@ -37,19 +35,8 @@ QString requiredPath(const std::optional<QString>& applicationSupport)
 DataStore::DataStore(const Dependencies& dependencies)
     : m_filePath(requiredPath(dependencies.applicationSupport))
     , m_file(dependencies.files.at(m_filePath))
-    , m_diagnostics(dependencies.diagnostics)
-    , m_bytesPerSecond(dependencies.bytesPerSecond)
-    , m_enterBackground(dependencies.enterBackground)
+    , m_to(dependencies)
 {
-    connect(
-        this,
-        &DataStore::flushed,
-        this,
-        [this] {
-            if (const auto after = std::exchange(m_afterFlush, nullptr))
-                after();
-        },
-        Qt::QueuedConnection);
     dependencies.files.makePrivateFolder(QFileInfo(m_filePath).path());
     if (!dependencies.readsInBackground) {
         adopt(readStoredActivities(m_filePath, *m_file));
@@ -116,7 +103,14 @@ void DataStore::flush(std::function<void()> done)
         return;
     }
     m_afterFlush = std::move(done);
-    m_saver->flush([this] { Q_EMIT flushed(QPrivateSignal()); });
+    m_saver->flush(
+        [this] { QMetaObject::invokeMethod(this, &DataStore::tellFlushed, Qt::QueuedConnection); });
+}
+
+void DataStore::tellFlushed()
+{
+    if (const auto after = std::exchange(m_afterFlush, nullptr))
+        after();
 }
 
 void DataStore::dropUnusedTexts()
@@ -144,7 +138,7 @@ bool DataStore::finishSaving(std::chrono::milliseconds limit)
     const auto deadline = std::chrono::steady_clock::now() + limit;
     if (m_reading.valid()) {
         if (m_reading.wait_until(deadline) != std::future_status::ready) {
-            m_diagnostics.line(
+            m_to.diagnostics.line(
                 QStringLiteral("Save failed: %1: not read in the time left before the end")
                     .arg(m_filePath));
             return false;
@@ -169,12 +163,12 @@ void DataStore::adopt(StoredActivities stored)
                     << "came meanwhile";
 
     m_saver = std::make_unique<Saver>(std::move(m_file),
-                                      m_diagnostics,
+                                      m_to.diagnostics,
                                       std::move(stored.list),
                                       Saver::Settings{
-                                          .bytesPerSecond = m_bytesPerSecond,
+                                          .bytesPerSecond = m_to.bytesPerSecond,
                                           .keepDamagedCopy = stored.isUnreadable,
-                                          .enterBackground = m_enterBackground,
+                                          .enterBackground = m_to.enterBackground,
                                       });
     if (stored.isRepaired || !added.empty())
         save();

@@ -4,7 +4,7 @@
 
 #include "activity/activity_file_reader.h"
 #include "activity/activity_list.h"
-#include "activity/text_pool.h"
+#include "activity/shared_text.h"
 #include "platform/environment.h"
 
 #include <QObject>
@@ -96,20 +96,17 @@ Q_SIGNALS:
     void activitiesAboutToChange();
     void activitiesChanged();
     void unusedTextsDropped();
-    /// From the saving thread.
-    void flushed(QPrivateSignal);
 
 private:
     void adopt(StoredActivities stored);
     [[nodiscard]] ActivityLog interned(ActivityLog log);
     void save();
+    void tellFlushed();
     void sweepSlice();
 
     QString m_filePath;
     std::unique_ptr<platform::AtomicFile> m_file; // until m_saver has it
-    platform::Diagnostics& m_diagnostics;
-    std::int64_t m_bytesPerSecond;
-    std::function<void()> m_enterBackground;
+    Dependencies m_to;
     std::function<void()> m_afterFlush; // of the newest request, an earlier one is forgotten
     TextPool m_pool;
     std::size_t m_partsToSweep = 0;

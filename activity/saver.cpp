@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "activity/saver.h"
 
+#include "activity/activity_file_reader.h"
 #include "activity/activity_log_json.h"
-#include "activity/log.h"
 
 #include <algorithm>
 #include <ctime>

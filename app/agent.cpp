@@ -9,6 +9,7 @@
 #include "backends/linux/linux_desktop.h"
 #include "backends/posix/this_process.h"
 #include "base/build_config.h"
+#include "base/exact_utf8.h"
 #include "sync/sync_service.h"
 #include "tracking/tracking_engine.h"
 #include "views/qml_window_factory.h"
@@ -19,7 +20,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <optional>
-#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -41,11 +41,6 @@ constexpr std::chrono::seconds kTimeForThePreviousInstance(6);
 constexpr std::chrono::seconds kTimeToTakeLeave(2);
 /// The event loop's result when the program is to start anew.
 constexpr int kStartAnew = 64;
-
-QString fromView(std::string_view text)
-{
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 QString farewell()
 {
@@ -107,7 +102,7 @@ views::QmlWindowFactory windowsOf(QuillstepApp& quillstep,
          .windows = quillstep.windows(),
          .menu = quillstep.menu(),
          .setIsShowingLogin = [&quillstep](bool value) { quillstep.setIsShowingLogin(value); },
-         .serviceUrl = fromView(platform::kServiceUrl)});
+         .serviceUrl = platform::fromExactUtf8(platform::kServiceUrl)});
 }
 
 /// What the desktop tells comes to the application, and what ends the program ends it.
@@ -251,8 +246,8 @@ int runAgent(int argc, char** argv, const CommandLine& commandLine, const Facili
 int runProgram(int argc, char** argv, const Facilities& facilities)
 {
     platform::posix::shieldThisProcess();
-    QCoreApplication::setApplicationName(fromView(platform::kExecutable));
-    QCoreApplication::setApplicationVersion(fromView(platform::kVersion));
+    QCoreApplication::setApplicationName(platform::fromExactUtf8(platform::kExecutable));
+    QCoreApplication::setApplicationVersion(platform::fromExactUtf8(platform::kVersion));
     const CommandLine commandLine = parseCommandLine(argc, argv);
     return commandLine.task == CommandLine::Task::Track
                ? runAgent(argc, argv, commandLine, facilities)

@@ -4,9 +4,10 @@
 
 #include "base/terminal_text.h"
 #include "platform/url_opener.h"
-#include "shell/scenes.h"
+#include "shell/window_router.h"
 
 #include <QCommandLineParser>
+#include <QCoreApplication>
 
 #include <algorithm>
 #include <cstdio>
@@ -118,15 +119,6 @@ QString faultIn(const Options& options)
     return {};
 }
 
-CommandLine orEnd(const Result<CommandLine>& read)
-{
-    if (!read) {
-        complain(read.error().text + QStringLiteral("; see --help"));
-        std::exit(EXIT_FAILURE);
-    }
-    return read.value();
-}
-
 } // namespace
 
 Result<CommandLine> readCommandLine(const QStringList& arguments)
@@ -152,23 +144,21 @@ Result<CommandLine> readCommandLine(const QStringList& arguments)
     return result;
 }
 
-CommandLine parseCommandLine(const QCoreApplication& application)
-{
-    Options options(withoutSession(QCoreApplication::arguments()));
-    if (options.isHelpWanted())
-        options.parser.process(application);
-    return orEnd(readCommandLine(QCoreApplication::arguments()));
-}
-
 CommandLine parseCommandLine(int argc, char** argv)
 {
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments += QString::fromLocal8Bit(argv[i]);
-    if (!Options(arguments).isHelpWanted())
-        return orEnd(readCommandLine(arguments));
-    const QCoreApplication application(argc, argv); // the help text asks it for its name
-    return parseCommandLine(application);
+    if (Options options(arguments); options.isHelpWanted()) {
+        const QCoreApplication application(argc, argv); // the help text asks it for its name
+        options.parser.process(application);
+    }
+    const Result<CommandLine> read = readCommandLine(arguments);
+    if (!read) {
+        complain(read.error().text + QStringLiteral("; see --help"));
+        std::exit(EXIT_FAILURE);
+    }
+    return read.value();
 }
 
 void complain(const QString& text)

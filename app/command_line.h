@@ -4,7 +4,6 @@
 
 #include "base/result.h"
 
-#include <QCoreApplication>
 #include <QString>
 #include <QStringList>
 
@@ -41,9 +40,6 @@ struct CommandLine
 /// Reads the arguments of main(). Needs no application object. Ends the process after --help and
 /// --version, and with a complaint when it does not understand them.
 [[nodiscard]] CommandLine parseCommandLine(int argc, char** argv);
-
-/// The same for an application that is there.
-[[nodiscard]] CommandLine parseCommandLine(const QCoreApplication& application);
 
 /// Writes `text` to standard error, as one line and with nothing that a terminal would act on.
 void complain(const QString& text);

@@ -2,20 +2,26 @@
 // SPDX-License-Identifier: MIT
 // The commands that need no window, for machines where none is at hand, too.
 #include "account/auth_service.h"
-#include "app/diagnosis.h"
+#include "activity/activity_file_reader.h"
+#include "activity/data_store.h"
 #include "app/program.h"
 #include "backends/dbus/application_service.h"
 #include "backends/dbus/bus_address.h"
 #include "backends/linux/linux_environment.h"
 #include "backends/page_addresses/browser_support.h"
+#include "base/build_config.h"
+#include "base/exact_utf8.h"
 #include "base/password_prompt.h"
 #include "base/wipe.h"
 #include "platform/application_requests.h"
+#include "platform/http_client.h"
 #include "platform/secret_store.h"
 
 #include <QCoreApplication>
 #include <QCoroFuture>
 #include <QCoroTask>
+#include <QFile>
+#include <QFileInfo>
 #include <QProcessEnvironment>
 #include <QScopeGuard>
 
@@ -40,6 +46,7 @@ using Answer = platform::Result<QString>; ///< the sentence to tell
 
 constexpr std::chrono::seconds kTimeForTheBus(3);
 constexpr std::chrono::seconds kTimeToLookAround(4);
+constexpr std::chrono::seconds kTimeToAnswer(3);
 constexpr std::chrono::seconds kTimeForTheSettings(2);
 constexpr std::chrono::minutes kTimeToUnlockTheKeyring(2);
 
@@ -53,13 +60,78 @@ int report(const Answer& outcome)
     return EXIT_SUCCESS;
 }
 
+QString contentReport(const QString& path)
+{
+    const QFileInfo info(path);
+    if (!info.exists())
+        return QStringLiteral("not there yet");
+    QFile file(path);
+    if (!info.isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return QStringLiteral("cannot be read: ") + file.errorString();
+    activity::TextPool pool;
+    const auto list = activity::readActivityFile(file, pool);
+    if (!list)
+        return QStringLiteral("damaged, %1 bytes; it will be kept beside the new one")
+            .arg(info.size());
+    return QStringLiteral("%1 records, %2 bytes").arg(list->size()).arg(info.size());
+}
+
+QString folderReport(const QString& folder)
+{
+    const QFileInfo info(folder);
+    if (!info.exists())
+        return QStringLiteral("not there yet");
+    if (!info.isDir())
+        return QStringLiteral("a file is in its place; move that away");
+    return info.isWritable() ? QStringLiteral("writable") : QStringLiteral("not writable");
+}
+
+QStringList activityFileReport(const platform::Environment& environment)
+{
+    if (!environment.applicationSupport)
+        return {QStringLiteral("data folder: unknown, set HOME or XDG_DATA_HOME")};
+    const QString path = activity::DataStore::filePathIn(*environment.applicationSupport);
+    return {
+        QStringLiteral("data file: ") + path,
+        QStringLiteral("data folder: ") + folderReport(QFileInfo(path).path()),
+        QStringLiteral("stored activity: ") + contentReport(path),
+    };
+}
+
+/// Prints the answer to --diagnose, a line each: what was found of the desktop; where the activity
+/// file is, whether it can be read and written, how much it holds; whether somebody is signed in
+/// and whether the service can be reached; how to have more told. Nothing personal, and nothing on
+/// disk is changed. Blocks on the disk; the keyring and the network have some seconds each at most.
 QCoro::Task<> diagnose(LinuxEnvironment* environment)
 {
     environment->waitUntilDecided(kTimeToLookAround);
+    const platform::Environment& facilities = environment->facilities();
+    const QString url = platform::fromExactUtf8(platform::kServiceUrl);
+    QStringList lines{QStringLiteral("version: ") + platform::fromExactUtf8(platform::kVersion)};
     const QString keyring = co_await environment->keyringState();
-    const QStringList desktop =
-        environment->report() + QStringList{QStringLiteral("keyring: ") + keyring};
-    print(co_await diagnosis(&environment->facilities(), desktop), stdout);
+    lines += environment->report();
+    lines += QStringLiteral("keyring: ") + keyring;
+    lines += activityFileReport(facilities);
+    const auto session = co_await facilities.secretStore.read(AuthService::secretName());
+    const bool isSignedIn = session && !AuthService::owesRemoval(facilities.userDefaults);
+    lines += QStringLiteral("account: signed ") +
+             (isSignedIn ? QStringLiteral("in") : QStringLiteral("out"));
+    lines += QStringLiteral("service: ") + url;
+    const platform::HttpRequest question{
+        .method = platform::HttpMethod::Get,
+        .url = url,
+        .headers = {},
+        .body = {},
+        .idleLimit = kTimeToAnswer,
+        .longAnswer = platform::LongAnswer::IsCut,
+    };
+    const platform::HttpOutcome answer = co_await facilities.httpClient.send(question);
+    const auto* const failure = std::get_if<platform::TransferFailure>(&answer);
+    lines +=
+        QStringLiteral("service answers: ") + (failure ? failure->text : QStringLiteral("yes"));
+    lines += QStringLiteral("more: start it with QT_LOGGING_RULES=\"velomira.*=true\" in the "
+                            "environment, and it tells on standard error what it decides");
+    print(lines, stdout);
 }
 
 /// Without a look at other instances; the result is what went wrong.

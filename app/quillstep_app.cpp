@@ -8,7 +8,7 @@
 #include "platform/main_queue.h"
 #include "platform/status_item.h"
 #include "platform/url_opener.h"
-#include "shell/scenes.h"
+#include "shell/window_router.h"
 
 #include <QPointer>
 

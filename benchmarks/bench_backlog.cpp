@@ -3,7 +3,7 @@
 // The upload of a long backlog, over loopback to another process that reads it and throws it away:
 // how far the program's memory grows meanwhile, and how long anything ever holds the main thread.
 // And what the attempts cost while nobody is there.
-#include "activity/activity_log.h"
+#include "activity/activity_list.h"
 #include "backends/posix/this_process.h"
 #include "benchmarks/upload_bench.h"
 

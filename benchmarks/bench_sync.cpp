@@ -4,7 +4,7 @@
 #include "base/url_components.h"
 #include "benchmarks/workload.h"
 #include "sync/aggregation.h"
-#include "sync/upload_rows.h"
+#include "sync/upload_body.h"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "activity/activity_list.h"
-#include "activity/activity_log.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -3,7 +3,6 @@
 #include "sync/sync_service.h"
 
 #include "account/auth_service.h"
-#include "account/service_client.h"
 #include "activity/data_store.h"
 #include "base/build_config.h"
 #include "base/exact_utf8.h"
@@ -12,8 +11,7 @@
 #include "platform/clock.h"
 #include "platform/diagnostics.h"
 #include "platform/user_defaults.h"
-#include "sync/sync_counters.h"
-#include "sync/upload_rows.h"
+#include "sync/upload_body.h"
 
 #include <QCoroFuture>
 #include <QLoggingCategory>
@@ -26,6 +24,7 @@
 #include <algorithm>
 #include <chrono>
 #include <iterator>
+#include <limits>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -55,6 +54,12 @@ const QString kFailedWithError = QStringLiteral("Velomira Sync Failed with error
 const QString kNotEncodable = QStringLiteral("EncodingFailure: ");
 const QString kSynced = QStringLiteral("Velomira Sync Success: Synced %1 activity records.");
 
+// What the settings hold about uploads (docs/formats.md, "Settings file").
+const QString kSyncInterval = QStringLiteral("syncInterval");
+const QString kLastSyncTime = QStringLiteral("lastSyncTime");
+const QString kLastSyncRecordCount = QStringLiteral("lastSyncRecordCount");
+const QString kTotalRecordsSynced = QStringLiteral("totalRecordsSynced");
+
 constexpr qint64 kLongestErrorBody = 65'536;
 constexpr std::chrono::seconds kTimeToLetGo(1);
 constexpr std::chrono::hours kLongestPeriod(7 * 24);
@@ -64,6 +69,23 @@ constexpr std::size_t kAtOnce = 4'000;
 constexpr int kOk = 200;
 constexpr int kCreated = 201;
 const QString kPath = QStringLiteral("/api/activity-log");
+
+/// The upload period in minutes, at least 1.
+qint64 intervalMinutes(const platform::UserDefaults& defaults)
+{
+    return std::max<qint64>(1, defaults.integer(kSyncInterval).value_or(0));
+}
+
+/// Notes that `rows` have been delivered. Ends the process when their total does not fit into 64
+/// bits.
+void countDelivery(platform::UserDefaults& defaults, qint64 rows)
+{
+    const qint64 total = defaults.integer(kTotalRecordsSynced).value_or(0);
+    if (total > std::numeric_limits<qint64>::max() - rows)
+        qFatal("The total of uploaded records is too large");
+    defaults.setInteger(kLastSyncRecordCount, rows);
+    defaults.setInteger(kTotalRecordsSynced, total + rows);
+}
 
 /// A thread that does `work`; one that does not run when the system has none left.
 std::jthread threadFor(std::function<void()> work)
@@ -106,11 +128,10 @@ SyncService::~SyncService() = default;
 
 SyncService& SyncService::shared()
 {
-    static auto* const service = new SyncService(
-        platform::environment(),
-        QString::fromUtf8(platform::kServiceUrl.data(), platform::kServiceUrl.size()),
-        account::AuthService::shared(),
-        activity::DataStore::shared());
+    static auto* const service = new SyncService(platform::environment(),
+                                                 platform::fromExactUtf8(platform::kServiceUrl),
+                                                 account::AuthService::shared(),
+                                                 activity::DataStore::shared());
     return *service;
 }
 
@@ -262,26 +283,25 @@ platform::HttpRequest SyncService::requestTo(const QString& url)
 
 QCoro::Task<> SyncService::record(platform::HttpOutcome outcome)
 {
-    if (const auto* const failure = std::get_if<platform::TransferFailure>(&outcome))
+    if (const auto* const failure = std::get_if<platform::TransferFailure>(&outcome)) {
         failWith(failure->text, failure->description);
-    else if (const auto* const response = std::get_if<platform::HttpResponse>(&outcome))
-        co_await recordAnswer(*response);
-    else
+        co_return;
+    }
+    const auto* const response = std::get_if<platform::HttpResponse>(&outcome);
+    if (response == nullptr) {
         fail(kInvalidResponse);
-}
-
-QCoro::Task<> SyncService::recordAnswer(platform::HttpResponse response)
-{
-    log(kStatus.arg(response.status));
-    if (response.status == kOk || response.status == kCreated) {
+        co_return;
+    }
+    log(kStatus.arg(response->status));
+    if (response->status == kOk || response->status == kCreated) {
         co_await recordDelivery();
         co_return;
     }
-    if (const std::optional<QString> text = errorText(response.body))
+    if (const std::optional<QString> text = errorText(response->body))
         log(kErrorBody + *text);
     else
         qCInfo(lcSync) << "the body of the refusal is no text";
-    const QString message = kRefused.arg(response.status);
+    const QString message = kRefused.arg(response->status);
     fail(message);
     log(kFailed + message);
 }
@@ -311,7 +331,7 @@ void SyncService::recordNothingToSend()
 {
     // Whoever hears that the attempt is over reads when that was, which has no signal of its own.
     setLastSyncTime(m_environment.clock.now());
-    countNothing(m_environment.userDefaults);
+    m_environment.userDefaults.setInteger(kLastSyncRecordCount, 0);
     setIsSyncing(false);
 }
 
@@ -343,12 +363,15 @@ void SyncService::discard(activity::ActivityIds delivered)
 
 std::optional<double> SyncService::lastSyncTime() const
 {
-    return syncing::lastSyncTime(m_environment.userDefaults);
+    return m_environment.userDefaults.date(kLastSyncTime);
 }
 
 void SyncService::setLastSyncTime(std::optional<double> time)
 {
-    syncing::setLastSyncTime(m_environment.userDefaults, time);
+    if (time)
+        m_environment.userDefaults.setDate(kLastSyncTime, *time);
+    else
+        m_environment.userDefaults.remove(kLastSyncTime);
 }
 
 QString SyncService::getDeviceID()

@@ -104,7 +104,6 @@ private:
     QCoro::Task<bool> inBackground(std::function<void()> work);
     [[nodiscard]] platform::HttpRequest requestTo(const QString& url);
     QCoro::Task<> record(platform::HttpOutcome outcome);
-    QCoro::Task<> recordAnswer(platform::HttpResponse response);
     QCoro::Task<> recordDelivery();
     void recordNothingToSend();
     void fail(const QString& text);

@@ -2,14 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "tracking/tracking_engine.h"
 
-#include "activity/activity_log.h"
+#include "activity/activity_list.h"
 #include "activity/data_store.h"
+#include "base/truncated.h"
 #include "platform/clock.h"
 #include "platform/diagnostics.h"
 #include "platform/idle_time.h"
 #include "platform/script_runner.h"
 #include "platform/window_title.h"
-#include "tracking/sample.h"
 
 #include <QLoggingCategory>
 
@@ -20,6 +20,13 @@ namespace tracking {
 
 namespace {
 
+constexpr QLatin1StringView kUnknown("Unknown");
+constexpr QLatin1StringView kNoAddress("--");
+constexpr QStringView kChromeScript =
+    u"tell application \"Google Chrome\" to return URL of active tab of front window";
+constexpr QStringView kSafariScript =
+    u"tell application \"Safari\" to return URL of front document";
+
 // For developers; off by default. Nothing of what is in front.
 Q_LOGGING_CATEGORY(lcTracking, "velomira.tracking", QtCriticalMsg)
 
@@ -27,6 +34,42 @@ constexpr std::chrono::seconds kInterval(1);
 constexpr double kSampleSeconds = 1.0;
 
 } // namespace
+
+bool isIdle(double idleSeconds, double threshold)
+{
+    return idleSeconds > threshold;
+}
+
+QString applicationName(const platform::Application& application)
+{
+    if (application.localizedName)
+        return *application.localizedName;
+    return application.bundleIdentifier.value_or(kUnknown);
+}
+
+std::optional<QStringView> addressScript(const std::optional<QString>& identifier)
+{
+    // The identifier carries the dialect that a browser answers to.
+    if (identifier && identifier->contains(QLatin1StringView("Chrome")))
+        return kChromeScript;
+    if (identifier && identifier->contains(QLatin1StringView("Safari")))
+        return kSafariScript;
+    return std::nullopt;
+}
+
+QString tickLine(const QString& name, const QString& title, const std::optional<QString>& address)
+{
+    const QLatin1StringView bar(" | ");
+    return QLatin1StringView("Tick: ") + name + bar + title + bar + address.value_or(kNoAddress);
+}
+
+QString idleLine(double idleSeconds)
+{
+    const auto seconds = platform::truncated(idleSeconds);
+    if (!seconds)
+        qFatal("The idle time, %f s, is not a number of seconds", idleSeconds);
+    return QLatin1StringView("Idle: ") + QString::number(*seconds) + QLatin1Char('s');
+}
 
 TrackingEngine::TrackingEngine(const platform::Environment& environment, activity::DataStore& store)
     : m_environment(environment)
@@ -65,7 +108,9 @@ void TrackingEngine::stop()
 
 void TrackingEngine::tick()
 {
-    setIdleTime(m_environment.idleTime.secondsSinceLastInput());
+    const double idle = m_environment.idleTime.secondsSinceLastInput();
+    if (std::exchange(m_idleTime, idle) != idle)
+        Q_EMIT idleTimeChanged();
     if (isIdle(m_idleTime, idleThreshold)) {
         m_environment.diagnostics.line(idleLine(m_idleTime));
         return;
@@ -84,7 +129,8 @@ void TrackingEngine::tick()
     if (std::exchange(m_currentTitle, title) != title)
         Q_EMIT currentTitleChanged();
 
-    const std::optional<QString> address = addressFor(application->bundleIdentifier);
+    const std::optional<QStringView> script = addressScript(application->bundleIdentifier);
+    const std::optional<QString> address = script ? runAppleScript(*script) : std::nullopt;
     const QString shown = address.value_or(QString());
     if (std::exchange(m_currentURL, shown) != shown)
         Q_EMIT currentURLChanged();
@@ -110,12 +156,6 @@ void TrackingEngine::tick()
     m_environment.diagnostics.line(m_sample->line);
 }
 
-std::optional<QString> TrackingEngine::addressFor(const std::optional<QString>& bundleIdentifier)
-{
-    const std::optional<QStringView> script = addressScript(bundleIdentifier);
-    return script ? runAppleScript(*script) : std::nullopt;
-}
-
 std::optional<QString> TrackingEngine::runAppleScript(QStringView source)
 {
     // Whatever went wrong, the sample is worth having without the address.
@@ -131,12 +171,6 @@ void TrackingEngine::setTimer(std::unique_ptr<platform::RepeatingTimer> timer)
         return;
     m_timer = std::move(timer);
     Q_EMIT timerChanged();
-}
-
-void TrackingEngine::setIdleTime(double seconds)
-{
-    if (std::exchange(m_idleTime, seconds) != seconds)
-        Q_EMIT idleTimeChanged();
 }
 
 } // namespace tracking

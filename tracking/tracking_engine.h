@@ -9,6 +9,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QStringView>
 
 #include <memory>
 #include <optional>
@@ -18,6 +19,27 @@ class DataStore;
 }
 
 namespace tracking {
+
+/// The rules by which one look at the desktop becomes one sample. Pure functions, any thread.
+
+/// True when nobody has touched the machine for longer than `threshold` seconds. Not-a-number,
+/// "unknown", counts as activity.
+[[nodiscard]] bool isIdle(double idleSeconds, double threshold);
+
+/// The name to record for `application`: its own, else its identifier, else "Unknown".
+[[nodiscard]] QString applicationName(const platform::Application& application);
+
+/// The script that asks the browser with this identifier for the address on show; none for every
+/// other application.
+[[nodiscard]] std::optional<QStringView> addressScript(const std::optional<QString>& identifier);
+
+/// The line that reports a recorded sample.
+[[nodiscard]] QString
+tickLine(const QString& name, const QString& title, const std::optional<QString>& address);
+
+/// The line that reports a tick without a sample, with the seconds cut to a whole number. A number
+/// of seconds that no 64-bit integer holds ends the program.
+[[nodiscard]] QString idleLine(double idleSeconds);
 
 /// The sampler: once a second, while tracking is on and the user is active, one record of the
 /// application in front, the title of its window and, for browsers, the address of the page.
@@ -90,10 +112,8 @@ private:
     };
 
     void tick();
-    [[nodiscard]] std::optional<QString> addressFor(const std::optional<QString>& bundleIdentifier);
     [[nodiscard]] std::optional<QString> runAppleScript(QStringView source);
     void setTimer(std::unique_ptr<platform::RepeatingTimer> timer);
-    void setIdleTime(double seconds);
 
     const platform::Environment& m_environment;
     activity::DataStore& m_store;

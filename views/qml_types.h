@@ -4,11 +4,10 @@
 
 #include "views/desktop_style.h"
 #include "views/models/account_model.h"
-#include "views/models/activity_rows.h"
 #include "views/models/dashboard_model.h"
 #include "views/models/login_form.h"
 #include "views/models/settings_model.h"
-#include "views/window_view.h"
+#include "views/qml_window_factory.h"
 
 #include <qqml.h>
 

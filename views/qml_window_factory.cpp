@@ -4,22 +4,26 @@
 
 #include "platform/app_activation.h"
 #include "platform/environment.h"
+#include "shell/app_menu.h"
 #include "views/accessible_control.h"
 #include "views/models/dashboard_model.h"
 #include "views/models/login_form.h"
 #include "views/models/settings_model.h"
-#include "views/window_view.h"
 
 #include <QColor>
 #include <QCoreApplication>
+#include <QEvent>
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QPainter>
 #include <QQmlEngine>
 #include <QQuickImageProvider>
 #include <QQuickItem>
+#include <QQuickView>
 #include <QQuickWindow>
 #include <QSvgRenderer>
+#include <QUrl>
+#include <QVariantMap>
 
 #include <algorithm>
 #include <utility>
@@ -29,6 +33,106 @@
 void qml_register_types_Quillstep_Views();
 
 namespace views {
+
+/// A window with one view in it. Main thread.
+class WindowView final : public QQuickView
+{
+    Q_OBJECT
+
+public:
+    explicit WindowView(QQmlEngine& engine)
+        : QQuickView(&engine, nullptr)
+    {
+        connect(this, &QWindow::visibilityChanged, this, &WindowView::noteOnScreen);
+    }
+
+    ~WindowView() override
+    {
+        // Before what it shows, which would leave its bindings without their objects.
+        delete rootObject();
+    }
+
+    WindowView(const WindowView&) = delete;
+    WindowView& operator=(const WindowView&) = delete;
+
+    /// Shows the QML file `source`, which requires `properties`: each value is an object, which
+    /// must live as long as the view. `resizableFrom` is the smallest size, and the first one, of a
+    /// window that the user may resize; empty for one that is as large as its view.
+    void load(const QUrl& source, const QVariantMap& properties, const QSize& resizableFrom)
+    {
+        const bool isResizable = !resizableFrom.isEmpty();
+        setResizeMode(isResizable ? SizeRootObjectToView : SizeViewToRootObject);
+        if (isResizable) {
+            setMinimumSize(resizableFrom);
+            resize(resizableFrom);
+        }
+        setInitialProperties(properties);
+        setSource(source);
+        if (isResizable || !rootObject())
+            return;
+        connect(rootObject(), &QQuickItem::heightChanged, this, &WindowView::fitToView);
+        connect(rootObject(), &QQuickItem::widthChanged, this, &WindowView::fitToView);
+        fitToView();
+    }
+
+    /// Keeps `object` at least as long as the view.
+    void keep(std::shared_ptr<QObject> object) { m_kept = std::move(object); }
+
+    /// Whether the user has typed or begun something in it, as `test` says; by default, nothing.
+    void setUseTest(std::function<bool()> test) { m_useTest = std::move(test); }
+
+    [[nodiscard]] bool isInUse() const { return m_useTest && m_useTest(); }
+
+    /// True while somebody could see it.
+    [[nodiscard]] bool isOnScreen() const
+    {
+        return isVisible() && isExposed() && visibility() != QWindow::Minimized;
+    }
+
+Q_SIGNALS:
+    /// Before the first frame that shows it, and when it is out of sight.
+    void onScreenChanged(bool /*onScreen*/);
+
+    /// The user has closed it.
+    void closed();
+
+protected:
+    bool event(QEvent* event) override
+    {
+        const bool handled = QQuickView::event(event);
+        if (event->type() == QEvent::Close && event->isAccepted())
+            Q_EMIT closed();
+        return handled;
+    }
+
+    void exposeEvent(QExposeEvent* event) override
+    {
+        noteOnScreen();
+        QQuickView::exposeEvent(event);
+    }
+
+private:
+    void fitToView()
+    {
+        const QSize wanted = rootObject()->size().toSize();
+        // In this order, so that the smallest size is never above the largest.
+        setMinimumSize(minimumSize().boundedTo(wanted));
+        setMaximumSize(wanted);
+        setMinimumSize(wanted);
+        resize(wanted);
+    }
+
+    void noteOnScreen()
+    {
+        const bool now = isOnScreen();
+        if (now != std::exchange(m_wasOnScreen, now))
+            Q_EMIT onScreenChanged(now);
+    }
+
+    std::shared_ptr<QObject> m_kept;
+    std::function<bool()> m_useTest;
+    bool m_wasOnScreen = false;
+};
 
 namespace {
 
@@ -137,6 +241,29 @@ void focusLoginWindow()
 
 } // namespace
 
+WindowActions::WindowActions(shell::AppMenu& menu, QWindow& window)
+    : QObject(&window)
+    , m_menu(menu)
+    , m_window(window)
+{
+}
+
+QStringList WindowActions::shortcuts()
+{
+    // All there can be: rows come and go with the state, the window stays.
+    return {QStringLiteral("Ctrl+D"), QStringLiteral("Ctrl+,"), QStringLiteral("Ctrl+Q")};
+}
+
+void WindowActions::choose(const QString& shortcut)
+{
+    m_menu.chooseByShortcut(shortcut);
+}
+
+void WindowActions::close()
+{
+    QMetaObject::invokeMethod(&m_window, "close", Qt::QueuedConnection);
+}
+
 QmlWindowFactory::QmlWindowFactory(Context context)
     : m_context(std::move(context))
 {
@@ -156,7 +283,7 @@ void QmlWindowFactory::setUp()
     if (m_engine)
         return;
     qml_register_types_Quillstep_Views();
-    AccessibleControl::install();
+    describeControls();
     // Qt takes this once in the life of a process, and before its first window.
     if (QQuickWindow::sceneGraphBackend() != QLatin1StringView("software"))
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
@@ -191,10 +318,10 @@ void QmlWindowFactory::load(WindowView& view,
                             const QSize& resizableFrom) const
 {
     QObject* const actions = new WindowActions(m_context.menu, view);
-    view.load({.source = QStringLiteral("qrc:/qt/qml/Quillstep/Views/%1.qml").arg(file),
-               .properties = {{QStringLiteral("model"), QVariant::fromValue(&model)},
-                              {QStringLiteral("actions"), QVariant::fromValue(actions)}},
-               .resizableFrom = resizableFrom});
+    view.load(QStringLiteral("qrc:/qt/qml/Quillstep/Views/%1.qml").arg(file),
+              {{QStringLiteral("model"), QVariant::fromValue(&model)},
+               {QStringLiteral("actions"), QVariant::fromValue(actions)}},
+              resizableFrom);
 }
 
 AccountModel::Dependencies QmlWindowFactory::account() const
@@ -266,3 +393,5 @@ void QmlWindowFactory::showSettings(WindowView& view) const
 }
 
 } // namespace views
+
+#include "qml_window_factory.moc"

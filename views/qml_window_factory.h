@@ -7,11 +7,15 @@
 #include "shell/window_router.h"
 #include "views/models/account_model.h"
 
+#include <QObject>
 #include <QPointer>
+#include <QSize>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 class QQmlEngine;
@@ -25,6 +29,31 @@ class AppMenu;
 }
 
 namespace views {
+
+/// What the keyboard does in every window: the menu's shortcuts, and closing it.
+/// Main thread; the menu must outlive it.
+class WindowActions final : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QList<QString> shortcuts READ shortcuts CONSTANT FINAL)
+
+public:
+    /// Owned by `window`.
+    WindowActions(shell::AppMenu& menu, QWindow& window);
+
+    /// The shortcuts of the menu: "Ctrl+D".
+    [[nodiscard]] static QStringList shortcuts();
+
+    /// Does what the row of the menu with this shortcut does, if there is one now.
+    Q_INVOKABLE void choose(const QString& shortcut);
+
+    /// From the event loop: what asks for it is part of the window.
+    Q_INVOKABLE void close();
+
+private:
+    shell::AppMenu& m_menu;
+    QWindow& m_window;
+};
 
 class WindowView;
 

@@ -7,10 +7,9 @@
 #include "backends/posix/standard_output.h"
 #include "backends/posix/this_process.h"
 #include "backends/qt/desktop_url_opener.h"
-#include "backends/qt/qt_main_queue.h"
+#include "backends/qt/qt_repeating_timers.h"
 #include "backends/qt/system_tray_item.h"
 #include "backends/qt/window_activation.h"
-#include "backends/qt/without_opengl.h"
 #include "backends/xdg/autostart_login_item.h"
 #include "base/build_config.h"
 

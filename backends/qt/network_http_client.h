@@ -2,15 +2,33 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/qt/proxy_lookup.h"
 #include "platform/http_client.h"
 
-#include <QNetworkAccessManager>
+#include <QObject>
 #include <QSslConfiguration>
+#include <QString>
+#include <QUrl>
 
 #include <memory>
 
+class QNetworkAccessManager;
+
 namespace platform::qt {
+
+/// True for an address by which this machine reaches itself: localhost, 127.0.0.0/8, ::1.
+[[nodiscard]] bool isLoopback(const QUrl& url);
+
+/// True where a password may be sent: https with a host, or http to this machine.
+[[nodiscard]] bool maySendTo(const QUrl& url);
+
+/// True when scheme, host and port are the same (RFC 6454, section 5).
+[[nodiscard]] bool isSameOrigin(const QUrl& one, const QUrl& other);
+
+/// Where an answer with `location` in its header sends on to, seen from `from`; an invalid address
+/// when it names none.
+[[nodiscard]] QUrl redirectTarget(const QUrl& from, const QByteArray& location);
+
+class ProxyLookup;
 
 /// HTTP/1.1 over Qt Network, whose own thread does the transfers. To other machines it goes through
 /// the proxy that the desktop or the environment prescribes.
@@ -21,6 +39,7 @@ public:
     /// `tls` says which certificates are trusted; they are always verified.
     explicit NetworkHttpClient(
         const QSslConfiguration& tls = QSslConfiguration::defaultConfiguration());
+    ~NetworkHttpClient() override;
 
     [[nodiscard]] QFuture<HttpOutcome> send(const HttpRequest& request) override;
 

@@ -37,6 +37,16 @@ private:
 
 } // namespace
 
+void QtMainQueue::async(std::function<void()> work)
+{
+    asyncAfter(std::chrono::milliseconds(0), std::move(work));
+}
+
+void QtMainQueue::asyncAfter(std::chrono::milliseconds delay, std::function<void()> work)
+{
+    QTimer::singleShot(delay, Qt::PreciseTimer, &m_context, std::move(work));
+}
+
 std::unique_ptr<RepeatingTimer> QtRepeatingTimers::schedule(std::chrono::milliseconds interval,
                                                             std::function<void()> callback)
 {

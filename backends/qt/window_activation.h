@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "backends/qt/x11_window_hints.h"
 #include "platform/app_activation.h"
 
 #include <QObject>
@@ -14,6 +13,26 @@
 
 namespace platform::gui {
 
+/// Under Wayland the toolkit loads OpenGL and what draws it, some 50 MB, for windows that are drawn
+/// without. It can be told not to by the environment alone; programs that we start are not to see
+/// that. So this exists while the application object is made.
+/// Main thread, before other threads.
+class WithoutOpenGL final
+{
+public:
+    /// Says so, unless the user has a say in it.
+    WithoutOpenGL();
+    WithoutOpenGL(const WithoutOpenGL&) = delete;
+    WithoutOpenGL& operator=(const WithoutOpenGL&) = delete;
+    /// Takes it back once the toolkit has looked. Needs the application object.
+    ~WithoutOpenGL();
+
+private:
+    bool m_isSet;
+};
+
+class X11WindowHints;
+
 /// The toolkit's windows on the user's screen. Keeps an eye on all of them while there are any;
 /// without any, the process's timers may be late.
 /// Main thread, with an application.
@@ -23,6 +42,9 @@ class WindowActivation final : public QObject, public AppActivation
 
 public:
     WindowActivation();
+    ~WindowActivation() override;
+    WindowActivation(const WindowActivation&) = delete;
+    WindowActivation& operator=(const WindowActivation&) = delete;
 
     [[nodiscard]] bool hasWindows() const { return m_hasWindows; }
 

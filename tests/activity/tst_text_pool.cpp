@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "activity/text_pool.h"
+#include "activity/shared_text.h"
 #include "tests/support/test_program.h"
 
 #include <QTest>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/page_addresses/browser_script_runner.h"
 #include "tests/support/test_program.h"
-#include "tracking/sample.h"
+#include "tracking/tracking_engine.h"
 
 #include <QTest>
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "backends/xdg/known_browsers.h"
 #include "tests/support/test_program.h"
-#include "tracking/sample.h"
+#include "tracking/tracking_engine.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "backends/qt/service_address.h"
+#include "backends/qt/network_http_client.h"
 #include "tests/support/test_program.h"
 
 #include <QTest>

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "account/auth_records.h"
-#include "account/login_messages.h"
 #include "base/exact_utf8.h"
 #include "base/strict_json.h"
 

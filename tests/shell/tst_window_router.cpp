@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "platform/url_opener.h"
-#include "shell/scenes.h"
 #include "shell/window_router.h"
 #include "tests/fakes/fake_app_activation.h"
 #include "tests/support/recording_windows.h"

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "activity/activity_log.h"
+#include "activity/activity_list.h"
 
 #include <array>
 #include <optional>

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "sync/upload_body.h"
-#include "sync/upload_rows.h"
 #include "tests/support/activity_samples.h"
 #include "tests/support/test_program.h"
 #include "tests/sync/generated_samples.h"

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
+#include "tests/support/dies_with.h"
 #include "tests/support/sync_bench.h"
 #include "tests/support/test_program.h"
 
@@ -203,6 +204,23 @@ private Q_SLOTS:
         QCOMPARE(defaults(bench)[QStringLiteral("totalRecordsSynced")], QStringLiteral("7"));
         QVERIFY(!defaults(bench).contains(QStringLiteral("device_uuid")));
         QCOMPARE(bench.fake.diagnostics.lines(), QStringList());
+    }
+
+    void theLargestTotalIsCountedAndOneThatIsNoNumberCountsAsNone()
+    {
+        SyncBench bench;
+        const auto deliver = [&bench] {
+            bench.addSamples(1);
+            bench.fake.httpClient.answer(HttpResponse{.status = 201, .body = {}});
+            bench.sync();
+            return defaults(bench)[QStringLiteral("totalRecordsSynced")];
+        };
+        constexpr qint64 kLargest = std::numeric_limits<qint64>::max();
+        defaults(bench)[QStringLiteral("totalRecordsSynced")] = QString::number(kLargest - 1);
+        QCOMPARE(deliver(), QString::number(kLargest));
+        QVERIFY(support::diesWith("The total of uploaded records is too large", deliver));
+        defaults(bench)[QStringLiteral("totalRecordsSynced")] = QStringLiteral("many");
+        QCOMPARE(deliver(), QStringLiteral("1"));
     }
 
     void tenMinutesOfOneWindowAreOneRow()

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "sync/upload_rows.h"
+#include "sync/upload_body.h"
 #include "tests/support/activity_samples.h"
 #include "tests/support/dies_with.h"
 #include "tests/support/test_program.h"

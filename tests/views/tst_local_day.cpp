@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "tests/support/test_program.h"
-#include "views/models/local_day.h"
+#include "views/models/activity_totals.h"
 
 #include <QDateTime>
 #include <QTest>

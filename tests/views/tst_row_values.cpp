@@ -3,7 +3,7 @@
 // The width of a bar and what is said about synchronisation.
 #include "tests/support/test_program.h"
 #include "views/models/account_model.h"
-#include "views/models/activity_rows.h"
+#include "views/models/dashboard_model.h"
 
 #include <QTest>
 

@@ -117,15 +117,11 @@ QString AccountModel::syncError() const
     return hasSyncError() ? m_to.syncService.lastSyncError().value_or(QString()) : QString();
 }
 
-double AccountModel::now() const
-{
-    return m_to.clock.now();
-}
-
 std::optional<QString> AccountModel::lastSyncText(const QTimeZone& zone) const
 {
     const auto last = m_to.syncService.lastSyncTime();
-    return last ? std::optional(m_relativeTimeText.text(*last, now(), zone)) : std::nullopt;
+    return last ? std::optional(m_relativeTimeText.text(*last, m_to.clock.now(), zone))
+                : std::nullopt;
 }
 
 void AccountModel::logout()

@@ -111,14 +111,7 @@ protected:
     /// Something that is observed has changed; tells changed().
     virtual void redraw();
 
-    [[nodiscard]] account::AuthService& authService() const { return m_to.authService; }
-
-    [[nodiscard]] shell::WindowRouter& windows() const { return m_to.windows; }
-
-    [[nodiscard]] platform::MainQueue& mainQueue() const { return m_to.mainQueue; }
-
-    /// In seconds since 2001-01-01T00:00:00Z.
-    [[nodiscard]] double now() const;
+    [[nodiscard]] const Dependencies& account() const { return m_to; }
 
     /// When the last upload was, seen from now by the clocks of `zone`: "5 min. ago"; none before
     /// the first.

@@ -5,6 +5,7 @@
 #include "account/auth_records.h"
 #include "account/auth_service.h"
 #include "activity/data_store.h"
+#include "platform/clock.h"
 #include "platform/desktop_notice.h"
 #include "platform/main_queue.h"
 #include "shell/window_router.h"
@@ -12,6 +13,7 @@
 
 #include <QPointer>
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -26,6 +28,78 @@ constexpr std::chrono::seconds kPause(1);
 const QString kLast = QStringLiteral("Last: ");
 
 } // namespace
+
+ActivityRows::ActivityRows(QObject* parent)
+    : QAbstractListModel(parent)
+{
+}
+
+void ActivityRows::setItems(std::vector<AggregatedItem> items)
+{
+    if (items == m_items)
+        return;
+    const int before = count();
+    const int after = static_cast<int>(items.size());
+    // Rows are kept as far as they go, so that nothing on screen is made anew each second.
+    if (after < before) {
+        beginRemoveRows({}, after, before - 1);
+        m_items.resize(items.size());
+        endRemoveRows();
+    }
+    if (after > before) {
+        beginInsertRows({}, before, after - 1);
+        m_items = std::move(items);
+        endInsertRows();
+    } else {
+        m_items = std::move(items);
+    }
+    if (const int kept = std::min(before, after); kept > 0)
+        Q_EMIT dataChanged(index(0), index(kept - 1));
+    Q_EMIT itemsChanged();
+}
+
+double ActivityRows::maxDuration() const
+{
+    return m_items.empty() ? 1 : m_items.front().duration;
+}
+
+int ActivityRows::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : count();
+}
+
+QVariant ActivityRows::data(const QModelIndex& index, int role) const
+{
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+        return {};
+    const AggregatedItem& item = m_items[static_cast<std::size_t>(index.row())];
+    switch (role) {
+    case NameRole:
+        return item.name;
+    case DurationRole:
+        return item.duration;
+    case DurationTextRole:
+        return m_durationText.text(item.duration);
+    default:
+        return {};
+    }
+}
+
+QHash<int, QByteArray> ActivityRows::roleNames() const
+{
+    return {
+        {NameRole, "name"},
+        {DurationRole, "duration"},
+        {DurationTextRole, "durationText"},
+    };
+}
+
+double ActivityRows::barWidth(double available, double duration, double maxDuration)
+{
+    constexpr double kLeast = 4;
+    const double width = available * (duration / maxDuration);
+    return width > kLeast ? width : kLeast; // not-a-number is not
+}
 
 DashboardModel::DashboardModel(const Dependencies& account,
                                DataStore& dataStore,
@@ -47,7 +121,7 @@ DashboardModel::DashboardModel(const Dependencies& account,
 
 QString DashboardModel::displayName() const
 {
-    return account::displayName(authService().currentUser());
+    return account::displayName(account().authService.currentUser());
 }
 
 QString DashboardModel::syncDetail() const
@@ -122,7 +196,7 @@ void DashboardModel::activitiesChanged()
 void DashboardModel::beginPause()
 {
     m_isPausing = true;
-    mainQueue().asyncAfter(kPause, [self = QPointer(this)] {
+    account().mainQueue.asyncAfter(kPause, [self = QPointer(this)] {
         if (self)
             self->pauseEnded();
     });
@@ -138,20 +212,20 @@ void DashboardModel::pauseEnded()
 void DashboardModel::addUp()
 {
     m_isOutdated = false;
-    m_totals.update(m_dataStore.activities(), m_timeRange, now(), m_zone());
+    m_totals.update(m_dataStore.activities(), m_timeRange, account().clock.now(), m_zone());
     m_topApps.setItems(m_totals.topApps());
     m_topWebsites.setItems(m_totals.topWebsites());
 }
 
 void DashboardModel::addUpOnAnotherDay()
 {
-    if (!m_totals.isOfTheDay(now(), m_zone()))
+    if (!m_totals.isOfTheDay(account().clock.now(), m_zone()))
         addUp();
 }
 
 void DashboardModel::openSettings()
 {
-    windows().show(shell::kSettingsWindow);
+    account().windows.show(shell::kSettingsWindow);
 }
 
 void DashboardModel::toggleTracking()

@@ -5,6 +5,7 @@
 #include "account/auth_records.h"
 #include "account/auth_service.h"
 #include "base/build_config.h"
+#include "base/exact_utf8.h"
 #include "platform/diagnostics.h"
 #include "platform/login_item.h"
 #include "platform/url_opener.h"
@@ -40,13 +41,13 @@ SettingsModel::SettingsModel(const Dependencies& account, Facilities facilities)
 
 QString SettingsModel::accountName() const
 {
-    const auto& user = authService().currentUser();
+    const auto& user = account().authService.currentUser();
     return user ? account::displayName(user) : kLoggedIn;
 }
 
 QString SettingsModel::accountEmail() const
 {
-    const auto& user = authService().currentUser();
+    const auto& user = account().authService.currentUser();
     return user ? user->email.value_or(QString()) : QString();
 }
 
@@ -120,7 +121,7 @@ QString SettingsModel::serviceHost() const
 
 QString SettingsModel::version()
 {
-    return QString::fromUtf8(platform::kVersion.data(), platform::kVersion.size());
+    return platform::fromExactUtf8(platform::kVersion);
 }
 
 void SettingsModel::openWebSite()
