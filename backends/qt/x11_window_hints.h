@@ -30,8 +30,8 @@ public:
     /// this program. Before it is shown.
     void setClass(const QWindow& window) const;
 
-    /// Has the window manager activate `window`, which is on screen, as a pager would: it does not
-    /// ask whether the user was busy elsewhere.
+    /// Has the window manager activate `window`, which has been shown, as a pager would: it does
+    /// not ask whether the user was busy elsewhere.
     void bringForward(const QWindow& window) const;
 
     /// Tells launchers that the start with this startup notification id has led to its window.
