@@ -84,9 +84,13 @@ void HttpConnection::beginBody()
 void HttpConnection::linger()
 {
     ::shutdown(m_socket, SHUT_WR);
-    const auto deadline = Clock::now() + m_limits.lingerTime;
+    const auto began = Clock::now();
     std::size_t taken = 0;
     while (taken < kMostLingerBytes) {
+        // A client that reads the answer when it has sent everything may have a slow line.
+        const auto deadline =
+            began + m_limits.lingerTime +
+            std::chrono::milliseconds(1000 * taken / m_limits.lingerBytesPerSecond);
         // Who is silent has read the answer, or waits for us to close.
         const ssize_t count = receive(std::min(deadline, Clock::now() + m_limits.lingerSilence));
         if (count <= 0)

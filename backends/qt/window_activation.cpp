@@ -137,8 +137,8 @@ public:
                             names.constData());
     }
 
-    /// Has the window manager activate `window`, which is on screen, as a pager would: it does not
-    /// ask whether the user was busy elsewhere.
+    /// Has the window manager activate `window`, which has been shown, as a pager would: it does
+    /// not ask whether the user was busy elsewhere.
     void bringForward(const QWindow& window) const
     {
         sendToRoot(idOf(window),
@@ -310,12 +310,16 @@ void WindowActivation::activateIgnoringOtherApps(const ActivationToken& token)
 
 void WindowActivation::bringForward(QWindow& window)
 {
-    window.raise();
-    window.requestActivate();
-    if (!m_x11)
-        return;
-    m_awaited = window.isExposed() ? nullptr : &window;
-    if (!m_awaited)
+    // For a window on its way to the screen the toolkit asks when it is there: of windows asked for
+    // one after the other, for the first perhaps after the last has come forward.
+    m_awaited = m_x11 && !window.isExposed() ? &window : nullptr;
+    if (!m_awaited) {
+        window.raise();
+        window.requestActivate();
+    }
+    // The window manager gets it after the request to show the window, and before any for a window
+    // that is asked for later.
+    if (m_x11)
         m_x11->bringForward(window);
 }
 
@@ -357,6 +361,8 @@ bool WindowActivation::eventFilter(QObject* watched, QEvent* event)
     if (!window || !isApplicationWindow(*window))
         return false;
     if (type == QEvent::Expose) {
+        // Again: it may not have been taken into account yet, and without a window manager that
+        // knows the message it has not been.
         if (window == m_awaited && window->isExposed())
             bringForward(*window);
         return false;
@@ -378,6 +384,8 @@ bool WindowActivation::eventFilter(QObject* watched, QEvent* event)
     noteUse(*window);
     if (m_asked)
         noteUse(*m_asked);
+    if (m_awaited != m_used.back())
+        m_awaited = nullptr; // another one is in use by the time it comes
     return false;
 }
 

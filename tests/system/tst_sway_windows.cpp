@@ -38,6 +38,23 @@ double processorSeconds()
     return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
 }
 
+/// How often this thread is woken since the beginning: the other programs may take longer than they
+/// were told to.
+class WakeUpRate final
+{
+public:
+    WakeUpRate() { m_time.start(); }
+
+    [[nodiscard]] double perSecond() const
+    {
+        return double(support::wakeUps() - m_before) * 1e9 / double(m_time.nsecsElapsed());
+    }
+
+private:
+    long m_before = support::wakeUps();
+    QElapsedTimer m_time;
+};
+
 } // namespace
 
 class TestSwayWindows final : public QObject
@@ -176,11 +193,10 @@ private Q_SLOTS:
         QTRY_COMPARE(frontProcess(), window.pid());
         // Pauses are short while a series is.
         check(background.changeTitles(u"Spinner"_s, 50, std::chrono::seconds(5)));
-        const long before = support::wakeUps();
+        const WakeUpRate rate;
         check(background.changeTitles(u"Spinner"_s, 100, std::chrono::seconds(10)));
-        const long times = support::wakeUps() - before;
-        qInfo("woken %ld times by 100 titles in 10 s", times);
-        QVERIFY(times <= 50);
+        qInfo("woken %.1f times a second by 100 titles in 10 s", rate.perSecond());
+        QVERIFY(rate.perSecond() <= 5);
         QCOMPARE(frontTitle(), u"Second"_s);
     }
 
@@ -190,11 +206,10 @@ private Q_SLOTS:
         open(window, u"one"_s, u"First"_s);
         QTRY_COMPARE(frontProcess(), window.pid());
         check(window.changeTitles(u"Title"_s, 1000, std::chrono::seconds(5)));
-        const long before = support::wakeUps();
+        const WakeUpRate rate;
         check(window.changeTitles(u"Title"_s, 2000, std::chrono::seconds(10)));
-        const long times = support::wakeUps() - before;
-        qInfo("woken %ld times by 2000 titles in 10 s", times);
-        QVERIFY(times <= 50);
+        qInfo("woken %.1f times a second by 2000 titles in 10 s", rate.perSecond());
+        QVERIFY(rate.perSecond() <= 5);
         QTRY_COMPARE(frontTitle(), u"Title 2000"_s);
     }
 

@@ -32,6 +32,47 @@ const QString kLogin = QStringLiteral("Login");
 const QString kSettings = QStringLiteral("Settings");
 const QString kOther = QStringLiteral("another program");
 
+/// Which windows the window manager says to be active, one after the other.
+class FocusWatch final
+{
+public:
+    explicit FocusWatch(const QProcessEnvironment& environment)
+    {
+        // Its first line is the state of now.
+        m_isRunning =
+            m_xprop.start(QStringLiteral("xprop"),
+                          {QStringLiteral("-root"),
+                           QStringLiteral("-spy"),
+                           QStringLiteral("_NET_ACTIVE_WINDOW")},
+                          environment) &&
+            QTest::qWaitFor([this] { return m_xprop.process().canReadLine(); }, kPatienceMs);
+        m_xprop.process().readLine();
+    }
+
+    [[nodiscard]] bool isRunning() const { return m_isRunning; }
+
+    /// Those since the beginning, as xdotool names them, once `last` is the last.
+    [[nodiscard]] QStringList windows(const QString& last)
+    {
+        static_cast<void>(QTest::qWaitFor(
+            [this, &last] {
+                while (m_xprop.process().canReadLine()) {
+                    const QString line = QString::fromLatin1(m_xprop.process().readLine());
+                    m_windows += QString::number(
+                        line.trimmed().section(QLatin1Char(' '), -1).toUInt(nullptr, 0));
+                }
+                return !m_windows.isEmpty() && m_windows.last() == last;
+            },
+            kPatienceMs));
+        return m_windows;
+    }
+
+private:
+    support::ChildProcess m_xprop;
+    bool m_isRunning = false;
+    QStringList m_windows;
+};
+
 } // namespace
 
 class TestWindowFront final : public QObject
@@ -290,11 +331,21 @@ private Q_SLOTS:
             turnTo(open.first());
             if (QTest::currentTestFailed())
                 return;
+            FocusWatch watch(m_desktop->environment());
+            QVERIFY(watch.isRunning());
             QVERIFY(requests::openAddresses(
                 m_desktop->environment(),
                 {QStringLiteral("velomira://login"), QStringLiteral("velomira://dashboard")}));
             QTRY_COMPARE_WITH_TIMEOUT(m_desktop->windowsTitled(kLogin).size(), 1, kPatienceMs);
             comesForward(kDashboard);
+            if (QTest::currentTestFailed())
+                return;
+            // Not even for a moment does it take the front from the other one.
+            const QStringList inFront = watch.windows(windowOf(kDashboard));
+            const qsizetype dashboard = inFront.indexOf(windowOf(kDashboard));
+            QVERIFY(dashboard >= 0);
+            QVERIFY2(inFront.indexOf(windowOf(kLogin), dashboard) < 0,
+                     qPrintable(inFront.join(QLatin1Char(' '))));
         }
     }
 
