@@ -22,10 +22,10 @@ def findings(root: pathlib.Path, file: pathlib.Path, command: str) -> str:
     """What the compiler has to say; empty when the file compiles."""
     tree = root / "build/tidy"
     options = tidy.settings(command, file)
-    passed = tree / "passed" / f"alone-{tidy.fingerprint(root, [file], '', tuple(options))}"
+    passed = tree / "passed" / f"alone-{tidy.fingerprint(root, [file], tuple(options))}"
     if passed.exists():
         return ""
-    done = subprocess.run(["clang++-19", *options, f"-I{tree / 'mocs'}", "-w", "-fsyntax-only", str(file)],
+    done = subprocess.run(["clang++-19", *options, "-w", "-fsyntax-only", str(file)],
                           capture_output=True, text=True, check=False)
     if done.returncode == 0:
         passed.touch()
@@ -38,8 +38,7 @@ def main() -> int:
         print(__doc__, file=sys.stderr)
         return 2
     root = pathlib.Path(sys.argv[1]).resolve()
-    ours = {file: command for file, command in tidy.our_commands(root).items()
-            if file.relative_to(root).parts[0] not in tidy.UNSHIPPED}
+    ours = tidy.our_commands(root)
     if not ours:
         print("alone: there is nothing to check")
         return 1

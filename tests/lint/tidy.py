@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 # SPDX-License-Identifier: MIT
-"""Runs clang-tidy on every source file, tests and benchmarks too; every finding is an error, all of them are shown.
+"""Runs clang-tidy on every source file of the product; every finding is an error, all of them are shown.
 
 Usage: tidy.py ROOT
 
@@ -23,11 +23,8 @@ import subprocess
 import sys
 
 # Sources are included on purpose here.
-TIDY = ["clang-tidy-19", "--quiet", "--header-filter=.*"]
-CHECKS = "--checks=-bugprone-suspicious-include"
+TIDY = ["clang-tidy-19", "--quiet", "--header-filter=.*", "--checks=-bugprone-suspicious-include"]
 TOGETHER = 12
-# The folders of what is not shipped, which tests/.clang-tidy is about.
-UNSHIPPED = ("tests", "benchmarks", "tools")
 # What a line at the left margin declares: a type, a macro, or a function or constant that is no member of a class.
 OWN_NAME = re.compile(r"^(?!using|namespace|template)(?:(?:enum class|enum|class|struct|union|#define)\s+(\w+)"
                       r"|[A-Za-z_][^\n(={;]*?(?<!:)\b(\w+)\s*[(={;])", re.MULTILINE)
@@ -44,8 +41,8 @@ def own_files(root: pathlib.Path, file: pathlib.Path, seen: set) -> set:
     return seen
 
 
-def fingerprint(root: pathlib.Path, files: list, left_out: str, options: tuple) -> str:
-    digest = hashlib.sha256(f"{TIDY} {CHECKS} {left_out} {options} {files}".encode())
+def fingerprint(root: pathlib.Path, files: list, options: tuple) -> str:
+    digest = hashlib.sha256(f"{TIDY} {options} {files}".encode())
     seen = set()
     for file in files:
         own_files(root, file, seen)
@@ -72,15 +69,7 @@ def settings(command: str, file: pathlib.Path) -> list:
             options.append(word + words.pop(0))
         elif word not in ("-c", str(file)):
             options.append(word)
-    undefined = {"-D" + option[2:] for option in options if option.startswith("-U")}
-    return [option for option in options if option.partition("=")[0] not in undefined]
-
-
-def checks_left_out(root: pathlib.Path) -> str:
-    """What tests/.clang-tidy takes out of the checks. A file that is read with others has no folder of its own to look
-    for settings in, so they are put on the command line."""
-    lines = (root / "tests/.clang-tidy").read_text(encoding="utf-8").splitlines()
-    return "".join("," + line.strip(" ,") for line in lines if line.startswith("  -"))
+    return options
 
 
 def common_settings(commands: dict) -> dict:
@@ -95,22 +84,20 @@ def common_settings(commands: dict) -> dict:
             for file, options in own.items()}
 
 
-def groups(root: pathlib.Path, commands: dict) -> list:
+def groups(commands: dict) -> list:
     """The files of `commands` in lists that may be read as one, with their options."""
     made = []
     options = common_settings(commands)
-    left_out = checks_left_out(root)
     for file in sorted(commands):
         names = own_names(file) - {"main"}
-        unshipped = file.relative_to(root).parts[0] in UNSHIPPED
         for group in made:
-            if group["key"] == (unshipped, options[file]) and len(group["files"]) < TOGETHER and not names & group["names"]:
+            if group["options"] == options[file] and len(group["files"]) < TOGETHER and not names & group["names"]:
                 group["files"].append(file)
                 group["names"] |= names
                 break
         else:
-            made.append({"key": (unshipped, options[file]), "files": [file], "names": names})
-    return [(left_out if group["key"][0] else "", group["key"][1], group["files"]) for group in made]
+            made.append({"options": options[file], "files": [file], "names": names})
+    return [(group["options"], group["files"]) for group in made]
 
 
 def as_one(root: pathlib.Path, files: list) -> str:
@@ -119,37 +106,28 @@ def as_one(root: pathlib.Path, files: list) -> str:
                    for number, file in enumerate(files))
 
 
-def write_empty_mocs(folder: pathlib.Path, files: list) -> None:
-    """A source whose classes have signals includes what is generated for them at its end: nothing, here."""
-    folder.mkdir(exist_ok=True)
-    for file in files:
-        for name in INCLUDE.findall(file.read_bytes()):
-            if name.endswith(b".moc"):
-                (folder / os.fsdecode(name)).touch()
-
-
-def findings(root: pathlib.Path, source: pathlib.Path, left_out: str, options: tuple) -> str:
+def findings(root: pathlib.Path, source: pathlib.Path, options: tuple) -> str:
     """What clang-tidy has to say of `source`; empty when it passes."""
-    done = subprocess.run([*TIDY, CHECKS + left_out, f"--config-file={root / '.clang-tidy'}", str(source), "--",
-                           *options, f"-I{root / 'build/tidy/mocs'}"], capture_output=True, text=True, check=False)
+    done = subprocess.run([*TIDY, f"--config-file={root / '.clang-tidy'}", str(source), "--", *options],
+                          capture_output=True, text=True, check=False)
     if done.returncode == 0:
         return ""
     return done.stdout or done.stderr or f"{source}: clang-tidy ended with {done.returncode}\n"
 
 
-def check(root: pathlib.Path, tree: pathlib.Path, left_out: str, options: tuple, files: list) -> list:
+def check(root: pathlib.Path, tree: pathlib.Path, options: tuple, files: list) -> list:
     """The findings in each of `files`, of those that have any."""
-    passed = tree / "passed" / fingerprint(root, files, left_out, options)
+    passed = tree / "passed" / fingerprint(root, files, options)
     if passed.exists():
         return []
     found = []
     if len(files) == 1:
-        found = [text for text in [findings(root, files[0], left_out, options)] if text]
+        found = [text for text in [findings(root, files[0], options)] if text]
     else:
         source = tree / "together" / f"{passed.name}.cpp"
         source.write_text(as_one(root, files), encoding="utf-8")
-        if findings(root, source, left_out, options):
-            found = [text for file in files for text in check(root, tree, left_out, options, [file])]
+        if findings(root, source, options):
+            found = [text for file in files for text in check(root, tree, options, [file])]
     if not found:
         passed.touch()
     return found
@@ -165,7 +143,6 @@ def our_commands(root: pathlib.Path) -> dict:
     commands = {pathlib.Path(entry["file"]): entry["command"] for entry in entries}
     ours = {file: command for file, command in commands.items()
             if root in file.parents and tree not in file.parents}
-    write_empty_mocs(tree / "mocs", list(ours))
     return ours
 
 
@@ -181,7 +158,7 @@ def main() -> int:
         return 1
     failures = 0
     # The longest first, so that no processor waits at the end.
-    work = sorted(groups(root, ours), key=lambda group: len(group[-1]), reverse=True)
+    work = sorted(groups(ours), key=lambda group: len(group[-1]), reverse=True)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for found in pool.map(lambda group: check(root, tree, *group), work):
             failures += len(found)
