@@ -88,9 +88,10 @@ void HttpConnection::linger()
     std::size_t taken = 0;
     while (taken < kMostLingerBytes) {
         // A client that reads the answer when it has sent everything may have a slow line.
-        const auto deadline =
-            began + m_limits.lingerTime +
+        const auto allowance =
+            m_limits.lingerTime +
             std::chrono::milliseconds(1000 * taken / m_limits.lingerBytesPerSecond);
+        const auto deadline = began + std::min(allowance, m_limits.longestLinger);
         // Who is silent has read the answer, or waits for us to close.
         const ssize_t count = receive(std::min(deadline, Clock::now() + m_limits.lingerSilence));
         if (count <= 0)
