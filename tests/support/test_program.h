@@ -36,8 +36,8 @@ template <typename Class, typename Application> int runTest(int argc, char** arg
 
 } // namespace support
 
-// A condition that holds in the end costs no more with more patience, and Qt's five seconds are few on a machine with
-// little to give.
+// A condition that holds in the end costs no more with more patience, and Qt's five seconds are few
+// on a machine with little to give.
 #undef QTRY_VERIFY
 #define QTRY_VERIFY(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, support::kPatienceOfTests)
 #undef QTRY_COMPARE
