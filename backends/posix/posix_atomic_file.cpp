@@ -252,6 +252,9 @@ Outcome PosixAtomicFile::commit(std::int64_t bytes)
             return systemError();
         draft.reserved = 0;
     }
+    struct stat written = {};
+    if (::fstat(draft.file.get(), &written) != 0)
+        return systemError();
     if (m_current < 0 || !exchange(draft)) {
         // What is there now, if anything, will be gone.
         if (::fdatasync(draft.file.get()) != 0 ||
@@ -266,6 +269,8 @@ Outcome PosixAtomicFile::commit(std::int64_t bytes)
     m_current = std::exchange(m_draft, -1);
     if (::fstat(draft.file.get(), &draft.left) != 0)
         return systemError();
+    if (!isSameContent(draft.left, written))
+        draft.left = written; // others were quick: by its times it is not as we left it
     return m_flushed < 0 ? flush() : success();
 }
 
