@@ -28,9 +28,9 @@ std::string unitOf(std::string_view source)
 
 } // namespace
 
-KnownTest::KnownTest(const char* source, Run run)
+KnownTest::KnownTest(const char* source, Run test)
 {
-    tests().emplace(unitOf(source), run);
+    tests().emplace(unitOf(source), test);
 }
 
 int KnownTest::run(int argc, char** argv)

@@ -19,7 +19,7 @@ public:
     using Run = int (*)(int argc, char** argv);
 
     /// To be made before main(): `source` is the path of tst_UNIT.cpp and lives for ever.
-    KnownTest(const char* source, Run run);
+    KnownTest(const char* source, Run test);
 
     /// Runs the test `argv[1]`, with the rest for Qt Test; its exit code, or 2 when there is no
     /// such test.

@@ -216,6 +216,7 @@ void DesktopRecording::theProgramRecordsAndEndsInOrderWhenTheDisplayGoes()
     VERIFY_OUTCOME(keyring.startSignedIn(m_session->environment()));
     support::Agent agent(m_session->environment());
     VERIFY_OUTCOME(agent.start());
+    VERIFY_OUTCOME(m_session->makeInput()); // two minutes without it may have passed
     // The dashboard opens and takes the focus. No desktop file of ours is installed here.
     const auto isDashboardInFront = [&agent] {
         return agent.lines().contains(
