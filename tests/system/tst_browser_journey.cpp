@@ -22,7 +22,7 @@
 
 namespace {
 
-constexpr int kPatienceMs = 20000;
+constexpr int kPatienceMs = 60000;
 /// For a browser that tries rarely, because no program has answered for a while.
 constexpr int kLongPatienceMs = 90000;
 const QString kHost = QStringLiteral(BROWSER_HOST_EXECUTABLE);
@@ -63,6 +63,10 @@ private Q_SLOTS:
         VERIFY_OUTCOME(agent.start());
         QTRY_COMPARE_WITH_TIMEOUT(m_desktop.focusedTitle(), QStringLiteral("Login"), kPatienceMs);
         for (const QString& text : {kEmail, kPassword}) {
+            // A key that comes before the field has the keyboard is lost.
+            const QString field =
+                text == kEmail ? QStringLiteral("Email") : QStringLiteral("Password");
+            QTRY_VERIFY_WITH_TIMEOUT(hasKeyboard(field), kPatienceMs);
             QVERIFY(xdotool(m_desktop.x11(), {QStringLiteral("type"), text}));
             QVERIFY(xdotool(m_desktop.x11(), {QStringLiteral("key"), QStringLiteral("Return")}));
         }
@@ -146,6 +150,13 @@ private:
             return line.startsWith(QLatin1StringView("Tick: ")) &&
                    line.endsWith(QLatin1StringView(" | ") + address);
         });
+    }
+
+    /// Whether what is typed goes into the field `name` of the login window.
+    [[nodiscard]] bool hasKeyboard(const QString& name) const
+    {
+        const auto field = m_reader.find(QStringLiteral("Login"), name);
+        return field && field->has(support::kStateFocused);
     }
 
     [[nodiscard]] QString database() const
