@@ -5,9 +5,9 @@
 #include "base/ascii.h"
 #include "base/json_writer.h"
 #include "base/wipe.h"
+#include "service/database/token.h"
 #include "service/request_log.h"
 #include "service/sign_in_request.h"
-#include "service/token.h"
 #include "service/upload.h"
 
 #include <QScopeGuard>

@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "base/password_prompt.h"
-#include "service/accounts.h"
-#include "service/activity_rows.h"
 #include "service/api.h"
 #include "service/command_line.h"
-#include "service/database.h"
-#include "service/database_session.h"
+#include "service/database/accounts.h"
+#include "service/database/activity_rows.h"
+#include "service/database/database.h"
+#include "service/database/database_session.h"
+#include "service/database/schema.h"
 #include "service/http_server.h"
 #include "service/password_hasher.h"
-#include "service/schema.h"
 
 #include <QCoreApplication>
 

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/accounts.h"
+#include "service/database/accounts.h"
 
 #include "base/ascii.h"
-#include "service/database_text.h"
-#include "service/token.h"
+#include "service/database/database_text.h"
+#include "service/database/token.h"
 
 #include <chrono>
 

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/activity_rows.h"
+#include "service/database/activity_rows.h"
 
-#include "service/database_text.h"
-#include "service/token.h"
+#include "service/database/database_text.h"
+#include "service/database/token.h"
 
 #include <QSqlError>
 #include <QStringList>

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "service/accounts.h"
-#include "service/activity_rows.h"
-#include "service/database_lane.h"
+#include "service/database/accounts.h"
+#include "service/database/activity_rows.h"
+#include "service/database/database_lane.h"
 
 #include <cstdint>
 #include <optional>

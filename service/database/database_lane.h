@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "service/database_address.h"
-#include "service/database_session.h"
+#include "service/database/database_address.h"
+#include "service/database/database_session.h"
 
 #include <condition_variable>
 #include <deque>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "service/database_address.h"
+#include "service/database/database_address.h"
 #include "service/result.h"
 
 #include <QSqlDatabase>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/schema.h"
+#include "service/database/schema.h"
 
 #include <QStringList>
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/activity_rows.h"
+#include "service/database/activity_rows.h"
 #include "service/sign_in_request.h"
 #include "service/upload.h"
 
