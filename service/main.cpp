@@ -4,10 +4,11 @@
 #include "service/api.h"
 #include "service/command_line.h"
 #include "service/database/accounts.h"
-#include "service/database/activity_rows.h"
 #include "service/database/database.h"
 #include "service/database/database_session.h"
 #include "service/database/schema.h"
+#include "service/database/summary.h"
+#include "service/database/usual_jobs.h"
 #include "service/http_server.h"
 #include "service/password_hasher.h"
 
@@ -146,6 +147,7 @@ int serve(const DatabaseAddress& address, const CommandLine& line)
                 isV6 ? "]" : "",
                 port.value());
     std::fflush(stdout);
+    const service::JobRunner jobs(address, service::usualJobs({}));
     // Threads that cannot be broken off would still use what is about to be taken down.
     if (!server.serve(stop))
         std::_Exit(EXIT_SUCCESS);
