@@ -119,6 +119,7 @@ DatabaseResult<std::int64_t> deleteSomeRuns(DatabaseSession& session, const Cut&
             {number(user), number(user), number(cut.start)});
         if (!deleted)
             return deleted.error();
+        const std::int64_t rows = deleted.value().numRowsAffected(); // of the last statement
         // Rows of other times may be among them.
         const auto bumped =
             session.run(QStringLiteral("update days set version = version + 1, pack = null "
@@ -126,7 +127,7 @@ DatabaseResult<std::int64_t> deleteSomeRuns(DatabaseSession& session, const Cut&
                         {number(user), number(kDayOfOtherTimes)});
         if (!bumped)
             return bumped.error();
-        return deleted.value().numRowsAffected();
+        return rows;
     });
 }
 

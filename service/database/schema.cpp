@@ -106,6 +106,7 @@ QStringList thirdVersion(bool postgreSql)
                        "last_used bigint not null, "
                        "expires bigint not null, "
                        "primary key (user_id, digest))"),
+        // Finds whose it is.
         QStringLiteral("create index sessions_by_digest on sessions (digest)"),
         QStringLiteral(
             "insert into sessions (user_id, digest, kind, scope, device_id, device_name, "

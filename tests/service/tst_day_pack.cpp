@@ -207,7 +207,7 @@ private Q_SLOTS:
         const auto below = [&](int end) {
             return static_cast<std::int64_t>(random() % unsigned(end));
         };
-        for (int history = 0; history < 100'000; ++history) {
+        for (int history = 0; history < 20'000; ++history) {
             std::map<std::tuple<std::int64_t, std::int64_t, std::string>, std::int64_t> stored;
             const auto steps = 1 + below(6);
             for (std::int64_t step = 0; step < steps; ++step) {
@@ -217,7 +217,7 @@ private Q_SLOTS:
                     start += kSecondsOfADay * (below(3) - 1);
                 if (below(20) == 0)
                     start = below(2) == 0 ? -below(1000) : kEndOfCountedSeconds + below(1000);
-                const std::int64_t seconds = below(300) - 20;
+                const std::int64_t seconds = below(60) - 10;
                 const auto [row, isNew] = stored.try_emplace({start, 1 + below(2), app}, seconds);
                 if (!isNew)
                     row->second = std::max(row->second, seconds);

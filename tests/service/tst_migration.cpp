@@ -61,7 +61,7 @@ private Q_SLOTS:
         QVERIFY(fill(session, postgres));
 
         int kills = 0;
-        while (kills < 3) {
+        while (kills < 2) {
             const QString before = movedUntil(session);
             QElapsedTimer timer;
             timer.start();
