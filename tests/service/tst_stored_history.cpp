@@ -335,6 +335,51 @@ private Q_SLOTS:
         QCOMPARE(packOfDay(kDay - 400).seconds(), 60);
     }
 
+    void reportsChangeNothingButThePacksThatTheyMissed()
+    {
+        QVERIFY(store({{activity(kMidnight, 10)}}));
+        Database database(m_address);
+        const auto days = database.days(1, {.first = kDay - 1, .last = kDay});
+        QVERIFY(days);
+        QCOMPARE(days.value().size(), 1u);
+        QCOMPARE(days.value().front().pack.seconds(), 10);
+        QTRY_COMPARE_WITH_TIMEOUT(daysWithoutPack(), 0, 30'000);
+        QVERIFY(!database.report([](DatabaseSession& session) {
+            return session.run(QStringLiteral("delete from runs where user_id = 1"));
+        }));
+        QCOMPARE(packOfDay(kDay).seconds(), 10);
+        if (m_session->isPostgreSql())
+            QVERIFY(!database.report([](DatabaseSession& session) {
+                return session.run(QStringLiteral("select pg_sleep(60)"));
+            }));
+    }
+
+    void theUseOfASessionIsNotedOnceAnHour()
+    {
+        const PasswordHasher initialised;
+        QVERIFY(addSession(*m_session,
+                           1,
+                           "token",
+                           {.deviceId = {},
+                            .deviceName = {},
+                            .userAgent = {},
+                            .secondsValid = kApplicationSessionSeconds}));
+        const std::int64_t now = secondsNow();
+        QVERIFY(m_session->run(QStringLiteral("update sessions set last_used = ?, expires = ? "
+                                              "where user_id = 1"),
+                               {number(now - 3700), number(now + 80'000)}));
+        Database database(m_address);
+        const auto used = database.sessionOfToken("token");
+        QVERIFY(used && used.value());
+        QCOMPARE(used.value()->lastUsed, now - 3700);
+        const auto noted = [&] {
+            const auto session = sessionOfToken(*m_session, "token");
+            return session && session.value() && session.value()->lastUsed >= now &&
+                   session.value()->expires >= now + kApplicationSessionSeconds;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(noted(), 30'000);
+    }
+
     void aNewSignInOfADeviceReplacesTheOldSession()
     {
         const PasswordHasher initialised;
