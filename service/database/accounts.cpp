@@ -578,20 +578,22 @@ DatabaseResult<Counts> countAll(DatabaseSession& session, std::int64_t now)
     };
 
     const Question questions[] = {
-        {counts.users, QStringLiteral("select count(*) from users where removed = 0"), {}},
-        {counts.sessions, // all users
-         QStringLiteral("select count(*) from sessions where expires > ?"),
-         {number(now)}},
-        {counts.devicesReporting, // all users
-         QStringLiteral("select count(*) from devices where last_seen is not null and "
-                        "(? - last_seen) / 180 <= interval_minutes"),
-         {number(now)}},
-        {counts.devicesSilent, // all users
-         QStringLiteral("select count(*) from devices where last_seen is not null"),
-         {}},
-        {counts.daysWithoutPack, // all users
-         QStringLiteral("select count(*) from days where pack is null and sealed = 0"),
-         {}}};
+        {.count = counts.users,
+         .statement = QStringLiteral("select count(*) from users where removed = 0"),
+         .values = {}},
+        {.count = counts.sessions, // all users
+         .statement = QStringLiteral("select count(*) from sessions where expires > ?"),
+         .values = {number(now)}},
+        {.count = counts.devicesReporting, // all users
+         .statement = QStringLiteral("select count(*) from devices where last_seen is not null and "
+                                     "(? - last_seen) / 180 <= interval_minutes"),
+         .values = {number(now)}},
+        {.count = counts.devicesSilent, // all users
+         .statement = QStringLiteral("select count(*) from devices where last_seen is not null"),
+         .values = {}},
+        {.count = counts.daysWithoutPack, // all users
+         .statement = QStringLiteral("select count(*) from days where pack is null and sealed = 0"),
+         .values = {}}};
     for (const Question& question : questions) {
         const auto found = countOf(session, question.statement, question.values);
         if (!found)

@@ -59,7 +59,8 @@ public:
         m_text += QLatin1Char('"');
     }
 
-    [[nodiscard]] QString take() { return std::move(m_text) + QLatin1Char('}'); }
+    /// Of at least one row.
+    [[nodiscard]] QString whole() const { return m_text + QLatin1Char('}'); }
 
 private:
     void separate() { m_text += m_text.isEmpty() ? QLatin1Char('{') : QLatin1Char(','); }
@@ -107,10 +108,10 @@ QVariantList arraysOf(const std::vector<StoredActivity>& rows)
         texts[3].add(columns.site);
     }
     QVariantList values;
-    for (Column& column : numbers)
-        values.append(column.take());
-    for (Column& column : texts)
-        values.append(column.take());
+    for (const Column& column : numbers)
+        values.append(column.whole());
+    for (const Column& column : texts)
+        values.append(column.whole());
     return values;
 }
 

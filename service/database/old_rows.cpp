@@ -170,7 +170,7 @@ DatabaseResult<bool> hasOldTable(DatabaseSession& session)
 
 DatabaseResult<bool> moveOldRows(DatabaseSession& session)
 {
-    const auto there = hasOldTable(session);
+    auto there = hasOldTable(session);
     if (!there || !there.value())
         return there;
     const auto turn = nextTurn(session);
