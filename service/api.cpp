@@ -5,9 +5,9 @@
 #include "base/ascii.h"
 #include "base/json_writer.h"
 #include "base/wipe.h"
+#include "service/database/token.h"
 #include "service/request_log.h"
 #include "service/sign_in_request.h"
-#include "service/token.h"
 #include "service/upload.h"
 
 #include <QScopeGuard>
@@ -153,12 +153,22 @@ Answer Api::store(std::int64_t user, std::string body)
         m_decoders.release();
         if (!upload) {
             answer = refusal(upload.error());
-        } else if (const auto stored = m_database.store(user, upload.value()); !stored) {
+        } else if (const auto stored =
+                       m_database.store(user,
+                                        {.deviceId = upload.value().deviceId,
+                                         .syncTimestamp = upload.value().syncTimestamp,
+                                         .intervalMinutes = upload.value().intervalMinutes},
+                                        [&, given = false]() mutable {
+                                            return std::exchange(given, true)
+                                                       ? std::vector<UploadedActivity>()
+                                                       : upload.value().activities;
+                                        });
+                   !stored) {
             answer = unavailable(stored.error());
         } else {
             answer = {.status = 201,
-                      .body = R"({"success":true,"stored":)" +
-                              std::to_string(upload.value().activities.size()) + '}'};
+                      .body =
+                          R"({"success":true,"stored":)" + std::to_string(stored.value()) + '}'};
         }
     }
     answer.user = user;

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "service/answer.h"
-#include "service/database.h"
+#include "service/database/database.h"
 #include "service/failure_limiter.h"
 #include "service/password_hasher.h"
 #include "service/result.h"

@@ -1,15 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "base/password_prompt.h"
-#include "service/accounts.h"
-#include "service/activity_rows.h"
 #include "service/api.h"
 #include "service/command_line.h"
-#include "service/database.h"
-#include "service/database_session.h"
+#include "service/database/accounts.h"
+#include "service/database/database.h"
+#include "service/database/database_session.h"
+#include "service/database/schema.h"
+#include "service/database/summary.h"
+#include "service/database/usual_jobs.h"
 #include "service/http_server.h"
 #include "service/password_hasher.h"
-#include "service/schema.h"
 
 #include <QCoreApplication>
 
@@ -146,6 +147,7 @@ int serve(const DatabaseAddress& address, const CommandLine& line)
                 isV6 ? "]" : "",
                 port.value());
     std::fflush(stdout);
+    const service::JobRunner jobs(address, service::usualJobs({}));
     // Threads that cannot be broken off would still use what is about to be taken down.
     if (!server.serve(stop))
         std::_Exit(EXIT_SUCCESS);

@@ -6,6 +6,7 @@
 #include "service/result.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,6 +25,18 @@ struct UploadedActivity
 
     bool operator==(const UploadedActivity&) const = default;
 };
+
+/// What an upload tells besides its rows.
+struct UploadHead
+{
+    std::string deviceId;
+    /// Seconds since 1970-01-01T00:00:00Z.
+    std::int64_t syncTimestamp = 0;
+    std::int64_t intervalMinutes = 0;
+};
+
+/// Gives the next rows, at most some thousands; empty at the end. Called on the lane's thread.
+using NextRows = std::function<std::vector<UploadedActivity>()>;
 
 /// The body of POST /api/activity-log.
 struct Upload

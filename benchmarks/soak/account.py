@@ -27,7 +27,7 @@ def stored(database: pathlib.Path) -> collections.Counter:
     """What the service's database holds."""
     connection = sqlite3.connect(f"file:{database}?mode=ro", uri=True)
     try:
-        rows = connection.execute("select app_name, window_title, url, sum(duration_seconds) from activities "
+        rows = connection.execute("select app_name, window_title, url, sum(duration_seconds) from runs "
                                   "group by app_name, window_title, url")
         return collections.Counter({(application, title, url): seconds for application, title, url, seconds in rows})
     finally:

@@ -3,7 +3,7 @@
 // Any body: what is taken can be written and read again as the same, what is refused has a text.
 #include "base/iso8601.h"
 #include "base/json_writer.h"
-#include "service/activity_rows.h"
+#include "service/database/activity_rows.h"
 #include "service/sign_in_request.h"
 #include "service/upload.h"
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "service/command_line.h"
-#include "service/database_address.h"
+#include "service/database/database_address.h"
 #include "tests/support/test_program.h"
 
 #include <QTest>

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The limits of the server, made small, over real sockets in this process.
-#include "service/database_session.h"
+#include "service/database/database_session.h"
+#include "service/database/schema.h"
 #include "service/http_server.h"
-#include "service/schema.h"
 #include "tests/service/service_requests.h"
 #include "tests/support/test_program.h"
 

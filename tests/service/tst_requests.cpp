@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/activity_rows.h"
+#include "service/database/activity_rows.h"
 #include "service/sign_in_request.h"
 #include "service/upload.h"
 #include "tests/support/test_program.h"
@@ -195,7 +195,7 @@ private Q_SLOTS:
                    ',' + row(json(R"('a')")) + ',' + row(json(R"('a')"), json(R"(,'url':'')")) +
                    ',' + row(json(R"('a\u0000')")) + ',' + row(json(R"('a␀')"))));
         QVERIFY(read);
-        const auto rows = rowsToStore(read.value());
+        const auto rows = rowsToStore(read.value().deviceId, read.value().activities);
         QCOMPARE(rows.size(), 5u);
         std::int64_t total = 0;
         for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -205,7 +205,8 @@ private Q_SLOTS:
         QCOMPARE(total, 6);
         Upload other = read.value();
         other.deviceId = "another";
-        QVERIFY(rowsToStore(other).front().digest != rows.front().digest);
+        QVERIFY(rowsToStore(other.deviceId, other.activities).front().digest !=
+                rows.front().digest);
     }
 
     void durationsThatAddUpStopAtTheEndOfTheirRange()
@@ -216,10 +217,10 @@ private Q_SLOTS:
         upload.activities = {
             {.appName = "a", .windowTitle = {}, .url = {}, .durationSeconds = kMost},
             {.appName = "a", .windowTitle = {}, .url = {}, .durationSeconds = 5}};
-        QCOMPARE(rowsToStore(upload).front().durationSeconds, kMost);
+        QCOMPARE(rowsToStore(upload.deviceId, upload.activities).front().durationSeconds, kMost);
         upload.activities[0].durationSeconds = kLeast;
         upload.activities[1].durationSeconds = -5;
-        QCOMPARE(rowsToStore(upload).front().durationSeconds, kLeast);
+        QCOMPARE(rowsToStore(upload.deviceId, upload.activities).front().durationSeconds, kLeast);
     }
 };
 

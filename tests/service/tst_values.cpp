@@ -3,10 +3,10 @@
 #include "service/answer.h"
 #include "service/api.h"
 #include "service/byte_budget.h"
+#include "service/database/token.h"
 #include "service/http_framing.h"
 #include "service/password_hasher.h"
 #include "service/request_log.h"
-#include "service/token.h"
 #include "tests/support/test_program.h"
 
 #include <QRegularExpression>

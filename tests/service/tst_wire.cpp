@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The endpoints on both databases, over sockets, with the real executable.
-#include "service/accounts.h"
-#include "service/database_address.h"
-#include "service/database_session.h"
+#include "service/database/accounts.h"
+#include "service/database/database_address.h"
+#include "service/database/database_session.h"
 #include "tests/service/service_requests.h"
 #include "tests/support/postgres_server.h"
 #include "tests/support/required_programs.h"

@@ -280,7 +280,7 @@ class ServiceOperations(unittest.TestCase):
                 self.assertEqual(upload(self.open(port), token, rows(5))[0], 401)
             finally:
                 self.assertEqual(self.bench.end(instance), 0)
-        for table in ("activities", "tokens"):
+        for table in ("runs", "days", "sessions"):
             left = f"select count(*) from {table} where user_id <> 1"
             self.assertEqual(self.bench.administer("psql", "-At", "--dbname=velomira", f"--command={left}"), "0\n")
             with contextlib.closing(sqlite3.connect(file)) as database:
@@ -304,27 +304,6 @@ class ServiceOperations(unittest.TestCase):
                 sign_in(self.open(port), address, "another password")
         finally:
             self.bench.service(self.service, "--database", self.database, "--remove-user", address)
-
-    def test_theTableCanBePartitionedByUser(self):
-        """With the statements of the guide, in a database of its own."""
-        script = re.search(r"<<'PARTITIONS'\n(.*?)PARTITIONS\n", self.guide, re.DOTALL)[1]
-        self.bench.administer("createdb", f"--owner={self.bench.user}", "partitioned")
-        database = self.bench.database("partitioned")
-        self.bench.service(self.service, "--database", database, "--add-user", EMAIL, "Operator", text=PASSWORD + "\n")
-        instance, port = self.bench.start_service(self.service, database, "partitioned.log")
-        try:
-            token = sign_in(self.open(port), EMAIL, PASSWORD)
-            self.assertEqual(upload(self.open(port), token, rows(300))[0], 201)
-            self.bench.run(["psql", "--host", self.bench.socket, "--set=ON_ERROR_STOP=1", "partitioned"], input=script)
-            # Half of them again, which replaces, and as many new ones.
-            self.assertEqual(upload(self.open(port), token, rows(300, 150))[0], 201)
-            self.assertEqual(self.stored(database), 450)
-            self.assertEqual(self.bench.service(self.service, "--database", database, "--remove-user", EMAIL),
-                             "removed the user and 450 rows\n")
-            self.assertEqual(self.bench.administer("psql", "-At", "--dbname=partitioned",
-                                                   "--command=select count(*) from activities"), "0\n")
-        finally:
-            self.assertEqual(self.bench.end(instance), 0)
 
     @contextlib.contextmanager
     def uploading(self, token: str, port=None):

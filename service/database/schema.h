@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "service/database_session.h"
+#include "service/database/database_session.h"
 #include "service/result.h"
 
 namespace service {

@@ -1,9 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/database_session.h"
+#include "service/database/database_session.h"
 
 #include <QFile>
 #include <QSqlError>
+#include <QStringList>
 
 #include <atomic>
 #include <cerrno>
@@ -57,16 +58,21 @@ std::string safeText(const QSqlError& error)
 
 } // namespace
 
-Result<std::unique_ptr<DatabaseSession>> DatabaseSession::open(const DatabaseAddress& address)
+Result<std::unique_ptr<DatabaseSession>> DatabaseSession::open(const DatabaseAddress& address,
+                                                               Purpose purpose)
 {
-    std::unique_ptr<DatabaseSession> session(new DatabaseSession(address, nextConnectionName()));
+    std::unique_ptr<DatabaseSession> session(
+        new DatabaseSession(address, purpose, nextConnectionName()));
     if (const Outcome connected = session->connect(address); !connected)
         return connected.error();
     return session;
 }
 
-DatabaseSession::DatabaseSession(const DatabaseAddress& address, QString connection)
+DatabaseSession::DatabaseSession(const DatabaseAddress& address,
+                                 Purpose purpose,
+                                 QString connection)
     : m_kind(address.kind)
+    , m_purpose(purpose)
     , m_connection(std::move(connection))
     , m_database(QSqlDatabase::addDatabase(m_kind == DatabaseAddress::Kind::Sqlite
                                                ? QStringLiteral("QSQLITE")
@@ -77,6 +83,7 @@ DatabaseSession::DatabaseSession(const DatabaseAddress& address, QString connect
 
 DatabaseSession::~DatabaseSession()
 {
+    m_kept.clear();
     m_database.close();
     m_database = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_connection);
@@ -127,8 +134,14 @@ Outcome DatabaseSession::prepareSqlite()
                          (mode ? "no write-ahead log possible" : mode.error().text)};
         ::usleep(100'000);
     }
-    for (const char* pragma : {"pragma synchronous = full", "pragma foreign_keys = on"}) {
-        if (const auto done = run(QString::fromLatin1(pragma)); !done)
+    QStringList pragmas = {QStringLiteral("pragma synchronous = full"),
+                           QStringLiteral("pragma foreign_keys = on"),
+                           QStringLiteral("pragma cache_size = -16384"), // KiB
+                           QStringLiteral("pragma temp_store = file")};
+    if (m_purpose == Purpose::Reports)
+        pragmas.append(QStringLiteral("pragma query_only = on"));
+    for (const QString& pragma : pragmas) {
+        if (const auto done = run(pragma); !done)
             return Error{done.error().text};
     }
     return success();
@@ -136,13 +149,29 @@ Outcome DatabaseSession::prepareSqlite()
 
 Outcome DatabaseSession::preparePostgreSql()
 {
-    for (const char* setting : {"set statement_timeout = '120s'",
-                                "set idle_in_transaction_session_timeout = '120s'",
-                                "set standard_conforming_strings = on",
-                                "set client_min_messages = warning",
-                                // Not what the server's owner may have chosen: see the contract.
-                                "set synchronous_commit = on"}) {
-        if (const auto done = run(QString::fromLatin1(setting)); !done)
+    QStringList settings = {
+        QStringLiteral("set idle_in_transaction_session_timeout = '120s'"),
+        QStringLiteral("set standard_conforming_strings = on"),
+        QStringLiteral("set client_min_messages = warning"),
+        // Not what the server's owner may have chosen: see the contract.
+        QStringLiteral("set synchronous_commit = on"),
+    };
+    switch (m_purpose) {
+    case Purpose::Reading:
+    case Purpose::Writing:
+        settings.append(QStringLiteral("set statement_timeout = '120s'"));
+        break;
+    case Purpose::Reports:
+        settings.append(QStringLiteral("set statement_timeout = '3s'"));
+        settings.append(QStringLiteral("set default_transaction_read_only = on"));
+        break;
+    case Purpose::Commands:
+        settings.append(QStringLiteral("set statement_timeout = 0"));
+        settings.append(QStringLiteral("set lock_timeout = '5s'"));
+        break;
+    }
+    for (const QString& setting : std::as_const(settings)) {
+        if (const auto done = run(setting); !done)
             return Error{done.error().text};
     }
     return success();
@@ -167,9 +196,25 @@ DatabaseResult<QSqlQuery> DatabaseSession::run(const QString& statement, const Q
 DatabaseResult<QSqlQuery> DatabaseSession::prepare(const QString& statement)
 {
     QSqlQuery query(m_database);
+    query.setForwardOnly(true);
     if (!query.prepare(statement))
         return DatabaseFailure{safeText(query.lastError())};
     return query;
+}
+
+DatabaseResult<QSqlQuery*> DatabaseSession::runKept(const QString& statement,
+                                                    const QVariantList& values)
+{
+    auto kept = m_kept.find(statement);
+    if (kept == m_kept.end()) {
+        auto prepared = prepare(statement);
+        if (!prepared)
+            return prepared.error();
+        kept = m_kept.emplace(statement, std::move(prepared).value()).first;
+    }
+    if (const auto done = execute(kept->second, values); !done)
+        return done.error();
+    return &kept->second;
 }
 
 DatabaseResult<std::monostate> DatabaseSession::execute(QSqlQuery& prepared,
@@ -195,6 +240,13 @@ DatabaseResult<QSqlQuery> DatabaseSession::beginExclusive()
     if (!begun || m_kind == DatabaseAddress::Kind::Sqlite)
         return begun;
     return run(QString::fromLatin1(kAdvisoryLock));
+}
+
+DatabaseResult<QSqlQuery> DatabaseSession::beginSnapshot()
+{
+    return run(m_kind == DatabaseAddress::Kind::Sqlite
+                   ? QStringLiteral("begin")
+                   : QStringLiteral("begin isolation level repeatable read, read only"));
 }
 
 } // namespace service

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/database_address.h"
+#include "service/database/database_address.h"
 
 #include <QStringList>
 #include <QUrl>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/token.h"
+#include "service/database/token.h"
 
 #include <array>
 #include <cstdint>

@@ -1,13 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/database_lane.h"
+#include "service/database/database_lane.h"
 
 #include <utility>
 
 namespace service {
 
-DatabaseLane::DatabaseLane(DatabaseAddress address, int threads)
+DatabaseLane::DatabaseLane(DatabaseAddress address, DatabaseSession::Purpose purpose, int threads)
     : m_address(std::move(address))
+    , m_purpose(purpose)
 {
     for (int i = 0; i < threads; ++i)
         m_threads.emplace_back([this] { serve(); });
@@ -23,13 +24,33 @@ DatabaseLane::~DatabaseLane()
     m_threads.clear();
 }
 
-void DatabaseLane::perform(const Work& work)
+void DatabaseLane::perform(Work work)
 {
-    Item item{.work = &work};
+    const auto item = std::make_shared<Item>(Item{.work = std::move(work)});
     std::unique_lock lock(m_mutex);
-    m_items.push_back(&item);
+    m_items.push_back(item);
     m_wake.notify_one();
-    m_done.wait(lock, [&] { return item.done; });
+    m_done.wait(lock, [&] { return item->done; });
+}
+
+void DatabaseLane::post(std::function<bool(DatabaseSession&)> job)
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_items.size() >= kMostWaitingForAPost)
+            return;
+        m_items.push_back(std::make_shared<Item>(
+            Item{.work = [job = std::move(job)](DatabaseSession* session, const std::string&) {
+                return session != nullptr && job(*session);
+            }}));
+    }
+    m_wake.notify_one();
+}
+
+std::size_t DatabaseLane::waiting() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_items.size();
 }
 
 void DatabaseLane::serve()
@@ -41,13 +62,13 @@ void DatabaseLane::serve()
         m_wake.wait(lock, [&] { return !m_items.empty() || m_ending; });
         if (m_items.empty())
             return;
-        Item* const item = m_items.front();
+        const std::shared_ptr<Item> item = m_items.front();
         m_items.pop_front();
         // A server that restarted has ended the other threads' connections as well.
         if (std::exchange(failuresSeen, m_failures) != m_failures)
             session.reset();
         lock.unlock();
-        const bool usable = attempt(session, *item->work);
+        const bool usable = attempt(session, item->work);
         lock.lock();
         if (!usable) {
             session.reset();
@@ -61,7 +82,7 @@ void DatabaseLane::serve()
 bool DatabaseLane::attempt(std::unique_ptr<DatabaseSession>& session, const Work& work)
 {
     if (session == nullptr) {
-        auto opened = DatabaseSession::open(m_address);
+        auto opened = DatabaseSession::open(m_address, m_purpose);
         if (!opened)
             return work(nullptr, opened.error().text);
         session = std::move(opened).value();

@@ -2,11 +2,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "service/database_address.h"
-#include "service/database_session.h"
+#include "service/database/database_address.h"
+#include "service/database/database_session.h"
 
 #include <condition_variable>
+#include <cstddef>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -22,26 +24,42 @@ class DatabaseLane final
 {
 public:
     /// `address` is connected to with the first job.
-    DatabaseLane(DatabaseAddress address, int threads);
+    DatabaseLane(DatabaseAddress address, DatabaseSession::Purpose purpose, int threads);
     DatabaseLane(const DatabaseLane&) = delete;
     DatabaseLane& operator=(const DatabaseLane&) = delete;
     ~DatabaseLane();
 
     /// Runs `job`, a function of DatabaseSession& that returns a DatabaseResult, on a thread of the
-    /// lane and waits for it.
+    /// lane and waits for it. What it throws comes out here.
     template <typename Job>
     [[nodiscard]] auto run(Job job) -> decltype(job(std::declval<DatabaseSession&>()))
     {
         decltype(job(std::declval<DatabaseSession&>())) result = DatabaseFailure{};
+        std::exception_ptr thrown;
         perform([&](DatabaseSession* session, const std::string& problem) {
-            if (session == nullptr)
+            if (session == nullptr) {
                 result = DatabaseFailure{problem};
-            else
+                return false;
+            }
+            try {
                 result = job(*session);
+            } catch (...) {
+                thrown = std::current_exception();
+                return true;
+            }
             return static_cast<bool>(result);
         });
+        if (thrown)
+            std::rethrow_exception(thrown);
         return result;
     }
+
+    /// Runs `job` some time later and does not wait for it; what comes of it is lost, so only for
+    /// what may also be done another time. Lets it be when many jobs wait already.
+    void post(std::function<bool(DatabaseSession&)> job);
+
+    /// How many jobs wait.
+    [[nodiscard]] std::size_t waiting() const;
 
 private:
     /// Gets no session but a problem when there is no connection; false when the session is spoilt.
@@ -49,19 +67,22 @@ private:
 
     struct Item
     {
-        const Work* work = nullptr;
+        Work work;
         bool done = false;
     };
 
-    void perform(const Work& work);
+    static constexpr std::size_t kMostWaitingForAPost = 100;
+
+    void perform(Work work);
     void serve();
     [[nodiscard]] bool attempt(std::unique_ptr<DatabaseSession>& session, const Work& work);
 
     DatabaseAddress m_address;
-    std::mutex m_mutex;
+    DatabaseSession::Purpose m_purpose;
+    mutable std::mutex m_mutex;
     std::condition_variable m_wake;
     std::condition_variable m_done;
-    std::deque<Item*> m_items;
+    std::deque<std::shared_ptr<Item>> m_items;
     bool m_ending = false;
     unsigned m_failures = 0; // after each, every session older than it is replaced
     std::vector<std::jthread> m_threads;

@@ -1,0 +1,437 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/database/activity_rows.h"
+
+#include "base/url_components.h"
+#include "service/database/database_text.h"
+#include "service/database/days.h"
+#include "service/database/devices.h"
+#include "service/database/partitions.h"
+#include "service/database/token.h"
+#include "service/history/day_pack.h"
+
+#include <QStringList>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <optional>
+#include <set>
+#include <tuple>
+
+namespace service {
+
+namespace {
+
+/// What is stored of the site: what the dashboard tells sites apart by, nothing without an address.
+QVariant siteOf(const UploadedActivity& row)
+{
+    if (!row.url || row.url->empty())
+        return {};
+    return storedText(platform::urlHostKey(*row.url));
+}
+
+/// A column of many rows as one value of PostgreSQL's form for arrays.
+class Column final
+{
+public:
+    explicit Column(std::size_t rows) { m_text.reserve(static_cast<qsizetype>(24 * rows) + 2); }
+
+    void add(std::int64_t value)
+    {
+        separate();
+        m_text += QString::number(value);
+    }
+
+    void add(const QVariant& text)
+    {
+        separate();
+        if (text.isNull()) {
+            m_text += QLatin1String("NULL");
+            return;
+        }
+        m_text += QLatin1Char('"');
+        for (const QChar c : text.toString()) {
+            if (c == QLatin1Char('"') || c == QLatin1Char('\\'))
+                m_text += QLatin1Char('\\');
+            m_text += c;
+        }
+        m_text += QLatin1Char('"');
+    }
+
+    /// Of at least one row.
+    [[nodiscard]] QString whole() const { return m_text + QLatin1Char('}'); }
+
+private:
+    void separate() { m_text += m_text.isEmpty() ? QLatin1Char('{') : QLatin1Char(','); }
+
+    QString m_text;
+};
+
+/// The columns that a row brings with it, in the order of their places in a statement.
+struct Given
+{
+    QVariant start;
+    QVariant digest;
+    QVariant seconds;
+    QVariant app;
+    QVariant title;
+    QVariant url;
+    QVariant site;
+};
+
+Given given(const StoredActivity& row)
+{
+    return {.start = number(row.activity->startTime),
+            .digest = number(row.digest),
+            .seconds = number(row.durationSeconds),
+            .app = storedText(row.activity->appName),
+            .title = storedOptional(row.activity->windowTitle),
+            .url = storedOptional(row.activity->url),
+            .site = siteOf(*row.activity)};
+}
+
+/// All of `rows` in arrays.
+QVariantList arraysOf(const std::vector<StoredActivity>& rows)
+{
+    const std::size_t count = rows.size();
+    std::array<Column, 3> numbers = {Column(count), Column(count), Column(count)};
+    std::array<Column, 4> texts = {Column(count), Column(4 * count), Column(count), Column(count)};
+    for (const StoredActivity& row : rows) {
+        numbers[0].add(row.activity->startTime);
+        numbers[1].add(row.digest);
+        numbers[2].add(row.durationSeconds);
+        const Given columns = given(row);
+        texts[0].add(columns.app);
+        texts[1].add(columns.title);
+        texts[2].add(columns.url);
+        texts[3].add(columns.site);
+    }
+    QVariantList values;
+    for (const Column& column : numbers)
+        values.append(column.whole());
+    for (const Column& column : texts)
+        values.append(column.whole());
+    return values;
+}
+
+QString unnested()
+{
+    return QStringLiteral(
+        "from unnest(cast(? as bigint[]), cast(? as bigint[]), cast(? as bigint[]), "
+        "cast(? as text[]), cast(? as text[]), cast(? as text[]), cast(? as text[])) as "
+        "given (start_time, digest, duration_seconds, app_name, window_title, url, site)");
+}
+
+constexpr auto kKeepTheGreater = " on conflict (user_id, start_time, digest) do update set "
+                                 "duration_seconds = excluded.duration_seconds "
+                                 "where excluded.duration_seconds > runs.duration_seconds";
+
+/// Runs `statement` for every row, which SQLite does faster than it reads JSON.
+DatabaseResult<std::monostate> runForEach(DatabaseSession& session,
+                                          const QString& statement,
+                                          const QVariantList& before,
+                                          const std::vector<StoredActivity>& rows)
+{
+    for (const StoredActivity& row : rows) {
+        const Given columns = given(row);
+        QVariantList values = before;
+        values << columns.start << columns.digest << columns.seconds << columns.app << columns.title
+               << columns.url << columns.site;
+        if (const auto done = session.runKept(statement, values); !done)
+            return done.error();
+    }
+    return std::monostate();
+}
+
+/// What of an upload does not fit into memory waits in a table of the session's own.
+DatabaseResult<std::monostate> clearStaged(DatabaseSession& session)
+{
+    for (const QString& statement :
+         {QStringLiteral("create temporary table if not exists staged_runs ("
+                         "start_time bigint not null, digest bigint not null, "
+                         "duration_seconds bigint not null, app_name text not null, "
+                         "window_title text, url text, site text, "
+                         "primary key (start_time, digest))"),
+          QStringLiteral("delete from staged_runs")}) {
+        if (const auto done = session.run(statement); !done)
+            return done.error();
+    }
+    return std::monostate();
+}
+
+DatabaseResult<std::monostate> stage(DatabaseSession& session,
+                                     const std::vector<StoredActivity>& rows)
+{
+    const QString columns =
+        QStringLiteral("insert into staged_runs (start_time, digest, duration_seconds, app_name, "
+                       "window_title, url, site) ");
+    const QString addUp =
+        QStringLiteral(" on conflict (start_time, digest) do update set duration_seconds = case "
+                       "when excluded.duration_seconds > 0 and staged_runs.duration_seconds > "
+                       "%1 - excluded.duration_seconds then %1 "
+                       "when excluded.duration_seconds < 0 and staged_runs.duration_seconds < "
+                       "(-%1 - 1) - excluded.duration_seconds then (-%1 - 1) "
+                       "else staged_runs.duration_seconds + excluded.duration_seconds end")
+            .arg(std::numeric_limits<std::int64_t>::max());
+    if (session.isPostgreSql()) {
+        const auto done = session.runKept(
+            columns + QStringLiteral("select * ") + unnested() + addUp, arraysOf(rows));
+        if (!done)
+            return done.error();
+        return std::monostate();
+    }
+    return session.inTransaction([&] {
+        return runForEach(
+            session, columns + QStringLiteral("values (?, ?, ?, ?, ?, ?, ?)") + addUp, {}, rows);
+    });
+}
+
+/// What the rows of an upload touch.
+struct Touched
+{
+    std::set<int> months;
+    std::set<std::int64_t> days;
+
+    void add(std::int64_t start, std::int64_t seconds)
+    {
+        if (isCountedTime(start))
+            months.insert(monthOf(start));
+        const DayRange range = daysOfRun(start, seconds);
+        for (std::int64_t day = range.first; day <= range.last; ++day)
+            days.insert(day);
+    }
+};
+
+Touched touchedBy(const std::vector<StoredActivity>& rows)
+{
+    Touched touched;
+    for (const StoredActivity& row : rows)
+        touched.add(row.activity->startTime, row.durationSeconds);
+    return touched;
+}
+
+/// Of each day the longest run counts as if it went on at its end; a day too many does no harm.
+DatabaseResult<Touched> touchedByStaged(DatabaseSession& session)
+{
+    auto found = session.run(
+        QStringLiteral("select start_time / 86400, max(duration_seconds), min(start_time), "
+                       "max(start_time) from staged_runs where start_time >= %1 and "
+                       "start_time < %2 group by start_time / 86400 union all "
+                       "select 0, 0, min(start_time), max(start_time) from staged_runs "
+                       "where start_time < %1 or start_time >= %2")
+            .arg(kFirstCountedSecond)
+            .arg(kEndOfCountedSeconds));
+    if (!found)
+        return found.error();
+    Touched touched;
+    for (QSqlQuery& row = found.value(); row.next();) {
+        if (row.isNull(2))
+            continue;
+        const std::int64_t longest = row.value(1).toLongLong();
+        touched.add(row.value(2).toLongLong(), longest);
+        touched.add(row.value(3).toLongLong(), longest);
+    }
+    return touched;
+}
+
+/// Takes those of `rows` that are still in the table of schema 2 out of it, with what they had
+/// there, so that each is in one of the tables only.
+DatabaseResult<std::monostate> takeOldOnes(DatabaseSession& session,
+                                           std::int64_t user,
+                                           const std::string& deviceId,
+                                           std::vector<StoredActivity>& rows)
+{
+    for (StoredActivity& row : rows) {
+        const auto taken = session.runKept(
+            QStringLiteral("delete from old_activities where user_id = ? and digest = ? "
+                           "returning duration_seconds"),
+            {number(user), QString::fromStdString(digestOfRow(deviceId, *row.activity))});
+        if (!taken)
+            return taken.error();
+        if (taken.value()->next())
+            row.durationSeconds =
+                std::max<std::int64_t>(row.durationSeconds, taken.value()->value(0).toLongLong());
+        taken.value()->finish();
+    }
+    return std::monostate();
+}
+
+/// Stores in one transaction what `insert` puts into the table for a device of that number.
+template <typename Insert>
+DatabaseResult<std::monostate> commitUpload(DatabaseSession& session,
+                                            std::int64_t user,
+                                            const UploadHead& head,
+                                            const Touched& touched,
+                                            Insert insert)
+{
+    if (const auto made = makePartitions(session, touched.months); !made)
+        return made.error();
+    return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
+        const auto locked = lockUser(session, user);
+        if (!locked)
+            return locked.error();
+        const std::optional<std::int64_t>& oldRows = locked.value();
+        if (!oldRows)
+            return DatabaseFailure{"the user of an upload has been removed"};
+        const auto device = noteUpload(session, user, head, secondsNow());
+        if (!device)
+            return device.error();
+        if (const auto inserted = insert(device.value(), *oldRows != 0); !inserted)
+            return inserted.error();
+        return bumpDays(session, user, touched.days);
+    });
+}
+
+DatabaseResult<std::monostate> storePortion(DatabaseSession& session,
+                                            std::int64_t user,
+                                            const UploadHead& head,
+                                            const std::vector<UploadedActivity>& portion)
+{
+    std::vector<StoredActivity> rows = rowsToStore(head.deviceId, portion);
+    return commitUpload(
+        session,
+        user,
+        head,
+        touchedBy(rows),
+        [&](std::int64_t device, bool hasOldRows) -> DatabaseResult<std::monostate> {
+            if (hasOldRows) {
+                const auto taken = takeOldOnes(session, user, head.deviceId, rows);
+                if (!taken)
+                    return taken.error();
+            }
+            return insertRuns(session, user, device, rows);
+        });
+}
+
+DatabaseResult<std::monostate>
+storeStaged(DatabaseSession& session, std::int64_t user, const UploadHead& head)
+{
+    const auto touched = touchedByStaged(session);
+    if (!touched)
+        return touched.error();
+    return commitUpload(
+        session,
+        user,
+        head,
+        touched.value(),
+        [&](std::int64_t device, bool) -> DatabaseResult<std::monostate> {
+            const auto done = session.run(
+                QStringLiteral("insert into runs (user_id, device, start_time, digest, "
+                               "duration_seconds, app_name, window_title, url, site) "
+                               "select cast(? as bigint), cast(? as integer), start_time, digest, "
+                               "duration_seconds, app_name, window_title, url, site "
+                               "from staged_runs where true order by start_time, digest") +
+                    QLatin1String(kKeepTheGreater),
+                {number(user), number(device)});
+            if (!done)
+                return done.error();
+            return std::monostate();
+        });
+}
+
+} // namespace
+
+std::string digestOfRow(const std::string& deviceId, const UploadedActivity& row)
+{
+    return digestOf(
+        {deviceId, std::to_string(row.startTime), row.appName, row.windowTitle, row.url});
+}
+
+std::int64_t keyOfDigest(std::string_view digest)
+{
+    constexpr std::string_view kAlphabet =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+    constexpr std::size_t kCharacters = 11; // of 6 bits each; the last two bits are left over
+    std::uint64_t bits = 0;
+    for (std::size_t i = 0; i < kCharacters; ++i) {
+        const auto six = static_cast<std::uint64_t>(kAlphabet.find(digest.at(i)));
+        bits = i + 1 < kCharacters ? bits << 6U | six : bits << 4U | six >> 2U;
+    }
+    return static_cast<std::int64_t>(bits);
+}
+
+std::vector<StoredActivity> rowsToStore(const std::string& deviceId,
+                                        std::span<const UploadedActivity> activities)
+{
+    std::vector<StoredActivity> rows;
+    rows.reserve(activities.size());
+    for (const UploadedActivity& activity : activities)
+        rows.push_back({.digest = keyOfDigest(digestOfRow(deviceId, activity)),
+                        .activity = &activity,
+                        .durationSeconds = activity.durationSeconds});
+    // In the order of the key in every transaction: two that touch the same rows then cannot block
+    // each other for ever, and neighbours lie in the same page.
+    const auto key = [](const StoredActivity& row) {
+        return std::tuple(row.activity->startTime, row.digest);
+    };
+    std::ranges::sort(rows, {}, key);
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        if (kept > 0 && key(rows[kept - 1]) == key(rows[i]))
+            rows[kept - 1].durationSeconds =
+                saturatingSum(rows[kept - 1].durationSeconds, rows[i].durationSeconds);
+        else if (const std::size_t to = kept++; to != i)
+            rows[to] = rows[i];
+    }
+    rows.resize(kept);
+    return rows;
+}
+
+DatabaseResult<std::monostate> insertRuns(DatabaseSession& session,
+                                          std::int64_t user,
+                                          std::int64_t device,
+                                          const std::vector<StoredActivity>& rows)
+{
+    if (rows.empty())
+        return std::monostate();
+    const QString columns =
+        QStringLiteral("insert into runs (user_id, device, start_time, digest, duration_seconds, "
+                       "app_name, window_title, url, site) ");
+    const QVariantList before = {number(user), number(device)};
+    if (!session.isPostgreSql())
+        return runForEach(session,
+                          columns + QStringLiteral("values (?, ?, ?, ?, ?, ?, ?, ?, ?)") +
+                              QLatin1String(kKeepTheGreater),
+                          before,
+                          rows);
+    const auto done = session.runKept(
+        columns + QStringLiteral("select cast(? as bigint), cast(? as integer), given.* ") +
+            unnested() + QLatin1String(kKeepTheGreater),
+        before + arraysOf(rows));
+    if (!done)
+        return done.error();
+    return std::monostate();
+}
+
+DatabaseResult<std::int64_t> storeUpload(DatabaseSession& session,
+                                         std::int64_t user,
+                                         const UploadHead& head,
+                                         const NextRows& next)
+{
+    const std::vector<UploadedActivity> first = next();
+    auto count = static_cast<std::int64_t>(first.size());
+    std::vector<UploadedActivity> portion =
+        first.empty() ? std::vector<UploadedActivity>() : next();
+    if (portion.empty()) {
+        if (const auto stored = storePortion(session, user, head, first); !stored)
+            return stored.error();
+        return count;
+    }
+    if (const auto cleared = clearStaged(session); !cleared)
+        return cleared.error();
+    if (const auto staged = stage(session, rowsToStore(head.deviceId, first)); !staged)
+        return staged.error();
+    for (; !portion.empty(); portion = next()) {
+        count += static_cast<std::int64_t>(portion.size());
+        if (const auto staged = stage(session, rowsToStore(head.deviceId, portion)); !staged)
+            return staged.error();
+    }
+    if (const auto stored = storeStaged(session, user, head); !stored)
+        return stored.error();
+    if (const auto cleared = clearStaged(session); !cleared)
+        return cleared.error();
+    return count;
+}
+
+} // namespace service

@@ -1,0 +1,101 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/database/database.h"
+
+#include "service/database/activity_rows.h"
+#include "service/database/database_text.h"
+#include "service/database/old_rows.h"
+
+namespace service {
+
+namespace {
+
+constexpr int kReaders = 2;
+constexpr int kReporters = 2;
+
+// SQLite has one writer at a time; waiting in our own queue is fair and knows no time limit.
+int writersOf(const DatabaseAddress& address)
+{
+    return address.kind == DatabaseAddress::Kind::Sqlite ? 1 : 4;
+}
+
+} // namespace
+
+Database::Database(const DatabaseAddress& address, const std::optional<DatabaseAddress>& reports)
+    : m_reading(address, DatabaseSession::Purpose::Reading, kReaders)
+    , m_writing(address, DatabaseSession::Purpose::Writing, writersOf(address))
+    , m_reports(reports.value_or(address), DatabaseSession::Purpose::Reports, kReporters)
+{
+}
+
+DatabaseResult<std::optional<User>> Database::findUser(const std::string& email)
+{
+    return m_reading.run(
+        [&](DatabaseSession& session) { return service::findUser(session, email); });
+}
+
+DatabaseResult<std::optional<Session>> Database::sessionOfToken(const std::string& token)
+{
+    auto found = m_reading.run(
+        [&](DatabaseSession& session) { return service::sessionOfToken(session, token); });
+    if (!found)
+        return found;
+    const std::optional<Session>& used = found.value();
+    const std::int64_t now = secondsNow();
+    if (used && needsNote(*used, now))
+        m_writing.post([used = *used, now](DatabaseSession& session) {
+            return static_cast<bool>(noteUse(session, used, now));
+        });
+    return found;
+}
+
+DatabaseResult<std::optional<std::int64_t>> Database::userOfToken(const std::string& token)
+{
+    const auto found = sessionOfToken(token);
+    if (!found)
+        return found.error();
+    const std::optional<Session>& used = found.value();
+    return used ? std::optional(used->user) : std::nullopt;
+}
+
+DatabaseResult<bool>
+Database::addToken(const User& user, const std::string& token, const SignInRequest& request)
+{
+    return m_writing.run(
+        [&](DatabaseSession& session) { return service::addToken(session, user, token, request); });
+}
+
+DatabaseResult<std::int64_t>
+Database::store(std::int64_t user, const UploadHead& head, const NextRows& next)
+{
+    return m_writing.run(
+        [&](DatabaseSession& session) { return storeUpload(session, user, head, next); });
+}
+
+DatabaseResult<std::vector<PackedDay>> Database::days(std::int64_t user, const DayRange& range)
+{
+    std::vector<PackToKeep> toKeep;
+    auto read = m_reports.run([&](DatabaseSession& session) {
+        toKeep.clear();
+        return readDays(session, user, range, toKeep);
+    });
+    if (!read)
+        return read;
+    m_writing.post([user, packs = std::move(toKeep)](DatabaseSession& session) {
+        for (const PackToKeep& pack : packs) {
+            if (!keepPack(session, pack))
+                return false;
+        }
+        return static_cast<bool>(askForOldRows(session, user));
+    });
+    return read;
+}
+
+Database::Waiting Database::waiting() const
+{
+    return {.reading = m_reading.waiting(),
+            .writing = m_writing.waiting(),
+            .reports = m_reports.waiting()};
+}
+
+} // namespace service

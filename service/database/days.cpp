@@ -1,0 +1,285 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/database/days.h"
+
+#include "service/database/database_text.h"
+#include "service/history/day_pack_encoding.h"
+
+#include <algorithm>
+
+namespace service {
+
+namespace {
+
+constexpr int kDaysOfAStep = 50;
+__extension__ using Wide = __int128;
+
+std::optional<std::string> optionalText(const QSqlQuery& row, int column)
+{
+    return row.isNull(column) ? std::nullopt
+                              : std::optional(row.value(column).toString().toStdString());
+}
+
+/// What a day's rows come to.
+struct AddedUp
+{
+    DayPack pack;
+    std::int64_t rows = 0;
+    Wide stored = 0;
+};
+
+/// Those that begin on the day, or before and reach into it.
+DatabaseResult<std::vector<Run>>
+rowsFor(DatabaseSession& session, std::int64_t user, std::int64_t day)
+{
+    const std::int64_t midnight = day * kSecondsOfADay;
+    auto found = session.run(
+        QStringLiteral(
+            "select start_time, duration_seconds, device, app_name, window_title, site from runs "
+            "where user_id = ? and start_time >= ? and start_time < ? union all "
+            "select start_time, duration_seconds, device, app_name, window_title, site from runs "
+            "where user_id = ? and start_time >= ? and start_time < ? and "
+            "duration_seconds > 86400"),
+        {number(user),
+         number(std::max(midnight - kSecondsOfADay, kFirstCountedSecond)),
+         number(midnight + kSecondsOfADay),
+         number(user),
+         number(kFirstCountedSecond),
+         number(midnight - kSecondsOfADay)});
+    if (!found)
+        return found.error();
+    std::vector<Run> runs;
+    for (QSqlQuery& row = found.value(); row.next();)
+        runs.push_back({.start = row.value(0).toLongLong(),
+                        .seconds = row.value(1).toLongLong(),
+                        .device = row.value(2).toLongLong(),
+                        .app = row.value(3).toString().toStdString(),
+                        .title = optionalText(row, 4),
+                        .site = optionalText(row, 5)});
+    return runs;
+}
+
+DatabaseResult<AddedUp> addUpOtherTimes(DatabaseSession& session, std::int64_t user)
+{
+    auto found = session.run(
+        QStringLiteral("select count(*), cast(coalesce(sum(duration_seconds / 1000000), 0) as "
+                       "bigint), cast(coalesce(sum(duration_seconds % 1000000), 0) as bigint) "
+                       "from runs where user_id = ? and (start_time < ? or start_time >= ?)"),
+        {number(user), number(kFirstCountedSecond), number(kEndOfCountedSeconds)});
+    if (!found)
+        return found.error();
+    found.value().next();
+    return AddedUp{.pack = {},
+                   .rows = found.value().value(0).toLongLong(),
+                   .stored = static_cast<Wide>(found.value().value(1).toLongLong()) * 1'000'000 +
+                             found.value().value(2).toLongLong()};
+}
+
+DatabaseResult<AddedUp>
+addUp(DatabaseSession& session, std::int64_t user, std::int64_t day, const CategoryRules& rules)
+{
+    if (day == kDayOfOtherTimes)
+        return addUpOtherTimes(session, user);
+    const auto runs = rowsFor(session, user, day);
+    if (!runs)
+        return runs.error();
+    AddedUp sums{.pack = packOf(day, runs.value(), rules)};
+    for (const Run& run : runs.value()) {
+        if (run.start < day * kSecondsOfADay)
+            continue;
+        ++sums.rows;
+        sums.stored += run.seconds;
+    }
+    return sums;
+}
+
+DatabaseResult<CategoryRules> rulesOf(DatabaseSession& session, std::int64_t user)
+{
+    auto rules = listCategories(session, user);
+    if (!rules)
+        return rules.error();
+    return CategoryRules(std::move(rules).value());
+}
+
+} // namespace
+
+DatabaseResult<std::vector<PackedDay>> readDays(DatabaseSession& session,
+                                                std::int64_t user,
+                                                const DayRange& range,
+                                                std::vector<PackToKeep>& toKeep)
+{
+    auto found = session.run(QStringLiteral("select day, version, pack from days where user_id = ? "
+                                            "and day >= ? and day <= ? order by day"),
+                             {number(user), number(range.first), number(range.last)});
+    if (!found)
+        return found.error();
+    std::vector<PackedDay> days;
+    std::vector<std::size_t> missing;
+    for (QSqlQuery& row = found.value(); row.next();) {
+        std::optional<DayPack> pack;
+        if (!row.isNull(2)) {
+            const QByteArray bytes = row.value(2).toByteArray();
+            pack = decodePack({bytes.constData(), static_cast<std::size_t>(bytes.size())});
+        }
+        if (!pack)
+            missing.push_back(days.size());
+        days.push_back({.day = row.value(0).toLongLong(),
+                        .version = row.value(1).toLongLong(),
+                        .pack = std::move(pack).value_or(DayPack())});
+    }
+    if (missing.empty())
+        return days;
+    // After the versions: what changes from here on changes those, too.
+    const auto rules = rulesOf(session, user);
+    if (!rules)
+        return rules.error();
+    for (const std::size_t index : missing) {
+        PackedDay& day = days[index];
+        auto sums = addUp(session, user, day.day, rules.value());
+        if (!sums)
+            return sums.error();
+        day.pack = std::move(sums.value().pack);
+        toKeep.push_back({.user = user,
+                          .day = day.day,
+                          .version = day.version,
+                          .pack = QByteArray::fromStdString(encodePack(day.pack)),
+                          .seconds = day.pack.seconds(),
+                          .rows = sums.value().rows,
+                          .millions = static_cast<std::int64_t>(sums.value().stored / 1'000'000),
+                          .rest = static_cast<std::int64_t>(sums.value().stored % 1'000'000)});
+    }
+    return days;
+}
+
+DatabaseResult<std::monostate> keepPack(DatabaseSession& session, const PackToKeep& pack)
+{
+    const auto kept =
+        session.run(QStringLiteral("update days set pack = ?, seconds = ?, stored_rows = ?, "
+                                   "stored_millions = ?, stored_rest = ? "
+                                   "where user_id = ? and day = ? and version = ? and sealed = 0"),
+                    {pack.pack,
+                     number(pack.seconds),
+                     number(pack.rows),
+                     number(pack.millions),
+                     number(pack.rest),
+                     number(pack.user),
+                     number(pack.day),
+                     number(pack.version)});
+    if (!kept)
+        return kept.error();
+    return std::monostate();
+}
+
+DatabaseResult<std::monostate>
+bumpDays(DatabaseSession& session, std::int64_t user, const std::set<std::int64_t>& days)
+{
+    if (days.empty())
+        return std::monostate();
+    // A day that was deleted and is there again must not have a version that somebody still holds.
+    const QString bump =
+        QStringLiteral("insert into days (user_id, day, version) select cast(? as bigint), value, "
+                       "cast(? as bigint) from %1 as given (value) where true "
+                       "order by value on conflict (user_id, day) do update set "
+                       "version = days.version + 1, "
+                       "pack = case when days.sealed = 0 then null else days.pack end")
+            .arg(QStringLiteral("unnest(cast(? as bigint[]))"));
+    const QString bumpInSqlite =
+        QStringLiteral("insert into days (user_id, day, version) select ?, value, ? "
+                       "from json_each(?) where true order by value "
+                       "on conflict (user_id, day) do update set version = days.version + 1, "
+                       "pack = case when days.sealed = 0 then null else days.pack end");
+    const auto done =
+        session.runKept(session.isPostgreSql() ? bump : bumpInSqlite,
+                        {number(user),
+                         number(microsecondsNow()),
+                         listOfNumbers({days.begin(), days.end()}, session.isPostgreSql())});
+    if (!done)
+        return done.error();
+    return std::monostate();
+}
+
+DatabaseResult<std::vector<Run>>
+runsOfDay(DatabaseSession& session, std::int64_t user, std::int64_t day)
+{
+    auto runs = rowsFor(session, user, day);
+    if (runs)
+        std::erase_if(runs.value(), [&](const Run& run) {
+            return run.seconds <= 0 || endOfRun(run.start, run.seconds) <= day * kSecondsOfADay;
+        });
+    return runs;
+}
+
+DatabaseResult<bool> packSomeDays(DatabaseSession& session)
+{
+    // Of all users: each of these days is then read by its own.
+    auto found = session.run(QStringLiteral("select user_id, day from days where pack is null "
+                                            "and sealed = 0 order by user_id, day limit %1")
+                                 .arg(kDaysOfAStep));
+    if (!found)
+        return found.error();
+    std::vector<std::pair<std::int64_t, std::int64_t>> some;
+    while (found.value().next())
+        some.emplace_back(found.value().value(0).toLongLong(), found.value().value(1).toLongLong());
+    found.value().finish();
+    for (const auto& [user, day] : some) {
+        std::vector<PackToKeep> toKeep;
+        const auto read = readDays(session, user, {.first = day, .last = day}, toKeep);
+        if (!read)
+            return read.error();
+        for (const PackToKeep& pack : toKeep) {
+            if (const auto kept = keepPack(session, pack); !kept)
+                return kept.error();
+        }
+    }
+    return !some.empty();
+}
+
+DatabaseResult<std::vector<CategoryRule>> listCategories(DatabaseSession& session,
+                                                         std::int64_t user)
+{
+    auto found = session.run(QStringLiteral("select name, field, how, pattern from categories "
+                                            "where user_id = ? order by position"),
+                             {number(user)});
+    if (!found)
+        return found.error();
+    std::vector<CategoryRule> rules;
+    for (QSqlQuery& row = found.value(); row.next();)
+        rules.push_back({.name = row.value(0).toString().toStdString(),
+                         .field = static_cast<CategoryRule::Field>(row.value(1).toInt()),
+                         .how = static_cast<CategoryRule::How>(row.value(2).toInt()),
+                         .pattern = row.value(3).toString().toStdString()});
+    return rules;
+}
+
+DatabaseResult<std::monostate>
+setCategories(DatabaseSession& session, std::int64_t user, const std::vector<CategoryRule>& rules)
+{
+    return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
+        const auto gone =
+            session.run(QStringLiteral("delete from categories where user_id = ?"), {number(user)});
+        if (!gone)
+            return gone.error();
+        for (std::size_t i = 0; i < rules.size(); ++i) {
+            const auto added = session.run(
+                QStringLiteral("insert into categories (user_id, position, name, field, how, "
+                               "pattern) values (?, ?, ?, ?, ?, ?)"),
+                {number(user),
+                 number(static_cast<std::int64_t>(i)),
+                 storedText(rules[i].name),
+                 static_cast<int>(rules[i].field),
+                 static_cast<int>(rules[i].how),
+                 storedText(rules[i].pattern)});
+            if (!added)
+                return added.error();
+        }
+        const auto cleared =
+            session.run(QStringLiteral("update days set version = version + 1, pack = null "
+                                       "where user_id = ? and sealed = 0"),
+                        {number(user)});
+        if (!cleared)
+            return cleared.error();
+        return std::monostate();
+    });
+}
+
+} // namespace service

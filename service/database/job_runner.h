@@ -1,0 +1,73 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "service/database/database_address.h"
+#include "service/database/database_session.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace service {
+
+/// Work that comes up again and again, a step at a time.
+struct Job
+{
+    /// How one step ended.
+    struct Step
+    {
+        bool more = false;  ///< whether the next step may follow at once
+        std::string result; ///< of all steps so far, for the operator; no personal data
+    };
+
+    std::string name;
+    std::chrono::seconds period; ///< from the end of one run to the begin of the next
+    std::function<DatabaseResult<Step>(DatabaseSession&)> step;
+};
+
+/// A job as the table has it. Seconds since 1970.
+struct JobLine
+{
+    std::string name;
+    std::int64_t due = 0;
+    bool isRunning = false;
+    std::optional<std::int64_t> finished;
+    std::string result; ///< of the last run, or what kept it from being done
+};
+
+[[nodiscard]] DatabaseResult<std::vector<JobLine>> listJobs(DatabaseSession& session);
+
+/// Runs jobs on a thread of its own when they are due. Each is taken by one instance at a time,
+/// for a quarter of a minute that each step begins anew: what a killed instance has left is taken
+/// up after that. When it is due and how it ended is in the table "jobs". Its destructor waits for
+/// the step in hand.
+class JobRunner final
+{
+public:
+    JobRunner(DatabaseAddress address, std::vector<Job> jobs);
+    JobRunner(const JobRunner&) = delete;
+    JobRunner& operator=(const JobRunner&) = delete;
+    ~JobRunner();
+
+private:
+    void work();
+    [[nodiscard]] DatabaseResult<std::monostate> runDue(DatabaseSession& session);
+    [[nodiscard]] DatabaseResult<std::monostate> run(DatabaseSession& session, const Job& job);
+    [[nodiscard]] bool isEnding();
+
+    DatabaseAddress m_address;
+    std::vector<Job> m_jobs;
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    bool m_ending = false;
+    std::thread m_thread; // the last one, so that the rest is there when it begins
+};
+
+} // namespace service

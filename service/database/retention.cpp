@@ -1,0 +1,234 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/database/retention.h"
+
+#include "service/database/database_text.h"
+#include "service/database/days.h"
+#include "service/database/partitions.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace service {
+
+namespace {
+
+constexpr int kRowsOfAPortion = 5000;
+constexpr int kDaysOfAPortion = 100;
+
+/// Days before `day` are sealed, and rows that begin before `start` go.
+struct Cut
+{
+    std::int64_t day = 0;
+    std::int64_t start = 0;
+};
+
+std::optional<Cut> cutOfRuns(const Retention& retention, std::int64_t now)
+{
+    std::optional<int> days = retention.keepRunsDays;
+    if (retention.keepDaysDays)
+        days = std::min(days.value_or(*retention.keepDaysDays), *retention.keepDaysDays);
+    if (!days)
+        return std::nullopt;
+    const std::int64_t day = now / kSecondsOfADay - *days;
+    return Cut{.day = day, .start = (day - 1) * kSecondsOfADay};
+}
+
+/// The only number that `statement` yields.
+DatabaseResult<std::int64_t>
+count(DatabaseSession& session, const QString& statement, const QVariantList& values)
+{
+    auto found = session.run(statement, values);
+    if (!found)
+        return found.error();
+    found.value().next();
+    return found.value().value(0).toLongLong();
+}
+
+/// The months whose rows are all older than `cut`.
+DatabaseResult<std::vector<int>> oldMonths(DatabaseSession& session, const Cut& cut)
+{
+    const auto there = partitionsOf(session);
+    if (!there)
+        return there.error();
+    std::vector<int> old;
+    for (const int month : there.value()) {
+        if (startOfMonth(month + 1) <= cut.start)
+            old.push_back(month);
+    }
+    return old;
+}
+
+/// Packs and seals some days before the cut; false when all are.
+DatabaseResult<bool> sealSome(DatabaseSession& session, const Cut& cut)
+{
+    // Of all users: each of these days is then read and sealed by its own.
+    auto found = session.run(
+        QStringLiteral("select user_id, day from days where sealed = 0 and day < ? and day <> 0 "
+                       "order by user_id, day limit %1")
+            .arg(kDaysOfAPortion),
+        {number(cut.day)});
+    if (!found)
+        return found.error();
+    std::vector<std::pair<std::int64_t, std::int64_t>> open;
+    while (found.value().next())
+        open.emplace_back(found.value().value(0).toLongLong(), found.value().value(1).toLongLong());
+    found.value().finish();
+    for (const auto& [user, day] : open) {
+        std::vector<PackToKeep> toKeep;
+        const auto read = readDays(session, user, {.first = day, .last = day}, toKeep);
+        if (!read)
+            return read.error();
+        for (const PackToKeep& pack : toKeep) {
+            if (const auto kept = keepPack(session, pack); !kept)
+                return kept.error();
+        }
+        const auto sealed =
+            session.run(QStringLiteral("update days set sealed = 1, stored_rows = 0, "
+                                       "stored_millions = 0, stored_rest = 0 where user_id = ? "
+                                       "and day = ? and pack is not null"),
+                        {number(user), number(day)});
+        if (!sealed)
+            return sealed.error();
+    }
+    return !open.empty();
+}
+
+/// The keys of some rows before the cut; of one user, so that the statement that deletes them says
+/// whose they are.
+DatabaseResult<std::int64_t> deleteSomeRuns(DatabaseSession& session, const Cut& cut)
+{
+    // Of all users, of whom each is then treated by its own.
+    auto found = session.run(
+        QStringLiteral("select users.id from users where exists (select 1 from runs where "
+                       "runs.user_id = users.id and start_time < ?) order by users.id limit 1"),
+        {number(cut.start)});
+    if (!found)
+        return found.error();
+    if (!found.value().next())
+        return std::int64_t(0);
+    const std::int64_t user = found.value().value(0).toLongLong();
+    found.value().finish();
+    return session.inTransaction([&]() -> DatabaseResult<std::int64_t> {
+        const auto deleted = session.run(
+            QStringLiteral("delete from runs where user_id = ? and (start_time, digest) in "
+                           "(select start_time, digest from runs where user_id = ? and "
+                           "start_time < ? order by start_time, digest limit %1)")
+                .arg(kRowsOfAPortion),
+            {number(user), number(user), number(cut.start)});
+        if (!deleted)
+            return deleted.error();
+        const std::int64_t rows = deleted.value().numRowsAffected(); // of the last statement
+        // Rows of other times may be among them.
+        const auto bumped =
+            session.run(QStringLiteral("update days set version = version + 1, pack = null "
+                                       "where user_id = ? and day = ?"),
+                        {number(user), number(kDayOfOtherTimes)});
+        if (!bumped)
+            return bumped.error();
+        return rows;
+    });
+}
+
+DatabaseResult<bool> pruneRuns(DatabaseSession& session, const Cut& cut, Pruned& pruned)
+{
+    const auto sealed = sealSome(session, cut);
+    if (!sealed || sealed.value())
+        return sealed;
+    const auto months = oldMonths(session, cut);
+    if (!months)
+        return months.error();
+    if (!months.value().empty()) {
+        const auto dropped = dropPartition(session, months.value().front());
+        if (!dropped)
+            return dropped.error();
+        ++pruned.partitions;
+        return true;
+    }
+    const auto deleted = deleteSomeRuns(session, cut);
+    if (!deleted)
+        return deleted.error();
+    pruned.runs += deleted.value();
+    return deleted.value() > 0;
+}
+
+DatabaseResult<bool> pruneDays(DatabaseSession& session, std::int64_t before, Pruned& pruned)
+{
+    const auto deleted = session.run(
+        QStringLiteral("delete from days where (user_id, day) in (select user_id, day from days "
+                       "where day < ? and sealed = 1 limit %1)")
+            .arg(kRowsOfAPortion),
+        {number(before)});
+    if (!deleted)
+        return deleted.error();
+    pruned.days += deleted.value().numRowsAffected();
+    return deleted.value().numRowsAffected() > 0;
+}
+
+std::int64_t firstDayKept(const Retention& retention, std::int64_t now)
+{
+    return now / kSecondsOfADay - retention.keepDaysDays.value_or(0);
+}
+
+} // namespace
+
+DatabaseResult<Pruned>
+countToPrune(DatabaseSession& session, const Retention& retention, std::int64_t now)
+{
+    Pruned pruned;
+    if (const auto cut = cutOfRuns(retention, now)) {
+        const auto months = oldMonths(session, *cut);
+        if (!months)
+            return months.error();
+        pruned.partitions = static_cast<std::int64_t>(months.value().size());
+        // Of all users; a month that is dropped is not counted.
+        const std::int64_t from =
+            months.value().empty() ? kFirstCountedSecond : startOfMonth(months.value().back() + 1);
+        const auto runs = count(session,
+                                QStringLiteral("select count(user_id) from runs where "
+                                               "start_time < ? and (start_time >= ? or "
+                                               "start_time < ?)"),
+                                {number(cut->start), number(from), number(kFirstCountedSecond)});
+        if (!runs)
+            return runs.error();
+        pruned.runs = runs.value();
+    }
+    if (retention.keepDaysDays) {
+        const auto days =
+            count(session,
+                  QStringLiteral("select count(user_id) from days where day < ? and day <> 0"),
+                  {number(firstDayKept(retention, now))});
+        if (!days)
+            return days.error();
+        pruned.days = days.value();
+    }
+    return pruned;
+}
+
+DatabaseResult<bool>
+pruneSome(DatabaseSession& session, const Retention& retention, std::int64_t now, Pruned& pruned)
+{
+    if (const auto cut = cutOfRuns(retention, now)) {
+        const auto more = pruneRuns(session, *cut, pruned);
+        if (!more || more.value())
+            return more;
+    }
+    if (retention.keepDaysDays)
+        return pruneDays(session, firstDayKept(retention, now), pruned);
+    return false;
+}
+
+DatabaseResult<Pruned> prune(DatabaseSession& session, const Retention& retention, std::int64_t now)
+{
+    Pruned pruned;
+    for (;;) {
+        const auto more = pruneSome(session, retention, now, pruned);
+        if (!more)
+            return more.error();
+        if (!more.value())
+            return pruned;
+    }
+}
+
+} // namespace service

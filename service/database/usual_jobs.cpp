@@ -1,0 +1,101 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/database/usual_jobs.h"
+
+#include "service/database/accounts.h"
+#include "service/database/database_text.h"
+#include "service/database/days.h"
+#include "service/database/old_rows.h"
+#include "service/database/partitions.h"
+#include "service/history/run.h"
+
+#include <memory>
+#include <set>
+#include <string>
+
+namespace service {
+
+namespace {
+
+using std::chrono::hours;
+using std::chrono::minutes;
+
+DatabaseResult<Job::Step> makeComingMonths(DatabaseSession& session)
+{
+    const int month = monthOf(secondsNow());
+    const auto made = makePartitions(session, {month - 1, month, month + 1, month + 2});
+    if (!made)
+        return made.error();
+    return Job::Step{.more = false, .result = "the coming months are there"};
+}
+
+DatabaseResult<Job::Step> moveRows(DatabaseSession& session)
+{
+    const auto more = moveOldRows(session);
+    if (!more)
+        return more.error();
+    return Job::Step{.more = more.value(),
+                     .result = more.value() ? "rows of schema 2 are being moved" : "all moved"};
+}
+
+DatabaseResult<Job::Step> eraseUsers(DatabaseSession& session)
+{
+    std::int64_t rows = 0;
+    const auto more = eraseSome(session, rows);
+    if (!more)
+        return more.error();
+    return Job::Step{.more = more.value(), .result = "nothing is left of removed users"};
+}
+
+DatabaseResult<Job::Step> endSessions(DatabaseSession& session)
+{
+    const auto deleted = deleteExpired(session, secondsNow());
+    if (!deleted)
+        return deleted.error();
+    return Job::Step{.more = false, .result = "deleted " + std::to_string(deleted.value())};
+}
+
+DatabaseResult<Job::Step> packDays(DatabaseSession& session)
+{
+    const auto more = packSomeDays(session);
+    if (!more)
+        return more.error();
+    return Job::Step{.more = more.value(), .result = "all days have a pack"};
+}
+
+Job pruning(const Retention& retention)
+{
+    const auto pruned = std::make_shared<Pruned>();
+    return {.name = "prune",
+            .period = hours(24),
+            .step = [retention, pruned](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                const auto more = pruneSome(session, retention, secondsNow(), *pruned);
+                if (!more)
+                    return more.error();
+                Job::Step step{.more = more.value(),
+                               .result = "deleted " + std::to_string(pruned->runs) + " rows, " +
+                                         std::to_string(pruned->days) + " days, " +
+                                         std::to_string(pruned->partitions) + " months"};
+                if (!step.more)
+                    *pruned = {};
+                return step;
+            }};
+}
+
+} // namespace
+
+std::vector<Job> usualJobs(const Retention& retention)
+{
+    std::vector<Job> jobs = {
+        {.name = "partitions", .period = hours(24), .step = makeComingMonths},
+        {.name = "move", .period = hours(24), .step = moveRows},
+        {.name = "erase", .period = minutes(10), .step = eraseUsers},
+        {.name = "sessions", .period = hours(1), .step = endSessions},
+    };
+    if (retention.keepRunsDays || retention.keepDaysDays)
+        jobs.push_back(pruning(retention));
+    jobs.push_back({.name = "pack", .period = minutes(30), .step = packDays});
+    return jobs;
+}
+
+} // namespace service

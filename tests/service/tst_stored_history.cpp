@@ -1,0 +1,684 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+// What the tables hold after uploads, retries, deletions and the passing of time, on both
+// databases.
+#include "service/database/accounts.h"
+#include "service/database/activity_rows.h"
+#include "service/database/database.h"
+#include "service/database/database_text.h"
+#include "service/database/days.h"
+#include "service/database/devices.h"
+#include "service/database/job_runner.h"
+#include "service/database/old_rows.h"
+#include "service/database/partitions.h"
+#include "service/database/retention.h"
+#include "service/database/schema.h"
+#include "service/database/summary.h"
+#include "service/database/usual_jobs.h"
+#include "service/password_hasher.h"
+#include "tests/service/schema_2.h"
+#include "tests/support/postgres_server.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+#include <atomic>
+#include <latch>
+#include <limits>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <thread>
+
+using namespace service;
+
+namespace {
+
+constexpr std::int64_t kDay = 20'400;
+constexpr std::int64_t kMidnight = kDay * kSecondsOfADay;
+
+UploadedActivity activity(std::int64_t start, std::int64_t seconds, const std::string& app = "app")
+{
+    return {.appName = app,
+            .windowTitle = "title of " + app,
+            .url = std::nullopt,
+            .durationSeconds = seconds,
+            .startTime = start};
+}
+
+/// Gives the portions one after the other.
+NextRows portions(std::vector<std::vector<UploadedActivity>> all)
+{
+    return [all = std::move(all), next = std::size_t(0)]() mutable {
+        return next < all.size() ? all[next++] : std::vector<UploadedActivity>();
+    };
+}
+
+const UploadHead kHead = {.deviceId = "device", .syncTimestamp = 0, .intervalMinutes = 5};
+
+} // namespace
+
+class TestStoredHistory : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void initTestCase_data()
+    {
+        QTest::addColumn<bool>("postgres");
+        QTest::newRow("SQLite") << false;
+        QTest::newRow("PostgreSQL") << true;
+    }
+
+    void init()
+    {
+        QFETCH_GLOBAL(bool, postgres);
+        if (postgres)
+            REQUIRE_POSTGRES();
+        QVERIFY(newDatabase());
+        m_session = open();
+        QVERIFY(m_session);
+        if (QByteArray(QTest::currentTestFunction()).startsWith("old"))
+            return;
+        QVERIFY(prepareSchema(*m_session));
+        const auto user = service::addUser(*m_session, "a@example.org", "A", "hash");
+        QVERIFY(user && user.value() == 1);
+    }
+
+    void cleanup() { m_session.reset(); }
+
+    void aRowThatComesAgainKeepsTheGreaterDuration()
+    {
+        for (const std::int64_t seconds : {10, 25, 7}) {
+            const auto stored = store({{activity(kMidnight, seconds)}});
+            QVERIFY(stored);
+            QCOMPARE(stored.value(), 1);
+        }
+        QCOMPARE(summaryText(), std::string("user 1: 1 rows, 25 seconds, 1 devices, 0 tokens\n"));
+        QCOMPARE(packOfDay(kDay).seconds(), 25);
+    }
+
+    void equalRowsInDifferentPortionsAreAddedUp()
+    {
+        constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+        const std::vector<std::vector<UploadedActivity>> all = {
+            {activity(kMidnight, 10), activity(kMidnight, 5), activity(-5, kMost, "\"b\\")},
+            {activity(kMidnight, 20), activity(kMidnight - 10, 30, "c")},
+            {activity(-5, 9, "\"b\\"), activity(-7, -kMost - 1, "d")},
+            {activity(-7, -8, "d")}};
+        for (int times = 0; times < 2; ++times) {
+            const auto stored = store(all);
+            QVERIFY(stored);
+            QCOMPARE(stored.value(), 8);
+        }
+        // 35 + 30 + the most - (the most + 1)
+        QCOMPARE(summaryText(), std::string("user 1: 4 rows, 64 seconds, 1 devices, 0 tokens\n"));
+        QCOMPARE(packOfDay(kDay).seconds(), 35 + 20);
+        QCOMPARE(packOfDay(kDay - 1).seconds(), 10);
+        QVERIFY(store({{activity(kMidnight, 36)}}));
+        QCOMPARE(packOfDay(kDay).seconds(), 36 + 20);
+    }
+
+    void anUploadOfWhichTheRestCannotBeReadLeavesNothing()
+    {
+        Database database(m_address);
+        int portion = 0;
+        const auto next = [&]() -> std::vector<UploadedActivity> {
+            if (++portion == 3)
+                throw std::runtime_error("cut off");
+            return {activity(kMidnight + portion, 5)};
+        };
+        QVERIFY_THROWS_EXCEPTION(std::runtime_error, std::ignore = database.store(1, kHead, next));
+        QCOMPARE(summaryText(), std::string("user 1: 0 rows, 0 seconds, 0 devices, 0 tokens\n"));
+        const auto stored = database.store(1, kHead, portions({{activity(kMidnight, 5)}}));
+        QVERIFY(stored);
+        QCOMPARE(summaryText(), std::string("user 1: 1 rows, 5 seconds, 1 devices, 0 tokens\n"));
+        QVERIFY(!database.store(2, kHead, portions({{activity(kMidnight, 5)}})));
+    }
+
+    void whatAnUploadTellsOfItsDeviceIsKept()
+    {
+        const std::int64_t now = secondsNow();
+        for (const char* device : {"one", "two", "one", "three"})
+            QVERIFY(
+                storeUpload(*m_session,
+                            1,
+                            {.deviceId = device, .syncTimestamp = now + 100, .intervalMinutes = 7},
+                            portions({})));
+        QVERIFY(renameDevice(*m_session, 1, 2, "Laptop").value());
+        QVERIFY(!renameDevice(*m_session, 1, 9, "Laptop").value());
+        const auto devices = listDevices(*m_session, 1);
+        QVERIFY(devices);
+        QCOMPARE(devices.value().size(), 3u);
+        QCOMPARE(devices.value()[0].name, std::string("Desktop"));
+        QCOMPARE(devices.value()[1].name, std::string("Laptop"));
+        QCOMPARE(devices.value()[2].name, std::string("Desktop 3"));
+        QCOMPARE(devices.value()[0].intervalMinutes, std::optional<std::int64_t>(7));
+        QVERIFY(devices.value()[0].lastSeen.value() >= now);
+        QVERIFY(std::abs(devices.value()[0].clockSkewSeconds.value() - 100) < 60);
+    }
+
+    void theSiteIsThatOfTheDashboard()
+    {
+        std::vector<UploadedActivity> rows = {
+            activity(kMidnight, 1, "a"), activity(kMidnight, 1, "b"), activity(kMidnight, 1, "c")};
+        rows[0].url = "https://user@www.example.org:8/x";
+        rows[1].url = "file:///x";
+        rows[2].url = "";
+        QVERIFY(store({rows}));
+        const DayPack pack = packOfDay(kDay);
+        QCOMPARE(pack.sites, (std::vector<std::string>{"file:///x", "www.example.org"}));
+        QVERIFY(!pack.entries[2].site);
+    }
+
+    void anUploadClearsThePacksOfItsDaysOnly()
+    {
+        QVERIFY(store({{activity(kMidnight, 10), activity(kMidnight + 3 * kSecondsOfADay, 10)}}));
+        const auto before = daysOfAll();
+        QCOMPARE(before.size(), 2u);
+        QCOMPARE(daysWithoutPack(), 0);
+        QVERIFY(store({{activity(kMidnight - 10, 20)}})); // reaches into the day
+        QCOMPARE(daysWithoutPack(), 2);
+        const auto after = daysOfAll();
+        QCOMPARE(after.size(), 3u);
+        QVERIFY(after[1].version > before[0].version);
+        QCOMPARE(after[2].version, before[1].version);
+        QCOMPARE(after[1].pack.seconds(), 20);
+    }
+
+    void aPackThatIsNoLongerRightIsNotKept()
+    {
+        QVERIFY(store({{activity(kMidnight, 10)}}));
+        std::vector<PackToKeep> late;
+        QVERIFY(readDays(*m_session, 1, {.first = kDay, .last = kDay}, late));
+        QCOMPARE(late.size(), 1u);
+        QVERIFY(store({{activity(kMidnight, 11)}}));
+        QVERIFY(keepPack(*m_session, late.front()));
+        QCOMPARE(daysWithoutPack(), 1);
+        QCOMPARE(packOfDay(kDay).seconds(), 11);
+    }
+
+    void newRulesForCategoriesPackAllDaysAnew()
+    {
+        QVERIFY(store({{activity(kMidnight, 10, "code"), activity(kMidnight, 5, "mail")}}));
+        QVERIFY(packOfDay(kDay).categories.empty());
+        const std::vector<CategoryRule> rules = {
+            {.name = "work", .field = CategoryRule::Field::App, .how = {}, .pattern = "CODE"}};
+        QVERIFY(setCategories(*m_session, 1, rules));
+        QCOMPARE(listCategories(*m_session, 1).value(), rules);
+        QCOMPARE(packOfDay(kDay).categories, std::vector<std::string>{"work"});
+    }
+
+    /// Two writers and two readers; whatever they did, each pack is what the rows add up to.
+    void packsAreTheRecountAfterAnyHistory()
+    {
+        const unsigned seed = std::random_device()();
+        qInfo("seed %u", seed);
+        std::atomic<bool> failed = false;
+        std::latch begin(2);
+        const auto work = [&](unsigned number) {
+            std::mt19937 random(seed + number);
+            const auto session = open();
+            begin.arrive_and_wait();
+            for (int step = 0; step < 150 && session != nullptr; ++step)
+                failed = failed || !randomStep(*session, random);
+            failed = failed || session == nullptr;
+        };
+        {
+            const std::jthread one(work, 1U);
+            const std::jthread two(work, 2U);
+        }
+        QVERIFY(!failed);
+        const auto days = daysOfAll();
+        QVERIFY(days.size() > 3);
+        for (const PackedDay& day : days) {
+            const auto runs = runsOfDay(*m_session, 1, day.day);
+            QVERIFY(runs);
+            QCOMPARE(day.pack, packOf(day.day, runs.value(), {}));
+        }
+        // The kept sums are those of the rows, too.
+        auto counted = m_session->run(QStringLiteral(
+            "select count(*), cast(sum(duration_seconds) as bigint) from runs where user_id = 1"));
+        QVERIFY(counted && counted.value().next());
+        const std::string line = "user 1: " + counted.value().value(0).toString().toStdString() +
+                                 " rows, " + counted.value().value(1).toString().toStdString() +
+                                 " seconds,";
+        QVERIFY2(summaryText().starts_with(line), summaryText().c_str());
+    }
+
+    void rowsGoWithTheirMonthAndTheSumsOfTheirDaysStay()
+    {
+        const std::int64_t now = secondsNow();
+        const std::int64_t today = now / kSecondsOfADay;
+        const std::vector<std::int64_t> ages = {500, 400, 100, 20, 0};
+        std::vector<UploadedActivity> rows;
+        for (const std::int64_t age : ages)
+            rows.push_back(activity((today - age) * kSecondsOfADay, 60));
+        rows.push_back(activity(5, 7, "absurd"));
+        QVERIFY(store({rows}));
+        const Retention retention = {.keepRunsDays = 50, .keepDaysDays = 450};
+        const auto planned = countToPrune(*m_session, retention, now);
+        QVERIFY(planned);
+        QCOMPARE(planned.value().days, 1);
+        const auto pruned = prune(*m_session, retention, now);
+        QVERIFY(pruned);
+        QCOMPARE(pruned.value(), planned.value());
+        QCOMPARE(pruned.value().partitions, m_session->isPostgreSql() ? 3 : 0);
+        QCOMPARE(pruned.value().runs, m_session->isPostgreSql() ? 1 : 4);
+        const auto days = daysOfAll();
+        QCOMPARE(days.size(), 4u);
+        for (const PackedDay& day : days)
+            QCOMPARE(day.pack.seconds(), 60);
+        // What comes late into a day whose rows have gone neither takes its sums away nor stays.
+        QVERIFY(store({{activity((today - 400) * kSecondsOfADay + 100, 5)}}));
+        QCOMPARE(daysOfAll().front().pack.seconds(), 60);
+        QVERIFY(prune(*m_session, retention, now));
+        auto left = m_session->run(QStringLiteral("select count(*) from runs where user_id = 1"));
+        QVERIFY(left && left.value().next());
+        QCOMPARE(left.value().value(0).toInt(), 2);
+        QCOMPARE(daysOfAll().front().pack.seconds(), 60);
+    }
+
+    void jobsAreDoneByOneAtATimeAndTellHowTheyEnded()
+    {
+        std::atomic<int> steps = 0;
+        std::atomic<int> inside = 0;
+        std::atomic<bool> together = false;
+        const std::vector<Job> jobs = {
+            {.name = "counted",
+             .period = std::chrono::hours(1),
+             .step = [&](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                 together = together || ++inside != 1;
+                 std::this_thread::yield();
+                 --inside;
+                 const int step = ++steps;
+                 return Job::Step{.more = step < 50, .result = "step " + std::to_string(step)};
+             }},
+            {.name = "failing",
+             .period = std::chrono::hours(1),
+             .step = [](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                 return DatabaseFailure{"it failed"};
+             }}};
+        const JobRunner one(m_address, jobs);
+        const JobRunner two(m_address, jobs);
+        const auto ended = [&] {
+            const auto lines = listJobs(*m_session);
+            return lines && lines.value().size() == 2 && lines.value()[0].result == "step 50" &&
+                   lines.value()[1].result == "it failed" && lines.value()[0].finished;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+        QCOMPARE(steps, 50);
+        QVERIFY(!together);
+    }
+
+    void theUsualJobsMakeMonthsAndPruneAndPack()
+    {
+        QVERIFY(store({{activity(kMidnight - 400 * kSecondsOfADay, 60), activity(kMidnight, 7)}}));
+        const int oldMonth = monthOf(kMidnight - 400 * kSecondsOfADay);
+        const JobRunner runner(m_address, usualJobs({.keepRunsDays = 100, .keepDaysDays = {}}));
+        const auto finished = [&](const char* name) {
+            const auto lines = listJobs(*m_session);
+            return lines && std::ranges::any_of(lines.value(), [&](const JobLine& line) {
+                       return line.name == name && line.finished && !line.isRunning;
+                   });
+        };
+        for (const char* name : {"partitions", "move", "erase", "sessions", "prune", "pack"})
+            QTRY_VERIFY_WITH_TIMEOUT(finished(name), 30'000);
+        QTRY_COMPARE_WITH_TIMEOUT(daysWithoutPack(), 0, 30'000);
+        const auto months = partitionsOf(*m_session);
+        QVERIFY(months);
+        QCOMPARE(months.value().contains(oldMonth), false);
+        QCOMPARE(months.value().contains(monthOf(secondsNow()) + 2), m_session->isPostgreSql());
+        QCOMPARE(packOfDay(kDay - 400).seconds(), 60);
+    }
+
+    void reportsChangeNothingButThePacksThatTheyMissed()
+    {
+        QVERIFY(store({{activity(kMidnight, 10)}}));
+        Database database(m_address);
+        const auto days = database.days(1, {.first = kDay - 1, .last = kDay});
+        QVERIFY(days);
+        QCOMPARE(days.value().size(), 1u);
+        QCOMPARE(days.value().front().pack.seconds(), 10);
+        QTRY_COMPARE_WITH_TIMEOUT(daysWithoutPack(), 0, 30'000);
+        QVERIFY(!database.report([](DatabaseSession& session) {
+            return session.run(QStringLiteral("delete from runs where user_id = 1"));
+        }));
+        QCOMPARE(packOfDay(kDay).seconds(), 10);
+        if (m_session->isPostgreSql())
+            QVERIFY(!database.report([](DatabaseSession& session) {
+                return session.run(QStringLiteral("select pg_sleep(60)"));
+            }));
+    }
+
+    void theUseOfASessionIsNotedOnceAnHour()
+    {
+        const PasswordHasher initialised;
+        QVERIFY(addSession(*m_session,
+                           1,
+                           "token",
+                           {.deviceId = {},
+                            .deviceName = {},
+                            .userAgent = {},
+                            .secondsValid = kApplicationSessionSeconds}));
+        const std::int64_t now = secondsNow();
+        QVERIFY(m_session->run(QStringLiteral("update sessions set last_used = ?, expires = ? "
+                                              "where user_id = 1"),
+                               {number(now - 3700), number(now + 80'000)}));
+        Database database(m_address);
+        const auto used = database.sessionOfToken("token");
+        QVERIFY(used && used.value());
+        QCOMPARE(used.value()->lastUsed, now - 3700);
+        const auto noted = [&] {
+            const auto session = sessionOfToken(*m_session, "token");
+            return session && session.value() && session.value()->lastUsed >= now &&
+                   session.value()->expires >= now + kApplicationSessionSeconds;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(noted(), 30'000);
+    }
+
+    void aNewSignInOfADeviceReplacesTheOldSession()
+    {
+        const PasswordHasher initialised;
+        const auto user = findUser(*m_session, "a@example.org");
+        QVERIFY(user && user.value());
+        const SignInRequest request = {
+            .email = {}, .password = {}, .deviceName = "Desktop", .deviceId = "device"};
+        QVERIFY(!isKnownDevice(*m_session, 1, "device").value());
+        QVERIFY(addToken(*m_session, *user.value(), "first", request).value());
+        QVERIFY(isKnownDevice(*m_session, 1, "device").value());
+        QVERIFY(addToken(*m_session, *user.value(), "second", request).value());
+        const std::int64_t now = secondsNow();
+        const auto first = sessionOfToken(*m_session, "first");
+        const auto second = sessionOfToken(*m_session, "second");
+        QVERIFY(first && first.value() && second && second.value());
+        QVERIFY(first.value()->expires <= now + 600);
+        QVERIFY(second.value()->expires >= now + kApplicationSessionSeconds - 60);
+        // A use does not give it a longer life, as it does the other.
+        QVERIFY(!needsNote(*first.value(), now + 3000) && needsNote(*first.value(), now + 3700));
+        for (const auto& used : {first, second})
+            QVERIFY(noteUse(*m_session, *used.value(), now + 500));
+        QCOMPARE(sessionOfToken(*m_session, "first").value()->expires, first.value()->expires);
+        QCOMPARE(sessionOfToken(*m_session, "second").value()->expires,
+                 now + 500 + kApplicationSessionSeconds);
+        QCOMPARE(deleteExpired(*m_session, now + 700).value(), 1);
+        QVERIFY(!sessionOfToken(*m_session, "first").value());
+        QVERIFY(addSession(*m_session,
+                           1,
+                           "api",
+                           {.kind = SessionKind::Api,
+                            .scope = Scope::Manage,
+                            .deviceId = {},
+                            .deviceName = {},
+                            .userAgent = "agent",
+                            .secondsValid = 100}));
+        const auto sessions = listSessions(*m_session, 1);
+        QVERIFY(sessions);
+        QCOMPARE(sessions.value().size(), 2u);
+        QCOMPARE(sessions.value()[0].scope, Scope::Manage);
+        QCOMPARE(sessions.value()[0].userAgent, std::string("agent"));
+        QVERIFY(endSession(*m_session, 1, sessions.value()[0].id).value());
+        QVERIFY(!endSession(*m_session, 1, sessions.value()[0].id).value());
+        QVERIFY(!endSession(*m_session, 2, sessions.value()[1].id).value());
+        QVERIFY(!userOfToken(*m_session, "api").value());
+    }
+
+    void failuresAndInvitationsAreShared()
+    {
+        const PasswordHasher initialised;
+        const auto other = open();
+        QVERIFY(addFailure(*m_session, "a", "home") && addFailure(*other, "a", "home"));
+        QVERIFY(addFailure(*other, "a", "away") && addFailure(*other, "b", "home"));
+        auto failures = failuresOf(*m_session, "a", "home");
+        QVERIFY(failures);
+        QCOMPARE(failures.value().here, 2);
+        QCOMPARE(failures.value().ofAccount, 3);
+        QCOMPARE(failures.value().ofNetwork, 3);
+        QVERIFY(clearFailures(*other, "a", "home"));
+        failures = failuresOf(*m_session, "a", "home");
+        QCOMPARE(failures.value().here, 0);
+        QCOMPARE(failures.value().ofAccount, 1);
+        QVERIFY(addInvitation(
+            *m_session,
+            "code",
+            {.email = "b@example.org", .isAdmin = true, .expires = secondsNow() + 9}));
+        QVERIFY(!takeInvitation(*other, "another").value());
+        const auto taken = takeInvitation(*other, "code");
+        QVERIFY(taken && taken.value());
+        QVERIFY(taken.value()->isAdmin);
+        QVERIFY(!takeInvitation(*m_session, "code").value());
+    }
+
+    void aUserOfManyRowsGoesInPortions()
+    {
+        std::vector<std::vector<UploadedActivity>> all(6);
+        for (int i = 0; i < 12'000; ++i)
+            all[static_cast<std::size_t>(i) / 2000].push_back(schema_2::row(i, 5));
+        QVERIFY(store(all));
+        const auto removed = removeUser(*m_session, "a@example.org");
+        QVERIFY(removed);
+        QCOMPARE(removed.value(), std::optional<std::int64_t>(12'000));
+        for (const char* table : {"runs", "days", "devices", "sessions"}) {
+            auto left = m_session->run(
+                QStringLiteral("select count(user_id) from %1").arg(QLatin1String(table)));
+            QVERIFY(left && left.value().next());
+            QCOMPARE(left.value().value(0).toInt(), 0);
+        }
+        QVERIFY(!store({{activity(kMidnight, 5)}}));
+    }
+
+    void oldRowsMoveWhileTheyComeAgain_data()
+    {
+        QTest::addColumn<bool>("byHand");
+        QTest::newRow("plain") << false;
+        QTest::newRow("partitioned by hand") << true;
+    }
+
+    void oldRowsMoveWhileTheyComeAgain()
+    {
+        QFETCH_GLOBAL(bool, postgres);
+        QFETCH(bool, byHand);
+        if (byHand && !postgres)
+            return; // SQLite has no partitions
+        const PasswordHasher initialised;
+        using schema_2::Table;
+        QVERIFY(schema_2::make(*m_session, byHand ? Table::PartitionedByHand : Table::Plain));
+        constexpr int kUsers = 3;
+        constexpr int kRows = 3000;
+        QVERIFY(m_session->inTransaction([&]() -> DatabaseResult<bool> {
+            bool added = true;
+            for (int user = 1; user <= kUsers; ++user) {
+                added = added && schema_2::addUser(*m_session, user, QString::number(user));
+                for (int n = 0; n < kRows; ++n)
+                    added =
+                        added && schema_2::addRow(*m_session, user, "device", schema_2::row(n, 10));
+            }
+            return added;
+        }));
+        QVERIFY(m_session->run(QStringLiteral("insert into tokens (digest, user_id, device_id, "
+                                              "device_name, created_at) values ('x', 2, 'device', "
+                                              "'Desktop', 5)")));
+        QVERIFY(prepareSchema(*m_session));
+        const std::string line = ": 3000 rows, 30000 seconds, ";
+        QVERIFY2(summaryText().starts_with("user 1" + line), summaryText().c_str());
+        // Of user 2 some come again, longer and shorter, before, while and after they are moved.
+        const auto again = [&](int from, std::int64_t seconds) {
+            std::vector<UploadedActivity> rows;
+            for (int n = from; n < from + 100; ++n)
+                rows.push_back(schema_2::row(n, seconds));
+            return static_cast<bool>(storeUpload(*m_session, 2, kHead, portions({rows})));
+        };
+        QVERIFY(again(0, 20));
+        QVERIFY(again(100, 3));
+        QVERIFY2(summaryText().find("user 2: 3000 rows, 31000 seconds, 1 devices, 1 tokens") !=
+                     std::string::npos,
+                 summaryText().c_str());
+        QVERIFY(askForOldRows(*m_session, 2));
+        QVERIFY(moveOldRows(*m_session).value());
+        QVERIFY(again(200, 20) && again(300, 3) && again(400, 20));
+        {
+            // Several at once, as instances would.
+            std::vector<std::jthread> movers;
+            for (int i = 0; i < 3; ++i)
+                movers.emplace_back([&] {
+                    const auto session = open();
+                    for (int tries = 0; tries < 1000; ++tries) {
+                        const auto more = moveOldRows(*session);
+                        if (more && !more.value())
+                            return;
+                    }
+                });
+        }
+        QCOMPARE(hasOldTable(*m_session).value(), false);
+        QVERIFY(again(500, 20) && again(600, 3));
+        QCOMPARE(summaryText(),
+                 std::string("user 1: 3000 rows, 30000 seconds, 1 devices, 0 tokens\n"
+                             "user 2: 3000 rows, 34000 seconds, 1 devices, 1 tokens\n"
+                             "user 3: 3000 rows, 30000 seconds, 1 devices, 0 tokens\n"));
+        std::int64_t seconds = 0;
+        for (const PackedDay& day : daysOfAll(2))
+            seconds += day.pack.seconds();
+        QCOMPARE(seconds, 34'000);
+    }
+
+    void oldRowsOfARemovedUserGoToo()
+    {
+        QVERIFY(schema_2::make(*m_session, schema_2::Table::Plain));
+        QVERIFY(schema_2::addUser(*m_session, 1, QStringLiteral("a@example.org")));
+        const PasswordHasher initialised;
+        for (int n = 0; n < 50; ++n)
+            QVERIFY(schema_2::addRow(*m_session, 1, "device", schema_2::row(n, 10)));
+        QVERIFY(prepareSchema(*m_session));
+        QVERIFY(storeUpload(
+            *m_session, 1, kHead, portions({{schema_2::row(7, 5), schema_2::row(99, 5)}})));
+        const auto removed = removeUser(*m_session, "a@example.org");
+        QVERIFY(removed);
+        QCOMPARE(removed.value(), std::optional<std::int64_t>(51));
+        QCOMPARE(moveOldRows(*m_session).value(), false);
+        QCOMPARE(hasOldTable(*m_session).value(), false);
+        QCOMPARE(summaryText(), std::string());
+    }
+
+private:
+    bool newDatabase()
+    {
+        QFETCH_GLOBAL(bool, postgres);
+        m_folder = std::make_unique<QTemporaryDir>();
+        QString name = m_folder->filePath(QStringLiteral("service.db"));
+        if (postgres) {
+            if (!m_postgres) {
+                m_postgres = std::make_unique<support::PostgresServer>();
+                if (!m_postgres->start())
+                    return false;
+            }
+            const auto made = m_postgres->newDatabase();
+            if (!made)
+                return false;
+            name = made.value();
+        }
+        const auto address = parseDatabaseAddress(name);
+        if (!address)
+            return false;
+        m_address = address.value();
+        return true;
+    }
+
+    /// Null when it cannot be opened. Any thread.
+    [[nodiscard]] std::unique_ptr<DatabaseSession> open() const
+    {
+        auto opened = DatabaseSession::open(m_address);
+        return opened ? std::move(opened).value() : nullptr;
+    }
+
+    DatabaseResult<std::int64_t> store(const std::vector<std::vector<UploadedActivity>>& rows)
+    {
+        return storeUpload(*m_session, 1, kHead, portions(rows));
+    }
+
+    std::string summaryText() { return summary(*m_session).value(); }
+
+    /// Of all days of a user; what had no pack gets one.
+    std::vector<PackedDay> daysOfAll(std::int64_t user = 1)
+    {
+        std::vector<PackToKeep> toKeep;
+        auto days = readDays(*m_session, user, {.first = 1, .last = 60'000}, toKeep);
+        for (const PackToKeep& pack : toKeep) {
+            if (!keepPack(*m_session, pack))
+                return {};
+        }
+        return days ? days.value() : std::vector<PackedDay>();
+    }
+
+    DayPack packOfDay(std::int64_t day)
+    {
+        std::vector<PackToKeep> toKeep;
+        const auto days = readDays(*m_session, 1, {.first = day, .last = day}, toKeep);
+        return days && days.value().size() == 1 ? days.value().front().pack : DayPack();
+    }
+
+    int daysWithoutPack()
+    {
+        const auto counts = countAll(*m_session, secondsNow());
+        return counts ? static_cast<int>(counts.value().daysWithoutPack) : -1;
+    }
+
+    /// Something that a client, a reader or the user may do.
+    static bool randomStep(DatabaseSession& session, std::mt19937& random)
+    {
+        const auto below = [&](int end) {
+            return static_cast<std::int64_t>(random() % unsigned(end));
+        };
+        if (below(3) == 0) {
+            std::vector<PackToKeep> toKeep;
+            if (!readDays(session, 1, {.first = kDay - 5, .last = kDay + 5}, toKeep))
+                return false;
+            return std::ranges::all_of(toKeep, [&](const PackToKeep& pack) {
+                return static_cast<bool>(keepPack(session, pack));
+            });
+        }
+        if (below(8) == 0) { // deletes what begins on a day
+            const std::int64_t day = kDay + below(3) - 1;
+            return static_cast<bool>(session.inTransaction([&]() -> DatabaseResult<std::monostate> {
+                auto longest = session.run(
+                    QStringLiteral("select max(duration_seconds) from runs where user_id = 1 and "
+                                   "start_time >= ? and start_time < ?"),
+                    {number(day * kSecondsOfADay), number((day + 1) * kSecondsOfADay)});
+                if (!longest)
+                    return longest.error();
+                longest.value().finish();
+                const auto gone =
+                    session.run(QStringLiteral("delete from runs where user_id = 1 and "
+                                               "start_time >= ? and start_time < ?"),
+                                {number(day * kSecondsOfADay), number((day + 1) * kSecondsOfADay)});
+                if (!gone)
+                    return gone.error();
+                return bumpDays(session, 1, {day, day + 1, day + 2, day + 3, day + 4});
+            }));
+        }
+        std::vector<std::vector<UploadedActivity>> all(static_cast<std::size_t>(1 + below(2)));
+        for (auto& rows : all) {
+            for (std::int64_t n = 1 + below(5); n > 0; --n) {
+                const std::int64_t start =
+                    below(30) == 0 ? -below(9) : kMidnight + below(40) * 2161;
+                const std::int64_t seconds =
+                    below(15) == 0 ? below(200'000) : below(3000) - (below(9) == 0 ? 3000 : 0);
+                rows.push_back(
+                    activity(start, seconds, std::string(1, static_cast<char>('a' + below(2)))));
+            }
+        }
+        const UploadHead head = {.deviceId = below(2) == 0 ? "one" : "two"};
+        return static_cast<bool>(storeUpload(session, 1, head, portions(all)));
+    }
+
+    std::unique_ptr<support::PostgresServer> m_postgres;
+    std::unique_ptr<QTemporaryDir> m_folder;
+    DatabaseAddress m_address;
+    std::unique_ptr<DatabaseSession> m_session;
+};
+
+QUILLSTEP_TEST(TestStoredHistory)
+#include "tst_stored_history.moc"
