@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
+#include <set>
 #include <span>
 
 namespace service {
@@ -28,14 +29,33 @@ std::int64_t saturatingSum(std::int64_t a, std::int64_t b)
                  : std::numeric_limits<std::int64_t>::max();
 }
 
-QString insertion(std::size_t rows)
+QString digestText(const StoredActivity& row)
 {
+    return QString::fromLatin1(row.digest.data(), static_cast<qsizetype>(row.digest.size()));
+}
+
+/// What happens to a row that is there.
+enum class Known : std::uint8_t {
+    Replaced,
+    AddedTo, ///< within 64 bits
+};
+
+QString insertion(std::size_t rows, Known known)
+{
+    constexpr const char* kSum =
+        "case when excluded.duration_seconds > 0 and activities.duration_seconds > "
+        "9223372036854775807 - excluded.duration_seconds then 9223372036854775807 "
+        "when excluded.duration_seconds < 0 and activities.duration_seconds < "
+        "-9223372036854775807 - 1 - excluded.duration_seconds then -9223372036854775807 - 1 "
+        "else activities.duration_seconds + excluded.duration_seconds end";
+
     const QStringList places(static_cast<qsizetype>(rows), QStringLiteral("(?,?,?,?,?,?,?,?)"));
     return QStringLiteral("insert into activities (user_id, digest, device_id, app_name, "
                           "window_title, url, start_time, duration_seconds) values ") +
            places.join(QLatin1Char(',')) +
            QStringLiteral(" on conflict (user_id, digest) do update set "
-                          "duration_seconds = excluded.duration_seconds");
+                          "duration_seconds = ") +
+           QString::fromLatin1(known == Known::AddedTo ? kSum : "excluded.duration_seconds");
 }
 
 /// Runs the insertion of so many rows; `whole` keeps the one of most rows, which comes again.
@@ -46,13 +66,83 @@ DatabaseResult<std::monostate> insert(DatabaseSession& session,
 {
     if (rows == kRowsOfAStatement && whole)
         return DatabaseSession::execute(*whole, values);
-    auto prepared = session.prepare(insertion(rows));
+    auto prepared = session.prepare(insertion(rows, Known::Replaced));
     if (!prepared)
         return prepared.error();
     if (rows < kRowsOfAStatement)
         return DatabaseSession::execute(prepared.value(), values);
     whole = std::move(prepared).value();
     return DatabaseSession::execute(*whole, values);
+}
+
+void appendValues(QVariantList& values,
+                  std::int64_t user,
+                  const QString& device,
+                  const StoredActivity& row)
+{
+    values << static_cast<qlonglong>(user) << digestText(row) << device
+           << storedText(row.activity->appName) << storedOptional(row.activity->windowTitle)
+           << storedOptional(row.activity->url) << static_cast<qlonglong>(row.activity->startTime)
+           << static_cast<qlonglong>(row.durationSeconds);
+}
+
+DatabaseResult<std::monostate> storeRows(DatabaseSession& session,
+                                         std::int64_t user,
+                                         const std::string& deviceId,
+                                         const std::vector<StoredActivity>& rows,
+                                         std::optional<QSqlQuery>& whole)
+{
+    const QString device = storedText(deviceId);
+    std::span<const StoredActivity> left(rows);
+    while (!left.empty()) {
+        const auto now = left.first(std::min(left.size(), kRowsOfAStatement));
+        left = left.subspan(now.size());
+        QVariantList values;
+        values.reserve(8 * static_cast<qsizetype>(now.size()));
+        for (const StoredActivity& row : now)
+            appendValues(values, user, device, row);
+        const auto done = insert(session, now.size(), values, whole);
+        if (!done)
+            return done.error();
+    }
+    return std::monostate();
+}
+
+/// Adds those of `rows` that stood in an earlier portion to what that has stored, takes them out,
+/// and notes the others.
+DatabaseResult<std::monostate> addToStored(DatabaseSession& session,
+                                           std::int64_t user,
+                                           const std::string& deviceId,
+                                           std::vector<StoredActivity>& rows)
+{
+    std::set<std::string> fresh;
+    std::span<const StoredActivity> left(rows);
+    while (!left.empty()) {
+        const auto now = left.first(std::min(left.size(), kRowsOfAStatement));
+        left = left.subspan(now.size());
+        QVariantList digests;
+        for (const StoredActivity& row : now)
+            digests << digestText(row);
+        const QStringList places(digests.size(), QStringLiteral("(?)"));
+        auto noted = session.run(QStringLiteral("insert into uploaded (digest) values ") +
+                                     places.join(QLatin1Char(',')) +
+                                     QStringLiteral(" on conflict do nothing returning digest"),
+                                 digests);
+        if (!noted)
+            return noted.error();
+        while (noted.value().next())
+            fresh.insert(noted.value().value(0).toString().toStdString());
+    }
+    for (const StoredActivity& row : rows) {
+        if (fresh.contains(row.digest))
+            continue;
+        QVariantList values;
+        appendValues(values, user, storedText(deviceId), row);
+        if (const auto added = session.run(insertion(1, Known::AddedTo), values); !added)
+            return added.error();
+    }
+    std::erase_if(rows, [&fresh](const StoredActivity& row) { return !fresh.contains(row.digest); });
+    return std::monostate();
 }
 
 /// A sum of many 64 bit numbers, whose parts the database adds up without running over.
@@ -103,36 +193,42 @@ std::vector<StoredActivity> rowsToStore(const Upload& upload)
     return rows;
 }
 
-DatabaseResult<std::monostate> storeRows(DatabaseSession& session,
+DatabaseResult<std::int64_t> storeUpload(DatabaseSession& session,
                                          std::int64_t user,
-                                         const std::string& deviceId,
-                                         const std::vector<StoredActivity>& rows)
+                                         const UploadHead& head,
+                                         const NextRows& next)
 {
-    const QString device = storedText(deviceId);
-    return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
-        std::span<const StoredActivity> left(rows);
-        std::optional<QSqlQuery> whole;
-        while (!left.empty()) {
-            const auto now = left.first(std::min(left.size(), kRowsOfAStatement));
-            left = left.subspan(now.size());
-            QVariantList values;
-            values.reserve(8 * static_cast<qsizetype>(now.size()));
-            for (const StoredActivity& row : now) {
-                values << static_cast<qlonglong>(user)
-                       << QString::fromLatin1(row.digest.data(),
-                                              static_cast<qsizetype>(row.digest.size()))
-                       << device << storedText(row.activity->appName)
-                       << storedOptional(row.activity->windowTitle)
-                       << storedOptional(row.activity->url)
-                       << static_cast<qlonglong>(row.activity->startTime)
-                       << static_cast<qlonglong>(row.durationSeconds);
-            }
-            const auto done = insert(session, now.size(), values, whole);
-            if (!done)
-                return done.error();
+    Upload portion{.deviceId = head.deviceId,
+                   .syncTimestamp = head.syncTimestamp,
+                   .intervalMinutes = head.intervalMinutes,
+                   .activities = next()};
+    std::optional<QSqlQuery> whole;
+    std::int64_t count = 0;
+    bool notesDigests = false;
+    while (!portion.activities.empty()) {
+        count += static_cast<std::int64_t>(portion.activities.size());
+        std::vector<UploadedActivity> following = next();
+        std::vector<StoredActivity> rows = rowsToStore(portion);
+        // Only of an upload of several portions it has to be known what stood in the ones before.
+        if (!following.empty() && !std::exchange(notesDigests, true)) {
+            if (const auto made = session.run(QStringLiteral(
+                    "create temporary table uploaded (digest text not null primary key)"));
+                !made)
+                return made.error();
         }
-        return std::monostate();
-    });
+        if (notesDigests) {
+            if (const auto added = addToStored(session, user, head.deviceId, rows); !added)
+                return added.error();
+        }
+        if (const auto stored = storeRows(session, user, head.deviceId, rows, whole); !stored)
+            return stored.error();
+        portion.activities = std::move(following);
+    }
+    if (notesDigests) {
+        if (const auto dropped = session.run(QStringLiteral("drop table uploaded")); !dropped)
+            return dropped.error();
+    }
+    return count;
 }
 
 DatabaseResult<std::string> summary(DatabaseSession& session)

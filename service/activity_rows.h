@@ -27,12 +27,13 @@ struct StoredActivity
 /// Any thread.
 [[nodiscard]] std::vector<StoredActivity> rowsToStore(const Upload& upload);
 
-/// Stores them for `user`, all or none. A row that is there gets the new duration, so that an
-/// upload that comes again changes nothing.
-[[nodiscard]] DatabaseResult<std::monostate> storeRows(DatabaseSession& session,
+/// Stores an upload for `user` in a transaction of the caller's, and says how many rows it had. A
+/// row that is there gets the new duration, so that an upload that comes again changes nothing;
+/// equal rows of one upload are added up, in whatever portions they come.
+[[nodiscard]] DatabaseResult<std::int64_t> storeUpload(DatabaseSession& session,
                                                        std::int64_t user,
-                                                       const std::string& deviceId,
-                                                       const std::vector<StoredActivity>& rows);
+                                                       const UploadHead& head,
+                                                       const NextRows& next);
 
 /// Lines such as "user 1: 123 rows, 4567 seconds, 2 devices, 1 tokens", without personal data.
 [[nodiscard]] DatabaseResult<std::string> summary(DatabaseSession& session);

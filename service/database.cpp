@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "service/database.h"
 
+#include <exception>
+
 namespace service {
 
 namespace {
@@ -41,11 +43,24 @@ Database::addToken(const User& user, const std::string& token, const SignInReque
         [&](DatabaseSession& session) { return service::addToken(session, user, token, request); });
 }
 
-DatabaseResult<std::monostate> Database::store(std::int64_t user, const Upload& upload)
+DatabaseResult<std::int64_t>
+Database::store(std::int64_t user, const UploadHead& head, const NextRows& next)
 {
-    const std::vector<StoredActivity> rows = rowsToStore(upload);
-    return m_writing.run(
-        [&](DatabaseSession& session) { return storeRows(session, user, upload.deviceId, rows); });
+    std::exception_ptr thrown;
+    auto stored = m_writing.run([&](DatabaseSession& session) -> DatabaseResult<std::int64_t> {
+        return session.inTransaction([&]() -> DatabaseResult<std::int64_t> {
+            try {
+                return storeUpload(session, user, head, next);
+            } catch (...) {
+                // It belongs to the one who asks, not to the thread of the lane.
+                thrown = std::current_exception();
+                return DatabaseFailure{"an upload could not be read"};
+            }
+        });
+    });
+    if (thrown)
+        std::rethrow_exception(thrown);
+    return stored;
 }
 
 } // namespace service

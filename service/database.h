@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <variant>
 
 namespace service {
 
@@ -25,7 +24,10 @@ public:
     [[nodiscard]] DatabaseResult<std::optional<std::int64_t>> userOfToken(const std::string& token);
     [[nodiscard]] DatabaseResult<bool>
     addToken(const User& user, const std::string& token, const SignInRequest& request);
-    [[nodiscard]] DatabaseResult<std::monostate> store(std::int64_t user, const Upload& upload);
+    /// Stores all rows of an upload or none, and says how many there were. Of equal ones the
+    /// durations are added up. What `next` throws comes out.
+    [[nodiscard]] DatabaseResult<std::int64_t>
+    store(std::int64_t user, const UploadHead& head, const NextRows& next);
 
 private:
     DatabaseLane m_reading;

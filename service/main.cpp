@@ -3,16 +3,18 @@
 #include "base/password_prompt.h"
 #include "service/accounts.h"
 #include "service/activity_rows.h"
-#include "service/api.h"
+#include "service/api/api.h"
+#include "service/api/routes.h"
 #include "service/command_line.h"
 #include "service/database.h"
 #include "service/database_session.h"
-#include "service/http_server.h"
+#include "service/http/server.h"
 #include "service/password_hasher.h"
 #include "service/schema.h"
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -20,6 +22,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <utility>
@@ -32,6 +35,8 @@ using service::DatabaseAddress;
 using service::DatabaseSession;
 
 constexpr std::size_t kFewestCharacters = 10;
+constexpr std::size_t kUploadsInFiles = 4;
+constexpr std::size_t kShareOfAnAddress = 4;
 
 int complain(const std::string& text)
 {
@@ -128,6 +133,39 @@ int terminationDescriptor()
     return ::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
+/// As many descriptors as the system lets us have; how many that are.
+std::size_t mostDescriptors()
+{
+    rlimit limit = {};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    return limit.rlim_cur;
+}
+
+service::HttpLimits limitsFor(const CommandLine& line)
+{
+    service::HttpLimits limits;
+    // Some are for the databases, and one for each long upload.
+    limits.connections = std::min(limits.connections, mostDescriptors() / 2);
+    limits.allBodiesInFiles = static_cast<std::size_t>(line.largestUpload) * kUploadsInFiles << 20U;
+    // A proxy is one client to us, and so is this machine.
+    if (!line.trustProxy)
+        limits.connectionsOfAnAddress = limits.connections / kShareOfAnAddress;
+    return limits;
+}
+
+/// Where long uploads wait: not necessarily a folder that lies in memory.
+std::string temporaryFolder()
+{
+    for (const char* name : {"TMPDIR", "STATE_DIRECTORY"}) {
+        if (const QByteArray folder = qgetenv(name); !folder.isEmpty())
+            return folder.toStdString();
+    }
+    return "/var/tmp";
+}
+
 int serve(const DatabaseAddress& address, const CommandLine& line)
 {
     const int stop = terminationDescriptor();
@@ -135,7 +173,13 @@ int serve(const DatabaseAddress& address, const CommandLine& line)
     service::PasswordHasher hasher;
     service::Database database(address);
     service::Api api(database, hasher, {});
-    service::HttpServer server(api, {}, line.trustProxy);
+    service::HttpServer server(
+        service::apiRoutes(api, static_cast<std::uint64_t>(line.largestUpload) << 20U),
+        {.limits = limitsFor(line),
+         .trustProxy = line.trustProxy,
+         .publicUrl = line.publicUrl,
+         .bodyFolder = temporaryFolder(),
+         .authenticate = [&api](const std::string& header) { return api.authenticate(header); }});
     const auto port = server.listen(line.address, line.port);
     if (!port)
         return complain(port.error().text);

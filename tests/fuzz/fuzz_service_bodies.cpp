@@ -5,7 +5,7 @@
 #include "base/json_writer.h"
 #include "service/activity_rows.h"
 #include "service/sign_in_request.h"
-#include "service/upload.h"
+#include "tests/service/whole_upload.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -90,11 +90,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     } else {
         requireFault(signIn.error());
     }
-    const auto upload = service::decodeUpload(body);
+    const auto upload = decodeUpload(body);
     // Both see the same JSON, so they agree on whether it is any.
     require(upload || signIn || (upload.error().status == 400) == (signIn.error().status == 400));
     if (upload) {
-        const auto again = service::decodeUpload(encoded(upload.value()));
+        const auto again = decodeUpload(encoded(upload.value()));
         require(again && again.value() == upload.value());
         requireRows(upload.value());
     } else {

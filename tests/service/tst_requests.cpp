@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/activity_rows.h"
 #include "service/sign_in_request.h"
-#include "service/upload.h"
+#include "tests/service/whole_upload.h"
 
 #include <QTest>
 
