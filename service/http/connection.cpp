@@ -369,13 +369,11 @@ void Connection::parseHeader(Exchange& exchange, std::size_t size)
     exchange.keepsConnection = parser.keep_alive();
     request.peer = clientOf(request);
     const bool isKnown = exchange.version == kHttp10 || exchange.version == kHttp11;
-    if (!isKnown)
-        exchange.answer = refusal(505, "Only HTTP/1.1 is spoken here");
+    if (!isKnown || request.values("host").size() > 1 ||
+        (exchange.version == kHttp10 && request.has("transfer-encoding")))
+        exchange.answer = notHttp();
     else if (request.target.size() > m_environment.settings.limits.targetBytes)
         exchange.answer = refusal(414, "The address is too long");
-    else if (request.values("host").size() > 1 ||
-             (exchange.version == kHttp10 && request.has("transfer-encoding")))
-        exchange.answer = notHttp();
     if (exchange.answer)
         exchange.version = kHttp11;
 }
