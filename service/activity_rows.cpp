@@ -141,7 +141,8 @@ DatabaseResult<std::monostate> addToStored(DatabaseSession& session,
         if (const auto added = session.run(insertion(1, Known::AddedTo), values); !added)
             return added.error();
     }
-    std::erase_if(rows, [&fresh](const StoredActivity& row) { return !fresh.contains(row.digest); });
+    std::erase_if(rows,
+                  [&fresh](const StoredActivity& row) { return !fresh.contains(row.digest); });
     return std::monostate();
 }
 

@@ -117,13 +117,14 @@ private:
 
     void readPublicUrl(const QString& text)
     {
-        const bool isWeb = text.startsWith(QLatin1String("https://")) ||
-                           text.startsWith(QLatin1String("http://"));
+        const bool isWeb =
+            text.startsWith(QLatin1String("https://")) || text.startsWith(QLatin1String("http://"));
         const QString host = text.section(QStringLiteral("//"), 1).section(QLatin1Char('/'), 0, 0);
         const bool spaced = std::ranges::any_of(text, [](QChar c) { return c.isSpace(); });
         m_line.publicUrl = text.toStdString();
         if (m_problem.empty() && (!isWeb || host.isEmpty() || spaced || hasControls(text)))
-            m_problem = "\"" + m_line.publicUrl + "\" is not an address such as https://usage.example.org";
+            m_problem =
+                "\"" + m_line.publicUrl + "\" is not an address such as https://usage.example.org";
     }
 
     void readLargestUpload(const QString& text)

@@ -190,8 +190,8 @@ std::size_t JsonStream::readString(std::string* out, std::size_t most)
             return characters;
         }
         const std::string_view left = m_window.substr(m_at);
-        const auto run = static_cast<std::size_t>(
-            std::ranges::find_if_not(left, isPlain) - left.begin());
+        const auto run =
+            static_cast<std::size_t>(std::ranges::find_if_not(left, isPlain) - left.begin());
         if (run > 0) {
             m_at += run;
             characters += run;
@@ -249,8 +249,7 @@ std::optional<unsigned> JsonStream::readHex()
     unsigned code = 0;
     for (int i = 0; i < 4; ++i) {
         const int c = take();
-        const auto digit =
-            c == kEnd ? std::nullopt : platform::hexDigitValue(static_cast<char>(c));
+        const auto digit = c == kEnd ? std::nullopt : platform::hexDigitValue(static_cast<char>(c));
         if (!digit)
             return std::nullopt;
         code = code * 16 + *digit;

@@ -58,8 +58,8 @@ public:
     /// Reads that value, whatever it is.
     void skip();
 
-    /// Goes into that value, an object. Then nextKey() gives the members in turn, whose values have to
-    /// be read, until it is false.
+    /// Goes into that value, an object. Then nextKey() gives the members in turn, whose values have
+    /// to be read, until it is false.
     void enter();
     [[nodiscard]] bool nextKey(std::string& key);
 

@@ -179,7 +179,9 @@ int serve(const DatabaseAddress& address, const CommandLine& line)
          .trustProxy = line.trustProxy,
          .publicUrl = line.publicUrl,
          .bodyFolder = temporaryFolder(),
-         .authenticate = [&api](const std::string& header) { return api.authenticate(header); }});
+         .authenticate = [&api](const std::string& header) {
+             return api.authenticate(header);
+         }});
     const auto port = server.listen(line.address, line.port);
     if (!port)
         return complain(port.error().text);

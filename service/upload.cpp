@@ -74,7 +74,7 @@ public:
         std::string text;
         const bool isText = readString(json, &text, kLongestTime);
         const auto read = isText && m_characters == text.size() ? platform::secondsFromUtcText(text)
-                                                                 : std::nullopt;
+                                                                : std::nullopt;
         m_valid = read.has_value();
         seconds = read.value_or(0);
     }
@@ -156,8 +156,8 @@ readRow(JsonStream& json, std::size_t number, UploadedActivity* row, std::string
         row->startTime = time;
     }
     std::optional<Fault> fault;
-    const bool isRight = name.isRight() && title.isRight() && url.isRight() &&
-                         duration.isRight() && start.isRight();
+    const bool isRight =
+        name.isRight() && title.isRight() && url.isRight() && duration.isRight() && start.isRight();
     if (isRight)
         return fault;
     name.blame(fault, path() + '.', kNoText);

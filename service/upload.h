@@ -56,9 +56,8 @@ struct Upload
 
 /// Reads the body of POST /api/activity-log from JSON within little memory, in two passes: members
 /// may stand in any order, and nothing of an upload counts before all of it has been found right.
-/// Of texts that are too long for a row (1 KiB for an application, 16 KiB for title and address) the
-/// beginning is taken.
-/// One thread at a time. What the source throws comes out.
+/// Of texts that are too long for a row (1 KiB for an application, 16 KiB for title and address)
+/// the beginning is taken. One thread at a time. What the source throws comes out.
 class UploadReader final
 {
 public:

@@ -149,8 +149,7 @@ Answer Api::store(std::int64_t user, RequestBody& body)
     const auto head = reader.check();
     if (!head)
         return refusal(head.error());
-    const auto stored =
-        m_database.store(user, head.value(), [&reader] { return reader.next(); });
+    const auto stored = m_database.store(user, head.value(), [&reader] { return reader.next(); });
     if (!stored)
         return unavailable(stored.error());
     return {.status = 201,

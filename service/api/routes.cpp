@@ -24,7 +24,9 @@ std::vector<Route> apiRoutes(Api& api, std::uint64_t largestUpload)
          .bodyLimit = largestUpload,
          .caller = Caller::Bearer,
          .handler =
-             [&api](Request& request) { return api.store(*request.user, *request.body); }},
+             [&api](Request& request) {
+                 return api.store(*request.user, *request.body);
+             }},
     };
 }
 

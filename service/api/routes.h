@@ -10,8 +10,8 @@
 
 namespace service {
 
-/// The endpoints that take JSON, dealt with by `api`, which has to live longer. `largestUpload` is in
-/// bytes.
+/// The endpoints that take JSON, dealt with by `api`, which has to live longer. `largestUpload` is
+/// in bytes.
 [[nodiscard]] std::vector<Route> apiRoutes(Api& api, std::uint64_t largestUpload);
 
 } // namespace service

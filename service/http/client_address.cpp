@@ -3,8 +3,8 @@
 #include "service/http/client_address.h"
 
 #include <algorithm>
-#include <array>
 #include <arpa/inet.h>
+#include <array>
 
 namespace service {
 

@@ -10,6 +10,8 @@
 
 #include <QScopeGuard>
 
+#include <algorithm>
+#include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/post.hpp>
@@ -20,9 +22,6 @@
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
-
-#include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -66,11 +65,8 @@ std::string newRequestId()
     static const std::uint32_t process = std::random_device()();
     static std::atomic<std::uint64_t> count = 0;
     std::array<char, 32> text = {};
-    std::snprintf(text.data(),
-                  text.size(),
-                  "%08x-%llx",
-                  process,
-                  static_cast<unsigned long long>(++count));
+    std::snprintf(
+        text.data(), text.size(), "%08x-%llx", process, static_cast<unsigned long long>(++count));
     return text.data();
 }
 
@@ -256,8 +252,8 @@ asio::awaitable<bool> Connection::serveRequest()
     try {
         co_await deal(exchange);
     } catch (const std::exception& failure) {
-        writeLog("velomira-service: request " + exchange.request.id +
-                 " failed: " + failure.what() + '\n');
+        writeLog("velomira-service: request " + exchange.request.id + " failed: " + failure.what() +
+                 '\n');
         exchange.answer = refusal(500, "The request could not be dealt with");
     }
     exchange.request.body.reset();
@@ -416,8 +412,8 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
     const HttpLimits& limits = m_environment.settings.limits;
     const std::uint64_t limit = exchange.route->bodyLimit;
     auto& parser = *exchange.parser;
-    const std::uint64_t announced = parser.content_length().value_or(
-        std::min<std::uint64_t>(limit, limits.bodyInMemory));
+    const std::uint64_t announced =
+        parser.content_length().value_or(std::min<std::uint64_t>(limit, limits.bodyInMemory));
     setDeadline(Clock::now() + limits.bodyTime +
                 std::chrono::seconds(announced / limits.bodyBytesPerSecond));
     if (exchange.request.has("expect") && m_begin == m_end && exchange.version == kHttp11)
@@ -477,9 +473,8 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
 asio::awaitable<void> Connection::sayContinue()
 {
     error_code ignored; // who does not take it does not send either
-    co_await asio::async_write(m_socket,
-                               asio::buffer(kContinue),
-                               asio::redirect_error(asio::use_awaitable, ignored));
+    co_await asio::async_write(
+        m_socket, asio::buffer(kContinue), asio::redirect_error(asio::use_awaitable, ignored));
 }
 
 asio::awaitable<void> Connection::send(Exchange& exchange)
@@ -546,9 +541,9 @@ asio::awaitable<bool> Connection::receive()
     if (m_end == m_buffer.size() || m_tooSlow || m_aborted)
         co_return false;
     error_code error;
-    const std::size_t count =
-        co_await m_socket.async_read_some(asio::buffer(m_buffer.data() + m_end, m_buffer.size() - m_end),
-                                          asio::redirect_error(asio::use_awaitable, error));
+    const std::size_t count = co_await m_socket.async_read_some(
+        asio::buffer(m_buffer.data() + m_end, m_buffer.size() - m_end),
+        asio::redirect_error(asio::use_awaitable, error));
     m_end += count;
     co_return count > 0;
 }

@@ -8,14 +8,13 @@
 #include "service/http/server.h"
 #include "service/request_log.h"
 
+#include <atomic>
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
 #include <boost/asio/thread_pool.hpp>
-
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <memory>

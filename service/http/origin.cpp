@@ -60,8 +60,7 @@ refuseOtherPages(const Request& request, const Route& route, const OwnAddress& o
         return std::nullopt;
     const bool isForeign = request.has("origin") && !isOwn(request.value("origin"), host, own);
     if (isForeign || request.value("sec-fetch-site") == "cross-site")
-        return Fault{
-            .status = 403, .message = "Other web pages cannot do this", .members = {}};
+        return Fault{.status = 403, .message = "Other web pages cannot do this", .members = {}};
     const bool isBrowser = request.has("origin") || request.has("sec-fetch-site");
     const std::string type = platform::asciiLower(request.value("content-type"));
     if (isBrowser && route.bodyLimit > 0 && type != route.accepts &&

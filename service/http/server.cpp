@@ -5,14 +5,13 @@
 #include "service/http/client_address.h"
 #include "service/http/connection.h"
 
+#include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
-
-#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <map>

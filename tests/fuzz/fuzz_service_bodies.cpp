@@ -62,9 +62,8 @@ std::string encoded(const service::Upload& upload)
 service::Result<service::UploadHead, service::Fault> decodeInPieces(const std::string& body)
 {
     constexpr std::size_t kPiece = 3;
-    service::UploadReader reader([&body](std::uint64_t offset) {
-        return std::string_view(body).substr(offset, kPiece);
-    });
+    service::UploadReader reader(
+        [&body](std::uint64_t offset) { return std::string_view(body).substr(offset, kPiece); });
     return reader.check();
 }
 

@@ -35,7 +35,8 @@ std::vector<service::Route> routes()
         return service::Answer{.status = 201, .body = "{}"};
     };
     const auto answer = [](service::Request& request) {
-        return service::Answer{.status = 200, .body = std::string(2000, 'x') + request.parameters[0]};
+        return service::Answer{.status = 200,
+                               .body = std::string(2000, 'x') + request.parameters[0]};
     };
     return {{.method = "POST", .pattern = "/a", .bodyLimit = 4000, .handler = count},
             {.method = "POST",
@@ -48,17 +49,17 @@ std::vector<service::Route> routes()
 
 service::HttpServer& server()
 {
-    static service::HttpServer running(
-        routes(),
-        {.limits = {.bodyInMemory = 100,
-                    .lingerTime = std::chrono::milliseconds(20),
-                    .lingerSilence = std::chrono::milliseconds(20),
-                    .workers = 1},
-         .authenticate = [](const std::string& header) -> service::Result<std::int64_t, service::Answer> {
-             if (header == "Bearer t")
-                 return std::int64_t{1};
-             return service::refusal(401, "no");
-         }});
+    static service::HttpServer running(routes(),
+                                       {.limits = {.bodyInMemory = 100,
+                                                   .lingerTime = std::chrono::milliseconds(20),
+                                                   .lingerSilence = std::chrono::milliseconds(20),
+                                                   .workers = 1},
+                                        .authenticate = [](const std::string& header)
+                                            -> service::Result<std::int64_t, service::Answer> {
+                                            if (header == "Bearer t")
+                                                return std::int64_t{1};
+                                            return service::refusal(401, "no");
+                                        }});
     return running;
 }
 

@@ -132,8 +132,8 @@ private Q_SLOTS:
     void aBodyMayComeInChunksAndAfterAsking()
     {
         RawHttpClient client(port());
-        const QByteArray head =
-            "POST /api/activity-log HTTP/1.1\r\nHost: localhost\r\n" + requests::bearer(m_token) + "\r\n";
+        const QByteArray head = "POST /api/activity-log HTTP/1.1\r\nHost: localhost\r\n" +
+                                requests::bearer(m_token) + "\r\n";
         const QByteArray body = requests::uploadBody({requests::row("app", 1)});
         QVERIFY(client.send(head + "Transfer-Encoding: chunked\r\n\r\n"));
         for (const char byte : body)

@@ -121,12 +121,16 @@ private Q_SLOTS:
             post + "Content-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
             400);
         add("two lengths", post + "Content-Length: 2\r\nContent-Length: 3\r\n\r\n{}", 400);
-        add("the same length twice", post + "Content-Length: 2\r\nContent-Length: 2\r\n\r\n{}", 400);
+        add("the same length twice",
+            post + "Content-Length: 2\r\nContent-Length: 2\r\n\r\n{}",
+            400);
         add("a list of lengths", post + "Content-Length: 2, 2\r\n\r\n{}", 400);
         add("a signed length", post + "Content-Length: +2\r\n\r\n{}", 400);
         add("a negative length", post + "Content-Length: -2\r\n\r\n{}", 400);
         add("a length in hexadecimal", post + "Content-Length: 0x2\r\n\r\n{}", 400);
-        add("a length beyond 64 bits", post + "Content-Length: 18446744073709551618\r\n\r\n{}", 400);
+        add("a length beyond 64 bits",
+            post + "Content-Length: 18446744073709551618\r\n\r\n{}",
+            400);
         add("an encoded length", post + "Content-Length: %32\r\n\r\n{}", 400);
         add("an encoded coding", post + "Transfer-Encoding: %63hunked\r\n\r\n0\r\n\r\n", 400);
         add("two codings", post + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", 400);
@@ -166,9 +170,7 @@ private Q_SLOTS:
         add("an endless method", QByteArray(1'000'000, 'x'), 414);
         add("blanks for a request", QByteArray(100, ' '), 400);
         add("line ends for a request", QByteArray("\r\n").repeated(100), 400);
-        add("something else to expect",
-            post + "Expect: 200-ok\r\nContent-Length: 2\r\n\r\n",
-            417);
+        add("something else to expect", post + "Expect: 200-ok\r\nContent-Length: 2\r\n\r\n", 417);
     }
 
     void aMalformedRequestGetsOneAnswerWhateverFollowsIt()
@@ -177,7 +179,8 @@ private Q_SLOTS:
         QFETCH(int, status);
         RawHttpClient client(port());
         // What would be a request of its own if the first one ended elsewhere.
-        static_cast<void>(client.send(request + "GET /api/token HTTP/1.1\r\nConnection: close\r\n\r\n"));
+        static_cast<void>(
+            client.send(request + "GET /api/token HTTP/1.1\r\nConnection: close\r\n\r\n"));
         client.finishSending();
         const auto answer = client.answer();
         QCOMPARE(statusOf(answer), status);
@@ -192,11 +195,11 @@ private Q_SLOTS:
     void endlessChunkSizesAndExtensionsFillNothing()
     {
         const std::pair<QByteArray, QByteArray> endless[] = {
-            {"", "0"},            // a size
-            {"1;", "x"},          // an extension
+            {"", "0"},             // a size
+            {"1;", "x"},           // an extension
             {"1;a=\"", "x"},       // its value
-            {"1", ";a=b"},        // many
-            {"0\r\nA: ", "x"},    // a trailer
+            {"1", ";a=b"},         // many
+            {"0\r\nA: ", "x"},     // a trailer
             {"0\r\n", "A: b\r\n"}, // many
         };
         constexpr int kFarTooMany = 100'000;
@@ -209,10 +212,9 @@ private Q_SLOTS:
                     // Without a token, at the address where one is needed and where none is.
                     RawHttpClient client(port());
                     const QByteArray target = i % 2 == 0 ? "/api/token" : "/api/activity-log";
-                    static_cast<void>(
-                        client.send("POST " + target +
-                                    " HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n" +
-                                    endless[i].first));
+                    static_cast<void>(client.send(
+                        "POST " + target + " HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n" +
+                        endless[i].first));
                     sent[i] = flood(client, endless[i].second.repeated(10'000), kFarTooMany);
                     closed[i] = client.waitForEnd() ? 1 : 0;
                 });
@@ -229,8 +231,9 @@ private Q_SLOTS:
     {
         const QByteArray body = uploadBody({row("app", 1)});
         const QByteArray length = QByteArray::number(body.size());
-        const QByteArray upload = "POST /api/activity-log HTTP/1.1\r\n" + requests::bearer(m_token) +
-                                  "\r\nContent-Length: " + length + "\r\n\r\n" + body;
+        const QByteArray upload = "POST /api/activity-log HTTP/1.1\r\n" +
+                                  requests::bearer(m_token) + "\r\nContent-Length: " + length +
+                                  "\r\n\r\n" + body;
         RawHttpClient client(port());
         QVERIFY(client.send((upload + "GET /x HTTP/1.1\r\n\r\n").repeated(10)));
         client.finishSending();
@@ -266,10 +269,10 @@ private Q_SLOTS:
             slow.push_back(std::make_unique<RawHttpClient>(port()));
             // In the header, in a body of a length, in a chunk's line.
             const QByteArray begin = "POST /api/token HTTP/1.1\r\n";
-            QVERIFY(slow.back()->send(
-                begin + (i % 3 == 0   ? "X: "
-                         : i % 3 == 1 ? "Content-Length: 60000\r\n\r\n"
-                                      : "Transfer-Encoding: chunked\r\n\r\n1;")));
+            QVERIFY(
+                slow.back()->send(begin + (i % 3 == 0   ? "X: "
+                                           : i % 3 == 1 ? "Content-Length: 60000\r\n\r\n"
+                                                        : "Transfer-Encoding: chunked\r\n\r\n1;")));
         }
         const std::jthread dripping([&slow](const std::stop_token& stop) {
             while (!stop.stop_requested()) {

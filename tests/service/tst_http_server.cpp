@@ -98,8 +98,8 @@ std::vector<service::Route> plainRoutes()
         throw std::runtime_error("on purpose");
     };
     const auto parts = [](service::Request& request) {
-        return service::Answer{.status = 200, .body = request.parameters[0] + '|' +
-                                                      std::string(request.query())};
+        return service::Answer{.status = 200,
+                               .body = request.parameters[0] + '|' + std::string(request.query())};
     };
     const auto longAnswer = [](service::Request&) {
         return service::Answer{.status = 200, .body = kLongAnswer};
@@ -198,9 +198,11 @@ private Q_SLOTS:
 
     void progressDoesNotProlongTheTimeOfABody()
     {
-        const RunningServer server(plainRoutes(), {.limits = {.bodyTime = 300ms, .bodyBytesPerSecond = 100'000'000}});
-        for (const QByteArray& framing : {QByteArray("Content-Length: 8000\r\n\r\n"),
-                                          QByteArray("Transfer-Encoding: chunked\r\n\r\n9000\r\n")}) {
+        const RunningServer server(
+            plainRoutes(), {.limits = {.bodyTime = 300ms, .bodyBytesPerSecond = 100'000'000}});
+        for (const QByteArray& framing :
+             {QByteArray("Content-Length: 8000\r\n\r\n"),
+              QByteArray("Transfer-Encoding: chunked\r\n\r\n9000\r\n")}) {
             std::vector<std::unique_ptr<RawHttpClient>> client;
             client.push_back(std::make_unique<RawHttpClient>(server.port()));
             QVERIFY(client.front()->send("POST /echo HTTP/1.1\r\n" + framing));
@@ -232,7 +234,8 @@ private Q_SLOTS:
     void moreConnectionsThanThereMayBeAreSentAway()
     {
         for (const service::HttpLimits& limits :
-             {service::HttpLimits{.connections = 4}, service::HttpLimits{.connectionsOfAnAddress = 4}}) {
+             {service::HttpLimits{.connections = 4},
+              service::HttpLimits{.connectionsOfAnAddress = 4}}) {
             const RunningServer server(plainRoutes(), {.limits = limits});
             std::vector<std::unique_ptr<RawHttpClient>> clients;
             for (int i = 0; i < 4; ++i) {
@@ -377,8 +380,8 @@ private Q_SLOTS:
 
     void anExceptionEndsOneRequestAndGivesBackWhatItHeld()
     {
-        const RunningServer server(
-            plainRoutes(), {.limits = {.allBodiesInMemory = 15, .workers = 1}});
+        const RunningServer server(plainRoutes(),
+                                   {.limits = {.allBodiesInMemory = 15, .workers = 1}});
         RawHttpClient client(server.port());
         for (int i = 0; i < 20; ++i) {
             const auto answer = client.post("/fail", "0123456789");
@@ -424,12 +427,13 @@ private Q_SLOTS:
         QTest::newRow("null") << host + json + "Origin: null\r\n" << 403;
         QTest::newRow("other port") << host + json + "Origin: http://localhost:8788\r\n" << 403;
         QTest::newRow("cross-site") << host + json + "Sec-Fetch-Site: cross-site\r\n" << 403;
-        QTest::newRow("with a token")
-            << host + json + "Authorization: Bearer x\r\nOrigin: null\r\n" << 403;
+        QTest::newRow("with a token") << host + json + "Authorization: Bearer x\r\nOrigin: null\r\n"
+                                      << 403;
         QTest::newRow("own") << host + json + "Origin: http://localhost:8787\r\n" << 200;
         QTest::newRow("own, no type") << host + "Origin: http://localhost:8787\r\n" << 415;
         QTest::newRow("own, text")
-            << host + "Content-Type: text/plain\r\nSec-Fetch-Site: same-origin\r\n" << 415;
+            << host + "Content-Type: text/plain\r\nSec-Fetch-Site: same-origin\r\n"
+            << 415;
         QTest::newRow("own, with a charset")
             << host + "Content-Type: Application/JSON; charset=utf-8\r\nSec-Fetch-Site: "
                       "same-origin\r\n"
@@ -448,9 +452,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, header);
         QFETCH(int, status);
         const RunningServer server(plainRoutes(), {});
-        const auto answer = ask(
-            server.port(),
-            "POST /echo HTTP/1.1\r\n" + header + "Content-Length: 2\r\n\r\n{}");
+        const auto answer =
+            ask(server.port(), "POST /echo HTTP/1.1\r\n" + header + "Content-Length: 2\r\n\r\n{}");
         QCOMPARE(statusOf(answer), status);
     }
 

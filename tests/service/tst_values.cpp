@@ -182,14 +182,20 @@ private Q_SLOTS:
             .duration = std::chrono::milliseconds(3),
             .user = 7,
             .id = "5f-2a"};
-        QCOMPARE(logLine(request),
-                 std::string("2026-11-21T09:30:00Z 192.0.2.1 POST "
-                             "/a\\x0d\\x0ab\\x20\\x1b[31m\\xc3\\xa4\\x5c 200 in=12 ms=3 user=7 id=5f-2a\n"));
+        QCOMPARE(
+            logLine(request),
+            std::string(
+                "2026-11-21T09:30:00Z 192.0.2.1 POST "
+                "/a\\x0d\\x0ab\\x20\\x1b[31m\\xc3\\xa4\\x5c 200 in=12 ms=3 user=7 id=5f-2a\n"));
         request.target = '/' + std::string(100'000, 'x');
         QVERIFY(logLine(request).size() < 400);
-        QCOMPARE(
-            logLine({.time = request.time, .peer = {}, .method = {}, .target = {}, .user = {}, .id = {}}),
-            std::string("2026-11-21T09:30:00Z - - - 0 in=0 ms=0 user=- id=-\n"));
+        QCOMPARE(logLine({.time = request.time,
+                          .peer = {},
+                          .method = {},
+                          .target = {},
+                          .user = {},
+                          .id = {}}),
+                 std::string("2026-11-21T09:30:00Z - - - 0 in=0 ms=0 user=- id=-\n"));
     }
 };
 
