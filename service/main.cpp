@@ -36,7 +36,8 @@ using service::DatabaseSession;
 
 constexpr std::size_t kFewestCharacters = 10;
 constexpr std::size_t kUploadsInFiles = 4;
-constexpr std::size_t kShareOfAnAddress = 4;
+// So many cannot use up the memory for short bodies.
+constexpr std::size_t kConnectionsOfAnAddress = 512;
 
 int complain(const std::string& text)
 {
@@ -147,12 +148,12 @@ std::size_t mostDescriptors()
 service::HttpLimits limitsFor(const CommandLine& line)
 {
     service::HttpLimits limits;
-    // Some are for the databases, and one for each long upload.
-    limits.connections = std::min(limits.connections, mostDescriptors() / 2);
+    // The others are for the databases and for long uploads.
+    limits.connections = std::min(limits.connections, mostDescriptors() / 4 * 3);
     limits.allBodiesInFiles = static_cast<std::size_t>(line.largestUpload) * kUploadsInFiles << 20U;
-    // A proxy is one client to us, and so is this machine.
+    // To us all clients of a proxy have its address.
     if (!line.trustProxy)
-        limits.connectionsOfAnAddress = limits.connections / kShareOfAnAddress;
+        limits.connectionsOfAnAddress = kConnectionsOfAnAddress;
     return limits;
 }
 

@@ -290,7 +290,7 @@ asio::awaitable<void> Connection::deal(Exchange& exchange)
             user = m_environment.settings.authenticate(exchange.request.value("authorization"));
             co_return;
         };
-        co_await asio::co_spawn(m_environment.workers, authenticate, asio::use_awaitable);
+        co_await asio::co_spawn(m_environment.gate, authenticate, asio::use_awaitable);
         if (!*user) {
             exchange.answer = user->error();
             co_return;

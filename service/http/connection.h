@@ -35,9 +35,10 @@ struct ConnectionEnvironment
     const HttpServer::Settings& settings;
     const OwnAddress& own;
     BodyRoom& room;
-    /// For what blocks on the database, and for what blocks on the disk.
+    /// For the handlers, for what blocks on the disk, and for finding out whose a request is.
     boost::asio::thread_pool& workers;
     boost::asio::thread_pool& disk;
+    boost::asio::thread_pool& gate;
     const std::atomic<bool>& stopping;
 };
 

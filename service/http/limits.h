@@ -15,8 +15,10 @@ struct HttpLimits
     std::size_t targetBytes = 8UL << 10U;
     /// A longer body goes to a temporary file, where its route takes longer ones at all.
     std::size_t bodyInMemory = 8UL << 20U;
-    /// Of all bodies in hand; where there is no more memory for one it goes to a file earlier.
+    /// Of all bodies in hand of routes that take no longer ones, and of the others: for these there
+    /// are files when that memory is used up, and they use up nobody else's.
     std::size_t allBodiesInMemory = 64UL << 20U;
+    std::size_t allLongBodiesInMemory = 64UL << 20U;
     std::size_t allBodiesInFiles = 2048UL << 20U;
 
     /// From the first byte of a request to the end of its header, whatever comes meanwhile.
@@ -40,6 +42,8 @@ struct HttpLimits
     /// Threads that carry connections, and those that requests are dealt with on.
     int threads = 2;
     int workers = 32;
+    /// Threads that find out whose requests these are, so that this waits for no other work.
+    int gatekeepers = 4;
     /// After the request to end, how long what is in hand may take.
     std::chrono::milliseconds graceTime = std::chrono::seconds(10);
 };

@@ -22,7 +22,7 @@ constexpr std::size_t kPadding = 64; // of a parser
 
 RequestBody::RequestBody(BodyRoom& room, std::uint64_t limit)
     : m_room(room)
-    , m_memory(room.memory)
+    , m_memory(limit > room.inMemory ? room.memoryOfLong : room.memory)
     , m_onDisk(room.files)
     , m_mayUseFile(limit > room.inMemory)
 {

@@ -14,6 +14,7 @@ namespace service {
 struct BodyRoom
 {
     ByteBudget memory;
+    ByteBudget memoryOfLong; ///< of those that may go to files
     ByteBudget files;
     /// Where temporary files are made.
     std::string folder;

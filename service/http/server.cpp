@@ -51,11 +51,13 @@ struct HttpServer::Running
         , table(std::move(rows))
         , own{.publicUrl = settings.publicUrl}
         , room{.memory = ByteBudget(settings.limits.allBodiesInMemory),
+               .memoryOfLong = ByteBudget(settings.limits.allLongBodiesInMemory),
                .files = ByteBudget(settings.limits.allBodiesInFiles),
                .folder = settings.bodyFolder,
                .inMemory = settings.limits.bodyInMemory}
         , workers(static_cast<std::size_t>(settings.limits.workers))
         , disk(kDiskThreads)
+        , gate(static_cast<std::size_t>(settings.limits.gatekeepers))
         , io(settings.limits.threads)
         , work(io.get_executor())
         , acceptor(asio::make_strand(io))
@@ -65,6 +67,7 @@ struct HttpServer::Running
                       .room = room,
                       .workers = workers,
                       .disk = disk,
+                      .gate = gate,
                       .stopping = stopping}
     {
         for (int i = 0; i < settings.limits.threads; ++i)
@@ -82,6 +85,7 @@ struct HttpServer::Running
         // What the pools do refers to connections, so these end later, and by themselves.
         workers.join();
         disk.join();
+        gate.join();
         work.reset();
         threads.clear();
     }
@@ -106,6 +110,7 @@ struct HttpServer::Running
     std::map<std::string, std::size_t> ofAddress;
     asio::thread_pool workers;
     asio::thread_pool disk;
+    asio::thread_pool gate;
     asio::io_context io;
     asio::executor_work_guard<asio::io_context::executor_type> work;
     Acceptor acceptor;

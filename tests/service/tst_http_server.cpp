@@ -270,7 +270,8 @@ private Q_SLOTS:
     void aBodyForWhichThereIsNoRoomIsPutOffAndGivesBackItsShare()
     {
         const Service server(
-            {.bodyInMemory = 20'000, .allBodiesInMemory = 50'000, .allBodiesInFiles = 60'000}, {});
+            {.bodyInMemory = 20'000, .allLongBodiesInMemory = 10'000, .allBodiesInFiles = 60'000},
+            {});
         const QByteArray token = requests::newToken(server.port());
         const QByteArray title = ",\"url\":\"" + QByteArray(90'000, 'x') + '"';
         for (int i = 0; i < 3; ++i) {
@@ -282,6 +283,23 @@ private Q_SLOTS:
         const QByteArrayList small = {row("a", 1, title.left(40'000) + '"')};
         for (int i = 0; i < 3; ++i)
             QCOMPARE(statusOf(requests::upload(server.port(), token, uploadBody(small))), 201);
+    }
+
+    void shortBodiesForWhichThereIsNoMemoryArePutOff()
+    {
+        const RunningServer server(plainRoutes(), {.limits = {.allBodiesInMemory = 15}});
+        RawHttpClient holding(server.port());
+        QVERIFY(holding.send("POST /hello HTTP/1.1\r\nExpect: 100-continue\r\n"
+                             "Content-Length: 10\r\n\r\n"));
+        QCOMPARE(statusOf(holding.answer()), 100);
+        QCOMPARE(statusOf(RawHttpClient(server.port()).post("/hello", "0123456789")), 200);
+        QVERIFY(holding.send("0123456789"));
+        QCOMPARE(statusOf(holding.answer()), 200);
+        const RunningServer full(plainRoutes(),
+                                 {.limits = {.bodyInMemory = 1000, .allBodiesInMemory = 9}});
+        QCOMPARE(statusOf(RawHttpClient(full.port()).post("/hello", "0123456789")), 503);
+        // Nobody else's memory: a long one has its own, and files.
+        QCOMPARE(statusOf(RawHttpClient(full.port()).post("/echo", QByteArray(100'000, 'x'))), 200);
     }
 
     void aLongBodyWaitsInAFileWithoutAName()
