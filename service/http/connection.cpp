@@ -604,7 +604,7 @@ void Connection::letGoOfBuffer()
 {
     if (!m_buffer.empty())
         ::explicit_bzero(m_buffer.data(), m_buffer.size());
-    m_buffer = {};
+    m_buffer = std::vector<char>(); // with its memory
 }
 
 } // namespace service

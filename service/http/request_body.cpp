@@ -74,7 +74,7 @@ std::string_view RequestBody::piece(std::uint64_t offset)
 
 std::string RequestBody::takeText()
 {
-    return std::exchange(m_text, {});
+    return std::exchange(m_text, std::string());
 }
 
 bool RequestBody::moveToFile()
@@ -85,7 +85,7 @@ bool RequestBody::moveToFile()
         return false;
     ::unlink(name.c_str());
     const bool written = write(m_text);
-    m_text = {};
+    m_text = std::string(); // with its memory
     m_memory.giveBack();
     return written;
 }

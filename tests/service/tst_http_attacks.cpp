@@ -281,6 +281,11 @@ private Q_SLOTS:
                 std::this_thread::sleep_for(20ms); // the pace of a slow client
             }
         });
+        // Those that wait for the next request hold no buffer either.
+        for (const auto& client : idle)
+            QVERIFY(client->send("GET / HTTP/1.1\r\n\r\n"));
+        for (const auto& client : idle)
+            QCOMPARE(statusOf(client->answer()), 404);
         QElapsedTimer timer;
         timer.start();
         for (int i = 0; i < 20; ++i)

@@ -6,6 +6,7 @@
 #include "service/schema.h"
 #include "tests/service/running_server.h"
 #include "tests/service/service_requests.h"
+#include "tests/support/allocated_memory.h"
 
 #include <QDir>
 #include <QSet>
@@ -229,6 +230,21 @@ private Q_SLOTS:
         QVERIFY(used.send("GET / HTTP/1.1\r\n\r\n"));
         QCOMPARE(statusOf(used.answer()), 404);
         QVERIFY(used.waitForEnd());
+    }
+
+    void aConnectionThatWaitsHasNoBuffer()
+    {
+        const RunningServer server(plainRoutes(), {});
+        QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 200);
+        const std::size_t before = support::allocatedMemory();
+        std::vector<std::unique_ptr<RawHttpClient>> idle;
+        for (int i = 0; i < 400; ++i) {
+            idle.push_back(std::make_unique<RawHttpClient>(server.port()));
+            QVERIFY(idle.back()->send(get("/hello")));
+            QCOMPARE(statusOf(idle.back()->answer()), 200);
+        }
+        // With what the clients have, which are in this process.
+        QTRY_VERIFY(support::allocatedMemory() < before + idle.size() * 10'000);
     }
 
     void moreConnectionsThanThereMayBeAreSentAway()
