@@ -26,9 +26,9 @@ packages() {
     # What the windows import; in this split they run without the rest of Qt Quick Controls.
     local qml="qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtqml-workerscript qml6-module-qtquick"
     qml+=" qml6-module-qtquick-layouts qml6-module-qtquick-templates qml6-module-qtquick-window"
-    # The library of newer C++ on Debian 12 is not its usual version.
+    # Debian 12 has two versions, and the one without a number is too old.
     local boost=libboost-dev
-    apt-cache show libboost1.81-dev >/dev/null 2>&1 && boost=libboost1.81-dev
+    if grep -qsx 'VERSION_CODENAME=bookworm' /etc/os-release; then boost=libboost1.81-dev; fi
     local desktop="xvfb openbox wmctrl xdotool x11-utils xterm dbus python3"
     case $1 in
     build)
