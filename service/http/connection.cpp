@@ -565,7 +565,7 @@ void Connection::finish(Exchange& exchange) const
     if (m_environment.settings.onServed)
         m_environment.settings.onServed(
             {.pattern = exchange.route != nullptr ? exchange.route->pattern : std::string(),
-             .method = exchange.request.method,
+             .method = exchange.route != nullptr ? exchange.request.method : std::string(),
              .status = exchange.status,
              .seconds = duration,
              .id = exchange.request.id});

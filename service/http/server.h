@@ -18,7 +18,7 @@ namespace service {
 /// A request that has been answered, for measurements.
 struct ServedRequest
 {
-    /// Of its route; empty when there was none.
+    /// Both are empty when there was no route, so that no client chooses what they say.
     std::string pattern;
     std::string method;
     int status = 0; ///< 0 when there was no one left to answer
