@@ -32,7 +32,7 @@ struct HttpLimits
     /// How long a connection is kept for the next request.
     std::chrono::milliseconds idleTime = std::chrono::seconds(60);
     /// How long what the client still sends is read away when the answer did not wait for it.
-    std::chrono::milliseconds lingerTime = std::chrono::seconds(5);
+    std::chrono::milliseconds lingerTime = std::chrono::seconds(30);
     /// The same for a client that sends nothing more.
     std::chrono::milliseconds lingerSilence = std::chrono::seconds(1);
 
