@@ -26,12 +26,15 @@ packages() {
     # What the windows import; in this split they run without the rest of Qt Quick Controls.
     local qml="qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtqml-workerscript qml6-module-qtquick"
     qml+=" qml6-module-qtquick-layouts qml6-module-qtquick-templates qml6-module-qtquick-window"
+    # Debian 12 has two versions, and the one without a number is too old.
+    local boost=libboost-dev
+    if grep -qsx 'VERSION_CODENAME=bookworm' /etc/os-release; then boost=libboost1.81-dev; fi
     local desktop="xvfb openbox wmctrl xdotool x11-utils xterm dbus python3"
     case $1 in
     build)
         echo build-essential cmake ninja-build pkg-config qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-svg-dev \
             "$qml" libsimdjson-dev libglib2.0-dev \
-            libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
+            libsecret-1-dev qcoro-qt6-dev "$boost" zlib1g-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
             libxcb1-dev libxcb-screensaver0-dev libxcb-sync-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev \
             libwayland-dev libwayland-bin plasma-wayland-protocols libdbus-1-dev mold
         ;;

@@ -31,8 +31,10 @@ struct CommandLine
     std::string address = "127.0.0.1";
     int port = 0;
     bool trustProxy = false;
-    std::string email; ///< of the user that it is about
-    std::string name;  ///< of the user to add
+    std::string publicUrl;            ///< the address that users know; empty when not said
+    std::int64_t largestUpload = 512; ///< in MiB
+    std::string email;                ///< of the user that it is about
+    std::string name;                 ///< of the user to add
 
     /// Reads the arguments, without the program's name. The error is one line for the user.
     [[nodiscard]] static Result<CommandLine> parse(const QStringList& arguments);

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "base/password_prompt.h"
-#include "service/api.h"
+#include "service/api/api.h"
+#include "service/api/routes.h"
 #include "service/command_line.h"
 #include "service/database/accounts.h"
 #include "service/database/database.h"
@@ -9,11 +10,12 @@
 #include "service/database/schema.h"
 #include "service/database/summary.h"
 #include "service/database/usual_jobs.h"
-#include "service/http_server.h"
+#include "service/http/server.h"
 #include "service/password_hasher.h"
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -21,6 +23,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <utility>
@@ -33,6 +36,9 @@ using service::DatabaseAddress;
 using service::DatabaseSession;
 
 constexpr std::size_t kFewestCharacters = 10;
+constexpr std::size_t kUploadsInFiles = 4;
+// So many cannot use up the memory for short bodies.
+constexpr std::size_t kConnectionsOfAnAddress = 512;
 
 int complain(const std::string& text)
 {
@@ -129,6 +135,39 @@ int terminationDescriptor()
     return ::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
+/// As many descriptors as the system lets us have; how many that are.
+std::size_t mostDescriptors()
+{
+    rlimit limit = {};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    return limit.rlim_cur;
+}
+
+service::HttpLimits limitsFor(const CommandLine& line)
+{
+    service::HttpLimits limits;
+    // The others are for the databases and for long uploads.
+    limits.connections = std::min(limits.connections, mostDescriptors() / 4 * 3);
+    limits.allBodiesInFiles = static_cast<std::size_t>(line.largestUpload) * kUploadsInFiles << 20U;
+    // To us all clients of a proxy have its address.
+    if (!line.trustProxy)
+        limits.connectionsOfAnAddress = kConnectionsOfAnAddress;
+    return limits;
+}
+
+/// Where long uploads wait: not necessarily a folder that lies in memory.
+std::string temporaryFolder()
+{
+    for (const char* name : {"TMPDIR", "STATE_DIRECTORY"}) {
+        if (const QByteArray folder = qgetenv(name); !folder.isEmpty())
+            return folder.toStdString();
+    }
+    return "/var/tmp";
+}
+
 int serve(const DatabaseAddress& address, const CommandLine& line)
 {
     const int stop = terminationDescriptor();
@@ -136,7 +175,15 @@ int serve(const DatabaseAddress& address, const CommandLine& line)
     service::PasswordHasher hasher;
     service::Database database(address);
     service::Api api(database, hasher, {});
-    service::HttpServer server(api, {}, line.trustProxy);
+    service::HttpServer server(
+        service::apiRoutes(api, static_cast<std::uint64_t>(line.largestUpload) << 20U),
+        {.limits = limitsFor(line),
+         .trustProxy = line.trustProxy,
+         .publicUrl = line.publicUrl,
+         .bodyFolder = temporaryFolder(),
+         .authenticate = [&api](const std::string& header) {
+             return api.authenticate(header);
+         }});
     const auto port = server.listen(line.address, line.port);
     if (!port)
         return complain(port.error().text);

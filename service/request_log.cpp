@@ -43,7 +43,8 @@ std::string logLine(const LoggedRequest& request)
            ' ' + word(target.substr(0, target.find('?'))) + ' ' + std::to_string(request.status) +
            " in=" + std::to_string(request.bytesIn) +
            " ms=" + std::to_string(request.duration.count()) +
-           " user=" + (request.user ? std::to_string(*request.user) : "-") + '\n';
+           " user=" + (request.user ? std::to_string(*request.user) : "-") +
+           " id=" + word(request.id) + '\n';
 }
 
 void writeLog(std::string_view line)

@@ -22,6 +22,7 @@ struct LoggedRequest
     std::size_t bytesIn = 0;
     std::chrono::milliseconds duration{0};
     std::optional<std::int64_t> user;
+    std::string id; ///< of this request, as its answer has it
 };
 
 /// One line with its newline. Without the query; what could forge or garble a line is escaped, and

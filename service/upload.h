@@ -3,6 +3,7 @@
 #pragma once
 
 #include "service/answer.h"
+#include "service/json_stream.h"
 #include "service/result.h"
 
 #include <cstdint>
@@ -26,19 +27,22 @@ struct UploadedActivity
     bool operator==(const UploadedActivity&) const = default;
 };
 
-/// What an upload tells besides its rows.
+/// What the body of POST /api/activity-log says apart from its rows.
 struct UploadHead
 {
+    /// At most 128 characters.
     std::string deviceId;
     /// Seconds since 1970-01-01T00:00:00Z.
     std::int64_t syncTimestamp = 0;
     std::int64_t intervalMinutes = 0;
+
+    bool operator==(const UploadHead&) const = default;
 };
 
 /// Gives the next rows, at most some thousands; empty at the end. Called on the lane's thread.
 using NextRows = std::function<std::vector<UploadedActivity>()>;
 
-/// The body of POST /api/activity-log.
+/// The rows of one upload that are stored together.
 struct Upload
 {
     std::string deviceId;
@@ -50,7 +54,26 @@ struct Upload
     bool operator==(const Upload&) const = default;
 };
 
-/// Reads it from JSON; the fault names the first row and member that is wrong. Any thread.
-[[nodiscard]] Result<Upload, Fault> decodeUpload(std::string body);
+/// Reads the body of POST /api/activity-log from JSON within little memory, in two passes: members
+/// may stand in any order, and nothing of an upload counts before all of it has been found right.
+/// Of texts that are too long for a row (1 KiB for an application, 16 KiB for title and address)
+/// the beginning is taken. One thread at a time. What the source throws comes out.
+class UploadReader final
+{
+public:
+    explicit UploadReader(JsonStream::Source source);
+
+    /// Reads all of it; the fault names the first row and member that is wrong.
+    [[nodiscard]] Result<UploadHead, Fault> check();
+
+    /// After check(): the next rows, at most some thousands; empty at the end.
+    [[nodiscard]] std::vector<UploadedActivity> next();
+
+private:
+    JsonStream::Source m_source;
+    std::uint64_t m_firstRow = 0;
+    std::optional<JsonStream> m_rows;
+    bool m_ended = false;
+};
 
 } // namespace service

@@ -17,10 +17,11 @@ _velomira_service() {
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         ;;
     --address) mapfile -t COMPREPLY < <(compgen -W "127.0.0.1 0.0.0.0" -- "$current") ;;
+    --largest-upload) mapfile -t COMPREPLY < <(compgen -W "64 512 2048" -- "$current") ;;
     --port) mapfile -t COMPREPLY < <(compgen -W "8787" -- "$current") ;;
     --add-user | --set-password | --revoke-tokens | --remove-user) COMPREPLY=() ;; # an e-mail address
     *)
-        mapfile -t COMPREPLY < <(compgen -W "--port --database --address --trust-proxy --add-user --set-password
+        mapfile -t COMPREPLY < <(compgen -W "--port --database --address --trust-proxy --public-url --largest-upload --add-user --set-password
             --revoke-tokens --remove-user --summary --help --version" -- "$current")
         ;;
     esac

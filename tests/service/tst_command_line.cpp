@@ -37,6 +37,19 @@ private Q_SLOTS:
         QVERIFY(line.value().trustProxy);
     }
 
+    void thePublicAddressAndTheLongestUploadAreSaid()
+    {
+        const auto plain = parse("--port 0 --database d");
+        QVERIFY(plain);
+        QCOMPARE(plain.value().largestUpload, 512);
+        QVERIFY(plain.value().publicUrl.empty());
+        const auto line = parse(
+            "--port 0 --database d --public-url https://usage.example.org --largest-upload=2048");
+        QVERIFY(line);
+        QCOMPARE(line.value().largestUpload, 2048);
+        QCOMPARE(line.value().publicUrl, std::string("https://usage.example.org"));
+    }
+
     void aUserIsAddedWithAddressAndName()
     {
         const auto line = CommandLine::parse({QStringLiteral("--database"),
@@ -57,6 +70,13 @@ private Q_SLOTS:
         QTest::newRow("none") << QByteArray() << QByteArray("--database is missing");
         QTest::newRow("no port") << QByteArray("--database d") << QByteArray("--port is missing");
         QTest::newRow("no value") << QByteArray("--port") << QByteArray("--port lacks a value");
+        QTest::newRow("no address") << QByteArray("--port 0 --database d --public-url example.org")
+                                    << QByteArray("\"example.org\" is not an address");
+        QTest::newRow("an address without a host")
+            << QByteArray("--port 0 --database d --public-url https:///x")
+            << QByteArray("\"https:///x\" is not an address");
+        QTest::newRow("no upload") << QByteArray("--port 0 --database d --largest-upload 0")
+                                   << QByteArray("\"0\" is not a number of MiB");
         QTest::newRow("word") << QByteArray("--port x --database d") << QByteArray("\"x\"");
         QTest::newRow("too high") << QByteArray("--port 65536 --database d") << QByteArray("65536");
         QTest::newRow("negative") << QByteArray("--port=-1 --database d") << QByteArray("-1");

@@ -1,19 +1,25 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The limits of the server, made small, over real sockets in this process.
+#include "service/api/routes.h"
 #include "service/database/database_session.h"
 #include "service/database/schema.h"
-#include "service/http_server.h"
+#include "tests/service/running_server.h"
 #include "tests/service/service_requests.h"
+#include "tests/support/allocated_memory.h"
 #include "tests/support/test_program.h"
 
+#include <QDir>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <sys/eventfd.h>
+#include <atomic>
+#include <mutex>
+#include <stdexcept>
 #include <thread>
-#include <unistd.h>
 #include <vector>
+#include <zlib.h>
 
 using namespace std::chrono_literals;
 using requests::row;
@@ -24,13 +30,13 @@ using support::RawHttpClient;
 
 namespace {
 
-/// A server in a thread of its own, on an SQLite file with one user.
-class Server final
+/// The two endpoints on an SQLite file with one user.
+class Service final
 {
 public:
-    Server(const service::HttpLimits& limits,
-           const service::Api::Limits& failures,
-           bool trustProxy = false)
+    Service(const service::HttpLimits& limits,
+            const service::Api::Limits& failures,
+            bool trustProxy = false)
         : m_address{.kind = service::DatabaseAddress::Kind::Sqlite,
                     .name = m_folder.filePath(QStringLiteral("service.db")),
                     .host = {},
@@ -40,24 +46,21 @@ public:
         , m_prepared(prepare(m_address, m_hasher))
         , m_database(m_address)
         , m_api(m_database, m_hasher, failures)
-        , m_server(m_api, limits, trustProxy)
-        , m_port(m_server.listen("127.0.0.1", 0).value())
-        , m_stop(::eventfd(0, EFD_CLOEXEC))
-        , m_thread([this] { m_ended = m_server.serve(m_stop); })
+        , m_server(service::apiRoutes(m_api, 16UL << 20U),
+                   {.limits = limits,
+                    .trustProxy = trustProxy,
+                    .bodyFolder = m_folder.path().toStdString(),
+                    .authenticate = [this](const std::string& header) {
+                        return m_api.authenticate(header);
+                    }})
     {
     }
 
-    ~Server()
-    {
-        ::eventfd_write(m_stop, 1);
-        m_thread.join();
-        ::close(m_stop);
-    }
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+    ~Service() = default;
 
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-
-    [[nodiscard]] int port() const { return m_port; }
+    [[nodiscard]] int port() const { return m_server.port(); }
 
 private:
     static bool prepare(const service::DatabaseAddress& address,
@@ -75,12 +78,81 @@ private:
     bool m_prepared;
     service::Database m_database;
     service::Api m_api;
-    service::HttpServer m_server;
-    int m_port;
-    int m_stop;
-    bool m_ended = false;
-    std::jthread m_thread;
+    RunningServer m_server;
 };
+
+const std::string kLongAnswer(5000, 'x');
+
+/// Routes without a database behind them.
+std::vector<service::Route> plainRoutes()
+{
+    const auto hello = [](service::Request&) {
+        return service::Answer{.status = 200, .body = "{}"};
+    };
+    const auto echo = [](service::Request& request) {
+        std::string all;
+        for (auto piece = request.body->piece(0); !piece.empty();
+             piece = request.body->piece(all.size()))
+            all += piece;
+        return service::Answer{.status = 200, .body = all};
+    };
+    const auto fail = [](service::Request&) -> service::Answer {
+        throw std::runtime_error("on purpose");
+    };
+    const auto parts = [](service::Request& request) {
+        return service::Answer{.status = 200,
+                               .body = request.parameters[0] + '|' + std::string(request.query())};
+    };
+    const auto longAnswer = [](service::Request&) {
+        return service::Answer{.status = 200, .body = kLongAnswer};
+    };
+    return {{.method = "GET", .pattern = "/hello", .handler = hello},
+            {.method = "GET", .pattern = "/health", .handler = hello, .anyHost = true},
+            {.method = "POST", .pattern = "/echo", .bodyLimit = 4UL << 20U, .handler = echo},
+            {.method = "POST", .pattern = "/hello", .bodyLimit = 10, .handler = hello},
+            {.method = "POST", .pattern = "/fail", .bodyLimit = 10, .handler = fail},
+            {.method = "GET", .pattern = "/day/{day}", .handler = parts},
+            {.method = "GET", .pattern = "/long", .handler = longAnswer}};
+}
+
+QByteArray get(const QByteArray& path, const QByteArray& header = {})
+{
+    return "GET " + path + " HTTP/1.1\r\n" + header + "\r\n";
+}
+
+std::optional<support::RawAnswer> ask(int port, const QByteArray& request)
+{
+    RawHttpClient client(port);
+    static_cast<void>(client.send(request));
+    return client.answer();
+}
+
+QByteArray unzipped(const QByteArray& bytes)
+{
+    QByteArray out(100'000, '\0');
+    z_stream stream = {};
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.constData()));
+    stream.avail_in = static_cast<uInt>(bytes.size());
+    stream.next_out = reinterpret_cast<Bytef*>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    inflateInit2(&stream, 31);
+    const int done = inflate(&stream, Z_FINISH);
+    out.truncate(static_cast<qsizetype>(stream.total_out));
+    inflateEnd(&stream);
+    return done == Z_STREAM_END ? out : QByteArray();
+}
+
+/// Sends a byte of a header line to all of them now and then until it ends.
+std::jthread drippingInto(std::vector<std::unique_ptr<RawHttpClient>>& clients)
+{
+    return std::jthread([&clients](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            for (const auto& client : clients)
+                static_cast<void>(client->send("x"));
+            std::this_thread::sleep_for(20ms); // the pace of a slow client
+        }
+    });
+}
 
 } // namespace
 
@@ -92,7 +164,7 @@ private Q_SLOTS:
 
     void aHeaderThatDoesNotEndIsGivenUp()
     {
-        const Server server({.headerTime = 200ms}, {});
+        const Service server({.headerTime = 200ms}, {});
         RawHttpClient client(server.port());
         QVERIFY(client.send("POST /api/token HTTP/1.1\r\n"));
         // A byte now and then does not prolong it.
@@ -103,20 +175,47 @@ private Q_SLOTS:
         QCOMPARE(statusOf(client.answer()), 408);
     }
 
-    void slowClientsInEveryThreadDelayOthersOnlyForTheirTime()
+    void slowAndIdleClientsDelayNobodyThoughThereAreFewThreads()
     {
-        const Server server({.headerTime = 300ms, .threads = 4}, {});
+        const Service server({.headerTime = 60s, .threads = 1, .workers = 1}, {});
         std::vector<std::unique_ptr<RawHttpClient>> slow;
-        for (int i = 0; i < 12; ++i) {
+        std::vector<std::unique_ptr<RawHttpClient>> idle;
+        for (int i = 0; i < 64; ++i) {
             slow.push_back(std::make_unique<RawHttpClient>(server.port()));
             QVERIFY(slow.back()->send("POST /api/token HTTP/1.1\r\nX: "));
         }
+        for (int i = 0; i < 320; ++i) {
+            idle.push_back(std::make_unique<RawHttpClient>(server.port()));
+            if (i % 2 == 0)
+                QVERIFY(idle.back()->send(get("/")));
+        }
+        const std::jthread dripping = drippingInto(slow);
+        // Well before the first of them is given up.
         QCOMPARE(statusOf(requests::signIn(server.port())), 200);
+        for (int i = 0; i < 320; i += 2)
+            QCOMPARE(statusOf(idle[static_cast<std::size_t>(i)]->answer()), 404);
+        QVERIFY(idle.front()->send(get("/")));
+        QCOMPARE(statusOf(idle.front()->answer()), 404);
+    }
+
+    void progressDoesNotProlongTheTimeOfABody()
+    {
+        const RunningServer server(
+            plainRoutes(), {.limits = {.bodyTime = 300ms, .bodyBytesPerSecond = 100'000'000}});
+        for (const QByteArray& framing :
+             {QByteArray("Content-Length: 8000\r\n\r\n"),
+              QByteArray("Transfer-Encoding: chunked\r\n\r\n9000\r\n")}) {
+            std::vector<std::unique_ptr<RawHttpClient>> client;
+            client.push_back(std::make_unique<RawHttpClient>(server.port()));
+            QVERIFY(client.front()->send("POST /echo HTTP/1.1\r\n" + framing));
+            const std::jthread dripping = drippingInto(client);
+            QCOMPARE(statusOf(client.front()->answer()), 408);
+        }
     }
 
     void aBodyThatComesTooSlowlyIsGivenUp()
     {
-        const Server server({.bodyTime = 200ms, .lingerTime = 200ms}, {});
+        const Service server({.bodyTime = 200ms, .lingerTime = 200ms}, {});
         RawHttpClient client(server.port());
         QVERIFY(client.send("POST /api/token HTTP/1.1\r\nContent-Length: 100\r\n\r\n{"));
         QCOMPARE(statusOf(client.answer()), 408);
@@ -125,7 +224,7 @@ private Q_SLOTS:
 
     void whoSendsTooMuchOverASlowLineIsToldSo()
     {
-        const Server server({.lingerTime = 200ms, .lingerBytesPerSecond = 100}, {});
+        const Service server({}, {});
         RawHttpClient client(server.port());
         QVERIFY(client.send("POST /api/token HTTP/1.1\r\nContent-Length: 100000\r\n\r\n"));
         // The answer is there by now, and is read when everything has been sent.
@@ -139,7 +238,7 @@ private Q_SLOTS:
 
     void whoGoesOnWithDropsAfterTheAnswerIsGivenUp()
     {
-        const Server server({.lingerTime = 200ms, .lingerBytesPerSecond = 1'000'000}, {});
+        const Service server({.lingerTime = 200ms}, {});
         RawHttpClient client(server.port());
         QVERIFY(client.send("POST /api/token HTTP/1.1\r\nContent-Length: 100000\r\n\r\n"));
         QTRY_VERIFY(!client.send("x"));
@@ -147,7 +246,7 @@ private Q_SLOTS:
 
     void aSilentConnectionIsClosed()
     {
-        const Server server({.idleTime = 100ms}, {});
+        const Service server({.idleTime = 100ms}, {});
         RawHttpClient silent(server.port());
         QVERIFY(silent.waitForEnd());
         RawHttpClient used(server.port());
@@ -156,38 +255,62 @@ private Q_SLOTS:
         QVERIFY(used.waitForEnd());
     }
 
-    void moreConnectionsThanMayWaitAreSentAway()
+    void aConnectionThatWaitsHasNoBuffer()
     {
-        const Server server({.headerTime = 2s, .threads = 2, .waitingConnections = 2}, {});
-        std::vector<std::unique_ptr<RawHttpClient>> clients;
-        for (int i = 0; i < 8; ++i) {
-            clients.push_back(std::make_unique<RawHttpClient>(server.port()));
-            QVERIFY(clients.back()->send("G"));
+        const RunningServer server(plainRoutes(), {});
+        QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 200);
+        const std::size_t before = support::allocatedMemory();
+        std::vector<std::unique_ptr<RawHttpClient>> idle;
+        for (int i = 0; i < 400; ++i) {
+            idle.push_back(std::make_unique<RawHttpClient>(server.port()));
+            QVERIFY(idle.back()->send(get("/hello")));
+            QCOMPARE(statusOf(idle.back()->answer()), 200);
         }
-        int refused = 0;
-        for (auto client = clients.rbegin(); client != clients.rend() && refused < 4; ++client)
-            refused += statusOf((*client)->answer()) == 503;
-        QVERIFY(refused >= 4);
-        // The others used up their time, and then there is room again.
-        QTRY_COMPARE(statusOf(requests::signIn(server.port())), 200);
+        // With what the clients have, which are in this process.
+        QTRY_VERIFY(support::allocatedMemory() < before + idle.size() * 10'000);
     }
 
-    void aConnectionIsNotKeptWhileOthersWaitForItsThread()
+    void moreConnectionsThanThereMayBeAreSentAway()
     {
-        const Server server({.idleTime = 60s, .threads = 1}, {});
+        for (const service::HttpLimits& limits :
+             {service::HttpLimits{.connections = 4},
+              service::HttpLimits{.connectionsOfAnAddress = 4}}) {
+            const RunningServer server(plainRoutes(), {.limits = limits});
+            std::vector<std::unique_ptr<RawHttpClient>> clients;
+            for (int i = 0; i < 4; ++i) {
+                clients.push_back(std::make_unique<RawHttpClient>(server.port()));
+                QVERIFY(clients.back()->send(get("/hello")));
+                QCOMPARE(statusOf(clients.back()->answer()), 200);
+            }
+            RawHttpClient refused(server.port());
+            const auto answer = refused.answer();
+            QCOMPARE(statusOf(answer), 503);
+            QCOMPARE(answer->field("Retry-After"), QByteArray("10"));
+            QVERIFY(refused.waitForEnd());
+            clients.pop_back();
+            QVERIFY(QTest::qWaitFor(
+                [&] { return statusOf(ask(server.port(), get("/hello"))) == 200; }));
+        }
+    }
+
+    void aKeptConnectionNeedsNoThread()
+    {
+        const RunningServer server(plainRoutes(), {.limits = {.threads = 1, .workers = 1}});
         RawHttpClient first(server.port());
-        QVERIFY(first.send("GET / HTTP/1.1\r\n\r\n"));
-        QCOMPARE(statusOf(first.answer()), 404);
-        // The client itself gives up after half that time.
         RawHttpClient second(server.port());
-        QVERIFY(second.send("GET / HTTP/1.1\r\n\r\n"));
-        QCOMPARE(statusOf(second.answer()), 404);
-        QVERIFY(first.waitForEnd());
+        for (int i = 0; i < 3; ++i) {
+            for (RawHttpClient* client : {&first, &second}) {
+                QVERIFY(client->send(get("/hello")));
+                QCOMPARE(statusOf(client->answer()), 200);
+            }
+        }
     }
 
-    void aBodyForWhichThereIsNoMemoryIsPutOffAndGivesBackItsShare()
+    void aBodyForWhichThereIsNoRoomIsPutOffAndGivesBackItsShare()
     {
-        const Server server({.allBodiesBytes = 50'000}, {});
+        const Service server(
+            {.bodyInMemory = 20'000, .allLongBodiesInMemory = 10'000, .allBodiesInFiles = 60'000},
+            {});
         const QByteArray token = requests::newToken(server.port());
         const QByteArray title = ",\"url\":\"" + QByteArray(90'000, 'x') + '"';
         for (int i = 0; i < 3; ++i) {
@@ -201,10 +324,251 @@ private Q_SLOTS:
             QCOMPARE(statusOf(requests::upload(server.port(), token, uploadBody(small))), 201);
     }
 
+    void shortBodiesForWhichThereIsNoMemoryArePutOff()
+    {
+        const RunningServer server(plainRoutes(), {.limits = {.allBodiesInMemory = 15}});
+        RawHttpClient holding(server.port());
+        QVERIFY(holding.send("POST /hello HTTP/1.1\r\nExpect: 100-continue\r\n"
+                             "Content-Length: 10\r\n\r\n"));
+        QCOMPARE(statusOf(holding.answer()), 100);
+        QCOMPARE(statusOf(RawHttpClient(server.port()).post("/hello", "0123456789")), 200);
+        QVERIFY(holding.send("0123456789"));
+        QCOMPARE(statusOf(holding.answer()), 200);
+        const RunningServer full(plainRoutes(),
+                                 {.limits = {.bodyInMemory = 1000, .allBodiesInMemory = 9}});
+        QCOMPARE(statusOf(RawHttpClient(full.port()).post("/hello", "0123456789")), 503);
+        // Nobody else's memory: a long one has its own, and files.
+        QCOMPARE(statusOf(RawHttpClient(full.port()).post("/echo", QByteArray(100'000, 'x'))), 200);
+    }
+
+    void aLongBodyWaitsInAFileWithoutAName()
+    {
+        const QTemporaryDir folder;
+        const RunningServer server(
+            plainRoutes(),
+            {.limits = {.bodyInMemory = 1000}, .bodyFolder = folder.path().toStdString()});
+        QByteArray body;
+        while (body.size() < 3'000'000)
+            body += QByteArray::number(body.size()) + ' ';
+        RawHttpClient client(server.port());
+        for (int i = 0; i < 2; ++i) {
+            const auto answer = client.post("/echo", body);
+            QCOMPARE(statusOf(answer), 200);
+            QVERIFY(answer->body == body);
+        }
+        QByteArray chunks;
+        for (qsizetype at = 0; at < 50'000; at += 7)
+            chunks += "7\r\n" + body.mid(at, 7) + "\r\n";
+        QVERIFY(client.send("POST /echo HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n" + chunks +
+                            "0\r\nX-Trailer: y\r\n\r\n" + get("/hello")));
+        const auto whole = client.answer();
+        QCOMPARE(statusOf(whole), 200);
+        QVERIFY(whole->body == body.left((50'000 + 6) / 7 * 7));
+        QCOMPARE(statusOf(client.answer()), 200);
+        QVERIFY(QDir(folder.path()).isEmpty());
+    }
+
+    void whatIsNoRouteFollowsFromTheTable()
+    {
+        const RunningServer server(plainRoutes(), {});
+        const int port = server.port();
+        QCOMPARE(statusOf(ask(port, get("/nothing"))), 404);
+        QCOMPARE(statusOf(ask(port, get("/hello/"))), 404);
+        QCOMPARE(statusOf(ask(port, get("/day/"))), 404);
+        QCOMPARE(statusOf(ask(port, get("/day/%zz"))), 404);
+        const auto refused = ask(port, "DELETE /hello HTTP/1.1\r\n\r\n");
+        QCOMPARE(statusOf(refused), 405);
+        QCOMPARE(refused->field("Allow"), QByteArray("GET, HEAD, POST"));
+        QCOMPARE(ask(port, get("/day/2026-11%2F22?x=%20"))->body, QByteArray("2026-11/22|x=%20"));
+        QCOMPARE(statusOf(ask(port, "GET /hello HTTP/1.1\r\nContent-Length: 1\r\n\r\nx")), 413);
+        QCOMPARE(statusOf(ask(port, "GET /hello HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n")),
+                 413);
+    }
+
+    void everyAnswerHasTheSafeguardsAndItsNumber()
+    {
+        const RunningServer server(plainRoutes(), {});
+        QSet<QByteArray> numbers;
+        for (const QByteArray& request :
+             {get("/hello"), get("/nothing"), QByteArray("x\r\n\r\n")}) {
+            const auto answer = ask(server.port(), request);
+            QVERIFY(answer);
+            QCOMPARE(answer->field("X-Content-Type-Options"), QByteArray("nosniff"));
+            QCOMPARE(answer->field("Cache-Control"), QByteArray("no-store"));
+            QVERIFY(answer->field("Content-Security-Policy").startsWith("default-src 'none'; "));
+            QCOMPARE(answer->field("Referrer-Policy"), QByteArray("same-origin"));
+            QCOMPARE(answer->field("Cross-Origin-Opener-Policy"), QByteArray("same-origin"));
+            numbers.insert(answer->field("X-Request-Id"));
+        }
+        QCOMPARE(numbers.size(), 3);
+    }
+
+    void aHeadIsTheHeaderOfAnAnswer()
+    {
+        const RunningServer server(plainRoutes(), {});
+        const auto answer = ask(server.port(), get("/long"));
+        QCOMPARE(answer->field("Content-Length"), QByteArray("5000"));
+        RawHttpClient again(server.port());
+        QVERIFY(again.send("HEAD /long HTTP/1.1\r\n\r\n" + get("/hello")));
+        again.finishSending();
+        QVERIFY(again.waitForEnd());
+        QVERIFY(again.received().contains("Content-Length: 5000\r\n"));
+        QVERIFY(!again.received().contains("xxxxx"));
+        QVERIFY(again.received().endsWith("{}"));
+    }
+
+    void longAnswersAreCompressedForWhoTakesThat()
+    {
+        const RunningServer server(plainRoutes(), {});
+        const auto zipped = ask(server.port(), get("/long", "Accept-Encoding: br, GZIP;q=0.5\r\n"));
+        QCOMPARE(zipped->field("Content-Encoding"), QByteArray("gzip"));
+        QVERIFY(zipped->body.size() < 200);
+        QCOMPARE(unzipped(zipped->body), QByteArray::fromStdString(kLongAnswer));
+        for (const QByteArray& header : {QByteArray(),
+                                         QByteArray("Accept-Encoding: gzip;q=0, br\r\n"),
+                                         QByteArray("Accept-Encoding: identity\r\n")}) {
+            const auto plain = ask(server.port(), get("/long", header));
+            QCOMPARE(plain->body, QByteArray::fromStdString(kLongAnswer));
+            QVERIFY(plain->field("Content-Encoding").isEmpty());
+        }
+        const auto small = ask(server.port(), get("/hello", "Accept-Encoding: gzip\r\n"));
+        QCOMPARE(small->body, QByteArray("{}"));
+    }
+
+    void anExceptionEndsOneRequestAndGivesBackWhatItHeld()
+    {
+        const RunningServer server(plainRoutes(),
+                                   {.limits = {.allBodiesInMemory = 15, .workers = 1}});
+        RawHttpClient client(server.port());
+        for (int i = 0; i < 20; ++i) {
+            const auto answer = client.post("/fail", "0123456789");
+            QCOMPARE(statusOf(answer), 500);
+            QVERIFY(!answer->body.contains("purpose"));
+        }
+        QCOMPARE(statusOf(client.post("/hello", "0123456789")), 200);
+    }
+
+    void eachRequestIsReportedWithItsRoute()
+    {
+        std::mutex mutex;
+        std::vector<service::ServedRequest> served;
+        {
+            RunningServer server(plainRoutes(), {.onServed = [&](const auto& request) {
+                                     const std::lock_guard lock(mutex);
+                                     served.push_back(request);
+                                 }});
+            QCOMPARE(statusOf(ask(server.port(), get("/day/2026-11-22?x"))), 200);
+            QCOMPARE(statusOf(ask(server.port(), get("/nothing"))), 404);
+            QVERIFY(server.stop());
+        }
+        QCOMPARE(served.size(), 2u);
+        QCOMPARE(served[0].pattern, std::string("/day/{day}"));
+        QCOMPARE(served[0].method, std::string("GET"));
+        QCOMPARE(served[0].status, 200);
+        QVERIFY(served[0].seconds.count() >= 0 && served[0].seconds.count() < 30);
+        QVERIFY(served[0].id != served[1].id && !served[0].id.empty());
+        QCOMPARE(served[1].pattern, std::string());
+        QCOMPARE(served[1].status, 404);
+    }
+
+    void otherWebPagesCannotSendAnything_data()
+    {
+        QTest::addColumn<QByteArray>("header");
+        QTest::addColumn<int>("status");
+        const QByteArray json = "Content-Type: application/json\r\n";
+        const QByteArray host = "Host: localhost:8787\r\n";
+        QTest::newRow("no browser") << QByteArray() << 200;
+        QTest::newRow("no browser, a form")
+            << QByteArray("Content-Type: application/x-www-form-urlencoded\r\n") << 200;
+        QTest::newRow("foreign") << host + json + "Origin: https://example.org\r\n" << 403;
+        QTest::newRow("null") << host + json + "Origin: null\r\n" << 403;
+        QTest::newRow("other port") << host + json + "Origin: http://localhost:8788\r\n" << 403;
+        QTest::newRow("cross-site") << host + json + "Sec-Fetch-Site: cross-site\r\n" << 403;
+        QTest::newRow("with a token") << host + json + "Authorization: Bearer x\r\nOrigin: null\r\n"
+                                      << 403;
+        QTest::newRow("own") << host + json + "Origin: http://localhost:8787\r\n" << 200;
+        QTest::newRow("own, no type") << host + "Origin: http://localhost:8787\r\n" << 415;
+        QTest::newRow("own, text")
+            << host + "Content-Type: text/plain\r\nSec-Fetch-Site: same-origin\r\n"
+            << 415;
+        QTest::newRow("own, with a charset")
+            << host + "Content-Type: Application/JSON; charset=utf-8\r\nSec-Fetch-Site: "
+                      "same-origin\r\n"
+            << 200;
+        QTest::newRow("another name") << QByteArray("Host: example.org\r\n") << 421;
+        QTest::newRow("a name like ours") << QByteArray("Host: localhost.example.org\r\n") << 421;
+        QTest::newRow("an address that begins like ours")
+            << QByteArray("Host: 127.0.0.1.example.org\r\n") << 421;
+        QTest::newRow("this machine") << QByteArray("Host: 127.0.0.9:1\r\n") << 200;
+        QTest::newRow("this machine in IPv6") << QByteArray("Host: [::1]:8787\r\n") << 200;
+        QTest::newRow("two names") << host + host << 400;
+    }
+
+    void otherWebPagesCannotSendAnything()
+    {
+        QFETCH(QByteArray, header);
+        QFETCH(int, status);
+        const RunningServer server(plainRoutes(), {});
+        const auto answer =
+            ask(server.port(), "POST /echo HTTP/1.1\r\n" + header + "Content-Length: 2\r\n\r\n{}");
+        QCOMPARE(statusOf(answer), status);
+    }
+
+    void theNameIsAskedForOnlyWhereOthersCannotComeByAProxy()
+    {
+        const QByteArray host = "Host: usage.example.org\r\n";
+        const RunningServer own(plainRoutes(), {});
+        QCOMPARE(statusOf(ask(own.port(), get("/hello", host))), 421);
+        QCOMPARE(statusOf(ask(own.port(), get("/health", host))), 200);
+        const RunningServer behindProxy(plainRoutes(), {.trustProxy = true});
+        QCOMPARE(statusOf(ask(behindProxy.port(), get("/hello", host))), 200);
+        const RunningServer known(plainRoutes(), {.publicUrl = "https://usage.example.org/x"});
+        QCOMPARE(statusOf(ask(known.port(), get("/hello", host))), 200);
+        const auto from = [&](const QByteArray& origin) {
+            return statusOf(ask(known.port(),
+                                "POST /echo HTTP/1.1\r\n" + host + "Origin: " + origin +
+                                    "\r\nContent-Type: application/json\r\nContent-Length: "
+                                    "2\r\n\r\n{}"));
+        };
+        QCOMPARE(from("https://usage.example.org"), 200);
+        QCOMPARE(from("http://usage.example.org"), 403);
+    }
+
+    void atTheEndOnlyWhatIsInHandIsFinished()
+    {
+        RunningServer server(plainRoutes(), {});
+        RawHttpClient idle(server.port());
+        QVERIFY(idle.send(get("/hello")) && idle.answer());
+        RawHttpClient inHand(server.port());
+        QVERIFY(inHand.send("POST /echo HTTP/1.1\r\nExpect: 100-continue\r\n"
+                            "Content-Length: 2\r\n\r\n"));
+        QCOMPARE(statusOf(inHand.answer()), 100);
+        server.askToEnd();
+        QVERIFY(idle.waitForEnd());
+        QVERIFY(inHand.send("{}" + get("/hello")));
+        const auto answer = inHand.answer();
+        QCOMPARE(statusOf(answer), 200);
+        QCOMPARE(answer->field("Connection"), QByteArray("close"));
+        QVERIFY(inHand.waitForEnd());
+        QVERIFY(server.stop());
+        QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 0);
+    }
+
+    void whoDoesNotGoOnIsBrokenOffAfterTheTimeOfGrace()
+    {
+        RunningServer server(plainRoutes(), {.limits = {.graceTime = 100ms}});
+        RawHttpClient silent(server.port());
+        QVERIFY(silent.send("POST /echo HTTP/1.1\r\nExpect: 100-continue\r\n"
+                            "Content-Length: 2\r\n\r\n"));
+        QCOMPARE(statusOf(silent.answer()), 100);
+        QVERIFY(server.stop());
+        QVERIFY(silent.waitForEnd());
+    }
+
     void behindAProxyTheForwardedAddressIsHeldOff()
     {
         const service::Api::Limits limits = {.account = {.failures = 100}, .peer = {.failures = 2}};
-        const Server server({}, limits, true);
+        const Service server({}, limits, true);
         const auto from = [&](const QByteArray& address, const QByteArray& password) {
             return statusOf(requests::signIn(server.port(),
                                              requests::kEmail,
@@ -220,7 +584,7 @@ private Q_SLOTS:
     void withoutAProxyTheForwardedAddressIsNotBelieved()
     {
         const service::Api::Limits limits = {.account = {.failures = 100}, .peer = {.failures = 2}};
-        const Server server({}, limits, false);
+        const Service server({}, limits, false);
         for (const int expected : {401, 401, 429})
             QCOMPARE(statusOf(requests::signIn(
                          server.port(),
@@ -232,7 +596,7 @@ private Q_SLOTS:
 
     void attemptsAtTheSameTimeDoNotSlipThroughTheLimit()
     {
-        const Server server({}, {.account = {.failures = 3}});
+        const Service server({}, {.account = {.failures = 3}});
         std::vector<int> statuses(12);
         {
             std::vector<std::jthread> clients;
@@ -248,7 +612,7 @@ private Q_SLOTS:
 
     void manyUploadsAtOnceAreAllStored()
     {
-        const Server server({}, {});
+        const Service server({}, {});
         const QByteArray token = requests::newToken(server.port());
         std::atomic<int> stored = 0;
         {

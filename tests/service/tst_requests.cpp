@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/database/activity_rows.h"
 #include "service/sign_in_request.h"
-#include "service/upload.h"
+#include "tests/service/whole_upload.h"
 #include "tests/support/test_program.h"
 
 #include <QTest>
@@ -175,6 +175,84 @@ private Q_SLOTS:
         QCOMPARE(read.error().members.size(), 1u);
         QCOMPARE(QByteArray::fromStdString(read.error().members[0].member), member);
         QVERIFY(read.error().message.starts_with(member.toStdString()));
+    }
+
+    void longTextsAreCutBetweenCharactersAndNotRefused()
+    {
+        std::string text;
+        while (text.size() < 20'000)
+            text += "äx€😀";
+        const auto read = decodeUpload(upload(
+            row('"' + text + '"',
+                json(R"(,'window_title':')") + text + json(R"(','url':'\u0041)") + text + '"')));
+        QVERIFY(read);
+        const UploadedActivity& got = read.value().activities.at(0);
+        const std::pair<std::string, std::size_t> cut[] = {
+            {got.appName, 1024}, {*got.windowTitle, 16384}, {got.url->substr(1), 16383}};
+        for (const auto& [kept, most] : cut) {
+            QVERIFY(kept.size() <= most && kept.size() > most - 4);
+            QVERIFY(text.starts_with(kept));
+            const QString whole = QString::fromStdString(kept);
+            QVERIFY(!whole.contains(QChar(QChar::ReplacementCharacter)));
+        }
+    }
+
+    void aDeviceIsNamedInAtMost128Characters()
+    {
+        std::string name;
+        for (int i = 0; i < 128; ++i)
+            name += "😀";
+        const auto named = [](const std::string& device) {
+            std::string body = upload({});
+            return decodeUpload(body.replace(body.find("\"i\""), 3, '"' + device + '"'));
+        };
+        QCOMPARE(named(name).value().deviceId, name);
+        const auto refused = named(name + 'x');
+        QVERIFY(!refused);
+        QCOMPARE(refused.error().status, 422);
+        QCOMPARE(refused.error().members.at(0).member, std::string("device_id"));
+        QCOMPARE(refused.error().message, std::string("device_id is longer than 128 characters"));
+    }
+
+    void membersMayStandInAnyOrderAndTheBodyInAnyPieces()
+    {
+        const std::string body =
+            json(R"({'x':[1,{'activities':[2]}],'activities':[)") + row(json(R"('é\u20ac😀')")) +
+            ',' + row("\"b\"", json(R"(,'unknown':{'a':[[],{}]},'url':'u')")) +
+            json(
+                R"(],'activities':7,'interval_minutes':5,'sync_timestamp':'2026-11-21T09:30:00Z','device_id':'i'})");
+        const auto whole = decodeUpload(body);
+        QVERIFY(whole);
+        QCOMPARE(whole.value().activities.size(), 2u);
+        QCOMPARE(whole.value().activities[0].appName, std::string("é€😀"));
+        for (std::size_t piece = 1; piece < 20; ++piece) {
+            UploadReader reader(
+                [&](std::uint64_t offset) { return std::string_view(body).substr(offset, piece); });
+            const auto head = reader.check();
+            QVERIFY(head);
+            QCOMPARE(head.value().deviceId, std::string("i"));
+            QVERIFY(reader.next() == whole.value().activities);
+            QVERIFY(reader.next().empty());
+        }
+    }
+
+    void manyRowsComeInPortions()
+    {
+        std::string all = row("\"0\"");
+        for (int i = 1; i < 5000; ++i)
+            all += ',' + row('"' + std::to_string(i) + '"');
+        const std::string body = upload(all);
+        UploadReader reader(
+            [&body](std::uint64_t offset) { return std::string_view(body).substr(offset); });
+        QVERIFY(reader.check());
+        std::size_t count = 0;
+        std::size_t portions = 0;
+        for (auto rows = reader.next(); !rows.empty(); rows = reader.next(), ++portions) {
+            for (const UploadedActivity& row : rows)
+                QCOMPARE(row.appName, std::to_string(count++));
+        }
+        QCOMPARE(count, 5000u);
+        QVERIFY(portions > 1);
     }
 
     void durationsMayBeAnyWholeNumber()

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "service/answer.h"
-#include "service/api.h"
-#include "service/byte_budget.h"
 #include "service/database/token.h"
-#include "service/http_framing.h"
+#include "service/http/byte_budget.h"
+#include "service/http/client_address.h"
+#include "service/http/framing.h"
 #include "service/password_hasher.h"
 #include "service/request_log.h"
 #include "tests/support/test_program.h"
@@ -181,15 +181,22 @@ private Q_SLOTS:
             .status = 200,
             .bytesIn = 12,
             .duration = std::chrono::milliseconds(3),
-            .user = 7};
-        QCOMPARE(logLine(request),
-                 std::string("2026-11-21T09:30:00Z 192.0.2.1 POST "
-                             "/a\\x0d\\x0ab\\x20\\x1b[31m\\xc3\\xa4\\x5c 200 in=12 ms=3 user=7\n"));
+            .user = 7,
+            .id = "5f-2a"};
+        QCOMPARE(
+            logLine(request),
+            std::string(
+                "2026-11-21T09:30:00Z 192.0.2.1 POST "
+                "/a\\x0d\\x0ab\\x20\\x1b[31m\\xc3\\xa4\\x5c 200 in=12 ms=3 user=7 id=5f-2a\n"));
         request.target = '/' + std::string(100'000, 'x');
         QVERIFY(logLine(request).size() < 400);
-        QCOMPARE(
-            logLine({.time = request.time, .peer = {}, .method = {}, .target = {}, .user = {}}),
-            std::string("2026-11-21T09:30:00Z - - - 0 in=0 ms=0 user=-\n"));
+        QCOMPARE(logLine({.time = request.time,
+                          .peer = {},
+                          .method = {},
+                          .target = {},
+                          .user = {},
+                          .id = {}}),
+                 std::string("2026-11-21T09:30:00Z - - - 0 in=0 ms=0 user=- id=-\n"));
     }
 };
 

@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
+#include <utility>
 
 namespace support {
 
@@ -41,7 +42,8 @@ RawHttpClient::RawHttpClient(int port)
 
 RawHttpClient::~RawHttpClient()
 {
-    ::close(m_socket);
+    if (m_socket >= 0)
+        ::close(m_socket);
 }
 
 bool RawHttpClient::send(const QByteArray& bytes)
@@ -62,6 +64,13 @@ bool RawHttpClient::send(const QByteArray& bytes)
 void RawHttpClient::finishSending()
 {
     ::shutdown(m_socket, SHUT_WR);
+}
+
+void RawHttpClient::reset()
+{
+    const linger atOnce = {.l_onoff = 1, .l_linger = 0};
+    ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    ::close(std::exchange(m_socket, -1));
 }
 
 std::optional<RawAnswer> RawHttpClient::answer()

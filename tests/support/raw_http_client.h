@@ -36,6 +36,9 @@ public:
     /// The end of what we send.
     void finishSending();
 
+    /// Ends the connection at once, without taking what still comes.
+    void reset();
+
     /// Waits for an answer; none when the connection ends or nothing comes.
     [[nodiscard]] std::optional<RawAnswer> answer();
 
@@ -45,6 +48,9 @@ public:
     /// POST `body` with these lines of the header, and the answer.
     [[nodiscard]] std::optional<RawAnswer>
     post(const QByteArray& path, const QByteArray& body, const QList<QByteArray>& header = {});
+
+    /// What has come and is no part of an answer that was taken.
+    [[nodiscard]] const QByteArray& received() const { return m_received; }
 
 private:
     /// Reads more; false at the end.

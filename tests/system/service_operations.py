@@ -26,6 +26,7 @@ from service_bench import (Bench, answers, connect, free_port, missing_programs,
 
 SKIPPED = 77
 MIB = 1 << 20
+LARGEST_MIB = 64  # for the test, of the service and of the proxy; the guide has more
 EMAIL = "operator@example.org"
 PASSWORD = "correct horse battery"
 
@@ -40,6 +41,7 @@ def site_from(guide: str, ports: list, public: int, folder: pathlib.Path) -> str
                         ("127.0.0.1:8788", f"127.0.0.1:{ports[1]}"),
                         ("listen 443 ssl;", f"listen 127.0.0.1:{public} ssl;"),
                         ("listen [::]:443 ssl;", ""),
+                        ("client_max_body_size 512m;", f"client_max_body_size {LARGEST_MIB}m;"),
                         ("/etc/ssl/certs/usage.example.org.pem", f"{folder}/server.pem"),
                         ("/etc/ssl/private/usage.example.org.key", f"{folder}/server.key")):
         if site.count(there) != 1:
@@ -81,7 +83,8 @@ class ServiceOperations(unittest.TestCase):
     def start_instance(cls, number: int):
         """The instance of that number, on the port that it had before."""
         cls.instances[number], cls.ports[number] = cls.bench.start_service(
-            cls.service, cls.database, f"service{number}.log", "--trust-proxy", port=cls.ports[number])
+            cls.service, cls.database, f"service{number}.log", "--trust-proxy",
+            "--largest-upload", str(LARGEST_MIB), port=cls.ports[number])
 
     def setUp(self):
         self.connections = contextlib.ExitStack()
@@ -153,11 +156,11 @@ class ServiceOperations(unittest.TestCase):
     def test_theLargestBodyPassesAndALargerOneDoesNot(self):
         token = sign_in(self.through_nginx(), EMAIL, PASSWORD)
         before = self.stored()
-        self.assertEqual(upload(self.through_nginx(), token, self.new_rows(3), padding=64 * MIB)[0], 201)
+        self.assertEqual(upload(self.through_nginx(), token, self.new_rows(3), padding=LARGEST_MIB * MIB)[0], 201)
         self.assertEqual(self.stored(), before + 3)
         # The proxy answers before it has read the body, so the connection may break while it is sent.
         try:
-            status = upload(self.through_nginx(), token, self.new_rows(3), padding=64 * MIB + 1)[0]
+            status = upload(self.through_nginx(), token, self.new_rows(3), padding=LARGEST_MIB * MIB + 1)[0]
         except (BrokenPipeError, ConnectionResetError, ssl.SSLEOFError):
             status = 413
         self.assertEqual(status, 413)

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace service {
@@ -27,10 +26,5 @@ struct BodyFields
 /// Why such a body of at most `limit` bytes is refused before it is read; nothing when it is not.
 /// What different readers of HTTP might take differently is refused (RFC 9112, section 6.3).
 [[nodiscard]] std::optional<Fault> faultOf(const BodyFields& fields, std::size_t limit);
-
-/// The address of a client that a reverse proxy in front reports: the last of `forwardedFor` (the
-/// value of the last header X-Forwarded-For), which is the one that the proxy wrote itself. Nothing
-/// when that is not an IP address.
-[[nodiscard]] std::optional<std::string> forwardedClient(std::string_view forwardedFor);
 
 } // namespace service

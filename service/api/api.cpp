@@ -1,11 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/api.h"
+#include "service/api/api.h"
 
 #include "base/ascii.h"
 #include "base/json_writer.h"
 #include "base/wipe.h"
 #include "service/database/token.h"
+#include "service/http/client_address.h"
 #include "service/request_log.h"
 #include "service/sign_in_request.h"
 #include "service/upload.h"
@@ -13,8 +14,6 @@
 #include <QScopeGuard>
 
 #include <algorithm>
-#include <arpa/inet.h>
-#include <array>
 #include <utility>
 
 namespace service {
@@ -144,47 +143,17 @@ Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)
     return *user;
 }
 
-Answer Api::store(std::int64_t user, std::string body)
+Answer Api::store(std::int64_t user, RequestBody& body)
 {
-    Answer answer;
-    {
-        m_decoders.acquire();
-        auto upload = decodeUpload(std::move(body));
-        m_decoders.release();
-        if (!upload) {
-            answer = refusal(upload.error());
-        } else if (const auto stored =
-                       m_database.store(user,
-                                        {.deviceId = upload.value().deviceId,
-                                         .syncTimestamp = upload.value().syncTimestamp,
-                                         .intervalMinutes = upload.value().intervalMinutes},
-                                        [&, given = false]() mutable {
-                                            return std::exchange(given, true)
-                                                       ? std::vector<UploadedActivity>()
-                                                       : upload.value().activities;
-                                        });
-                   !stored) {
-            answer = unavailable(stored.error());
-        } else {
-            answer = {.status = 201,
-                      .body =
-                          R"({"success":true,"stored":)" + std::to_string(stored.value()) + '}'};
-        }
-    }
-    answer.user = user;
-    return answer;
-}
-
-std::string peerKey(const std::string& address)
-{
-    std::array<unsigned char, 16> bytes = {};
-    if (::inet_pton(AF_INET6, address.c_str(), bytes.data()) != 1)
-        return address;
-    // An IPv4 address in the clothes of IPv6 is one of many in the same 64 bits.
-    constexpr std::array<unsigned char, 12> kMapped = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
-    const std::size_t significant =
-        std::equal(kMapped.begin(), kMapped.end(), bytes.begin()) ? bytes.size() : 8;
-    return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(significant)};
+    UploadReader reader([&body](std::uint64_t offset) { return body.piece(offset); });
+    const auto head = reader.check();
+    if (!head)
+        return refusal(head.error());
+    const auto stored = m_database.store(user, head.value(), [&reader] { return reader.next(); });
+    if (!stored)
+        return unavailable(stored.error());
+    return {.status = 201,
+            .body = R"({"success":true,"stored":)" + std::to_string(stored.value()) + '}'};
 }
 
 } // namespace service

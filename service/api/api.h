@@ -5,11 +5,11 @@
 #include "service/answer.h"
 #include "service/database/database.h"
 #include "service/failure_limiter.h"
+#include "service/http/request_body.h"
 #include "service/password_hasher.h"
 #include "service/result.h"
 
 #include <cstdint>
-#include <semaphore>
 #include <string>
 
 namespace service {
@@ -34,11 +34,9 @@ public:
     [[nodiscard]] Result<std::int64_t, Answer> authenticate(const std::string& authorization);
 
     /// POST /api/activity-log with `body` from an authenticated user.
-    [[nodiscard]] Answer store(std::int64_t user, std::string body);
+    [[nodiscard]] Answer store(std::int64_t user, RequestBody& body);
 
 private:
-    static constexpr int kDecodedAtTheSameTime = 2;
-
     [[nodiscard]] std::optional<Answer> refuseOften(const std::string& account,
                                                     const std::string& peer);
     [[nodiscard]] Answer
@@ -48,12 +46,6 @@ private:
     PasswordHasher& m_hasher;
     FailureLimiter m_accountFailures;
     FailureLimiter m_peerFailures;
-    // A parsed body takes many times its length.
-    std::counting_semaphore<kDecodedAtTheSameTime> m_decoders{kDecodedAtTheSameTime};
 };
-
-/// What counts as one peer for its failures: an IPv4 address, or the 64 bits of IPv6 that one
-/// customer has to choose from.
-[[nodiscard]] std::string peerKey(const std::string& address);
 
 } // namespace service

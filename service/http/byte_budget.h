@@ -4,10 +4,11 @@
 
 #include <atomic>
 #include <cstddef>
+#include <utility>
 
 namespace service {
 
-/// Bytes that all bodies share, so that many large ones at once do not exhaust the memory.
+/// Bytes that all bodies share, so that many large ones at once exhaust neither memory nor disk.
 /// Any thread.
 class ByteBudget final
 {
@@ -29,7 +30,7 @@ public:
         Share(const Share&) = delete;
         Share& operator=(const Share&) = delete;
 
-        ~Share() { m_budget.m_left += m_taken; }
+        ~Share() { giveBack(); }
 
         /// Takes so many more; false when they are not there.
         [[nodiscard]] bool grow(std::size_t bytes)
@@ -42,6 +43,9 @@ public:
             m_taken += bytes;
             return true;
         }
+
+        /// Before its end.
+        void giveBack() { m_budget.m_left += std::exchange(m_taken, 0); }
 
     private:
         ByteBudget& m_budget;

@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/http_framing.h"
+#include "service/http/framing.h"
 
 #include "base/ascii.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
-#include <array>
+#include <string_view>
 
 namespace service {
 
@@ -25,14 +24,6 @@ std::optional<std::size_t> number(std::string_view digits)
     for (const char c : digits)
         value = 10 * value + static_cast<std::size_t>(c - '0');
     return value;
-}
-
-std::string_view trimmed(std::string_view text)
-{
-    const std::size_t from = text.find_first_not_of(" \t");
-    if (from == std::string_view::npos)
-        return {};
-    return text.substr(from, text.find_last_not_of(" \t") - from + 1);
 }
 
 } // namespace
@@ -66,18 +57,6 @@ std::optional<Fault> faultOf(const BodyFields& fields, std::size_t limit)
         return Fault{.status = 415, .message = "The body must not be compressed", .members = {}};
     if (platform::asciiLower(fields.contentType).starts_with("multipart/"))
         return Fault{.status = 415, .message = "The body must be JSON", .members = {}};
-    return std::nullopt;
-}
-
-std::optional<std::string> forwardedClient(std::string_view forwardedFor)
-{
-    const std::size_t comma = forwardedFor.rfind(',');
-    std::string last(
-        trimmed(comma == std::string_view::npos ? forwardedFor : forwardedFor.substr(comma + 1)));
-    std::array<unsigned char, 16> bytes = {};
-    if (::inet_pton(AF_INET, last.c_str(), bytes.data()) == 1 ||
-        ::inet_pton(AF_INET6, last.c_str(), bytes.data()) == 1)
-        return last;
     return std::nullopt;
 }
 

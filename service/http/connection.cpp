@@ -1,0 +1,610 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/http/connection.h"
+
+#include "base/ascii.h"
+#include "base/wipe.h"
+#include "service/http/client_address.h"
+#include "service/http/compression.h"
+#include "service/http/framing.h"
+
+#include <QScopeGuard>
+
+#include <algorithm>
+#include <array>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/buffer_body.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/http/write.hpp>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <random>
+#include <string.h>
+#include <utility>
+
+namespace service {
+
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+using boost::system::error_code;
+
+namespace {
+
+constexpr std::size_t kBufferBytes = 64UL << 10U;
+/// Handed on at a time.
+constexpr std::size_t kPieceBytes = 64UL << 10U;
+constexpr std::size_t kMostLingerBytes = 256UL << 20U;
+constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+constexpr std::string_view kEndOfHeader = "\r\n\r\n";
+constexpr int kHttp10 = 10;
+constexpr int kHttp11 = 11;
+
+// What no page of ours needs is switched off for all answers; whoever shows one opened in a browser
+// sees it as data.
+constexpr std::pair<const char*, const char*> kSafeguards[] = {
+    {"Content-Security-Policy",
+     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
+     "connect-src 'self'; form-action 'self'; base-uri 'none'; frame-ancestors 'none'; "
+     "require-trusted-types-for 'script'"},
+    {"X-Content-Type-Options", "nosniff"},
+    {"Referrer-Policy", "same-origin"},
+    {"Cross-Origin-Opener-Policy", "same-origin"},
+};
+
+/// Not to be guessed from another, and different in each process.
+std::string newRequestId()
+{
+    static const std::uint32_t process = std::random_device()();
+    static std::atomic<std::uint64_t> count = 0;
+    std::array<char, 32> text = {};
+    std::snprintf(
+        text.data(), text.size(), "%08x-%llx", process, static_cast<unsigned long long>(++count));
+    return text.data();
+}
+
+/// What a scan of a header from its beginning finds.
+enum class Header : std::uint8_t {
+    Whole,
+    Unfinished,
+    Malformed,
+};
+
+/// Where a header ends that `bytes` begin with. Lines that do not end in CR LF, and those that go
+/// on in the next one, are understood differently by different programs, so nobody gets them past.
+Header scan(std::string_view bytes, std::size_t& from)
+{
+    for (; from < bytes.size(); ++from) {
+        const char c = bytes[from];
+        const char before = from > 0 ? bytes[from - 1] : '\0';
+        if (c == '\0' || (before == '\r') != (c == '\n'))
+            return Header::Malformed;
+        const bool beginsLine = from == 0 || before == '\n';
+        if (beginsLine && (c == ' ' || c == '\t'))
+            return Header::Malformed;
+        if (c == '\n' && bytes.substr(0, from + 1).ends_with(kEndOfHeader))
+            return Header::Whole;
+    }
+    return Header::Unfinished;
+}
+
+/// For the log, of a request that was not understood.
+void noteFirstLine(std::string_view bytes, Request& request)
+{
+    const std::string_view line = bytes.substr(0, bytes.find('\r'));
+    const std::size_t first = line.find(' ');
+    if (first == std::string_view::npos)
+        return;
+    request.method = line.substr(0, first);
+    request.target = line.substr(first + 1, line.find(' ', first + 1) - first - 1);
+}
+
+BodyFields bodyFieldsOf(const Request& request)
+{
+    return {.contentLength = request.values("content-length"),
+            .transferEncoding = request.values("transfer-encoding"),
+            .contentEncoding = request.value("content-encoding"),
+            .contentType = request.value("content-type")};
+}
+
+Answer tooLong(std::uint64_t limit)
+{
+    return refusal(413, "The body is longer than " + std::to_string(limit) + " bytes");
+}
+
+Answer notHttp()
+{
+    return refusal(400, "The request is not valid HTTP");
+}
+
+Answer badBody()
+{
+    return refusal(400, "The body is incomplete or not framed as it should be");
+}
+
+/// Where the client takes it and it is worth it.
+void compress(Answer& answer, const Request& request)
+{
+    if (!acceptsGzip(request.value("accept-encoding")))
+        return;
+    if (auto shorter = compressed(answer.body)) {
+        answer.body = *std::move(shorter);
+        answer.fields.emplace_back("Content-Encoding", "gzip");
+        answer.fields.emplace_back("Vary", "Accept-Encoding");
+    }
+}
+
+Answer noRoom()
+{
+    Answer answer = refusal(503, "Too many uploads at the moment");
+    answer.retryAfter = std::chrono::seconds(10);
+    return answer;
+}
+
+} // namespace
+
+/// A request in hand, and its answer.
+struct Connection::Exchange
+{
+    std::chrono::system_clock::time_point time = std::chrono::system_clock::now();
+    Clock::time_point began = Clock::now();
+    Request request;
+    const Route* route = nullptr;
+    std::optional<http::request_parser<http::buffer_body>> parser;
+    std::uint64_t bodyBytes = 0;
+    int version = kHttp11;
+    bool keepsConnection = false;
+    bool bodyUnread = false; ///< nobody knows where the next request begins
+    bool gone = false;       ///< there is no one to answer
+    std::optional<Answer> answer;
+    int status = 0;
+};
+
+Connection::Connection(Socket socket, std::string peer, const ConnectionEnvironment& environment)
+    : m_socket(std::move(socket))
+    , m_timer(m_socket.get_executor())
+    , m_peer(std::move(peer))
+    , m_environment(environment)
+{
+}
+
+asio::awaitable<void> Connection::serve()
+{
+    const std::shared_ptr<Connection> self = shared_from_this();
+    for (;;) {
+        const bool wanted = co_await waitForRequest();
+        if (!wanted)
+            break;
+        const bool next = co_await serveRequest();
+        if (!next)
+            break;
+    }
+    clearDeadline();
+    error_code ignored;
+    m_socket.close(ignored);
+}
+
+void Connection::endWhenIdle()
+{
+    asio::post(strand(), [self = shared_from_this()] {
+        error_code ignored;
+        if (self->m_idle)
+            self->m_socket.cancel(ignored);
+    });
+}
+
+void Connection::abort()
+{
+    asio::post(strand(), [self = shared_from_this()] {
+        self->m_aborted = true;
+        error_code ignored;
+        self->m_socket.close(ignored);
+    });
+}
+
+/// Waits for the first byte of a request. False when none comes: the client has gone or is silent,
+/// or the service ends.
+asio::awaitable<bool> Connection::waitForRequest()
+{
+    if (m_begin < m_end) {
+        // The next request is there already; it gets the whole buffer.
+        std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
+        m_end -= std::exchange(m_begin, 0);
+        co_return true;
+    }
+    letGoOfBuffer();
+    setDeadline(Clock::now() + m_environment.settings.limits.idleTime);
+    char first = 0;
+    error_code error;
+    std::size_t count = 0;
+    if (!m_environment.stopping) {
+        m_idle = true;
+        count = co_await m_socket.async_read_some(asio::buffer(&first, 1),
+                                                  asio::redirect_error(asio::use_awaitable, error));
+        m_idle = false;
+    }
+    // A request that is already there does not get in the way of the end of the service.
+    if (count == 0 && m_environment.stopping && !m_tooSlow && !m_aborted &&
+        m_socket.available(error) > 0)
+        count = m_socket.read_some(asio::buffer(&first, 1), error);
+    if (count == 0)
+        co_return false;
+    m_buffer.resize(kBufferBytes);
+    m_buffer.front() = first;
+    m_begin = 0;
+    m_end = 1;
+    co_return true;
+}
+
+/// Reads a request, answers it and logs it. False when no other can follow.
+asio::awaitable<bool> Connection::serveRequest()
+{
+    Exchange exchange;
+    exchange.request.id = newRequestId();
+    exchange.request.peer = m_peer;
+    try {
+        co_await deal(exchange);
+    } catch (const std::exception& failure) {
+        writeLog("velomira-service: request " + exchange.request.id + " failed: " + failure.what() +
+                 '\n');
+        exchange.answer = refusal(500, "The request could not be dealt with");
+    }
+    exchange.request.body.reset();
+    co_await send(exchange);
+    finish(exchange);
+    if (exchange.gone || m_aborted)
+        co_return false;
+    if (exchange.bodyUnread)
+        co_await linger();
+    co_return exchange.keepsConnection && !exchange.bodyUnread;
+}
+
+asio::awaitable<void> Connection::deal(Exchange& exchange)
+{
+    const HttpLimits& limits = m_environment.settings.limits;
+    setDeadline(exchange.began + limits.headerTime);
+    exchange.bodyUnread = true;
+    const std::size_t size = co_await receiveHeader(exchange);
+    if (size == 0)
+        co_return;
+    parseHeader(exchange, size);
+    if (exchange.answer)
+        co_return;
+    const BodyFields fields = bodyFieldsOf(exchange.request);
+    exchange.bodyUnread = announcesBody(fields);
+    exchange.answer = refuse(exchange);
+    if (exchange.answer)
+        co_return;
+    const Route& route = *exchange.route;
+    if (route.caller == Caller::Bearer) {
+        clearDeadline();
+        std::optional<Result<std::int64_t, Answer>> user;
+        const auto authenticate = [this, &exchange, &user]() -> asio::awaitable<void> {
+            user = m_environment.settings.authenticate(exchange.request.value("authorization"));
+            co_return;
+        };
+        co_await asio::co_spawn(m_environment.gate, authenticate, asio::use_awaitable);
+        if (!*user) {
+            exchange.answer = user->error();
+            co_return;
+        }
+        exchange.request.user = user->value();
+    }
+    if (exchange.bodyUnread)
+        co_await receiveBody(exchange);
+    if (exchange.answer)
+        co_return;
+    clearDeadline();
+    const auto handle = [&exchange, &route]() -> asio::awaitable<void> {
+        exchange.answer = route.handler(exchange.request);
+        exchange.request.body.reset();
+        compress(*exchange.answer, exchange.request);
+        co_return;
+    };
+    co_await asio::co_spawn(m_environment.workers, handle, asio::use_awaitable);
+}
+
+/// Takes in the header of a request, and says how long it is; 0 when there is an answer instead.
+asio::awaitable<std::size_t> Connection::receiveHeader(Exchange& exchange)
+{
+    const HttpLimits& limits = m_environment.settings.limits;
+    std::size_t from = 0;
+    for (;;) {
+        const std::string_view bytes = received().substr(0, limits.headerBytes);
+        const Header found = scan(bytes, from);
+        if (found == Header::Whole)
+            co_return from + 1;
+        noteFirstLine(bytes, exchange.request);
+        if (found == Header::Malformed) {
+            exchange.answer = notHttp();
+            co_return 0;
+        }
+        if (bytes.size() == limits.headerBytes) {
+            exchange.answer = bytes.find('\r') == std::string_view::npos
+                                  ? refusal(414, "The address is too long")
+                                  : refusal(431, "The header of the request is too long");
+            co_return 0;
+        }
+        const bool more = co_await receive();
+        if (more)
+            continue;
+        exchange.answer = m_tooSlow ? refusal(408, "The request came too slowly") : notHttp();
+        co_return 0;
+    }
+}
+
+/// Takes the first `size` bytes of what was received for a header.
+void Connection::parseHeader(Exchange& exchange, std::size_t size)
+{
+    Request& request = exchange.request;
+    noteFirstLine(received(), request);
+    auto& parser = exchange.parser.emplace();
+    parser.header_limit(static_cast<std::uint32_t>(kBufferBytes)); // it is shorter already
+    parser.body_limit(boost::none);                                // until the route is known
+    error_code error;
+    const std::size_t used = parser.put(asio::buffer(received().substr(0, size)), error);
+    if (error || used != size || !parser.is_header_done() ||
+        parser.get().method() == http::verb::unknown) {
+        exchange.answer = notHttp();
+        return;
+    }
+    m_begin += size;
+    const auto& header = parser.get();
+    request.method = header.method_string();
+    request.target = header.target();
+    for (const auto& field : header)
+        request.fields.emplace_back(platform::asciiLower(field.name_string()), field.value());
+    exchange.version = static_cast<int>(header.version());
+    exchange.keepsConnection = parser.keep_alive();
+    request.peer = clientOf(request);
+    const bool isKnown = exchange.version == kHttp10 || exchange.version == kHttp11;
+    if (!isKnown || request.values("host").size() > 1 ||
+        (exchange.version == kHttp10 && request.has("transfer-encoding")))
+        exchange.answer = notHttp();
+    else if (request.target.size() > m_environment.settings.limits.targetBytes)
+        exchange.answer = refusal(414, "The address is too long");
+    if (exchange.answer)
+        exchange.version = kHttp11;
+}
+
+/// How a request is answered that nobody deals with; nothing when its route may.
+std::optional<Answer> Connection::refuse(Exchange& exchange) const
+{
+    Request& request = exchange.request;
+    RouteTable::Match match = m_environment.routes.find(request.method, request.path());
+    if (match.allowed.empty())
+        return refusal(404, "There is nothing here");
+    if (match.route == nullptr) {
+        Answer answer = refusal(405, "Only " + match.allowed + " is possible here");
+        answer.fields.emplace_back("Allow", match.allowed);
+        return answer;
+    }
+    exchange.route = match.route;
+    request.parameters = std::move(match.parameters);
+    if (auto fault = refuseOtherPages(request, *match.route, m_environment.own))
+        return refusal(*fault);
+    if (match.route->bodyLimit == 0)
+        return exchange.bodyUnread ? std::optional(tooLong(0)) : std::nullopt;
+    if (const auto fault = faultOf(bodyFieldsOf(request), match.route->bodyLimit))
+        return refusal(*fault);
+    if (request.has("expect") && platform::asciiLower(request.value("expect")) != "100-continue")
+        return refusal(417, "Only 100-continue can be expected");
+    return std::nullopt;
+}
+
+std::string Connection::clientOf(const Request& request) const
+{
+    const std::vector<std::string> forwarded = request.values("x-forwarded-for");
+    if (!m_environment.settings.trustProxy || forwarded.empty())
+        return m_peer;
+    return forwardedClient(forwarded.back()).value_or(m_peer);
+}
+
+asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
+{
+    const HttpLimits& limits = m_environment.settings.limits;
+    const std::uint64_t limit = exchange.route->bodyLimit;
+    auto& parser = *exchange.parser;
+    const std::uint64_t announced =
+        parser.content_length().value_or(std::min<std::uint64_t>(limit, limits.bodyInMemory));
+    setDeadline(Clock::now() + limits.bodyTime +
+                std::chrono::seconds(announced / limits.bodyBytesPerSecond));
+    if (exchange.request.has("expect") && m_begin == m_end && exchange.version == kHttp11)
+        co_await sayContinue();
+    parser.body_limit(limit);
+    exchange.request.body = std::make_unique<RequestBody>(m_environment.room, limit);
+    RequestBody& body = *exchange.request.body;
+    std::string piece(std::min<std::uint64_t>(limit, kPieceBytes), '\0');
+    const auto forget = qScopeGuard([&piece] { platform::wipe(piece); });
+    std::size_t filled = 0;
+    bool wantsMore = m_begin == m_end;
+    while (!parser.is_done()) {
+        if (wantsMore) {
+            const bool more = co_await receive();
+            if (!more) {
+                exchange.answer = m_tooSlow ? refusal(408, "The body came too slowly") : badBody();
+                co_return;
+            }
+        }
+        auto& out = parser.get().body();
+        out.data = piece.data() + filled;
+        out.size = piece.size() - filled;
+        error_code error;
+        const std::size_t used = parser.put(asio::buffer(received()), error);
+        m_begin += used;
+        exchange.bodyBytes += used;
+        filled = piece.size() - out.size;
+        const bool isFull = error == http::error::need_buffer || filled == piece.size();
+        wantsMore = m_begin == m_end || error == http::error::need_more;
+        if (error && error != http::error::need_buffer && error != http::error::need_more) {
+            exchange.answer = error == http::error::body_limit ? tooLong(limit) : badBody();
+            co_return;
+        }
+        if (filled == 0 || (!isFull && !parser.is_done()))
+            continue;
+        const std::string_view whole(piece.data(), filled);
+        bool kept = false;
+        if (body.goesToDisk(filled)) {
+            const auto append = [&body, &kept, whole]() -> asio::awaitable<void> {
+                kept = body.append(whole);
+                co_return;
+            };
+            co_await asio::co_spawn(m_environment.disk, append, asio::use_awaitable);
+        } else {
+            kept = body.append(whole);
+        }
+        if (!kept) {
+            exchange.answer = noRoom();
+            co_return;
+        }
+        filled = 0;
+        wantsMore = wantsMore && !isFull;
+    }
+    exchange.bodyUnread = false;
+}
+
+asio::awaitable<void> Connection::sayContinue()
+{
+    error_code ignored; // who does not take it does not send either
+    co_await asio::async_write(
+        m_socket, asio::buffer(kContinue), asio::redirect_error(asio::use_awaitable, ignored));
+}
+
+asio::awaitable<void> Connection::send(Exchange& exchange)
+{
+    const HttpLimits& limits = m_environment.settings.limits;
+    Answer& answer = *exchange.answer;
+    exchange.keepsConnection =
+        exchange.keepsConnection && !exchange.bodyUnread && !m_environment.stopping;
+    http::response<http::string_body> response;
+    response.version(static_cast<unsigned>(exchange.version));
+    response.result(static_cast<unsigned>(answer.status));
+    response.set(http::field::content_type, answer.contentType);
+    response.set(http::field::cache_control, answer.cacheControl);
+    response.set("X-Request-Id", exchange.request.id);
+    for (const auto& [name, value] : kSafeguards)
+        response.set(name, value);
+    if (answer.status == 401)
+        response.set(http::field::www_authenticate, "Bearer");
+    if (answer.retryAfter)
+        response.set(http::field::retry_after, std::to_string(answer.retryAfter->count()));
+    for (const auto& [name, value] : answer.fields)
+        response.set(name, value);
+    response.keep_alive(exchange.keepsConnection);
+    response.content_length(answer.body.size());
+    if (exchange.request.method != "HEAD")
+        response.body() = std::move(answer.body);
+    setDeadline(Clock::now() + limits.writeTime +
+                std::chrono::seconds(response.body().size() / limits.bodyBytesPerSecond));
+    error_code error;
+    co_await http::async_write(
+        m_socket, response, asio::redirect_error(asio::use_awaitable, error));
+    exchange.gone = static_cast<bool>(error);
+    exchange.status = error ? 0 : answer.status;
+}
+
+/// Ends the connection in a way that lets the client read the answer although it is still sending:
+/// takes what comes for a while.
+asio::awaitable<void> Connection::linger()
+{
+    const HttpLimits& limits = m_environment.settings.limits;
+    error_code error;
+    m_socket.shutdown(Socket::shutdown_send, error);
+    const auto end = Clock::now() + limits.lingerTime;
+    for (std::size_t taken = 0; !error && taken < kMostLingerBytes;) {
+        taken += m_end - m_begin;
+        m_begin = m_end = 0;
+        // Who is silent has read the answer, or waits for us to close.
+        setDeadline(std::min(end, Clock::now() + limits.lingerSilence));
+        const bool more = co_await receive();
+        if (!more || Clock::now() >= end)
+            co_return;
+    }
+}
+
+/// Takes in what comes next; false at the end of it, or when there is no time or room left.
+asio::awaitable<bool> Connection::receive()
+{
+    if (m_begin == m_end)
+        m_begin = m_end = 0;
+    if (m_end == m_buffer.size() && m_begin > 0) {
+        std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
+        m_end -= std::exchange(m_begin, 0);
+    }
+    if (m_end == m_buffer.size() || m_tooSlow || m_aborted)
+        co_return false;
+    error_code error;
+    const std::size_t count = co_await m_socket.async_read_some(
+        asio::buffer(m_buffer.data() + m_end, m_buffer.size() - m_end),
+        asio::redirect_error(asio::use_awaitable, error));
+    m_end += count;
+    co_return count > 0;
+}
+
+void Connection::finish(Exchange& exchange) const
+{
+    const auto duration = Clock::now() - exchange.began;
+    const std::optional<std::int64_t> user =
+        exchange.answer && exchange.answer->user ? exchange.answer->user : exchange.request.user;
+    writeLog(logLine({.time = exchange.time,
+                      .peer = exchange.request.peer,
+                      .method = exchange.request.method,
+                      .target = exchange.request.target,
+                      .status = exchange.status,
+                      .bytesIn = exchange.bodyBytes,
+                      .duration = std::chrono::duration_cast<std::chrono::milliseconds>(duration),
+                      .user = user,
+                      .id = exchange.request.id}));
+    if (m_environment.settings.onServed)
+        m_environment.settings.onServed(
+            {.pattern = exchange.route != nullptr ? exchange.route->pattern : std::string(),
+             .method = exchange.route != nullptr ? exchange.request.method : std::string(),
+             .status = exchange.status,
+             .seconds = duration,
+             .id = exchange.request.id});
+}
+
+/// What is read or written from here on fails at `deadline`, however it goes on until then.
+void Connection::setDeadline(Clock::time_point deadline)
+{
+    m_tooSlow = false;
+    const unsigned number = ++m_deadlines;
+    m_timer.expires_at(deadline);
+    m_timer.async_wait([weak = weak_from_this(), number](const error_code& error) {
+        const auto self = weak.lock();
+        if (error || self == nullptr || self->m_deadlines != number)
+            return;
+        self->m_tooSlow = true;
+        error_code ignored;
+        self->m_socket.cancel(ignored);
+    });
+}
+
+void Connection::clearDeadline()
+{
+    ++m_deadlines;
+    m_tooSlow = false;
+    m_timer.cancel();
+}
+
+std::string_view Connection::received() const
+{
+    return {m_buffer.data() + m_begin, m_end - m_begin};
+}
+
+/// It may have held a password.
+void Connection::letGoOfBuffer()
+{
+    if (!m_buffer.empty())
+        ::explicit_bzero(m_buffer.data(), m_buffer.size());
+    m_buffer = std::vector<char>(); // with its memory
+}
+
+} // namespace service
