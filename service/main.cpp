@@ -1,17 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "base/password_prompt.h"
 #include "service/api/api.h"
 #include "service/api/routes.h"
 #include "service/command_line.h"
-#include "service/database/accounts.h"
 #include "service/database/database.h"
 #include "service/database/database_session.h"
 #include "service/database/schema.h"
-#include "service/database/summary.h"
 #include "service/database/usual_jobs.h"
 #include "service/http/server.h"
+#include "service/operator/commands.h"
 #include "service/password_hasher.h"
+#include "service/request_log.h"
 
 #include <QCoreApplication>
 
@@ -27,7 +26,6 @@
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <utility>
-#include <variant>
 
 namespace {
 
@@ -35,93 +33,14 @@ using service::CommandLine;
 using service::DatabaseAddress;
 using service::DatabaseSession;
 
-constexpr std::size_t kFewestCharacters = 10;
 constexpr std::size_t kUploadsInFiles = 4;
 // So many cannot use up the memory for short bodies.
 constexpr std::size_t kConnectionsOfAnAddress = 512;
 
 int complain(const std::string& text)
 {
-    std::fprintf(stderr, "velomira-service: %s\n", text.c_str());
+    service::writeLog(service::troubleLine(text));
     return EXIT_FAILURE;
-}
-
-/// How a command for the user of that address ended: `done` is the number that belongs to `before`
-/// and `after`, or nothing when there is no such user.
-int report(const service::DatabaseResult<std::optional<std::int64_t>>& done,
-           const std::string& email,
-           const char* before,
-           const char* after)
-{
-    if (!done)
-        return complain(done.error().text);
-    const std::optional<std::int64_t>& number = done.value();
-    if (!number)
-        return complain("there is no user " + email);
-    std::printf("%s %lld %s\n", before, static_cast<long long>(*number), after);
-    return EXIT_SUCCESS;
-}
-
-/// A new password of a user: the first line of standard input, asked for twice at a terminal, which
-/// shows nothing of it. Blocks until it is there.
-service::Result<terminal::Secret> readNewPassword()
-{
-    auto answer = terminal::readPassword("Password: ", terminal::Ask::Twice);
-    if (const auto* const fault = std::get_if<std::string>(&answer))
-        return service::Error{*fault};
-    auto& password = *std::get_if<terminal::Secret>(&answer);
-    if (password.characters() < kFewestCharacters)
-        return service::Error{"the password is too short; it needs at least " +
-                              std::to_string(kFewestCharacters) + " characters"};
-    return std::move(password);
-}
-
-/// Of the password that the operator gives.
-service::Result<std::string> readPasswordHash()
-{
-    const auto password = readNewPassword();
-    if (!password)
-        return password.error();
-    const service::PasswordHasher hasher;
-    auto hash = service::PasswordHasher::hash(password.value().view());
-    if (!hash)
-        return service::Error{"not enough memory to hash the password"};
-    return *std::move(hash);
-}
-
-int addUser(DatabaseSession& session, const CommandLine& line)
-{
-    const auto hash = readPasswordHash();
-    if (!hash)
-        return complain(hash.error().text);
-    const auto added = service::addUser(session, line.email, line.name, hash.value());
-    if (!added)
-        return complain(added.error().text);
-    const std::optional<std::int64_t>& user = added.value();
-    if (!user)
-        return complain("the user " + line.email + " already exists");
-    std::printf("added user %lld\n", static_cast<long long>(*user));
-    return EXIT_SUCCESS;
-}
-
-int setPassword(DatabaseSession& session, const CommandLine& line)
-{
-    const auto hash = readPasswordHash();
-    if (!hash)
-        return complain(hash.error().text);
-    return report(service::setPassword(session, line.email, hash.value()),
-                  line.email,
-                  "changed the password and revoked",
-                  "tokens");
-}
-
-int printSummary(DatabaseSession& session)
-{
-    const auto lines = service::summary(session);
-    if (!lines)
-        return complain(lines.error().text);
-    std::fputs(lines.value().c_str(), stdout);
-    return EXIT_SUCCESS;
 }
 
 /// Blocks the signals that end the service, for all threads started later, and reports them here.
@@ -168,12 +87,34 @@ std::string temporaryFolder()
     return "/var/tmp";
 }
 
-int serve(const DatabaseAddress& address, const CommandLine& line)
+/// Where the data are, and where reports are read if that is another place.
+struct Addresses
+{
+    DatabaseAddress database;
+    std::optional<DatabaseAddress> reports;
+};
+
+service::Result<Addresses> addressesOf(const CommandLine& line)
+{
+    const auto database = service::parseDatabaseAddress(line.database);
+    if (!database)
+        return database.error();
+    Addresses addresses{.database = database.value(), .reports = std::nullopt};
+    if (line.reportDatabase.isEmpty())
+        return addresses;
+    const auto reports = service::parseDatabaseAddress(line.reportDatabase);
+    if (!reports)
+        return reports.error();
+    addresses.reports = reports.value();
+    return addresses;
+}
+
+int serve(const Addresses& addresses, const CommandLine& line)
 {
     const int stop = terminationDescriptor();
     ::signal(SIGPIPE, SIG_IGN);
     service::PasswordHasher hasher;
-    service::Database database(address);
+    service::Database database(addresses.database, addresses.reports);
     service::Api api(database, hasher, {});
     service::HttpServer server(
         service::apiRoutes(api, static_cast<std::uint64_t>(line.largestUpload) << 20U),
@@ -194,7 +135,7 @@ int serve(const DatabaseAddress& address, const CommandLine& line)
                 isV6 ? "]" : "",
                 port.value());
     std::fflush(stdout);
-    const service::JobRunner jobs(address, service::usualJobs({}));
+    const service::JobRunner jobs(addresses.database, service::usualJobs(line.retention));
     // Threads that cannot be broken off would still use what is about to be taken down.
     if (!server.serve(stop))
         std::_Exit(EXIT_SUCCESS);
@@ -203,32 +144,23 @@ int serve(const DatabaseAddress& address, const CommandLine& line)
 
 int run(const CommandLine& line)
 {
-    const auto address = service::parseDatabaseAddress(line.database);
-    if (!address)
-        return complain(address.error().text);
-    auto opened = DatabaseSession::open(address.value());
+    const auto addresses = addressesOf(line);
+    if (!addresses)
+        return complain(addresses.error().text);
+    if (line.action == CommandLine::Action::CheckConfig) {
+        std::fputs(service::describeSettings(line).c_str(), stdout);
+        return EXIT_SUCCESS;
+    }
+    auto opened = DatabaseSession::open(addresses.value().database);
     if (!opened)
         return complain(opened.error().text);
     std::unique_ptr<DatabaseSession> session = std::move(opened).value();
     if (const auto prepared = service::prepareSchema(*session); !prepared)
         return complain(prepared.error().text);
-    switch (line.action) {
-    case CommandLine::Action::AddUser:
-        return addUser(*session, line);
-    case CommandLine::Action::SetPassword:
-        return setPassword(*session, line);
-    case CommandLine::Action::RevokeTokens:
-        return report(service::revokeTokens(*session, line.email), line.email, "revoked", "tokens");
-    case CommandLine::Action::RemoveUser:
-        return report(
-            service::removeUser(*session, line.email), line.email, "removed the user and", "rows");
-    case CommandLine::Action::Summary:
-        return printSummary(*session);
-    default:
-        break;
-    }
+    if (line.action != CommandLine::Action::Serve)
+        return service::runCommand(*session, line);
     session.reset();
-    return serve(address.value(), line);
+    return serve(addresses.value(), line);
 }
 
 } // namespace
@@ -238,9 +170,11 @@ int main(int argc, char** argv)
 {
     ::umask(S_IRWXG | S_IRWXO); // the database and the files beside it hold personal data
     const QCoreApplication application(argc, argv);
-    const auto line = CommandLine::parse(QCoreApplication::arguments().mid(1));
+    const auto line = CommandLine::parse(QCoreApplication::arguments().mid(1),
+                                         QProcessEnvironment::systemEnvironment());
     if (!line)
         return complain(line.error().text);
+    service::setLogFormat(line.value().log);
     if (line.value().action == CommandLine::Action::Help) {
         std::fputs(CommandLine::help(), stdout);
         return EXIT_SUCCESS;

@@ -3,6 +3,7 @@
 #include "service/request_log.h"
 
 #include "base/iso8601.h"
+#include "base/json_writer.h"
 
 #include <array>
 #include <cstdio>
@@ -12,6 +13,8 @@ namespace service {
 namespace {
 
 constexpr std::size_t kLongestWord = 200;
+
+LogFormat g_format = LogFormat::Text; // set once, before there are threads
 
 /// `text` as one word of printable ASCII; "-" for none.
 std::string word(std::string_view text)
@@ -32,19 +35,81 @@ std::string word(std::string_view text)
     return out.empty() ? "-" : out;
 }
 
+void appendMember(std::string& line, std::string_view name, std::string_view text)
+{
+    line += line.empty() ? "{\"" : ",\"";
+    line += name;
+    line += "\":";
+    platform::appendJsonString(line, text);
+}
+
+void appendMember(std::string& line, std::string_view name, std::int64_t value)
+{
+    line += ",\"";
+    line += name;
+    line += "\":" + std::to_string(value);
+}
+
+std::int64_t secondsOf(std::chrono::system_clock::time_point time)
+{
+    return std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
+}
+
+/// An object of its own in one line; what came from the client is escaped as in the text.
+std::string jsonLine(const LoggedRequest& request)
+{
+    const std::string_view target(request.target);
+    std::string line;
+    appendMember(line, "time", platform::utcText(secondsOf(request.time)));
+    appendMember(line, "level", "info");
+    appendMember(line, "client", word(request.peer));
+    appendMember(line, "method", word(request.method));
+    appendMember(line, "path", word(target.substr(0, target.find('?'))));
+    appendMember(line, "status", request.status);
+    appendMember(line, "bytes_in", static_cast<std::int64_t>(request.bytesIn));
+    appendMember(line, "milliseconds", request.duration.count());
+    if (request.user)
+        appendMember(line, "user", *request.user);
+    appendMember(line, "request", word(request.id));
+    return line + "}\n";
+}
+
 } // namespace
+
+void setLogFormat(LogFormat format)
+{
+    g_format = format;
+}
 
 std::string logLine(const LoggedRequest& request)
 {
+    if (g_format == LogFormat::Json)
+        return jsonLine(request);
     const std::string_view target(request.target);
-    const auto seconds =
-        std::chrono::floor<std::chrono::seconds>(request.time).time_since_epoch().count();
+    const std::int64_t seconds = secondsOf(request.time);
     return platform::utcText(seconds) + ' ' + word(request.peer) + ' ' + word(request.method) +
            ' ' + word(target.substr(0, target.find('?'))) + ' ' + std::to_string(request.status) +
            " in=" + std::to_string(request.bytesIn) +
            " ms=" + std::to_string(request.duration.count()) +
            " user=" + (request.user ? std::to_string(*request.user) : "-") +
            " id=" + word(request.id) + '\n';
+}
+
+std::string troubleLine(std::string_view text, std::string_view request)
+{
+    if (g_format == LogFormat::Text) {
+        std::string line = "velomira-service: ";
+        if (!request.empty())
+            line += "request " + std::string(request) + " failed: ";
+        return line + std::string(text) + '\n';
+    }
+    std::string line;
+    appendMember(line, "time", platform::utcText(secondsOf(std::chrono::system_clock::now())));
+    appendMember(line, "level", "error");
+    appendMember(line, "message", text);
+    if (!request.empty())
+        appendMember(line, "request", request);
+    return line + "}\n";
 }
 
 void writeLog(std::string_view line)

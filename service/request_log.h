@@ -25,9 +25,18 @@ struct LoggedRequest
     std::string id; ///< of this request, as its answer has it
 };
 
-/// One line with its newline. Without the query; what could forge or garble a line is escaped, and
-/// a long path is cut. Any thread.
+enum class LogFormat : std::uint8_t { Text, Json };
+
+/// How lines are written from here on; text until then. To be called before there are threads.
+void setLogFormat(LogFormat format);
+
+/// One line with its newline, as setLogFormat() has it. Without the query; what could forge or
+/// garble a line is escaped, and a long path is cut. Any thread.
 [[nodiscard]] std::string logLine(const LoggedRequest& request);
+
+/// One line for something that went wrong: `text` is for the operator and holds nothing personal.
+/// `request` is the one that it happened to; empty for none. Any thread.
+[[nodiscard]] std::string troubleLine(std::string_view text, std::string_view request = {});
 
 /// Writes a line to standard error in one piece. Any thread.
 void writeLog(std::string_view line);

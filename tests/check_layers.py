@@ -53,8 +53,10 @@ MAY_INCLUDE = {
     "service": {"base", "service/values", "service/database"},
     "service/http": {"base", "service/values", "service"},
     "service/api": {"base", "service/values", "service/database", "service", "service/http"},
+    "service/operator": {"base", "service/values", "service/database", "service", "service/http"},
     # The only one of the service that knows all of it.
-    "service/main.cpp": {"base", "service/values", "service/database", "service", "service/http", "service/api"},
+    "service/main.cpp": {"base", "service/values", "service/database", "service", "service/http", "service/api",
+                         "service/operator"},
     "browser/host": set(),
     "tests/fakes": VALUES,
 }

@@ -26,7 +26,7 @@ constexpr std::string_view kBearer = "bearer "; // in any case (RFC 9110, sectio
 
 Answer unavailable(const DatabaseFailure& failure)
 {
-    writeLog("velomira-service: " + failure.text + '\n');
+    writeLog(troubleLine(failure.text));
     Answer answer = refusal(503, "The database cannot be used at the moment");
     answer.retryAfter = kRetryAfterTrouble;
     return answer;
@@ -134,13 +134,16 @@ Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)
     const std::string_view header(authorization);
     if (platform::asciiLower(header.substr(0, kBearer.size())) != kBearer)
         return refused;
-    const auto found = m_database.userOfToken(std::string(header.substr(kBearer.size())));
+    const auto found = m_database.sessionOfToken(std::string(header.substr(kBearer.size())));
     if (!found)
         return unavailable(found.error());
-    const std::optional<std::int64_t>& user = found.value();
-    if (!user)
+    const std::optional<Session>& session = found.value();
+    if (!session)
         return refused;
-    return *user;
+    // The only route that asks stores rows.
+    if (session->scope != Scope::Upload)
+        return refusal(403, "The token is not for uploads");
+    return session->user;
 }
 
 Answer Api::store(std::int64_t user, RequestBody& body)

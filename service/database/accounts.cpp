@@ -402,8 +402,10 @@ setPassword(DatabaseSession& session, const std::string& email, const std::strin
     });
 }
 
-DatabaseResult<std::optional<std::int64_t>> removeUser(DatabaseSession& session,
-                                                       const std::string& email)
+DatabaseResult<std::optional<std::int64_t>>
+removeUser(DatabaseSession& session,
+           const std::string& email,
+           const std::function<void(std::int64_t)>& progress)
 {
     const auto marked =
         withUser(session, email, [&](const User& user) -> DatabaseResult<std::int64_t> {
@@ -430,6 +432,8 @@ DatabaseResult<std::optional<std::int64_t>> removeUser(DatabaseSession& session,
             return more.error();
         if (!more.value())
             return std::optional(rows);
+        if (progress)
+            progress(rows);
     }
 }
 

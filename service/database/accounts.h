@@ -6,6 +6,7 @@
 #include "service/sign_in_request.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -118,9 +119,11 @@ setPassword(DatabaseSession& session, const std::string& email, const std::strin
 
 /// Deletes a user with all tokens and uploads, at once for everybody else and then in portions; how
 /// many rows there were, or nothing when there is no such user. What is left when it is broken off
-/// is deleted by eraseSome().
-[[nodiscard]] DatabaseResult<std::optional<std::int64_t>> removeUser(DatabaseSession& session,
-                                                                     const std::string& email);
+/// is deleted by eraseSome(). `progress` gets that number after each portion.
+[[nodiscard]] DatabaseResult<std::optional<std::int64_t>>
+removeUser(DatabaseSession& session,
+           const std::string& email,
+           const std::function<void(std::int64_t)>& progress = {});
 
 /// Deletes a portion of what users who are being removed have left; false when there is nothing. A
 /// step of a job. `rows` is what was deleted of uploads.

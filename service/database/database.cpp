@@ -49,15 +49,6 @@ DatabaseResult<std::optional<Session>> Database::sessionOfToken(const std::strin
     return found;
 }
 
-DatabaseResult<std::optional<std::int64_t>> Database::userOfToken(const std::string& token)
-{
-    const auto found = sessionOfToken(token);
-    if (!found)
-        return found.error();
-    const std::optional<Session>& used = found.value();
-    return used ? std::optional(used->user) : std::nullopt;
-}
-
 DatabaseResult<bool>
 Database::addToken(const User& user, const std::string& token, const SignInRequest& request)
 {

@@ -31,7 +31,6 @@ public:
 
     /// Notes the use of the session, an hour after the last time, without waiting for it.
     [[nodiscard]] DatabaseResult<std::optional<Session>> sessionOfToken(const std::string& token);
-    [[nodiscard]] DatabaseResult<std::optional<std::int64_t>> userOfToken(const std::string& token);
     [[nodiscard]] DatabaseResult<bool>
     addToken(const User& user, const std::string& token, const SignInRequest& request);
 

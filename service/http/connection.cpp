@@ -252,8 +252,7 @@ asio::awaitable<bool> Connection::serveRequest()
     try {
         co_await deal(exchange);
     } catch (const std::exception& failure) {
-        writeLog("velomira-service: request " + exchange.request.id + " failed: " + failure.what() +
-                 '\n');
+        writeLog(troubleLine(failure.what(), exchange.request.id));
         exchange.answer = refusal(500, "The request could not be dealt with");
     }
     exchange.request.body.reset();

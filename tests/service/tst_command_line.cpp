@@ -4,6 +4,7 @@
 #include "service/database/database_address.h"
 #include "tests/support/test_program.h"
 
+#include <QTemporaryDir>
 #include <QTest>
 
 using service::CommandLine;
@@ -90,6 +91,33 @@ private Q_SLOTS:
                                 << QByteArray("--remove-user lacks a value");
         QTest::newRow("no address of a password") << QByteArray("--database d --set-password ab")
                                                   << QByteArray("\"ab\" is not an e-mail");
+        QTest::newRow("not a listener")
+            << QByteArray("--port 0 --database d --metrics 9187") << QByteArray("\"9187\" is not");
+        QTest::newRow("a listener that may be anything")
+            << QByteArray("--port 0 --database d --metrics ::1:9187")
+            << QByteArray("\"::1:9187\" is not an address and a port");
+        QTest::newRow("no days") << QByteArray("--port 0 --database d --keep-runs 0")
+                                 << QByteArray("\"0\" is not a number of days (1 to 36525)");
+        QTest::newRow("no quota") << QByteArray("--port 0 --database d --quota x")
+                                  << QByteArray("\"x\" is not a number of MiB");
+        QTest::newRow("no mode") << QByteArray("--port 0 --database d --sign-up all")
+                                 << QByteArray("\"all\" is not closed, invitation or open");
+        QTest::newRow("no format") << QByteArray("--port 0 --database d --log xml")
+                                   << QByteArray("\"xml\" is neither text nor json");
+        QTest::newRow("no scope") << QByteArray("--database d --add-token a@b --scope all")
+                                  << QByteArray("\"all\" is not a scope");
+        QTest::newRow("a detail of another command")
+            << QByteArray("--database d --summary --dry-run")
+            << QByteArray("--dry-run belongs to --prune");
+        QTest::newRow("nothing to prune")
+            << QByteArray("--database d --prune") << QByteArray("--prune needs --keep-runs");
+        QTest::newRow("an invitation that nobody may take")
+            << QByteArray("--database d --port 1 --invite a@b")
+            << QByteArray("--invite needs --sign-up invitation or open");
+        QTest::newRow("a link to nowhere") << QByteArray("--database d --reset-link a@b")
+                                           << QByteArray("--reset-link needs --public-url");
+        QTest::newRow("no file") << QByteArray("--config /there/is/none --database d --port 1")
+                                 << QByteArray("cannot read /there/is/none");
         QTest::newRow("two things") << QByteArray("--database d --summary --revoke-tokens a@b")
                                     << QByteArray("cannot be combined");
     }
@@ -105,6 +133,106 @@ private Q_SLOTS:
         QVERIFY(line.error().text.ends_with("; see --help"));
     }
 
+    void settingsOfOperatorsAreRead()
+    {
+        const auto line = parse("--port 0 --database d --report-database e --metrics [::1]:9187 "
+                                "--quota 100 --keep-runs 90 --keep-days 900 --sign-up open "
+                                "--log json");
+        QVERIFY(line);
+        QCOMPARE(line.value().reportDatabase, QStringLiteral("e"));
+        const CommandLine::Listener listener{.address = "::1", .port = 9187};
+        QVERIFY(line.value().metrics == listener);
+        QCOMPARE(line.value().quota, std::optional<std::int64_t>(100));
+        QCOMPARE(line.value().retention.keepRunsDays, std::optional(90));
+        QCOMPARE(line.value().retention.keepDaysDays, std::optional(900));
+        QVERIFY(line.value().signUp == CommandLine::SignUp::Open);
+        QVERIFY(line.value().log == service::LogFormat::Json);
+    }
+
+    void commandsHaveTheirDetails()
+    {
+        const auto token = parse("--database d --add-token a@b --scope manage");
+        QVERIFY(token);
+        QVERIFY(token.value().action == CommandLine::Action::AddToken);
+        QVERIFY(token.value().scope == service::Scope::Manage);
+        QVERIFY(parse("--database d --add-token a@b").value().scope == service::Scope::Read);
+        const auto invitation =
+            parse("--database d --public-url https://u.example --sign-up invitation --admin "
+                  "--invite=a@b");
+        QVERIFY(invitation);
+        QVERIFY(invitation.value().admin);
+        QCOMPARE(invitation.value().email, std::string("a@b"));
+        const auto pruning = parse("--database d --keep-runs 1 --prune --dry-run");
+        QVERIFY(pruning);
+        QVERIFY(pruning.value().dryRun);
+    }
+
+    void argumentsGoBeforeTheEnvironmentAndThatBeforeTheFile()
+    {
+        const QString path = fileWith("# ours\n"
+                                      "port = 1\n"
+                                      "address = 192.0.2.1\n"
+                                      "database = postgresql://me:secret@h/n?a=b\n"
+                                      "trust-proxy = yes\n");
+        QProcessEnvironment environment;
+        environment.insert(QStringLiteral("VELOMIRA_SERVICE_PORT"), QStringLiteral("2"));
+        environment.insert(QStringLiteral("VELOMIRA_SERVICE_ADDRESS"), QStringLiteral("192.0.2.2"));
+        environment.insert(QStringLiteral("VELOMIRA_SERVICE_LOG"), QString());
+        environment.insert(QStringLiteral("VELOMIRA_SERVICE_CONFIG"), path);
+        environment.insert(QStringLiteral("VELOMIRA_SERVICE_PORT_8787_TCP"), QStringLiteral("x"));
+        const auto line =
+            CommandLine::parse({QStringLiteral("--port"), QStringLiteral("3")}, environment);
+        QVERIFY2(line, line ? "" : line.error().text.c_str());
+        QCOMPARE(line.value().port, 3);
+        QCOMPARE(line.value().address, std::string("192.0.2.2"));
+        QCOMPARE(line.value().database, QStringLiteral("postgresql://me:secret@h/n?a=b"));
+        QVERIFY(line.value().trustProxy);
+        std::string given;
+        for (const CommandLine::Setting& setting : line.value().given)
+            given += setting.name + '=' + setting.value + '|' + setting.source + '\n';
+        const std::string file = path.toStdString();
+        QCOMPARE(given,
+                 "database=postgresql://...|" + file +
+                     ":4\n"
+                     "address=192.0.2.2|VELOMIRA_SERVICE_ADDRESS\n"
+                     "port=3|command line\n"
+                     "trust-proxy=yes|" +
+                     file + ":5\n");
+    }
+
+    void wrongLinesOfTheFileAreNamed_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QByteArray>("named");
+        QTest::newRow("unknown") << QByteArray("\nprot = 1\n")
+                                 << QByteArray(":2: unknown key \"prot\"");
+        QTest::newRow("a command")
+            << QByteArray("summary = yes\n") << QByteArray(":1: unknown key \"summary\"");
+        QTest::newRow("the file") << QByteArray("config = x\n")
+                                  << QByteArray(":1: unknown key \"config\"");
+        QTest::newRow("twice") << QByteArray("port = 1\nport = 2\n")
+                               << QByteArray(":2: \"port\" stands there twice");
+        QTest::newRow("no value") << QByteArray("port = 1\nport\n") << QByteArray(":2: ");
+        QTest::newRow("section") << QByteArray("[a]\n") << QByteArray(":1: there are no sections");
+        QTest::newRow("wrong") << QByteArray("#\n\nport = x\n")
+                               << QByteArray(":3: \"x\" is not a port");
+        QTest::newRow("neither") << QByteArray("port = 1\ntrust-proxy = maybe\n")
+                                 << QByteArray(":2: \"maybe\" is neither yes nor no");
+    }
+
+    void wrongLinesOfTheFileAreNamed()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QByteArray, named);
+        const QString path = fileWith(content);
+        const auto line = CommandLine::parse(
+            {QStringLiteral("--database"), QStringLiteral("d"), QStringLiteral("--config"), path});
+        QVERIFY(!line);
+        QVERIFY2(line.error().text.find(path.toStdString() + named.toStdString()) !=
+                     std::string::npos,
+                 line.error().text.c_str());
+    }
+
     void everyOptionIsInTheHelp()
     {
         const QByteArray help = CommandLine::help();
@@ -117,6 +245,10 @@ private Q_SLOTS:
                                    "--revoke-tokens",
                                    "--remove-user",
                                    "--summary",
+                                   "--config",
+                                   "--check-config",
+                                   "--metrics",
+                                   "--prune",
                                    "--help",
                                    "--version"})
             QVERIFY2(help.contains(option), option);
@@ -176,6 +308,16 @@ private Q_SLOTS:
     }
 
 private:
+    QTemporaryDir m_folder;
+
+    [[nodiscard]] QString fileWith(const QByteArray& content) const
+    {
+        QFile file(m_folder.filePath(QStringLiteral("service.conf")));
+        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+            return {};
+        return file.fileName();
+    }
+
     static service::Result<CommandLine> parse(const char* arguments)
     {
         return CommandLine::parse(

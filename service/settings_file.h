@@ -1,0 +1,24 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "service/result.h"
+
+#include <QString>
+
+#include <map>
+
+namespace service {
+
+/// A line of a settings file.
+struct FileSetting
+{
+    QString value;
+    int line = 0; ///< from 1
+};
+
+/// Reads a file of lines "KEY = VALUE", in UTF-8; empty ones and those that begin with # or ; are
+/// comments. The error names the line, and never a value. Any thread; blocks on the disk.
+[[nodiscard]] Result<std::map<QString, FileSetting>> readSettingsFile(const QString& path);
+
+} // namespace service
