@@ -9,6 +9,9 @@
 #include "service/database/usual_jobs.h"
 #include "service/http/server.h"
 #include "service/operator/commands.h"
+#include "service/operator/health.h"
+#include "service/operator/metrics.h"
+#include "service/operator/service_manager.h"
 #include "service/password_hasher.h"
 #include "service/request_log.h"
 
@@ -19,8 +22,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <poll.h>
 #include <string>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
@@ -36,6 +41,7 @@ using service::DatabaseSession;
 constexpr std::size_t kUploadsInFiles = 4;
 // So many cannot use up the memory for short bodies.
 constexpr std::size_t kConnectionsOfAnAddress = 512;
+constexpr std::size_t kConnectionsForFigures = 32;
 
 int complain(const std::string& text)
 {
@@ -109,33 +115,81 @@ service::Result<Addresses> addressesOf(const CommandLine& line)
     return addresses;
 }
 
+/// Few ask for figures, and must not be kept from them by those who use the service.
+service::HttpServer::Settings settingsOfMetrics()
+{
+    service::HttpServer::Settings settings;
+    settings.limits.connections = kConnectionsForFigures;
+    settings.limits.threads = 1;
+    settings.limits.workers = 2;
+    settings.limits.gatekeepers = 1;
+    return settings;
+}
+
+void announce(const char* what, const std::string& address, int port, const char* path)
+{
+    const bool isV6 = address.find(':') != std::string::npos;
+    std::printf("velomira-service: %s http://%s%s%s:%d%s\n",
+                what,
+                isV6 ? "[" : "",
+                address.c_str(),
+                isV6 ? "]" : "",
+                port,
+                path);
+}
+
+void waitFor(int stop)
+{
+    pollfd watched = {.fd = stop, .events = POLLIN, .revents = 0};
+    while (::poll(&watched, 1, -1) <= 0) {
+    }
+}
+
 int serve(const Addresses& addresses, const CommandLine& line)
 {
     const int stop = terminationDescriptor();
     ::signal(SIGPIPE, SIG_IGN);
+    const service::ServiceManager manager(QProcessEnvironment::systemEnvironment());
     service::PasswordHasher hasher;
     service::Database database(addresses.database, addresses.reports);
     service::Api api(database, hasher, {});
+    service::RequestFigures requests;
+    auto routes = service::apiRoutes(api, static_cast<std::uint64_t>(line.largestUpload) << 20U);
+    for (service::Route& route : service::healthRoutes(database))
+        routes.push_back(std::move(route));
     service::HttpServer server(
-        service::apiRoutes(api, static_cast<std::uint64_t>(line.largestUpload) << 20U),
+        std::move(routes),
         {.limits = limitsFor(line),
          .trustProxy = line.trustProxy,
          .publicUrl = line.publicUrl,
          .bodyFolder = temporaryFolder(),
-         .authenticate = [&api](const std::string& header) {
-             return api.authenticate(header);
-         }});
+         .authenticate = [&api](const std::string& header) { return api.authenticate(header); },
+         .onServed =
+             [&requests](const auto& served) {
+                 requests.note(served);
+             }});
     const auto port = server.listen(line.address, line.port);
     if (!port)
         return complain(port.error().text);
-    const bool isV6 = line.address.find(':') != std::string::npos;
-    std::printf("velomira-service: listening on http://%s%s%s:%d\n",
-                isV6 ? "[" : "",
-                line.address.c_str(),
-                isV6 ? "]" : "",
-                port.value());
+    std::optional<service::HttpServer> metrics;
+    std::optional<int> metricsPort;
+    if (line.metrics) {
+        metrics.emplace(service::metricsRoutes(requests, database), settingsOfMetrics());
+        const auto bound = metrics->listen(line.metrics->address, line.metrics->port);
+        if (!bound)
+            return complain(bound.error().text);
+        metricsPort = bound.value();
+    }
+    announce("listening on", line.address, port.value(), "");
+    if (metricsPort)
+        announce("figures at", line.metrics->address, *metricsPort, "/metrics");
     std::fflush(stdout);
     const service::JobRunner jobs(addresses.database, service::usualJobs(line.retention));
+    const service::Watchdog watchdog(
+        manager, [&server](std::function<void()> work) { server.post(std::move(work)); });
+    manager.tell("READY=1");
+    waitFor(stop);
+    manager.tell("STOPPING=1");
     // Threads that cannot be broken off would still use what is about to be taken down.
     if (!server.serve(stop))
         std::_Exit(EXIT_SUCCESS);

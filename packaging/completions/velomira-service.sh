@@ -27,11 +27,11 @@ _velomira_service() {
     --public-url) COMPREPLY=() ;;
     --port) mapfile -t COMPREPLY < <(compgen -W "8787" -- "$current") ;;
     # An e-mail address.
-    --add-user | --set-password | --revoke-tokens | --remove-user | --invite | --reset-link | --add-token | --list-devices | \
-        --export-user) COMPREPLY=() ;;
+    --add-user | --set-password | --revoke-tokens | --remove-user | --invite | --reset-link | --add-token) COMPREPLY=() ;;
+    --list-devices | --export-user) COMPREPLY=() ;;
     *)
-        mapfile -t COMPREPLY < <(compgen -W "--port --database --report-database --address --metrics --trust-proxy --public-url
-            --largest-upload --quota --keep-runs --keep-days --sign-up --log --config --check-config --list-users --add-user
+        mapfile -t COMPREPLY < <(compgen -W "--port --database --report-database --address --metrics --trust-proxy
+            --public-url --largest-upload --quota --keep-runs --keep-days --sign-up --log --config --check-config --list-users --add-user
             --set-password --revoke-tokens --remove-user --invite --admin --reset-link --add-token --scope --list-devices
             --export-user --prune --dry-run --summary --help --version" -- "$current")
         ;;

@@ -39,9 +39,13 @@ Answer overloaded()
     return answer;
 }
 
-Answer wrongPassword()
+/// The log names the account, by its number; the answer does not tell whether there is one.
+Answer wrongPassword(const std::optional<User>& user)
 {
-    return refusal(401, "The e-mail address or the password is wrong");
+    Answer answer = refusal(401, "The e-mail address or the password is wrong");
+    if (user)
+        answer.user = user->id;
+    return answer;
 }
 
 Answer signedIn(const User& user, const std::string& token)
@@ -116,7 +120,7 @@ Api::signIn(const SignInRequest& request, const std::string& peer, const std::op
         if (!valid || !user) {
             m_accountFailures.addFailure(digestOf({account}));
             m_peerFailures.addFailure(peerKey(peer));
-            return wrongPassword();
+            return wrongPassword(user);
         }
     }
     const std::string token = newToken();
@@ -124,7 +128,7 @@ Api::signIn(const SignInRequest& request, const std::string& peer, const std::op
     if (!added)
         return unavailable(added.error());
     if (!added.value())
-        return wrongPassword();
+        return wrongPassword(user);
     return signedIn(*user, token);
 }
 

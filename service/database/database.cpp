@@ -59,8 +59,11 @@ Database::addToken(const User& user, const std::string& token, const SignInReque
 DatabaseResult<std::int64_t>
 Database::store(std::int64_t user, const UploadHead& head, const NextRows& next)
 {
-    return m_writing.run(
+    auto stored = m_writing.run(
         [&](DatabaseSession& session) { return storeUpload(session, user, head, next); });
+    if (stored)
+        m_rowsStored += static_cast<std::uint64_t>(stored.value());
+    return stored;
 }
 
 DatabaseResult<std::vector<PackedDay>> Database::days(std::int64_t user, const DayRange& range)
@@ -87,6 +90,14 @@ Database::Waiting Database::waiting() const
     return {.reading = m_reading.waiting(),
             .writing = m_writing.waiting(),
             .reports = m_reports.waiting()};
+}
+
+Database::Figures Database::figures() const
+{
+    return {.reading = m_reading.figures(),
+            .writing = m_writing.figures(),
+            .reports = m_reports.figures(),
+            .rowsStored = m_rowsStored};
 }
 
 } // namespace service

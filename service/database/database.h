@@ -7,6 +7,7 @@
 #include "service/database/days.h"
 #include "service/upload.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -69,7 +70,19 @@ public:
 
     [[nodiscard]] Waiting waiting() const;
 
+    /// What was done since the start.
+    struct Figures
+    {
+        DatabaseLane::Figures reading;
+        DatabaseLane::Figures writing;
+        DatabaseLane::Figures reports;
+        std::uint64_t rowsStored = 0; ///< of uploads, with those that came again
+    };
+
+    [[nodiscard]] Figures figures() const;
+
 private:
+    std::atomic<std::uint64_t> m_rowsStored = 0;
     DatabaseLane m_reading;
     DatabaseLane m_writing;
     DatabaseLane m_reports;

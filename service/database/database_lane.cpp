@@ -53,6 +53,14 @@ std::size_t DatabaseLane::waiting() const
     return m_items.size();
 }
 
+DatabaseLane::Figures DatabaseLane::figures() const
+{
+    const std::lock_guard lock(m_mutex);
+    Figures figures = m_figures;
+    figures.waiting = m_items.size();
+    return figures;
+}
+
 void DatabaseLane::serve()
 {
     std::unique_ptr<DatabaseSession> session;
@@ -67,10 +75,15 @@ void DatabaseLane::serve()
         // A server that restarted has ended the other threads' connections as well.
         if (std::exchange(failuresSeen, m_failures) != m_failures)
             session.reset();
+        const Clock::time_point begin = Clock::now();
+        m_figures.waited += begin - item->given;
         lock.unlock();
         const bool usable = attempt(session, item->work);
         lock.lock();
+        m_figures.worked += Clock::now() - begin;
+        ++m_figures.jobs;
         if (!usable) {
+            ++m_figures.failures;
             session.reset();
             failuresSeen = ++m_failures;
         }

@@ -5,8 +5,10 @@
 #include "service/database/database_address.h"
 #include "service/database/database_session.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <exception>
 #include <functional>
@@ -61,14 +63,29 @@ public:
     /// How many jobs wait.
     [[nodiscard]] std::size_t waiting() const;
 
+    struct Figures
+    {
+        std::size_t waiting = 0;
+        // Of all jobs that have ended.
+        std::uint64_t jobs = 0;
+        std::uint64_t failures = 0;
+        std::chrono::duration<double> waited{0};
+        std::chrono::duration<double> worked{0};
+    };
+
+    [[nodiscard]] Figures figures() const;
+
 private:
     /// Gets no session but a problem when there is no connection; false when the session is spoilt.
     using Work = std::function<bool(DatabaseSession*, const std::string&)>;
+
+    using Clock = std::chrono::steady_clock;
 
     struct Item
     {
         Work work;
         bool done = false;
+        Clock::time_point given = Clock::now();
     };
 
     static constexpr std::size_t kMostWaitingForAPost = 100;
@@ -84,6 +101,7 @@ private:
     std::condition_variable m_done;
     std::deque<std::shared_ptr<Item>> m_items;
     bool m_ending = false;
+    Figures m_figures;       // but for how many wait
     unsigned m_failures = 0; // after each, every session older than it is replaced
     std::vector<std::jthread> m_threads;
 };

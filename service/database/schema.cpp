@@ -248,4 +248,12 @@ Outcome prepareSchema(DatabaseSession& session)
     return success();
 }
 
+DatabaseResult<bool> hasCurrentSchema(DatabaseSession& session)
+{
+    const auto versions = versionsOf(session);
+    if (!versions)
+        return versions.error();
+    return !versions.value().empty() && *versions.value().rbegin() == kNewest;
+}
+
 } // namespace service

@@ -11,4 +11,7 @@ namespace service {
 /// processes may do so at the same time. Fails for a database of a newer version.
 [[nodiscard]] Outcome prepareSchema(DatabaseSession& session);
 
+/// Whether the tables are those of this version.
+[[nodiscard]] DatabaseResult<bool> hasCurrentSchema(DatabaseSession& session);
+
 } // namespace service

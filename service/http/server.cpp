@@ -10,6 +10,7 @@
 #include <boost/asio/detached.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/ip/address.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <cerrno>
@@ -157,6 +158,11 @@ void HttpServer::serveSocket(int socket)
     taken.assign(tcp::v4(), socket, error);
     if (!error)
         m_running->take(std::move(taken));
+}
+
+void HttpServer::post(std::function<void()> work)
+{
+    asio::post(m_running->io, std::move(work));
 }
 
 bool HttpServer::serve(int stop)

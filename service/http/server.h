@@ -61,6 +61,9 @@ public:
     /// Serves a connection that somebody else has accepted. Takes the socket over.
     void serveSocket(int socket);
 
+    /// Has `work`, which must not block, done on a thread that carries connections. Any thread.
+    void post(std::function<void()> work);
+
     /// Serves until the descriptor `stop` is readable. Then nothing new is accepted, requests in
     /// hand are finished, and after the time of grace broken off. False when some could not even be
     /// broken off.

@@ -1,11 +1,20 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "service/operator/commands.h"
+#include "service/operator/exposition.h"
+#include "service/operator/metrics.h"
+#include "service/operator/service_manager.h"
+#include "tests/service/notified_manager.h"
+#include "tests/support/passing_time.h"
 #include "tests/support/test_program.h"
 
+#include <QTemporaryDir>
 #include <QTest>
 
+#include <atomic>
+
 using namespace service;
+using namespace std::chrono_literals;
 
 class TestOperator : public QObject
 {
@@ -67,6 +76,147 @@ private Q_SLOTS:
                       {.name = "log", .value = "json", .source = "command line"}};
         QCOMPARE(describeSettings(line),
                  std::string("port = 1 (f:2)\nlog = json (command line)\n"));
+    }
+
+    void figuresAreWrittenWithTheirLabels()
+    {
+        Exposition out;
+        out.family("a_total", "counter", "What\nit \\ \"is\".");
+        out.sample(std::uint64_t{3});
+        out.sample(0.25, {{"le", "x\"y\\z\n"}, {"job", "b"}}, "_bucket");
+        QCOMPARE(out.takeText(),
+                 std::string("# HELP a_total What\\nit \\\\ \"is\".\n"
+                             "# TYPE a_total counter\n"
+                             "a_total 3\n"
+                             "a_total_bucket{le=\"x\\\"y\\\\z\\n\",job=\"b\"} 0.25\n"));
+    }
+
+    void requestsAreCountedByRouteMethodAndStatus()
+    {
+        RequestFigures requests;
+        const auto note = [&](const char* route, const char* method, int status, double seconds) {
+            requests.note({.pattern = route,
+                           .method = method,
+                           .status = status,
+                           .seconds = std::chrono::duration<double>(seconds),
+                           .id = "x"});
+        };
+        note("/api/token", "POST", 200, 0.25);
+        note("/api/token", "POST", 200, 0.3);
+        note("/api/token", "POST", 429, 0.001);
+        note("/api/token", "POST", 503, 100);
+        note("", "", 404, 0);
+        const QString text = QString::fromStdString(textOf(requests));
+        for (const char* line :
+             {"velomira_http_requests_total{route=\"/api/token\",method=\"POST\",status=\"200\"} 2",
+              "velomira_http_requests_total{route=\"none\",method=\"none\",status=\"404\"} 1",
+              "velomira_http_request_seconds_bucket{route=\"/api/token\",method=\"POST\","
+              "status=\"200\",le=\"0.1\"} 0",
+              "velomira_http_request_seconds_bucket{route=\"/api/token\",method=\"POST\","
+              "status=\"200\",le=\"0.25\"} 1",
+              "velomira_http_request_seconds_bucket{route=\"/api/token\",method=\"POST\","
+              "status=\"200\",le=\"60\"} 2",
+              "velomira_http_request_seconds_bucket{route=\"/api/token\",method=\"POST\","
+              "status=\"503\",le=\"60\"} 0",
+              "velomira_http_request_seconds_bucket{route=\"/api/token\",method=\"POST\","
+              "status=\"503\",le=\"+Inf\"} 1",
+              "velomira_http_request_seconds_sum{route=\"/api/token\",method=\"POST\","
+              "status=\"200\"} 0.55",
+              "velomira_sign_ins_total{result=\"succeeded\"} 2",
+              "velomira_sign_ins_total{result=\"held_off\"} 1",
+              "velomira_sign_ins_total{result=\"failed\"} 1",
+              "velomira_sign_ins_total{result=\"wrong_password\"} 0"})
+            QVERIFY2(text.split(QLatin1Char('\n')).contains(QLatin1String(line)), qPrintable(text));
+    }
+
+    void withoutADatabaseThereAreStillFigures()
+    {
+        const RequestFigures requests;
+        Database::Figures lanes;
+        lanes.writing = {.waiting = 2, .jobs = 5, .failures = 1, .waited = 500ms, .worked = 1500ms};
+        lanes.rowsStored = 7;
+        const ProcessFigures process = processFigures();
+        QVERIFY(process.residentBytes > 1'000'000);
+        QVERIFY(process.openFiles > 0);
+        const QString text =
+            QString::fromStdString(metricsText(requests, lanes, std::nullopt, process));
+        for (const char* line : {"velomira_database_up 0",
+                                 "velomira_database_waiting{lane=\"writing\"} 2",
+                                 "velomira_database_failures_total{lane=\"writing\"} 1",
+                                 "velomira_database_waited_seconds_total{lane=\"writing\"} 0.5",
+                                 "velomira_database_worked_seconds_total{lane=\"writing\"} 1.5",
+                                 "velomira_rows_stored_total 7"})
+            QVERIFY2(text.split(QLatin1Char('\n')).contains(QLatin1String(line)), qPrintable(text));
+        QVERIFY(!text.contains(QLatin1String("velomira_devices")));
+    }
+
+    void whatIsStoredIsAmongTheFigures()
+    {
+        const StoredFigures stored{.counts = {.users = 1,
+                                              .sessions = 2,
+                                              .devicesReporting = 3,
+                                              .devicesSilent = 4,
+                                              .daysWithoutPack = 5},
+                                   .jobs = {{.name = "pack",
+                                             .due = 100,
+                                             .isRunning = true,
+                                             .finished = std::nullopt,
+                                             .result = "all days have a pack"}}};
+        const QString text =
+            QString::fromStdString(metricsText(RequestFigures(), {}, stored, ProcessFigures()));
+        for (const char* line : {"velomira_database_up 1",
+                                 "velomira_devices{state=\"reporting\"} 3",
+                                 "velomira_devices{state=\"silent\"} 4",
+                                 "velomira_days_without_pack 5",
+                                 "velomira_job_running{job=\"pack\"} 1",
+                                 "velomira_job_due_timestamp_seconds{job=\"pack\"} 100"})
+            QVERIFY2(text.split(QLatin1Char('\n')).contains(QLatin1String(line)), qPrintable(text));
+        QVERIFY(!text.contains(QLatin1String("_finished_timestamp_seconds{")));
+    }
+
+    void theManagerIsToldThatTheServiceLivesOnlyWhileItDoes()
+    {
+        const QTemporaryDir folder;
+        NotifiedManager notified(folder.filePath(QStringLiteral("notify")));
+        QVERIFY(notified.listens());
+        const ServiceManager manager(notified.environment(20'000));
+        QVERIFY(manager.watchdog() == std::optional(20'000us));
+        manager.tell("READY=1");
+        QCOMPARE(notified.told(), QStringList(QStringLiteral("READY=1")));
+        std::atomic<bool> hangs = false;
+        std::atomic<int> asked = 0;
+        const Watchdog watchdog(manager, [&](const std::function<void()>& work) {
+            ++asked;
+            if (!hangs)
+                work();
+        });
+        QTRY_VERIFY(notified.told().count(QStringLiteral("WATCHDOG=1")) >= 3);
+        hangs = true;
+        const int then = asked;
+        QTRY_VERIFY(asked > then); // what was on its way has been told
+        const qsizetype before = notified.told().size();
+        QTRY_VERIFY(asked > then + 3);
+        QCOMPARE(notified.told().size(), before);
+    }
+
+    void whoeverWasNotStartedByAManagerTellsNobody()
+    {
+        QProcessEnvironment environment;
+        const ServiceManager nobody(environment);
+        nobody.tell("READY=1");
+        QVERIFY(!nobody.watchdog());
+        environment.insert(QStringLiteral("NOTIFY_SOCKET"), QStringLiteral("/there/is/none"));
+        environment.insert(QStringLiteral("WATCHDOG_USEC"), QStringLiteral("1000"));
+        environment.insert(QStringLiteral("WATCHDOG_PID"), QStringLiteral("1"));
+        const ServiceManager another(environment); // that is meant for another process
+        another.tell("READY=1");
+        QVERIFY(!another.watchdog());
+    }
+
+private:
+    static std::string textOf(const RequestFigures& requests)
+    {
+        return metricsText(requests, {}, std::nullopt, ProcessFigures());
     }
 };
 

@@ -1,0 +1,198 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+// What operators watch of the real executable: health, figures, the log, and what the system's
+// service manager is told.
+#include "tests/service/notified_manager.h"
+#include "tests/service/service_requests.h"
+#include "tests/support/postgres_server.h"
+#include "tests/support/required_programs.h"
+#include "tests/support/service_process.h"
+#include "tests/support/test_program.h"
+
+#include <QTest>
+
+using requests::rows;
+using requests::statusOf;
+using requests::uploadBody;
+
+namespace {
+
+std::optional<support::RawAnswer>
+get(int port, const QByteArray& path, const QByteArray& host = "localhost")
+{
+    support::RawHttpClient client(port);
+    static_cast<void>(client.send("GET " + path + " HTTP/1.1\r\nHost: " + host + "\r\n\r\n"));
+    return client.answer();
+}
+
+/// The value of a line of the figures; nothing when there is no such line.
+std::optional<double> figure(const QByteArray& text, const QByteArray& name)
+{
+    for (const QByteArray& line : text.split('\n')) {
+        if (line.startsWith(name + ' '))
+            return line.mid(name.size() + 1).toDouble();
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+class TestMonitoring : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void healthIsTheProcessAndReadinessTheDatabase()
+    {
+        REQUIRE_POSTGRES();
+        support::PostgresServer postgres;
+        const auto running = postgres.start();
+        QVERIFY2(running, running ? "" : qPrintable(running.error().text));
+        const auto database = postgres.newDatabase();
+        QVERIFY(database);
+        support::ServiceProcess service;
+        QVERIFY(service.start(database.value()));
+        // Whoever asks from outside does so under any name.
+        QCOMPARE(statusOf(get(service.port(), "/healthz", "usage.example.org")), 200);
+        const auto ready = get(service.port(), "/readyz", "10.0.0.1:8787");
+        QCOMPARE(statusOf(ready), 200);
+        QCOMPARE(ready->body, QByteArray("{\"status\":\"ready\"}"));
+        postgres.stop();
+        const auto unready = get(service.port(), "/readyz");
+        QCOMPARE(statusOf(unready), 503);
+        QCOMPARE(unready->body,
+                 QByteArray("{\"message\":\"The database cannot be used at the moment\"}"));
+        QCOMPARE(statusOf(get(service.port(), "/healthz")), 200);
+        QVERIFY(postgres.resume());
+        QTRY_COMPARE_WITH_TIMEOUT(statusOf(get(service.port(), "/readyz")), 200, 30'000);
+    }
+
+    void figuresAreGivenOnAListenerOfTheirOwn()
+    {
+        support::ServiceProcess service;
+        QVERIFY(
+            startWithUser(service, {QStringLiteral("--metrics"), QStringLiteral("127.0.0.1:0")}));
+        QVERIFY(service.metricsPort() > 0);
+        QCOMPARE(statusOf(get(service.port(), "/metrics")), 404);
+        QCOMPARE(statusOf(get(service.metricsPort(), "/healthz")), 404);
+        QCOMPARE(statusOf(requests::signIn(service.port(), requests::kEmail, "wrong")), 401);
+        const QByteArray token = requests::newToken(service.port());
+        QCOMPARE(statusOf(requests::upload(service.port(), token, uploadBody(rows("a", 1, 30)))),
+                 201);
+        const auto wanted = [&](const QByteArray& name, double value) {
+            // A request is counted after its answer.
+            return QTest::qWaitFor([&] { return figure(figures(service), name) == value; }, 10'000);
+        };
+        QVERIFY(wanted("velomira_http_requests_total{route=\"/api/activity-log\",method=\"POST\","
+                       "status=\"201\"}",
+                       1));
+        QVERIFY(wanted(
+            "velomira_http_requests_total{route=\"none\",method=\"none\",status=\"404\"}", 1));
+        QVERIFY(wanted("velomira_http_request_seconds_count{route=\"/api/activity-log\","
+                       "method=\"POST\",status=\"201\"}",
+                       1));
+        QVERIFY(wanted("velomira_sign_ins_total{result=\"succeeded\"}", 1));
+        QVERIFY(wanted("velomira_sign_ins_total{result=\"wrong_password\"}", 1));
+        QVERIFY(wanted("velomira_rows_stored_total", 30));
+        QVERIFY(wanted("velomira_users", 1));
+        QVERIFY(wanted("velomira_devices{state=\"reporting\"}", 1));
+        QVERIFY(wanted("velomira_devices{state=\"silent\"}", 0));
+        QVERIFY(wanted("velomira_database_up", 1));
+        QVERIFY(wanted("velomira_database_waiting{lane=\"writing\"}", 0));
+        const auto answer = get(service.metricsPort(), "/metrics");
+        QCOMPARE(statusOf(answer), 200);
+        QCOMPARE(answer->field("Content-Type"),
+                 QByteArray("text/plain; version=0.0.4; charset=utf-8"));
+        QVERIFY(figure(answer->body, "process_resident_memory_bytes").value_or(0) > 1e6);
+        QVERIFY(figure(answer->body, "velomira_database_jobs_total{lane=\"writing\"}").value_or(0) >
+                0);
+        // The jobs have been noted by now, or will be soon.
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                return figure(figures(service), "velomira_job_running{job=\"pack\"}").has_value();
+            },
+            10'000));
+        for (const QByteArray& personal :
+             {requests::kEmail, QByteArray("a device"), QByteArray("a title")})
+            QVERIFY2(!figures(service).contains(personal), personal.constData());
+    }
+
+    void whoCannotListenForFiguresDoesNotServe()
+    {
+        support::ServiceProcess first;
+        QVERIFY(startWithUser(first, {QStringLiteral("--metrics"), QStringLiteral("127.0.0.1:0")}));
+        const auto second = first.run({QStringLiteral("--database"),
+                                       first.database(),
+                                       QStringLiteral("--port"),
+                                       QStringLiteral("0"),
+                                       QStringLiteral("--metrics"),
+                                       QStringLiteral("127.0.0.1:%1").arg(first.metricsPort())});
+        QCOMPARE(second.code, 1);
+        QVERIFY2(second.complaint.contains(QLatin1String("cannot listen on 127.0.0.1 port")),
+                 qPrintable(second.complaint));
+    }
+
+    void theServiceManagerIsToldHowItIs()
+    {
+        support::ServiceProcess service;
+        NotifiedManager manager(service.folder() + QStringLiteral("/notify"));
+        QVERIFY(manager.listens());
+        const auto started = service.start(
+            service.folder() + QStringLiteral("/service.db"), {}, manager.environment(200'000));
+        QVERIFY2(started, started ? "" : qPrintable(started.error().text));
+        QTRY_VERIFY(manager.told().contains(QStringLiteral("READY=1")));
+        QTRY_VERIFY(manager.told().count(QStringLiteral("WATCHDOG=1")) >= 5);
+        QVERIFY(!manager.told().contains(QStringLiteral("STOPPING=1")));
+        QCOMPARE(service.stop(), std::optional(0));
+        QVERIFY(manager.told().contains(QStringLiteral("STOPPING=1")));
+    }
+
+    void theLogMayBeJson()
+    {
+        support::ServiceProcess service;
+        QVERIFY(startWithUser(service, {QStringLiteral("--log"), QStringLiteral("json")}));
+        QCOMPARE(statusOf(requests::signIn(service.port(), requests::kEmail, "wrong")), 401);
+        QTRY_COMPARE(service.log().count(QLatin1Char('\n')), 1);
+        const QJsonObject line = QJsonDocument::fromJson(service.log().toUtf8()).object();
+        QCOMPARE(line[QStringLiteral("level")].toString(), QStringLiteral("info"));
+        QCOMPARE(line[QStringLiteral("path")].toString(), QStringLiteral("/api/token"));
+        QCOMPARE(line[QStringLiteral("status")].toInt(), 401);
+        QCOMPARE(line[QStringLiteral("user")].toInt(), 1);
+        QVERIFY(!line[QStringLiteral("request")].toString().isEmpty());
+        QVERIFY(line[QStringLiteral("time")].toString().endsWith(QLatin1Char('Z')));
+    }
+
+    void aFailedSignInNamesTheAccountByItsNumber()
+    {
+        support::ServiceProcess service;
+        QVERIFY(startWithUser(service, {}));
+        QCOMPARE(statusOf(requests::signIn(service.port(), requests::kEmail, "wrong")), 401);
+        QCOMPARE(statusOf(requests::signIn(service.port(), "nobody@example.org", "wrong")), 401);
+        QTRY_COMPARE(service.log().count(QLatin1Char('\n')), 2);
+        const QStringList lines = service.log().split(QLatin1Char('\n'));
+        QVERIFY2(lines[0].contains(QLatin1String(" 401 ")) &&
+                     lines[0].contains(QLatin1String(" user=1 ")),
+                 qPrintable(lines[0]));
+        QVERIFY2(lines[1].contains(QLatin1String(" user=- ")), qPrintable(lines[1]));
+        QVERIFY(!service.log().contains(QLatin1String("example.org")));
+    }
+
+private:
+    static bool startWithUser(support::ServiceProcess& service, const QStringList& arguments)
+    {
+        return service.start(service.folder() + QStringLiteral("/service.db"), arguments) &&
+               service.addUser(QString::fromUtf8(requests::kEmail),
+                               QStringLiteral("Some One"),
+                               QString::fromUtf8(requests::kPassword));
+    }
+
+    static QByteArray figures(const support::ServiceProcess& service)
+    {
+        const auto answer = get(service.metricsPort(), "/metrics");
+        return answer ? answer->body : QByteArray();
+    }
+};
+
+QUILLSTEP_TEST(TestMonitoring)
+#include "tst_monitoring.moc"
