@@ -152,7 +152,10 @@ int serve(const Addresses& addresses, const CommandLine& line)
     const service::ServiceManager manager(QProcessEnvironment::systemEnvironment());
     service::PasswordHasher hasher;
     service::Database database(addresses.database, addresses.reports);
-    service::Api api(database, hasher, {});
+    service::Api::Limits limits;
+    if (line.quota)
+        limits.storedBytes = *line.quota << 20U;
+    service::Api api(database, hasher, limits);
     service::RequestFigures requests;
     auto routes = service::apiRoutes(api, static_cast<std::uint64_t>(line.largestUpload) << 20U);
     for (service::Route& route : service::healthRoutes(database))

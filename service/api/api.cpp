@@ -73,6 +73,8 @@ Api::Api(Database& database, PasswordHasher& hasher, const Limits& limits)
     , m_accountFailures(limits.account)
     , m_peerFailures(limits.peer)
 {
+    if (limits.storedBytes)
+        m_quota.emplace(m_database, *limits.storedBytes);
 }
 
 Answer Api::signIn(std::string body, const std::string& peer)
@@ -152,6 +154,13 @@ Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)
 
 Answer Api::store(std::int64_t user, RequestBody& body)
 {
+    if (m_quota) {
+        const auto used = m_quota->isUsedUp(user);
+        if (!used)
+            return unavailable(used.error());
+        if (used.value())
+            return refusal(507, "There is no room for more rows of this account");
+    }
     UploadReader reader([&body](std::uint64_t offset) { return body.piece(offset); });
     const auto head = reader.check();
     if (!head)
@@ -159,6 +168,8 @@ Answer Api::store(std::int64_t user, RequestBody& body)
     const auto stored = m_database.store(user, head.value(), [&reader] { return reader.next(); });
     if (!stored)
         return unavailable(stored.error());
+    if (m_quota)
+        m_quota->add(user, static_cast<std::int64_t>(body.size()));
     return {.status = 201,
             .body = R"({"success":true,"stored":)" + std::to_string(stored.value()) + '}'};
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "service/answer.h"
+#include "service/api/storage_quota.h"
 #include "service/database/database.h"
 #include "service/failure_limiter.h"
 #include "service/http/request_body.h"
@@ -23,6 +24,8 @@ public:
     {
         FailureLimiter::Settings account = {.failures = 10};
         FailureLimiter::Settings peer = {.failures = 50};
+        /// Of each user's rows; see StorageQuota.
+        std::optional<std::int64_t> storedBytes = std::nullopt;
     };
 
     Api(Database& database, PasswordHasher& hasher, const Limits& limits);
@@ -46,6 +49,7 @@ private:
     PasswordHasher& m_hasher;
     FailureLimiter m_accountFailures;
     FailureLimiter m_peerFailures;
+    std::optional<StorageQuota> m_quota;
 };
 
 } // namespace service

@@ -179,6 +179,33 @@ private Q_SLOTS:
         QCOMPARE(run("--list-users").output, QString());
     }
 
+    void whoHasUsedUpTheQuotaUploadsNoMore()
+    {
+        const QString database = m_service->database();
+        QCOMPARE(m_service->stop(), std::optional(0));
+        const auto started =
+            m_service->start(database, {QStringLiteral("--quota"), QStringLiteral("1")});
+        QVERIFY2(started, started ? "" : qPrintable(started.error().text));
+        const QByteArray token = requests::newToken(port());
+        // Each character has three bytes.
+        const QByteArray title = ",\"window_title\":\"" + QByteArray("\u20AC").repeated(5000) + '"';
+        QByteArrayList many;
+        for (int i = 0; i < 60; ++i) // 0.9 MB
+            many.append(row("thing " + QByteArray::number(i), 1, title));
+        QCOMPARE(statusOf(requests::upload(port(), token, uploadBody(many))), 201);
+        // It comes again: more was sent by now than there may be, but nothing was stored anew.
+        QCOMPARE(statusOf(requests::upload(port(), token, uploadBody(many))), 201);
+        QCOMPARE(statusOf(requests::upload(port(), token, uploadBody(many.mid(0, 1)))), 201);
+        for (QByteArray& each : many)
+            each.replace("thing", "other");
+        QCOMPARE(statusOf(requests::upload(port(), token, uploadBody(many))), 201);
+        const auto refused = requests::upload(port(), token, uploadBody(rows("a", 1, 1)));
+        QCOMPARE(statusOf(refused), 507);
+        QCOMPARE(refused->body,
+                 QByteArray("{\"message\":\"There is no room for more rows of this account\"}"));
+        QVERIFY(m_service->summary().startsWith(QStringLiteral("user 1: 120 rows")));
+    }
+
     void theSettingsAreCheckedWithoutSecrets()
     {
         const auto checked =

@@ -1,0 +1,61 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/database/stored_bytes.h"
+
+#include "service/database/database_text.h"
+#include "service/history/run.h"
+
+#include <vector>
+
+namespace service {
+
+namespace {
+
+constexpr std::int64_t kDaysAtATime = 31;
+
+QString sumOfBytes(const DatabaseSession& session)
+{
+    // Of SQLite's texts length() counts the characters.
+    const QString size = session.isPostgreSql() ? QStringLiteral("octet_length(%1)")
+                                                : QStringLiteral("length(cast(%1 as blob))");
+    return QStringLiteral("select cast(coalesce(sum(100 + %1 + coalesce(%2, 0) + coalesce(%3, 0)), "
+                          "0) as bigint) from runs where user_id = ? ")
+        .arg(size.arg(QStringLiteral("app_name")),
+             size.arg(QStringLiteral("window_title")),
+             size.arg(QStringLiteral("url")));
+}
+
+} // namespace
+
+DatabaseResult<std::int64_t> bytesOfRows(DatabaseSession& session, std::int64_t user)
+{
+    auto found = session.run(
+        QStringLiteral("select distinct day / %1 from days where user_id = ?").arg(kDaysAtATime),
+        {number(user)});
+    if (!found)
+        return found.error();
+    std::vector<std::int64_t> months;
+    while (found.value().next())
+        months.push_back(found.value().value(0).toLongLong());
+    const QString sum = sumOfBytes(session);
+    std::int64_t bytes = 0;
+    for (const std::int64_t month : months) {
+        // Day 0 stands for all times that are not counted.
+        auto part =
+            month == 0
+                ? session.run(
+                      sum + QStringLiteral("and (start_time < ? or start_time >= ?)"),
+                      {number(user), number(kFirstCountedSecond), number(kEndOfCountedSeconds)})
+                : session.run(sum + QStringLiteral("and start_time >= ? and start_time < ?"),
+                              {number(user),
+                               number(month * kDaysAtATime * 86'400),
+                               number((month + 1) * kDaysAtATime * 86'400)});
+        if (!part)
+            return part.error();
+        part.value().next();
+        bytes += part.value().value(0).toLongLong();
+    }
+    return bytes;
+}
+
+} // namespace service
