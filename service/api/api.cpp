@@ -5,6 +5,8 @@
 #include "base/ascii.h"
 #include "base/json_writer.h"
 #include "base/wipe.h"
+#include "service/database/database_text.h"
+#include "service/database/devices.h"
 #include "service/database/token.h"
 #include "service/http/client_address.h"
 #include "service/request_log.h"
@@ -22,7 +24,14 @@ namespace {
 
 constexpr std::chrono::seconds kPatienceForAHash(20);
 constexpr std::chrono::seconds kRetryAfterTrouble(10);
+/// Guesses at one account from everywhere are borne as if so many networks guessed.
+constexpr std::int64_t kNetworksOfGuessers = 10;
 constexpr std::string_view kBearer = "bearer "; // in any case (RFC 9110, section 11.1)
+
+std::string keyOfAccount(const SignInRequest& request)
+{
+    return digestOf({platform::asciiLower(request.email)});
+}
 
 Answer unavailable(const DatabaseFailure& failure)
 {
@@ -70,12 +79,19 @@ Answer signedIn(const User& user, const std::string& token)
 Api::Api(Database& database, PasswordHasher& hasher, const Limits& limits)
     : m_database(database)
     , m_hasher(hasher)
-    , m_accountFailures(limits.account)
-    , m_peerFailures(limits.peer)
+    , m_limits(limits)
 {
     if (limits.storedBytes)
         m_quota.emplace(m_database, *limits.storedBytes);
 }
+
+/// What is known of an attempt to sign in before its password is looked at.
+struct Api::Attempt
+{
+    std::optional<User> user;
+    Failures failures;
+    bool fromKnownDevice = false;
+};
 
 Answer Api::signIn(std::string body, const std::string& peer)
 {
@@ -83,55 +99,107 @@ Answer Api::signIn(std::string body, const std::string& peer)
     if (!request)
         return refusal(request.error());
     const auto forget = qScopeGuard([&request] { platform::wipe(request.value().password); });
-    // Before anything is asked or computed: a flood of refused attempts costs next to nothing.
-    if (auto refused = refuseOften(platform::asciiLower(request.value().email), peer))
-        return *std::move(refused);
-    const auto user = m_database.findUser(request.value().email);
-    if (!user)
-        return unavailable(user.error());
-    return signIn(request.value(), peer, user.value());
+    return signIn(request.value(), digestOf({peerKey(peer)}));
 }
 
-std::optional<Answer> Api::refuseOften(const std::string& account, const std::string& peer)
+DatabaseResult<Api::Attempt> Api::look(const SignInRequest& request, const std::string& network)
 {
-    const auto wait =
-        std::max(m_accountFailures.wait(digestOf({account})), m_peerFailures.wait(peerKey(peer)));
-    if (!wait)
+    return m_database.read([&](DatabaseSession& session) -> DatabaseResult<Attempt> {
+        Attempt attempt;
+        const auto user = findUser(session, request.email);
+        if (!user)
+            return user.error();
+        attempt.user = user.value();
+        const auto failures = failuresOf(session, keyOfAccount(request), network);
+        if (!failures)
+            return failures.error();
+        attempt.failures = failures.value();
+        if (!attempt.user)
+            return attempt;
+        const auto known = isKnownDevice(session, attempt.user->id, request.deviceId);
+        if (!known)
+            return known.error();
+        attempt.fromKnownDevice = known.value();
+        return attempt;
+    });
+}
+
+std::optional<Answer> Api::refuseOften(const Attempt& attempt) const
+{
+    const Failures& failures = attempt.failures;
+    if (failures.here < m_limits.account.failures &&
+        failures.ofAccount < m_limits.account.failures * kNetworksOfGuessers &&
+        failures.ofNetwork < m_limits.peer.failures)
         return std::nullopt;
-    const auto minutes = std::chrono::ceil<std::chrono::minutes>(*wait).count();
+    const std::chrono::seconds wait(
+        std::max<std::int64_t>(failures.oldest + kFailureSeconds - secondsNow(), 1));
+    const auto minutes = std::chrono::ceil<std::chrono::minutes>(wait).count();
     Answer answer = refusal(429,
                             "Too many failed sign-ins; try again in " + std::to_string(minutes) +
                                 (minutes == 1 ? " minute" : " minutes"));
-    answer.retryAfter = *wait;
+    answer.retryAfter = wait;
+    if (attempt.user)
+        answer.user = attempt.user->id;
     return answer;
 }
 
-Answer
-Api::signIn(const SignInRequest& request, const std::string& peer, const std::optional<User>& user)
+DatabaseResult<std::monostate> Api::noteFailure(const SignInRequest& request,
+                                                const std::string& network)
 {
-    const std::string account = platform::asciiLower(request.email);
-    {
-        const auto turn = m_hasher.turn(kPatienceForAHash);
-        if (!turn)
-            return overloaded();
-        // Again: the attempts that came with this one may have failed meanwhile.
-        if (std::optional<Answer> refused = refuseOften(account, peer))
-            return *std::move(refused);
-        const bool valid =
-            turn->verify(request.password, user ? std::optional(user->passwordHash) : std::nullopt);
-        if (!valid || !user) {
-            m_accountFailures.addFailure(digestOf({account}));
-            m_peerFailures.addFailure(peerKey(peer));
-            return wrongPassword(user);
-        }
+    return m_database.write([&](DatabaseSession& session) {
+        return addFailure(session, keyOfAccount(request), network);
+    });
+}
+
+Answer Api::signIn(const SignInRequest& request, const std::string& network)
+{
+    // Before anything is computed: a flood of refused attempts costs a look into the database each.
+    const auto early = look(request, network);
+    if (!early)
+        return unavailable(early.error());
+    std::optional<Answer> refused = refuseOften(early.value());
+    if (refused && !early.value().fromKnownDevice)
+        return *std::move(refused);
+    auto turn = m_hasher.turn(kPatienceForAHash);
+    if (!turn)
+        return overloaded();
+    // Again: the attempts that came with this one may have failed meanwhile.
+    const auto attempt = look(request, network);
+    if (!attempt)
+        return unavailable(attempt.error());
+    const std::optional<User>& user = attempt.value().user;
+    refused = refuseOften(attempt.value());
+    if (refused && !attempt.value().fromKnownDevice)
+        return *std::move(refused);
+    const bool valid =
+        turn->verify(request.password, user ? std::optional(user->passwordHash) : std::nullopt);
+    if (!valid || !user) {
+        // Before others get their turn, so that they see it.
+        if (const auto noted = noteFailure(request, network); !noted)
+            return unavailable(noted.error());
+        return refused ? *std::move(refused) : wrongPassword(user);
     }
+    turn.reset(); // others need no longer wait
+    return welcome(request, network, attempt.value());
+}
+
+Answer
+Api::welcome(const SignInRequest& request, const std::string& network, const Attempt& attempt)
+{
     const std::string token = newToken();
-    const auto added = m_database.addToken(*user, token, request);
+    const auto added = m_database.addToken(*attempt.user, token, request);
     if (!added)
         return unavailable(added.error());
     if (!added.value())
-        return wrongPassword(user);
-    return signedIn(*user, token);
+        return wrongPassword(attempt.user);
+    if (attempt.failures.here > 0) {
+        const auto cleared = m_database.write([&](DatabaseSession& session) {
+            return clearFailures(session, keyOfAccount(request), network);
+        });
+        if (!cleared) // is of no importance for the one who has signed in
+            writeLog(troubleLine(cleared.error().text));
+    }
+    return signedIn(*attempt.user, token);
 }
 
 Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)

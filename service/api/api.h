@@ -5,13 +5,14 @@
 #include "service/answer.h"
 #include "service/api/storage_quota.h"
 #include "service/database/database.h"
-#include "service/failure_limiter.h"
 #include "service/http/request_body.h"
 #include "service/password_hasher.h"
 #include "service/result.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <variant>
 
 namespace service {
 
@@ -22,8 +23,16 @@ class Api final
 public:
     struct Limits
     {
-        FailureLimiter::Settings account = {.failures = 10};
-        FailureLimiter::Settings peer = {.failures = 50};
+        /// So many failures within a quarter of an hour are borne.
+        struct Bound
+        {
+            std::int64_t failures = 0;
+        };
+
+        /// Of an account from one client's network; from all of them together ten times as many.
+        Bound account = {.failures = 10};
+        /// Of one client's network.
+        Bound peer = {.failures = 50};
         /// Of each user's rows; see StorageQuota.
         std::optional<std::int64_t> storedBytes = std::nullopt;
     };
@@ -40,15 +49,20 @@ public:
     [[nodiscard]] Answer store(std::int64_t user, RequestBody& body);
 
 private:
-    [[nodiscard]] std::optional<Answer> refuseOften(const std::string& account,
-                                                    const std::string& peer);
+    struct Attempt;
+
+    [[nodiscard]] Answer signIn(const SignInRequest& request, const std::string& network);
     [[nodiscard]] Answer
-    signIn(const SignInRequest& request, const std::string& peer, const std::optional<User>& user);
+    welcome(const SignInRequest& request, const std::string& network, const Attempt& attempt);
+    [[nodiscard]] DatabaseResult<Attempt> look(const SignInRequest& request,
+                                               const std::string& network);
+    [[nodiscard]] std::optional<Answer> refuseOften(const Attempt& attempt) const;
+    [[nodiscard]] DatabaseResult<std::monostate> noteFailure(const SignInRequest& request,
+                                                             const std::string& network);
 
     Database& m_database;
     PasswordHasher& m_hasher;
-    FailureLimiter m_accountFailures;
-    FailureLimiter m_peerFailures;
+    Limits m_limits;
     std::optional<StorageQuota> m_quota;
 };
 

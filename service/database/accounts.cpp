@@ -53,7 +53,6 @@ constexpr std::array kKinds = {"application", "browser", "api"};
 constexpr std::array kScopes = {"upload", "read", "manage"};
 constexpr std::int64_t kOverlapSeconds = 600;
 constexpr std::int64_t kSecondsBetweenNotes = 3600;
-constexpr std::int64_t kFailureSeconds = 900;
 constexpr auto kSessionColumns =
     "user_id, digest, kind, scope, device_id, device_name, user_agent, "
     "created_at, last_used, expires";

@@ -162,7 +162,10 @@ addInvitation(DatabaseSession& session, const std::string& code, const Invitatio
 [[nodiscard]] DatabaseResult<std::optional<Invitation>> takeInvitation(DatabaseSession& session,
                                                                        const std::string& code);
 
-/// Sign-ins that failed within the last 15 minutes, shared by all instances. Account and network
+/// Failed sign-ins count for so long.
+inline constexpr std::int64_t kFailureSeconds = 15 * 60;
+
+/// Sign-ins that failed within that time, shared by all instances. Account and network
 /// are digests or names of the caller's choice, no user numbers: there may be no such user.
 struct Failures
 {
