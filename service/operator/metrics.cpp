@@ -85,16 +85,16 @@ void exposeStored(Exposition& out, const StoredFigures& stored)
     out.sample(counts.daysWithoutPack);
     out.family("velomira_job_running", "gauge", "Whether an instance is at this job.");
     for (const JobLine& job : stored.jobs)
-        out.sample(std::uint64_t{job.isRunning ? 1U : 0U}, {{"job", job.name}});
+        out.sample(std::uint64_t{job.isRunning ? 1U : 0U}, {{"name", job.name}});
     out.family("velomira_job_due_timestamp_seconds",
                "gauge",
                "When this job is to be done the next time.");
     for (const JobLine& job : stored.jobs)
-        out.sample(job.due, {{"job", job.name}});
+        out.sample(job.due, {{"name", job.name}});
     out.family("velomira_job_finished_timestamp_seconds", "gauge", "When this job was done.");
     for (const JobLine& job : stored.jobs) {
         if (job.finished)
-            out.sample(*job.finished, {{"job", job.name}});
+            out.sample(*job.finished, {{"name", job.name}});
     }
 }
 

@@ -110,7 +110,7 @@ private Q_SLOTS:
         // The jobs have been noted by now, or will be soon.
         QVERIFY(QTest::qWaitFor(
             [&] {
-                return figure(figures(service), "velomira_job_running{job=\"pack\"}").has_value();
+                return figure(figures(service), "velomira_job_running{name=\"pack\"}").has_value();
             },
             10'000));
         for (const QByteArray& personal :

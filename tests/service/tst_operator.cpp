@@ -8,6 +8,9 @@
 #include "tests/support/passing_time.h"
 #include "tests/support/test_program.h"
 
+#include <QFile>
+#include <QJsonDocument>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -168,10 +171,33 @@ private Q_SLOTS:
                                  "velomira_devices{state=\"reporting\"} 3",
                                  "velomira_devices{state=\"silent\"} 4",
                                  "velomira_days_without_pack 5",
-                                 "velomira_job_running{job=\"pack\"} 1",
-                                 "velomira_job_due_timestamp_seconds{job=\"pack\"} 100"})
+                                 "velomira_job_running{name=\"pack\"} 1",
+                                 "velomira_job_due_timestamp_seconds{name=\"pack\"} 100"})
             QVERIFY2(text.split(QLatin1Char('\n')).contains(QLatin1String(line)), qPrintable(text));
         QVERIFY(!text.contains(QLatin1String("_finished_timestamp_seconds{")));
+    }
+
+    void everyFigureOfTheDashboardIsGiven()
+    {
+        QFile file(QStringLiteral(DASHBOARD));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray content = file.readAll();
+        QVERIFY(QJsonDocument::fromJson(content).isObject());
+        const QRegularExpression name(QStringLiteral("\\b(velomira|process)_[a-z_]+"));
+        RequestFigures requests;
+        requests.note({.pattern = "/a", .method = "GET", .status = 200, .id = {}});
+        const StoredFigures stored{.counts = {},
+                                   .jobs = {{.name = "pack", .finished = 1, .result = {}}}};
+        const QString given =
+            QString::fromStdString(metricsText(requests, {}, stored, ProcessFigures()));
+        int found = 0;
+        for (auto each = name.globalMatch(QString::fromUtf8(content)); each.hasNext(); ++found) {
+            const QString figure = each.next().captured();
+            QVERIFY2(given.contains(QLatin1Char('\n') + figure + QLatin1Char('{')) ||
+                         given.contains(QLatin1Char('\n') + figure + QLatin1Char(' ')),
+                     qPrintable(figure));
+        }
+        QVERIFY2(found > 15, "the dashboard shows next to nothing");
     }
 
     void theManagerIsToldThatTheServiceLivesOnlyWhileItDoes()
