@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -79,11 +80,12 @@ void requireFault(const service::Fault& fault)
 
 void requireRows(const service::Upload& upload)
 {
-    const auto rows = service::rowsToStore(upload);
+    const auto rows = service::rowsToStore(upload.deviceId, upload.activities);
     require(rows.size() <= upload.activities.size());
     require(rows.empty() == upload.activities.empty());
     for (std::size_t i = 1; i < rows.size(); ++i)
-        require(rows[i - 1].digest < rows[i].digest);
+        require(std::pair(rows[i - 1].activity->startTime, rows[i - 1].digest) <
+                std::pair(rows[i].activity->startTime, rows[i].digest));
 }
 
 } // namespace
