@@ -160,6 +160,8 @@ class TheCompletion(unittest.TestCase):
     def test_of_values(self):
         self.assertEqual(completed("velomira-service", "--port", ""), ["8787"])
         self.assertEqual(completed("velomira-service", "--address", "1"), ["127.0.0.1"])
+        self.assertEqual(completed("velomira-service", "--scope", ""), ["manage", "read", "upload"])
+        self.assertEqual(completed("velomira-service", "--log", "=", "j"), ["json"])
 
 
 if __name__ == "__main__":

@@ -10,6 +10,7 @@
 #include "tests/support/test_program.h"
 
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTest>
 
 #include <set>
@@ -197,6 +198,44 @@ private Q_SLOTS:
                           .user = {},
                           .id = {}}),
                  std::string("2026-11-21T09:30:00Z - - - 0 in=0 ms=0 user=- id=-\n"));
+    }
+
+    void aLogLineMayBeJson()
+    {
+        const auto text = qScopeGuard([] { setLogFormat(LogFormat::Text); });
+        setLogFormat(LogFormat::Json);
+        LoggedRequest request{
+            .time = std::chrono::system_clock::time_point(std::chrono::seconds(1'795'253'400)),
+            .peer = "192.0.2.1",
+            .method = "POST",
+            .target = "/a\"\n?token=secret",
+            .status = 200,
+            .bytesIn = 12,
+            .duration = std::chrono::milliseconds(3),
+            .user = 7,
+            .id = "5f-2a"};
+        QCOMPARE(logLine(request),
+                 std::string(R"({"time":"2026-11-21T09:30:00Z","level":"info",)"
+                             R"("client":"192.0.2.1","method":"POST","path":"\/a\"\\x0a",)"
+                             R"("status":200,"bytes_in":12,"milliseconds":3,"user":7,)"
+                             R"("request":"5f-2a"})"
+                             "\n"));
+        request.user = std::nullopt;
+        QVERIFY(logLine(request).find("\"user\"") == std::string::npos);
+    }
+
+    void troubleIsALineInBothForms()
+    {
+        QCOMPARE(troubleLine("the \"disk\""), std::string("velomira-service: the \"disk\"\n"));
+        QCOMPARE(troubleLine("it broke", "5f-2a"),
+                 std::string("velomira-service: request 5f-2a failed: it broke\n"));
+        const auto text = qScopeGuard([] { setLogFormat(LogFormat::Text); });
+        setLogFormat(LogFormat::Json);
+        const std::string line = troubleLine("the \"disk\"", "5f-2a");
+        QVERIFY2(line.ends_with(",\"level\":\"error\",\"message\":\"the \\\"disk\\\"\","
+                                "\"request\":\"5f-2a\"}\n"),
+                 line.c_str());
+        QVERIFY(troubleLine("x").find("request") == std::string::npos);
     }
 };
 
