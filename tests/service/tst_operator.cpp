@@ -105,7 +105,7 @@ private Q_SLOTS:
                            .id = "x"});
         };
         note("/api/token", "POST", 200, 0.25);
-        note("/api/token", "POST", 200, 0.3);
+        note("/api/token", "POST", 200, 0.5);
         note("/api/token", "POST", 429, 0.001);
         note("/api/token", "POST", 503, 100);
         note("", "", 404, 0);
@@ -124,7 +124,7 @@ private Q_SLOTS:
               "velomira_http_request_seconds_bucket{route=\"/api/token\",method=\"POST\","
               "status=\"503\",le=\"+Inf\"} 1",
               "velomira_http_request_seconds_sum{route=\"/api/token\",method=\"POST\","
-              "status=\"200\"} 0.55",
+              "status=\"200\"} 0.75",
               "velomira_sign_ins_total{result=\"succeeded\"} 2",
               "velomira_sign_ins_total{result=\"held_off\"} 1",
               "velomira_sign_ins_total{result=\"failed\"} 1",
