@@ -301,6 +301,10 @@ asio::awaitable<void> Connection::deal(Exchange& exchange)
     if (exchange.answer)
         co_return;
     clearDeadline();
+    if (!route.mayBlock) {
+        exchange.answer = route.handler(exchange.request);
+        co_return;
+    }
     const auto handle = [&exchange, &route]() -> asio::awaitable<void> {
         exchange.answer = route.handler(exchange.request);
         exchange.request.body.reset();

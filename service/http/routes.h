@@ -36,6 +36,9 @@ struct Route
     std::string accepts = "application/json";
     /// Also under a name that is not this machine's, where others are refused.
     bool anyHost = false;
+    /// Whether the handler may block. One that does not is answered also when all threads for it
+    /// are in use.
+    bool mayBlock = true;
 };
 
 /// Which route a request takes. Immutable; any thread.

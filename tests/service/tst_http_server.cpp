@@ -293,6 +293,32 @@ private Q_SLOTS:
         }
     }
 
+    void whatDoesNotBlockIsAnsweredWhenAllThreadsAreInUse()
+    {
+        std::atomic<bool> isBlocked = false;
+        std::atomic<bool> mayGoOn = false;
+        const auto block = [&](service::Request&) {
+            isBlocked = true;
+            mayGoOn.wait(false);
+            return service::Answer{.status = 200, .body = "{}"};
+        };
+        const auto answer = [](service::Request&) {
+            return service::Answer{.status = 200, .body = "{}"};
+        };
+        const RunningServer server(
+            {{.method = "GET", .pattern = "/slow", .handler = block},
+             {.method = "GET", .pattern = "/quick", .handler = answer, .mayBlock = false}},
+            {.limits = {.workers = 1}});
+        RawHttpClient slow(server.port());
+        QVERIFY(slow.send(get("/slow")));
+        QTRY_VERIFY(isBlocked);
+        const int status = statusOf(ask(server.port(), get("/quick")));
+        mayGoOn = true;
+        mayGoOn.notify_all();
+        QCOMPARE(status, 200);
+        QCOMPARE(statusOf(slow.answer()), 200);
+    }
+
     void aKeptConnectionNeedsNoThread()
     {
         const RunningServer server(plainRoutes(), {.limits = {.threads = 1, .workers = 1}});
