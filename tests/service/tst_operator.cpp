@@ -48,17 +48,17 @@ private Q_SLOTS:
         laptop.id = 3;
         laptop.name = "lap\"top";
         const std::vector<Device> devices = {laptop};
-        QCOMPARE(exportLine({.startTime = 1'795'253'400,
-                             .digest = 1,
-                             .durationSeconds = 31,
-                             .device = 3,
-                             .appName = "a\nb",
-                             .windowTitle = "",
-                             .url = std::nullopt},
-                            devices),
-                 std::string(R"({"start":"2026-11-21T09:30:00Z","seconds":31,"device":3,)"
-                             R"("device_name":"lap\"top","app":"a\nb","title":"","url":null})"
-                             "\n"));
+        const StoredRun run{.startTime = 1'795'253'400,
+                            .digest = 1,
+                            .durationSeconds = 31,
+                            .device = 3,
+                            .appName = "a\nb",
+                            .windowTitle = "",
+                            .url = std::nullopt};
+        const std::string line =
+            "{\"start\":\"2026-11-21T09:30:00Z\",\"seconds\":31,\"device\":3,"
+            "\"device_name\":\"lap\\\"top\",\"app\":\"a\\nb\",\"title\":\"\",\"url\":null}\n";
+        QCOMPARE(exportLine(run, devices), line);
     }
 
     void aLinkHasTheAddressThatUsersKnow()
