@@ -297,7 +297,8 @@ asio::awaitable<void> Connection::deal(Exchange& exchange)
         }
         exchange.request.user = user->value();
     }
-    if (exchange.bodyUnread)
+    // Also an empty one: its handler relies on a body.
+    if (route.bodyLimit > 0)
         co_await receiveBody(exchange);
     if (exchange.answer)
         co_return;
@@ -416,7 +417,8 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
         parser.content_length().value_or(std::min<std::uint64_t>(limit, limits.bodyInMemory));
     setDeadline(Clock::now() + limits.bodyTime +
                 std::chrono::seconds(announced / limits.bodyBytesPerSecond));
-    if (exchange.request.has("expect") && m_begin == m_end && exchange.version == kHttp11)
+    if (exchange.request.has("expect") && !parser.is_done() && m_begin == m_end &&
+        exchange.version == kHttp11)
         co_await sayContinue();
     parser.body_limit(limit);
     exchange.request.body = std::make_unique<RequestBody>(m_environment.room, limit);

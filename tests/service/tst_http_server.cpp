@@ -221,6 +221,21 @@ private Q_SLOTS:
         QVERIFY(client.waitForEnd());
     }
 
+    void anEmptyBodyIsNoJsonAndEndsNothing()
+    {
+        const Service server({}, {});
+        const QByteArray token = requests::newToken(server.port());
+        for (const QByteArray& header :
+             {QByteArray("/api/token HTTP/1.1\r\n"),
+              "/api/activity-log HTTP/1.1\r\n" + requests::bearer(token) + "\r\n"}) {
+            RawHttpClient client(server.port());
+            for (const char* more : {"", "Expect: 100-continue\r\n"}) {
+                QVERIFY(client.send("POST " + header + more + "Content-Length: 0\r\n\r\n"));
+                QCOMPARE(statusOf(client.answer()), 400);
+            }
+        }
+    }
+
     void aSilentConnectionIsClosed()
     {
         const Service server({.idleTime = 100ms}, {});
