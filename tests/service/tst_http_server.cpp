@@ -236,6 +236,21 @@ private Q_SLOTS:
         }
     }
 
+    void theEndOfTheChunksMayComeInPieces()
+    {
+        const RunningServer server(plainRoutes(), {.limits = {.threads = 1}});
+        RawHttpClient client(server.port());
+        RawHttpClient other(server.port());
+        QVERIFY(client.send("POST /echo HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n"));
+        for (const char* piece : {"0\r\n", "\r", "\n"}) {
+            // The one thread has read what came before when it has answered somebody else.
+            QVERIFY(other.send(get("/hello")));
+            QCOMPARE(statusOf(other.answer()), 200);
+            QVERIFY(client.send(piece));
+        }
+        QCOMPARE(statusOf(client.answer()), 200);
+    }
+
     void aSilentConnectionIsClosed()
     {
         const Service server({.idleTime = 100ms}, {});
