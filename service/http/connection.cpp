@@ -519,10 +519,13 @@ asio::awaitable<void> Connection::linger()
     const HttpLimits& limits = m_environment.settings.limits;
     error_code error;
     m_socket.shutdown(Socket::shutdown_send, error);
-    const auto end = Clock::now() + limits.lingerTime;
+    const auto began = Clock::now();
     for (std::size_t taken = 0; !error && taken < kMostLingerBytes;) {
         taken += m_end - m_begin;
         m_begin = m_end = 0;
+        // A client that reads the answer when it has sent everything may have a slow line.
+        const auto end = began + limits.lingerTime +
+                         std::chrono::milliseconds(1000 * taken / limits.lingerBytesPerSecond);
         // Who is silent has read the answer, or waits for us to close.
         setDeadline(std::min(end, Clock::now() + limits.lingerSilence));
         const bool more = co_await receive();

@@ -31,10 +31,12 @@ struct HttpLimits
     std::chrono::milliseconds writeTime = std::chrono::seconds(30);
     /// How long a connection is kept for the next request.
     std::chrono::milliseconds idleTime = std::chrono::seconds(60);
-    /// How long what the client still sends is read away when the answer did not wait for it.
-    std::chrono::milliseconds lingerTime = std::chrono::seconds(30);
+    /// How long what the client still sends is read away when the answer did not wait for it, and
+    /// beyond it a second for every so many bytes that have come.
+    std::chrono::milliseconds lingerTime = std::chrono::seconds(5);
+    std::size_t lingerBytesPerSecond = 64UL << 10U;
     /// The same for a client that sends nothing more.
-    std::chrono::milliseconds lingerSilence = std::chrono::seconds(1);
+    std::chrono::milliseconds lingerSilence = std::chrono::seconds(5);
 
     std::size_t connections = 16384;
     /// Of one client's address (IPv6: its first 64 bits); 0 for no bound.

@@ -221,6 +221,28 @@ private Q_SLOTS:
         QVERIFY(client.waitForEnd());
     }
 
+    void whoSendsTooMuchOverASlowLineIsToldSo()
+    {
+        const Service server({.lingerTime = 200ms, .lingerBytesPerSecond = 100}, {});
+        RawHttpClient client(server.port());
+        QVERIFY(client.send("POST /api/token HTTP/1.1\r\nContent-Length: 100000\r\n\r\n"));
+        // The answer is there by now, and is read when everything has been sent.
+        for (int i = 0; i < 20; ++i) {
+            QVERIFY(client.send(QByteArray(1000, 'x')));
+            std::this_thread::sleep_for(20ms); // the pace of a slow line
+        }
+        client.finishSending();
+        QCOMPARE(statusOf(client.answer()), 413);
+    }
+
+    void whoGoesOnWithDropsAfterTheAnswerIsGivenUp()
+    {
+        const Service server({.lingerTime = 200ms, .lingerBytesPerSecond = 1'000'000}, {});
+        RawHttpClient client(server.port());
+        QVERIFY(client.send("POST /api/token HTTP/1.1\r\nContent-Length: 100000\r\n\r\n"));
+        QTRY_VERIFY(!client.send("x"));
+    }
+
     void anEmptyBodyIsNoJsonAndEndsNothing()
     {
         const Service server({}, {});
