@@ -36,7 +36,7 @@ using service::DatabaseSession;
 
 constexpr std::size_t kFewestCharacters = 10;
 constexpr std::size_t kUploadsInFiles = 4;
-// So many cannot use up the memory for short bodies.
+// What they have in hand is at most 64 MiB of buffers, and leaves the others theirs.
 constexpr std::size_t kConnectionsOfAnAddress = 512;
 
 int complain(const std::string& text)

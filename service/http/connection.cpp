@@ -22,12 +22,14 @@
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <random>
 #include <string.h>
+#include <system_error>
 #include <utility>
 
 namespace service {
@@ -38,12 +40,14 @@ using boost::system::error_code;
 
 namespace {
 
-constexpr std::size_t kBufferBytes = 64UL << 10U;
-/// Handed on at a time.
-constexpr std::size_t kPieceBytes = 64UL << 10U;
+/// A buffer that was full is followed by one twice as large, so that the largest ones are with
+/// those who send much.
+constexpr std::size_t kFirstBufferBytes = 4UL << 10U;
+constexpr std::size_t kMostBufferBytes = 64UL << 10U;
 constexpr std::size_t kMostLingerBytes = 256UL << 20U;
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 constexpr std::string_view kEndOfHeader = "\r\n\r\n";
+constexpr std::chrono::seconds kRetryWhenFull(10);
 constexpr int kHttp10 = 10;
 constexpr int kHttp11 = 11;
 
@@ -141,11 +145,30 @@ void compress(Answer& answer, const Request& request)
     }
 }
 
+/// To a request that failed by itself.
+Answer failed(const std::exception& failure)
+{
+    const auto* const system = dynamic_cast<const std::system_error*>(&failure);
+    const bool isDiskFull =
+        system != nullptr && (system->code() == std::errc::no_space_on_device ||
+                              system->code() == std::error_code(EDQUOT, std::generic_category()));
+    if (!isDiskFull)
+        return refusal(500, "The request could not be dealt with");
+    Answer answer = refusal(507, "There is no room on the disk of the service");
+    answer.retryAfter = kRetryWhenFull;
+    return answer;
+}
+
+Answer putOff(std::string_view message)
+{
+    Answer answer = refusal(503, message);
+    answer.retryAfter = kRetryWhenFull;
+    return answer;
+}
+
 Answer noRoom()
 {
-    Answer answer = refusal(503, "Too many uploads at the moment");
-    answer.retryAfter = std::chrono::seconds(10);
-    return answer;
+    return putOff("Too many uploads at the moment");
 }
 
 } // namespace
@@ -178,6 +201,7 @@ Connection::Connection(Socket socket, std::string peer, const ConnectionEnvironm
 asio::awaitable<void> Connection::serve()
 {
     const std::shared_ptr<Connection> self = shared_from_this();
+    const auto forget = qScopeGuard([this] { letGoOfBuffer(); });
     for (;;) {
         const bool wanted = co_await waitForRequest();
         if (!wanted)
@@ -236,7 +260,7 @@ asio::awaitable<bool> Connection::waitForRequest()
         count = m_socket.read_some(asio::buffer(&first, 1), error);
     if (count == 0)
         co_return false;
-    m_buffer.resize(kBufferBytes);
+    m_buffer.resize(kFirstBufferBytes);
     m_buffer.front() = first;
     m_begin = 0;
     m_end = 1;
@@ -254,9 +278,9 @@ asio::awaitable<bool> Connection::serveRequest()
     } catch (const std::exception& failure) {
         writeLog("velomira-service: request " + exchange.request.id + " failed: " + failure.what() +
                  '\n');
-        exchange.answer = refusal(500, "The request could not be dealt with");
+        exchange.answer = failed(failure);
     }
-    exchange.request.body.reset();
+    letGoOf(std::move(exchange.request.body));
     co_await send(exchange);
     finish(exchange);
     if (exchange.gone || m_aborted)
@@ -347,8 +371,8 @@ void Connection::parseHeader(Exchange& exchange, std::size_t size)
     Request& request = exchange.request;
     noteFirstLine(received(), request);
     auto& parser = exchange.parser.emplace();
-    parser.header_limit(static_cast<std::uint32_t>(kBufferBytes)); // it is shorter already
-    parser.body_limit(boost::none);                                // until the route is known
+    parser.header_limit(static_cast<std::uint32_t>(kMostBufferBytes)); // it is shorter already
+    parser.body_limit(boost::none);                                    // until the route is known
     error_code error;
     const std::size_t used = parser.put(asio::buffer(received().substr(0, size)), error);
     if (error || used != size || !parser.is_header_done() ||
@@ -423,7 +447,7 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
     parser.body_limit(limit);
     exchange.request.body = std::make_unique<RequestBody>(m_environment.room, limit);
     RequestBody& body = *exchange.request.body;
-    std::string piece(std::min<std::uint64_t>(limit, kPieceBytes), '\0');
+    std::string piece;
     const auto forget = qScopeGuard([&piece] { platform::wipe(piece); });
     std::size_t filled = 0;
     bool wantsMore = m_begin == m_end;
@@ -434,6 +458,11 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
                 exchange.answer = m_tooSlow ? refusal(408, "The body came too slowly") : badBody();
                 co_return;
             }
+        }
+        const std::size_t room = std::min<std::uint64_t>(announced, m_buffer.size());
+        if (filled == 0 && piece.size() < room) {
+            platform::wipe(piece);
+            piece = std::string(room, '\0');
         }
         auto& out = parser.get().body();
         out.data = piece.data() + filled;
@@ -452,15 +481,13 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
         if (filled == 0 || (!isFull && !parser.is_done()))
             continue;
         const std::string_view whole(piece.data(), filled);
-        bool kept = false;
-        if (body.goesToDisk(filled)) {
+        bool kept = body.appendInMemory(whole);
+        if (!kept && body.mayUseFile() && !m_aborted) {
             const auto append = [&body, &kept, whole]() -> asio::awaitable<void> {
-                kept = body.append(whole);
+                kept = body.appendInFile(whole);
                 co_return;
             };
             co_await asio::co_spawn(m_environment.disk, append, asio::use_awaitable);
-        } else {
-            kept = body.append(whole);
         }
         if (!kept) {
             exchange.answer = noRoom();
@@ -521,8 +548,7 @@ asio::awaitable<void> Connection::linger()
     m_socket.shutdown(Socket::shutdown_send, error);
     const auto began = Clock::now();
     for (std::size_t taken = 0; !error && taken < kMostLingerBytes;) {
-        taken += m_end - m_begin;
-        m_begin = m_end = 0;
+        taken += m_end - std::exchange(m_begin, m_end);
         // A client that reads the answer when it has sent everything may have a slow line.
         const auto end = began + limits.lingerTime +
                          std::chrono::milliseconds(1000 * taken / limits.lingerBytesPerSecond);
@@ -537,12 +563,11 @@ asio::awaitable<void> Connection::linger()
 /// Takes in what comes next; false at the end of it, or when there is no time or room left.
 asio::awaitable<bool> Connection::receive()
 {
+    const bool wasFull = m_end == m_buffer.size();
     if (m_begin == m_end)
         m_begin = m_end = 0;
-    if (m_end == m_buffer.size() && m_begin > 0) {
-        std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
-        m_end -= std::exchange(m_begin, 0);
-    }
+    if (wasFull)
+        makeRoom();
     if (m_end == m_buffer.size() || m_tooSlow || m_aborted)
         co_return false;
     error_code error;
@@ -602,6 +627,27 @@ void Connection::clearDeadline()
 std::string_view Connection::received() const
 {
     return {m_buffer.data() + m_begin, m_end - m_begin};
+}
+
+/// What is in the buffer moves to its beginning, and a small buffer becomes a larger one.
+void Connection::makeRoom()
+{
+    const std::size_t size = m_buffer.size();
+    std::vector<char> larger(size < kMostBufferBytes ? 2 * size : 0);
+    char* const to = larger.empty() ? m_buffer.data() : larger.data();
+    std::memmove(to, m_buffer.data() + m_begin, m_end - m_begin);
+    m_end -= std::exchange(m_begin, 0);
+    if (!larger.empty()) {
+        ::explicit_bzero(m_buffer.data(), size);
+        m_buffer = std::move(larger);
+    }
+}
+
+/// Freeing a file may take as long as writing it.
+void Connection::letGoOf(std::unique_ptr<RequestBody> body) const
+{
+    if (body != nullptr && body->isInFile())
+        asio::post(m_environment.disk, [body = std::move(body)] {});
 }
 
 /// It may have held a password.

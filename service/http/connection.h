@@ -87,6 +87,8 @@ private:
     void setDeadline(Clock::time_point deadline);
     void clearDeadline();
     [[nodiscard]] std::string_view received() const;
+    void makeRoom();
+    void letGoOf(std::unique_ptr<RequestBody> body) const;
     void letGoOfBuffer();
 
     Socket m_socket;

@@ -17,6 +17,9 @@ struct HttpLimits
     std::size_t bodyInMemory = 8UL << 20U;
     /// Of all bodies in hand of routes that take no longer ones, and of the others: for these there
     /// are files when that memory is used up, and they use up nobody else's.
+    /// Of a short one so much has its place whatever others send: with the bound on connections
+    /// that is bounded, too, and no unfinished ones keep others from signing in.
+    std::size_t ofEachShortBody = 4UL << 10U;
     std::size_t allBodiesInMemory = 64UL << 20U;
     std::size_t allLongBodiesInMemory = 64UL << 20U;
     std::size_t allBodiesInFiles = 2048UL << 20U;

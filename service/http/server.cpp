@@ -20,6 +20,7 @@
 #include <set>
 #include <string_view>
 #include <sys/socket.h>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -54,7 +55,8 @@ struct HttpServer::Running
                .memoryOfLong = ByteBudget(settings.limits.allLongBodiesInMemory),
                .files = ByteBudget(settings.limits.allBodiesInFiles),
                .folder = settings.bodyFolder,
-               .inMemory = settings.limits.bodyInMemory}
+               .inMemory = settings.limits.bodyInMemory,
+               .ofEachShort = settings.limits.ofEachShortBody}
         , workers(static_cast<std::size_t>(settings.limits.workers))
         , disk(kDiskThreads)
         , gate(static_cast<std::size_t>(settings.limits.gatekeepers))
@@ -131,6 +133,9 @@ Result<int> HttpServer::listen(const std::string& address, int port)
     const auto ip = asio::ip::make_address(address, error);
     if (error)
         return Error{"\"" + address + "\" is not an IP address"};
+    if (const std::error_code fault = faultOfFolder(m_running->settings.bodyFolder))
+        return Error{"cannot keep long uploads in " + m_running->settings.bodyFolder + ": " +
+                     fault.message()};
     const tcp::endpoint endpoint(ip, static_cast<std::uint16_t>(port));
     auto& acceptor = m_running->acceptor;
     acceptor.open(endpoint.protocol(), error);

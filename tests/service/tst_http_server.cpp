@@ -14,8 +14,11 @@
 #include <QTest>
 
 #include <atomic>
+#include <cerrno>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 #include <vector>
 #include <zlib.h>
@@ -98,6 +101,9 @@ std::vector<service::Route> plainRoutes()
     const auto fail = [](service::Request&) -> service::Answer {
         throw std::runtime_error("on purpose");
     };
+    const auto failOfDisk = [](service::Request&) -> service::Answer {
+        throw std::system_error(ENOSPC, std::generic_category(), "on purpose");
+    };
     const auto parts = [](service::Request& request) {
         return service::Answer{.status = 200,
                                .body = request.parameters[0] + '|' + std::string(request.query())};
@@ -109,7 +115,9 @@ std::vector<service::Route> plainRoutes()
             {.method = "GET", .pattern = "/health", .handler = hello, .anyHost = true},
             {.method = "POST", .pattern = "/echo", .bodyLimit = 4UL << 20U, .handler = echo},
             {.method = "POST", .pattern = "/hello", .bodyLimit = 10, .handler = hello},
+            {.method = "POST", .pattern = "/short", .bodyLimit = 64UL << 10U, .handler = echo},
             {.method = "POST", .pattern = "/fail", .bodyLimit = 10, .handler = fail},
+            {.method = "GET", .pattern = "/full", .handler = failOfDisk},
             {.method = "GET", .pattern = "/day/{day}", .handler = parts},
             {.method = "GET", .pattern = "/long", .handler = longAnswer}};
 }
@@ -299,6 +307,25 @@ private Q_SLOTS:
         QTRY_VERIFY(support::allocatedMemory() < before + idle.size() * 10'000);
     }
 
+    void aConnectionThatHasSentLittleHasASmallBuffer()
+    {
+        const RunningServer server(plainRoutes(), {});
+        QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 200);
+        const std::size_t before = support::allocatedMemory();
+        std::vector<std::unique_ptr<RawHttpClient>> busy;
+        for (int i = 0; i < 200; ++i) {
+            busy.push_back(std::make_unique<RawHttpClient>(server.port()));
+            QVERIFY(busy.back()->send("POST /echo HTTP/1.1\r\nExpect: 100-continue\r\n"
+                                      "Content-Length: 1000000\r\n\r\n"));
+            QCOMPARE(statusOf(busy.back()->answer()), 100);
+        }
+        // With what the clients have, which are in this process.
+        QVERIFY2(support::allocatedMemory() < before + busy.size() * 24'000,
+                 qPrintable(QString::number(support::allocatedMemory() - before)));
+        QVERIFY(busy.back()->send(QByteArray(1'000'000, 'x')));
+        QCOMPARE(busy.back()->answer()->body, QByteArray(1'000'000, 'x'));
+    }
+
     void moreConnectionsThanThereMayBeAreSentAway()
     {
         for (const service::HttpLimits& limits :
@@ -355,7 +382,8 @@ private Q_SLOTS:
 
     void shortBodiesForWhichThereIsNoMemoryArePutOff()
     {
-        const RunningServer server(plainRoutes(), {.limits = {.allBodiesInMemory = 15}});
+        const RunningServer server(plainRoutes(),
+                                   {.limits = {.ofEachShortBody = 0, .allBodiesInMemory = 15}});
         RawHttpClient holding(server.port());
         QVERIFY(holding.send("POST /hello HTTP/1.1\r\nExpect: 100-continue\r\n"
                              "Content-Length: 10\r\n\r\n"));
@@ -363,11 +391,42 @@ private Q_SLOTS:
         QCOMPARE(statusOf(RawHttpClient(server.port()).post("/hello", "0123456789")), 200);
         QVERIFY(holding.send("0123456789"));
         QCOMPARE(statusOf(holding.answer()), 200);
-        const RunningServer full(plainRoutes(),
-                                 {.limits = {.bodyInMemory = 1000, .allBodiesInMemory = 9}});
+        const RunningServer full(
+            plainRoutes(),
+            {.limits = {.bodyInMemory = 1000, .ofEachShortBody = 0, .allBodiesInMemory = 9}});
         QCOMPARE(statusOf(RawHttpClient(full.port()).post("/hello", "0123456789")), 503);
         // Nobody else's memory: a long one has its own, and files.
         QCOMPARE(statusOf(RawHttpClient(full.port()).post("/echo", QByteArray(100'000, 'x'))), 200);
+    }
+
+    void nobodyUsesUpTheRoomForAShortBody()
+    {
+        const RunningServer server(plainRoutes(), {.limits = {.allBodiesInMemory = 0}});
+        RawHttpClient client(server.port());
+        QCOMPARE(statusOf(client.post("/short", QByteArray(4096, 'x'))), 200);
+        QCOMPARE(statusOf(client.post("/short", QByteArray(4097, 'x'))), 503);
+        // One that is called long has none of it, nor of theirs, also where it has no files.
+        const RunningServer other(plainRoutes(), {.limits = {.allLongBodiesInMemory = 1000}});
+        QCOMPARE(statusOf(RawHttpClient(other.port()).post("/echo", QByteArray(1001, 'x'))), 503);
+        QCOMPARE(statusOf(RawHttpClient(other.port()).post("/echo", QByteArray(1000, 'x'))), 200);
+        QCOMPARE(statusOf(RawHttpClient(other.port()).post("/short", QByteArray(60'000, 'x'))),
+                 200);
+    }
+
+    void aDiskThatFailsIsNotTakenForLoad()
+    {
+        auto folder = std::make_unique<QTemporaryDir>();
+        const std::string path = folder->path().toStdString();
+        const RunningServer server(plainRoutes(),
+                                   {.limits = {.bodyInMemory = 1000}, .bodyFolder = path});
+        folder.reset();
+        QCOMPARE(statusOf(RawHttpClient(server.port()).post("/echo", QByteArray(100'000, 'x'))),
+                 500);
+        QCOMPARE(statusOf(ask(server.port(), get("/full"))), 507);
+        service::HttpServer late(plainRoutes(), {.bodyFolder = path});
+        const auto port = late.listen("127.0.0.1", 0);
+        QVERIFY(!port);
+        QVERIFY(port.error().text.starts_with("cannot keep long uploads in " + path + ": "));
     }
 
     void aLongBodyWaitsInAFileWithoutAName()
@@ -466,8 +525,9 @@ private Q_SLOTS:
 
     void anExceptionEndsOneRequestAndGivesBackWhatItHeld()
     {
-        const RunningServer server(plainRoutes(),
-                                   {.limits = {.allBodiesInMemory = 15, .workers = 1}});
+        const RunningServer server(
+            plainRoutes(),
+            {.limits = {.ofEachShortBody = 0, .allBodiesInMemory = 15, .workers = 1}});
         RawHttpClient client(server.port());
         for (int i = 0; i < 20; ++i) {
             const auto answer = client.post("/fail", "0123456789");
