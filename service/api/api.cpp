@@ -71,7 +71,7 @@ Api::Api(Database& database, PasswordHasher& hasher, const Limits& limits)
 {
 }
 
-Answer Api::signIn(std::string body, const std::string& peer)
+Answer Api::signIn(std::string body, const std::string& peer, Clock::time_point began)
 {
     auto request = decodeSignInRequest(std::move(body));
     if (!request)
@@ -83,7 +83,7 @@ Answer Api::signIn(std::string body, const std::string& peer)
     const auto user = m_database.findUser(request.value().email);
     if (!user)
         return unavailable(user.error());
-    return signIn(request.value(), peer, user.value());
+    return signIn(request.value(), peer, began, user.value());
 }
 
 std::optional<Answer> Api::refuseOften(const std::string& account, const std::string& peer)
@@ -100,12 +100,16 @@ std::optional<Answer> Api::refuseOften(const std::string& account, const std::st
     return answer;
 }
 
-Answer
-Api::signIn(const SignInRequest& request, const std::string& peer, const std::optional<User>& user)
+Answer Api::signIn(const SignInRequest& request,
+                   const std::string& peer,
+                   Clock::time_point began,
+                   const std::optional<User>& user)
 {
     const std::string account = platform::asciiLower(request.email);
     {
-        const auto turn = m_hasher.turn(kPatienceForAHash);
+        const auto patience =
+            std::chrono::ceil<std::chrono::milliseconds>(began + kPatienceForAHash - Clock::now());
+        const auto turn = m_hasher.turn(std::max(patience, std::chrono::milliseconds(0)));
         if (!turn)
             return overloaded();
         // Again: the attempts that came with this one may have failed meanwhile.

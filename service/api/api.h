@@ -9,6 +9,7 @@
 #include "service/password_hasher.h"
 #include "service/result.h"
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -19,6 +20,8 @@ namespace service {
 class Api final
 {
 public:
+    using Clock = std::chrono::steady_clock;
+
     struct Limits
     {
         FailureLimiter::Settings account = {.failures = 10};
@@ -27,8 +30,9 @@ public:
 
     Api(Database& database, PasswordHasher& hasher, const Limits& limits);
 
-    /// POST /api/token with `body` from the address `peer`.
-    [[nodiscard]] Answer signIn(std::string body, const std::string& peer);
+    /// POST /api/token with `body` from the address `peer`, of a request that began at `began`: who
+    /// has waited too long since then is put off.
+    [[nodiscard]] Answer signIn(std::string body, const std::string& peer, Clock::time_point began);
 
     /// Whose request it is, by its header Authorization; else how it is answered.
     [[nodiscard]] Result<std::int64_t, Answer> authenticate(const std::string& authorization);
@@ -39,8 +43,10 @@ public:
 private:
     [[nodiscard]] std::optional<Answer> refuseOften(const std::string& account,
                                                     const std::string& peer);
-    [[nodiscard]] Answer
-    signIn(const SignInRequest& request, const std::string& peer, const std::optional<User>& user);
+    [[nodiscard]] Answer signIn(const SignInRequest& request,
+                                const std::string& peer,
+                                Clock::time_point began,
+                                const std::optional<User>& user);
 
     Database& m_database;
     PasswordHasher& m_hasher;

@@ -171,13 +171,17 @@ Answer noRoom()
     return putOff("Too many uploads at the moment");
 }
 
+Answer tooBusy()
+{
+    return putOff("Too many requests at the moment");
+}
+
 } // namespace
 
 /// A request in hand, and its answer.
 struct Connection::Exchange
 {
     std::chrono::system_clock::time_point time = std::chrono::system_clock::now();
-    Clock::time_point began = Clock::now();
     Request request;
     const Route* route = nullptr;
     std::optional<http::request_parser<http::buffer_body>> parser;
@@ -293,7 +297,7 @@ asio::awaitable<bool> Connection::serveRequest()
 asio::awaitable<void> Connection::deal(Exchange& exchange)
 {
     const HttpLimits& limits = m_environment.settings.limits;
-    setDeadline(exchange.began + limits.headerTime);
+    setDeadline(exchange.request.began + limits.headerTime);
     exchange.bodyUnread = true;
     const std::size_t size = co_await receiveHeader(exchange);
     if (size == 0)
@@ -310,13 +314,12 @@ asio::awaitable<void> Connection::deal(Exchange& exchange)
     if (route.caller == Caller::Bearer) {
         clearDeadline();
         std::optional<Result<std::int64_t, Answer>> user;
-        const auto authenticate = [this, &exchange, &user]() -> asio::awaitable<void> {
+        const std::function<void()> authenticate = [this, &exchange, &user] {
             user = m_environment.settings.authenticate(exchange.request.value("authorization"));
-            co_return;
         };
-        co_await asio::co_spawn(m_environment.gate, authenticate, asio::use_awaitable);
-        if (!*user) {
-            exchange.answer = user->error();
+        const bool asked = co_await perform(m_environment.gate, authenticate);
+        if (!asked || !*user) {
+            exchange.answer = asked ? user->error() : tooBusy();
             co_return;
         }
         exchange.request.user = user->value();
@@ -327,13 +330,30 @@ asio::awaitable<void> Connection::deal(Exchange& exchange)
     if (exchange.answer)
         co_return;
     clearDeadline();
-    const auto handle = [&exchange, &route]() -> asio::awaitable<void> {
+    const std::function<void()> handle = [&exchange, &route] {
         exchange.answer = route.handler(exchange.request);
         exchange.request.body.reset();
         compress(*exchange.answer, exchange.request);
+    };
+    WorkerPool& workers = route.isApart ? m_environment.workersApart : m_environment.workers;
+    const bool dealtWith = co_await perform(workers, handle);
+    if (!dealtWith)
+        exchange.answer = tooBusy();
+}
+
+/// Has `work` done by `pool`, and waits for it. False when that has too much to do already, or the
+/// connection is broken off.
+asio::awaitable<bool> Connection::perform(WorkerPool& pool, const std::function<void()>& work)
+{
+    const std::optional<WorkerPool::Place> place = pool.place();
+    if (!place || m_aborted)
+        co_return false;
+    const auto job = [&work]() -> asio::awaitable<void> {
+        work();
         co_return;
     };
-    co_await asio::co_spawn(m_environment.workers, handle, asio::use_awaitable);
+    co_await asio::co_spawn(pool.threads(), job, asio::use_awaitable);
+    co_return true;
 }
 
 /// Takes in the header of a request, and says how long it is; 0 when there is an answer instead.
@@ -580,7 +600,7 @@ asio::awaitable<bool> Connection::receive()
 
 void Connection::finish(Exchange& exchange) const
 {
-    const auto duration = Clock::now() - exchange.began;
+    const auto duration = Clock::now() - exchange.request.began;
     const std::optional<std::int64_t> user =
         exchange.answer && exchange.answer->user ? exchange.answer->user : exchange.request.user;
     writeLog(logLine({.time = exchange.time,

@@ -6,6 +6,7 @@
 #include "service/http/origin.h"
 #include "service/http/routes.h"
 #include "service/http/server.h"
+#include "service/http/worker_pool.h"
 #include "service/request_log.h"
 
 #include <atomic>
@@ -17,6 +18,7 @@
 #include <boost/asio/thread_pool.hpp>
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,10 +37,12 @@ struct ConnectionEnvironment
     const HttpServer::Settings& settings;
     const OwnAddress& own;
     BodyRoom& room;
-    /// For the handlers, for what blocks on the disk, and for finding out whose a request is.
-    boost::asio::thread_pool& workers;
+    /// For the handlers, for those apart, for what blocks on the disk, and for finding out whose a
+    /// request is.
+    WorkerPool& workers;
+    WorkerPool& workersApart;
     boost::asio::thread_pool& disk;
-    boost::asio::thread_pool& gate;
+    WorkerPool& gate;
     const std::atomic<bool>& stopping;
 };
 
@@ -72,6 +76,8 @@ private:
 
     [[nodiscard]] boost::asio::awaitable<bool> waitForRequest();
     [[nodiscard]] boost::asio::awaitable<bool> serveRequest();
+    [[nodiscard]] boost::asio::awaitable<bool> perform(WorkerPool& pool,
+                                                       const std::function<void()>& work);
     [[nodiscard]] boost::asio::awaitable<void> deal(Exchange& exchange);
     [[nodiscard]] boost::asio::awaitable<std::size_t> receiveHeader(Exchange& exchange);
     [[nodiscard]] boost::asio::awaitable<void> receiveBody(Exchange& exchange);

@@ -47,8 +47,13 @@ struct HttpLimits
     /// Threads that carry connections, and those that requests are dealt with on.
     int threads = 2;
     int workers = 32;
+    /// The same for routes that are dealt with apart.
+    int workersApart = 8;
     /// Threads that find out whose requests these are, so that this waits for no other work.
     int gatekeepers = 4;
+    /// So many requests for each of these threads may wait for one; the others are put off.
+    std::size_t waitingForAWorker = 8;
+    std::size_t waitingForAGatekeeper = 64;
     /// After the request to end, how long what is in hand may take.
     std::chrono::milliseconds graceTime = std::chrono::seconds(10);
 };

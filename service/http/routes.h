@@ -36,6 +36,8 @@ struct Route
     std::string accepts = "application/json";
     /// Also under a name that is not this machine's, where others are refused.
     bool anyHost = false;
+    /// Dealt with by threads apart, because it takes so long that it would hold up the others.
+    bool isApart = false;
 };
 
 /// Which route a request takes. Immutable; any thread.

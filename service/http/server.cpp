@@ -57,9 +57,12 @@ struct HttpServer::Running
                .folder = settings.bodyFolder,
                .inMemory = settings.limits.bodyInMemory,
                .ofEachShort = settings.limits.ofEachShortBody}
-        , workers(static_cast<std::size_t>(settings.limits.workers))
+        , workers(settings.limits.workers, waitingFor(settings.limits.workers))
+        , workersApart(settings.limits.workersApart, waitingFor(settings.limits.workersApart))
         , disk(kDiskThreads)
-        , gate(static_cast<std::size_t>(settings.limits.gatekeepers))
+        , gate(settings.limits.gatekeepers,
+               static_cast<std::size_t>(settings.limits.gatekeepers) *
+                   settings.limits.waitingForAGatekeeper)
         , io(settings.limits.threads)
         , work(io.get_executor())
         , acceptor(asio::make_strand(io))
@@ -68,6 +71,7 @@ struct HttpServer::Running
                       .own = own,
                       .room = room,
                       .workers = workers,
+                      .workersApart = workersApart,
                       .disk = disk,
                       .gate = gate,
                       .stopping = stopping}
@@ -85,9 +89,10 @@ struct HttpServer::Running
         stopping = true;
         abortAll();
         // What the pools do refers to connections, so these end later, and by themselves.
-        workers.join();
+        workers.threads().join();
+        workersApart.threads().join();
         disk.join();
-        gate.join();
+        gate.threads().join();
         work.reset();
         threads.clear();
     }
@@ -101,6 +106,11 @@ struct HttpServer::Running
     [[nodiscard]] bool waitUntilNone(std::chrono::milliseconds limit);
     [[nodiscard]] bool finish();
 
+    [[nodiscard]] std::size_t waitingFor(int count) const
+    {
+        return static_cast<std::size_t>(count) * settings.limits.waitingForAWorker;
+    }
+
     const Settings settings;
     const RouteTable table;
     OwnAddress own;
@@ -110,9 +120,10 @@ struct HttpServer::Running
     std::condition_variable changed;
     std::set<std::shared_ptr<Connection>> connections;
     std::map<std::string, std::size_t> ofAddress;
-    asio::thread_pool workers;
+    WorkerPool workers;
+    WorkerPool workersApart;
     asio::thread_pool disk;
-    asio::thread_pool gate;
+    WorkerPool gate;
     asio::io_context io;
     asio::executor_work_guard<asio::io_context::executor_type> work;
     Acceptor acceptor;

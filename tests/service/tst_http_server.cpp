@@ -9,6 +9,7 @@
 #include "tests/support/allocated_memory.h"
 
 #include <QDir>
+#include <QScopeGuard>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
@@ -17,6 +18,7 @@
 #include <cerrno>
 #include <memory>
 #include <mutex>
+#include <semaphore>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -63,6 +65,10 @@ public:
     ~Service() = default;
 
     [[nodiscard]] int port() const { return m_server.port(); }
+
+    [[nodiscard]] service::Api& api() { return m_api; }
+
+    [[nodiscard]] service::PasswordHasher& hasher() { return m_hasher; }
 
 private:
     static bool prepare(const service::DatabaseAddress& address,
@@ -535,6 +541,79 @@ private Q_SLOTS:
             QVERIFY(!answer->body.contains("purpose"));
         }
         QCOMPARE(statusOf(client.post("/hello", "0123456789")), 200);
+    }
+
+    void whatWouldWaitTooLongIsPutOffAndHoldsUpNothingElse()
+    {
+        std::counting_semaphore<> mayEnd(0);
+        std::atomic<int> begun = 0;
+        const auto wait = [&](service::Request&) {
+            ++begun;
+            mayEnd.acquire();
+            return service::Answer{.status = 200, .body = "{}"};
+        };
+        const auto authenticate =
+            [&](const std::string&) -> service::Result<std::int64_t, service::Answer> {
+            ++begun;
+            mayEnd.acquire();
+            return std::int64_t{1};
+        };
+        std::vector<service::Route> routes = plainRoutes();
+        routes.push_back({.method = "GET", .pattern = "/wait", .handler = wait});
+        routes.push_back({.method = "GET", .pattern = "/apart", .handler = wait, .isApart = true});
+        routes.push_back({.method = "GET",
+                          .pattern = "/gate",
+                          .caller = service::Caller::Bearer,
+                          .handler = routes.front().handler});
+        const RunningServer server(std::move(routes),
+                                   {.limits = {.threads = 1,
+                                               .workers = 1,
+                                               .workersApart = 1,
+                                               .gatekeepers = 1,
+                                               .waitingForAWorker = 1,
+                                               .waitingForAGatekeeper = 1},
+                                    .authenticate = authenticate});
+        const auto end = qScopeGuard([&mayEnd] { mayEnd.release(1000); });
+        for (const char* path : {"/wait", "/apart", "/gate"}) {
+            begun = 0;
+            RawHttpClient first(server.port());
+            RawHttpClient second(server.port());
+            RawHttpClient third(server.port());
+            QVERIFY(first.send(get(path)));
+            QTRY_COMPARE(begun, 1);
+            QVERIFY(second.send(get(path)));
+            // The one thread has read that when it has answered somebody else.
+            for (int i = 0; i < 2; ++i) {
+                QVERIFY(third.send(get("/nothing")));
+                QCOMPARE(statusOf(third.answer()), 404);
+            }
+            QVERIFY(third.send(get(path)));
+            const auto refused = third.answer();
+            QCOMPARE(statusOf(refused), 503);
+            QCOMPARE(refused->field("Retry-After"), QByteArray("10"));
+            if (path != QByteArray("/wait"))
+                QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 200);
+            mayEnd.release(2);
+            QCOMPARE(statusOf(first.answer()), 200);
+            QCOMPARE(statusOf(second.answer()), 200);
+            mayEnd.release(1);
+            QVERIFY(third.send(get(path)));
+            QCOMPARE(statusOf(third.answer()), 200);
+        }
+    }
+
+    void whoHasWaitedTooLongToSignInIsPutOff()
+    {
+        Service server({}, {});
+        const std::string body =
+            requests::signInBody(requests::kEmail, requests::kPassword).toStdString();
+        const auto longAgo = service::Api::Clock::now() - 1h;
+        // Who was slow alone waits for nobody.
+        QCOMPARE(server.api().signIn(body, "192.0.2.1", longAgo).status, 200);
+        const auto first = server.hasher().turn(0ms);
+        const auto second = server.hasher().turn(0ms);
+        QVERIFY(first && second);
+        QCOMPARE(server.api().signIn(body, "192.0.2.1", longAgo).status, 503);
     }
 
     void eachRequestIsReportedWithItsRoute()
