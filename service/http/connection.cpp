@@ -198,6 +198,7 @@ Connection::Connection(Socket socket, std::string peer, const ConnectionEnvironm
     : m_socket(std::move(socket))
     , m_timer(m_socket.get_executor())
     , m_peer(std::move(peer))
+    , m_client(peerKey(m_peer))
     , m_environment(environment)
 {
 }
@@ -522,8 +523,10 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
 asio::awaitable<void> Connection::sayContinue()
 {
     error_code ignored; // who does not take it does not send either
+    m_writing = true;
     co_await asio::async_write(
         m_socket, asio::buffer(kContinue), asio::redirect_error(asio::use_awaitable, ignored));
+    m_writing = false;
 }
 
 asio::awaitable<void> Connection::send(Exchange& exchange)
@@ -553,8 +556,10 @@ asio::awaitable<void> Connection::send(Exchange& exchange)
     setDeadline(Clock::now() + limits.writeTime +
                 std::chrono::seconds(response.body().size() / limits.bodyBytesPerSecond));
     error_code error;
+    m_writing = true;
     co_await http::async_write(
         m_socket, response, asio::redirect_error(asio::use_awaitable, error));
+    m_writing = false;
     exchange.gone = static_cast<bool>(error);
     exchange.status = error ? 0 : answer.status;
 }
@@ -633,6 +638,9 @@ void Connection::setDeadline(Clock::time_point deadline)
             return;
         self->m_tooSlow = true;
         error_code ignored;
+        // Between two pieces of an answer there is nothing to cancel, and the next would wait on.
+        if (self->m_writing)
+            self->m_socket.shutdown(Socket::shutdown_both, ignored);
         self->m_socket.cancel(ignored);
     });
 }

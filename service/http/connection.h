@@ -68,7 +68,8 @@ public:
 
     [[nodiscard]] Strand strand() { return m_socket.get_executor(); }
 
-    [[nodiscard]] const std::string& peer() const { return m_peer; }
+    /// What counts as its client.
+    [[nodiscard]] const std::string& client() const { return m_client; }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -100,6 +101,7 @@ private:
     Socket m_socket;
     boost::asio::steady_timer m_timer;
     std::string m_peer;
+    std::string m_client;
     const ConnectionEnvironment& m_environment;
     std::vector<char> m_buffer;
     std::size_t m_begin = 0;
@@ -107,6 +109,7 @@ private:
     unsigned m_deadlines = 0; // counts them, so that an old one does not fire for a new one
     bool m_tooSlow = false;
     bool m_idle = false;
+    bool m_writing = false;
     bool m_aborted = false;
 };
 

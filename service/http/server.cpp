@@ -4,6 +4,7 @@
 
 #include "service/http/client_address.h"
 #include "service/http/connection.h"
+#include "service/request_log.h"
 
 #include <algorithm>
 #include <boost/asio/co_spawn.hpp>
@@ -11,9 +12,10 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <cerrno>
 #include <condition_variable>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <poll.h>
@@ -66,6 +68,7 @@ struct HttpServer::Running
         , io(settings.limits.threads)
         , work(io.get_executor())
         , acceptor(asio::make_strand(io))
+        , pause(acceptor.get_executor())
         , environment{.routes = table,
                       .settings = settings,
                       .own = own,
@@ -86,9 +89,11 @@ struct HttpServer::Running
     ~Running()
     {
         closeAcceptor();
-        stopping = true;
+        takeNoMore();
         abortAll();
-        // What the pools do refers to connections, so these end later, and by themselves.
+        // What a connection gives to a pool that has been joined is never done, and then it never
+        // ends either.
+        waitUntilNone();
         workers.threads().join();
         workersApart.threads().join();
         disk.join();
@@ -98,11 +103,14 @@ struct HttpServer::Running
     }
 
     asio::awaitable<void> accept();
+    [[nodiscard]] asio::awaitable<bool> acceptOne();
     void take(Socket socket);
     [[nodiscard]] bool add(const std::shared_ptr<Connection>& connection);
     void remove(const std::shared_ptr<Connection>& connection);
     void closeAcceptor();
+    void takeNoMore();
     void abortAll();
+    void waitUntilNone();
     [[nodiscard]] bool waitUntilNone(std::chrono::milliseconds limit);
     [[nodiscard]] bool finish();
 
@@ -127,6 +135,7 @@ struct HttpServer::Running
     asio::io_context io;
     asio::executor_work_guard<asio::io_context::executor_type> work;
     Acceptor acceptor;
+    asio::steady_timer pause;
     ConnectionEnvironment environment;
     std::vector<std::jthread> threads;
 };
@@ -186,24 +195,34 @@ bool HttpServer::serve(int stop)
 
 asio::awaitable<void> HttpServer::Running::accept()
 {
+    bool isExhausted = false;
     while (acceptor.is_open()) {
-        error_code error;
-        Socket socket = co_await acceptor.async_accept(
-            asio::make_strand(io), asio::redirect_error(asio::use_awaitable, error));
-        if (error == asio::error::operation_aborted)
-            co_return;
-        if (!error) {
-            take(std::move(socket));
-            continue;
-        }
-        // Without descriptors or memory: the connection stays in the system's queue.
-        if (error == asio::error::no_descriptors || error == asio::error::no_memory ||
-            error == asio::error::no_buffer_space ||
-            error == boost::system::errc::too_many_files_open_in_system) {
-            asio::steady_timer pause(acceptor.get_executor(), kPauseWhenExhausted);
-            co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, error));
+        try {
+            if (isExhausted) {
+                error_code ignored;
+                pause.expires_after(kPauseWhenExhausted);
+                co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+            }
+            isExhausted = co_await acceptOne();
+        } catch (const std::exception&) {
+            // Without memory; nothing here may need any.
+            writeLog("velomira-service: a connection could not be taken\n");
+            isExhausted = true;
         }
     }
+}
+
+/// True when the system has no descriptors or memory for another one, which stays in its queue.
+asio::awaitable<bool> HttpServer::Running::acceptOne()
+{
+    error_code error;
+    Socket socket = co_await acceptor.async_accept(
+        asio::make_strand(io), asio::redirect_error(asio::use_awaitable, error));
+    if (!error)
+        take(std::move(socket));
+    co_return error == asio::error::no_descriptors || error == asio::error::no_memory ||
+        error == asio::error::no_buffer_space ||
+        error == boost::system::errc::too_many_files_open_in_system;
 }
 
 void HttpServer::Running::take(Socket socket)
@@ -222,25 +241,32 @@ void HttpServer::Running::take(Socket socket)
         ::shutdown(descriptor, SHUT_WR);
         return;
     }
-    asio::co_spawn(connection->strand(), connection->serve(), [this, connection](auto) {
+    try {
+        asio::co_spawn(connection->strand(), connection->serve(), [this, connection](auto) {
+            remove(connection);
+        });
+    } catch (...) {
         remove(connection);
-    });
+        throw;
+    }
 }
 
-/// False when there are too many, of all or of that client's.
+/// False when there are too many, of all or of that client's, or the service ends.
 bool HttpServer::Running::add(const std::shared_ptr<Connection>& connection)
 {
     const std::lock_guard lock(mutex);
     const HttpLimits& limits = settings.limits;
-    if (connections.size() >= limits.connections)
+    if (stopping || connections.size() >= limits.connections)
         return false;
+    std::size_t* count = nullptr;
     if (limits.connectionsOfAnAddress > 0) {
-        std::size_t& count = ofAddress[peerKey(connection->peer())];
-        if (count >= limits.connectionsOfAnAddress)
+        count = &ofAddress[connection->client()];
+        if (*count >= limits.connectionsOfAnAddress)
             return false;
-        ++count;
     }
     connections.insert(connection);
+    if (count != nullptr)
+        ++*count; // last: where there was no memory nothing is counted
     return true;
 }
 
@@ -248,7 +274,7 @@ void HttpServer::Running::remove(const std::shared_ptr<Connection>& connection)
 {
     const std::lock_guard lock(mutex);
     connections.erase(connection);
-    const auto found = ofAddress.find(peerKey(connection->peer()));
+    const auto found = ofAddress.find(connection->client());
     if (found != ofAddress.end() && --found->second == 0)
         ofAddress.erase(found);
     changed.notify_all();
@@ -259,7 +285,15 @@ void HttpServer::Running::closeAcceptor()
     asio::post(acceptor.get_executor(), [this] {
         error_code ignored;
         acceptor.close(ignored);
+        pause.cancel();
     });
+}
+
+/// No connection is added after it.
+void HttpServer::Running::takeNoMore()
+{
+    const std::lock_guard lock(mutex);
+    stopping = true;
 }
 
 void HttpServer::Running::abortAll()
@@ -267,6 +301,12 @@ void HttpServer::Running::abortAll()
     const std::lock_guard lock(mutex);
     for (const auto& connection : connections)
         connection->abort();
+}
+
+void HttpServer::Running::waitUntilNone()
+{
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return connections.empty(); });
 }
 
 bool HttpServer::Running::waitUntilNone(std::chrono::milliseconds limit)
@@ -278,7 +318,7 @@ bool HttpServer::Running::waitUntilNone(std::chrono::milliseconds limit)
 bool HttpServer::Running::finish()
 {
     closeAcceptor();
-    stopping = true;
+    takeNoMore();
     {
         const std::lock_guard lock(mutex);
         for (const auto& connection : connections)

@@ -616,6 +616,24 @@ private Q_SLOTS:
         QCOMPARE(server.api().signIn(body, "192.0.2.1", longAgo).status, 503);
     }
 
+    void whoDoesNotTakeTheAnswerIsGivenUp()
+    {
+        std::atomic<int> status = -1;
+        std::vector<service::Route> routes;
+        routes.push_back({.method = "GET", .pattern = "/huge", .handler = [](service::Request&) {
+                              return service::Answer{.body = std::string(64UL << 20U, 'x')};
+                          }});
+        const RunningServer server(
+            std::move(routes),
+            {.limits = {.bodyBytesPerSecond = 1'000'000'000, .writeTime = 200ms},
+             .onServed = [&status](const auto& request) {
+                 status = request.status;
+             }});
+        RawHttpClient client(server.port());
+        QVERIFY(client.send(get("/huge")));
+        QTRY_COMPARE(status, 0);
+    }
+
     void eachRequestIsReportedWithItsRoute()
     {
         std::mutex mutex;
@@ -731,6 +749,30 @@ private Q_SLOTS:
         QCOMPARE(statusOf(silent.answer()), 100);
         QVERIFY(server.stop());
         QVERIFY(silent.waitForEnd());
+    }
+
+    void theEndComesHoweverManyKeepAsking()
+    {
+        for (int round = 0; round < 10; ++round) {
+            std::atomic<int> served = 0;
+            auto server = std::make_unique<RunningServer>(
+                plainRoutes(),
+                service::HttpServer::Settings{.limits = {.bodyInMemory = 1000, .graceTime = 1ms},
+                                              .onServed = [&served](const auto&) {
+                                                  ++served;
+                                              }});
+            const int port = server->port();
+            std::vector<std::jthread> clients;
+            for (int i = 0; i < 4; ++i)
+                clients.emplace_back([port](const std::stop_token& stop) {
+                    while (!stop.stop_requested())
+                        static_cast<void>(
+                            RawHttpClient(port).post("/echo", QByteArray(20'000, 'x')));
+                });
+            QTRY_VERIFY(served >= 20);
+            QVERIFY(server->stop());
+            server.reset();
+        }
     }
 
     void behindAProxyTheForwardedAddressIsHeldOff()
