@@ -10,11 +10,13 @@
 #include "service/database_session.h"
 #include "service/http/server.h"
 #include "service/password_hasher.h"
+#include "service/request_log.h"
 #include "service/schema.h"
 
 #include <QCoreApplication>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -36,6 +38,7 @@ using service::DatabaseSession;
 
 constexpr std::size_t kFewestCharacters = 10;
 constexpr std::size_t kUploadsInFiles = 4;
+constexpr std::chrono::seconds kPatienceForTheLog(1);
 // What they have in hand is at most 64 MiB of buffers, and leaves the others theirs.
 constexpr std::size_t kConnectionsOfAnAddress = 512;
 
@@ -193,8 +196,10 @@ int serve(const DatabaseAddress& address, const CommandLine& line)
                 isV6 ? "]" : "",
                 port.value());
     std::fflush(stdout);
+    const bool ended = server.serve(stop);
+    service::flushLog(kPatienceForTheLog);
     // Threads that cannot be broken off would still use what is about to be taken down.
-    if (!server.serve(stop))
+    if (!ended)
         std::_Exit(EXIT_SUCCESS);
     return EXIT_SUCCESS;
 }

@@ -3,9 +3,12 @@
 #include "service/request_log.h"
 
 #include "base/iso8601.h"
+#include "service/log_writer.h"
 
 #include <array>
 #include <cstdio>
+#include <exception>
+#include <unistd.h>
 
 namespace service {
 
@@ -32,6 +35,13 @@ std::string word(std::string_view text)
     return out.empty() ? "-" : out;
 }
 
+/// Never destroyed: who takes nothing from standard error does not keep the service from ending.
+LogWriter& standardError()
+{
+    static auto* const writer = new LogWriter(STDERR_FILENO);
+    return *writer;
+}
+
 } // namespace
 
 std::string logLine(const LoggedRequest& request)
@@ -47,10 +57,18 @@ std::string logLine(const LoggedRequest& request)
            " id=" + word(request.id) + '\n';
 }
 
-void writeLog(std::string_view line)
+void writeLog(std::string_view line) noexcept
 {
-    // A full disk or a closed pipe is no reason to stop serving.
-    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));
+    try {
+        standardError().write(line);
+    } catch (const std::exception&) {
+        // Without a thread for it the log is not worth the service.
+    }
+}
+
+void flushLog(std::chrono::milliseconds limit)
+{
+    standardError().flush(limit);
 }
 
 } // namespace service

@@ -29,7 +29,10 @@ struct LoggedRequest
 /// a long path is cut. Any thread.
 [[nodiscard]] std::string logLine(const LoggedRequest& request);
 
-/// Writes a line to standard error in one piece. Any thread.
-void writeLog(std::string_view line);
+/// Has a line written to standard error, by a thread that nobody waits for (LogWriter). Any thread.
+void writeLog(std::string_view line) noexcept;
+
+/// Waits until what was logged has been written, so long at most. Any thread.
+void flushLog(std::chrono::milliseconds limit);
 
 } // namespace service
