@@ -15,11 +15,12 @@ struct HttpLimits
     std::size_t targetBytes = 8UL << 10U;
     /// A longer body goes to a temporary file, where its route takes longer ones at all.
     std::size_t bodyInMemory = 8UL << 20U;
-    /// Of all bodies in hand of routes that take no longer ones, and of the others: for these there
-    /// are files when that memory is used up, and they use up nobody else's.
-    /// Of a short one so much has its place whatever others send: with the bound on connections
-    /// that is bounded, too, and no unfinished ones keep others from signing in.
+    /// Of each short body (of a route that takes at most 64 KiB) so much has its place whatever
+    /// others send, so that no unfinished ones keep anybody from signing in. The bound on
+    /// connections bounds it.
     std::size_t ofEachShortBody = 4UL << 10U;
+    /// What all short ones in hand have beyond that, and what the others have: where these may be
+    /// long, there are files when that memory is used up.
     std::size_t allBodiesInMemory = 64UL << 20U;
     std::size_t allLongBodiesInMemory = 64UL << 20U;
     std::size_t allBodiesInFiles = 2048UL << 20U;
