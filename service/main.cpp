@@ -16,8 +16,10 @@
 #include "service/request_log.h"
 
 #include <QCoreApplication>
+#include <QScopeGuard>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -39,13 +41,14 @@ using service::DatabaseAddress;
 using service::DatabaseSession;
 
 constexpr std::size_t kUploadsInFiles = 4;
-// So many cannot use up the memory for short bodies.
+constexpr std::chrono::seconds kPatienceForTheLog(1);
+// What they have in hand is at most 64 MiB of buffers, and leaves the others theirs.
 constexpr std::size_t kConnectionsOfAnAddress = 512;
 constexpr std::size_t kConnectionsForFigures = 32;
 
 int complain(const std::string& text)
 {
-    service::writeLog(service::troubleLine(text));
+    service::writeTrouble(text);
     return EXIT_FAILURE;
 }
 
@@ -119,6 +122,7 @@ service::Result<Addresses> addressesOf(const CommandLine& line)
 service::HttpServer::Settings settingsOfMetrics()
 {
     service::HttpServer::Settings settings;
+    settings.bodyFolder = temporaryFolder();
     settings.limits.connections = kConnectionsForFigures;
     settings.limits.threads = 1;
     settings.limits.workers = 2;
@@ -193,8 +197,10 @@ int serve(const Addresses& addresses, const CommandLine& line)
     manager.tell("READY=1");
     waitFor(stop);
     manager.tell("STOPPING=1");
+    const bool ended = server.serve(stop);
+    service::flushLog(kPatienceForTheLog);
     // Threads that cannot be broken off would still use what is about to be taken down.
-    if (!server.serve(stop))
+    if (!ended)
         std::_Exit(EXIT_SUCCESS);
     return EXIT_SUCCESS;
 }
@@ -225,6 +231,7 @@ int run(const CommandLine& line)
 // NOLINTNEXTLINE(bugprone-exception-escape): a Result is looked at before its value is taken
 int main(int argc, char** argv)
 {
+    const auto flush = qScopeGuard([] { service::flushLog(kPatienceForTheLog); });
     ::umask(S_IRWXG | S_IRWXO); // the database and the files beside it hold personal data
     const QCoreApplication application(argc, argv);
     const auto line = CommandLine::parse(QCoreApplication::arguments().mid(1),

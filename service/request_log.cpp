@@ -4,9 +4,12 @@
 
 #include "base/iso8601.h"
 #include "base/json_writer.h"
+#include "service/log_writer.h"
 
 #include <array>
 #include <cstdio>
+#include <exception>
+#include <unistd.h>
 
 namespace service {
 
@@ -74,6 +77,18 @@ std::string jsonLine(const LoggedRequest& request)
     return line + "}\n";
 }
 
+std::string noteOfDropped(std::size_t lines)
+{
+    return troubleLine(std::to_string(lines) + " lines of the log were dropped, nobody took them");
+}
+
+/// Never destroyed: who takes nothing from standard error does not keep the service from ending.
+LogWriter& standardError()
+{
+    static auto* const writer = new LogWriter(STDERR_FILENO, noteOfDropped);
+    return *writer;
+}
+
 } // namespace
 
 void setLogFormat(LogFormat format)
@@ -112,10 +127,27 @@ std::string troubleLine(std::string_view text, std::string_view request)
     return line + "}\n";
 }
 
-void writeLog(std::string_view line)
+void writeTrouble(std::string_view text, std::string_view request) noexcept
 {
-    // A full disk or a closed pipe is no reason to stop serving.
-    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));
+    try {
+        writeLog(troubleLine(text, request));
+    } catch (const std::exception&) {
+        // Without memory for a line there is none.
+    }
+}
+
+void writeLog(std::string_view line) noexcept
+{
+    try {
+        standardError().write(line);
+    } catch (const std::exception&) {
+        // Without a thread for it the log is not worth the service.
+    }
+}
+
+void flushLog(std::chrono::milliseconds limit)
+{
+    standardError().flush(limit);
 }
 
 } // namespace service

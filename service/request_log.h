@@ -38,7 +38,13 @@ void setLogFormat(LogFormat format);
 /// `request` is the one that it happened to; empty for none. Any thread.
 [[nodiscard]] std::string troubleLine(std::string_view text, std::string_view request = {});
 
-/// Writes a line to standard error in one piece. Any thread.
-void writeLog(std::string_view line);
+/// Has a line written to standard error, by a thread that nobody waits for (LogWriter). Any thread.
+void writeLog(std::string_view line) noexcept;
+
+/// The same with troubleLine().
+void writeTrouble(std::string_view text, std::string_view request = {}) noexcept;
+
+/// Waits until what was logged has been written, so long at most. Any thread.
+void flushLog(std::chrono::milliseconds limit);
 
 } // namespace service

@@ -35,7 +35,7 @@ std::string keyOfAccount(const SignInRequest& request)
 
 Answer unavailable(const DatabaseFailure& failure)
 {
-    writeLog(troubleLine(failure.text));
+    writeTrouble(failure.text);
     Answer answer = refusal(503, "The database cannot be used at the moment");
     answer.retryAfter = kRetryAfterTrouble;
     return answer;
@@ -93,13 +93,13 @@ struct Api::Attempt
     bool fromKnownDevice = false;
 };
 
-Answer Api::signIn(std::string body, const std::string& peer)
+Answer Api::signIn(std::string body, const std::string& peer, Clock::time_point began)
 {
     auto request = decodeSignInRequest(std::move(body));
     if (!request)
         return refusal(request.error());
     const auto forget = qScopeGuard([&request] { platform::wipe(request.value().password); });
-    return signIn(request.value(), digestOf({peerKey(peer)}));
+    return signIn(request.value(), digestOf({peerKey(peer)}), began);
 }
 
 DatabaseResult<Api::Attempt> Api::look(const SignInRequest& request, const std::string& network)
@@ -151,7 +151,9 @@ DatabaseResult<std::monostate> Api::noteFailure(const SignInRequest& request,
     });
 }
 
-Answer Api::signIn(const SignInRequest& request, const std::string& network)
+Answer Api::signIn(const SignInRequest& request,
+                   const std::string& network,
+                   Clock::time_point began)
 {
     // Before anything is computed: a flood of refused attempts costs a look into the database each.
     const auto early = look(request, network);
@@ -160,7 +162,9 @@ Answer Api::signIn(const SignInRequest& request, const std::string& network)
     std::optional<Answer> refused = refuseOften(early.value());
     if (refused && !early.value().fromKnownDevice)
         return *std::move(refused);
-    auto turn = m_hasher.turn(kPatienceForAHash);
+    const auto patience =
+        std::chrono::ceil<std::chrono::milliseconds>(began + kPatienceForAHash - Clock::now());
+    auto turn = m_hasher.turn(std::max(patience, std::chrono::milliseconds(0)));
     if (!turn)
         return overloaded();
     // Again: the attempts that came with this one may have failed meanwhile.
@@ -197,7 +201,7 @@ Api::welcome(const SignInRequest& request, const std::string& network, const Att
             return clearFailures(session, keyOfAccount(request), network);
         });
         if (!cleared) // is of no importance for the one who has signed in
-            writeLog(troubleLine(cleared.error().text));
+            writeTrouble(cleared.error().text);
     }
     return signedIn(*attempt.user, token);
 }

@@ -9,6 +9,7 @@
 #include "service/password_hasher.h"
 #include "service/result.h"
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -21,6 +22,8 @@ namespace service {
 class Api final
 {
 public:
+    using Clock = std::chrono::steady_clock;
+
     struct Limits
     {
         /// So many failures within a quarter of an hour are borne.
@@ -39,8 +42,9 @@ public:
 
     Api(Database& database, PasswordHasher& hasher, const Limits& limits);
 
-    /// POST /api/token with `body` from the address `peer`.
-    [[nodiscard]] Answer signIn(std::string body, const std::string& peer);
+    /// POST /api/token with `body` from the address `peer`, of a request that began at `began`: who
+    /// has waited too long since then is put off.
+    [[nodiscard]] Answer signIn(std::string body, const std::string& peer, Clock::time_point began);
 
     /// Whose request it is, by its header Authorization; else how it is answered.
     [[nodiscard]] Result<std::int64_t, Answer> authenticate(const std::string& authorization);
@@ -51,7 +55,8 @@ public:
 private:
     struct Attempt;
 
-    [[nodiscard]] Answer signIn(const SignInRequest& request, const std::string& network);
+    [[nodiscard]] Answer
+    signIn(const SignInRequest& request, const std::string& network, Clock::time_point began);
     [[nodiscard]] Answer
     welcome(const SignInRequest& request, const std::string& network, const Attempt& attempt);
     [[nodiscard]] DatabaseResult<Attempt> look(const SignInRequest& request,

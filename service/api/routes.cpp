@@ -17,8 +17,9 @@ std::vector<Route> apiRoutes(Api& api, std::uint64_t largestUpload)
          .caller = Caller::Anybody,
          .handler =
              [&api](Request& request) {
-                 return api.signIn(request.body->takeText(), request.peer);
-             }},
+                 return api.signIn(request.body->takeText(), request.peer, request.began);
+             },
+         .work = Work::Long},
         {.method = "POST",
          .pattern = "/api/activity-log",
          .bodyLimit = largestUpload,

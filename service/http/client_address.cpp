@@ -35,7 +35,9 @@ std::optional<std::string> forwardedClient(std::string_view forwardedFor)
 std::string peerKey(const std::string& address)
 {
     std::array<unsigned char, 16> bytes = {};
-    if (::inet_pton(AF_INET6, address.c_str(), bytes.data()) != 1)
+    // An address of the link has the name of its interface behind it.
+    const std::string number = address.substr(0, address.find('%'));
+    if (::inet_pton(AF_INET6, number.c_str(), bytes.data()) != 1)
         return address;
     // An IPv4 address in the clothes of IPv6 is one of many in the same 64 bits.
     constexpr std::array<unsigned char, 12> kMapped = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};

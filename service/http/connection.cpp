@@ -22,12 +22,14 @@
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <random>
 #include <string.h>
+#include <system_error>
 #include <utility>
 
 namespace service {
@@ -38,12 +40,14 @@ using boost::system::error_code;
 
 namespace {
 
-constexpr std::size_t kBufferBytes = 64UL << 10U;
-/// Handed on at a time.
-constexpr std::size_t kPieceBytes = 64UL << 10U;
+/// A buffer that was full is followed by one twice as large, so that the largest ones are with
+/// those who send much.
+constexpr std::size_t kFirstBufferBytes = 4UL << 10U;
+constexpr std::size_t kMostBufferBytes = 64UL << 10U;
 constexpr std::size_t kMostLingerBytes = 256UL << 20U;
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 constexpr std::string_view kEndOfHeader = "\r\n\r\n";
+constexpr std::chrono::seconds kRetryWhenFull(10);
 constexpr int kHttp10 = 10;
 constexpr int kHttp11 = 11;
 
@@ -141,11 +145,35 @@ void compress(Answer& answer, const Request& request)
     }
 }
 
+/// To a request that failed by itself.
+Answer failed(const std::exception& failure)
+{
+    const auto* const system = dynamic_cast<const std::system_error*>(&failure);
+    const bool isDiskFull =
+        system != nullptr && (system->code() == std::errc::no_space_on_device ||
+                              system->code() == std::error_code(EDQUOT, std::generic_category()));
+    if (!isDiskFull)
+        return refusal(500, "The request could not be dealt with");
+    Answer answer = refusal(507, "There is no room on the disk of the service");
+    answer.retryAfter = kRetryWhenFull;
+    return answer;
+}
+
+Answer putOff(std::string_view message)
+{
+    Answer answer = refusal(503, message);
+    answer.retryAfter = kRetryWhenFull;
+    return answer;
+}
+
 Answer noRoom()
 {
-    Answer answer = refusal(503, "Too many uploads at the moment");
-    answer.retryAfter = std::chrono::seconds(10);
-    return answer;
+    return putOff("Too many uploads at the moment");
+}
+
+Answer tooBusy()
+{
+    return putOff("Too many requests at the moment");
 }
 
 } // namespace
@@ -154,7 +182,6 @@ Answer noRoom()
 struct Connection::Exchange
 {
     std::chrono::system_clock::time_point time = std::chrono::system_clock::now();
-    Clock::time_point began = Clock::now();
     Request request;
     const Route* route = nullptr;
     std::optional<http::request_parser<http::buffer_body>> parser;
@@ -171,6 +198,7 @@ Connection::Connection(Socket socket, std::string peer, const ConnectionEnvironm
     : m_socket(std::move(socket))
     , m_timer(m_socket.get_executor())
     , m_peer(std::move(peer))
+    , m_client(peerKey(m_peer))
     , m_environment(environment)
 {
 }
@@ -178,6 +206,7 @@ Connection::Connection(Socket socket, std::string peer, const ConnectionEnvironm
 asio::awaitable<void> Connection::serve()
 {
     const std::shared_ptr<Connection> self = shared_from_this();
+    const auto forget = qScopeGuard([this] { letGoOfBuffer(); });
     for (;;) {
         const bool wanted = co_await waitForRequest();
         if (!wanted)
@@ -236,7 +265,7 @@ asio::awaitable<bool> Connection::waitForRequest()
         count = m_socket.read_some(asio::buffer(&first, 1), error);
     if (count == 0)
         co_return false;
-    m_buffer.resize(kBufferBytes);
+    m_buffer.resize(kFirstBufferBytes);
     m_buffer.front() = first;
     m_begin = 0;
     m_end = 1;
@@ -252,10 +281,10 @@ asio::awaitable<bool> Connection::serveRequest()
     try {
         co_await deal(exchange);
     } catch (const std::exception& failure) {
-        writeLog(troubleLine(failure.what(), exchange.request.id));
-        exchange.answer = refusal(500, "The request could not be dealt with");
+        writeTrouble(failure.what(), exchange.request.id);
+        exchange.answer = failed(failure);
     }
-    exchange.request.body.reset();
+    letGoOf(std::move(exchange.request.body));
     co_await send(exchange);
     finish(exchange);
     if (exchange.gone || m_aborted)
@@ -268,7 +297,7 @@ asio::awaitable<bool> Connection::serveRequest()
 asio::awaitable<void> Connection::deal(Exchange& exchange)
 {
     const HttpLimits& limits = m_environment.settings.limits;
-    setDeadline(exchange.began + limits.headerTime);
+    setDeadline(exchange.request.began + limits.headerTime);
     exchange.bodyUnread = true;
     const std::size_t size = co_await receiveHeader(exchange);
     if (size == 0)
@@ -285,33 +314,51 @@ asio::awaitable<void> Connection::deal(Exchange& exchange)
     if (route.caller == Caller::Bearer) {
         clearDeadline();
         std::optional<Result<std::int64_t, Answer>> user;
-        const auto authenticate = [this, &exchange, &user]() -> asio::awaitable<void> {
+        const std::function<void()> authenticate = [this, &exchange, &user] {
             user = m_environment.settings.authenticate(exchange.request.value("authorization"));
-            co_return;
         };
-        co_await asio::co_spawn(m_environment.gate, authenticate, asio::use_awaitable);
-        if (!*user) {
-            exchange.answer = user->error();
+        const bool asked = co_await perform(m_environment.gate, authenticate);
+        if (!asked || !*user) {
+            exchange.answer = asked ? user->error() : tooBusy();
             co_return;
         }
         exchange.request.user = user->value();
     }
-    if (exchange.bodyUnread)
+    // Also an empty one: its handler relies on a body.
+    if (route.bodyLimit > 0)
         co_await receiveBody(exchange);
     if (exchange.answer)
         co_return;
     clearDeadline();
-    if (!route.mayBlock) {
+    if (route.work == Work::Instant) {
         exchange.answer = route.handler(exchange.request);
         co_return;
     }
-    const auto handle = [&exchange, &route]() -> asio::awaitable<void> {
+    const std::function<void()> handle = [&exchange, &route] {
         exchange.answer = route.handler(exchange.request);
         exchange.request.body.reset();
         compress(*exchange.answer, exchange.request);
+    };
+    WorkerPool& workers =
+        route.work == Work::Long ? m_environment.workersApart : m_environment.workers;
+    const bool dealtWith = co_await perform(workers, handle);
+    if (!dealtWith)
+        exchange.answer = tooBusy();
+}
+
+/// Has `work` done by `pool`, and waits for it. False when that has too much to do already, or the
+/// connection is broken off.
+asio::awaitable<bool> Connection::perform(WorkerPool& pool, const std::function<void()>& work)
+{
+    const std::optional<WorkerPool::Place> place = pool.place();
+    if (!place || m_aborted)
+        co_return false;
+    const auto job = [&work]() -> asio::awaitable<void> {
+        work();
         co_return;
     };
-    co_await asio::co_spawn(m_environment.workers, handle, asio::use_awaitable);
+    co_await asio::co_spawn(pool.threads(), job, asio::use_awaitable);
+    co_return true;
 }
 
 /// Takes in the header of a request, and says how long it is; 0 when there is an answer instead.
@@ -349,8 +396,8 @@ void Connection::parseHeader(Exchange& exchange, std::size_t size)
     Request& request = exchange.request;
     noteFirstLine(received(), request);
     auto& parser = exchange.parser.emplace();
-    parser.header_limit(static_cast<std::uint32_t>(kBufferBytes)); // it is shorter already
-    parser.body_limit(boost::none);                                // until the route is known
+    parser.header_limit(static_cast<std::uint32_t>(kMostBufferBytes)); // it is shorter already
+    parser.body_limit(boost::none);                                    // until the route is known
     error_code error;
     const std::size_t used = parser.put(asio::buffer(received().substr(0, size)), error);
     if (error || used != size || !parser.is_header_done() ||
@@ -419,12 +466,13 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
         parser.content_length().value_or(std::min<std::uint64_t>(limit, limits.bodyInMemory));
     setDeadline(Clock::now() + limits.bodyTime +
                 std::chrono::seconds(announced / limits.bodyBytesPerSecond));
-    if (exchange.request.has("expect") && m_begin == m_end && exchange.version == kHttp11)
+    if (exchange.request.has("expect") && !parser.is_done() && m_begin == m_end &&
+        exchange.version == kHttp11)
         co_await sayContinue();
     parser.body_limit(limit);
     exchange.request.body = std::make_unique<RequestBody>(m_environment.room, limit);
     RequestBody& body = *exchange.request.body;
-    std::string piece(std::min<std::uint64_t>(limit, kPieceBytes), '\0');
+    std::string piece;
     const auto forget = qScopeGuard([&piece] { platform::wipe(piece); });
     std::size_t filled = 0;
     bool wantsMore = m_begin == m_end;
@@ -435,6 +483,11 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
                 exchange.answer = m_tooSlow ? refusal(408, "The body came too slowly") : badBody();
                 co_return;
             }
+        }
+        const std::size_t room = std::min<std::uint64_t>(announced, m_buffer.size());
+        if (filled == 0 && piece.size() < room) {
+            platform::wipe(piece);
+            piece = std::string(room, '\0');
         }
         auto& out = parser.get().body();
         out.data = piece.data() + filled;
@@ -453,15 +506,13 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
         if (filled == 0 || (!isFull && !parser.is_done()))
             continue;
         const std::string_view whole(piece.data(), filled);
-        bool kept = false;
-        if (body.goesToDisk(filled)) {
+        bool kept = body.appendInMemory(whole);
+        if (!kept && body.mayUseFile() && !m_aborted) {
             const auto append = [&body, &kept, whole]() -> asio::awaitable<void> {
-                kept = body.append(whole);
+                kept = body.appendInFile(whole);
                 co_return;
             };
             co_await asio::co_spawn(m_environment.disk, append, asio::use_awaitable);
-        } else {
-            kept = body.append(whole);
         }
         if (!kept) {
             exchange.answer = noRoom();
@@ -476,8 +527,10 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
 asio::awaitable<void> Connection::sayContinue()
 {
     error_code ignored; // who does not take it does not send either
+    m_writing = true;
     co_await asio::async_write(
         m_socket, asio::buffer(kContinue), asio::redirect_error(asio::use_awaitable, ignored));
+    m_writing = false;
 }
 
 asio::awaitable<void> Connection::send(Exchange& exchange)
@@ -507,8 +560,10 @@ asio::awaitable<void> Connection::send(Exchange& exchange)
     setDeadline(Clock::now() + limits.writeTime +
                 std::chrono::seconds(response.body().size() / limits.bodyBytesPerSecond));
     error_code error;
+    m_writing = true;
     co_await http::async_write(
         m_socket, response, asio::redirect_error(asio::use_awaitable, error));
+    m_writing = false;
     exchange.gone = static_cast<bool>(error);
     exchange.status = error ? 0 : answer.status;
 }
@@ -520,10 +575,12 @@ asio::awaitable<void> Connection::linger()
     const HttpLimits& limits = m_environment.settings.limits;
     error_code error;
     m_socket.shutdown(Socket::shutdown_send, error);
-    const auto end = Clock::now() + limits.lingerTime;
+    const auto began = Clock::now();
     for (std::size_t taken = 0; !error && taken < kMostLingerBytes;) {
-        taken += m_end - m_begin;
-        m_begin = m_end = 0;
+        taken += m_end - std::exchange(m_begin, m_end);
+        // A client that reads the answer when it has sent everything may have a slow line.
+        const auto end = began + limits.lingerTime +
+                         std::chrono::milliseconds(1000 * taken / limits.lingerBytesPerSecond);
         // Who is silent has read the answer, or waits for us to close.
         setDeadline(std::min(end, Clock::now() + limits.lingerSilence));
         const bool more = co_await receive();
@@ -535,12 +592,11 @@ asio::awaitable<void> Connection::linger()
 /// Takes in what comes next; false at the end of it, or when there is no time or room left.
 asio::awaitable<bool> Connection::receive()
 {
+    const bool wasFull = m_end == m_buffer.size();
     if (m_begin == m_end)
         m_begin = m_end = 0;
-    if (m_end == m_buffer.size() && m_begin > 0) {
-        std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
-        m_end -= std::exchange(m_begin, 0);
-    }
+    if (wasFull)
+        makeRoom();
     if (m_end == m_buffer.size() || m_tooSlow || m_aborted)
         co_return false;
     error_code error;
@@ -553,7 +609,7 @@ asio::awaitable<bool> Connection::receive()
 
 void Connection::finish(Exchange& exchange) const
 {
-    const auto duration = Clock::now() - exchange.began;
+    const auto duration = Clock::now() - exchange.request.began;
     const std::optional<std::int64_t> user =
         exchange.answer && exchange.answer->user ? exchange.answer->user : exchange.request.user;
     writeLog(logLine({.time = exchange.time,
@@ -586,6 +642,9 @@ void Connection::setDeadline(Clock::time_point deadline)
             return;
         self->m_tooSlow = true;
         error_code ignored;
+        // Between two pieces of an answer there is nothing to cancel, and the next would wait on.
+        if (self->m_writing)
+            self->m_socket.shutdown(Socket::shutdown_both, ignored);
         self->m_socket.cancel(ignored);
     });
 }
@@ -600,6 +659,27 @@ void Connection::clearDeadline()
 std::string_view Connection::received() const
 {
     return {m_buffer.data() + m_begin, m_end - m_begin};
+}
+
+/// What is in the buffer moves to its beginning, and a small buffer becomes a larger one.
+void Connection::makeRoom()
+{
+    const std::size_t size = m_buffer.size();
+    std::vector<char> larger(size < kMostBufferBytes ? 2 * size : 0);
+    char* const to = larger.empty() ? m_buffer.data() : larger.data();
+    std::memmove(to, m_buffer.data() + m_begin, m_end - m_begin);
+    m_end -= std::exchange(m_begin, 0);
+    if (!larger.empty()) {
+        ::explicit_bzero(m_buffer.data(), size);
+        m_buffer = std::move(larger);
+    }
+}
+
+/// Freeing a file may take as long as writing it.
+void Connection::letGoOf(std::unique_ptr<RequestBody> body) const
+{
+    if (body != nullptr && body->isInFile())
+        asio::post(m_environment.disk, [body = std::move(body)] {});
 }
 
 /// It may have held a password.

@@ -6,6 +6,7 @@
 #include "service/http/origin.h"
 #include "service/http/routes.h"
 #include "service/http/server.h"
+#include "service/http/worker_pool.h"
 #include "service/request_log.h"
 
 #include <atomic>
@@ -17,6 +18,7 @@
 #include <boost/asio/thread_pool.hpp>
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,10 +37,12 @@ struct ConnectionEnvironment
     const HttpServer::Settings& settings;
     const OwnAddress& own;
     BodyRoom& room;
-    /// For the handlers, for what blocks on the disk, and for finding out whose a request is.
-    boost::asio::thread_pool& workers;
+    /// For the handlers, for those apart, for what blocks on the disk, and for finding out whose a
+    /// request is.
+    WorkerPool& workers;
+    WorkerPool& workersApart;
     boost::asio::thread_pool& disk;
-    boost::asio::thread_pool& gate;
+    WorkerPool& gate;
     const std::atomic<bool>& stopping;
 };
 
@@ -64,7 +68,8 @@ public:
 
     [[nodiscard]] Strand strand() { return m_socket.get_executor(); }
 
-    [[nodiscard]] const std::string& peer() const { return m_peer; }
+    /// What counts as its client.
+    [[nodiscard]] const std::string& client() const { return m_client; }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -72,6 +77,8 @@ private:
 
     [[nodiscard]] boost::asio::awaitable<bool> waitForRequest();
     [[nodiscard]] boost::asio::awaitable<bool> serveRequest();
+    [[nodiscard]] boost::asio::awaitable<bool> perform(WorkerPool& pool,
+                                                       const std::function<void()>& work);
     [[nodiscard]] boost::asio::awaitable<void> deal(Exchange& exchange);
     [[nodiscard]] boost::asio::awaitable<std::size_t> receiveHeader(Exchange& exchange);
     [[nodiscard]] boost::asio::awaitable<void> receiveBody(Exchange& exchange);
@@ -87,11 +94,14 @@ private:
     void setDeadline(Clock::time_point deadline);
     void clearDeadline();
     [[nodiscard]] std::string_view received() const;
+    void makeRoom();
+    void letGoOf(std::unique_ptr<RequestBody> body) const;
     void letGoOfBuffer();
 
     Socket m_socket;
     boost::asio::steady_timer m_timer;
     std::string m_peer;
+    std::string m_client;
     const ConnectionEnvironment& m_environment;
     std::vector<char> m_buffer;
     std::size_t m_begin = 0;
@@ -99,6 +109,7 @@ private:
     unsigned m_deadlines = 0; // counts them, so that an old one does not fire for a new one
     bool m_tooSlow = false;
     bool m_idle = false;
+    bool m_writing = false;
     bool m_aborted = false;
 };
 

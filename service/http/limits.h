@@ -15,8 +15,12 @@ struct HttpLimits
     std::size_t targetBytes = 8UL << 10U;
     /// A longer body goes to a temporary file, where its route takes longer ones at all.
     std::size_t bodyInMemory = 8UL << 20U;
-    /// Of all bodies in hand of routes that take no longer ones, and of the others: for these there
-    /// are files when that memory is used up, and they use up nobody else's.
+    /// Of each short body (of a route that takes at most 64 KiB) so much has its place whatever
+    /// others send, so that no unfinished ones keep anybody from signing in. The bound on
+    /// connections bounds it.
+    std::size_t ofEachShortBody = 4UL << 10U;
+    /// What all short ones in hand have beyond that, and what the others have: where these may be
+    /// long, there are files when that memory is used up.
     std::size_t allBodiesInMemory = 64UL << 20U;
     std::size_t allLongBodiesInMemory = 64UL << 20U;
     std::size_t allBodiesInFiles = 2048UL << 20U;
@@ -31,10 +35,12 @@ struct HttpLimits
     std::chrono::milliseconds writeTime = std::chrono::seconds(30);
     /// How long a connection is kept for the next request.
     std::chrono::milliseconds idleTime = std::chrono::seconds(60);
-    /// How long what the client still sends is read away when the answer did not wait for it.
-    std::chrono::milliseconds lingerTime = std::chrono::seconds(30);
+    /// How long what the client still sends is read away when the answer did not wait for it, and
+    /// beyond it a second for every so many bytes that have come.
+    std::chrono::milliseconds lingerTime = std::chrono::seconds(5);
+    std::size_t lingerBytesPerSecond = 64UL << 10U;
     /// The same for a client that sends nothing more.
-    std::chrono::milliseconds lingerSilence = std::chrono::seconds(1);
+    std::chrono::milliseconds lingerSilence = std::chrono::seconds(5);
 
     std::size_t connections = 16384;
     /// Of one client's address (IPv6: its first 64 bits); 0 for no bound.
@@ -42,8 +48,13 @@ struct HttpLimits
     /// Threads that carry connections, and those that requests are dealt with on.
     int threads = 2;
     int workers = 32;
+    /// The same for routes that are dealt with apart.
+    int workersApart = 8;
     /// Threads that find out whose requests these are, so that this waits for no other work.
     int gatekeepers = 4;
+    /// So many requests for each of these threads may wait for one; the others are put off.
+    std::size_t waitingForAWorker = 8;
+    std::size_t waitingForAGatekeeper = 64;
     /// After the request to end, how long what is in hand may take.
     std::chrono::milliseconds graceTime = std::chrono::seconds(10);
 };

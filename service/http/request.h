@@ -4,6 +4,7 @@
 
 #include "service/http/request_body.h"
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -19,6 +20,8 @@ struct Request
 {
     /// In its line of the log, and in the answer as X-Request-Id.
     std::string id;
+    /// When its first byte came.
+    std::chrono::steady_clock::time_point began = std::chrono::steady_clock::now();
     /// The client's address; behind a trusted proxy what that says.
     std::string peer;
     std::string method;

@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "service/http/request_body.h"
 
+#include "base/wipe.h"
+
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -14,46 +17,77 @@ namespace service {
 namespace {
 
 constexpr std::size_t kPieceOfAFile = 256UL << 10U;
-/// Beyond it a body is not made room for in advance: the client may never send it.
-constexpr std::uint64_t kSmall = 64UL << 10U;
+/// Routes with a higher limit take long bodies.
+constexpr std::uint64_t kLongestShort = 64UL << 10U;
 constexpr std::size_t kPadding = 64; // of a parser
+
+[[noreturn]] void fail(const std::string& what)
+{
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// A file in `folder` that has no name any more.
+int unnamedFile(const std::string& folder)
+{
+    std::string name = folder + "/velomira-body-XXXXXX";
+    const int file = ::mkostemp(name.data(), O_CLOEXEC);
+    if (file < 0)
+        fail("making a file for a body in " + folder);
+    ::unlink(name.c_str());
+    return file;
+}
 
 } // namespace
 
+std::error_code faultOfFolder(const std::string& folder)
+{
+    try {
+        ::close(unnamedFile(folder));
+    } catch (const std::system_error& failure) {
+        return failure.code();
+    }
+    return {};
+}
+
 RequestBody::RequestBody(BodyRoom& room, std::uint64_t limit)
     : m_room(room)
-    , m_memory(limit > room.inMemory ? room.memoryOfLong : room.memory)
+    , m_memory(limit > kLongestShort ? room.memoryOfLong : room.memory)
     , m_onDisk(room.files)
     , m_mayUseFile(limit > room.inMemory)
+    , m_withoutShare(limit > kLongestShort ? 0 : room.ofEachShort)
 {
-    if (limit <= kSmall)
-        m_text.reserve(limit + kPadding); // a password leaves no copies by growing
 }
 
 RequestBody::~RequestBody()
 {
     if (m_file >= 0)
         ::close(m_file);
+    else
+        platform::wipe(m_text);
 }
 
-bool RequestBody::goesToDisk(std::size_t bytes) const
+bool RequestBody::appendInMemory(std::string_view piece)
 {
-    // In doubt yes: memory that is short is seen by append() only.
-    return m_mayUseFile && (m_file >= 0 || m_size + bytes > m_room.inMemory / 8);
+    const std::size_t size = m_text.size() + piece.size();
+    if (m_file >= 0 || size > m_room.inMemory)
+        return false;
+    const auto share = [this](std::size_t bytes) {
+        return bytes - std::min(bytes, m_withoutShare);
+    };
+    if (!m_memory.grow(share(size) - share(m_text.size())))
+        return false;
+    makeRoom(size);
+    m_text += piece;
+    m_size = size;
+    return true;
 }
 
-bool RequestBody::append(std::string_view piece)
+bool RequestBody::appendInFile(std::string_view piece)
 {
-    if (m_file < 0 && m_text.size() + piece.size() <= m_room.inMemory &&
-        m_memory.grow(piece.size())) {
-        m_text += piece;
-        m_size += piece.size();
-        return true;
-    }
-    if (!m_mayUseFile || (m_file < 0 && !moveToFile()))
+    if ((m_file < 0 && !moveToFile()) || !write(piece))
         return false;
     m_size += piece.size();
-    return write(piece);
+    return true;
 }
 
 std::string_view RequestBody::piece(std::uint64_t offset)
@@ -68,7 +102,7 @@ std::string_view RequestBody::piece(std::uint64_t offset)
         count = ::pread(m_file, m_text.data(), m_text.size(), static_cast<off_t>(offset));
     while (count < 0 && errno == EINTR);
     if (count <= 0)
-        throw std::system_error(errno, std::generic_category(), "reading a body");
+        fail("reading a body");
     return {m_text.data(), static_cast<std::size_t>(count)};
 }
 
@@ -77,19 +111,28 @@ std::string RequestBody::takeText()
     return std::exchange(m_text, std::string());
 }
 
+/// By growing alone a text leaves copies of itself.
+void RequestBody::makeRoom(std::size_t bytes)
+{
+    if (bytes + kPadding <= m_text.capacity())
+        return;
+    std::string larger;
+    larger.reserve(std::max(bytes, 2 * m_text.size()) + kPadding);
+    larger += m_text;
+    platform::wipe(m_text);
+    m_text = std::move(larger);
+}
+
 bool RequestBody::moveToFile()
 {
-    std::string name = m_room.folder + "/velomira-body-XXXXXX";
-    m_file = ::mkostemp(name.data(), O_CLOEXEC);
-    if (m_file < 0)
-        return false;
-    ::unlink(name.c_str());
+    m_file = unnamedFile(m_room.folder);
     const bool written = write(m_text);
     m_text = std::string(); // with its memory
     m_memory.giveBack();
     return written;
 }
 
+/// False when the room of all files is used up.
 bool RequestBody::write(std::string_view piece)
 {
     if (!m_onDisk.grow(piece.size()))
@@ -97,7 +140,7 @@ bool RequestBody::write(std::string_view piece)
     while (!piece.empty()) {
         const ssize_t count = ::write(m_file, piece.data(), piece.size());
         if (count < 0 && errno != EINTR)
-            return false;
+            fail("writing a body");
         if (count > 0)
             piece.remove_prefix(static_cast<std::size_t>(count));
     }

@@ -20,6 +20,15 @@ enum class Caller : std::uint8_t {
     Bearer,
 };
 
+/// What a handler does with the thread that it runs on.
+enum class Work : std::uint8_t {
+    /// Never blocks it; such a request is answered also when all threads for others are in use.
+    Instant,
+    Blocking,
+    /// Takes so long that it would hold up others: has threads apart.
+    Long,
+};
+
 /// One row for each endpoint; what is no route is answered from the table, too.
 struct Route
 {
@@ -30,15 +39,13 @@ struct Route
     /// Of the body in bytes; 0 for none.
     std::uint64_t bodyLimit = 0;
     Caller caller = Caller::Anybody;
-    /// Deals with a request, on a thread where it may block. An exception is answered with 500.
+    /// Deals with a request. An exception is answered with 500.
     std::function<Answer(Request&)> handler;
     /// The type of body that a browser has to announce.
     std::string accepts = "application/json";
     /// Also under a name that is not this machine's, where others are refused.
     bool anyHost = false;
-    /// Whether the handler may block. One that does not is answered also when all threads for it
-    /// are in use.
-    bool mayBlock = true;
+    Work work = Work::Blocking;
 };
 
 /// Which route a request takes. Immutable; any thread.

@@ -4,6 +4,7 @@
 
 #include "service/http/client_address.h"
 #include "service/http/connection.h"
+#include "service/request_log.h"
 
 #include <algorithm>
 #include <boost/asio/co_spawn.hpp>
@@ -12,15 +13,17 @@
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <cerrno>
 #include <condition_variable>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <poll.h>
 #include <set>
 #include <string_view>
 #include <sys/socket.h>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -55,18 +58,24 @@ struct HttpServer::Running
                .memoryOfLong = ByteBudget(settings.limits.allLongBodiesInMemory),
                .files = ByteBudget(settings.limits.allBodiesInFiles),
                .folder = settings.bodyFolder,
-               .inMemory = settings.limits.bodyInMemory}
-        , workers(static_cast<std::size_t>(settings.limits.workers))
+               .inMemory = settings.limits.bodyInMemory,
+               .ofEachShort = settings.limits.ofEachShortBody}
+        , workers(settings.limits.workers, waitingFor(settings.limits.workers))
+        , workersApart(settings.limits.workersApart, waitingFor(settings.limits.workersApart))
         , disk(kDiskThreads)
-        , gate(static_cast<std::size_t>(settings.limits.gatekeepers))
+        , gate(settings.limits.gatekeepers,
+               static_cast<std::size_t>(settings.limits.gatekeepers) *
+                   settings.limits.waitingForAGatekeeper)
         , io(settings.limits.threads)
         , work(io.get_executor())
         , acceptor(asio::make_strand(io))
+        , pause(acceptor.get_executor())
         , environment{.routes = table,
                       .settings = settings,
                       .own = own,
                       .room = room,
                       .workers = workers,
+                      .workersApart = workersApart,
                       .disk = disk,
                       .gate = gate,
                       .stopping = stopping}
@@ -81,24 +90,35 @@ struct HttpServer::Running
     ~Running()
     {
         closeAcceptor();
-        stopping = true;
+        takeNoMore();
         abortAll();
-        // What the pools do refers to connections, so these end later, and by themselves.
-        workers.join();
+        // What a connection gives to a pool that has been joined is never done, and then it never
+        // ends either.
+        waitUntilNone();
+        workers.threads().join();
+        workersApart.threads().join();
         disk.join();
-        gate.join();
+        gate.threads().join();
         work.reset();
         threads.clear();
     }
 
     asio::awaitable<void> accept();
+    [[nodiscard]] asio::awaitable<bool> acceptOne();
     void take(Socket socket);
     [[nodiscard]] bool add(const std::shared_ptr<Connection>& connection);
     void remove(const std::shared_ptr<Connection>& connection);
     void closeAcceptor();
+    void takeNoMore();
     void abortAll();
+    void waitUntilNone();
     [[nodiscard]] bool waitUntilNone(std::chrono::milliseconds limit);
     [[nodiscard]] bool finish();
+
+    [[nodiscard]] std::size_t waitingFor(int count) const
+    {
+        return static_cast<std::size_t>(count) * settings.limits.waitingForAWorker;
+    }
 
     const Settings settings;
     const RouteTable table;
@@ -109,12 +129,14 @@ struct HttpServer::Running
     std::condition_variable changed;
     std::set<std::shared_ptr<Connection>> connections;
     std::map<std::string, std::size_t> ofAddress;
-    asio::thread_pool workers;
+    WorkerPool workers;
+    WorkerPool workersApart;
     asio::thread_pool disk;
-    asio::thread_pool gate;
+    WorkerPool gate;
     asio::io_context io;
     asio::executor_work_guard<asio::io_context::executor_type> work;
     Acceptor acceptor;
+    asio::steady_timer pause;
     ConnectionEnvironment environment;
     std::vector<std::jthread> threads;
 };
@@ -132,6 +154,9 @@ Result<int> HttpServer::listen(const std::string& address, int port)
     const auto ip = asio::ip::make_address(address, error);
     if (error)
         return Error{"\"" + address + "\" is not an IP address"};
+    if (const std::error_code fault = faultOfFolder(m_running->settings.bodyFolder))
+        return Error{"cannot keep long uploads in " + m_running->settings.bodyFolder + ": " +
+                     fault.message()};
     const tcp::endpoint endpoint(ip, static_cast<std::uint16_t>(port));
     auto& acceptor = m_running->acceptor;
     acceptor.open(endpoint.protocol(), error);
@@ -176,24 +201,34 @@ bool HttpServer::serve(int stop)
 
 asio::awaitable<void> HttpServer::Running::accept()
 {
+    bool isExhausted = false;
     while (acceptor.is_open()) {
-        error_code error;
-        Socket socket = co_await acceptor.async_accept(
-            asio::make_strand(io), asio::redirect_error(asio::use_awaitable, error));
-        if (error == asio::error::operation_aborted)
-            co_return;
-        if (!error) {
-            take(std::move(socket));
-            continue;
-        }
-        // Without descriptors or memory: the connection stays in the system's queue.
-        if (error == asio::error::no_descriptors || error == asio::error::no_memory ||
-            error == asio::error::no_buffer_space ||
-            error == boost::system::errc::too_many_files_open_in_system) {
-            asio::steady_timer pause(acceptor.get_executor(), kPauseWhenExhausted);
-            co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, error));
+        try {
+            if (isExhausted) {
+                error_code ignored;
+                pause.expires_after(kPauseWhenExhausted);
+                co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+            }
+            isExhausted = co_await acceptOne();
+        } catch (const std::exception&) {
+            // Without memory; nothing here may need any.
+            writeTrouble("a connection could not be taken");
+            isExhausted = true;
         }
     }
+}
+
+/// True when the system has no descriptors or memory for another one, which stays in its queue.
+asio::awaitable<bool> HttpServer::Running::acceptOne()
+{
+    error_code error;
+    Socket socket = co_await acceptor.async_accept(
+        asio::make_strand(io), asio::redirect_error(asio::use_awaitable, error));
+    if (!error)
+        take(std::move(socket));
+    co_return error == asio::error::no_descriptors || error == asio::error::no_memory ||
+        error == asio::error::no_buffer_space ||
+        error == boost::system::errc::too_many_files_open_in_system;
 }
 
 void HttpServer::Running::take(Socket socket)
@@ -212,25 +247,32 @@ void HttpServer::Running::take(Socket socket)
         ::shutdown(descriptor, SHUT_WR);
         return;
     }
-    asio::co_spawn(connection->strand(), connection->serve(), [this, connection](auto) {
+    try {
+        asio::co_spawn(connection->strand(), connection->serve(), [this, connection](auto) {
+            remove(connection);
+        });
+    } catch (...) {
         remove(connection);
-    });
+        throw;
+    }
 }
 
-/// False when there are too many, of all or of that client's.
+/// False when there are too many, of all or of that client's, or the service ends.
 bool HttpServer::Running::add(const std::shared_ptr<Connection>& connection)
 {
     const std::lock_guard lock(mutex);
     const HttpLimits& limits = settings.limits;
-    if (connections.size() >= limits.connections)
+    if (stopping || connections.size() >= limits.connections)
         return false;
+    std::size_t* count = nullptr;
     if (limits.connectionsOfAnAddress > 0) {
-        std::size_t& count = ofAddress[peerKey(connection->peer())];
-        if (count >= limits.connectionsOfAnAddress)
+        count = &ofAddress[connection->client()];
+        if (*count >= limits.connectionsOfAnAddress)
             return false;
-        ++count;
     }
     connections.insert(connection);
+    if (count != nullptr)
+        ++*count; // last: where there was no memory nothing is counted
     return true;
 }
 
@@ -238,7 +280,7 @@ void HttpServer::Running::remove(const std::shared_ptr<Connection>& connection)
 {
     const std::lock_guard lock(mutex);
     connections.erase(connection);
-    const auto found = ofAddress.find(peerKey(connection->peer()));
+    const auto found = ofAddress.find(connection->client());
     if (found != ofAddress.end() && --found->second == 0)
         ofAddress.erase(found);
     changed.notify_all();
@@ -249,7 +291,15 @@ void HttpServer::Running::closeAcceptor()
     asio::post(acceptor.get_executor(), [this] {
         error_code ignored;
         acceptor.close(ignored);
+        pause.cancel();
     });
+}
+
+/// No connection is added after it.
+void HttpServer::Running::takeNoMore()
+{
+    const std::lock_guard lock(mutex);
+    stopping = true;
 }
 
 void HttpServer::Running::abortAll()
@@ -257,6 +307,12 @@ void HttpServer::Running::abortAll()
     const std::lock_guard lock(mutex);
     for (const auto& connection : connections)
         connection->abort();
+}
+
+void HttpServer::Running::waitUntilNone()
+{
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return connections.empty(); });
 }
 
 bool HttpServer::Running::waitUntilNone(std::chrono::milliseconds limit)
@@ -268,7 +324,7 @@ bool HttpServer::Running::waitUntilNone(std::chrono::milliseconds limit)
 bool HttpServer::Running::finish()
 {
     closeAcceptor();
-    stopping = true;
+    takeNoMore();
     {
         const std::lock_guard lock(mutex);
         for (const auto& connection : connections)

@@ -32,7 +32,7 @@ constexpr std::int64_t kIntervalsUntilSilent = 3;
 
 int complain(const std::string& text)
 {
-    writeLog(troubleLine(text));
+    writeTrouble(text);
     return EXIT_FAILURE;
 }
 

@@ -13,7 +13,7 @@ Answer ready(Database& database)
 {
     const auto current = database.read(hasCurrentSchema);
     if (!current) {
-        writeLog(troubleLine(current.error().text));
+        writeTrouble(current.error().text);
         return refusal(503, "The database cannot be used at the moment");
     }
     if (!current.value())
@@ -30,7 +30,7 @@ std::vector<Route> healthRoutes(Database& database)
          .pattern = "/healthz",
          .handler = [](Request&) { return Answer{.status = 200, .body = R"({"status":"ok"})"}; },
          .anyHost = true,
-         .mayBlock = false},
+         .work = Work::Instant},
         {.method = "GET",
          .pattern = "/readyz",
          .handler = [&database](Request&) { return ready(database); },

@@ -10,13 +10,18 @@
 #include "tests/support/test_program.h"
 
 #include <QDir>
+#include <QScopeGuard>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <atomic>
+#include <cerrno>
+#include <memory>
 #include <mutex>
+#include <semaphore>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 #include <vector>
 #include <zlib.h>
@@ -62,6 +67,10 @@ public:
 
     [[nodiscard]] int port() const { return m_server.port(); }
 
+    [[nodiscard]] service::Api& api() { return m_api; }
+
+    [[nodiscard]] service::PasswordHasher& hasher() { return m_hasher; }
+
 private:
     static bool prepare(const service::DatabaseAddress& address,
                         const service::PasswordHasher& hasher)
@@ -99,6 +108,9 @@ std::vector<service::Route> plainRoutes()
     const auto fail = [](service::Request&) -> service::Answer {
         throw std::runtime_error("on purpose");
     };
+    const auto failOfDisk = [](service::Request&) -> service::Answer {
+        throw std::system_error(ENOSPC, std::generic_category(), "on purpose");
+    };
     const auto parts = [](service::Request& request) {
         return service::Answer{.status = 200,
                                .body = request.parameters[0] + '|' + std::string(request.query())};
@@ -110,7 +122,9 @@ std::vector<service::Route> plainRoutes()
             {.method = "GET", .pattern = "/health", .handler = hello, .anyHost = true},
             {.method = "POST", .pattern = "/echo", .bodyLimit = 4UL << 20U, .handler = echo},
             {.method = "POST", .pattern = "/hello", .bodyLimit = 10, .handler = hello},
+            {.method = "POST", .pattern = "/short", .bodyLimit = 64UL << 10U, .handler = echo},
             {.method = "POST", .pattern = "/fail", .bodyLimit = 10, .handler = fail},
+            {.method = "GET", .pattern = "/full", .handler = failOfDisk},
             {.method = "GET", .pattern = "/day/{day}", .handler = parts},
             {.method = "GET", .pattern = "/long", .handler = longAnswer}};
 }
@@ -224,7 +238,7 @@ private Q_SLOTS:
 
     void whoSendsTooMuchOverASlowLineIsToldSo()
     {
-        const Service server({}, {});
+        const Service server({.lingerTime = 200ms, .lingerBytesPerSecond = 100}, {});
         RawHttpClient client(server.port());
         QVERIFY(client.send("POST /api/token HTTP/1.1\r\nContent-Length: 100000\r\n\r\n"));
         // The answer is there by now, and is read when everything has been sent.
@@ -238,10 +252,40 @@ private Q_SLOTS:
 
     void whoGoesOnWithDropsAfterTheAnswerIsGivenUp()
     {
-        const Service server({.lingerTime = 200ms}, {});
+        const Service server({.lingerTime = 200ms, .lingerBytesPerSecond = 1'000'000}, {});
         RawHttpClient client(server.port());
         QVERIFY(client.send("POST /api/token HTTP/1.1\r\nContent-Length: 100000\r\n\r\n"));
         QTRY_VERIFY(!client.send("x"));
+    }
+
+    void anEmptyBodyIsNoJsonAndEndsNothing()
+    {
+        const Service server({}, {});
+        const QByteArray token = requests::newToken(server.port());
+        for (const QByteArray& header :
+             {QByteArray("/api/token HTTP/1.1\r\n"),
+              "/api/activity-log HTTP/1.1\r\n" + requests::bearer(token) + "\r\n"}) {
+            RawHttpClient client(server.port());
+            for (const char* more : {"", "Expect: 100-continue\r\n"}) {
+                QVERIFY(client.send("POST " + header + more + "Content-Length: 0\r\n\r\n"));
+                QCOMPARE(statusOf(client.answer()), 400);
+            }
+        }
+    }
+
+    void theEndOfTheChunksMayComeInPieces()
+    {
+        const RunningServer server(plainRoutes(), {.limits = {.threads = 1}});
+        RawHttpClient client(server.port());
+        RawHttpClient other(server.port());
+        QVERIFY(client.send("POST /echo HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n"));
+        for (const char* piece : {"0\r\n", "\r", "\n"}) {
+            // The one thread has read what came before when it has answered somebody else.
+            QVERIFY(other.send(get("/hello")));
+            QCOMPARE(statusOf(other.answer()), 200);
+            QVERIFY(client.send(piece));
+        }
+        QCOMPARE(statusOf(client.answer()), 200);
     }
 
     void aSilentConnectionIsClosed()
@@ -268,6 +312,25 @@ private Q_SLOTS:
         }
         // With what the clients have, which are in this process.
         QTRY_VERIFY(support::allocatedMemory() < before + idle.size() * 10'000);
+    }
+
+    void aConnectionThatHasSentLittleHasASmallBuffer()
+    {
+        const RunningServer server(plainRoutes(), {});
+        QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 200);
+        const std::size_t before = support::allocatedMemory();
+        std::vector<std::unique_ptr<RawHttpClient>> busy;
+        for (int i = 0; i < 200; ++i) {
+            busy.push_back(std::make_unique<RawHttpClient>(server.port()));
+            QVERIFY(busy.back()->send("POST /echo HTTP/1.1\r\nExpect: 100-continue\r\n"
+                                      "Content-Length: 1000000\r\n\r\n"));
+            QCOMPARE(statusOf(busy.back()->answer()), 100);
+        }
+        // With what the clients have, which are in this process.
+        QVERIFY2(support::allocatedMemory() < before + busy.size() * 24'000,
+                 qPrintable(QString::number(support::allocatedMemory() - before)));
+        QVERIFY(busy.back()->send(QByteArray(1'000'000, 'x')));
+        QCOMPARE(busy.back()->answer()->body, QByteArray(1'000'000, 'x'));
     }
 
     void moreConnectionsThanThereMayBeAreSentAway()
@@ -307,7 +370,7 @@ private Q_SLOTS:
         };
         const RunningServer server(
             {{.method = "GET", .pattern = "/slow", .handler = block},
-             {.method = "GET", .pattern = "/quick", .handler = answer, .mayBlock = false}},
+             {.method = "GET", .pattern = "/quick", .handler = answer, .work = service::Work::Instant}},
             {.limits = {.workers = 1}});
         RawHttpClient slow(server.port());
         QVERIFY(slow.send(get("/slow")));
@@ -352,7 +415,8 @@ private Q_SLOTS:
 
     void shortBodiesForWhichThereIsNoMemoryArePutOff()
     {
-        const RunningServer server(plainRoutes(), {.limits = {.allBodiesInMemory = 15}});
+        const RunningServer server(plainRoutes(),
+                                   {.limits = {.ofEachShortBody = 0, .allBodiesInMemory = 15}});
         RawHttpClient holding(server.port());
         QVERIFY(holding.send("POST /hello HTTP/1.1\r\nExpect: 100-continue\r\n"
                              "Content-Length: 10\r\n\r\n"));
@@ -360,11 +424,42 @@ private Q_SLOTS:
         QCOMPARE(statusOf(RawHttpClient(server.port()).post("/hello", "0123456789")), 200);
         QVERIFY(holding.send("0123456789"));
         QCOMPARE(statusOf(holding.answer()), 200);
-        const RunningServer full(plainRoutes(),
-                                 {.limits = {.bodyInMemory = 1000, .allBodiesInMemory = 9}});
+        const RunningServer full(
+            plainRoutes(),
+            {.limits = {.bodyInMemory = 1000, .ofEachShortBody = 0, .allBodiesInMemory = 9}});
         QCOMPARE(statusOf(RawHttpClient(full.port()).post("/hello", "0123456789")), 503);
         // Nobody else's memory: a long one has its own, and files.
         QCOMPARE(statusOf(RawHttpClient(full.port()).post("/echo", QByteArray(100'000, 'x'))), 200);
+    }
+
+    void nobodyUsesUpTheRoomForAShortBody()
+    {
+        const RunningServer server(plainRoutes(), {.limits = {.allBodiesInMemory = 0}});
+        RawHttpClient client(server.port());
+        QCOMPARE(statusOf(client.post("/short", QByteArray(4096, 'x'))), 200);
+        QCOMPARE(statusOf(client.post("/short", QByteArray(4097, 'x'))), 503);
+        // One that is called long has none of it, nor of theirs, also where it has no files.
+        const RunningServer other(plainRoutes(), {.limits = {.allLongBodiesInMemory = 1000}});
+        QCOMPARE(statusOf(RawHttpClient(other.port()).post("/echo", QByteArray(1001, 'x'))), 503);
+        QCOMPARE(statusOf(RawHttpClient(other.port()).post("/echo", QByteArray(1000, 'x'))), 200);
+        QCOMPARE(statusOf(RawHttpClient(other.port()).post("/short", QByteArray(60'000, 'x'))),
+                 200);
+    }
+
+    void aDiskThatFailsIsNotTakenForLoad()
+    {
+        auto folder = std::make_unique<QTemporaryDir>();
+        const std::string path = folder->path().toStdString();
+        const RunningServer server(plainRoutes(),
+                                   {.limits = {.bodyInMemory = 1000}, .bodyFolder = path});
+        folder.reset();
+        QCOMPARE(statusOf(RawHttpClient(server.port()).post("/echo", QByteArray(100'000, 'x'))),
+                 500);
+        QCOMPARE(statusOf(ask(server.port(), get("/full"))), 507);
+        service::HttpServer late(plainRoutes(), {.bodyFolder = path});
+        const auto port = late.listen("127.0.0.1", 0);
+        QVERIFY(!port);
+        QVERIFY(port.error().text.starts_with("cannot keep long uploads in " + path + ": "));
     }
 
     void aLongBodyWaitsInAFileWithoutAName()
@@ -463,8 +558,9 @@ private Q_SLOTS:
 
     void anExceptionEndsOneRequestAndGivesBackWhatItHeld()
     {
-        const RunningServer server(plainRoutes(),
-                                   {.limits = {.allBodiesInMemory = 15, .workers = 1}});
+        const RunningServer server(
+            plainRoutes(),
+            {.limits = {.ofEachShortBody = 0, .allBodiesInMemory = 15, .workers = 1}});
         RawHttpClient client(server.port());
         for (int i = 0; i < 20; ++i) {
             const auto answer = client.post("/fail", "0123456789");
@@ -472,6 +568,97 @@ private Q_SLOTS:
             QVERIFY(!answer->body.contains("purpose"));
         }
         QCOMPARE(statusOf(client.post("/hello", "0123456789")), 200);
+    }
+
+    void whatWouldWaitTooLongIsPutOffAndHoldsUpNothingElse()
+    {
+        std::counting_semaphore<> mayEnd(0);
+        std::atomic<int> begun = 0;
+        const auto wait = [&](service::Request&) {
+            ++begun;
+            mayEnd.acquire();
+            return service::Answer{.status = 200, .body = "{}"};
+        };
+        const auto authenticate =
+            [&](const std::string&) -> service::Result<std::int64_t, service::Answer> {
+            ++begun;
+            mayEnd.acquire();
+            return std::int64_t{1};
+        };
+        std::vector<service::Route> routes = plainRoutes();
+        routes.push_back({.method = "GET", .pattern = "/wait", .handler = wait});
+        routes.push_back({.method = "GET", .pattern = "/apart", .handler = wait, .work = service::Work::Long});
+        routes.push_back({.method = "GET",
+                          .pattern = "/gate",
+                          .caller = service::Caller::Bearer,
+                          .handler = routes.front().handler});
+        const RunningServer server(std::move(routes),
+                                   {.limits = {.threads = 1,
+                                               .workers = 1,
+                                               .workersApart = 1,
+                                               .gatekeepers = 1,
+                                               .waitingForAWorker = 1,
+                                               .waitingForAGatekeeper = 1},
+                                    .authenticate = authenticate});
+        const auto end = qScopeGuard([&mayEnd] { mayEnd.release(1000); });
+        for (const char* path : {"/wait", "/apart", "/gate"}) {
+            begun = 0;
+            RawHttpClient first(server.port());
+            RawHttpClient second(server.port());
+            RawHttpClient third(server.port());
+            QVERIFY(first.send(get(path)));
+            QTRY_COMPARE(begun, 1);
+            QVERIFY(second.send(get(path)));
+            // The one thread has read that when it has answered somebody else.
+            for (int i = 0; i < 2; ++i) {
+                QVERIFY(third.send(get("/nothing")));
+                QCOMPARE(statusOf(third.answer()), 404);
+            }
+            QVERIFY(third.send(get(path)));
+            const auto refused = third.answer();
+            QCOMPARE(statusOf(refused), 503);
+            QCOMPARE(refused->field("Retry-After"), QByteArray("10"));
+            if (path != QByteArray("/wait"))
+                QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 200);
+            mayEnd.release(2);
+            QCOMPARE(statusOf(first.answer()), 200);
+            QCOMPARE(statusOf(second.answer()), 200);
+            mayEnd.release(1);
+            QVERIFY(third.send(get(path)));
+            QCOMPARE(statusOf(third.answer()), 200);
+        }
+    }
+
+    void whoHasWaitedTooLongToSignInIsPutOff()
+    {
+        Service server({}, {});
+        const std::string body =
+            requests::signInBody(requests::kEmail, requests::kPassword).toStdString();
+        const auto longAgo = service::Api::Clock::now() - 1h;
+        // Who was slow alone waits for nobody.
+        QCOMPARE(server.api().signIn(body, "192.0.2.1", longAgo).status, 200);
+        const auto first = server.hasher().turn(0ms);
+        const auto second = server.hasher().turn(0ms);
+        QVERIFY(first && second);
+        QCOMPARE(server.api().signIn(body, "192.0.2.1", longAgo).status, 503);
+    }
+
+    void whoDoesNotTakeTheAnswerIsGivenUp()
+    {
+        std::atomic<int> status = -1;
+        std::vector<service::Route> routes;
+        routes.push_back({.method = "GET", .pattern = "/huge", .handler = [](service::Request&) {
+                              return service::Answer{.body = std::string(64UL << 20U, 'x')};
+                          }});
+        const RunningServer server(
+            std::move(routes),
+            {.limits = {.bodyBytesPerSecond = 1'000'000'000, .writeTime = 200ms},
+             .onServed = [&status](const auto& request) {
+                 status = request.status;
+             }});
+        RawHttpClient client(server.port());
+        QVERIFY(client.send(get("/huge")));
+        QTRY_COMPARE(status, 0);
     }
 
     void eachRequestIsReportedWithItsRoute()
@@ -589,6 +776,30 @@ private Q_SLOTS:
         QCOMPARE(statusOf(silent.answer()), 100);
         QVERIFY(server.stop());
         QVERIFY(silent.waitForEnd());
+    }
+
+    void theEndComesHoweverManyKeepAsking()
+    {
+        for (int round = 0; round < 10; ++round) {
+            std::atomic<int> served = 0;
+            auto server = std::make_unique<RunningServer>(
+                plainRoutes(),
+                service::HttpServer::Settings{.limits = {.bodyInMemory = 1000, .graceTime = 1ms},
+                                              .onServed = [&served](const auto&) {
+                                                  ++served;
+                                              }});
+            const int port = server->port();
+            std::vector<std::jthread> clients;
+            for (int i = 0; i < 4; ++i)
+                clients.emplace_back([port](const std::stop_token& stop) {
+                    while (!stop.stop_requested())
+                        static_cast<void>(
+                            RawHttpClient(port).post("/echo", QByteArray(20'000, 'x')));
+                });
+            QTRY_VERIFY(served >= 20);
+            QVERIFY(server->stop());
+            server.reset();
+        }
     }
 
     void behindAProxyTheForwardedAddressIsHeldOff()

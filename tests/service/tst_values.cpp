@@ -108,6 +108,7 @@ private Q_SLOTS:
         QCOMPARE(peerKey("192.0.2.7"), std::string("192.0.2.7"));
         QCOMPARE(peerKey("2001:db8::1"), peerKey("2001:db8::ffff:0:1"));
         QVERIFY(peerKey("2001:db8::1") != peerKey("2001:db8:0:1::1"));
+        QCOMPARE(peerKey("fe80::1%eth0"), peerKey("fe80::ffff:0:1%eth0"));
         QVERIFY(peerKey("::ffff:192.0.2.7") != peerKey("::ffff:192.0.2.8"));
     }
 
