@@ -257,15 +257,16 @@ DatabaseResult<std::monostate> takeOldOnes(DatabaseSession& session,
     return std::monostate();
 }
 
-/// Stores in one transaction what `insert` puts into the table for a device of that number.
+/// Stores in one transaction what `insert` puts into the table for a device of that number. It says
+/// which days that touches.
 template <typename Insert>
 DatabaseResult<std::monostate> commitUpload(DatabaseSession& session,
                                             std::int64_t user,
                                             const UploadHead& head,
-                                            const Touched& touched,
+                                            const std::set<int>& months,
                                             Insert insert)
 {
-    if (const auto made = makePartitions(session, touched.months); !made)
+    if (const auto made = makePartitions(session, months); !made)
         return made.error();
     return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
         const auto locked = lockUser(session, user);
@@ -277,9 +278,10 @@ DatabaseResult<std::monostate> commitUpload(DatabaseSession& session,
         const auto device = noteUpload(session, user, head, secondsNow());
         if (!device)
             return device.error();
-        if (const auto inserted = insert(device.value(), *oldRows != 0); !inserted)
-            return inserted.error();
-        return bumpDays(session, user, touched.days);
+        const DatabaseResult<std::set<std::int64_t>> days = insert(device.value(), *oldRows != 0);
+        if (!days)
+            return days.error();
+        return bumpDays(session, user, days.value());
     });
 }
 
@@ -293,14 +295,16 @@ DatabaseResult<std::monostate> storePortion(DatabaseSession& session,
         session,
         user,
         head,
-        touchedBy(rows),
-        [&](std::int64_t device, bool hasOldRows) -> DatabaseResult<std::monostate> {
+        touchedBy(rows).months,
+        [&](std::int64_t device, bool hasOldRows) -> DatabaseResult<std::set<std::int64_t>> {
             if (hasOldRows) {
                 const auto taken = takeOldOnes(session, user, head.deviceId, rows);
                 if (!taken)
                     return taken.error();
             }
-            return insertRuns(session, user, device, rows);
+            if (const auto done = insertRuns(session, user, device, rows); !done)
+                return done.error();
+            return touchedBy(rows).days; // what was taken may have been longer
         });
 }
 
@@ -314,8 +318,8 @@ storeStaged(DatabaseSession& session, std::int64_t user, const UploadHead& head)
         session,
         user,
         head,
-        touched.value(),
-        [&](std::int64_t device, bool) -> DatabaseResult<std::monostate> {
+        touched.value().months,
+        [&](std::int64_t device, bool) -> DatabaseResult<std::set<std::int64_t>> {
             const auto done = session.run(
                 QStringLiteral("insert into runs (user_id, device, start_time, digest, "
                                "duration_seconds, app_name, window_title, url, site) "
@@ -326,7 +330,7 @@ storeStaged(DatabaseSession& session, std::int64_t user, const UploadHead& head)
                 {number(user), number(device)});
             if (!done)
                 return done.error();
-            return std::monostate();
+            return touched.value().days;
         });
 }
 
