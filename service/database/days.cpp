@@ -209,12 +209,16 @@ runsOfDay(DatabaseSession& session, std::int64_t user, std::int64_t day)
     return runs;
 }
 
-DatabaseResult<bool> packSomeDays(DatabaseSession& session)
+DatabaseResult<bool> packSomeDays(DatabaseSession& session, std::int64_t now)
 {
-    // Of all users: each of these days is then read by its own.
-    auto found = session.run(QStringLiteral("select user_id, day from days where pack is null "
-                                            "and sealed = 0 order by user_id, day limit %1")
-                                 .arg(kDaysOfAStep));
+    // Of all users: each of these days is then read by its own. What is recorded today changes the
+    // day again and again, and so does what is moved.
+    auto found = session.run(
+        QStringLiteral("select user_id, day from days where pack is null and sealed = 0 and "
+                       "day < ? and not exists (select 1 from users where id = user_id and "
+                       "old_rows > 0) order by user_id, day limit %1")
+            .arg(kDaysOfAStep),
+        {number(now / kSecondsOfADay)});
     if (!found)
         return found.error();
     std::vector<std::pair<std::int64_t, std::int64_t>> some;

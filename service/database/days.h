@@ -63,9 +63,10 @@ bumpDays(DatabaseSession& session, std::int64_t user, const std::set<std::int64_
 [[nodiscard]] DatabaseResult<std::vector<Run>>
 runsOfDay(DatabaseSession& session, std::int64_t user, std::int64_t day);
 
-/// A step of the job that packs what nobody has read: of some days that have no pack. False when
-/// there were none.
-[[nodiscard]] DatabaseResult<bool> packSomeDays(DatabaseSession& session);
+/// A step of the job that packs what nobody has read: of some days before today that have no pack,
+/// but for users whose rows of schema 2 still have to be moved. At `now`, seconds since 1970. False
+/// when there were none.
+[[nodiscard]] DatabaseResult<bool> packSomeDays(DatabaseSession& session, std::int64_t now);
 
 [[nodiscard]] DatabaseResult<std::vector<CategoryRule>> listCategories(DatabaseSession& session,
                                                                        std::int64_t user);

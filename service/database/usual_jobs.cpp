@@ -57,27 +57,28 @@ DatabaseResult<Job::Step> endSessions(DatabaseSession& session)
 
 DatabaseResult<Job::Step> packDays(DatabaseSession& session)
 {
-    const auto more = packSomeDays(session);
+    const auto more = packSomeDays(session, secondsNow());
     if (!more)
         return more.error();
-    return Job::Step{.more = more.value(), .result = "all days have a pack"};
+    return Job::Step{.more = more.value(), .result = "all days before today have a pack"};
 }
 
-Job pruning(const Retention& retention)
+Job pruneJob(const Retention& retention)
 {
-    const auto pruned = std::make_shared<Pruned>();
+    const auto pruning = std::make_shared<Pruning>();
     return {.name = "prune",
             .period = hours(24),
-            .step = [retention, pruned](DatabaseSession& session) -> DatabaseResult<Job::Step> {
-                const auto more = pruneSome(session, retention, secondsNow(), *pruned);
+            .step = [retention, pruning](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                const auto more = pruneSome(session, retention, secondsNow(), *pruning);
                 if (!more)
                     return more.error();
+                const Pruned& done = pruning->done;
                 Job::Step step{.more = more.value(),
-                               .result = "deleted " + std::to_string(pruned->runs) + " rows, " +
-                                         std::to_string(pruned->days) + " days, " +
-                                         std::to_string(pruned->partitions) + " months"};
+                               .result = "deleted " + std::to_string(done.runs) + " rows, " +
+                                         std::to_string(done.days) + " days, " +
+                                         std::to_string(done.partitions) + " months"};
                 if (!step.more)
-                    *pruned = {};
+                    *pruning = {};
                 return step;
             }};
 }
@@ -93,7 +94,7 @@ std::vector<Job> usualJobs(const Retention& retention)
         {.name = "sessions", .period = hours(1), .step = endSessions},
     };
     if (retention.keepRunsDays || retention.keepDaysDays)
-        jobs.push_back(pruning(retention));
+        jobs.push_back(pruneJob(retention));
     jobs.push_back({.name = "pack", .period = minutes(30), .step = packDays});
     return jobs;
 }

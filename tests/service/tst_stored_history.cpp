@@ -282,6 +282,52 @@ private Q_SLOTS:
         QCOMPARE(daysOfAll().front().pack.seconds(), 60);
     }
 
+    /// What is stored into a month while it is about to go is added up before.
+    void anUploadInFlightIsNotLostWithItsMonth()
+    {
+        if (!m_session->isPostgreSql())
+            return; // SQLite has no months, and one writer at a time
+        const std::int64_t now = kMidnight;
+        const std::int64_t old = now - 200 * kSecondsOfADay;
+        QVERIFY(store({{activity(now, 1)}}));
+        const auto other = open();
+        const auto observer = open();
+        QVERIFY(other && observer);
+        const auto waitsFor = [&](const char* mode) {
+            auto found = observer->run(
+                QStringLiteral("select count(*) from pg_locks where not granted and mode = ?"),
+                {QString::fromLatin1(mode)});
+            return found && found.value().next() && found.value().value(0).toInt() > 0;
+        };
+        // The upload has put its row into the old month, and waits with today's day.
+        QVERIFY(other->run(QStringLiteral("begin")));
+        QVERIFY(other->run(QStringLiteral("select day from days where user_id = 1 for update")));
+        std::atomic<bool> stored = false;
+        std::jthread upload([&] {
+            const auto session = open();
+            stored =
+                session &&
+                storeUpload(*session, 1, kHead, portions({{activity(old, 60), activity(now, 2)}}));
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(waitsFor("ShareLock"), 30'000);
+        std::atomic<bool> pruned = false;
+        std::jthread pruner([&] {
+            const auto session = open();
+            for (int tries = 0; tries < 100 && session && !pruned; ++tries) {
+                const auto done = prune(*session, {.keepRunsDays = 50, .keepDaysDays = {}}, now);
+                pruned = done && done.value().partitions == 1;
+            }
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(waitsFor("AccessExclusiveLock"), 30'000);
+        QVERIFY(other->run(QStringLiteral("commit")));
+        upload.join();
+        pruner.join();
+        QVERIFY(stored);
+        QVERIFY(pruned);
+        QCOMPARE(packOfDay(old / kSecondsOfADay).seconds(), 60);
+        QCOMPARE(packOfDay(kDay).seconds(), 2);
+    }
+
     void jobsAreDoneByOneAtATimeAndTellHowTheyEnded()
     {
         std::atomic<int> steps = 0;
@@ -542,6 +588,55 @@ private Q_SLOTS:
         for (const PackedDay& day : daysOfAll(2))
             seconds += day.pack.seconds();
         QCOMPARE(seconds, 34'000);
+    }
+
+    void oldRowsThatWaitAreNotSealedAway()
+    {
+        constexpr int kRows = 3000;
+        QVERIFY(schema_2::make(*m_session, schema_2::Table::Plain));
+        QVERIFY(schema_2::addUser(*m_session, 1, QStringLiteral("a@example.org")));
+        const PasswordHasher initialised;
+        QVERIFY(m_session->inTransaction([&]() -> DatabaseResult<bool> {
+            bool added = true;
+            for (int n = 0; n < kRows; ++n)
+                added = added && schema_2::addRow(*m_session, 1, "device", schema_2::row(n, 10));
+            return added;
+        }));
+        QVERIFY(prepareSchema(*m_session));
+        QVERIFY(moveOldRows(*m_session).value()); // a part of them, of all days
+        QVERIFY(daysWithoutPack() > 0);
+        const std::int64_t now = schema_2::row(0, 10).startTime + 300 * kSecondsOfADay;
+        const Retention retention = {.keepRunsDays = 100, .keepDaysDays = {}};
+        QCOMPARE(packSomeDays(*m_session, now).value(), false);
+        QCOMPARE(countToPrune(*m_session, retention, now).value(), Pruned());
+        QCOMPARE(prune(*m_session, retention, now).value(), Pruned());
+        while (moveOldRows(*m_session).value()) {
+        }
+        const auto pruned = prune(*m_session, retention, now);
+        QVERIFY(pruned);
+        QVERIFY(pruned.value().runs + pruned.value().partitions > 0);
+        std::int64_t seconds = 0;
+        for (const PackedDay& day : daysOfAll())
+            seconds += day.pack.seconds();
+        QCOMPARE(seconds, 10 * kRows);
+    }
+
+    void oldRowsThatWereLongerChangeTheDayThatTheyReachInto()
+    {
+        QVERIFY(schema_2::make(*m_session, schema_2::Table::Plain));
+        QVERIFY(schema_2::addUser(*m_session, 1, QStringLiteral("a@example.org")));
+        const PasswordHasher initialised;
+        QVERIFY(schema_2::addRow(*m_session, 1, "device", activity(kMidnight - 10, 30)));
+        QVERIFY(schema_2::addRow(*m_session, 1, "device", activity(kMidnight - 100, 5, "other")));
+        QVERIFY(prepareSchema(*m_session));
+        QVERIFY(store({{activity(kMidnight + 100, 7)}}));
+        QCOMPARE(daysOfAll().size(), 1u); // and gets its pack
+        QVERIFY(store({{activity(kMidnight - 10, 5)}}));
+        QCOMPARE(daysWithoutPack(), 2);
+        const auto days = daysOfAll();
+        QCOMPARE(days.size(), 2u);
+        QCOMPARE(days[0].pack.seconds(), 10);
+        QCOMPARE(days[1].pack.seconds(), 20 + 7);
     }
 
     void oldRowsOfARemovedUserGoToo()
