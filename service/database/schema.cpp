@@ -151,6 +151,8 @@ QStringList thirdVersion(bool postgreSql)
                        "name text not null primary key, "
                        "due bigint not null, "
                        "taken_until bigint not null default 0, "
+                       "taken_by text not null default '', "
+                       "failures bigint not null default 0, "
                        "finished bigint, "
                        "result text not null default '')"),
         QStringLiteral("create table runs ("

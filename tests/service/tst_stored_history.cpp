@@ -28,6 +28,7 @@
 #include <latch>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <stdexcept>
 #include <thread>
@@ -358,6 +359,136 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
         QCOMPARE(steps, 50);
         QVERIFY(!together);
+    }
+
+    void aJobThatThrowsIsNotedAndTheOthersGoOn()
+    {
+        std::atomic<int> spoilt = 0;
+        std::atomic<bool> usable = false;
+        const std::vector<Job> jobs = {
+            {.name = "throwing",
+             .period = std::chrono::hours(1),
+             .step = [](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                 throw std::runtime_error("text of a row");
+             }},
+            {.name = "spoiling", // leaves a transaction open
+             .period = std::chrono::hours(1),
+             .step = [&](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                 ++spoilt;
+                 std::ignore = session.run(QStringLiteral("begin"));
+                 std::ignore = session.run(QStringLiteral("select nothing from nowhere"));
+                 return DatabaseFailure{"spoilt"};
+             }},
+            {.name = "usable",
+             .period = std::chrono::hours(1),
+             .step = [&](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                 usable = static_cast<bool>(
+                     session.inTransaction([&] { return bumpDays(session, 1, {kDay}); }));
+                 return Job::Step{.more = false, .result = "done"};
+             }}};
+        const std::int64_t begun = secondsNow();
+        const JobRunner runner(m_address, jobs);
+        const auto ended = [&] {
+            const auto lines = listJobs(*m_session);
+            return lines && lines.value().size() == 3 &&
+                   std::ranges::all_of(lines.value(), [](const JobLine& line) {
+                       return line.finished && !line.isRunning;
+                   });
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+        QVERIFY(usable);
+        QCOMPARE(spoilt, 1);
+        const auto lines = listJobs(*m_session);
+        QVERIFY(lines);
+        QCOMPARE(lines.value()[0].result, std::string("spoilt"));
+        QCOMPARE(lines.value()[1].result, std::string("ended by an exception"));
+        for (const int failed : {0, 1})
+            QVERIFY(lines.value()[static_cast<std::size_t>(failed)].due >= begun + 60);
+    }
+
+    void aJobThatFailsAgainWaitsTwiceAsLong()
+    {
+        const std::vector<Job> jobs = {{.name = "failing",
+                                        .period = std::chrono::hours(1),
+                                        .step = [](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                                            return DatabaseFailure{"it failed"};
+                                        }}};
+        for (const std::int64_t pause : {60, 120, 240}) {
+            QVERIFY(m_session->run(QStringLiteral("update jobs set due = 0, finished = null")));
+            const JobRunner runner(m_address, jobs);
+            const auto ended = [&] {
+                const auto lines = listJobs(*m_session);
+                return lines && lines.value().size() == 1 && lines.value()[0].finished;
+            };
+            QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+            const JobLine line = listJobs(*m_session).value()[0];
+            QCOMPARE(line.due - *line.finished, pause);
+        }
+    }
+
+    void aJobThatAnotherOneHasTakenMeanwhileIsLeftToIt()
+    {
+        std::atomic<int> steps = 0;
+        const std::vector<Job> jobs = {
+            {.name = "taken",
+             .period = std::chrono::hours(1),
+             .step = [&](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                 ++steps;
+                 const auto taken =
+                     session.run(QStringLiteral("update jobs set taken_by = 'another'"));
+                 return taken ? DatabaseResult<Job::Step>(Job::Step{.more = true, .result = "mine"})
+                              : DatabaseFailure{"not taken"};
+             }},
+            {.name = "last",
+             .period = std::chrono::hours(1),
+             .step = [](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                 return Job::Step{.more = false, .result = "done"};
+             }}};
+        // Written by a clock that was far ahead.
+        QVERIFY(m_session->run(QStringLiteral("insert into jobs (name, due, taken_until) values "
+                                              "('taken', 99999999999, 99999999999)")));
+        const JobRunner runner(m_address, jobs);
+        const auto ended = [&] {
+            const auto lines = listJobs(*m_session);
+            return lines && lines.value().size() == 2 && lines.value()[0].result == "done";
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+        QCOMPARE(steps, 1);
+        QVERIFY(!listJobs(*m_session).value()[1].finished);
+    }
+
+    void stepsLeaveUploadsAsMuchTimeInSqlite()
+    {
+        using Clock = std::chrono::steady_clock;
+        std::mutex mutex;
+        std::vector<std::pair<Clock::time_point, Clock::time_point>> steps;
+        const std::vector<Job> jobs = {
+            {.name = "long",
+             .period = std::chrono::hours(1),
+             .step = [&](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                 const auto begun = Clock::now();
+                 while (Clock::now() - begun < std::chrono::milliseconds(60))
+                     std::this_thread::yield();
+                 const std::lock_guard lock(mutex);
+                 steps.emplace_back(begun, Clock::now());
+                 return Job::Step{.more = steps.size() < 3, .result = {}};
+             }}};
+        const JobRunner runner(m_address, jobs);
+        const auto ended = [&] {
+            const std::lock_guard lock(mutex);
+            return steps.size() == 3;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+        for (std::size_t i = 1; i < 3 && !m_session->isPostgreSql(); ++i)
+            QVERIFY(steps[i].first - steps[i - 1].second >= std::chrono::milliseconds(60));
+    }
+
+    void whatIsPostedAndThrowsEndsNothing()
+    {
+        DatabaseLane lane(m_address, DatabaseSession::Purpose::Writing, 1);
+        lane.post(
+            [](DatabaseSession&) -> bool { throw std::runtime_error("nobody waits for it"); });
+        QVERIFY(lane.run([](DatabaseSession& session) { return hasOldTable(session); }));
     }
 
     void theUsualJobsMakeMonthsAndPruneAndPack()
