@@ -69,6 +69,8 @@ QStringList thirdVersion(bool postgreSql)
         // 0: none is left in the old table, 1: they wait, 2: somebody waits for them.
         QStringLiteral("alter table users add column old_rows bigint not null default 0"),
         QStringLiteral("alter table users add column old_next text not null default ''"),
+        QStringLiteral("create index users_with_old_rows on users (old_rows desc, id) "
+                       "where old_rows > 0"),
         QStringLiteral("create table devices ("
                        "user_id bigint not null references users (id) on delete cascade, "
                        "id bigint not null, "
@@ -94,6 +96,8 @@ QStringList thirdVersion(bool postgreSql)
                        "primary key (user_id, day))")
             .arg(bytes),
         QStringLiteral("create index days_without_pack on days (user_id, day) where pack is null"),
+        // Of all users, for those who seal and pack what is due.
+        QStringLiteral("create index open_days on days (day) where sealed = 0"),
         QStringLiteral("create table sessions ("
                        "user_id bigint not null references users (id) on delete cascade, "
                        "digest text not null, "

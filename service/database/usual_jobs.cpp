@@ -29,13 +29,19 @@ DatabaseResult<Job::Step> makeComingMonths(DatabaseSession& session)
     return Job::Step{.more = false, .result = "the coming months are there"};
 }
 
-DatabaseResult<Job::Step> moveRows(DatabaseSession& session)
+Job moveJob()
 {
-    const auto more = moveOldRows(session);
-    if (!more)
-        return more.error();
-    return Job::Step{.more = more.value(),
-                     .result = more.value() ? "rows of schema 2 are being moved" : "all moved"};
+    const auto pace = std::make_shared<OldRowsPace>();
+    return {.name = "move",
+            .period = hours(24),
+            .step = [pace](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                const auto more = moveOldRows(session, *pace);
+                if (!more)
+                    return more.error();
+                return Job::Step{.more = more.value(),
+                                 .result = more.value() ? "rows of schema 2 are being moved"
+                                                        : "all moved"};
+            }};
 }
 
 DatabaseResult<Job::Step> eraseUsers(DatabaseSession& session)
@@ -89,7 +95,7 @@ std::vector<Job> usualJobs(const Retention& retention)
 {
     std::vector<Job> jobs = {
         {.name = "partitions", .period = hours(24), .step = makeComingMonths},
-        {.name = "move", .period = hours(24), .step = moveRows},
+        moveJob(),
         {.name = "erase", .period = minutes(10), .step = eraseUsers},
         {.name = "sessions", .period = hours(1), .step = endSessions},
     };

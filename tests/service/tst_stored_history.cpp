@@ -694,7 +694,7 @@ private Q_SLOTS:
                      std::string::npos,
                  summaryText().c_str());
         QVERIFY(askForOldRows(*m_session, 2));
-        QVERIFY(moveOldRows(*m_session).value());
+        QVERIFY(move(*m_session).value());
         QVERIFY(again(200, 20) && again(300, 3) && again(400, 20));
         {
             // Several at once, as instances would.
@@ -703,7 +703,7 @@ private Q_SLOTS:
                 movers.emplace_back([&] {
                     const auto session = open();
                     for (int tries = 0; tries < 1000; ++tries) {
-                        const auto more = moveOldRows(*session);
+                        const auto more = move(*session);
                         if (more && !more.value())
                             return;
                     }
@@ -734,14 +734,14 @@ private Q_SLOTS:
             return added;
         }));
         QVERIFY(prepareSchema(*m_session));
-        QVERIFY(moveOldRows(*m_session).value()); // a part of them, of all days
+        QVERIFY(move(*m_session).value()); // a part of them, of all days
         QVERIFY(daysWithoutPack() > 0);
         const std::int64_t now = schema_2::row(0, 10).startTime + 300 * kSecondsOfADay;
         const Retention retention = {.keepRunsDays = 100, .keepDaysDays = {}};
         QCOMPARE(packSomeDays(*m_session, now).value(), false);
         QCOMPARE(countToPrune(*m_session, retention, now).value(), Pruned());
         QCOMPARE(prune(*m_session, retention, now).value(), Pruned());
-        while (moveOldRows(*m_session).value()) {
+        while (move(*m_session).value()) {
         }
         const auto pruned = prune(*m_session, retention, now);
         QVERIFY(pruned);
@@ -770,6 +770,41 @@ private Q_SLOTS:
         QCOMPARE(days[1].pack.seconds(), 20 + 7);
     }
 
+    void oldRowsMoveInPortionsThatFollowTheTimeTheyTake()
+    {
+        OldRowsPace pace(500);
+        pace.note(std::chrono::milliseconds(201));
+        QCOMPARE(pace.rows(), 250);
+        pace.note(std::chrono::milliseconds(150));
+        QCOMPARE(pace.rows(), 250);
+        for (int i = 0; i < 9; ++i)
+            pace.note(std::chrono::seconds(1));
+        QCOMPARE(pace.rows(), 1);
+        for (int i = 0; i < 20; ++i)
+            pace.note(std::chrono::milliseconds(1));
+        QCOMPARE(pace.rows(), OldRowsPace::kMostRows);
+
+        QVERIFY(schema_2::make(*m_session, schema_2::Table::Plain));
+        QVERIFY(schema_2::addUser(*m_session, 1, QStringLiteral("a@example.org")));
+        const PasswordHasher initialised;
+        for (int n = 0; n < 12; ++n)
+            QVERIFY(schema_2::addRow(*m_session, 1, "device", schema_2::row(n, 10)));
+        QVERIFY(prepareSchema(*m_session));
+        for (const int rows : {10, 12}) {
+            OldRowsPace ten(10);
+            QVERIFY(moveOldRows(*m_session, ten).value());
+            auto moved =
+                m_session->run(QStringLiteral("select count(*) from runs where user_id = 1"));
+            QVERIFY(moved && moved.value().next());
+            QCOMPARE(moved.value().value(0).toInt(), rows);
+        }
+        QVERIFY(!move(*m_session).value()); // the portion before was not full
+        const auto devices = listDevices(*m_session, 1);
+        QCOMPARE(devices.value().size(), 1u);
+        QCOMPARE(devices.value()[0].firstSeen, std::optional(schema_2::row(0, 0).startTime));
+        QCOMPARE(devices.value()[0].lastSeen, std::optional(schema_2::row(11, 0).startTime));
+    }
+
     void oldRowsOfARemovedUserGoToo()
     {
         QVERIFY(schema_2::make(*m_session, schema_2::Table::Plain));
@@ -783,7 +818,7 @@ private Q_SLOTS:
         const auto removed = removeUser(*m_session, "a@example.org");
         QVERIFY(removed);
         QCOMPARE(removed.value(), std::optional<std::int64_t>(51));
-        QCOMPARE(moveOldRows(*m_session).value(), false);
+        QCOMPARE(move(*m_session).value(), false);
         QCOMPARE(hasOldTable(*m_session).value(), false);
         QCOMPARE(summaryText(), std::string());
     }
@@ -822,6 +857,12 @@ private:
     DatabaseResult<std::int64_t> store(const std::vector<std::vector<UploadedActivity>>& rows)
     {
         return storeUpload(*m_session, 1, kHead, portions(rows));
+    }
+
+    static DatabaseResult<bool> move(DatabaseSession& session)
+    {
+        OldRowsPace pace;
+        return moveOldRows(session, pace);
     }
 
     std::string summaryText() { return summary(*m_session).value(); }
