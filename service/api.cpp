@@ -135,7 +135,7 @@ Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)
     const std::string_view header(authorization);
     if (platform::asciiLower(header.substr(0, kBearer.size())) != kBearer)
         return refused;
-    const auto found = m_database.userOfToken(std::string(header.substr(kBearer.size())));
+    const auto found = m_database.uploaderOfToken(std::string(header.substr(kBearer.size())));
     if (!found)
         return unavailable(found.error());
     const std::optional<std::int64_t>& user = found.value();

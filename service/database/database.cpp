@@ -49,13 +49,13 @@ DatabaseResult<std::optional<Session>> Database::sessionOfToken(const std::strin
     return found;
 }
 
-DatabaseResult<std::optional<std::int64_t>> Database::userOfToken(const std::string& token)
+DatabaseResult<std::optional<std::int64_t>> Database::uploaderOfToken(const std::string& token)
 {
     const auto found = sessionOfToken(token);
     if (!found)
         return found.error();
     const std::optional<Session>& used = found.value();
-    return used ? std::optional(used->user) : std::nullopt;
+    return used && used->mayUpload() ? std::optional(used->user) : std::nullopt;
 }
 
 DatabaseResult<bool>

@@ -29,9 +29,13 @@ public:
 
     [[nodiscard]] DatabaseResult<std::optional<User>> findUser(const std::string& email);
 
-    /// Notes the use of the session, an hour after the last time, without waiting for it.
+    /// Notes the use of the session, see needsNote(), without waiting for it.
     [[nodiscard]] DatabaseResult<std::optional<Session>> sessionOfToken(const std::string& token);
-    [[nodiscard]] DatabaseResult<std::optional<std::int64_t>> userOfToken(const std::string& token);
+
+    /// Whose uploads `token` may store; nothing when it is not valid or not for that.
+    [[nodiscard]] DatabaseResult<std::optional<std::int64_t>>
+    uploaderOfToken(const std::string& token);
+
     [[nodiscard]] DatabaseResult<bool>
     addToken(const User& user, const std::string& token, const SignInRequest& request);
 

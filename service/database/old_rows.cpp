@@ -113,8 +113,8 @@ note(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows
     return std::monostate();
 }
 
-/// Notes when the device was in use, of which nothing is known but the rows, by start, that it has
-/// uploaded.
+/// Notes when the device was seen, of which nothing is known but the rows, by start, that it has
+/// uploaded; some at times that cannot be.
 DatabaseResult<std::monostate> noteSeen(DatabaseSession& session,
                                         std::int64_t user,
                                         std::int64_t device,
@@ -130,14 +130,22 @@ DatabaseResult<std::monostate> noteSeen(DatabaseSession& session,
         last = std::min(start, now);
         first = first.value_or(last);
     }
-    if (!first)
-        return std::monostate();
-    const auto seen = session.run(
-        QStringLiteral("update devices set "
-                       "first_seen = case when first_seen <= ? then first_seen else ? end, "
-                       "last_seen = case when last_seen >= ? then last_seen else ? end "
-                       "where user_id = ? and id = ?"),
-        {number(*first), number(*first), number(last), number(last), number(user), number(device)});
+    const auto seen =
+        first
+            ? session.run(QStringLiteral(
+                              "update devices set "
+                              "first_seen = case when first_seen <= ? then first_seen else ? end, "
+                              "last_seen = case when last_seen >= ? then last_seen else ? end "
+                              "where user_id = ? and id = ?"),
+                          {number(*first),
+                           number(*first),
+                           number(last),
+                           number(last),
+                           number(user),
+                           number(device)})
+            : session.run(QStringLiteral("update devices set last_seen = coalesce(last_seen, ?) "
+                                         "where user_id = ? and id = ?"),
+                          {number(kFirstCountedSecond), number(user), number(device)});
     if (!seen)
         return seen.error();
     return std::monostate();

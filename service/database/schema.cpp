@@ -109,14 +109,15 @@ QStringList thirdVersion(bool postgreSql)
                        "created_at bigint not null, "
                        "last_used bigint not null, "
                        "expires bigint not null, "
+                       "idle_seconds bigint not null, "
                        "primary key (user_id, digest))"),
         // Finds whose it is.
         QStringLiteral("create index sessions_by_digest on sessions (digest)"),
         QStringLiteral(
             "insert into sessions (user_id, digest, kind, scope, device_id, device_name, "
-            "user_agent, created_at, last_used, expires) "
+            "user_agent, created_at, last_used, expires, idle_seconds) "
             "select user_id, digest, 'application', 'upload', device_id, device_name, "
-            "'', created_at, %1, %1 + 7776000 from tokens")
+            "'', created_at, %1, %1 + 7776000, 7776000 from tokens")
             .arg(instant()),
         QStringLiteral("insert into devices (user_id, id, device_id, name, signed_in) "
                        "select user_id, number, device_id, case number when 1 then 'Desktop' else "

@@ -540,7 +540,8 @@ private Q_SLOTS:
                            {.deviceId = {},
                             .deviceName = {},
                             .userAgent = {},
-                            .secondsValid = kApplicationSessionSeconds}));
+                            .secondsValid = kApplicationSessionSeconds,
+                            .lastsFromUse = true}));
         const std::int64_t now = secondsNow();
         QVERIFY(m_session->run(QStringLiteral("update sessions set last_used = ?, expires = ? "
                                               "where user_id = 1"),
@@ -574,7 +575,9 @@ private Q_SLOTS:
         QVERIFY(first && first.value() && second && second.value());
         QVERIFY(first.value()->expires <= now + 600);
         QVERIFY(second.value()->expires >= now + kApplicationSessionSeconds - 60);
-        // A use does not give it a longer life, as it does the other.
+        // A use does not give it a longer life, as it does the other; not even where the clock is
+        // behind.
+        QVERIFY(noteUse(*m_session, *first.value(), now - 5));
         QVERIFY(!needsNote(*first.value(), now + 3000) && needsNote(*first.value(), now + 3700));
         for (const auto& used : {first, second})
             QVERIFY(noteUse(*m_session, *used.value(), now + 500));
@@ -600,7 +603,81 @@ private Q_SLOTS:
         QVERIFY(endSession(*m_session, 1, sessions.value()[0].id).value());
         QVERIFY(!endSession(*m_session, 1, sessions.value()[0].id).value());
         QVERIFY(!endSession(*m_session, 2, sessions.value()[1].id).value());
-        QVERIFY(!userOfToken(*m_session, "api").value());
+        QVERIFY(!sessionOfToken(*m_session, "api").value());
+    }
+
+    void aBrowsersSessionEndsWhenItIsNotUsed()
+    {
+        const PasswordHasher initialised;
+        for (const auto& [token, seconds] :
+             {std::pair("short", kBrowserSessionSeconds), {"long", kKeptBrowserSessionSeconds}}) {
+            QVERIFY(addSession(*m_session,
+                               1,
+                               token,
+                               {.kind = SessionKind::Browser,
+                                .scope = Scope::Manage,
+                                .deviceId = {},
+                                .deviceName = {},
+                                .userAgent = {},
+                                .secondsValid = seconds,
+                                .lastsFromUse = true}));
+            const std::int64_t now = secondsNow();
+            auto used = sessionOfToken(*m_session, token);
+            QVERIFY(used && used.value());
+            QVERIFY(used.value()->expires <= now + seconds);
+            QVERIFY(!needsNote(*used.value(), now + 500));
+            QVERIFY(needsNote(*used.value(), now + 3700));
+            QVERIFY(noteUse(*m_session, *used.value(), now + 3700));
+            used = sessionOfToken(*m_session, token);
+            QVERIFY(used && used.value());
+            QCOMPARE(used.value()->expires, now + 3700 + seconds);
+            QCOMPARE(used.value()->lastUsed, now + 3700);
+        }
+    }
+
+    void onlySomeSessionsMayUpload()
+    {
+        const PasswordHasher initialised;
+        Database database(m_address);
+        int number = 0;
+        for (const SessionKind kind :
+             {SessionKind::Application, SessionKind::Browser, SessionKind::Api}) {
+            for (const Scope scope : {Scope::Upload, Scope::Read, Scope::Manage}) {
+                const std::string token = std::to_string(++number);
+                QVERIFY(addSession(*m_session,
+                                   1,
+                                   token,
+                                   {.kind = kind,
+                                    .scope = scope,
+                                    .deviceId = {},
+                                    .deviceName = {},
+                                    .userAgent = {},
+                                    .secondsValid = 100}));
+                const auto uploader = database.uploaderOfToken(token);
+                QVERIFY(uploader);
+                QCOMPARE(uploader.value().has_value(),
+                         kind != SessionKind::Browser && scope != Scope::Read);
+                QVERIFY(database.sessionOfToken(token).value());
+            }
+        }
+    }
+
+    void aDisabledUserIsKeptOutButNotFromTheOperator()
+    {
+        const PasswordHasher initialised;
+        const SignInRequest request = {
+            .email = {}, .password = {}, .deviceName = "Desktop", .deviceId = "device"};
+        const auto user = findUser(*m_session, "a@example.org");
+        QVERIFY(user && user.value());
+        QVERIFY(addToken(*m_session, *user.value(), "token", request).value());
+        QVERIFY(m_session->run(QStringLiteral("update users set disabled = 1 where id = 1")));
+        QVERIFY(!findUser(*m_session, "a@example.org").value());
+        QVERIFY(!sessionOfToken(*m_session, "token").value());
+        QVERIFY(!addToken(*m_session, *user.value(), "another", request).value());
+        QCOMPARE(setPassword(*m_session, "a@example.org", "new").value(),
+                 std::optional<std::int64_t>(1));
+        QCOMPARE(revokeTokens(*m_session, "a@example.org").value(), std::optional<std::int64_t>(0));
+        QVERIFY(removeUser(*m_session, "a@example.org").value());
     }
 
     void failuresAndInvitationsAreShared()
