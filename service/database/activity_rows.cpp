@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/database/activity_rows.h"
 
+#include "base/exact_utf8.h"
 #include "base/url_components.h"
 #include "service/database/database_text.h"
 #include "service/database/days.h"
@@ -23,12 +24,15 @@ namespace service {
 
 namespace {
 
+constexpr std::size_t kMostBytesOfASite = 255; // longer than the name of any host
+
 /// What is stored of the site: what the dashboard tells sites apart by, nothing without an address.
 QVariant siteOf(const UploadedActivity& row)
 {
     if (!row.url || row.url->empty())
         return {};
-    return storedText(platform::urlHostKey(*row.url));
+    const std::string site = platform::urlHostKey(*row.url);
+    return storedText(platform::cutUtf8(std::string_view(site), kMostBytesOfASite));
 }
 
 /// A column of many rows as one value of PostgreSQL's form for arrays.

@@ -6,6 +6,7 @@
 #include "service/history/day_pack_encoding.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace service {
 
@@ -28,35 +29,43 @@ struct AddedUp
     Wide stored = 0;
 };
 
-/// Those that begin on the day, or before and reach into it.
-DatabaseResult<std::vector<Run>>
-rowsFor(DatabaseSession& session, std::int64_t user, std::int64_t day)
+/// Calls `each` with those that begin on the day, or before and reach into it.
+template <typename Each>
+DatabaseResult<std::monostate>
+forRows(DatabaseSession& session, std::int64_t user, std::int64_t day, Each each)
 {
     const std::int64_t midnight = day * kSecondsOfADay;
+    const QString columns = QStringLiteral(
+        "select start_time, duration_seconds, device, app_name, window_title, site from runs "
+        "where user_id = ? and start_time >= ? and start_time < ?");
     auto found = session.run(
-        QStringLiteral(
-            "select start_time, duration_seconds, device, app_name, window_title, site from runs "
-            "where user_id = ? and start_time >= ? and start_time < ? union all "
-            "select start_time, duration_seconds, device, app_name, window_title, site from runs "
-            "where user_id = ? and start_time >= ? and start_time < ? and "
-            "duration_seconds > 86400"),
+        columns + QStringLiteral(" union all ") + columns +
+            QStringLiteral(" and duration_seconds > ? - start_time union all ") + columns +
+            QStringLiteral(" and duration_seconds > ? - start_time and "
+                           "duration_seconds > 86400"),
         {number(user),
-         number(std::max(midnight - kSecondsOfADay, kFirstCountedSecond)),
+         number(midnight),
          number(midnight + kSecondsOfADay),
          number(user),
+         number(std::max(midnight - kSecondsOfADay, kFirstCountedSecond)),
+         number(midnight),
+         number(midnight),
+         number(user),
          number(kFirstCountedSecond),
-         number(midnight - kSecondsOfADay)});
+         number(midnight - kSecondsOfADay),
+         number(midnight)});
     if (!found)
         return found.error();
-    std::vector<Run> runs;
-    for (QSqlQuery& row = found.value(); row.next();)
-        runs.push_back({.start = row.value(0).toLongLong(),
-                        .seconds = row.value(1).toLongLong(),
-                        .device = row.value(2).toLongLong(),
-                        .app = row.value(3).toString().toStdString(),
-                        .title = optionalText(row, 4),
-                        .site = optionalText(row, 5)});
-    return runs;
+    QSqlQuery& row = found.value();
+    while (row.next())
+        each(Run{.start = row.value(0).toLongLong(),
+                 .seconds = row.value(1).toLongLong(),
+                 .device = row.value(2).toLongLong(),
+                 .app = row.value(3).toString().toStdString(),
+                 .title = optionalText(row, 4),
+                 .site = optionalText(row, 5)});
+    // A pack of some of the rows must not be kept.
+    return DatabaseSession::allRead(row);
 }
 
 DatabaseResult<AddedUp> addUpOtherTimes(DatabaseSession& session, std::int64_t user)
@@ -80,16 +89,18 @@ addUp(DatabaseSession& session, std::int64_t user, std::int64_t day, const Categ
 {
     if (day == kDayOfOtherTimes)
         return addUpOtherTimes(session, user);
-    const auto runs = rowsFor(session, user, day);
-    if (!runs)
-        return runs.error();
-    AddedUp sums{.pack = packOf(day, runs.value(), rules)};
-    for (const Run& run : runs.value()) {
+    DayPackBuilder builder(day, rules);
+    AddedUp sums;
+    const auto read = forRows(session, user, day, [&](const Run& run) {
+        builder.add(run);
         if (run.start < day * kSecondsOfADay)
-            continue;
+            return;
         ++sums.rows;
         sums.stored += run.seconds;
-    }
+    });
+    if (!read)
+        return read.error();
+    sums.pack = builder.pack();
     return sums;
 }
 
@@ -201,11 +212,13 @@ bumpDays(DatabaseSession& session, std::int64_t user, const std::set<std::int64_
 DatabaseResult<std::vector<Run>>
 runsOfDay(DatabaseSession& session, std::int64_t user, std::int64_t day)
 {
-    auto runs = rowsFor(session, user, day);
-    if (runs)
-        std::erase_if(runs.value(), [&](const Run& run) {
-            return run.seconds <= 0 || endOfRun(run.start, run.seconds) <= day * kSecondsOfADay;
-        });
+    std::vector<Run> runs;
+    const auto read = forRows(session, user, day, [&](Run run) {
+        if (run.seconds > 0)
+            runs.push_back(std::move(run));
+    });
+    if (!read)
+        return read.error();
     return runs;
 }
 

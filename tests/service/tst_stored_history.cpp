@@ -16,6 +16,7 @@
 #include "service/database/summary.h"
 #include "service/database/usual_jobs.h"
 #include "service/password_hasher.h"
+#include "tests/service/pack_of.h"
 #include "tests/service/schema_2.h"
 #include "tests/support/postgres_server.h"
 #include "tests/support/required_programs.h"
@@ -173,6 +174,14 @@ private Q_SLOTS:
         const DayPack pack = packOfDay(kDay);
         QCOMPARE(pack.sites, (std::vector<std::string>{"file:///x", "www.example.org"}));
         QVERIFY(!pack.entries[2].site);
+    }
+
+    void aLongAddressWithoutAHostIsCutToASite()
+    {
+        UploadedActivity row = activity(kMidnight, 1);
+        row.url = "file:///" + std::string(5000, 'x');
+        QVERIFY(store({{row}}));
+        QCOMPARE(packOfDay(kDay).sites, std::vector<std::string>{row.url->substr(0, 255)});
     }
 
     void anUploadClearsThePacksOfItsDaysOnly()
