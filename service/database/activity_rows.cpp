@@ -157,7 +157,8 @@ DatabaseResult<std::monostate> clearStaged(DatabaseSession& session)
                          "duration_seconds bigint not null, app_name text not null, "
                          "window_title text, url text, site text, "
                          "primary key (start_time, digest))"),
-          QStringLiteral("delete from staged_runs")}) {
+          session.isPostgreSql() ? QStringLiteral("truncate staged_runs")
+                                 : QStringLiteral("delete from staged_runs")}) {
         if (const auto done = session.run(statement); !done)
             return done.error();
     }
@@ -324,6 +325,12 @@ storeStaged(DatabaseSession& session, std::int64_t user, const UploadHead& head)
         head,
         touched.value().months,
         [&](std::int64_t device, bool) -> DatabaseResult<std::set<std::int64_t>> {
+            if (session.isPostgreSql()) { // all of it is one statement, however much it is
+                const auto patience =
+                    session.run(QStringLiteral("set local statement_timeout = 0"));
+                if (!patience)
+                    return patience.error();
+            }
             const auto done = session.run(
                 QStringLiteral("insert into runs (user_id, device, start_time, digest, "
                                "duration_seconds, app_name, window_title, url, site) "
