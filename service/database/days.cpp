@@ -3,6 +3,7 @@
 #include "service/database/days.h"
 
 #include "service/database/database_text.h"
+#include "service/database/devices.h"
 #include "service/history/day_pack_encoding.h"
 
 #include <algorithm>
@@ -112,6 +113,56 @@ DatabaseResult<CategoryRules> rulesOf(DatabaseSession& session, std::int64_t use
     return CategoryRules(std::move(rules).value());
 }
 
+/// Writes it back unless the day has changed since it was read.
+DatabaseResult<std::monostate> keep(DatabaseSession& session, const PackToKeep& pack)
+{
+    const auto kept = session.runKept(
+        QStringLiteral("update days set pack = ?, seconds = ?, stored_rows = ?, "
+                       "stored_millions = ?, stored_rest = ? "
+                       "where user_id = ? and day = ? and version = ? and sealed = 0"),
+        {pack.pack,
+         number(pack.seconds),
+         number(pack.rows),
+         number(pack.millions),
+         number(pack.rest),
+         number(pack.user),
+         number(pack.day),
+         number(pack.version)});
+    if (!kept)
+        return kept.error();
+    return std::monostate();
+}
+
+DatabaseResult<std::monostate> keepAll(DatabaseSession& session,
+                                       const std::vector<PackToKeep>& packs)
+{
+    std::optional<std::int64_t> locked;
+    for (const PackToKeep& pack : packs) {
+        // Whoever changes all days of a user does that in an order of its own.
+        if (locked != pack.user) {
+            if (const auto done = lockUser(session, pack.user); !done)
+                return done.error();
+            locked = pack.user;
+        }
+        if (const auto kept = keep(session, pack); !kept)
+            return kept.error();
+    }
+    return std::monostate();
+}
+
+/// What these days of users come to, as far as they have no pack.
+DatabaseResult<std::vector<PackToKeep>>
+packsOf(DatabaseSession& session, const std::vector<std::pair<std::int64_t, std::int64_t>>& days)
+{
+    std::vector<PackToKeep> packs;
+    for (const auto& [user, day] : days) {
+        const auto read = readDays(session, user, {.first = day, .last = day}, packs);
+        if (!read)
+            return read.error();
+    }
+    return packs;
+}
+
 } // namespace
 
 DatabaseResult<std::vector<PackedDay>> readDays(DatabaseSession& session,
@@ -138,6 +189,8 @@ DatabaseResult<std::vector<PackedDay>> readDays(DatabaseSession& session,
                         .version = row.value(1).toLongLong(),
                         .pack = std::move(pack).value_or(DayPack())});
     }
+    if (const auto all = DatabaseSession::allRead(found.value()); !all)
+        return all.error();
     if (missing.empty())
         return days;
     // After the versions: what changes from here on changes those, too.
@@ -162,23 +215,32 @@ DatabaseResult<std::vector<PackedDay>> readDays(DatabaseSession& session,
     return days;
 }
 
-DatabaseResult<std::monostate> keepPack(DatabaseSession& session, const PackToKeep& pack)
+DatabaseResult<std::monostate> keepPacks(DatabaseSession& session,
+                                         const std::vector<PackToKeep>& packs)
 {
-    const auto kept =
-        session.run(QStringLiteral("update days set pack = ?, seconds = ?, stored_rows = ?, "
-                                   "stored_millions = ?, stored_rest = ? "
-                                   "where user_id = ? and day = ? and version = ? and sealed = 0"),
-                    {pack.pack,
-                     number(pack.seconds),
-                     number(pack.rows),
-                     number(pack.millions),
-                     number(pack.rest),
-                     number(pack.user),
-                     number(pack.day),
-                     number(pack.version)});
-    if (!kept)
-        return kept.error();
-    return std::monostate();
+    return session.inTransaction([&] { return keepAll(session, packs); });
+}
+
+DatabaseResult<std::monostate>
+sealDays(DatabaseSession& session, const std::vector<std::pair<std::int64_t, std::int64_t>>& days)
+{
+    const auto packs = packsOf(session, days);
+    if (!packs)
+        return packs.error();
+    return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
+        if (const auto kept = keepAll(session, packs.value()); !kept)
+            return kept.error();
+        for (const auto& [user, day] : days) {
+            const auto sealed = session.runKept(
+                QStringLiteral("update days set sealed = 1, stored_rows = 0, stored_millions = 0, "
+                               "stored_rest = 0 where user_id = ? and day = ? and "
+                               "pack is not null"),
+                {number(user), number(day)});
+            if (!sealed)
+                return sealed.error();
+        }
+        return std::monostate();
+    });
 }
 
 DatabaseResult<std::monostate>
@@ -238,16 +300,11 @@ DatabaseResult<bool> packSomeDays(DatabaseSession& session, std::int64_t now)
     while (found.value().next())
         some.emplace_back(found.value().value(0).toLongLong(), found.value().value(1).toLongLong());
     found.value().finish();
-    for (const auto& [user, day] : some) {
-        std::vector<PackToKeep> toKeep;
-        const auto read = readDays(session, user, {.first = day, .last = day}, toKeep);
-        if (!read)
-            return read.error();
-        for (const PackToKeep& pack : toKeep) {
-            if (const auto kept = keepPack(session, pack); !kept)
-                return kept.error();
-        }
-    }
+    const auto packs = packsOf(session, some);
+    if (!packs)
+        return packs.error();
+    if (const auto kept = keepPacks(session, packs.value()); !kept)
+        return kept.error();
     return !some.empty();
 }
 
@@ -265,6 +322,8 @@ DatabaseResult<std::vector<CategoryRule>> listCategories(DatabaseSession& sessio
                          .field = static_cast<CategoryRule::Field>(row.value(1).toInt()),
                          .how = static_cast<CategoryRule::How>(row.value(2).toInt()),
                          .pattern = row.value(3).toString().toStdString()});
+    if (const auto all = DatabaseSession::allRead(found.value()); !all)
+        return all.error();
     return rules;
 }
 
@@ -272,6 +331,12 @@ DatabaseResult<std::monostate>
 setCategories(DatabaseSession& session, std::int64_t user, const std::vector<CategoryRule>& rules)
 {
     return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
+        if (session.isPostgreSql()) { // an upload on its way may begin a day that is not seen yet
+            const auto locked = session.run(
+                QStringLiteral("select id from users where id = ? for update"), {number(user)});
+            if (!locked)
+                return locked.error();
+        }
         const auto gone =
             session.run(QStringLiteral("delete from categories where user_id = ?"), {number(user)});
         if (!gone)

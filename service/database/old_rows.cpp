@@ -246,6 +246,15 @@ DatabaseResult<bool> moveOldRows(DatabaseSession& session, OldRowsPace& pace)
     return true;
 }
 
+DatabaseResult<bool> hasOldRowsToAskFor(DatabaseSession& session, std::int64_t user)
+{
+    auto found = session.run(QStringLiteral("select id from users where id = ? and old_rows = 1"),
+                             {number(user)});
+    if (!found)
+        return found.error();
+    return found.value().next();
+}
+
 DatabaseResult<std::monostate> askForOldRows(DatabaseSession& session, std::int64_t user)
 {
     const auto asked =

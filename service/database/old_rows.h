@@ -43,6 +43,9 @@ private:
 /// Moves the next portion; false when nothing is left, and the table is gone.
 [[nodiscard]] DatabaseResult<bool> moveOldRows(DatabaseSession& session, OldRowsPace& pace);
 
+/// Whether the user has rows that wait, and nobody has asked for them.
+[[nodiscard]] DatabaseResult<bool> hasOldRowsToAskFor(DatabaseSession& session, std::int64_t user);
+
 /// Lets the rows of this user be moved before those of others.
 [[nodiscard]] DatabaseResult<std::monostate> askForOldRows(DatabaseSession& session,
                                                            std::int64_t user);

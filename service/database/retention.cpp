@@ -76,23 +76,9 @@ DatabaseResult<bool> sealSome(DatabaseSession& session, const Cut& cut)
     while (found.value().next())
         open.emplace_back(found.value().value(0).toLongLong(), found.value().value(1).toLongLong());
     found.value().finish();
-    for (const auto& [user, day] : open) {
-        std::vector<PackToKeep> toKeep;
-        const auto read = readDays(session, user, {.first = day, .last = day}, toKeep);
-        if (!read)
-            return read.error();
-        for (const PackToKeep& pack : toKeep) {
-            if (const auto kept = keepPack(session, pack); !kept)
-                return kept.error();
-        }
-        const auto sealed =
-            session.run(QStringLiteral("update days set sealed = 1, stored_rows = 0, "
-                                       "stored_millions = 0, stored_rest = 0 where user_id = ? "
-                                       "and day = ? and pack is not null"),
-                        {number(user), number(day)});
-        if (!sealed)
-            return sealed.error();
-    }
+    std::ranges::sort(open);
+    if (const auto sealed = sealDays(session, open); !sealed)
+        return sealed.error();
     return !open.empty();
 }
 

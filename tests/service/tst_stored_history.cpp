@@ -206,7 +206,7 @@ private Q_SLOTS:
         QVERIFY(readDays(*m_session, 1, {.first = kDay, .last = kDay}, late));
         QCOMPARE(late.size(), 1u);
         QVERIFY(store({{activity(kMidnight, 11)}}));
-        QVERIFY(keepPack(*m_session, late.front()));
+        QVERIFY(keepPacks(*m_session, late));
         QCOMPARE(daysWithoutPack(), 1);
         QCOMPARE(packOfDay(kDay).seconds(), 11);
     }
@@ -220,6 +220,90 @@ private Q_SLOTS:
         QVERIFY(setCategories(*m_session, 1, rules));
         QCOMPARE(listCategories(*m_session, 1).value(), rules);
         QCOMPARE(packOfDay(kDay).categories, std::vector<std::string>{"work"});
+    }
+
+    /// A day that an upload begins while the rules change is packed by the new ones.
+    void newRulesReachADayThatIsJustBeginning()
+    {
+        if (!m_session->isPostgreSql())
+            return; // SQLite has one writer at a time
+        QVERIFY(store({{activity(kMidnight, 10, "code")}}));
+        const auto other = open();
+        const auto observer = open();
+        QVERIFY(other && observer);
+        const auto waiting = [&] {
+            auto found = observer->run(
+                QStringLiteral("select count(*) from pg_stat_activity where "
+                               "wait_event_type = 'Lock' and datname = current_database()"));
+            return found && found.value().next() ? found.value().value(0).toInt() : -1;
+        };
+        // The upload has begun the day before, and waits with this one.
+        QVERIFY(other->run(QStringLiteral("begin")));
+        QVERIFY(other->run(QStringLiteral("select day from days where user_id = 1 for update")));
+        std::atomic<bool> stored = false;
+        std::jthread upload([&] {
+            const auto session = open();
+            const std::vector<UploadedActivity> rows = {
+                activity(kMidnight - kSecondsOfADay, 60, "code"), activity(kMidnight, 20, "code")};
+            stored = session && session->run(QStringLiteral("set lock_timeout = 0")) &&
+                     storeUpload(*session, 1, kHead, portions({rows}));
+        });
+        QTRY_COMPARE_WITH_TIMEOUT(waiting(), 1, 30'000);
+        std::atomic<bool> changed = false;
+        std::jthread rules([&] {
+            const auto session = open();
+            changed = session && session->run(QStringLiteral("set lock_timeout = 0")) &&
+                      setCategories(*session, 1, {{.name = "work", .pattern = "code"}});
+        });
+        QTRY_COMPARE_WITH_TIMEOUT(waiting(), 2, 30'000);
+        QVERIFY(other->run(QStringLiteral("commit")));
+        upload.join();
+        rules.join();
+        QVERIFY(stored);
+        QVERIFY(changed);
+        // Both days were last changed by the transaction of the rules.
+        auto changes = m_session->run(QStringLiteral(
+            "select count(*), count(distinct cast(xmin as text)) from days where user_id = 1"));
+        QVERIFY(changes && changes.value().next());
+        QCOMPARE(changes.value().value(0).toInt(), 2);
+        QCOMPARE(changes.value().value(1).toInt(), 1);
+        QCOMPARE(packOfDay(kDay - 1).categories, std::vector<std::string>{"work"});
+    }
+
+    /// However long the rows of many portions take in one statement.
+    void anUploadInPortionsHasNoTimeLimit()
+    {
+        if (!m_session->isPostgreSql())
+            return; // SQLite knows none
+        QVERIFY(store({{activity(kMidnight, 10)}}));
+        const auto other = open();
+        const auto observer = open();
+        QVERIFY(other && observer);
+        QVERIFY(other->run(QStringLiteral("begin")));
+        QVERIFY(other->run(QStringLiteral("select day from days where user_id = 1 for update")));
+        std::atomic<bool> stored = false;
+        std::jthread upload([&] {
+            const auto session = open();
+            stored =
+                session && session->run(QStringLiteral("set lock_timeout = 0")) &&
+                session->run(QStringLiteral("set statement_timeout = '1s'")) &&
+                storeUpload(*session,
+                            1,
+                            kHead,
+                            portions({{activity(kMidnight, 20)}, {activity(kMidnight + 1, 5)}}));
+        });
+        const auto waitsForLong = [&] {
+            auto found = observer->run(
+                QStringLiteral("select count(*) from pg_stat_activity where wait_event_type = "
+                               "'Lock' and datname = current_database() and "
+                               "clock_timestamp() - query_start > interval '1500 ms'"));
+            return found && found.value().next() && found.value().value(0).toInt() == 1;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(waitsForLong(), 30'000);
+        QVERIFY(other->run(QStringLiteral("commit")));
+        upload.join();
+        QVERIFY(stored);
+        QCOMPARE(packOfDay(kDay).seconds(), 25);
     }
 
     /// Two writers and two readers; whatever they did, each pack is what the rows add up to.
@@ -519,6 +603,22 @@ private Q_SLOTS:
         QCOMPARE(months.value().contains(oldMonth), false);
         QCOMPARE(months.value().contains(monthOf(secondsNow()) + 2), m_session->isPostgreSql());
         QCOMPARE(packOfDay(kDay - 400).seconds(), 60);
+    }
+
+    void reportsOfManyDaysAreKeptInPieces()
+    {
+        std::vector<UploadedActivity> rows;
+        for (int day = 0; day < 70; ++day)
+            rows.push_back(activity(kMidnight + day * kSecondsOfADay, 10));
+        QVERIFY(store({rows}));
+        Database database(m_address);
+        for (int times = 0; times < 2; ++times) {
+            const auto days = database.days(1, {.first = kDay, .last = kDay + 69});
+            QVERIFY(days);
+            QCOMPARE(days.value().size(), 70u);
+            QTRY_COMPARE_WITH_TIMEOUT(daysWithoutPack(), 0, 30'000);
+        }
+        QCOMPARE(packOfDay(kDay + 69).seconds(), 10);
     }
 
     void reportsChangeNothingButThePacksThatTheyMissed()
@@ -958,10 +1058,8 @@ private:
     {
         std::vector<PackToKeep> toKeep;
         auto days = readDays(*m_session, user, {.first = 1, .last = 60'000}, toKeep);
-        for (const PackToKeep& pack : toKeep) {
-            if (!keepPack(*m_session, pack))
-                return {};
-        }
+        if (!keepPacks(*m_session, toKeep))
+            return {};
         return days ? days.value() : std::vector<PackedDay>();
     }
 
@@ -988,9 +1086,7 @@ private:
             std::vector<PackToKeep> toKeep;
             if (!readDays(session, 1, {.first = kDay - 5, .last = kDay + 5}, toKeep))
                 return false;
-            return std::ranges::all_of(toKeep, [&](const PackToKeep& pack) {
-                return static_cast<bool>(keepPack(session, pack));
-            });
+            return static_cast<bool>(keepPacks(session, toKeep));
         }
         if (below(8) == 0) { // deletes what begins on a day
             const std::int64_t day = kDay + below(3) - 1;
