@@ -27,49 +27,62 @@ namespace {
 constexpr std::size_t kMostBytesOfASite = 255; // longer than the name of any host
 
 /// What is stored of the site: what the dashboard tells sites apart by, nothing without an address.
-QVariant siteOf(const UploadedActivity& row)
+std::optional<std::string> siteOf(const UploadedActivity& row)
 {
     if (!row.url || row.url->empty())
-        return {};
+        return std::nullopt;
     const std::string site = platform::urlHostKey(*row.url);
-    return storedText(platform::cutUtf8(std::string_view(site), kMostBytesOfASite));
+    return std::string(platform::cutUtf8(std::string_view(site), kMostBytesOfASite));
 }
 
-/// A column of many rows as one value of PostgreSQL's form for arrays.
+/// A column of many rows as one value of PostgreSQL's form for arrays. It is made of bytes and
+/// becomes a QString as a whole: that takes a small part of the time that its texts would take.
 class Column final
 {
 public:
-    explicit Column(std::size_t rows) { m_text.reserve(static_cast<qsizetype>(24 * rows) + 2); }
+    explicit Column(std::size_t rows) { m_text.reserve(24 * rows + 2); }
 
     void add(std::int64_t value)
     {
         separate();
-        m_text += QString::number(value);
+        m_text += std::to_string(value);
     }
 
-    void add(const QVariant& text)
+    /// As storedText() has it.
+    void add(std::string_view text)
     {
         separate();
-        if (text.isNull()) {
-            m_text += QLatin1String("NULL");
+        m_text += '"';
+        std::size_t begin = 0; // of what is not in it yet
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            const char c = text[i];
+            if (c != '"' && c != '\\' && c != '\0')
+                continue;
+            m_text += text.substr(begin, i - begin);
+            m_text += c == '\0' ? "\xE2\x90\x80" : "\\"; // U+2400
+            begin = c == '\0' ? i + 1 : i;
+        }
+        m_text += text.substr(begin);
+        m_text += '"';
+    }
+
+    void add(const std::optional<std::string>& text)
+    {
+        if (text) {
+            add(std::string_view(*text));
             return;
         }
-        m_text += QLatin1Char('"');
-        for (const QChar c : text.toString()) {
-            if (c == QLatin1Char('"') || c == QLatin1Char('\\'))
-                m_text += QLatin1Char('\\');
-            m_text += c;
-        }
-        m_text += QLatin1Char('"');
+        separate();
+        m_text += "NULL";
     }
 
     /// Of at least one row.
-    [[nodiscard]] QString whole() const { return m_text + QLatin1Char('}'); }
+    [[nodiscard]] QString whole() const { return QString::fromStdString(m_text + '}'); }
 
 private:
-    void separate() { m_text += m_text.isEmpty() ? QLatin1Char('{') : QLatin1Char(','); }
+    void separate() { m_text += m_text.empty() ? '{' : ','; }
 
-    QString m_text;
+    std::string m_text;
 };
 
 /// The columns that a row brings with it, in the order of their places in a statement.
@@ -92,7 +105,7 @@ Given given(const StoredActivity& row)
             .app = storedText(row.activity->appName),
             .title = storedOptional(row.activity->windowTitle),
             .url = storedOptional(row.activity->url),
-            .site = siteOf(*row.activity)};
+            .site = storedOptional(siteOf(*row.activity))};
 }
 
 /// All of `rows` in arrays.
@@ -105,11 +118,10 @@ QVariantList arraysOf(const std::vector<StoredActivity>& rows)
         numbers[0].add(row.activity->startTime);
         numbers[1].add(row.digest);
         numbers[2].add(row.durationSeconds);
-        const Given columns = given(row);
-        texts[0].add(columns.app);
-        texts[1].add(columns.title);
-        texts[2].add(columns.url);
-        texts[3].add(columns.site);
+        texts[0].add(std::string_view(row.activity->appName));
+        texts[1].add(row.activity->windowTitle);
+        texts[2].add(row.activity->url);
+        texts[3].add(siteOf(*row.activity));
     }
     QVariantList values;
     for (const Column& column : numbers)

@@ -124,6 +124,39 @@ private Q_SLOTS:
         QCOMPARE(packOfDay(kDay).seconds(), 36 + 20);
     }
 
+    void textsAreStoredAsTheyAreButForTheZero()
+    {
+        const std::vector<std::pair<std::string, std::string>> texts = {
+            {"", ""},
+            {"NULL", "NULL"},
+            {"\"", "\""},
+            {"a\\\"b,{}'\\", "a\\\"b,{}'\\"},
+            {"\xC3\xA4\xF0\x9F\x8C\x99\n", "\xC3\xA4\xF0\x9F\x8C\x99\n"},
+            {std::string("\0a\0", 3),
+             "\xE2\x90\x80"
+             "a\xE2\x90\x80"}};
+        std::vector<UploadedActivity> rows;
+        for (const auto& [given, stored] : texts) {
+            rows.push_back(activity(kMidnight + static_cast<std::int64_t>(rows.size()), 1, given));
+            rows.back().windowTitle = given;
+        }
+        rows.push_back(activity(kMidnight + static_cast<std::int64_t>(rows.size()), 1, "none"));
+        rows.back().windowTitle.reset();
+        QVERIFY(store({rows}));
+        auto found = m_session->run(QStringLiteral(
+            "select app_name, window_title, url from runs where user_id = 1 order by start_time"));
+        QVERIFY(found);
+        for (const auto& [given, stored] : texts) {
+            QVERIFY(found.value().next());
+            QCOMPARE(found.value().value(0).toString().toStdString(), stored);
+            QVERIFY(!found.value().isNull(1));
+            QCOMPARE(found.value().value(1).toString().toStdString(), stored);
+            QVERIFY(found.value().isNull(2));
+        }
+        QVERIFY(found.value().next());
+        QVERIFY(found.value().isNull(1));
+    }
+
     void anUploadOfWhichTheRestCannotBeReadLeavesNothing()
     {
         Database database(m_address);
