@@ -21,6 +21,7 @@
 #include "tests/support/postgres_server.h"
 #include "tests/support/required_programs.h"
 
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -261,7 +262,7 @@ private Q_SLOTS:
         if (!m_session->isPostgreSql())
             return; // SQLite has one writer at a time
         QVERIFY(store({{activity(kMidnight, 10, "code")}}));
-        const auto other = open();
+        auto other = open();
         const auto observer = open();
         QVERIFY(other && observer);
         const auto waiting = [&] {
@@ -281,15 +282,15 @@ private Q_SLOTS:
             stored = session && session->run(QStringLiteral("set lock_timeout = 0")) &&
                      storeUpload(*session, 1, kHead, portions({rows}));
         });
+        const auto letGo = qScopeGuard([&] { other.reset(); });
         QTRY_COMPARE_WITH_TIMEOUT(waiting(), 1, 30'000);
         std::atomic<bool> changed = false;
         std::jthread rules([&] {
             const auto session = open();
-            changed = session && session->run(QStringLiteral("set lock_timeout = 0")) &&
-                      setCategories(*session, 1, {{.name = "work", .pattern = "code"}});
+            changed = session && setCategories(*session, 1, {{.name = "work", .pattern = "code"}});
         });
         QTRY_COMPARE_WITH_TIMEOUT(waiting(), 2, 30'000);
-        QVERIFY(other->run(QStringLiteral("commit")));
+        other.reset();
         upload.join();
         rules.join();
         QVERIFY(stored);
@@ -309,7 +310,7 @@ private Q_SLOTS:
         if (!m_session->isPostgreSql())
             return; // SQLite knows none
         QVERIFY(store({{activity(kMidnight, 10)}}));
-        const auto other = open();
+        auto other = open();
         const auto observer = open();
         QVERIFY(other && observer);
         QVERIFY(other->run(QStringLiteral("begin")));
@@ -325,6 +326,7 @@ private Q_SLOTS:
                             kHead,
                             portions({{activity(kMidnight, 20)}, {activity(kMidnight + 1, 5)}}));
         });
+        const auto letGo = qScopeGuard([&] { other.reset(); });
         const auto waitsForLong = [&] {
             auto found = observer->run(
                 QStringLiteral("select count(*) from pg_stat_activity where wait_event_type = "
@@ -333,7 +335,7 @@ private Q_SLOTS:
             return found && found.value().next() && found.value().value(0).toInt() == 1;
         };
         QTRY_VERIFY_WITH_TIMEOUT(waitsForLong(), 30'000);
-        QVERIFY(other->run(QStringLiteral("commit")));
+        other.reset();
         upload.join();
         QVERIFY(stored);
         QCOMPARE(packOfDay(kDay).seconds(), 25);
@@ -417,7 +419,7 @@ private Q_SLOTS:
         const std::int64_t now = kMidnight;
         const std::int64_t old = now - 200 * kSecondsOfADay;
         QVERIFY(store({{activity(now, 1)}}));
-        const auto other = open();
+        auto other = open();
         const auto observer = open();
         QVERIFY(other && observer);
         const auto waitsFor = [&](const char* mode) {
@@ -436,6 +438,7 @@ private Q_SLOTS:
                 session &&
                 storeUpload(*session, 1, kHead, portions({{activity(old, 60), activity(now, 2)}}));
         });
+        const auto letGo = qScopeGuard([&] { other.reset(); });
         QTRY_VERIFY_WITH_TIMEOUT(waitsFor("ShareLock"), 30'000);
         std::atomic<bool> pruned = false;
         std::jthread pruner([&] {
@@ -446,7 +449,7 @@ private Q_SLOTS:
             }
         });
         QTRY_VERIFY_WITH_TIMEOUT(waitsFor("AccessExclusiveLock"), 30'000);
-        QVERIFY(other->run(QStringLiteral("commit")));
+        other.reset();
         upload.join();
         pruner.join();
         QVERIFY(stored);
