@@ -241,7 +241,7 @@ DatabaseResult<std::monostate> JobRunner::run(std::unique_ptr<DatabaseSession>& 
             return letGo(*session, job, m_name, {.pause = pause, .result = step.value().result});
         };
         if (!step.value().more)
-            return end(job.period);
+            return end(std::min(step.value().again.value_or(job.period), job.period));
         if (isEnding())
             return end(0s);
         if (Clock::now() - begun > kUntilOthersHaveTheirTurn) {

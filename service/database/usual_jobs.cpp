@@ -75,6 +75,13 @@ Job pruneJob(const Retention& retention)
     return {.name = "prune",
             .period = hours(24),
             .step = [retention, pruning](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                const auto old = hasOldTable(session);
+                if (!old)
+                    return old.error();
+                if (old.value())
+                    return Job::Step{.more = false,
+                                     .result = "waits until the rows of schema 2 have been moved",
+                                     .again = minutes(10)};
                 const auto more = pruneSome(session, retention, secondsNow(), *pruning);
                 if (!more)
                     return more.error();

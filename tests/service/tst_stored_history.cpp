@@ -555,6 +555,26 @@ private Q_SLOTS:
         }
     }
 
+    void aJobMayBeDueAgainSooner()
+    {
+        const std::vector<Job> jobs = {{.name = "waiting",
+                                        .period = std::chrono::hours(24),
+                                        .step = [](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                                            return Job::Step{.more = false,
+                                                             .result = "it waits",
+                                                             .again = std::chrono::minutes(10)};
+                                        }}};
+        const JobRunner runner(m_address, jobs);
+        const auto ended = [&] {
+            const auto lines = listJobs(*m_session);
+            return lines && lines.value().size() == 1 && lines.value()[0].finished;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+        const JobLine line = listJobs(*m_session).value()[0];
+        QCOMPARE(line.result, std::string("it waits"));
+        QCOMPARE(line.due - *line.finished, 600);
+    }
+
     void aJobThatAnotherOneHasTakenMeanwhileIsLeftToIt()
     {
         std::atomic<int> steps = 0;
