@@ -28,13 +28,13 @@ std::optional<Span> partOf(std::int64_t day, const Run& run)
     return part.begin < part.end ? std::optional(part) : std::nullopt;
 }
 
-/// Calls `each(slot, seconds)` for the slots that `span` lies in.
+/// Calls `each(slot, from, seconds)` for the slots that `span` lies in, `from` being in the slot.
 template <typename Each> void forSlots(const Span& span, Each each)
 {
     for (std::int64_t at = span.begin; at < span.end;) {
         const std::int64_t slot = at / DayPack::kSecondsOfASlot;
         const std::int64_t end = std::min(span.end, (slot + 1) * DayPack::kSecondsOfASlot);
-        each(static_cast<std::size_t>(slot), end - at);
+        each(static_cast<std::size_t>(slot), at % DayPack::kSecondsOfASlot, end - at);
         at = end;
     }
 }
@@ -84,7 +84,7 @@ std::int64_t DayPack::seconds() const
 DayPackBuilder::DayPackBuilder(std::int64_t day, const CategoryRules& rules)
     : m_day(day)
     , m_rules(rules)
-    , m_active(static_cast<std::size_t>(kSecondsOfADay))
+    , m_active(DayPack::kSlots)
 {
 }
 
@@ -101,7 +101,6 @@ void DayPackBuilder::add(const Run& run)
     const std::optional<Span> part = partOf(m_day, run);
     if (!part)
         return;
-    std::fill(m_active.begin() + part->begin, m_active.begin() + part->end, true);
     const std::uint32_t app = numberOf(m_apps, run.app);
     m_titles.resize(m_apps.size());
     if (run.title) {
@@ -114,7 +113,10 @@ void DayPackBuilder::add(const Run& run)
     const Number site = run.site ? Number(numberOf(m_sites, *run.site)) : std::nullopt;
     const std::optional<std::string_view> name = m_rules.categoryOf(run);
     const Number category = name ? Number(numberOf(m_categories, *name)) : std::nullopt;
-    forSlots(*part, [&](std::size_t slot, std::int64_t seconds) {
+    forSlots(*part, [&](std::size_t slot, std::int64_t from, std::int64_t seconds) {
+        const auto all = ~std::bitset<DayPack::kSecondsOfASlot>();
+        m_active[slot] |= all >> static_cast<std::size_t>(DayPack::kSecondsOfASlot - seconds)
+                                     << static_cast<std::size_t>(from);
         std::int64_t& sum =
             m_sums[{static_cast<std::uint32_t>(slot), run.device, app, site, category}];
         sum = saturatingSum(sum, seconds);
@@ -146,12 +148,8 @@ DayPack DayPackBuilder::pack() const
     std::ranges::sort(pack.entries, {}, [](const DayPack::Entry& entry) {
         return std::tie(entry.slot, entry.device, entry.app, entry.site, entry.category);
     });
-    for (std::size_t slot = 0; slot < DayPack::kSlots; ++slot) {
-        const auto begin =
-            m_active.begin() + static_cast<std::ptrdiff_t>(slot) * DayPack::kSecondsOfASlot;
-        pack.anyDevice.at(slot) =
-            static_cast<std::uint16_t>(std::count(begin, begin + DayPack::kSecondsOfASlot, true));
-    }
+    for (std::size_t slot = 0; slot < DayPack::kSlots; ++slot)
+        pack.anyDevice.at(slot) = static_cast<std::uint16_t>(m_active[slot].count());
     for (std::uint32_t app = 0; app < m_titles.size(); ++app) {
         for (const auto& [text, seconds] : m_titles[app])
             pack.titles.push_back({.app = apps[app], .text = text, .seconds = seconds});

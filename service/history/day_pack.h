@@ -6,6 +6,7 @@
 #include "service/history/run.h"
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -97,7 +98,8 @@ private:
     Texts m_categories;
     std::map<Key, std::int64_t> m_sums;
     std::vector<Seconds> m_titles; ///< of each application
-    std::vector<bool> m_active;    ///< of each second of the day, whether any device was
+    /// Of each slot the seconds in which any device was active.
+    std::vector<std::bitset<DayPack::kSecondsOfASlot>> m_active;
 };
 
 /// The sum within the bounds of 64 bits.
