@@ -219,7 +219,7 @@ Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)
     if (!session)
         return refused;
     // The only route that asks stores rows.
-    if (session->scope != Scope::Upload)
+    if (!session->mayUpload())
         return refusal(403, "The token is not for uploads");
     return session->user;
 }

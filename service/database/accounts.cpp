@@ -37,11 +37,9 @@ withUser(DatabaseSession& session, const std::string& email, Work work)
 {
     using Done = DatabaseResult<std::optional<std::int64_t>>;
     return session.inExclusiveTransaction([&]() -> Done {
-        const auto user = findUser(session, email);
-        if (!user)
-            return user.error();
-        if (!user.value())
-            return std::optional<std::int64_t>();
+        const auto user = findUserId(session, email);
+        if (!user || !user.value())
+            return user;
         const DatabaseResult<std::int64_t> number = work(*user.value());
         if (!number)
             return number.error();
@@ -53,9 +51,10 @@ constexpr std::array kKinds = {"application", "browser", "api"};
 constexpr std::array kScopes = {"upload", "read", "manage"};
 constexpr std::int64_t kOverlapSeconds = 600;
 constexpr std::int64_t kSecondsBetweenNotes = 3600;
+constexpr std::int64_t kNotesInTime = 72; // at least so many before a session ends unused
 constexpr auto kSessionColumns =
-    "user_id, digest, kind, scope, device_id, device_name, user_agent, "
-    "created_at, last_used, expires";
+    "sessions.user_id, digest, kind, scope, device_id, device_name, user_agent, "
+    "sessions.created_at, last_used, expires, idle_seconds";
 
 template <typename Enum, std::size_t Size>
 Enum named(const QString& name, const std::array<const char*, Size>& names)
@@ -76,7 +75,8 @@ Session sessionIn(const QSqlQuery& row)
             .userAgent = row.value(6).toString().toStdString(),
             .created = row.value(7).toLongLong() / 1'000'000,
             .lastUsed = row.value(8).toLongLong(),
-            .expires = row.value(9).toLongLong()};
+            .expires = row.value(9).toLongLong(),
+            .idleSeconds = row.value(10).toLongLong()};
 }
 
 /// The only number that a statement yields.
@@ -200,17 +200,32 @@ DatabaseResult<std::optional<std::int64_t>> addUser(DatabaseSession& session,
     });
 }
 
+DatabaseResult<std::optional<std::int64_t>> findUserId(DatabaseSession& session,
+                                                       const std::string& email)
+{
+    auto found =
+        session.run(QStringLiteral("select id from users where email_key = ? and removed = 0"),
+                    {storedKey(email)});
+    if (!found)
+        return found.error();
+    // Stored texts hold no U+0000, so an address with one must not find that of its picture.
+    if (email.find('\0') != std::string::npos || !found.value().next())
+        return std::optional<std::int64_t>();
+    return std::optional<std::int64_t>(found.value().value(0).toLongLong());
+}
+
 DatabaseResult<std::optional<User>> findUser(DatabaseSession& session, const std::string& email)
 {
+    const auto id = findUserId(session, email);
+    if (!id)
+        return id.error();
     auto found = session.run(QStringLiteral("select id, email, name, phone_number, password_hash "
-                                            "from users where email_key = ? and removed = 0 "
-                                            "and disabled = 0"),
-                             {storedKey(email)});
+                                            "from users where id = ? and disabled = 0"),
+                             {number(id.value().value_or(0))}); // which nobody has
     if (!found)
         return found.error();
     QSqlQuery& row = found.value();
-    // Stored texts hold no U+0000, so an address with one must not find that of its picture.
-    if (email.find('\0') != std::string::npos || !row.next())
+    if (!row.next())
         return std::optional<User>();
     return std::optional(User{
         .id = row.value(0).toLongLong(),
@@ -230,7 +245,8 @@ DatabaseResult<bool> addToken(DatabaseSession& session,
     return session.inExclusiveTransaction([&]() -> DatabaseResult<bool> {
         // The password was checked before, and may be another by now.
         auto same = session.run(QStringLiteral("select id from users where id = ? and "
-                                               "password_hash = ? and removed = 0"),
+                                               "password_hash = ? and removed = 0 and "
+                                               "disabled = 0"),
                                 {number(user.id), storedText(user.passwordHash)});
         if (!same)
             return same.error();
@@ -253,7 +269,8 @@ DatabaseResult<bool> addToken(DatabaseSession& session,
                                       {.deviceId = request.deviceId,
                                        .deviceName = request.deviceName,
                                        .userAgent = {},
-                                       .secondsValid = kApplicationSessionSeconds});
+                                       .secondsValid = kApplicationSessionSeconds,
+                                       .lastsFromUse = true});
         if (!added)
             return added.error();
         const auto bounded = session.run(
@@ -277,8 +294,8 @@ DatabaseResult<std::monostate> addSession(DatabaseSession& session,
     const std::int64_t now = secondsNow();
     const auto added =
         session.run(QStringLiteral("insert into sessions (user_id, digest, kind, scope, device_id, "
-                                   "device_name, user_agent, created_at, last_used, expires) "
-                                   "values (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                                   "device_name, user_agent, created_at, last_used, expires, "
+                                   "idle_seconds) values (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
                     {number(user),
                      storedText(digestOf({token})),
                      QString::fromLatin1(kKinds.at(static_cast<std::size_t>(made.kind))),
@@ -288,7 +305,8 @@ DatabaseResult<std::monostate> addSession(DatabaseSession& session,
                      storedText(made.userAgent),
                      number(microsecondsNow()),
                      number(now),
-                     number(now + made.secondsValid)});
+                     number(now + made.secondsValid),
+                     number(made.lastsFromUse ? made.secondsValid : 0)});
     if (!added)
         return added.error();
     return std::monostate();
@@ -299,7 +317,8 @@ DatabaseResult<std::optional<Session>> sessionOfToken(DatabaseSession& session,
 {
     // Finds whose it is.
     const auto found =
-        session.runKept(QStringLiteral("select %1 from sessions where digest = ? and expires > ?")
+        session.runKept(QStringLiteral("select %1 from sessions join users on users.id = user_id "
+                                       "where digest = ? and expires > ? and disabled = 0")
                             .arg(QLatin1String(kSessionColumns)),
                         {storedText(digestOf({token})), number(secondsNow())});
     if (!found)
@@ -311,32 +330,25 @@ DatabaseResult<std::optional<Session>> sessionOfToken(DatabaseSession& session,
     return valid;
 }
 
-DatabaseResult<std::optional<std::int64_t>> userOfToken(DatabaseSession& session,
-                                                        const std::string& token)
-{
-    const auto found = sessionOfToken(session, token);
-    if (!found)
-        return found.error();
-    const std::optional<Session>& valid = found.value();
-    return valid ? std::optional(valid->user) : std::nullopt;
-}
-
 bool needsNote(const Session& used, std::int64_t now)
 {
-    return now - used.lastUsed >= kSecondsBetweenNotes;
+    const std::int64_t between =
+        used.idleSeconds > 0 ? std::min(kSecondsBetweenNotes, used.idleSeconds / kNotesInTime)
+                             : kSecondsBetweenNotes;
+    return now - used.lastUsed >= between;
 }
 
 DatabaseResult<std::monostate>
 noteUse(DatabaseSession& session, const Session& used, std::int64_t now)
 {
-    // One that a new sign-in has replaced does not come back to life.
-    const bool goesOn =
-        used.kind == SessionKind::Application && used.expires > now + kOverlapSeconds;
+    // One that a new sign-in has replaced does not come back to life, also where it was replaced by
+    // another instance, whose clock is ahead of ours.
+    const bool goesOn = used.idleSeconds > 0 && used.expires > now + 2 * kOverlapSeconds;
     const auto noted =
         session.run(QStringLiteral("update sessions set last_used = ?, expires = ? "
                                    "where user_id = ? and digest = ? and expires = ?"),
                     {number(now),
-                     number(goesOn ? now + kApplicationSessionSeconds : used.expires),
+                     number(goesOn ? now + used.idleSeconds : used.expires),
                      number(used.user),
                      storedText(used.id),
                      number(used.expires)});
@@ -391,13 +403,13 @@ DatabaseResult<std::int64_t> deleteExpired(DatabaseSession& session, std::int64_
 DatabaseResult<std::optional<std::int64_t>>
 setPassword(DatabaseSession& session, const std::string& email, const std::string& passwordHash)
 {
-    return withUser(session, email, [&](const User& user) -> DatabaseResult<std::int64_t> {
+    return withUser(session, email, [&](std::int64_t user) -> DatabaseResult<std::int64_t> {
         const auto changed =
             session.run(QStringLiteral("update users set password_hash = ? where id = ?"),
-                        {storedText(passwordHash), number(user.id)});
+                        {storedText(passwordHash), number(user)});
         if (!changed)
             return changed.error();
-        return endTokens(session, user.id);
+        return endTokens(session, user);
     });
 }
 
@@ -407,17 +419,17 @@ removeUser(DatabaseSession& session,
            const std::function<void(std::int64_t)>& progress)
 {
     const auto marked =
-        withUser(session, email, [&](const User& user) -> DatabaseResult<std::int64_t> {
+        withUser(session, email, [&](std::int64_t user) -> DatabaseResult<std::int64_t> {
             // From here on nobody signs in or uploads, and the address may be used anew.
             const auto done = session.run(
                 QStringLiteral("update users set removed = 1, email = '', email_key = ?, "
                                "name = '', phone_number = null, password_hash = '' where id = ?"),
-                {QStringLiteral("removed %1").arg(user.id), number(user.id)});
+                {QStringLiteral("removed %1").arg(user), number(user)});
             if (!done)
                 return done.error();
-            if (const auto ended = endTokens(session, user.id); !ended)
+            if (const auto ended = endTokens(session, user); !ended)
                 return ended.error();
-            return user.id;
+            return user;
         });
     if (!marked)
         return marked.error();
@@ -454,7 +466,7 @@ DatabaseResult<bool> eraseSome(DatabaseSession& session, std::int64_t& rows)
 DatabaseResult<std::optional<std::int64_t>> revokeTokens(DatabaseSession& session,
                                                          const std::string& email)
 {
-    return withUser(session, email, [&](const User& user) { return endTokens(session, user.id); });
+    return withUser(session, email, [&](std::int64_t user) { return endTokens(session, user); });
 }
 
 DatabaseResult<std::vector<UserLine>> listUsers(DatabaseSession& session)

@@ -34,6 +34,11 @@ struct User
                                                                   const std::string& name,
                                                                   const std::string& passwordHash);
 
+/// The number of the user of that address, also of one who is disabled.
+[[nodiscard]] DatabaseResult<std::optional<std::int64_t>> findUserId(DatabaseSession& session,
+                                                                     const std::string& email);
+
+/// The user of that address who may sign in: not one who is disabled.
 [[nodiscard]] DatabaseResult<std::optional<User>> findUser(DatabaseSession& session,
                                                            const std::string& email);
 
@@ -48,7 +53,8 @@ struct NewSession
     std::string deviceId;
     std::string deviceName;
     std::string userAgent;
-    std::int64_t secondsValid = 0; ///< from now on, or from each use if it is an application's
+    std::int64_t secondsValid = 0;
+    bool lastsFromUse = false; ///< so long from each use on, instead of from now on
 };
 
 /// A session, without its token.
@@ -63,17 +69,28 @@ struct Session
     std::string userAgent;
     // Seconds since 1970-01-01T00:00:00Z.
     std::int64_t created = 0;
-    std::int64_t lastUsed = 0; ///< noted once an hour at most
+    std::int64_t lastUsed = 0; ///< not noted with each use, see needsNote()
     std::int64_t expires = 0;
+    std::int64_t idleSeconds = 0; ///< it ends so long after its last use; 0: at its time
+
+    /// Whether it may store what applications upload. A browser sends its session by itself, also
+    /// when another site has it send a request.
+    [[nodiscard]] bool mayUpload() const
+    {
+        return kind != SessionKind::Browser && scope != Scope::Read;
+    }
 };
 
-/// An application's session ends when it has not been used for so long.
+/// A session ends when it has not been used for so long: an application's, a browser's, and that of
+/// a browser whose user wanted to stay signed in.
 inline constexpr std::int64_t kApplicationSessionSeconds = 90 * 86'400;
+inline constexpr std::int64_t kBrowserSessionSeconds = 12 * 3600;
+inline constexpr std::int64_t kKeptBrowserSessionSeconds = 30 * 86'400;
 
 /// Makes `token` valid for `user` on the device of `request`, as an application's session. That of
 /// an earlier sign-in on the device ends ten minutes later: what it has on its way still arrives.
-/// False when the user is gone or has another password by now. Of many such sessions of a user only
-/// the newest 50 stay.
+/// False when the user is gone, disabled or has another password by now. Of many such sessions of a
+/// user only the newest 50 stay.
 [[nodiscard]] DatabaseResult<bool> addToken(DatabaseSession& session,
                                             const User& user,
                                             const std::string& token,
@@ -85,18 +102,15 @@ inline constexpr std::int64_t kApplicationSessionSeconds = 90 * 86'400;
                                                         const std::string& token,
                                                         const NewSession& made);
 
-/// The session of `token`; nothing when it is not valid.
+/// The session of `token`; nothing when it is not valid, or its user is disabled.
 [[nodiscard]] DatabaseResult<std::optional<Session>> sessionOfToken(DatabaseSession& session,
                                                                     const std::string& token);
 
-/// Whose `token` is; nothing when it is not valid.
-[[nodiscard]] DatabaseResult<std::optional<std::int64_t>> userOfToken(DatabaseSession& session,
-                                                                      const std::string& token);
-
-/// Whether a use of it is to be noted: the last one was an hour ago.
+/// Whether a use of it is to be noted: the last one was an hour ago, or less for a session that
+/// does not last long without use.
 [[nodiscard]] bool needsNote(const Session& used, std::int64_t now);
 
-/// Notes that it is used at `now`, and lets an application's session last from there.
+/// Notes that it is used at `now`, and lets it last from there if that is how it ends.
 [[nodiscard]] DatabaseResult<std::monostate>
 noteUse(DatabaseSession& session, const Session& used, std::int64_t now);
 
@@ -112,8 +126,8 @@ endSession(DatabaseSession& session, std::int64_t user, const std::string& id);
 [[nodiscard]] DatabaseResult<std::int64_t> deleteExpired(DatabaseSession& session,
                                                          std::int64_t now);
 
-/// Gives a user another password and ends all tokens; how many there were, or nothing when there is
-/// no such user.
+/// Gives a user, also one who is disabled, another password and ends all tokens; how many there
+/// were, or nothing when there is no such user.
 [[nodiscard]] DatabaseResult<std::optional<std::int64_t>>
 setPassword(DatabaseSession& session, const std::string& email, const std::string& passwordHash);
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/database/activity_rows.h"
 
+#include "base/exact_utf8.h"
 #include "base/url_components.h"
 #include "service/database/database_text.h"
 #include "service/database/days.h"
@@ -23,49 +24,65 @@ namespace service {
 
 namespace {
 
+constexpr std::size_t kMostBytesOfASite = 255; // longer than the name of any host
+
 /// What is stored of the site: what the dashboard tells sites apart by, nothing without an address.
-QVariant siteOf(const UploadedActivity& row)
+std::optional<std::string> siteOf(const UploadedActivity& row)
 {
     if (!row.url || row.url->empty())
-        return {};
-    return storedText(platform::urlHostKey(*row.url));
+        return std::nullopt;
+    const std::string site = platform::urlHostKey(*row.url);
+    return std::string(platform::cutUtf8(std::string_view(site), kMostBytesOfASite));
 }
 
-/// A column of many rows as one value of PostgreSQL's form for arrays.
+/// A column of many rows as one value of PostgreSQL's form for arrays. It is made of bytes and
+/// becomes a QString as a whole: that takes a small part of the time that its texts would take.
 class Column final
 {
 public:
-    explicit Column(std::size_t rows) { m_text.reserve(static_cast<qsizetype>(24 * rows) + 2); }
+    explicit Column(std::size_t rows) { m_text.reserve(24 * rows + 2); }
 
     void add(std::int64_t value)
     {
         separate();
-        m_text += QString::number(value);
+        m_text += std::to_string(value);
     }
 
-    void add(const QVariant& text)
+    /// As storedText() has it.
+    void add(std::string_view text)
     {
         separate();
-        if (text.isNull()) {
-            m_text += QLatin1String("NULL");
+        m_text += '"';
+        std::size_t begin = 0; // of what is not in it yet
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            const char c = text[i];
+            if (c != '"' && c != '\\' && c != '\0')
+                continue;
+            m_text += text.substr(begin, i - begin);
+            m_text += c == '\0' ? "\xE2\x90\x80" : "\\"; // U+2400
+            begin = c == '\0' ? i + 1 : i;
+        }
+        m_text += text.substr(begin);
+        m_text += '"';
+    }
+
+    void add(const std::optional<std::string>& text)
+    {
+        if (text) {
+            add(std::string_view(*text));
             return;
         }
-        m_text += QLatin1Char('"');
-        for (const QChar c : text.toString()) {
-            if (c == QLatin1Char('"') || c == QLatin1Char('\\'))
-                m_text += QLatin1Char('\\');
-            m_text += c;
-        }
-        m_text += QLatin1Char('"');
+        separate();
+        m_text += "NULL";
     }
 
     /// Of at least one row.
-    [[nodiscard]] QString whole() const { return m_text + QLatin1Char('}'); }
+    [[nodiscard]] QString whole() const { return QString::fromStdString(m_text + '}'); }
 
 private:
-    void separate() { m_text += m_text.isEmpty() ? QLatin1Char('{') : QLatin1Char(','); }
+    void separate() { m_text += m_text.empty() ? '{' : ','; }
 
-    QString m_text;
+    std::string m_text;
 };
 
 /// The columns that a row brings with it, in the order of their places in a statement.
@@ -88,7 +105,7 @@ Given given(const StoredActivity& row)
             .app = storedText(row.activity->appName),
             .title = storedOptional(row.activity->windowTitle),
             .url = storedOptional(row.activity->url),
-            .site = siteOf(*row.activity)};
+            .site = storedOptional(siteOf(*row.activity))};
 }
 
 /// All of `rows` in arrays.
@@ -101,11 +118,10 @@ QVariantList arraysOf(const std::vector<StoredActivity>& rows)
         numbers[0].add(row.activity->startTime);
         numbers[1].add(row.digest);
         numbers[2].add(row.durationSeconds);
-        const Given columns = given(row);
-        texts[0].add(columns.app);
-        texts[1].add(columns.title);
-        texts[2].add(columns.url);
-        texts[3].add(columns.site);
+        texts[0].add(std::string_view(row.activity->appName));
+        texts[1].add(row.activity->windowTitle);
+        texts[2].add(row.activity->url);
+        texts[3].add(siteOf(*row.activity));
     }
     QVariantList values;
     for (const Column& column : numbers)
@@ -153,7 +169,8 @@ DatabaseResult<std::monostate> clearStaged(DatabaseSession& session)
                          "duration_seconds bigint not null, app_name text not null, "
                          "window_title text, url text, site text, "
                          "primary key (start_time, digest))"),
-          QStringLiteral("delete from staged_runs")}) {
+          session.isPostgreSql() ? QStringLiteral("truncate staged_runs")
+                                 : QStringLiteral("delete from staged_runs")}) {
         if (const auto done = session.run(statement); !done)
             return done.error();
     }
@@ -257,15 +274,16 @@ DatabaseResult<std::monostate> takeOldOnes(DatabaseSession& session,
     return std::monostate();
 }
 
-/// Stores in one transaction what `insert` puts into the table for a device of that number.
+/// Stores in one transaction what `insert` puts into the table for a device of that number. It says
+/// which days that touches.
 template <typename Insert>
 DatabaseResult<std::monostate> commitUpload(DatabaseSession& session,
                                             std::int64_t user,
                                             const UploadHead& head,
-                                            const Touched& touched,
+                                            const std::set<int>& months,
                                             Insert insert)
 {
-    if (const auto made = makePartitions(session, touched.months); !made)
+    if (const auto made = makePartitions(session, months); !made)
         return made.error();
     return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
         const auto locked = lockUser(session, user);
@@ -277,9 +295,10 @@ DatabaseResult<std::monostate> commitUpload(DatabaseSession& session,
         const auto device = noteUpload(session, user, head, secondsNow());
         if (!device)
             return device.error();
-        if (const auto inserted = insert(device.value(), *oldRows != 0); !inserted)
-            return inserted.error();
-        return bumpDays(session, user, touched.days);
+        const DatabaseResult<std::set<std::int64_t>> days = insert(device.value(), *oldRows != 0);
+        if (!days)
+            return days.error();
+        return bumpDays(session, user, days.value());
     });
 }
 
@@ -293,14 +312,16 @@ DatabaseResult<std::monostate> storePortion(DatabaseSession& session,
         session,
         user,
         head,
-        touchedBy(rows),
-        [&](std::int64_t device, bool hasOldRows) -> DatabaseResult<std::monostate> {
+        touchedBy(rows).months,
+        [&](std::int64_t device, bool hasOldRows) -> DatabaseResult<std::set<std::int64_t>> {
             if (hasOldRows) {
                 const auto taken = takeOldOnes(session, user, head.deviceId, rows);
                 if (!taken)
                     return taken.error();
             }
-            return insertRuns(session, user, device, rows);
+            if (const auto done = insertRuns(session, user, device, rows); !done)
+                return done.error();
+            return touchedBy(rows).days; // what was taken may have been longer
         });
 }
 
@@ -314,8 +335,14 @@ storeStaged(DatabaseSession& session, std::int64_t user, const UploadHead& head)
         session,
         user,
         head,
-        touched.value(),
-        [&](std::int64_t device, bool) -> DatabaseResult<std::monostate> {
+        touched.value().months,
+        [&](std::int64_t device, bool) -> DatabaseResult<std::set<std::int64_t>> {
+            if (session.isPostgreSql()) { // all of it is one statement, however much it is
+                const auto patience =
+                    session.run(QStringLiteral("set local statement_timeout = 0"));
+                if (!patience)
+                    return patience.error();
+            }
             const auto done = session.run(
                 QStringLiteral("insert into runs (user_id, device, start_time, digest, "
                                "duration_seconds, app_name, window_title, url, site) "
@@ -326,7 +353,7 @@ storeStaged(DatabaseSession& session, std::int64_t user, const UploadHead& head)
                 {number(user), number(device)});
             if (!done)
                 return done.error();
-            return std::monostate();
+            return touched.value().days;
         });
 }
 

@@ -6,12 +6,18 @@
 #include "service/database/database_text.h"
 #include "service/database/old_rows.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+
 namespace service {
 
 namespace {
 
 constexpr int kReaders = 2;
 constexpr int kReporters = 2;
+// Packs that are written back at once: uploads wait for these, but not for a year of them.
+constexpr std::ptrdiff_t kDaysOfATransaction = 30;
 
 // SQLite has one writer at a time; waiting in our own queue is fair and knows no time limit.
 int writersOf(const DatabaseAddress& address)
@@ -26,12 +32,6 @@ Database::Database(const DatabaseAddress& address, const std::optional<DatabaseA
     , m_writing(address, DatabaseSession::Purpose::Writing, writersOf(address))
     , m_reports(reports.value_or(address), DatabaseSession::Purpose::Reports, kReporters)
 {
-}
-
-DatabaseResult<std::optional<User>> Database::findUser(const std::string& email)
-{
-    return m_reading.run(
-        [&](DatabaseSession& session) { return service::findUser(session, email); });
 }
 
 DatabaseResult<std::optional<Session>> Database::sessionOfToken(const std::string& token)
@@ -69,19 +69,30 @@ Database::store(std::int64_t user, const UploadHead& head, const NextRows& next)
 DatabaseResult<std::vector<PackedDay>> Database::days(std::int64_t user, const DayRange& range)
 {
     std::vector<PackToKeep> toKeep;
-    auto read = m_reports.run([&](DatabaseSession& session) {
-        toKeep.clear();
-        return readDays(session, user, range, toKeep);
-    });
+    bool hasOldRows = false;
+    auto read =
+        m_reports.run([&](DatabaseSession& session) -> DatabaseResult<std::vector<PackedDay>> {
+            toKeep.clear();
+            const auto waits = hasOldRowsToAskFor(session, user);
+            if (!waits)
+                return waits.error();
+            hasOldRows = waits.value();
+            return readDays(session, user, range, toKeep);
+        });
     if (!read)
         return read;
-    m_writing.post([user, packs = std::move(toKeep)](DatabaseSession& session) {
-        for (const PackToKeep& pack : packs) {
-            if (!keepPack(session, pack))
-                return false;
-        }
-        return static_cast<bool>(askForOldRows(session, user));
-    });
+    if (hasOldRows)
+        m_writing.post([user](DatabaseSession& session) {
+            return static_cast<bool>(askForOldRows(session, user));
+        });
+    for (auto next = toKeep.begin(); next != toKeep.end();) {
+        const auto end = next + std::min(kDaysOfATransaction, toKeep.end() - next);
+        std::vector<PackToKeep> packs(std::make_move_iterator(next), std::make_move_iterator(end));
+        m_writing.post([packs = std::move(packs)](DatabaseSession& session) {
+            return static_cast<bool>(keepPacks(session, packs));
+        });
+        next = end;
+    }
     return read;
 }
 

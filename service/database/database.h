@@ -28,9 +28,7 @@ public:
     explicit Database(const DatabaseAddress& address,
                       const std::optional<DatabaseAddress>& reports = std::nullopt);
 
-    [[nodiscard]] DatabaseResult<std::optional<User>> findUser(const std::string& email);
-
-    /// Notes the use of the session, an hour after the last time, without waiting for it.
+    /// Notes the use of the session, see needsNote(), without waiting for it.
     [[nodiscard]] DatabaseResult<std::optional<Session>> sessionOfToken(const std::string& token);
     [[nodiscard]] DatabaseResult<bool>
     addToken(const User& user, const std::string& token, const SignInRequest& request);

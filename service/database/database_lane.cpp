@@ -41,7 +41,11 @@ void DatabaseLane::post(std::function<bool(DatabaseSession&)> job)
             return;
         m_items.push_back(std::make_shared<Item>(
             Item{.work = [job = std::move(job)](DatabaseSession* session, const std::string&) {
-                return session != nullptr && job(*session);
+                try {
+                    return session != nullptr && job(*session);
+                } catch (...) { // nobody waits for it; another session knows nothing of it
+                    return false;
+                }
             }}));
     }
     m_wake.notify_one();

@@ -56,8 +56,9 @@ public:
         return result;
     }
 
-    /// Runs `job` some time later and does not wait for it; what comes of it is lost, so only for
-    /// what may also be done another time. Lets it be when many jobs wait already.
+    /// Runs `job` some time later and does not wait for it; what comes of it, also what it throws,
+    /// is lost, so only for what may also be done another time. Lets it be when many jobs wait
+    /// already.
     void post(std::function<bool(DatabaseSession&)> job);
 
     /// How many jobs wait.

@@ -227,6 +227,13 @@ DatabaseResult<std::monostate> DatabaseSession::execute(QSqlQuery& prepared,
     return std::monostate();
 }
 
+DatabaseResult<std::monostate> DatabaseSession::allRead(const QSqlQuery& query)
+{
+    if (query.lastError().isValid())
+        return DatabaseFailure{safeText(query.lastError())};
+    return std::monostate();
+}
+
 DatabaseResult<QSqlQuery> DatabaseSession::begin()
 {
     // At once a writer: a reader that becomes one may find that another was faster.

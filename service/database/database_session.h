@@ -58,6 +58,10 @@ public:
     [[nodiscard]] static DatabaseResult<std::monostate> execute(QSqlQuery& prepared,
                                                                 const QVariantList& values);
 
+    /// After the last row of what a statement yielded: whether it was that, or what followed could
+    /// not be read any more.
+    [[nodiscard]] static DatabaseResult<std::monostate> allRead(const QSqlQuery& query);
+
     /// Runs one statement that is kept prepared for the next time; only one that comes again in the
     /// same words. What it yields has to be read, and finish() called, before it is run again.
     [[nodiscard]] DatabaseResult<QSqlQuery*> runKept(const QString& statement,

@@ -3,9 +3,11 @@
 #include "service/database/days.h"
 
 #include "service/database/database_text.h"
+#include "service/database/devices.h"
 #include "service/history/day_pack_encoding.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace service {
 
@@ -28,35 +30,43 @@ struct AddedUp
     Wide stored = 0;
 };
 
-/// Those that begin on the day, or before and reach into it.
-DatabaseResult<std::vector<Run>>
-rowsFor(DatabaseSession& session, std::int64_t user, std::int64_t day)
+/// Calls `each` with those that begin on the day, or before and reach into it.
+template <typename Each>
+DatabaseResult<std::monostate>
+forRows(DatabaseSession& session, std::int64_t user, std::int64_t day, Each each)
 {
     const std::int64_t midnight = day * kSecondsOfADay;
+    const QString columns = QStringLiteral(
+        "select start_time, duration_seconds, device, app_name, window_title, site from runs "
+        "where user_id = ? and start_time >= ? and start_time < ?");
     auto found = session.run(
-        QStringLiteral(
-            "select start_time, duration_seconds, device, app_name, window_title, site from runs "
-            "where user_id = ? and start_time >= ? and start_time < ? union all "
-            "select start_time, duration_seconds, device, app_name, window_title, site from runs "
-            "where user_id = ? and start_time >= ? and start_time < ? and "
-            "duration_seconds > 86400"),
+        columns + QStringLiteral(" union all ") + columns +
+            QStringLiteral(" and duration_seconds > ? - start_time union all ") + columns +
+            QStringLiteral(" and duration_seconds > ? - start_time and "
+                           "duration_seconds > 86400"),
         {number(user),
-         number(std::max(midnight - kSecondsOfADay, kFirstCountedSecond)),
+         number(midnight),
          number(midnight + kSecondsOfADay),
          number(user),
+         number(std::max(midnight - kSecondsOfADay, kFirstCountedSecond)),
+         number(midnight),
+         number(midnight),
+         number(user),
          number(kFirstCountedSecond),
-         number(midnight - kSecondsOfADay)});
+         number(midnight - kSecondsOfADay),
+         number(midnight)});
     if (!found)
         return found.error();
-    std::vector<Run> runs;
-    for (QSqlQuery& row = found.value(); row.next();)
-        runs.push_back({.start = row.value(0).toLongLong(),
-                        .seconds = row.value(1).toLongLong(),
-                        .device = row.value(2).toLongLong(),
-                        .app = row.value(3).toString().toStdString(),
-                        .title = optionalText(row, 4),
-                        .site = optionalText(row, 5)});
-    return runs;
+    QSqlQuery& row = found.value();
+    while (row.next())
+        each(Run{.start = row.value(0).toLongLong(),
+                 .seconds = row.value(1).toLongLong(),
+                 .device = row.value(2).toLongLong(),
+                 .app = row.value(3).toString().toStdString(),
+                 .title = optionalText(row, 4),
+                 .site = optionalText(row, 5)});
+    // A pack of some of the rows must not be kept.
+    return DatabaseSession::allRead(row);
 }
 
 DatabaseResult<AddedUp> addUpOtherTimes(DatabaseSession& session, std::int64_t user)
@@ -80,16 +90,18 @@ addUp(DatabaseSession& session, std::int64_t user, std::int64_t day, const Categ
 {
     if (day == kDayOfOtherTimes)
         return addUpOtherTimes(session, user);
-    const auto runs = rowsFor(session, user, day);
-    if (!runs)
-        return runs.error();
-    AddedUp sums{.pack = packOf(day, runs.value(), rules)};
-    for (const Run& run : runs.value()) {
+    DayPackBuilder builder(day, rules);
+    AddedUp sums;
+    const auto read = forRows(session, user, day, [&](const Run& run) {
+        builder.add(run);
         if (run.start < day * kSecondsOfADay)
-            continue;
+            return;
         ++sums.rows;
         sums.stored += run.seconds;
-    }
+    });
+    if (!read)
+        return read.error();
+    sums.pack = builder.pack();
     return sums;
 }
 
@@ -99,6 +111,56 @@ DatabaseResult<CategoryRules> rulesOf(DatabaseSession& session, std::int64_t use
     if (!rules)
         return rules.error();
     return CategoryRules(std::move(rules).value());
+}
+
+/// Writes it back unless the day has changed since it was read.
+DatabaseResult<std::monostate> keep(DatabaseSession& session, const PackToKeep& pack)
+{
+    const auto kept = session.runKept(
+        QStringLiteral("update days set pack = ?, seconds = ?, stored_rows = ?, "
+                       "stored_millions = ?, stored_rest = ? "
+                       "where user_id = ? and day = ? and version = ? and sealed = 0"),
+        {pack.pack,
+         number(pack.seconds),
+         number(pack.rows),
+         number(pack.millions),
+         number(pack.rest),
+         number(pack.user),
+         number(pack.day),
+         number(pack.version)});
+    if (!kept)
+        return kept.error();
+    return std::monostate();
+}
+
+DatabaseResult<std::monostate> keepAll(DatabaseSession& session,
+                                       const std::vector<PackToKeep>& packs)
+{
+    std::optional<std::int64_t> locked;
+    for (const PackToKeep& pack : packs) {
+        // Whoever changes all days of a user does that in an order of its own.
+        if (locked != pack.user) {
+            if (const auto done = lockUser(session, pack.user); !done)
+                return done.error();
+            locked = pack.user;
+        }
+        if (const auto kept = keep(session, pack); !kept)
+            return kept.error();
+    }
+    return std::monostate();
+}
+
+/// What these days of users come to, as far as they have no pack.
+DatabaseResult<std::vector<PackToKeep>>
+packsOf(DatabaseSession& session, const std::vector<std::pair<std::int64_t, std::int64_t>>& days)
+{
+    std::vector<PackToKeep> packs;
+    for (const auto& [user, day] : days) {
+        const auto read = readDays(session, user, {.first = day, .last = day}, packs);
+        if (!read)
+            return read.error();
+    }
+    return packs;
 }
 
 } // namespace
@@ -127,6 +189,8 @@ DatabaseResult<std::vector<PackedDay>> readDays(DatabaseSession& session,
                         .version = row.value(1).toLongLong(),
                         .pack = std::move(pack).value_or(DayPack())});
     }
+    if (const auto all = DatabaseSession::allRead(found.value()); !all)
+        return all.error();
     if (missing.empty())
         return days;
     // After the versions: what changes from here on changes those, too.
@@ -151,23 +215,32 @@ DatabaseResult<std::vector<PackedDay>> readDays(DatabaseSession& session,
     return days;
 }
 
-DatabaseResult<std::monostate> keepPack(DatabaseSession& session, const PackToKeep& pack)
+DatabaseResult<std::monostate> keepPacks(DatabaseSession& session,
+                                         const std::vector<PackToKeep>& packs)
 {
-    const auto kept =
-        session.run(QStringLiteral("update days set pack = ?, seconds = ?, stored_rows = ?, "
-                                   "stored_millions = ?, stored_rest = ? "
-                                   "where user_id = ? and day = ? and version = ? and sealed = 0"),
-                    {pack.pack,
-                     number(pack.seconds),
-                     number(pack.rows),
-                     number(pack.millions),
-                     number(pack.rest),
-                     number(pack.user),
-                     number(pack.day),
-                     number(pack.version)});
-    if (!kept)
-        return kept.error();
-    return std::monostate();
+    return session.inTransaction([&] { return keepAll(session, packs); });
+}
+
+DatabaseResult<std::monostate>
+sealDays(DatabaseSession& session, const std::vector<std::pair<std::int64_t, std::int64_t>>& days)
+{
+    const auto packs = packsOf(session, days);
+    if (!packs)
+        return packs.error();
+    return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
+        if (const auto kept = keepAll(session, packs.value()); !kept)
+            return kept.error();
+        for (const auto& [user, day] : days) {
+            const auto sealed = session.runKept(
+                QStringLiteral("update days set sealed = 1, stored_rows = 0, stored_millions = 0, "
+                               "stored_rest = 0 where user_id = ? and day = ? and "
+                               "pack is not null"),
+                {number(user), number(day)});
+            if (!sealed)
+                return sealed.error();
+        }
+        return std::monostate();
+    });
 }
 
 DatabaseResult<std::monostate>
@@ -201,36 +274,37 @@ bumpDays(DatabaseSession& session, std::int64_t user, const std::set<std::int64_
 DatabaseResult<std::vector<Run>>
 runsOfDay(DatabaseSession& session, std::int64_t user, std::int64_t day)
 {
-    auto runs = rowsFor(session, user, day);
-    if (runs)
-        std::erase_if(runs.value(), [&](const Run& run) {
-            return run.seconds <= 0 || endOfRun(run.start, run.seconds) <= day * kSecondsOfADay;
-        });
+    std::vector<Run> runs;
+    const auto read = forRows(session, user, day, [&](Run run) {
+        if (run.seconds > 0)
+            runs.push_back(std::move(run));
+    });
+    if (!read)
+        return read.error();
     return runs;
 }
 
-DatabaseResult<bool> packSomeDays(DatabaseSession& session)
+DatabaseResult<bool> packSomeDays(DatabaseSession& session, std::int64_t now)
 {
-    // Of all users: each of these days is then read by its own.
-    auto found = session.run(QStringLiteral("select user_id, day from days where pack is null "
-                                            "and sealed = 0 order by user_id, day limit %1")
-                                 .arg(kDaysOfAStep));
+    // Of all users: each of these days is then read by its own. What is recorded today changes the
+    // day again and again, and so does what is moved.
+    auto found = session.run(
+        QStringLiteral("select user_id, day from days where pack is null and sealed = 0 and "
+                       "day < ? and not exists (select 1 from users where id = user_id and "
+                       "old_rows > 0) order by user_id, day limit %1")
+            .arg(kDaysOfAStep),
+        {number(now / kSecondsOfADay)});
     if (!found)
         return found.error();
     std::vector<std::pair<std::int64_t, std::int64_t>> some;
     while (found.value().next())
         some.emplace_back(found.value().value(0).toLongLong(), found.value().value(1).toLongLong());
     found.value().finish();
-    for (const auto& [user, day] : some) {
-        std::vector<PackToKeep> toKeep;
-        const auto read = readDays(session, user, {.first = day, .last = day}, toKeep);
-        if (!read)
-            return read.error();
-        for (const PackToKeep& pack : toKeep) {
-            if (const auto kept = keepPack(session, pack); !kept)
-                return kept.error();
-        }
-    }
+    const auto packs = packsOf(session, some);
+    if (!packs)
+        return packs.error();
+    if (const auto kept = keepPacks(session, packs.value()); !kept)
+        return kept.error();
     return !some.empty();
 }
 
@@ -248,6 +322,8 @@ DatabaseResult<std::vector<CategoryRule>> listCategories(DatabaseSession& sessio
                          .field = static_cast<CategoryRule::Field>(row.value(1).toInt()),
                          .how = static_cast<CategoryRule::How>(row.value(2).toInt()),
                          .pattern = row.value(3).toString().toStdString()});
+    if (const auto all = DatabaseSession::allRead(found.value()); !all)
+        return all.error();
     return rules;
 }
 
@@ -255,6 +331,12 @@ DatabaseResult<std::monostate>
 setCategories(DatabaseSession& session, std::int64_t user, const std::vector<CategoryRule>& rules)
 {
     return session.inTransaction([&]() -> DatabaseResult<std::monostate> {
+        if (session.isPostgreSql()) { // an upload on its way may begin a day that is not seen yet
+            const auto locked = session.run(
+                QStringLiteral("select id from users where id = ? for update"), {number(user)});
+            if (!locked)
+                return locked.error();
+        }
         const auto gone =
             session.run(QStringLiteral("delete from categories where user_id = ?"), {number(user)});
         if (!gone)

@@ -45,15 +45,21 @@ struct PackToKeep
 };
 
 /// The days of `range` that have rows, in their order. What had no pack is added up and stands also
-/// in `toKeep`, for keepPack() on a session that may write. kDayOfOtherTimes has an empty pack.
+/// in `toKeep`, for keepPacks() on a session that may write. kDayOfOtherTimes has an empty pack.
 [[nodiscard]] DatabaseResult<std::vector<PackedDay>> readDays(DatabaseSession& session,
                                                               std::int64_t user,
                                                               const DayRange& range,
                                                               std::vector<PackToKeep>& toKeep);
 
-/// Writes it back unless the day has changed since it was read.
-[[nodiscard]] DatabaseResult<std::monostate> keepPack(DatabaseSession& session,
-                                                      const PackToKeep& pack);
+/// Writes those back in one transaction whose day has not changed since it was read. They stand by
+/// user and day.
+[[nodiscard]] DatabaseResult<std::monostate> keepPacks(DatabaseSession& session,
+                                                       const std::vector<PackToKeep>& packs);
+
+/// Packs these days, of users and days in their order, and seals those that have not changed
+/// meanwhile.
+[[nodiscard]] DatabaseResult<std::monostate>
+sealDays(DatabaseSession& session, const std::vector<std::pair<std::int64_t, std::int64_t>>& days);
 
 /// Notes within a transaction that rows of these days have changed.
 [[nodiscard]] DatabaseResult<std::monostate>
@@ -63,9 +69,10 @@ bumpDays(DatabaseSession& session, std::int64_t user, const std::set<std::int64_
 [[nodiscard]] DatabaseResult<std::vector<Run>>
 runsOfDay(DatabaseSession& session, std::int64_t user, std::int64_t day);
 
-/// A step of the job that packs what nobody has read: of some days that have no pack. False when
-/// there were none.
-[[nodiscard]] DatabaseResult<bool> packSomeDays(DatabaseSession& session);
+/// A step of the job that packs what nobody has read: of some days before today that have no pack,
+/// but for users whose rows of schema 2 still have to be moved. At `now`, seconds since 1970. False
+/// when there were none.
+[[nodiscard]] DatabaseResult<bool> packSomeDays(DatabaseSession& session, std::int64_t now);
 
 [[nodiscard]] DatabaseResult<std::vector<CategoryRule>> listCategories(DatabaseSession& session,
                                                                        std::int64_t user);

@@ -4,14 +4,23 @@
 
 #include "service/database/database_text.h"
 
+#include <QUuid>
+
+#include <algorithm>
 #include <utility>
 
 namespace service {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
 constexpr std::int64_t kLeaseSeconds = 15;
 constexpr std::chrono::seconds kBetweenLooks(2);
+constexpr std::chrono::seconds kUntilOthersHaveTheirTurn(5);
+constexpr std::int64_t kFirstPauseSeconds = 60; // after a failure; then twice as long each time
+constexpr std::int64_t kMostDoublings = 6;
 
 /// Notes the jobs that the table does not have yet; they are due at once.
 DatabaseResult<std::monostate> noteJobs(DatabaseSession& session, const std::vector<Job>& jobs)
@@ -26,43 +35,90 @@ DatabaseResult<std::monostate> noteJobs(DatabaseSession& session, const std::vec
     return std::monostate();
 }
 
-/// Takes the job until the lease ends; false when another one has it or it is not due.
-DatabaseResult<bool> take(DatabaseSession& session, const Job& job)
+/// Takes the job until the lease ends; false when another one has it or it is not due. What lies
+/// further ahead than it can was written by a clock that went wrong.
+DatabaseResult<bool> take(DatabaseSession& session, const Job& job, const QString& by)
 {
     const std::int64_t now = secondsNow();
     const auto taken =
-        session.run(QStringLiteral("update jobs set taken_until = ? where name = ? "
-                                   "and due <= ? and taken_until <= ?"),
-                    {number(now + kLeaseSeconds), storedText(job.name), number(now), number(now)});
+        session.run(QStringLiteral("update jobs set taken_until = ?, taken_by = ? where name = ? "
+                                   "and (due <= ? or due > ?) "
+                                   "and (taken_until <= ? or taken_until > ?)"),
+                    {number(now + kLeaseSeconds),
+                     by,
+                     storedText(job.name),
+                     number(now),
+                     number(now + job.period.count()),
+                     number(now),
+                     number(now + kLeaseSeconds)});
     if (!taken)
         return taken.error();
     return taken.value().numRowsAffected() == 1;
 }
 
-DatabaseResult<std::monostate> extend(DatabaseSession& session, const Job& job)
+/// False when it took so long that another one has taken the job.
+DatabaseResult<bool> extend(DatabaseSession& session, const Job& job, const QString& by)
 {
-    const auto extended =
-        session.run(QStringLiteral("update jobs set taken_until = ? where name = ?"),
-                    {number(secondsNow() + kLeaseSeconds), storedText(job.name)});
+    const auto extended = session.run(
+        QStringLiteral("update jobs set taken_until = ? where name = ? and taken_by = ?"),
+        {number(secondsNow() + kLeaseSeconds), storedText(job.name), by});
     if (!extended)
         return extended.error();
-    return std::monostate();
+    return extended.value().numRowsAffected() == 1;
 }
 
-/// Lets go of it, with what is to be known of the run; due again after `pause`.
-DatabaseResult<std::monostate> letGo(DatabaseSession& session,
-                                     const Job& job,
-                                     std::chrono::seconds pause,
-                                     const std::string& result)
+/// How a run ended.
+struct End
+{
+    std::chrono::seconds pause; ///< until it is due again
+    std::string result;
+    std::int64_t failures = 0; ///< one after the other, this one among them
+};
+
+/// Lets go of the job, if it has not been taken by another one.
+DatabaseResult<std::monostate>
+letGo(DatabaseSession& session, const Job& job, const QString& by, const End& end)
 {
     const std::int64_t now = secondsNow();
-    const auto done = session.run(
-        QStringLiteral("update jobs set taken_until = 0, due = ?, finished = ?, result = ? "
-                       "where name = ?"),
-        {number(now + pause.count()), number(now), storedText(result), storedText(job.name)});
+    const auto done =
+        session.run(QStringLiteral("update jobs set taken_until = 0, taken_by = '', due = ?, "
+                                   "failures = ?, finished = ?, result = ? "
+                                   "where name = ? and taken_by = ?"),
+                    {number(now + end.pause.count()),
+                     number(end.failures),
+                     number(now),
+                     storedText(end.result),
+                     storedText(job.name),
+                     by});
     if (!done)
         return done.error();
     return std::monostate();
+}
+
+DatabaseResult<std::monostate>
+noteFailure(DatabaseSession& session, const Job& job, const QString& by, const std::string& text)
+{
+    auto found = session.run(QStringLiteral("select failures from jobs where name = ?"),
+                             {storedText(job.name)});
+    if (!found)
+        return found.error();
+    const std::int64_t before = found.value().next() ? found.value().value(0).toLongLong() : 0;
+    found.value().finish();
+    const std::chrono::seconds pause(kFirstPauseSeconds << std::min(before, kMostDoublings));
+    return letGo(session,
+                 job,
+                 by,
+                 {.pause = std::min(pause, job.period), .result = text, .failures = before + 1});
+}
+
+/// A step of it, whatever it throws.
+DatabaseResult<Job::Step> attempt(const Job& job, DatabaseSession& session)
+{
+    try {
+        return job.step(session);
+    } catch (...) { // its text may hold what was stored
+        return DatabaseFailure{"ended by an exception"};
+    }
 }
 
 } // namespace
@@ -89,6 +145,7 @@ DatabaseResult<std::vector<JobLine>> listJobs(DatabaseSession& session)
 JobRunner::JobRunner(DatabaseAddress address, std::vector<Job> jobs)
     : m_address(std::move(address))
     , m_jobs(std::move(jobs))
+    , m_name(QUuid::createUuid().toString(QUuid::WithoutBraces))
     , m_thread([this] { work(); })
 {
 }
@@ -123,19 +180,25 @@ void JobRunner::work()
             }
         }
         // A database that is away is looked for again; requests say that it is.
-        if (session != nullptr && !runDue(*session))
+        if (session != nullptr && !runDue(session))
             session.reset();
+        rest(kBetweenLooks);
         lock.lock();
-        m_wake.wait_for(lock, kBetweenLooks, [this] { return m_ending; });
     }
 }
 
-DatabaseResult<std::monostate> JobRunner::runDue(DatabaseSession& session)
+void JobRunner::rest(Clock::duration time)
+{
+    std::unique_lock lock(m_mutex);
+    m_wake.wait_for(lock, time, [this] { return m_ending; });
+}
+
+DatabaseResult<std::monostate> JobRunner::runDue(std::unique_ptr<DatabaseSession>& session)
 {
     for (const Job& job : m_jobs) {
         if (isEnding())
             break;
-        const auto taken = take(session, job);
+        const auto taken = take(*session, job, m_name);
         if (!taken)
             return taken.error();
         if (!taken.value())
@@ -146,18 +209,56 @@ DatabaseResult<std::monostate> JobRunner::runDue(DatabaseSession& session)
     return std::monostate();
 }
 
-DatabaseResult<std::monostate> JobRunner::run(DatabaseSession& session, const Job& job)
+DatabaseResult<bool> JobRunner::isAnotherDue(DatabaseSession& session, const Job& job) const
 {
+    const auto lines = listJobs(session);
+    if (!lines)
+        return lines.error();
+    const std::int64_t now = secondsNow();
+    return std::ranges::any_of(lines.value(), [&](const JobLine& line) {
+        return line.name != job.name && line.due <= now && !line.isRunning &&
+               std::ranges::find(m_jobs, line.name, &Job::name) != m_jobs.end();
+    });
+}
+
+DatabaseResult<std::monostate> JobRunner::run(std::unique_ptr<DatabaseSession>& session,
+                                              const Job& job)
+{
+    const auto begun = Clock::now();
     for (;;) {
-        const auto step = job.step(session);
-        if (!step) // a lock that did not come, say: the next run goes on where this one was
-            return letGo(session, job, kBetweenLooks, step.error().text);
+        const auto before = Clock::now();
+        const auto step = attempt(job, *session);
+        const auto took = Clock::now() - before;
+        if (!step) {
+            // Which has spoilt the session; what happened is to be noted all the same.
+            auto opened = DatabaseSession::open(m_address);
+            if (!opened)
+                return DatabaseFailure{opened.error().text};
+            session = std::move(opened).value();
+            return noteFailure(*session, job, m_name, step.error().text);
+        }
+        const auto end = [&](std::chrono::seconds pause) {
+            return letGo(*session, job, m_name, {.pause = pause, .result = step.value().result});
+        };
         if (!step.value().more)
-            return letGo(session, job, job.period, step.value().result);
+            return end(std::min(step.value().again.value_or(job.period), job.period));
         if (isEnding())
-            return letGo(session, job, std::chrono::seconds(0), step.value().result);
-        if (const auto extended = extend(session, job); !extended)
+            return end(0s);
+        if (Clock::now() - begun > kUntilOthersHaveTheirTurn) {
+            const auto another = isAnotherDue(*session, job);
+            if (!another)
+                return another.error();
+            if (another.value())
+                return end(0s);
+        }
+        const auto extended = extend(*session, job, m_name);
+        if (!extended)
             return extended.error();
+        if (!extended.value())
+            return std::monostate();
+        // SQLite has one writer at a time: uploads have as much of it as the jobs.
+        if (!session->isPostgreSql())
+            rest(std::clamp<Clock::duration>(took, 20ms, 5s));
     }
 }
 

@@ -5,10 +5,13 @@
 #include "service/database/database_address.h"
 #include "service/database/database_session.h"
 
+#include <QString>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -25,6 +28,7 @@ struct Job
     {
         bool more = false;  ///< whether the next step may follow at once
         std::string result; ///< of all steps so far, for the operator; no personal data
+        std::optional<std::chrono::seconds> again = {}; ///< at the end, instead of the period
     };
 
     std::string name;
@@ -46,8 +50,10 @@ struct JobLine
 
 /// Runs jobs on a thread of its own when they are due. Each is taken by one instance at a time,
 /// for a quarter of a minute that each step begins anew: what a killed instance has left is taken
-/// up after that. When it is due and how it ended is in the table "jobs". Its destructor waits for
-/// the step in hand.
+/// up after that. When it is due and how it ended is in the table "jobs". One that fails, also by
+/// an exception, is due again after a minute, and after twice as long each time. One that goes on
+/// for long lets others have their turn. In SQLite as much time as a step took passes before the
+/// next. Its destructor waits for the step in hand.
 class JobRunner final
 {
 public:
@@ -58,12 +64,17 @@ public:
 
 private:
     void work();
-    [[nodiscard]] DatabaseResult<std::monostate> runDue(DatabaseSession& session);
-    [[nodiscard]] DatabaseResult<std::monostate> run(DatabaseSession& session, const Job& job);
+    void rest(std::chrono::steady_clock::duration time);
+    // They open another session when what a job did has spoilt this one.
+    [[nodiscard]] DatabaseResult<std::monostate> runDue(std::unique_ptr<DatabaseSession>& session);
+    [[nodiscard]] DatabaseResult<std::monostate> run(std::unique_ptr<DatabaseSession>& session,
+                                                     const Job& job);
+    [[nodiscard]] DatabaseResult<bool> isAnotherDue(DatabaseSession& session, const Job& job) const;
     [[nodiscard]] bool isEnding();
 
     DatabaseAddress m_address;
     std::vector<Job> m_jobs;
+    QString m_name; ///< whose the jobs are that it has taken
     std::mutex m_mutex;
     std::condition_variable m_wake;
     bool m_ending = false;

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -19,7 +20,9 @@ namespace service {
 
 namespace {
 
-constexpr int kRowsOfAPortion = 2000;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kMostTime(200); // that an upload may have to wait
 
 /// The user whose turn it is, and how far.
 struct Turn
@@ -53,13 +56,13 @@ DatabaseResult<std::optional<Turn>> nextTurn(DatabaseSession& session)
                               .after = found.value().value(1).toString()});
 }
 
-DatabaseResult<std::vector<OldRow>> portionOf(DatabaseSession& session, const Turn& turn)
+DatabaseResult<std::vector<OldRow>> portionOf(DatabaseSession& session, const Turn& turn, int most)
 {
     auto found = session.run(
         QStringLiteral("select digest, device_id, app_name, window_title, url, start_time, "
                        "duration_seconds from old_activities where user_id = ? and digest > ? "
                        "order by digest limit %1")
-            .arg(kRowsOfAPortion),
+            .arg(most),
         {number(turn.user), turn.after});
     if (!found)
         return found.error();
@@ -72,6 +75,8 @@ DatabaseResult<std::vector<OldRow>> portionOf(DatabaseSession& session, const Tu
                                      .url = optionalText(row, 4),
                                      .durationSeconds = row.value(6).toLongLong(),
                                      .startTime = row.value(5).toLongLong()}});
+    if (const auto all = DatabaseSession::allRead(found.value()); !all)
+        return all.error();
     return rows;
 }
 
@@ -88,19 +93,14 @@ DatabaseResult<bool> hold(DatabaseSession& session, const Turn& turn)
     return held.value().next();
 }
 
+/// Of a portion that is the last one of the user, or not.
 DatabaseResult<std::monostate>
-note(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows)
+note(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows, bool isLast)
 {
-    if (rows.empty()) {
-        const auto noted = session.run(QStringLiteral("update users set old_rows = 0 where id = ?"),
-                                       {number(turn.user)});
-        if (!noted)
-            return noted.error();
-        return std::monostate();
-    }
-    const QString last = rows.back().digest;
-    const auto noted = session.run(QStringLiteral("update users set old_next = ? where id = ?"),
-                                   {last, number(turn.user)});
+    const QString last = rows.empty() ? turn.after : rows.back().digest;
+    const auto noted = session.run(
+        QStringLiteral("update users set old_next = ?, old_rows = old_rows * ? where id = ?"),
+        {last, number(isLast ? 0 : 1), number(turn.user)});
     if (!noted)
         return noted.error();
     if (session.isPostgreSql()) // which drops a full table as fast as an empty one
@@ -113,8 +113,46 @@ note(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows
     return std::monostate();
 }
 
+/// Notes when the device was seen, of which nothing is known but the rows, by start, that it has
+/// uploaded; some at times that cannot be.
+DatabaseResult<std::monostate> noteSeen(DatabaseSession& session,
+                                        std::int64_t user,
+                                        std::int64_t device,
+                                        const std::vector<StoredActivity>& rows)
+{
+    const std::int64_t now = secondsNow();
+    std::optional<std::int64_t> first;
+    std::int64_t last = 0;
+    for (const StoredActivity& row : rows) {
+        const std::int64_t start = row.activity->startTime;
+        if (!isCountedTime(start))
+            continue;
+        last = std::min(start, now);
+        first = first.value_or(last);
+    }
+    const auto seen =
+        first
+            ? session.run(QStringLiteral(
+                              "update devices set "
+                              "first_seen = case when first_seen <= ? then first_seen else ? end, "
+                              "last_seen = case when last_seen >= ? then last_seen else ? end "
+                              "where user_id = ? and id = ?"),
+                          {number(*first),
+                           number(*first),
+                           number(last),
+                           number(last),
+                           number(user),
+                           number(device)})
+            : session.run(QStringLiteral("update devices set last_seen = coalesce(last_seen, ?) "
+                                         "where user_id = ? and id = ?"),
+                          {number(kFirstCountedSecond), number(user), number(device)});
+    if (!seen)
+        return seen.error();
+    return std::monostate();
+}
+
 DatabaseResult<std::monostate>
-move(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows)
+move(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows, bool isLast)
 {
     const auto held = hold(session, turn);
     if (!held)
@@ -138,12 +176,7 @@ move(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows
         std::ranges::sort(ofDevice, {}, [](const StoredActivity& row) {
             return std::tuple(row.activity->startTime, row.digest);
         });
-        // It has uploaded, and when is not known better than by what it told.
-        const std::int64_t last = std::min(ofDevice.back().activity->startTime, secondsNow());
-        const auto seen = session.run(
-            QStringLiteral("update devices set first_seen = coalesce(first_seen, ?), "
-                           "last_seen = coalesce(last_seen, ?) where user_id = ? and id = ?"),
-            {number(last), number(last), number(turn.user), number(device.value())});
+        const auto seen = noteSeen(session, turn.user, device.value(), ofDevice);
         if (!seen)
             return seen.error();
         const auto inserted = insertRuns(session, turn.user, device.value(), ofDevice);
@@ -152,7 +185,7 @@ move(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows
     }
     if (const auto bumped = bumpDays(session, turn.user, days); !bumped)
         return bumped.error();
-    return note(session, turn, rows);
+    return note(session, turn, rows, isLast);
 }
 
 } // namespace
@@ -168,7 +201,15 @@ DatabaseResult<bool> hasOldTable(DatabaseSession& session)
     return found.value().next() && found.value().value(0).toBool();
 }
 
-DatabaseResult<bool> moveOldRows(DatabaseSession& session)
+void OldRowsPace::note(Clock::duration took)
+{
+    if (took > kMostTime)
+        m_rows = std::max(m_rows / 2, 1);
+    else if (took < kMostTime / 3)
+        m_rows = std::min(m_rows * 2, kMostRows);
+}
+
+DatabaseResult<bool> moveOldRows(DatabaseSession& session, OldRowsPace& pace)
 {
     auto there = hasOldTable(session);
     if (!there || !there.value())
@@ -184,7 +225,8 @@ DatabaseResult<bool> moveOldRows(DatabaseSession& session)
             return dropped.error();
         return false;
     }
-    const auto rows = portionOf(session, *found);
+    const int most = pace.rows();
+    const auto rows = portionOf(session, *found, most);
     if (!rows)
         return rows.error();
     std::set<int> months;
@@ -194,10 +236,23 @@ DatabaseResult<bool> moveOldRows(DatabaseSession& session)
     }
     if (const auto made = makePartitions(session, months); !made)
         return made.error();
-    const auto moved = session.inTransaction([&] { return move(session, *found, rows.value()); });
+    const bool isLast = rows.value().size() < static_cast<std::size_t>(most);
+    const auto begun = Clock::now();
+    const auto moved =
+        session.inTransaction([&] { return move(session, *found, rows.value(), isLast); });
     if (!moved)
         return moved.error();
+    pace.note(Clock::now() - begun);
     return true;
+}
+
+DatabaseResult<bool> hasOldRowsToAskFor(DatabaseSession& session, std::int64_t user)
+{
+    auto found = session.run(QStringLiteral("select id from users where id = ? and old_rows = 1"),
+                             {number(user)});
+    if (!found)
+        return found.error();
+    return found.value().next();
 }
 
 DatabaseResult<std::monostate> askForOldRows(DatabaseSession& session, std::int64_t user)

@@ -4,6 +4,7 @@
 
 #include "service/database/database_session.h"
 
+#include <chrono>
 #include <cstdint>
 #include <utility>
 
@@ -18,8 +19,32 @@ namespace service {
 /// Whether the table is there.
 [[nodiscard]] DatabaseResult<bool> hasOldTable(DatabaseSession& session);
 
+/// How many rows a portion has, between one and the most. It is halved when a portion held up
+/// uploads for too long, and doubled when there was time left.
+class OldRowsPace final
+{
+public:
+    static constexpr int kMostRows = 2000;
+
+    explicit OldRowsPace(int rows = kMostRows)
+        : m_rows(rows)
+    {
+    }
+
+    [[nodiscard]] int rows() const { return m_rows; }
+
+    /// A portion of so many rows has taken so long.
+    void note(std::chrono::steady_clock::duration took);
+
+private:
+    int m_rows;
+};
+
 /// Moves the next portion; false when nothing is left, and the table is gone.
-[[nodiscard]] DatabaseResult<bool> moveOldRows(DatabaseSession& session);
+[[nodiscard]] DatabaseResult<bool> moveOldRows(DatabaseSession& session, OldRowsPace& pace);
+
+/// Whether the user has rows that wait, and nobody has asked for them.
+[[nodiscard]] DatabaseResult<bool> hasOldRowsToAskFor(DatabaseSession& session, std::int64_t user);
 
 /// Lets the rows of this user be moved before those of others.
 [[nodiscard]] DatabaseResult<std::monostate> askForOldRows(DatabaseSession& session,

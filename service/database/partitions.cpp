@@ -2,11 +2,19 @@
 // SPDX-License-Identifier: MIT
 #include "service/database/partitions.h"
 
+#include "service/database/database_text.h"
+
 #include <QStringList>
 
 namespace service {
 
 namespace {
+
+// Who waits for a table holds up everybody who comes later and would not have to wait for those
+// that it waits for.
+constexpr auto kWaitShortly = "set local lock_timeout = '200ms'";
+constexpr auto kLockNotAvailable = "55P03";
+constexpr int kTries = 20;
 
 QString twoDigits(int number)
 {
@@ -25,7 +33,7 @@ DatabaseResult<std::monostate> make(DatabaseSession& session, int month)
         const QString name = partitionName(month);
         // Attached rather than made in place: uploads into other months go on meanwhile.
         for (const QString& statement :
-             {QStringLiteral("set local lock_timeout = '4s'"),
+             {QString::fromLatin1(kWaitShortly),
               QStringLiteral("create table %1 (like runs including defaults)").arg(name),
               QStringLiteral("alter table runs attach partition %1 for values from (%2) to (%3)")
                   .arg(name)
@@ -36,6 +44,17 @@ DatabaseResult<std::monostate> make(DatabaseSession& session, int month)
         }
         return std::monostate();
     });
+}
+
+/// The same, tried again as long as others have the table in use; they go on between the tries.
+DatabaseResult<std::monostate> makeInSpiteOfOthers(DatabaseSession& session, int month)
+{
+    for (int tries = 1;; ++tries) {
+        auto made = make(session, month);
+        if (made || tries == kTries ||
+            made.error().text.find(kLockNotAvailable) == std::string::npos)
+            return made;
+    }
 }
 
 } // namespace
@@ -52,7 +71,7 @@ DatabaseResult<std::monostate> makePartitions(DatabaseSession& session, const st
     for (const int month : months) {
         if (session.knownMonths().contains(month))
             continue;
-        if (const auto made = make(session, month); !made)
+        if (const auto made = makeInSpiteOfOthers(session, month); !made)
             return made.error();
         session.knownMonths().insert(month);
     }
@@ -76,14 +95,33 @@ DatabaseResult<std::set<int>> partitionsOf(DatabaseSession& session)
     return months;
 }
 
-DatabaseResult<std::monostate> dropPartition(DatabaseSession& session, int month)
+DatabaseResult<bool> dropPartition(DatabaseSession& session, int month)
 {
     session.knownMonths().erase(month);
-    const auto dropped =
-        session.run(QStringLiteral("drop table if exists %1").arg(partitionName(month)));
-    if (!dropped)
-        return dropped.error();
-    return std::monostate();
+    return session.inTransaction([&]() -> DatabaseResult<bool> {
+        // Uploads that have put rows into it are waited for, and all others wait meanwhile.
+        for (const QString& statement :
+             {QString::fromLatin1(kWaitShortly),
+              QStringLiteral("lock table only runs in access exclusive mode")}) {
+            if (const auto done = session.run(statement); !done)
+                return done.error();
+        }
+        auto open = session.run( // of all users
+            QStringLiteral(
+                "select day from days where sealed = 0 and day >= ? and day <= ? limit 1"),
+            {number(startOfMonth(month) / kSecondsOfADay),
+             number(startOfMonth(month + 1) / kSecondsOfADay)});
+        if (!open)
+            return open.error();
+        if (open.value().next())
+            return false;
+        open.value().finish();
+        const auto dropped =
+            session.run(QStringLiteral("drop table if exists %1").arg(partitionName(month)));
+        if (!dropped)
+            return dropped.error();
+        return true;
+    });
 }
 
 } // namespace service

@@ -23,8 +23,9 @@ namespace service {
 /// Those that are there.
 [[nodiscard]] DatabaseResult<std::set<int>> partitionsOf(DatabaseSession& session);
 
-/// Drops the partition of `month` with all that is in it. Takes no longer for many rows.
-[[nodiscard]] DatabaseResult<std::monostate> dropPartition(DatabaseSession& session, int month);
+/// Drops the partition of `month` with all that is in it; false when a day of it, or the one after,
+/// is not sealed: an upload has come meanwhile. Takes no longer for many rows.
+[[nodiscard]] DatabaseResult<bool> dropPartition(DatabaseSession& session, int month);
 
 /// "runs_2026_11"
 [[nodiscard]] QString partitionName(int month);

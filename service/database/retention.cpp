@@ -4,6 +4,7 @@
 
 #include "service/database/database_text.h"
 #include "service/database/days.h"
+#include "service/database/old_rows.h"
 #include "service/database/partitions.h"
 
 #include <algorithm>
@@ -66,7 +67,7 @@ DatabaseResult<bool> sealSome(DatabaseSession& session, const Cut& cut)
     // Of all users: each of these days is then read and sealed by its own.
     auto found = session.run(
         QStringLiteral("select user_id, day from days where sealed = 0 and day < ? and day <> 0 "
-                       "order by user_id, day limit %1")
+                       "order by day, user_id limit %1")
             .arg(kDaysOfAPortion),
         {number(cut.day)});
     if (!found)
@@ -75,51 +76,75 @@ DatabaseResult<bool> sealSome(DatabaseSession& session, const Cut& cut)
     while (found.value().next())
         open.emplace_back(found.value().value(0).toLongLong(), found.value().value(1).toLongLong());
     found.value().finish();
-    for (const auto& [user, day] : open) {
-        std::vector<PackToKeep> toKeep;
-        const auto read = readDays(session, user, {.first = day, .last = day}, toKeep);
-        if (!read)
-            return read.error();
-        for (const PackToKeep& pack : toKeep) {
-            if (const auto kept = keepPack(session, pack); !kept)
-                return kept.error();
-        }
-        const auto sealed =
-            session.run(QStringLiteral("update days set sealed = 1, stored_rows = 0, "
-                                       "stored_millions = 0, stored_rest = 0 where user_id = ? "
-                                       "and day = ? and pack is not null"),
-                        {number(user), number(day)});
-        if (!sealed)
-            return sealed.error();
-    }
+    std::ranges::sort(open);
+    if (const auto sealed = sealDays(session, open); !sealed)
+        return sealed.error();
     return !open.empty();
 }
 
-/// The keys of some rows before the cut; of one user, so that the statement that deletes them says
-/// whose they are.
-DatabaseResult<std::int64_t> deleteSomeRuns(DatabaseSession& session, const Cut& cut)
+/// The first user from `from` on of whom there are rows before the cut.
+DatabaseResult<std::optional<std::int64_t>>
+nextUser(DatabaseSession& session, const Cut& cut, std::int64_t from)
 {
     // Of all users, of whom each is then treated by its own.
     auto found = session.run(
-        QStringLiteral("select users.id from users where exists (select 1 from runs where "
-                       "runs.user_id = users.id and start_time < ?) order by users.id limit 1"),
-        {number(cut.start)});
+        QStringLiteral("select users.id from users where users.id >= ? and exists (select 1 from "
+                       "runs where runs.user_id = users.id and start_time < ?) "
+                       "order by users.id limit 1"),
+        {number(from), number(cut.start)});
     if (!found)
         return found.error();
-    if (!found.value().next())
-        return std::int64_t(0);
-    const std::int64_t user = found.value().value(0).toLongLong();
-    found.value().finish();
-    return session.inTransaction([&]() -> DatabaseResult<std::int64_t> {
-        const auto deleted = session.run(
+    return found.value().next() ? std::optional<std::int64_t>(found.value().value(0).toLongLong())
+                                : std::nullopt;
+}
+
+/// Whether the user has days before the cut that are not sealed. What an upload that is on its way
+/// stores is waited for, and none comes until the end of the transaction.
+DatabaseResult<bool> hasOpenDays(DatabaseSession& session, const Cut& cut, std::int64_t user)
+{
+    if (session.isPostgreSql()) {
+        const auto patience = session.run(QStringLiteral("set local lock_timeout = '200ms'"));
+        if (!patience)
+            return patience.error();
+        const auto locked = session.run(
+            QStringLiteral("select id from users where id = ? for update"), {number(user)});
+        if (!locked)
+            return locked.error();
+    }
+    auto open = session.run(QStringLiteral("select day from days where user_id = ? and sealed = 0 "
+                                           "and day < ? and day <> 0 limit 1"),
+                            {number(user), number(cut.day)});
+    if (!open)
+        return open.error();
+    return open.value().next();
+}
+
+/// Deletes some rows before the cut, of one user, so that the statement says whose they are. False
+/// when there are none.
+DatabaseResult<bool> deleteSomeRuns(DatabaseSession& session, const Cut& cut, Pruning& pruning)
+{
+    const auto next = nextUser(session, cut, pruning.user);
+    if (!next)
+        return next.error();
+    if (!next.value())
+        return false;
+    const std::int64_t user = *next.value();
+    pruning.user = user;
+    const auto deleted = session.inTransaction([&]() -> DatabaseResult<std::int64_t> {
+        const auto open = hasOpenDays(session, cut, user);
+        if (!open)
+            return open.error();
+        if (open.value()) // an upload came; the next step seals
+            return std::int64_t(0);
+        const auto gone = session.run(
             QStringLiteral("delete from runs where user_id = ? and (start_time, digest) in "
                            "(select start_time, digest from runs where user_id = ? and "
                            "start_time < ? order by start_time, digest limit %1)")
                 .arg(kRowsOfAPortion),
             {number(user), number(user), number(cut.start)});
-        if (!deleted)
-            return deleted.error();
-        const std::int64_t rows = deleted.value().numRowsAffected(); // of the last statement
+        if (!gone)
+            return gone.error();
+        const std::int64_t rows = gone.value().numRowsAffected(); // of the last statement
         // Rows of other times may be among them.
         const auto bumped =
             session.run(QStringLiteral("update days set version = version + 1, pack = null "
@@ -129,9 +154,13 @@ DatabaseResult<std::int64_t> deleteSomeRuns(DatabaseSession& session, const Cut&
             return bumped.error();
         return rows;
     });
+    if (!deleted)
+        return deleted.error();
+    pruning.done.runs += deleted.value();
+    return true;
 }
 
-DatabaseResult<bool> pruneRuns(DatabaseSession& session, const Cut& cut, Pruned& pruned)
+DatabaseResult<bool> pruneRuns(DatabaseSession& session, const Cut& cut, Pruning& pruning)
 {
     const auto sealed = sealSome(session, cut);
     if (!sealed || sealed.value())
@@ -143,14 +172,10 @@ DatabaseResult<bool> pruneRuns(DatabaseSession& session, const Cut& cut, Pruned&
         const auto dropped = dropPartition(session, months.value().front());
         if (!dropped)
             return dropped.error();
-        ++pruned.partitions;
+        pruning.done.partitions += dropped.value() ? 1 : 0;
         return true;
     }
-    const auto deleted = deleteSomeRuns(session, cut);
-    if (!deleted)
-        return deleted.error();
-    pruned.runs += deleted.value();
-    return deleted.value() > 0;
+    return deleteSomeRuns(session, cut, pruning);
 }
 
 DatabaseResult<bool> pruneDays(DatabaseSession& session, std::int64_t before, Pruned& pruned)
@@ -177,6 +202,11 @@ DatabaseResult<Pruned>
 countToPrune(DatabaseSession& session, const Retention& retention, std::int64_t now)
 {
     Pruned pruned;
+    const auto old = hasOldTable(session);
+    if (!old)
+        return old.error();
+    if (old.value())
+        return pruned;
     if (const auto cut = cutOfRuns(retention, now)) {
         const auto months = oldMonths(session, *cut);
         if (!months)
@@ -207,27 +237,32 @@ countToPrune(DatabaseSession& session, const Retention& retention, std::int64_t 
 }
 
 DatabaseResult<bool>
-pruneSome(DatabaseSession& session, const Retention& retention, std::int64_t now, Pruned& pruned)
+pruneSome(DatabaseSession& session, const Retention& retention, std::int64_t now, Pruning& pruning)
 {
+    const auto old = hasOldTable(session);
+    if (!old)
+        return old.error();
+    if (old.value()) // whose rows would come into days that are sealed
+        return false;
     if (const auto cut = cutOfRuns(retention, now)) {
-        const auto more = pruneRuns(session, *cut, pruned);
+        const auto more = pruneRuns(session, *cut, pruning);
         if (!more || more.value())
             return more;
     }
     if (retention.keepDaysDays)
-        return pruneDays(session, firstDayKept(retention, now), pruned);
+        return pruneDays(session, firstDayKept(retention, now), pruning.done);
     return false;
 }
 
 DatabaseResult<Pruned> prune(DatabaseSession& session, const Retention& retention, std::int64_t now)
 {
-    Pruned pruned;
+    Pruning pruning;
     for (;;) {
-        const auto more = pruneSome(session, retention, now, pruned);
+        const auto more = pruneSome(session, retention, now, pruning);
         if (!more)
             return more.error();
         if (!more.value())
-            return pruned;
+            return pruning.done;
     }
 }
 

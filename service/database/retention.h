@@ -29,15 +29,23 @@ struct Pruned
     bool operator==(const Pruned&) const = default;
 };
 
+/// What pruneSome() has done so far, and where it goes on.
+struct Pruning
+{
+    Pruned done;
+    std::int64_t user = 0;
+};
+
 /// What prune() would delete, counted. At `now`, seconds since 1970.
 [[nodiscard]] DatabaseResult<Pruned>
 countToPrune(DatabaseSession& session, const Retention& retention, std::int64_t now);
 
-/// Deletes the next portion: some thousands of rows, or a month of all users (PostgreSQL). What it
-/// deletes is added to `pruned`. False when nothing was left. Rows go a day later than told, as
-/// they may reach into the next day; one of more than a day then counts no more in the days after.
+/// Deletes the next portion: some thousands of rows, or a month of all users (PostgreSQL). False
+/// when nothing was left, or rows of schema 2 still have to be moved. Rows go a day later than
+/// told, as they may reach into the next day; one of more than a day then counts no more in the
+/// days after.
 [[nodiscard]] DatabaseResult<bool>
-pruneSome(DatabaseSession& session, const Retention& retention, std::int64_t now, Pruned& pruned);
+pruneSome(DatabaseSession& session, const Retention& retention, std::int64_t now, Pruning& pruning);
 
 /// All of it.
 [[nodiscard]] DatabaseResult<Pruned>

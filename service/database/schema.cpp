@@ -69,6 +69,8 @@ QStringList thirdVersion(bool postgreSql)
         // 0: none is left in the old table, 1: they wait, 2: somebody waits for them.
         QStringLiteral("alter table users add column old_rows bigint not null default 0"),
         QStringLiteral("alter table users add column old_next text not null default ''"),
+        QStringLiteral("create index users_with_old_rows on users (old_rows desc, id) "
+                       "where old_rows > 0"),
         QStringLiteral("create table devices ("
                        "user_id bigint not null references users (id) on delete cascade, "
                        "id bigint not null, "
@@ -94,6 +96,8 @@ QStringList thirdVersion(bool postgreSql)
                        "primary key (user_id, day))")
             .arg(bytes),
         QStringLiteral("create index days_without_pack on days (user_id, day) where pack is null"),
+        // Of all users, for those who seal and pack what is due.
+        QStringLiteral("create index open_days on days (day) where sealed = 0"),
         QStringLiteral("create table sessions ("
                        "user_id bigint not null references users (id) on delete cascade, "
                        "digest text not null, "
@@ -105,14 +109,15 @@ QStringList thirdVersion(bool postgreSql)
                        "created_at bigint not null, "
                        "last_used bigint not null, "
                        "expires bigint not null, "
+                       "idle_seconds bigint not null, "
                        "primary key (user_id, digest))"),
         // Finds whose it is.
         QStringLiteral("create index sessions_by_digest on sessions (digest)"),
         QStringLiteral(
             "insert into sessions (user_id, digest, kind, scope, device_id, device_name, "
-            "user_agent, created_at, last_used, expires) "
+            "user_agent, created_at, last_used, expires, idle_seconds) "
             "select user_id, digest, 'application', 'upload', device_id, device_name, "
-            "'', created_at, %1, %1 + 7776000 from tokens")
+            "'', created_at, %1, %1 + 7776000, 7776000 from tokens")
             .arg(instant()),
         QStringLiteral("insert into devices (user_id, id, device_id, name, signed_in) "
                        "select user_id, number, device_id, case number when 1 then 'Desktop' else "
@@ -151,6 +156,8 @@ QStringList thirdVersion(bool postgreSql)
                        "name text not null primary key, "
                        "due bigint not null, "
                        "taken_until bigint not null default 0, "
+                       "taken_by text not null default '', "
+                       "failures bigint not null default 0, "
                        "finished bigint, "
                        "result text not null default '')"),
         QStringLiteral("create table runs ("

@@ -52,13 +52,14 @@ DatabaseResult<std::monostate> moveRowsOf(DatabaseSession& session, std::int64_t
 {
     if (const auto asked = askForOldRows(session, user); !asked)
         return asked.error();
+    OldRowsPace pace;
     for (;;) {
         const auto left = session.inTransaction([&] { return lockUser(session, user); });
         if (!left)
             return left.error();
         if (left.value().value_or(0) == 0)
             return std::monostate();
-        const auto moved = moveOldRows(session);
+        const auto moved = moveOldRows(session, pace);
         if (!moved)
             return moved.error();
         if (!moved.value())

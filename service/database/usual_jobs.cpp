@@ -29,13 +29,19 @@ DatabaseResult<Job::Step> makeComingMonths(DatabaseSession& session)
     return Job::Step{.more = false, .result = "the coming months are there"};
 }
 
-DatabaseResult<Job::Step> moveRows(DatabaseSession& session)
+Job moveJob()
 {
-    const auto more = moveOldRows(session);
-    if (!more)
-        return more.error();
-    return Job::Step{.more = more.value(),
-                     .result = more.value() ? "rows of schema 2 are being moved" : "all moved"};
+    const auto pace = std::make_shared<OldRowsPace>();
+    return {.name = "move",
+            .period = hours(24),
+            .step = [pace](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                const auto more = moveOldRows(session, *pace);
+                if (!more)
+                    return more.error();
+                return Job::Step{.more = more.value(),
+                                 .result = more.value() ? "rows of schema 2 are being moved"
+                                                        : "all moved"};
+            }};
 }
 
 DatabaseResult<Job::Step> eraseUsers(DatabaseSession& session)
@@ -57,27 +63,35 @@ DatabaseResult<Job::Step> endSessions(DatabaseSession& session)
 
 DatabaseResult<Job::Step> packDays(DatabaseSession& session)
 {
-    const auto more = packSomeDays(session);
+    const auto more = packSomeDays(session, secondsNow());
     if (!more)
         return more.error();
-    return Job::Step{.more = more.value(), .result = "all days have a pack"};
+    return Job::Step{.more = more.value(), .result = "all days before today have a pack"};
 }
 
-Job pruning(const Retention& retention)
+Job pruneJob(const Retention& retention)
 {
-    const auto pruned = std::make_shared<Pruned>();
+    const auto pruning = std::make_shared<Pruning>();
     return {.name = "prune",
             .period = hours(24),
-            .step = [retention, pruned](DatabaseSession& session) -> DatabaseResult<Job::Step> {
-                const auto more = pruneSome(session, retention, secondsNow(), *pruned);
+            .step = [retention, pruning](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                const auto old = hasOldTable(session);
+                if (!old)
+                    return old.error();
+                if (old.value())
+                    return Job::Step{.more = false,
+                                     .result = "waits until the rows of schema 2 have been moved",
+                                     .again = minutes(10)};
+                const auto more = pruneSome(session, retention, secondsNow(), *pruning);
                 if (!more)
                     return more.error();
+                const Pruned& done = pruning->done;
                 Job::Step step{.more = more.value(),
-                               .result = "deleted " + std::to_string(pruned->runs) + " rows, " +
-                                         std::to_string(pruned->days) + " days, " +
-                                         std::to_string(pruned->partitions) + " months"};
+                               .result = "deleted " + std::to_string(done.runs) + " rows, " +
+                                         std::to_string(done.days) + " days, " +
+                                         std::to_string(done.partitions) + " months"};
                 if (!step.more)
-                    *pruned = {};
+                    *pruning = {};
                 return step;
             }};
 }
@@ -88,12 +102,12 @@ std::vector<Job> usualJobs(const Retention& retention)
 {
     std::vector<Job> jobs = {
         {.name = "partitions", .period = hours(24), .step = makeComingMonths},
-        {.name = "move", .period = hours(24), .step = moveRows},
+        moveJob(),
         {.name = "erase", .period = minutes(10), .step = eraseUsers},
         {.name = "sessions", .period = hours(1), .step = endSessions},
     };
     if (retention.keepRunsDays || retention.keepDaysDays)
-        jobs.push_back(pruning(retention));
+        jobs.push_back(pruneJob(retention));
     jobs.push_back({.name = "pack", .period = minutes(30), .step = packDays});
     return jobs;
 }

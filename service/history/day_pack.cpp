@@ -4,16 +4,11 @@
 
 #include <algorithm>
 #include <limits>
-#include <map>
-#include <string_view>
-#include <tuple>
 #include <utility>
 
 namespace service {
 
 namespace {
-
-using Text = std::string_view;
 
 /// The part of a run that lies on the day, in seconds since its begin.
 struct Span
@@ -33,60 +28,30 @@ std::optional<Span> partOf(std::int64_t day, const Run& run)
     return part.begin < part.end ? std::optional(part) : std::nullopt;
 }
 
-/// Calls `each(slot, seconds)` for the slots that `span` lies in.
+/// Calls `each(slot, from, seconds)` for the slots that `span` lies in, `from` being in the slot.
 template <typename Each> void forSlots(const Span& span, Each each)
 {
     for (std::int64_t at = span.begin; at < span.end;) {
         const std::int64_t slot = at / DayPack::kSecondsOfASlot;
         const std::int64_t end = std::min(span.end, (slot + 1) * DayPack::kSecondsOfASlot);
-        each(static_cast<std::size_t>(slot), end - at);
+        each(static_cast<std::size_t>(slot), at % DayPack::kSecondsOfASlot, end - at);
         at = end;
     }
 }
 
-/// In how many seconds of each slot at least one of `spans` lies.
-std::array<std::uint16_t, DayPack::kSlots> unionOf(std::vector<Span> spans)
+/// The texts in their order; `places` are where those of each number stand.
+std::vector<std::string> ordered(const std::map<std::string, std::uint32_t, std::less<>>& texts,
+                                 std::vector<std::uint32_t>& places)
 {
-    std::array<std::uint16_t, DayPack::kSlots> seconds = {};
-    std::ranges::sort(spans, {}, &Span::begin);
-    std::int64_t covered = 0; // everything before is
-    for (const Span& span : spans) {
-        forSlots({.begin = std::max(span.begin, covered), .end = span.end},
-                 [&](std::size_t slot, std::int64_t more) {
-                     seconds.at(slot) = static_cast<std::uint16_t>(seconds.at(slot) + more);
-                 });
-        covered = std::max(covered, span.end);
+    std::vector<std::string> all;
+    all.reserve(texts.size());
+    places.resize(texts.size());
+    for (const auto& [text, number] : texts) {
+        places[number] = static_cast<std::uint32_t>(all.size());
+        all.push_back(text);
     }
-    return seconds;
+    return all;
 }
-
-/// Texts and the places that they get.
-class Table final
-{
-public:
-    void add(Text text) { m_places.emplace(text, 0); }
-
-    std::vector<std::string> take()
-    {
-        std::vector<std::string> texts;
-        texts.reserve(m_places.size());
-        for (auto& [text, place] : m_places) {
-            place = static_cast<std::uint32_t>(texts.size());
-            texts.emplace_back(text);
-        }
-        return texts;
-    }
-
-    [[nodiscard]] std::uint32_t place(Text text) const { return m_places.find(text)->second; }
-
-    [[nodiscard]] std::optional<std::uint32_t> place(const std::optional<Text>& text) const
-    {
-        return text ? std::optional(place(*text)) : std::nullopt;
-    }
-
-private:
-    std::map<Text, std::uint32_t> m_places;
-};
 
 void keepLongest(std::vector<DayPack::Title>& titles)
 {
@@ -116,55 +81,80 @@ std::int64_t DayPack::seconds() const
     return sum;
 }
 
-DayPack packOf(std::int64_t day, std::span<const Run> runs, const CategoryRules& rules)
+DayPackBuilder::DayPackBuilder(std::int64_t day, const CategoryRules& rules)
+    : m_day(day)
+    , m_rules(rules)
+    , m_active(DayPack::kSlots)
 {
-    using Key =
-        std::tuple<std::size_t, std::int64_t, Text, std::optional<Text>, std::optional<Text>>;
-    std::map<Key, std::int64_t> sums;
-    std::map<std::pair<Text, Text>, std::int64_t> titles;
-    std::vector<Span> spans;
-    Table apps;
-    Table sites;
-    Table categories;
-    for (const Run& run : runs) {
-        const std::optional<Span> part = partOf(day, run);
-        if (!part)
-            continue;
-        spans.push_back(*part);
-        apps.add(run.app);
-        const auto site = run.site ? std::optional<Text>(*run.site) : std::nullopt;
-        if (site)
-            sites.add(*site);
-        const std::optional<Text> category = rules.categoryOf(run);
-        if (category)
-            categories.add(*category);
-        forSlots(*part, [&](std::size_t slot, std::int64_t seconds) {
-            std::int64_t& sum = sums[{slot, run.device, run.app, site, category}];
-            sum = saturatingSum(sum, seconds);
-        });
-        if (run.title) {
-            std::int64_t& sum = titles[{run.app, *run.title}];
-            sum = saturatingSum(sum, part->end - part->begin);
-        }
+}
+
+std::uint32_t DayPackBuilder::numberOf(Texts& texts, std::string_view text)
+{
+    const auto found = texts.find(text);
+    if (found != texts.end())
+        return found->second;
+    return texts.emplace(text, static_cast<std::uint32_t>(texts.size())).first->second;
+}
+
+void DayPackBuilder::add(const Run& run)
+{
+    const std::optional<Span> part = partOf(m_day, run);
+    if (!part)
+        return;
+    const std::uint32_t app = numberOf(m_apps, run.app);
+    m_titles.resize(m_apps.size());
+    if (run.title) {
+        Seconds& titles = m_titles[app];
+        auto title = titles.find(*run.title);
+        if (title == titles.end())
+            title = titles.emplace(*run.title, 0).first;
+        title->second = saturatingSum(title->second, part->end - part->begin);
     }
+    const Number site = run.site ? Number(numberOf(m_sites, *run.site)) : std::nullopt;
+    const std::optional<std::string_view> name = m_rules.categoryOf(run);
+    const Number category = name ? Number(numberOf(m_categories, *name)) : std::nullopt;
+    forSlots(*part, [&](std::size_t slot, std::int64_t from, std::int64_t seconds) {
+        const auto all = ~std::bitset<DayPack::kSecondsOfASlot>();
+        m_active[slot] |= all >> static_cast<std::size_t>(DayPack::kSecondsOfASlot - seconds)
+                                     << static_cast<std::size_t>(from);
+        std::int64_t& sum =
+            m_sums[{static_cast<std::uint32_t>(slot), run.device, app, site, category}];
+        sum = saturatingSum(sum, seconds);
+    });
+}
+
+DayPack DayPackBuilder::pack() const
+{
+    std::vector<std::uint32_t> apps;
+    std::vector<std::uint32_t> sites;
+    std::vector<std::uint32_t> categories;
     DayPack pack;
-    pack.apps = apps.take();
-    pack.sites = sites.take();
-    pack.categories = categories.take();
-    for (const auto& [key, seconds] : sums) {
+    pack.apps = ordered(m_apps, apps);
+    pack.sites = ordered(m_sites, sites);
+    pack.categories = ordered(m_categories, categories);
+    const auto place = [](const Number& number, const std::vector<std::uint32_t>& places) {
+        return number ? Number(places[*number]) : std::nullopt;
+    };
+    pack.entries.reserve(m_sums.size());
+    for (const auto& [key, seconds] : m_sums) {
         const auto& [slot, device, app, site, category] = key;
-        pack.entries.push_back({.slot = static_cast<std::uint32_t>(slot),
+        pack.entries.push_back({.slot = slot,
                                 .device = device,
-                                .app = apps.place(app),
-                                .site = sites.place(site),
-                                .category = categories.place(category),
+                                .app = apps[app],
+                                .site = place(site, sites),
+                                .category = place(category, categories),
                                 .seconds = seconds});
     }
-    pack.anyDevice = unionOf(std::move(spans));
-    for (const auto& [key, seconds] : titles)
-        pack.titles.push_back(
-            {.app = apps.place(key.first), .text = std::string(key.second), .seconds = seconds});
-    keepLongest(pack.titles);
+    std::ranges::sort(pack.entries, {}, [](const DayPack::Entry& entry) {
+        return std::tie(entry.slot, entry.device, entry.app, entry.site, entry.category);
+    });
+    for (std::size_t slot = 0; slot < DayPack::kSlots; ++slot)
+        pack.anyDevice.at(slot) = static_cast<std::uint16_t>(m_active[slot].count());
+    for (std::uint32_t app = 0; app < m_titles.size(); ++app) {
+        for (const auto& [text, seconds] : m_titles[app])
+            pack.titles.push_back({.app = apps[app], .text = text, .seconds = seconds});
+        keepLongest(pack.titles); // of each application in turn: never much more than stays
+    }
     return pack;
 }
 

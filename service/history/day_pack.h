@@ -6,11 +6,15 @@
 #include "service/history/run.h"
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <optional>
-#include <span>
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace service {
@@ -63,10 +67,40 @@ struct DayPack
     bool operator==(const DayPack&) const = default;
 };
 
-/// Adds up what of `runs` lies on `day` (since 1970-01-01, UTC). A run counts where it lies; what
-/// has no duration or begins outside of the years that are counted does not. Any thread.
-[[nodiscard]] DayPack
-packOf(std::int64_t day, std::span<const Run> runs, const CategoryRules& rules);
+/// Adds up what of runs lies on a day. A run counts where it lies; what has no duration or begins
+/// outside of the years that are counted does not. Memory grows with the texts that differ and with
+/// what they make entries of, not with the runs. Any thread, one at a time.
+class DayPackBuilder final
+{
+public:
+    /// `day` is since 1970-01-01, UTC. `rules` must live as long as this object.
+    DayPackBuilder(std::int64_t day, const CategoryRules& rules);
+
+    void add(const Run& run);
+
+    /// What all of them come to.
+    [[nodiscard]] DayPack pack() const;
+
+private:
+    /// Texts, each with the number of those before it.
+    using Texts = std::map<std::string, std::uint32_t, std::less<>>;
+    using Seconds = std::map<std::string, std::int64_t, std::less<>>;
+    using Number = std::optional<std::uint32_t>;
+    /// Slot, device, application, site, category.
+    using Key = std::tuple<std::uint32_t, std::int64_t, std::uint32_t, Number, Number>;
+
+    [[nodiscard]] static std::uint32_t numberOf(Texts& texts, std::string_view text);
+
+    std::int64_t m_day;
+    const CategoryRules& m_rules;
+    Texts m_apps;
+    Texts m_sites;
+    Texts m_categories;
+    std::map<Key, std::int64_t> m_sums;
+    std::vector<Seconds> m_titles; ///< of each application
+    /// Of each slot the seconds in which any device was active.
+    std::vector<std::bitset<DayPack::kSecondsOfASlot>> m_active;
+};
 
 /// The sum within the bounds of 64 bits.
 [[nodiscard]] std::int64_t saturatingSum(std::int64_t a, std::int64_t b);

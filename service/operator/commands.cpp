@@ -6,6 +6,7 @@
 #include "base/json_writer.h"
 #include "base/password_prompt.h"
 #include "service/database/database_text.h"
+#include "service/database/old_rows.h"
 #include "service/database/summary.h"
 #include "service/database/token.h"
 #include "service/password_hasher.h"
@@ -145,11 +146,11 @@ int printUsers(DatabaseSession& session)
     return EXIT_SUCCESS;
 }
 
-/// Calls `work` with the user that the command is about; its exit code.
+/// Calls `work` with the number of the user that the command is about; its exit code.
 template <typename Work>
 int withUser(DatabaseSession& session, const CommandLine& line, const Work& work)
 {
-    const auto user = findUser(session, line.email);
+    const auto user = findUserId(session, line.email);
     if (!user)
         return complain(user.error().text);
     if (!user.value())
@@ -157,9 +158,9 @@ int withUser(DatabaseSession& session, const CommandLine& line, const Work& work
     return work(*user.value());
 }
 
-int printDevices(DatabaseSession& session, const User& user)
+int printDevices(DatabaseSession& session, std::int64_t user)
 {
-    const auto devices = listDevices(session, user.id);
+    const auto devices = listDevices(session, user);
     if (!devices)
         return complain(devices.error().text);
     const std::int64_t now = secondsNow();
@@ -196,12 +197,12 @@ int invite(DatabaseSession& session, const CommandLine& line)
     return printLink(session, line, kInvitationSeconds, "/sign-up?invitation=");
 }
 
-int addToken(DatabaseSession& session, const CommandLine& line, const User& user)
+int addToken(DatabaseSession& session, const CommandLine& line, std::int64_t user)
 {
     const PasswordHasher initialised;
     const std::string token = newToken();
     const auto added = addSession(session,
-                                  user.id,
+                                  user,
                                   token,
                                   {.kind = SessionKind::Api,
                                    .scope = line.scope,
@@ -215,16 +216,16 @@ int addToken(DatabaseSession& session, const CommandLine& line, const User& user
     return EXIT_SUCCESS;
 }
 
-int exportUser(DatabaseSession& session, const User& user)
+int exportUser(DatabaseSession& session, std::int64_t user)
 {
-    if (const auto moved = moveRowsOf(session, user.id); !moved)
+    if (const auto moved = moveRowsOf(session, user); !moved)
         return complain(moved.error().text);
-    const auto devices = listDevices(session, user.id);
+    const auto devices = listDevices(session, user);
     if (!devices)
         return complain(devices.error().text);
     std::optional<StoredRun> last;
     for (;;) {
-        const auto runs = runsBehind(session, user.id, last, kRowsAtATime);
+        const auto runs = runsBehind(session, user, last, kRowsAtATime);
         if (!runs)
             return complain(runs.error().text);
         for (const StoredRun& run : runs.value())
@@ -242,8 +243,14 @@ int exportUser(DatabaseSession& session, const User& user)
 
 int prune(DatabaseSession& session, const CommandLine& line)
 {
+    const auto waits = hasOldTable(session);
+    if (!waits)
+        return complain(waits.error().text);
+    if (waits.value())
+        return complain("the service has to move the rows of its earlier version first");
     const std::int64_t now = secondsNow();
-    Pruned pruned;
+    Pruning pruning;
+    Pruned& pruned = pruning.done;
     if (line.dryRun) {
         const auto counted = countToPrune(session, line.retention, now);
         if (!counted)
@@ -251,7 +258,7 @@ int prune(DatabaseSession& session, const CommandLine& line)
         pruned = counted.value();
     }
     for (bool more = !line.dryRun; more;) {
-        const auto step = pruneSome(session, line.retention, now, pruned);
+        const auto step = pruneSome(session, line.retention, now, pruning);
         if (!step)
             return complain(step.error().text);
         more = step.value();
@@ -298,7 +305,7 @@ int runCommand(DatabaseSession& session, const CommandLine& line)
         return printUsers(session);
     case Action::ListDevices:
         return withUser(
-            session, line, [&](const User& user) { return printDevices(session, user); });
+            session, line, [&](std::int64_t user) { return printDevices(session, user); });
     case Action::Invite:
         return invite(session, line);
     case Action::ResetLink:
@@ -307,9 +314,10 @@ int runCommand(DatabaseSession& session, const CommandLine& line)
         });
     case Action::AddToken:
         return withUser(
-            session, line, [&](const User& user) { return addToken(session, line, user); });
+            session, line, [&](std::int64_t user) { return addToken(session, line, user); });
     case Action::ExportUser:
-        return withUser(session, line, [&](const User& user) { return exportUser(session, user); });
+        return withUser(
+            session, line, [&](std::int64_t user) { return exportUser(session, user); });
     case Action::Prune:
         return prune(session, line);
     case Action::Summary:

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/history/day_pack.h"
 #include "service/history/day_pack_encoding.h"
+#include "tests/service/pack_of.h"
 #include "tests/support/test_program.h"
 
 #include <QTest>

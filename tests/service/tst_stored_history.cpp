@@ -16,11 +16,13 @@
 #include "service/database/summary.h"
 #include "service/database/usual_jobs.h"
 #include "service/password_hasher.h"
+#include "tests/service/pack_of.h"
 #include "tests/service/schema_2.h"
 #include "tests/support/postgres_server.h"
 #include "tests/support/required_programs.h"
 #include "tests/support/test_program.h"
 
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -29,6 +31,7 @@
 #include <latch>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <stdexcept>
 #include <thread>
@@ -123,6 +126,39 @@ private Q_SLOTS:
         QCOMPARE(packOfDay(kDay).seconds(), 36 + 20);
     }
 
+    void textsAreStoredAsTheyAreButForTheZero()
+    {
+        const std::vector<std::pair<std::string, std::string>> texts = {
+            {"", ""},
+            {"NULL", "NULL"},
+            {"\"", "\""},
+            {"a\\\"b,{}'\\", "a\\\"b,{}'\\"},
+            {"\xC3\xA4\xF0\x9F\x8C\x99\n", "\xC3\xA4\xF0\x9F\x8C\x99\n"},
+            {std::string("\0a\0", 3),
+             "\xE2\x90\x80"
+             "a\xE2\x90\x80"}};
+        std::vector<UploadedActivity> rows;
+        for (const auto& [given, stored] : texts) {
+            rows.push_back(activity(kMidnight + static_cast<std::int64_t>(rows.size()), 1, given));
+            rows.back().windowTitle = given;
+        }
+        rows.push_back(activity(kMidnight + static_cast<std::int64_t>(rows.size()), 1, "none"));
+        rows.back().windowTitle.reset();
+        QVERIFY(store({rows}));
+        auto found = m_session->run(QStringLiteral(
+            "select app_name, window_title, url from runs where user_id = 1 order by start_time"));
+        QVERIFY(found);
+        for (const auto& [given, stored] : texts) {
+            QVERIFY(found.value().next());
+            QCOMPARE(found.value().value(0).toString().toStdString(), stored);
+            QVERIFY(!found.value().isNull(1));
+            QCOMPARE(found.value().value(1).toString().toStdString(), stored);
+            QVERIFY(found.value().isNull(2));
+        }
+        QVERIFY(found.value().next());
+        QVERIFY(found.value().isNull(1));
+    }
+
     void anUploadOfWhichTheRestCannotBeReadLeavesNothing()
     {
         Database database(m_address);
@@ -175,6 +211,14 @@ private Q_SLOTS:
         QVERIFY(!pack.entries[2].site);
     }
 
+    void aLongAddressWithoutAHostIsCutToASite()
+    {
+        UploadedActivity row = activity(kMidnight, 1);
+        row.url = "file:///" + std::string(5000, 'x');
+        QVERIFY(store({{row}}));
+        QCOMPARE(packOfDay(kDay).sites, std::vector<std::string>{row.url->substr(0, 255)});
+    }
+
     void anUploadClearsThePacksOfItsDaysOnly()
     {
         QVERIFY(store({{activity(kMidnight, 10), activity(kMidnight + 3 * kSecondsOfADay, 10)}}));
@@ -197,7 +241,7 @@ private Q_SLOTS:
         QVERIFY(readDays(*m_session, 1, {.first = kDay, .last = kDay}, late));
         QCOMPARE(late.size(), 1u);
         QVERIFY(store({{activity(kMidnight, 11)}}));
-        QVERIFY(keepPack(*m_session, late.front()));
+        QVERIFY(keepPacks(*m_session, late));
         QCOMPARE(daysWithoutPack(), 1);
         QCOMPARE(packOfDay(kDay).seconds(), 11);
     }
@@ -211,6 +255,91 @@ private Q_SLOTS:
         QVERIFY(setCategories(*m_session, 1, rules));
         QCOMPARE(listCategories(*m_session, 1).value(), rules);
         QCOMPARE(packOfDay(kDay).categories, std::vector<std::string>{"work"});
+    }
+
+    /// A day that an upload begins while the rules change is packed by the new ones.
+    void newRulesReachADayThatIsJustBeginning()
+    {
+        if (!m_session->isPostgreSql())
+            return; // SQLite has one writer at a time
+        QVERIFY(store({{activity(kMidnight, 10, "code")}}));
+        auto other = open();
+        const auto observer = open();
+        QVERIFY(other && observer);
+        const auto waiting = [&] {
+            auto found = observer->run(
+                QStringLiteral("select count(*) from pg_stat_activity where "
+                               "wait_event_type = 'Lock' and datname = current_database()"));
+            return found && found.value().next() ? found.value().value(0).toInt() : -1;
+        };
+        // The upload has begun the day before, and waits with this one.
+        QVERIFY(other->run(QStringLiteral("begin")));
+        QVERIFY(other->run(QStringLiteral("select day from days where user_id = 1 for update")));
+        std::atomic<bool> stored = false;
+        std::jthread upload([&] {
+            const auto session = open();
+            const std::vector<UploadedActivity> rows = {
+                activity(kMidnight - kSecondsOfADay, 60, "code"), activity(kMidnight, 20, "code")};
+            stored = session && session->run(QStringLiteral("set lock_timeout = 0")) &&
+                     storeUpload(*session, 1, kHead, portions({rows}));
+        });
+        const auto letGo = qScopeGuard([&] { other.reset(); });
+        QTRY_COMPARE_WITH_TIMEOUT(waiting(), 1, 30'000);
+        std::atomic<bool> changed = false;
+        std::jthread rules([&] {
+            const auto session = open();
+            changed = session && setCategories(*session, 1, {{.name = "work", .pattern = "code"}});
+        });
+        QTRY_COMPARE_WITH_TIMEOUT(waiting(), 2, 30'000);
+        other.reset();
+        upload.join();
+        rules.join();
+        QVERIFY(stored);
+        QVERIFY(changed);
+        // Both days were last changed by the transaction of the rules.
+        auto changes = m_session->run(QStringLiteral(
+            "select count(*), count(distinct cast(xmin as text)) from days where user_id = 1"));
+        QVERIFY(changes && changes.value().next());
+        QCOMPARE(changes.value().value(0).toInt(), 2);
+        QCOMPARE(changes.value().value(1).toInt(), 1);
+        QCOMPARE(packOfDay(kDay - 1).categories, std::vector<std::string>{"work"});
+    }
+
+    /// However long the rows of many portions take in one statement.
+    void anUploadInPortionsHasNoTimeLimit()
+    {
+        if (!m_session->isPostgreSql())
+            return; // SQLite knows none
+        QVERIFY(store({{activity(kMidnight, 10)}}));
+        auto other = open();
+        const auto observer = open();
+        QVERIFY(other && observer);
+        QVERIFY(other->run(QStringLiteral("begin")));
+        QVERIFY(other->run(QStringLiteral("select day from days where user_id = 1 for update")));
+        std::atomic<bool> stored = false;
+        std::jthread upload([&] {
+            const auto session = open();
+            stored =
+                session && session->run(QStringLiteral("set lock_timeout = 0")) &&
+                session->run(QStringLiteral("set statement_timeout = '1s'")) &&
+                storeUpload(*session,
+                            1,
+                            kHead,
+                            portions({{activity(kMidnight, 20)}, {activity(kMidnight + 1, 5)}}));
+        });
+        const auto letGo = qScopeGuard([&] { other.reset(); });
+        const auto waitsForLong = [&] {
+            auto found = observer->run(
+                QStringLiteral("select count(*) from pg_stat_activity where wait_event_type = "
+                               "'Lock' and datname = current_database() and "
+                               "clock_timestamp() - query_start > interval '1500 ms'"));
+            return found && found.value().next() && found.value().value(0).toInt() == 1;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(waitsForLong(), 30'000);
+        other.reset();
+        upload.join();
+        QVERIFY(stored);
+        QCOMPARE(packOfDay(kDay).seconds(), 25);
     }
 
     /// Two writers and two readers; whatever they did, each pack is what the rows add up to.
@@ -283,6 +412,53 @@ private Q_SLOTS:
         QCOMPARE(daysOfAll().front().pack.seconds(), 60);
     }
 
+    /// What is stored into a month while it is about to go is added up before.
+    void anUploadInFlightIsNotLostWithItsMonth()
+    {
+        if (!m_session->isPostgreSql())
+            return; // SQLite has no months, and one writer at a time
+        const std::int64_t now = kMidnight;
+        const std::int64_t old = now - 200 * kSecondsOfADay;
+        QVERIFY(store({{activity(now, 1)}}));
+        auto other = open();
+        const auto observer = open();
+        QVERIFY(other && observer);
+        const auto waitsFor = [&](const char* mode) {
+            auto found = observer->run(
+                QStringLiteral("select count(*) from pg_locks where not granted and mode = ?"),
+                {QString::fromLatin1(mode)});
+            return found && found.value().next() && found.value().value(0).toInt() > 0;
+        };
+        // The upload has put its row into the old month, and waits with today's day.
+        QVERIFY(other->run(QStringLiteral("begin")));
+        QVERIFY(other->run(QStringLiteral("select day from days where user_id = 1 for update")));
+        std::atomic<bool> stored = false;
+        std::jthread upload([&] {
+            const auto session = open();
+            stored =
+                session &&
+                storeUpload(*session, 1, kHead, portions({{activity(old, 60), activity(now, 2)}}));
+        });
+        const auto letGo = qScopeGuard([&] { other.reset(); });
+        QTRY_VERIFY_WITH_TIMEOUT(waitsFor("ShareLock"), 30'000);
+        std::atomic<bool> pruned = false;
+        std::jthread pruner([&] {
+            const auto session = open();
+            for (int tries = 0; tries < 100 && session && !pruned; ++tries) {
+                const auto done = prune(*session, {.keepRunsDays = 50, .keepDaysDays = {}}, now);
+                pruned = done && done.value().partitions == 1;
+            }
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(waitsFor("AccessExclusiveLock"), 30'000);
+        other.reset();
+        upload.join();
+        pruner.join();
+        QVERIFY(stored);
+        QVERIFY(pruned);
+        QCOMPARE(packOfDay(old / kSecondsOfADay).seconds(), 60);
+        QCOMPARE(packOfDay(kDay).seconds(), 2);
+    }
+
     void jobsAreDoneByOneAtATimeAndTellHowTheyEnded()
     {
         std::atomic<int> steps = 0;
@@ -315,6 +491,156 @@ private Q_SLOTS:
         QVERIFY(!together);
     }
 
+    void aJobThatThrowsIsNotedAndTheOthersGoOn()
+    {
+        std::atomic<int> spoilt = 0;
+        std::atomic<bool> usable = false;
+        const std::vector<Job> jobs = {
+            {.name = "throwing",
+             .period = std::chrono::hours(1),
+             .step = [](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                 throw std::runtime_error("text of a row");
+             }},
+            {.name = "spoiling", // leaves a transaction open
+             .period = std::chrono::hours(1),
+             .step = [&](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                 ++spoilt;
+                 std::ignore = session.run(QStringLiteral("begin"));
+                 std::ignore = session.run(QStringLiteral("select nothing from nowhere"));
+                 return DatabaseFailure{"spoilt"};
+             }},
+            {.name = "usable",
+             .period = std::chrono::hours(1),
+             .step = [&](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                 usable = static_cast<bool>(
+                     session.inTransaction([&] { return bumpDays(session, 1, {kDay}); }));
+                 return Job::Step{.more = false, .result = "done"};
+             }}};
+        const std::int64_t begun = secondsNow();
+        const JobRunner runner(m_address, jobs);
+        const auto ended = [&] {
+            const auto lines = listJobs(*m_session);
+            return lines && lines.value().size() == 3 &&
+                   std::ranges::all_of(lines.value(), [](const JobLine& line) {
+                       return line.finished && !line.isRunning;
+                   });
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+        QVERIFY(usable);
+        QCOMPARE(spoilt, 1);
+        const auto lines = listJobs(*m_session);
+        QVERIFY(lines);
+        QCOMPARE(lines.value()[0].result, std::string("spoilt"));
+        QCOMPARE(lines.value()[1].result, std::string("ended by an exception"));
+        for (const int failed : {0, 1})
+            QVERIFY(lines.value()[static_cast<std::size_t>(failed)].due >= begun + 60);
+    }
+
+    void aJobThatFailsAgainWaitsTwiceAsLong()
+    {
+        const std::vector<Job> jobs = {{.name = "failing",
+                                        .period = std::chrono::hours(1),
+                                        .step = [](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                                            return DatabaseFailure{"it failed"};
+                                        }}};
+        for (const std::int64_t pause : {60, 120, 240}) {
+            QVERIFY(m_session->run(QStringLiteral("update jobs set due = 0, finished = null")));
+            const JobRunner runner(m_address, jobs);
+            const auto ended = [&] {
+                const auto lines = listJobs(*m_session);
+                return lines && lines.value().size() == 1 && lines.value()[0].finished;
+            };
+            QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+            const JobLine line = listJobs(*m_session).value()[0];
+            QCOMPARE(line.due - *line.finished, pause);
+        }
+    }
+
+    void aJobMayBeDueAgainSooner()
+    {
+        const std::vector<Job> jobs = {{.name = "waiting",
+                                        .period = std::chrono::hours(24),
+                                        .step = [](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                                            return Job::Step{.more = false,
+                                                             .result = "it waits",
+                                                             .again = std::chrono::minutes(10)};
+                                        }}};
+        const JobRunner runner(m_address, jobs);
+        const auto ended = [&] {
+            const auto lines = listJobs(*m_session);
+            return lines && lines.value().size() == 1 && lines.value()[0].finished;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+        const JobLine line = listJobs(*m_session).value()[0];
+        QCOMPARE(line.result, std::string("it waits"));
+        QCOMPARE(line.due - *line.finished, 600);
+    }
+
+    void aJobThatAnotherOneHasTakenMeanwhileIsLeftToIt()
+    {
+        std::atomic<int> steps = 0;
+        const std::vector<Job> jobs = {
+            {.name = "taken",
+             .period = std::chrono::hours(1),
+             .step = [&](DatabaseSession& session) -> DatabaseResult<Job::Step> {
+                 ++steps;
+                 const auto taken =
+                     session.run(QStringLiteral("update jobs set taken_by = 'another'"));
+                 return taken ? DatabaseResult<Job::Step>(Job::Step{.more = true, .result = "mine"})
+                              : DatabaseFailure{"not taken"};
+             }},
+            {.name = "last",
+             .period = std::chrono::hours(1),
+             .step = [](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                 return Job::Step{.more = false, .result = "done"};
+             }}};
+        // Written by a clock that was far ahead.
+        QVERIFY(m_session->run(QStringLiteral("insert into jobs (name, due, taken_until) values "
+                                              "('taken', 99999999999, 99999999999)")));
+        const JobRunner runner(m_address, jobs);
+        const auto ended = [&] {
+            const auto lines = listJobs(*m_session);
+            return lines && lines.value().size() == 2 && lines.value()[0].result == "done";
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+        QCOMPARE(steps, 1);
+        QVERIFY(!listJobs(*m_session).value()[1].finished);
+    }
+
+    void stepsLeaveUploadsAsMuchTimeInSqlite()
+    {
+        using Clock = std::chrono::steady_clock;
+        std::mutex mutex;
+        std::vector<std::pair<Clock::time_point, Clock::time_point>> steps;
+        const std::vector<Job> jobs = {
+            {.name = "long",
+             .period = std::chrono::hours(1),
+             .step = [&](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                 const auto begun = Clock::now();
+                 while (Clock::now() - begun < std::chrono::milliseconds(60))
+                     std::this_thread::yield();
+                 const std::lock_guard lock(mutex);
+                 steps.emplace_back(begun, Clock::now());
+                 return Job::Step{.more = steps.size() < 3, .result = {}};
+             }}};
+        const JobRunner runner(m_address, jobs);
+        const auto ended = [&] {
+            const std::lock_guard lock(mutex);
+            return steps.size() == 3;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
+        for (std::size_t i = 1; i < 3 && !m_session->isPostgreSql(); ++i)
+            QVERIFY(steps[i].first - steps[i - 1].second >= std::chrono::milliseconds(60));
+    }
+
+    void whatIsPostedAndThrowsEndsNothing()
+    {
+        DatabaseLane lane(m_address, DatabaseSession::Purpose::Writing, 1);
+        lane.post(
+            [](DatabaseSession&) -> bool { throw std::runtime_error("nobody waits for it"); });
+        QVERIFY(lane.run([](DatabaseSession& session) { return hasOldTable(session); }));
+    }
+
     void theUsualJobsMakeMonthsAndPruneAndPack()
     {
         QVERIFY(store({{activity(kMidnight - 400 * kSecondsOfADay, 60), activity(kMidnight, 7)}}));
@@ -334,6 +660,22 @@ private Q_SLOTS:
         QCOMPARE(months.value().contains(oldMonth), false);
         QCOMPARE(months.value().contains(monthOf(secondsNow()) + 2), m_session->isPostgreSql());
         QCOMPARE(packOfDay(kDay - 400).seconds(), 60);
+    }
+
+    void reportsOfManyDaysAreKeptInPieces()
+    {
+        std::vector<UploadedActivity> rows;
+        for (int day = 0; day < 70; ++day)
+            rows.push_back(activity(kMidnight + day * kSecondsOfADay, 10));
+        QVERIFY(store({rows}));
+        Database database(m_address);
+        for (int times = 0; times < 2; ++times) {
+            const auto days = database.days(1, {.first = kDay, .last = kDay + 69});
+            QVERIFY(days);
+            QCOMPARE(days.value().size(), 70u);
+            QTRY_COMPARE_WITH_TIMEOUT(daysWithoutPack(), 0, 30'000);
+        }
+        QCOMPARE(packOfDay(kDay + 69).seconds(), 10);
     }
 
     void reportsChangeNothingButThePacksThatTheyMissed()
@@ -364,7 +706,8 @@ private Q_SLOTS:
                            {.deviceId = {},
                             .deviceName = {},
                             .userAgent = {},
-                            .secondsValid = kApplicationSessionSeconds}));
+                            .secondsValid = kApplicationSessionSeconds,
+                            .lastsFromUse = true}));
         const std::int64_t now = secondsNow();
         QVERIFY(m_session->run(QStringLiteral("update sessions set last_used = ?, expires = ? "
                                               "where user_id = 1"),
@@ -398,7 +741,9 @@ private Q_SLOTS:
         QVERIFY(first && first.value() && second && second.value());
         QVERIFY(first.value()->expires <= now + 600);
         QVERIFY(second.value()->expires >= now + kApplicationSessionSeconds - 60);
-        // A use does not give it a longer life, as it does the other.
+        // A use does not give it a longer life, as it does the other; not even where the clock is
+        // behind.
+        QVERIFY(noteUse(*m_session, *first.value(), now - 5));
         QVERIFY(!needsNote(*first.value(), now + 3000) && needsNote(*first.value(), now + 3700));
         for (const auto& used : {first, second})
             QVERIFY(noteUse(*m_session, *used.value(), now + 500));
@@ -424,7 +769,80 @@ private Q_SLOTS:
         QVERIFY(endSession(*m_session, 1, sessions.value()[0].id).value());
         QVERIFY(!endSession(*m_session, 1, sessions.value()[0].id).value());
         QVERIFY(!endSession(*m_session, 2, sessions.value()[1].id).value());
-        QVERIFY(!userOfToken(*m_session, "api").value());
+        QVERIFY(!sessionOfToken(*m_session, "api").value());
+    }
+
+    void aBrowsersSessionEndsWhenItIsNotUsed()
+    {
+        const PasswordHasher initialised;
+        for (const auto& [token, seconds] :
+             {std::pair("short", kBrowserSessionSeconds), {"long", kKeptBrowserSessionSeconds}}) {
+            QVERIFY(addSession(*m_session,
+                               1,
+                               token,
+                               {.kind = SessionKind::Browser,
+                                .scope = Scope::Manage,
+                                .deviceId = {},
+                                .deviceName = {},
+                                .userAgent = {},
+                                .secondsValid = seconds,
+                                .lastsFromUse = true}));
+            const std::int64_t now = secondsNow();
+            auto used = sessionOfToken(*m_session, token);
+            QVERIFY(used && used.value());
+            QVERIFY(used.value()->expires <= now + seconds);
+            QVERIFY(!needsNote(*used.value(), now + 500));
+            QVERIFY(needsNote(*used.value(), now + 3700));
+            QVERIFY(noteUse(*m_session, *used.value(), now + 3700));
+            used = sessionOfToken(*m_session, token);
+            QVERIFY(used && used.value());
+            QCOMPARE(used.value()->expires, now + 3700 + seconds);
+            QCOMPARE(used.value()->lastUsed, now + 3700);
+        }
+    }
+
+    void onlySomeSessionsMayUpload()
+    {
+        const PasswordHasher initialised;
+        Database database(m_address);
+        int number = 0;
+        for (const SessionKind kind :
+             {SessionKind::Application, SessionKind::Browser, SessionKind::Api}) {
+            for (const Scope scope : {Scope::Upload, Scope::Read, Scope::Manage}) {
+                const std::string token = std::to_string(++number);
+                QVERIFY(addSession(*m_session,
+                                   1,
+                                   token,
+                                   {.kind = kind,
+                                    .scope = scope,
+                                    .deviceId = {},
+                                    .deviceName = {},
+                                    .userAgent = {},
+                                    .secondsValid = 100}));
+                const auto made = database.sessionOfToken(token);
+                QVERIFY(made && made.value());
+                QCOMPARE(made.value()->mayUpload(),
+                         kind != SessionKind::Browser && scope != Scope::Read);
+            }
+        }
+    }
+
+    void aDisabledUserIsKeptOutButNotFromTheOperator()
+    {
+        const PasswordHasher initialised;
+        const SignInRequest request = {
+            .email = {}, .password = {}, .deviceName = "Desktop", .deviceId = "device"};
+        const auto user = findUser(*m_session, "a@example.org");
+        QVERIFY(user && user.value());
+        QVERIFY(addToken(*m_session, *user.value(), "token", request).value());
+        QVERIFY(m_session->run(QStringLiteral("update users set disabled = 1 where id = 1")));
+        QVERIFY(!findUser(*m_session, "a@example.org").value());
+        QVERIFY(!sessionOfToken(*m_session, "token").value());
+        QVERIFY(!addToken(*m_session, *user.value(), "another", request).value());
+        QCOMPARE(setPassword(*m_session, "a@example.org", "new").value(),
+                 std::optional<std::int64_t>(1));
+        QCOMPARE(revokeTokens(*m_session, "a@example.org").value(), std::optional<std::int64_t>(0));
+        QVERIFY(removeUser(*m_session, "a@example.org").value());
     }
 
     void failuresAndInvitationsAreShared()
@@ -518,7 +936,7 @@ private Q_SLOTS:
                      std::string::npos,
                  summaryText().c_str());
         QVERIFY(askForOldRows(*m_session, 2));
-        QVERIFY(moveOldRows(*m_session).value());
+        QVERIFY(move(*m_session).value());
         QVERIFY(again(200, 20) && again(300, 3) && again(400, 20));
         {
             // Several at once, as instances would.
@@ -527,7 +945,7 @@ private Q_SLOTS:
                 movers.emplace_back([&] {
                     const auto session = open();
                     for (int tries = 0; tries < 1000; ++tries) {
-                        const auto more = moveOldRows(*session);
+                        const auto more = move(*session);
                         if (more && !more.value())
                             return;
                     }
@@ -545,6 +963,90 @@ private Q_SLOTS:
         QCOMPARE(seconds, 34'000);
     }
 
+    void oldRowsThatWaitAreNotSealedAway()
+    {
+        constexpr int kRows = 3000;
+        QVERIFY(schema_2::make(*m_session, schema_2::Table::Plain));
+        QVERIFY(schema_2::addUser(*m_session, 1, QStringLiteral("a@example.org")));
+        const PasswordHasher initialised;
+        QVERIFY(m_session->inTransaction([&]() -> DatabaseResult<bool> {
+            bool added = true;
+            for (int n = 0; n < kRows; ++n)
+                added = added && schema_2::addRow(*m_session, 1, "device", schema_2::row(n, 10));
+            return added;
+        }));
+        QVERIFY(prepareSchema(*m_session));
+        QVERIFY(move(*m_session).value()); // a part of them, of all days
+        QVERIFY(daysWithoutPack() > 0);
+        const std::int64_t now = schema_2::row(0, 10).startTime + 300 * kSecondsOfADay;
+        const Retention retention = {.keepRunsDays = 100, .keepDaysDays = {}};
+        QCOMPARE(packSomeDays(*m_session, now).value(), false);
+        QCOMPARE(countToPrune(*m_session, retention, now).value(), Pruned());
+        QCOMPARE(prune(*m_session, retention, now).value(), Pruned());
+        while (move(*m_session).value()) {
+        }
+        const auto pruned = prune(*m_session, retention, now);
+        QVERIFY(pruned);
+        QVERIFY(pruned.value().runs + pruned.value().partitions > 0);
+        std::int64_t seconds = 0;
+        for (const PackedDay& day : daysOfAll())
+            seconds += day.pack.seconds();
+        QCOMPARE(seconds, 10 * kRows);
+    }
+
+    void oldRowsThatWereLongerChangeTheDayThatTheyReachInto()
+    {
+        QVERIFY(schema_2::make(*m_session, schema_2::Table::Plain));
+        QVERIFY(schema_2::addUser(*m_session, 1, QStringLiteral("a@example.org")));
+        const PasswordHasher initialised;
+        QVERIFY(schema_2::addRow(*m_session, 1, "device", activity(kMidnight - 10, 30)));
+        QVERIFY(schema_2::addRow(*m_session, 1, "device", activity(kMidnight - 100, 5, "other")));
+        QVERIFY(prepareSchema(*m_session));
+        QVERIFY(store({{activity(kMidnight + 100, 7)}}));
+        QCOMPARE(daysOfAll().size(), 1u); // and gets its pack
+        QVERIFY(store({{activity(kMidnight - 10, 5)}}));
+        QCOMPARE(daysWithoutPack(), 2);
+        const auto days = daysOfAll();
+        QCOMPARE(days.size(), 2u);
+        QCOMPARE(days[0].pack.seconds(), 10);
+        QCOMPARE(days[1].pack.seconds(), 20 + 7);
+    }
+
+    void oldRowsMoveInPortionsThatFollowTheTimeTheyTake()
+    {
+        OldRowsPace pace(500);
+        pace.note(std::chrono::milliseconds(201));
+        QCOMPARE(pace.rows(), 250);
+        pace.note(std::chrono::milliseconds(150));
+        QCOMPARE(pace.rows(), 250);
+        for (int i = 0; i < 9; ++i)
+            pace.note(std::chrono::seconds(1));
+        QCOMPARE(pace.rows(), 1);
+        for (int i = 0; i < 20; ++i)
+            pace.note(std::chrono::milliseconds(1));
+        QCOMPARE(pace.rows(), OldRowsPace::kMostRows);
+
+        QVERIFY(schema_2::make(*m_session, schema_2::Table::Plain));
+        QVERIFY(schema_2::addUser(*m_session, 1, QStringLiteral("a@example.org")));
+        const PasswordHasher initialised;
+        for (int n = 0; n < 12; ++n)
+            QVERIFY(schema_2::addRow(*m_session, 1, "device", schema_2::row(n, 10)));
+        QVERIFY(prepareSchema(*m_session));
+        for (const int rows : {10, 12}) {
+            OldRowsPace ten(10);
+            QVERIFY(moveOldRows(*m_session, ten).value());
+            auto moved =
+                m_session->run(QStringLiteral("select count(*) from runs where user_id = 1"));
+            QVERIFY(moved && moved.value().next());
+            QCOMPARE(moved.value().value(0).toInt(), rows);
+        }
+        QVERIFY(!move(*m_session).value()); // the portion before was not full
+        const auto devices = listDevices(*m_session, 1);
+        QCOMPARE(devices.value().size(), 1u);
+        QCOMPARE(devices.value()[0].firstSeen, std::optional(schema_2::row(0, 0).startTime));
+        QCOMPARE(devices.value()[0].lastSeen, std::optional(schema_2::row(11, 0).startTime));
+    }
+
     void oldRowsOfARemovedUserGoToo()
     {
         QVERIFY(schema_2::make(*m_session, schema_2::Table::Plain));
@@ -558,7 +1060,7 @@ private Q_SLOTS:
         const auto removed = removeUser(*m_session, "a@example.org");
         QVERIFY(removed);
         QCOMPARE(removed.value(), std::optional<std::int64_t>(51));
-        QCOMPARE(moveOldRows(*m_session).value(), false);
+        QCOMPARE(move(*m_session).value(), false);
         QCOMPARE(hasOldTable(*m_session).value(), false);
         QCOMPARE(summaryText(), std::string());
     }
@@ -599,6 +1101,12 @@ private:
         return storeUpload(*m_session, 1, kHead, portions(rows));
     }
 
+    static DatabaseResult<bool> move(DatabaseSession& session)
+    {
+        OldRowsPace pace;
+        return moveOldRows(session, pace);
+    }
+
     std::string summaryText() { return summary(*m_session).value(); }
 
     /// Of all days of a user; what had no pack gets one.
@@ -606,10 +1114,8 @@ private:
     {
         std::vector<PackToKeep> toKeep;
         auto days = readDays(*m_session, user, {.first = 1, .last = 60'000}, toKeep);
-        for (const PackToKeep& pack : toKeep) {
-            if (!keepPack(*m_session, pack))
-                return {};
-        }
+        if (!keepPacks(*m_session, toKeep))
+            return {};
         return days ? days.value() : std::vector<PackedDay>();
     }
 
@@ -636,9 +1142,7 @@ private:
             std::vector<PackToKeep> toKeep;
             if (!readDays(session, 1, {.first = kDay - 5, .last = kDay + 5}, toKeep))
                 return false;
-            return std::ranges::all_of(toKeep, [&](const PackToKeep& pack) {
-                return static_cast<bool>(keepPack(session, pack));
-            });
+            return static_cast<bool>(keepPacks(session, toKeep));
         }
         if (below(8) == 0) { // deletes what begins on a day
             const std::int64_t day = kDay + below(3) - 1;
