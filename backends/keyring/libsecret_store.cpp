@@ -39,8 +39,9 @@ constexpr qint64 kNowAndThenMs = 60'000;
 /// Whether the signal PropertiesChanged with `arguments` says that a keyring is unlocked now.
 bool saysUnlocked(const QVariantList& arguments)
 {
-    const auto properties = qdbus_cast<QVariantMap>(arguments.value(1));
-    return properties.value(QStringLiteral("Locked")) == QVariant(false);
+    const QVariant isLocked =
+        qdbus_cast<QVariantMap>(arguments.value(1)).value(QStringLiteral("Locked"));
+    return isLocked.typeId() == QMetaType::Bool && !isLocked.toBool();
 }
 
 /// For a call that was given up to end by itself, before the next operation of its name begins.
@@ -108,7 +109,8 @@ private:
         if (!m_isWaiting || signal.service() != m_owner.owner())
             return;
         if (signal.interface() != kServiceInterface) {
-            if (saysUnlocked(signal.arguments()))
+            if (signal.signature() == QLatin1StringView("sa{sv}as") &&
+                saysUnlocked(signal.arguments()))
                 report();
         } else if (signal.signature() == QLatin1StringView("o")) {
             ask(signal.arguments().constFirst().value<QDBusObjectPath>().path());

@@ -152,6 +152,8 @@ DesktopEntryIndex::DesktopEntryIndex(const QStringList& folders, FolderWatch* wa
 {
     Reading reading;
     reading.watch = watch;
+    if (watch != nullptr)
+        watch->beginAnew();
     for (const QString& folder : folders)
         readFolder(reading, folder, {}, 0);
     fillLookups();

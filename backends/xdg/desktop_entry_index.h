@@ -26,6 +26,9 @@ class FolderWatch final
 public:
     FolderWatch();
 
+    /// What is added from now on is all there is to watch: the system may have watches again.
+    void beginAnew() { m_isComplete = m_descriptor.isOpen(); }
+
     /// Watches `folder` from now on; while it does not exist, for its coming. Blocks on the disk.
     void add(const QString& folder);
 

@@ -579,8 +579,8 @@ asio::awaitable<void> Connection::linger()
     for (std::size_t taken = 0; !error && taken < kMostLingerBytes;) {
         taken += m_end - std::exchange(m_begin, m_end);
         // A client that reads the answer when it has sent everything may have a slow line.
-        const auto end = began + limits.lingerTime +
-                         std::chrono::milliseconds(1000 * taken / limits.lingerBytesPerSecond);
+        const std::chrono::milliseconds earned(1000 * taken / limits.lingerBytesPerSecond);
+        const auto end = began + std::min(limits.lingerTime + earned, limits.longestLinger);
         // Who is silent has read the answer, or waits for us to close.
         setDeadline(std::min(end, Clock::now() + limits.lingerSilence));
         const bool more = co_await receive();

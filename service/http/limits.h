@@ -39,6 +39,8 @@ struct HttpLimits
     /// beyond it a second for every so many bytes that have come.
     std::chrono::milliseconds lingerTime = std::chrono::seconds(5);
     std::size_t lingerBytesPerSecond = 64UL << 10U;
+    /// Never longer than this.
+    std::chrono::milliseconds longestLinger = std::chrono::seconds(30);
     /// The same for a client that sends nothing more.
     std::chrono::milliseconds lingerSilence = std::chrono::seconds(5);
 

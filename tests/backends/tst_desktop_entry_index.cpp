@@ -4,6 +4,7 @@
 #include "tests/support/desktop_files.h"
 #include "tests/support/test_program.h"
 
+#include <QFile>
 #include <QTest>
 
 #include <memory>
@@ -170,6 +171,18 @@ private Q_SLOTS:
     {
         const DesktopEntryIndex index({m_first->path(u"later"_s)});
         QCOMPARE(index.size(), std::size_t{0});
+    }
+
+    void watchesAreWholeAgainWhenTheNextReadingHasAllOfThem()
+    {
+        const QString folder = m_first->path(u"around"_s);
+        QVERIFY(QFile::link(folder, folder)); // leads to itself, and cannot be watched
+        FolderWatch watch;
+        const DesktopEntryIndex before({folder}, &watch);
+        QVERIFY(!watch.isComplete());
+        QVERIFY(QFile::remove(folder));
+        const DesktopEntryIndex after({folder}, &watch);
+        QVERIFY(watch.isComplete());
     }
 
 private:

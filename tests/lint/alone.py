@@ -25,7 +25,7 @@ def findings(root: pathlib.Path, file: pathlib.Path, command: str) -> str:
     passed = tree / "passed" / f"alone-{tidy.fingerprint(root, [file], tuple(options))}"
     if passed.exists():
         return ""
-    done = subprocess.run(["clang++-19", *options, "-w", "-fsyntax-only", str(file)],
+    done = subprocess.run(["clang++-19", *options, f"-I{tree / 'mocs'}", "-w", "-fsyntax-only", str(file)],
                           capture_output=True, text=True, check=False)
     if done.returncode == 0:
         passed.touch()

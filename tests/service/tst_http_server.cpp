@@ -288,6 +288,16 @@ private Q_SLOTS:
         QCOMPARE(statusOf(client.answer()), 200);
     }
 
+    void whoSendsMuchAndThenDropsIsGivenUp()
+    {
+        const Server server(
+            {.lingerTime = 200ms, .lingerBytesPerSecond = 1, .longestLinger = 400ms}, {});
+        RawHttpClient client(server.port());
+        QVERIFY(client.send("POST /api/token HTTP/1.1\r\nContent-Length: 100000\r\n\r\n"));
+        QVERIFY(client.send(QByteArray(20'000, 'x'))); // without the limit, good for hours
+        QTRY_VERIFY(!client.send("x"));
+    }
+
     void aSilentConnectionIsClosed()
     {
         const Service server({.idleTime = 100ms}, {});

@@ -352,7 +352,8 @@ PendingAnswer AccessibilityBus::call(const AccessibleObject& object,
 void AccessibilityBus::finish(const std::shared_ptr<PendingAnswer::State>& question,
                               const QDBusMessage& reply)
 {
-    const std::shared_ptr<PendingAnswer::State> state = question; // it may be the list's
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): `question` may be the list's
+    const std::shared_ptr<PendingAnswer::State> state = question;
     if (!m_open.removeOne(state))
         return;
     state->reply = reply;
