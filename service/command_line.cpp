@@ -38,7 +38,6 @@ constexpr struct
     {"quota", true},
     {"keep-runs", true},
     {"keep-days", true},
-    {"sign-up", true},
     {"log", true},
 };
 
@@ -55,8 +54,6 @@ constexpr struct
     {"remove-user", Action::RemoveUser, true},
     {"list-users", Action::ListUsers, false},
     {"list-devices", Action::ListDevices, true},
-    {"invite", Action::Invite, true},
-    {"reset-link", Action::ResetLink, true},
     {"add-token", Action::AddToken, true},
     {"export-user", Action::ExportUser, true},
     {"prune", Action::Prune, false},
@@ -70,7 +67,6 @@ constexpr struct
     bool takesValue;
     Action action;
 } kDetails[] = {
-    {"admin", false, Action::Invite},
     {"scope", true, Action::AddToken},
     {"dry-run", false, Action::Prune},
 };
@@ -225,7 +221,6 @@ private:
             if (m_parser.isSet(QString::fromLatin1(detail.name)) && m_line.action != detail.action)
                 fail(std::string("--") + detail.name + " belongs to --" + nameOf(detail.action));
         }
-        m_line.admin = m_parser.isSet(QStringLiteral("admin"));
         m_line.dryRun = m_parser.isSet(QStringLiteral("dry-run"));
         if (m_parser.isSet(QStringLiteral("scope")))
             readScope(m_parser.value(QStringLiteral("scope")));
@@ -347,8 +342,6 @@ private:
             return readDays(value, m_line.retention.keepRunsDays);
         else if (name == QLatin1String("keep-days"))
             return readDays(value, m_line.retention.keepDaysDays);
-        else if (name == QLatin1String("sign-up"))
-            return readSignUp(value);
         else
             return readLog(value);
         return {};
@@ -427,20 +420,6 @@ private:
         return problem;
     }
 
-    std::string readSignUp(const QString& text)
-    {
-        using SignUp = CommandLine::SignUp;
-        static const std::map<QString, SignUp> modes = {
-            {QStringLiteral("closed"), SignUp::Closed},
-            {QStringLiteral("invitation"), SignUp::Invitation},
-            {QStringLiteral("open"), SignUp::Open}};
-        const auto found = modes.find(text);
-        if (found == modes.end())
-            return quoted(text) + " is not closed, invitation or open";
-        m_line.signUp = found->second;
-        return {};
-    }
-
     std::string readLog(const QString& text)
     {
         m_line.log = text == QLatin1String("json") ? LogFormat::Json : LogFormat::Text;
@@ -452,16 +431,11 @@ private:
     void check()
     {
         const bool serves = m_line.action == Action::Serve || m_line.action == Action::CheckConfig;
-        const bool links = m_line.action == Action::Invite || m_line.action == Action::ResetLink;
         const Retention& kept = m_line.retention;
         if (m_line.database.isEmpty())
             fail("--database is missing");
         if (serves && !m_hasPort)
             fail("--port is missing");
-        if (m_line.action == Action::Invite && m_line.signUp == CommandLine::SignUp::Closed)
-            fail("--invite needs --sign-up invitation or open");
-        if (links && m_line.publicUrl.empty() && m_line.port == 0)
-            fail("--" + nameOf(m_line.action) + " needs --public-url, or the --port for the link");
         if (m_line.action == Action::Prune && !kept.keepRunsDays && !kept.keepDaysDays)
             fail("--prune needs --keep-runs or --keep-days");
     }
@@ -506,7 +480,6 @@ arguments, variables, file.
   --quota MIB              of each user's rows so much is stored; further uploads are answered with 507
   --keep-runs DAYS         delete rows that are older; the sums of their days stay
   --keep-days DAYS         delete days that are older, with their rows
-  --sign-up MODE           who may make an account: closed (default), invitation, open
   --log FORMAT             text (default) or json
 
 Commands; each does its work and ends.
@@ -516,8 +489,6 @@ Commands; each does its work and ends.
   --set-password EMAIL     give a user a password in the same way, and sign out all devices
   --revoke-tokens EMAIL    sign a user out of all devices
   --remove-user EMAIL      delete a user with everything uploaded
-  --invite EMAIL [--admin] print a link that makes one account
-  --reset-link EMAIL       print a link that sets a new password
   --add-token EMAIL [--scope read|upload|manage]
                            print a new token (default: read); it is shown this once
   --list-devices EMAIL     devices of a user, and when they were last seen

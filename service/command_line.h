@@ -30,8 +30,6 @@ struct CommandLine
         RemoveUser,
         ListUsers,
         ListDevices,
-        Invite,
-        ResetLink,
         AddToken,
         ExportUser,
         Prune,
@@ -39,9 +37,6 @@ struct CommandLine
         Help,
         Version,
     };
-
-    /// Who may make an account.
-    enum class SignUp : std::uint8_t { Closed, Invitation, Open };
 
     struct Listener
     {
@@ -70,11 +65,9 @@ struct CommandLine
     std::int64_t largestUpload = 512;  ///< in MiB
     std::optional<std::int64_t> quota; ///< of a user, in MiB
     Retention retention;
-    SignUp signUp = SignUp::Closed;
     LogFormat log = LogFormat::Text;
     std::string email;          ///< of the user that it is about
     std::string name;           ///< of the user to add
-    bool admin = false;         ///< of the one to invite
     bool dryRun = false;        ///< only say what would be deleted
     Scope scope = Scope::Read;  ///< of the token to add
     std::vector<Setting> given; ///< for --check-config

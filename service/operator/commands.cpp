@@ -23,10 +23,7 @@ namespace service {
 namespace {
 
 constexpr std::size_t kFewestCharacters = 10;
-constexpr std::int64_t kDay = 86'400;
-constexpr std::int64_t kInvitationSeconds = 7 * kDay;
-constexpr std::int64_t kResetSeconds = kDay;
-constexpr std::int64_t kTokenSeconds = 365 * kDay;
+constexpr std::int64_t kTokenSeconds = 365LL * 86'400;
 constexpr int kRowsAtATime = 1000;
 // As in the figures: within three of its intervals.
 constexpr std::int64_t kIntervalsUntilSilent = 3;
@@ -169,34 +166,6 @@ int printDevices(DatabaseSession& session, std::int64_t user)
     return EXIT_SUCCESS;
 }
 
-/// Makes a code that is good for `seconds` and prints the link to `page` with it.
-int printLink(DatabaseSession& session,
-              const CommandLine& line,
-              std::int64_t seconds,
-              const std::string& page)
-{
-    const PasswordHasher initialised;
-    const std::string code = newToken();
-    const auto added = addInvitation(
-        session,
-        code,
-        {.email = line.email, .isAdmin = line.admin, .expires = secondsNow() + seconds});
-    if (!added)
-        return complain(added.error().text);
-    std::printf("%s\n", linkTo(line, page + code).c_str());
-    return EXIT_SUCCESS;
-}
-
-int invite(DatabaseSession& session, const CommandLine& line)
-{
-    const auto user = findUser(session, line.email);
-    if (!user)
-        return complain(user.error().text);
-    if (user.value())
-        return complain("the user " + line.email + " already exists");
-    return printLink(session, line, kInvitationSeconds, "/sign-up?invitation=");
-}
-
 int addToken(DatabaseSession& session, const CommandLine& line, std::int64_t user)
 {
     const PasswordHasher initialised;
@@ -306,12 +275,6 @@ int runCommand(DatabaseSession& session, const CommandLine& line)
     case Action::ListDevices:
         return withUser(
             session, line, [&](std::int64_t user) { return printDevices(session, user); });
-    case Action::Invite:
-        return invite(session, line);
-    case Action::ResetLink:
-        return withUser(session, line, [&](const User&) {
-            return printLink(session, line, kResetSeconds, "/reset?code=");
-        });
     case Action::AddToken:
         return withUser(
             session, line, [&](std::int64_t user) { return addToken(session, line, user); });
@@ -374,18 +337,6 @@ std::string exportLine(const StoredRun& run, const std::vector<Device>& devices)
     line += R"(,"url":)";
     optionalText(line, run.url);
     return line + "}\n";
-}
-
-std::string linkTo(const CommandLine& line, const std::string& page)
-{
-    std::string base = line.publicUrl;
-    while (base.ends_with('/'))
-        base.pop_back();
-    if (!base.empty())
-        return base + page;
-    const bool isV6 = line.address.find(':') != std::string::npos;
-    return "http://" + (isV6 ? '[' + line.address + ']' : line.address) + ':' +
-           std::to_string(line.port) + page;
 }
 
 } // namespace service

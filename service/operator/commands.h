@@ -27,7 +27,4 @@ namespace service {
 /// A line of --export-user. `devices` are those of the user.
 [[nodiscard]] std::string exportLine(const StoredRun& run, const std::vector<Device>& devices);
 
-/// The address of a page for users: below the one that they know, or the one that is listened on.
-[[nodiscard]] std::string linkTo(const CommandLine& line, const std::string& page);
-
 } // namespace service

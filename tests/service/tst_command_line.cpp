@@ -100,8 +100,6 @@ private Q_SLOTS:
                                  << QByteArray("\"0\" is not a number of days (1 to 36525)");
         QTest::newRow("no quota") << QByteArray("--port 0 --database d --quota x")
                                   << QByteArray("\"x\" is not a number of MiB");
-        QTest::newRow("no mode") << QByteArray("--port 0 --database d --sign-up all")
-                                 << QByteArray("\"all\" is not closed, invitation or open");
         QTest::newRow("no format") << QByteArray("--port 0 --database d --log xml")
                                    << QByteArray("\"xml\" is neither text nor json");
         QTest::newRow("no scope") << QByteArray("--database d --add-token a@b --scope all")
@@ -111,11 +109,6 @@ private Q_SLOTS:
             << QByteArray("--dry-run belongs to --prune");
         QTest::newRow("nothing to prune")
             << QByteArray("--database d --prune") << QByteArray("--prune needs --keep-runs");
-        QTest::newRow("an invitation that nobody may take")
-            << QByteArray("--database d --port 1 --invite a@b")
-            << QByteArray("--invite needs --sign-up invitation or open");
-        QTest::newRow("a link to nowhere") << QByteArray("--database d --reset-link a@b")
-                                           << QByteArray("--reset-link needs --public-url");
         QTest::newRow("no file") << QByteArray("--config /there/is/none --database d --port 1")
                                  << QByteArray("cannot read /there/is/none");
         QTest::newRow("two things") << QByteArray("--database d --summary --revoke-tokens a@b")
@@ -136,8 +129,7 @@ private Q_SLOTS:
     void settingsOfOperatorsAreRead()
     {
         const auto line = parse("--port 0 --database d --report-database e --metrics [::1]:9187 "
-                                "--quota 100 --keep-runs 90 --keep-days 900 --sign-up open "
-                                "--log json");
+                                "--quota 100 --keep-runs 90 --keep-days 900 --log json");
         QVERIFY(line);
         QCOMPARE(line.value().reportDatabase, QStringLiteral("e"));
         const CommandLine::Listener listener{.address = "::1", .port = 9187};
@@ -145,7 +137,6 @@ private Q_SLOTS:
         QCOMPARE(line.value().quota, std::optional<std::int64_t>(100));
         QCOMPARE(line.value().retention.keepRunsDays, std::optional(90));
         QCOMPARE(line.value().retention.keepDaysDays, std::optional(900));
-        QVERIFY(line.value().signUp == CommandLine::SignUp::Open);
         QVERIFY(line.value().log == service::LogFormat::Json);
     }
 
@@ -156,12 +147,6 @@ private Q_SLOTS:
         QVERIFY(token.value().action == CommandLine::Action::AddToken);
         QVERIFY(token.value().scope == service::Scope::Manage);
         QVERIFY(parse("--database d --add-token a@b").value().scope == service::Scope::Read);
-        const auto invitation =
-            parse("--database d --public-url https://u.example --sign-up invitation --admin "
-                  "--invite=a@b");
-        QVERIFY(invitation);
-        QVERIFY(invitation.value().admin);
-        QCOMPARE(invitation.value().email, std::string("a@b"));
         const auto pruning = parse("--database d --keep-runs 1 --prune --dry-run");
         QVERIFY(pruning);
         QVERIFY(pruning.value().dryRun);

@@ -107,27 +107,6 @@ private Q_SLOTS:
         refuses("--add-token nobody@example.org", "there is no user nobody@example.org");
     }
 
-    void anInvitationIsALink()
-    {
-        const auto invited = run("--invite new@example.org --admin --sign-up invitation "
-                                 "--public-url https://usage.example.org");
-        QCOMPARE(invited.code, 0);
-        QVERIFY2(matches(invited.output,
-                         "https://usage\\.example\\.org/sign-up\\?invitation=[A-Za-z0-9_-]{43}\n"),
-                 qPrintable(invited.output));
-        refuses("--invite someone@example.org --sign-up open --port 8787", "already exists");
-    }
-
-    void aNewPasswordIsALink()
-    {
-        const auto reset = run("--reset-link someone@example.org --port 8787");
-        QCOMPARE(reset.code, 0);
-        QVERIFY2(
-            matches(reset.output, "http://127\\.0\\.0\\.1:8787/reset\\?code=[A-Za-z0-9_-]{43}\n"),
-            qPrintable(reset.output));
-        refuses("--reset-link nobody@example.org --port 1", "there is no user nobody@example.org");
-    }
-
     void everyRowIsExported()
     {
         QCOMPARE(run("--export-user someone@example.org").output, QString());

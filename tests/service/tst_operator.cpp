@@ -61,17 +61,6 @@ private Q_SLOTS:
         QCOMPARE(exportLine(run, devices), line);
     }
 
-    void aLinkHasTheAddressThatUsersKnow()
-    {
-        CommandLine line;
-        line.port = 8787;
-        QCOMPARE(linkTo(line, "/x"), std::string("http://127.0.0.1:8787/x"));
-        line.address = "::1";
-        QCOMPARE(linkTo(line, "/x"), std::string("http://[::1]:8787/x"));
-        line.publicUrl = "https://usage.example.org/";
-        QCOMPARE(linkTo(line, "/x"), std::string("https://usage.example.org/x"));
-    }
-
     void settingsAreDescribedWithTheirPlaces()
     {
         CommandLine line;
