@@ -290,7 +290,7 @@ private Q_SLOTS:
 
     void whoSendsMuchAndThenDropsIsGivenUp()
     {
-        const Server server(
+        const Service server(
             {.lingerTime = 200ms, .lingerBytesPerSecond = 1, .longestLinger = 400ms}, {});
         RawHttpClient client(server.port());
         QVERIFY(client.send("POST /api/token HTTP/1.1\r\nContent-Length: 100000\r\n\r\n"));
