@@ -15,7 +15,7 @@ namespace support {
 namespace {
 
 constexpr int kPatienceMs = 20000;
-constexpr int kAnswerMs = 5000;
+constexpr int kAnswerMs = 20000;
 const QString kLauncher = QStringLiteral("/usr/libexec/at-spi-bus-launcher");
 const QString kService = QStringLiteral("org.a11y.Bus");
 const QString kPath = QStringLiteral("/org/a11y/bus");

@@ -14,7 +14,7 @@ namespace support {
 namespace {
 
 constexpr int kPatienceMs = 20000;
-constexpr int kAnswerMs = 5000;
+constexpr int kAnswerMs = 20000;
 const QString kLauncher = QStringLiteral("/usr/libexec/at-spi-bus-launcher");
 const QString kAccessible = QStringLiteral("org.a11y.atspi.Accessible");
 const QString kAction = QStringLiteral("org.a11y.atspi.Action");

@@ -15,7 +15,7 @@ namespace support {
 namespace {
 
 constexpr int kStartMs = 20000; // on a loaded machine; usual is a quarter of a second
-constexpr int kPatienceMs = 10000;
+constexpr int kPatienceMs = 30000;
 
 QString program()
 {

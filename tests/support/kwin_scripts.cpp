@@ -11,7 +11,7 @@ namespace support {
 
 namespace {
 
-constexpr int kAnswerMs = 5000;
+constexpr int kAnswerMs = 20000;
 
 QString path()
 {

@@ -1,14 +1,13 @@
 #!/usr/bin/env bash
 # SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 # SPDX-License-Identifier: MIT
-# Usage: tests/support/own_machine.sh [--precise] COMMAND [ARGUMENT...]
+# Usage: tests/support/own_machine.sh COMMAND [ARGUMENT...]
 #        tests/support/own_machine.sh --available
 #
 # Runs COMMAND with ports, abstract sockets, X displays and processes of its own, so that tests with real peers may run
 # beside each other. The kernel ends with COMMAND whatever it has started. Where nobody may have this, COMMAND waits for
 # the one before it instead.
 #
-#   --precise    COMMAND measures times: it goes before those that do not
 #   --available  says by its exit code whether tests may run beside each other
 set -euo pipefail
 
@@ -25,7 +24,6 @@ prepare() {
     done
 }
 
-niceness=5
 case ${1:-} in
 --available)
     "${namespaces[@]}" "$0" --prepared "$(id -u)" "$(id -g)" true 2>/dev/null && exit 0 || exit 1
@@ -38,11 +36,10 @@ case ${1:-} in
     if [ "$user" = 0 ]; then "$@"; else unshare --user --map-user="$user" --map-group="$group" "$@"; fi
     exit
     ;;
---precise) niceness=0 && shift ;;
 esac
 [ $# -gt 0 ] || { echo "own_machine.sh: which command?" >&2 && exit 2; }
 
 if "$0" --available; then
-    exec nice -n "$niceness" "${namespaces[@]}" "$0" --prepared "$(id -u)" "$(id -g)" "$@"
+    exec "${namespaces[@]}" "$0" --prepared "$(id -u)" "$(id -g)" "$@"
 fi
 exec flock --close "$0" "$@" # what outlives COMMAND must not hold it

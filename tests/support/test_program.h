@@ -7,6 +7,9 @@
 
 namespace support {
 
+/// How many milliseconds a condition may take to hold.
+inline constexpr int kPatienceOfTests = 30'000;
+
 /// A test that its program knows. The tests of a folder share one program, `tst_FOLDER`, so that
 /// the toolkit's headers are read and the libraries linked once for all of them; `tst_FOLDER UNIT
 /// [OPTIONS OF QT TEST]` runs one.
@@ -32,6 +35,14 @@ template <typename Class, typename Application> int runTest(int argc, char** arg
 }
 
 } // namespace support
+
+// A condition that holds in the end costs no more with more patience, and Qt's five seconds are few
+// on a machine with little to give.
+#undef QTRY_VERIFY
+#define QTRY_VERIFY(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, support::kPatienceOfTests)
+#undef QTRY_COMPARE
+#define QTRY_COMPARE(value, expected)                                                              \
+    QTRY_COMPARE_WITH_TIMEOUT((value), expected, support::kPatienceOfTests)
 
 /// At the end of tst_UNIT.cpp: `Class` is its test.
 #define QUILLSTEP_TEST(Class) QUILLSTEP_TEST_WITH(Class, QCoreApplication)

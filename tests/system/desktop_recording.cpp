@@ -6,6 +6,7 @@
 #include "tests/support/agent.h"
 #include "tests/support/keyring.h"
 #include "tests/support/required_programs.h"
+#include "tests/support/test_program.h"
 #include "tests/system/verify_outcome.h"
 
 #include <QDir>

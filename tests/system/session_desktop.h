@@ -7,6 +7,7 @@
 #include "backends/xdg/application_names.h"
 #include "tests/platform/contract/desktop_contract.h"
 #include "tests/support/desktop_session.h"
+#include "tests/support/test_program.h"
 #include "tests/support/test_window.h"
 
 #include <QTest>

@@ -42,6 +42,7 @@ private Q_SLOTS:
         // But for what Qt says when a name changes hands while it asks for its owner.
         QTest::failOnWarning(QRegularExpression(u"^(?!QDBusConnection: name )"_s));
         m_desktop = std::make_unique<SessionDesktop>(m_session, *m_windows, *m_idleTime);
+        waitUntilNothingIsInFront();
     }
 
     void cleanup() { m_desktop.reset(); }

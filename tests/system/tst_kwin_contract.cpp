@@ -48,6 +48,7 @@ private Q_SLOTS:
         m_idleTime = std::make_unique<WaylandIdleTime>(*m_connection);
         QTRY_COMPARE(m_windows->presence(), platform::desktop::Presence::Here);
         m_desktop = std::make_unique<SessionDesktop>(m_session, *m_windows, *m_idleTime);
+        waitUntilNothingIsInFront();
     }
 
     void cleanup()

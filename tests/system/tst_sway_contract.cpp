@@ -36,6 +36,7 @@ private Q_SLOTS:
         QVERIFY(m_observer);
         m_desktop =
             std::make_unique<SessionDesktop>(m_sway, m_observer->windows, m_observer->idleTime);
+        waitUntilNothingIsInFront();
     }
 
     void cleanup()

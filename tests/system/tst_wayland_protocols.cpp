@@ -319,7 +319,7 @@ private Q_SLOTS:
         QVERIFY(!opened);
         QCOMPARE(opened.error().text,
                  u"cannot connect to the Wayland display %1: it does not answer"_s.arg(display()));
-        QVERIFY2(timer.elapsed() >= 900 && timer.elapsed() < 4000,
+        QVERIFY2(timer.elapsed() >= 900 && timer.elapsed() < 20000,
                  qPrintable(QString::number(timer.elapsed())));
         signalCompositor(SIGCONT);
         QVERIFY(WaylandConnection::check(display()));
@@ -340,7 +340,7 @@ private Q_SLOTS:
         QElapsedTimer timer;
         timer.start();
         QVERIFY(!WaylandConnection::check(QString::fromLocal8Bit(path), kPatience));
-        QVERIFY(timer.elapsed() < 4000);
+        QVERIFY(timer.elapsed() < 20000);
     }
 
     void whatTheSocketDoesNotTakeIsSentLater()

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/platform/contract/desktop_contract.h"
 
+#include "tests/support/test_program.h"
+
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -18,6 +20,11 @@ std::optional<QString> DesktopContract::frontTitle()
 {
     const auto application = desktop().frontmostApplication().frontmostApplication();
     return application ? desktop().windowTitle().focusedWindowTitle(*application) : std::nullopt;
+}
+
+void DesktopContract::waitUntilNothingIsInFront()
+{
+    QTRY_COMPARE(frontIdentifier(), u"(none)"_s);
 }
 
 void DesktopContract::withoutWindowsNothingIsInFront()

@@ -47,6 +47,10 @@ class DesktopContract : public QObject
 protected:
     [[nodiscard]] virtual Desktop& desktop() = 0;
 
+    /// For init(), where one session serves all functions: the facilities may learn late that the
+    /// windows of the one before are gone.
+    void waitUntilNothingIsInFront();
+
 private Q_SLOTS:
     void withoutWindowsNothingIsInFront();
     void theFocusedWindowsApplicationIsInFront();
