@@ -41,7 +41,7 @@ packages() {
     imports) echo "$qml" ;;
     run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh chromium gnome-keyring scrot fonts-noto-color-emoji ;;
     test)
-        echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl nginx-light postgresql desktop-file-utils xdg-utils \
+        echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl nginx-light postgresql sqlite3 desktop-file-utils xdg-utils \
             fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev \
             sway xwayland wtype weston kwin-wayland kwin-x11 gnome-shell libgl1-mesa-dri gjs libglib2.0-dev-bin \
             qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux x11-xserver-utils chromium firefox-esr epiphany-browser \

@@ -66,7 +66,7 @@ class Bench:
         # PostgreSQL does not run as root.
         own = self.user != "root"
         self._server_user = pwd.getpwuid(os.geteuid()) if own else pwd.getpwnam("postgres")
-        self._as_server = [] if own else [f"--reuid={self._server_user.pw_uid}", f"--regid={self._server_user.pw_gid}",
+        self.as_server = [] if own else [f"--reuid={self._server_user.pw_uid}", f"--regid={self._server_user.pw_gid}",
                                           "--clear-groups"]
         self.postgres = None
 
@@ -79,7 +79,7 @@ class Bench:
         """Starts `command`, which ends with this process; what it says goes to the file `log`."""
         with (self.folder / log).open("ab") as output:
             process = subprocess.Popen(
-                ["setpriv", "--pdeathsig=KILL", *(self._as_server if as_server else []), *map(str, command)],
+                ["setpriv", "--pdeathsig=KILL", *(self.as_server if as_server else []), *map(str, command)],
                 stdin=subprocess.DEVNULL, stdout=output, stderr=output, cwd=self.folder, **options)
         self._started.append(process)
         return process
@@ -97,7 +97,7 @@ class Bench:
 
     def run(self, command: list, as_server=False, **options) -> str:
         done = subprocess.run(
-            ["setpriv", "--pdeathsig=KILL", *(self._as_server if as_server else []), *map(str, command)],
+            ["setpriv", "--pdeathsig=KILL", *(self.as_server if as_server else []), *map(str, command)],
             capture_output=True, text=True, check=False, cwd=self.folder, **options)
         if done.returncode:
             raise RuntimeError(f"{command[0]} failed: {done.stdout}{done.stderr}")

@@ -21,7 +21,7 @@ import threading
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-from service_bench import (Bench, answers, connect, free_port, missing_programs, post, rows, sign_in,
+from service_bench import (Bench, answers, connect, free_port, missing_programs, post, program, rows, sign_in,
                            upload, wait_for)
 
 SKIPPED = 77
@@ -340,16 +340,204 @@ class ServiceOperations(unittest.TestCase):
         self.assertFalse(answers(port))
 
 
+class CommandsOfTheGuide(unittest.TestCase):
+    """Every command of the page, in its order, on a machine that only differs in where things are."""
+
+    service = ""
+    guide = ""
+
+    # What is installed or built cannot be had here.
+    ELSEWHERE = ("sudo apt install ", "cmake --preset release ")
+    # What each says. {0} is the number of the user's rows.
+    ACCOUNTS = {
+        "--add-user EMAIL NAME": r"added user \d+\n",
+        "--set-password EMAIL": r"changed the password and revoked 2 tokens\n",
+        "--revoke-tokens EMAIL": r"revoked 0 tokens\n",
+        "--remove-user EMAIL": r"removed the user and {0} rows\n",
+        "--list-users": r"\d+\tyou@example\.org\tYou\t\S+Z\tuser\n",
+        "--list-devices EMAIL": r"1\tDesktop\t\S+Z\t\S+Z\tevery 5 min\tclock -?\d+ s\t(reporting|silent)\n",
+        "--add-token EMAIL": r"[A-Za-z0-9_-]{{43}}\n",
+        "--add-token EMAIL --scope read": r"[A-Za-z0-9_-]{{43}}\n",
+        "--export-user EMAIL": r"(\{{\"start\":\".*\}}\n){{{0}}}",
+        "--prune": r"deleted \d+ rows, \d+ days and \d+ months\n",
+        "--prune --dry-run": r"would delete \d+ rows, \d+ days and \d+ months\n",
+        "--summary": r"user \d+: {0} rows, \d+ seconds, 1 devices, \d tokens\n",
+    }
+
+    @classmethod
+    def setUpClass(cls):
+        stack = contextlib.ExitStack()
+        cls.addClassCleanup(stack.close)
+        cls.bench = Bench()
+        stack.callback(cls.bench.close)
+        cls.bench.start_postgres()
+        cls.programs = cls.bench.folder / "bin"
+        cls.programs.mkdir()
+        (cls.programs / "velomira-service").symlink_to(cls.service)
+        # Whoever runs the test is the service's user; the rest is the real thing.
+        as_server = shlex.join(["setpriv", *map(str, cls.bench.as_server)]) if cls.bench.as_server else ""
+        sudo = cls.programs / "sudo"
+        sudo.write_text('#!/bin/sh\nuser=$2\nshift 2\n'
+                        f'if [ "$user" = postgres ]; then exec {as_server} "$@"; fi\nexec "$@"\n', encoding="utf-8")
+        sudo.chmod(0o755)
+        cls.environment = {**os.environ, "PATH": f"{cls.programs}:{os.environ['PATH']}",
+                           "PGHOST": str(cls.bench.socket)}
+        cls.create_user = re.search(r"^sudo .*createuser .*$", cls.guide, re.MULTILINE)[0]
+        if cls.bench.user == "root":
+            cls.run_line(cls.create_user)  # others are its superuser here
+
+    @classmethod
+    def here(cls, command: str) -> str:
+        for there, place in (("/run/postgresql", cls.bench.socket), ("/var/lib/velomira-service", cls.bench.folder),
+                             ("/etc/velomira-service", cls.bench.folder), ("--port 8787", "--port 0"),
+                             ("--owner=velomira-service", f"--owner={cls.bench.user}"),
+                             ("createuser velomira-service", f"createuser {cls.bench.user}")):
+            command = command.replace(there, str(place))
+        return command
+
+    @classmethod
+    def run_line(cls, command: str) -> str:
+        return cls.bench.run(["sh", "-c", cls.here(command)], env=cls.environment)
+
+    def serve(self, command: str):
+        """The process, which listens, and its port."""
+        words = shlex.split(self.here(command))
+        self.assertEqual((words[0], words[1], words[3:]), ("velomira-service", "--database", ["--port", "0"]))
+        return self.bench.start_service(self.service, words[2], "guide.log")
+
+    def test_everyCommandInABlock(self):
+        blocks = re.findall(r"^```(\w*)\n(.*?)^```$", self.guide, re.DOTALL | re.MULTILINE)
+        (self.bench.folder / "settings").write_text("port = 8787\ndatabase = service.sqlite\n", encoding="utf-8")
+        run = []
+        for line in "".join(block for language, block in blocks if not language).splitlines():
+            if line.startswith(self.ELSEWHERE) or line == self.create_user:
+                continue
+            if re.fullmatch(r"velomira-service --database \S+ --port \d+", line):
+                instance, port = self.serve(line)
+                self.assertTrue(answers(port))
+                self.assertEqual(self.bench.end(instance), 0)
+            elif re.match(r"(sudo|velomira-service|\(umask 077;) ", line):
+                if "sqlite3 " in line:  # both make the same file
+                    (self.bench.folder / "backup.sqlite").unlink(missing_ok=True)
+                self.run_line(line)
+            else:
+                self.assert_is_of_a_file(line)
+                continue
+            run.append(line)
+        for program in ("createdb", "pg_dump", "pg_restore", "vacuum into", ".backup", "--check-config", "--port"):
+            self.assertTrue(any(program in line for line in run), program)
+        self.assertEqual(os.stat(self.bench.folder / "velomira.dump").st_mode & 0o777, 0o600)
+
+    def assert_is_of_a_file(self, line: str):
+        """A line of the unit's settings, or a condition for an alarm."""
+        if match := re.fullmatch(r"(DATABASE|OPTIONS)=(.*)", line):
+            arguments = ["--database", match[2]] if match[1] == "DATABASE" else ["--database", "d", match[2]]
+            self.bench.service(self.service, "--check-config", "--port", "1", *arguments)
+            return
+        names = re.findall(r"velomira_\w+", line)
+        self.assertTrue(names, line)
+        for name in names:
+            self.assertIn(name, self.figures(), line)
+
+    def figures(self) -> str:
+        """What an instance tells of itself."""
+        if not hasattr(type(self), "told"):
+            database = self.bench.folder / "figures.sqlite"
+            self.bench.service(self.service, "--database", database, "--add-user", EMAIL, "You", text=PASSWORD + "\n")
+            instance, port = self.bench.start_service(self.service, database, "figures.log", "--metrics", "127.0.0.1:0")
+            try:
+                self.sign_in(port, EMAIL)
+                at = int(re.search(r"figures at http://127\.0\.0\.1:(\d+)/metrics", self.bench.text("figures.log"))[1])
+
+                def get(path: str, port: int) -> str:
+                    return self.bench.run(["curl", "--silent", "--fail", "--noproxy", "*",
+                                           f"http://127.0.0.1:{port}{path}"])
+                type(self).told = wait_for(lambda: "velomira_job_finished" in get("/metrics", at) and
+                                           get("/metrics", at), "the jobs")
+                for path in re.findall(r"`GET (/\w+z)` says 200", self.guide):
+                    self.assertIn("status", get(path, port))
+            finally:
+                self.assertEqual(self.bench.end(instance), 0)
+        return self.told
+
+    def test_everyFigureIsThere(self):
+        table = self.guide.split("### Figures")[1].split("The figures of requests and lanes")[0]
+        named = set()
+        for row in re.findall(r"^\| (`.*?) \|", table, re.MULTILINE):
+            names = re.findall(r"`(\w+)`", row)
+            first = next(name for name in names if not name.startswith("_"))
+            named |= {first.rsplit("_", 1)[0] + name if name.startswith("_") else name for name in names}
+        told = set(re.findall(r"^# TYPE (\w+) ", self.figures(), re.MULTILINE))
+        self.assertEqual(named, told)
+
+    def test_everyCommandOnAccounts(self):
+        table = self.guide.split("## Accounts")[1].split("\n## ")[0]
+        commands = []
+        for command in re.findall(r"^\| `(--[^`]+)` \|", table, re.MULTILINE):
+            commands += dict.fromkeys((re.sub(r" \[.*?\]", "", command), re.sub(r"[\[\]]", "", command)))
+        self.assertEqual(sorted(commands), sorted(self.ACCOUNTS))
+        told = self.bench.service(self.service, "--help").split("\nCommands;")[1]
+        self.assertEqual({command.split()[0] for command in commands} | {"--check-config", "--help"},
+                         set(re.findall(r"^  (--[a-z-]+)", told, re.MULTILINE)))
+        # The user is there first and gone last.
+        commands.sort(key=lambda command: (command != "--add-user EMAIL NAME", command == "--remove-user EMAIL"))
+        self.bench.administer("createdb", f"--owner={self.bench.user}", "accounts")
+        for database in (self.bench.database("accounts"), self.bench.folder / "accounts.sqlite"):
+            self.run_accounts(database, commands)
+
+    @staticmethod
+    def sign_in(port: int, email: str) -> str:
+        with contextlib.closing(connect(port)) as connection:
+            return sign_in(connection, email, PASSWORD)
+
+    def run_accounts(self, database, commands: list):
+        stored = 7
+        for command in commands:
+            arguments = [{"EMAIL": "you@example.org", "NAME": "You"}.get(word, word) for word in command.split()]
+            keep = ["--keep-runs", "30000"] if command.startswith("--prune") else []
+            asks = "--add-user" in command or "--set-password" in command
+            said = self.bench.service(self.service, "--database", database, *keep, *arguments,
+                                      text=PASSWORD + "\n" if asks else "")
+            self.assertRegex(said, "^" + self.ACCOUNTS[command].format(stored) + "$", command)
+            if "--add-user" in command:
+                instance, port = self.bench.start_service(self.service, database, "accounts.log")
+                try:
+                    tokens = [self.sign_in(port, "you@example.org") for _ in range(2)]
+                    with contextlib.closing(connect(port)) as connection:
+                        self.assertEqual(upload(connection, tokens[0], rows(stored))[0], 201)
+                finally:
+                    self.assertEqual(self.bench.end(instance), 0)
+
+    def test_everyQuestionInSql(self):
+        self.bench.administer("createdb", f"--owner={self.bench.user}", "questions")
+        database = self.bench.database("questions")
+        instance, _ = self.bench.start_service(self.service, database, "questions.log")
+
+        def ask(question: str) -> str:
+            return self.bench.administer("psql", "-At", "--dbname=questions", f"--command={question}")
+        try:
+            questions = re.findall(r"`(select [^`]+)`", self.guide)
+            self.assertEqual(len(questions), 2)
+            for question in questions:
+                wait_for(lambda q=question: ask(q).strip(), question)
+            for job in re.findall(r"`(\w+)`", re.search(r"^\| Jobs \| `select [^`]+`: (.*?) One that", self.guide,
+                                                       re.MULTILINE)[1].replace("`prune`, ", "")):
+                wait_for(lambda j=job: j + "|" in ask(questions[1]), f"the job {job}")
+        finally:
+            self.assertEqual(self.bench.end(instance), 0)
+
+
 def main() -> int:
     if len(sys.argv) < 3:
         print(__doc__, file=sys.stderr)
         return 2
-    missing = missing_programs()
+    missing = missing_programs() + [name for name in ("sqlite3", "curl") if not program(name)]
     if missing:
         print("not installed: " + ", ".join(missing))
         return SKIPPED
-    ServiceOperations.service = str(pathlib.Path(sys.argv[1]).resolve())
-    ServiceOperations.guide = pathlib.Path(sys.argv[2]).read_text(encoding="utf-8")
+    for case in (ServiceOperations, CommandsOfTheGuide):
+        case.service = str(pathlib.Path(sys.argv[1]).resolve())
+        case.guide = pathlib.Path(sys.argv[2]).read_text(encoding="utf-8")
     unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)
     return 0
 
