@@ -151,9 +151,8 @@ DatabaseResult<std::monostate> Api::noteFailure(const SignInRequest& request,
     });
 }
 
-Answer Api::signIn(const SignInRequest& request,
-                   const std::string& network,
-                   Clock::time_point began)
+Answer
+Api::signIn(const SignInRequest& request, const std::string& network, Clock::time_point began)
 {
     // Before anything is computed: a flood of refused attempts costs a look into the database each.
     const auto early = look(request, network);

@@ -378,10 +378,12 @@ private Q_SLOTS:
         const auto answer = [](service::Request&) {
             return service::Answer{.status = 200, .body = "{}"};
         };
-        const RunningServer server(
-            {{.method = "GET", .pattern = "/slow", .handler = block},
-             {.method = "GET", .pattern = "/quick", .handler = answer, .work = service::Work::Instant}},
-            {.limits = {.workers = 1}});
+        const RunningServer server({{.method = "GET", .pattern = "/slow", .handler = block},
+                                    {.method = "GET",
+                                     .pattern = "/quick",
+                                     .handler = answer,
+                                     .work = service::Work::Instant}},
+                                   {.limits = {.workers = 1}});
         RawHttpClient slow(server.port());
         QVERIFY(slow.send(get("/slow")));
         QTRY_VERIFY(isBlocked);
@@ -597,7 +599,8 @@ private Q_SLOTS:
         };
         std::vector<service::Route> routes = plainRoutes();
         routes.push_back({.method = "GET", .pattern = "/wait", .handler = wait});
-        routes.push_back({.method = "GET", .pattern = "/apart", .handler = wait, .work = service::Work::Long});
+        routes.push_back(
+            {.method = "GET", .pattern = "/apart", .handler = wait, .work = service::Work::Long});
         routes.push_back({.method = "GET",
                           .pattern = "/gate",
                           .caller = service::Caller::Bearer,
