@@ -81,7 +81,7 @@ bool isEmail(const QString& text)
     const qsizetype at = text.lastIndexOf(QLatin1Char('@'));
     const bool spaced = std::ranges::any_of(text, [](QChar c) { return c.isSpace(); });
     return at > 0 && at + 1 < text.size() && text.size() <= kLongestEmail && !spaced &&
-           !hasControls(text);
+           !hasControls(text) && !text.contains(QLatin1String("://"));
 }
 
 QString variableOf(const char* setting)
@@ -92,15 +92,7 @@ QString variableOf(const char* setting)
 
 std::string quoted(const QString& text)
 {
-    return '"' + text.toStdString() + '"';
-}
-
-std::string withoutSecrets(const QString& name, const QString& value)
-{
-    const bool mayHavePassword =
-        name.endsWith(QLatin1String("database")) && value.contains(QLatin1String("://"));
-    return mayHavePassword ? value.section(QLatin1Char(':'), 0, 0).toStdString() + "://..."
-                           : value.toStdString();
+    return '"' + withoutPassword(text) + '"';
 }
 
 class Reader final
@@ -195,7 +187,7 @@ private:
         const QStringList unknown = m_parser.unknownOptionNames();
         if (!unknown.isEmpty())
             return "unknown argument \"" + std::string(unknown.first().size() > 1 ? "--" : "-") +
-                   unknown.first().toStdString() + '"';
+                   withoutPassword(unknown.first()) + '"';
         const QString text = m_parser.errorText();
         const std::string option = text.section(QLatin1Char('\''), 1, 1).toStdString();
         return text.startsWith(QLatin1String("Missing"))
@@ -278,7 +270,7 @@ private:
         for (const auto& [key, setting] : read.value()) {
             const bool known = std::ranges::any_of(
                 kSettings, [&](const auto& row) { return key == QLatin1String(row.name); });
-            const std::string place = path.toStdString() + ':' + std::to_string(setting.line);
+            const std::string place = withoutPassword(path) + ':' + std::to_string(setting.line);
             if (!known)
                 fail(place + ": unknown key " + quoted(key));
             m_given[key] = {.value = setting.value, .source = place};
@@ -312,7 +304,7 @@ private:
             if (const std::string problem = readSetting(name, value); !problem.empty())
                 fail((source.empty() ? std::string() : source + ": ").append(problem));
             m_line.given.push_back({.name = setting.name,
-                                    .value = withoutSecrets(name, value),
+                                    .value = withoutPassword(value),
                                     .source = source.empty() ? "command line" : source});
         }
     }

@@ -15,7 +15,7 @@ namespace {
 
 Error atLine(const QString& path, int line, const std::string& problem)
 {
-    return {path.toStdString() + ':' + std::to_string(line) + ": " + problem};
+    return {withoutPassword(path) + ':' + std::to_string(line) + ": " + problem};
 }
 
 } // namespace
@@ -24,7 +24,8 @@ Result<std::map<QString, FileSetting>> readSettingsFile(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        return Error{"cannot read " + path.toStdString() + ": " + file.errorString().toStdString()};
+        return Error{"cannot read " + withoutPassword(path) + ": " +
+                     file.errorString().toStdString()};
     std::map<QString, FileSetting> settings;
     // Line by line, as the library does not tell afterwards where a key stood.
     for (int line = 1; !file.atEnd(); ++line) {
@@ -39,12 +40,22 @@ Result<std::map<QString, FileSetting>> readSettingsFile(const QString& path)
             return atLine(path, line, fault.message());
         }
         for (const auto& [key, value] : read) {
+            const QString name = QString::fromStdString(key);
             const FileSetting setting{.value = QString::fromStdString(value.data()), .line = line};
-            if (!settings.emplace(QString::fromStdString(key), setting).second)
-                return atLine(path, line, "\"" + key + "\" stands there twice");
+            if (!settings.emplace(name, setting).second)
+                return atLine(path, line, '"' + withoutPassword(name) + "\" stands there twice");
         }
     }
     return settings;
+}
+
+std::string withoutPassword(const QString& text)
+{
+    const qsizetype scheme = text.indexOf(QLatin1String("://"));
+    const bool isPageWithoutUser =
+        text.startsWith(QLatin1String("http")) && !text.contains(QLatin1Char('@'));
+    return scheme < 0 || isPageWithoutUser ? text.toStdString()
+                                           : text.left(scheme).toStdString() + "://...";
 }
 
 } // namespace service
