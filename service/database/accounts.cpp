@@ -602,7 +602,7 @@ DatabaseResult<Counts> countAll(DatabaseSession& session, std::int64_t now)
         {.count = counts.devicesReporting, // all users
          .statement = QStringLiteral("select count(*) from devices where last_seen is not null and "
                                      "(? - last_seen) / 180 <= interval_minutes"),
-         .values = {number(now)}},
+         .values = {number(now + 179)}}, // rounded up; a product might be too great
         {.count = counts.devicesSilent, // all users
          .statement = QStringLiteral("select count(*) from devices where last_seen is not null"),
          .values = {}},

@@ -25,8 +25,7 @@ namespace {
 constexpr std::size_t kFewestCharacters = 10;
 constexpr std::int64_t kTokenSeconds = 365LL * 86'400;
 constexpr int kRowsAtATime = 1000;
-// As in the figures: within three of its intervals.
-constexpr std::int64_t kIntervalsUntilSilent = 3;
+constexpr std::int64_t kUntilSilent = 3 * 60LL; // of each minute of its interval, as in the figures
 
 int complain(const std::string& text)
 {
@@ -309,7 +308,8 @@ std::string deviceLine(const Device& device, std::int64_t now)
     if (!device.lastSeen)
         return line + "-\t-\tsilent\n";
     const std::int64_t interval = device.intervalMinutes.value_or(0);
-    const bool isSilent = (now - *device.lastSeen) / (60 * kIntervalsUntilSilent) > interval;
+    // Rounded up, instead of a product that some intervals are too great for.
+    const bool isSilent = (now - *device.lastSeen + kUntilSilent - 1) / kUntilSilent > interval;
     return line + "every " + std::to_string(interval) + " min\tclock " +
            std::to_string(device.clockSkewSeconds.value_or(0)) + " s\t" +
            (isSilent ? "silent\n" : "reporting\n");

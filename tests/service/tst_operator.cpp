@@ -15,6 +15,8 @@
 #include <QTest>
 
 #include <atomic>
+#include <cstdint>
+#include <limits>
 
 using namespace service;
 using namespace std::chrono_literals;
@@ -37,7 +39,9 @@ private Q_SLOTS:
         QCOMPARE(deviceLine(device, 1'000'000 + 15 * 60),
                  std::string("2\ta?laptop\t1970-01-01T00:00:00Z\t1970-01-12T13:46:40Z\tevery 5 min"
                              "\tclock -2 s\treporting\n"));
-        QVERIFY(deviceLine(device, 1'000'000 + 18 * 60).ends_with("\tsilent\n"));
+        QVERIFY(deviceLine(device, 1'000'000 + 15 * 60 + 1).ends_with("\tsilent\n"));
+        device.intervalMinutes = std::numeric_limits<std::int64_t>::max();
+        QVERIFY(deviceLine(device, 2'000'000'000).ends_with("\treporting\n"));
         device.firstSeen = device.lastSeen = std::nullopt;
         QCOMPARE(deviceLine(device, 0), std::string("2\ta?laptop\tnever\tnever\t-\t-\tsilent\n"));
     }

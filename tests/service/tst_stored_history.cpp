@@ -198,6 +198,22 @@ private Q_SLOTS:
         QVERIFY(std::abs(devices.value()[0].clockSkewSeconds.value() - 100) < 60);
     }
 
+    void aDeviceIsCountedAsSilentAfterThreeOfItsIntervals()
+    {
+        QVERIFY(store({}));
+        const auto devices = listDevices(*m_session, 1);
+        QVERIFY(devices && devices.value().size() == 1);
+        const std::int64_t last = devices.value()[0].lastSeen.value() + 3 * 5 * 60;
+        const auto atLast = countAll(*m_session, last);
+        QVERIFY(atLast);
+        QCOMPARE(atLast.value().devicesReporting, 1);
+        QCOMPARE(atLast.value().devicesSilent, 0);
+        const auto after = countAll(*m_session, last + 1);
+        QVERIFY(after);
+        QCOMPARE(after.value().devicesReporting, 0);
+        QCOMPARE(after.value().devicesSilent, 1);
+    }
+
     void theSiteIsThatOfTheDashboard()
     {
         std::vector<UploadedActivity> rows = {
