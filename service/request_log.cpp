@@ -4,6 +4,7 @@
 
 #include "base/iso8601.h"
 #include "base/json_writer.h"
+#include "base/terminal_text.h"
 #include "service/log_writer.h"
 
 #include <array>
@@ -116,7 +117,9 @@ std::string troubleLine(std::string_view text, std::string_view request)
         std::string line = "velomira-service: ";
         if (!request.empty())
             line += "request " + std::string(request) + " failed: ";
-        return line + std::string(text) + '\n';
+        // Others' words may have several lines, such as those of PostgreSQL.
+        const auto words = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+        return line + platform::terminalText(words.trimmed()).toStdString() + '\n';
     }
     std::string line;
     appendMember(line, "time", platform::utcText(secondsOf(std::chrono::system_clock::now())));

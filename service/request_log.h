@@ -34,8 +34,9 @@ void setLogFormat(LogFormat format);
 /// garble a line is escaped, and a long path is cut. Any thread.
 [[nodiscard]] std::string logLine(const LoggedRequest& request);
 
-/// One line for something that went wrong: `text` is for the operator and holds nothing personal.
-/// `request` is the one that it happened to; empty for none. Any thread.
+/// One line for something that went wrong: `text`, in which an end of a line becomes a space, is
+/// for the operator and holds nothing personal. `request` is the one that it happened to; empty for
+/// none. Any thread.
 [[nodiscard]] std::string troubleLine(std::string_view text, std::string_view request = {});
 
 /// Has a line written to standard error, by a thread that nobody waits for (LogWriter). Any thread.

@@ -227,6 +227,8 @@ private Q_SLOTS:
     void troubleIsALineInBothForms()
     {
         QCOMPARE(troubleLine("the \"disk\""), std::string("velomira-service: the \"disk\"\n"));
+        QCOMPARE(troubleLine("no connection:\n\tis it there?\x1b[0m\n"),
+                 std::string("velomira-service: no connection:  is it there? [0m\n"));
         QCOMPARE(troubleLine("it broke", "5f-2a"),
                  std::string("velomira-service: request 5f-2a failed: it broke\n"));
         const auto text = qScopeGuard([] { setLogFormat(LogFormat::Text); });
