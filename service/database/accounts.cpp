@@ -603,7 +603,7 @@ DatabaseResult<Counts> countAll(DatabaseSession& session, std::int64_t now)
          .statement = QStringLiteral("select count(*) from devices where last_seen is not null and "
                                      "(? - last_seen) / 180 <= interval_minutes"),
          .values = {number(now + 179)}}, // rounded up; a product might be too great
-        {.count = counts.devicesSilent, // all users
+        {.count = counts.devicesSilent,  // all users
          .statement = QStringLiteral("select count(*) from devices where last_seen is not null"),
          .values = {}},
         {.count = counts.daysWithoutPack, // all users

@@ -5,6 +5,7 @@
 #include "base/iso8601.h"
 #include "base/json_writer.h"
 #include "base/password_prompt.h"
+#include "base/terminal_text.h"
 #include "service/database/database_text.h"
 #include "service/database/old_rows.h"
 #include "service/database/summary.h"
@@ -118,12 +119,10 @@ int removeUser(DatabaseSession& session, const CommandLine& line)
                   "rows");
 }
 
-/// `text` without what would garble a line.
-std::string plain(std::string text)
+/// `text` without what would garble a line, or steer the terminal.
+std::string plain(const std::string& text)
 {
-    std::ranges::replace_if(
-        text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == '\x7F'; }, '?');
-    return text;
+    return platform::terminalText(QString::fromStdString(text)).toStdString();
 }
 
 int printUsers(DatabaseSession& session)
@@ -297,7 +296,7 @@ std::string describeSettings(const CommandLine& line)
 {
     std::string text;
     for (const CommandLine::Setting& setting : line.given)
-        text += setting.name + " = " + plain(setting.value) + " (" + setting.source + ")\n";
+        text += setting.name + " = " + plain(setting.value) + " (" + plain(setting.source) + ")\n";
     return text;
 }
 

@@ -31,19 +31,20 @@ private Q_SLOTS:
     {
         Device device{.id = 2,
                       .deviceId = "x",
-                      .name = "a\tlaptop",
+                      .name = "a\tlap\u202Etop\u009B",
                       .firstSeen = 0,
                       .lastSeen = 1'000'000,
                       .intervalMinutes = 5,
                       .clockSkewSeconds = -2};
-        QCOMPARE(deviceLine(device, 1'000'000 + 15 * 60),
-                 std::string("2\ta?laptop\t1970-01-01T00:00:00Z\t1970-01-12T13:46:40Z\tevery 5 min"
-                             "\tclock -2 s\treporting\n"));
+        QCOMPARE(
+            deviceLine(device, 1'000'000 + 15 * 60),
+            std::string("2\ta lap top \t1970-01-01T00:00:00Z\t1970-01-12T13:46:40Z\tevery 5 min"
+                        "\tclock -2 s\treporting\n"));
         QVERIFY(deviceLine(device, 1'000'000 + 15 * 60 + 1).ends_with("\tsilent\n"));
         device.intervalMinutes = std::numeric_limits<std::int64_t>::max();
         QVERIFY(deviceLine(device, 2'000'000'000).ends_with("\treporting\n"));
         device.firstSeen = device.lastSeen = std::nullopt;
-        QCOMPARE(deviceLine(device, 0), std::string("2\ta?laptop\tnever\tnever\t-\t-\tsilent\n"));
+        QCOMPARE(deviceLine(device, 0), std::string("2\ta lap top \tnever\tnever\t-\t-\tsilent\n"));
     }
 
     void anExportedRowIsALineOfJson()
@@ -68,10 +69,10 @@ private Q_SLOTS:
     void settingsAreDescribedWithTheirPlaces()
     {
         CommandLine line;
-        line.given = {{.name = "port", .value = "1", .source = "f:2"},
+        line.given = {{.name = "port", .value = "1", .source = "f\x1b:2"},
                       {.name = "log", .value = "json", .source = "command line"}};
         QCOMPARE(describeSettings(line),
-                 std::string("port = 1 (f:2)\nlog = json (command line)\n"));
+                 std::string("port = 1 (f :2)\nlog = json (command line)\n"));
     }
 
     void figuresAreWrittenWithTheirLabels()
