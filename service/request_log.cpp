@@ -8,8 +8,12 @@
 #include "service/log_writer.h"
 
 #include <array>
+#include <boost/core/demangle.hpp>
+#include <boost/system/system_error.hpp>
 #include <cstdio>
 #include <exception>
+#include <system_error>
+#include <typeinfo>
 #include <unistd.h>
 
 namespace service {
@@ -128,6 +132,16 @@ std::string troubleLine(std::string_view text, std::string_view request)
     if (!request.empty())
         appendMember(line, "request", request);
     return line + "}\n";
+}
+
+std::string kindOf(const std::exception& failure)
+{
+    std::string kind = boost::core::demangle(typeid(failure).name());
+    if (const auto* const system = dynamic_cast<const std::system_error*>(&failure))
+        kind += ": " + system->code().message();
+    else if (const auto* const asio = dynamic_cast<const boost::system::system_error*>(&failure))
+        kind += ": " + asio->code().message();
+    return kind;
 }
 
 void writeTrouble(std::string_view text, std::string_view request) noexcept

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,6 +39,10 @@ void setLogFormat(LogFormat format);
 /// for the operator and holds nothing personal. `request` is the one that it happened to; empty for
 /// none. Any thread.
 [[nodiscard]] std::string troubleLine(std::string_view text, std::string_view request = {});
+
+/// What may be said of an exception: its type, and what a code of the system means. Its own words
+/// may hold what was sent or stored. Any thread.
+[[nodiscard]] std::string kindOf(const std::exception& failure);
 
 /// Has a line written to standard error, by a thread that nobody waits for (LogWriter). Any thread.
 void writeLog(std::string_view line) noexcept;

@@ -281,7 +281,7 @@ asio::awaitable<bool> Connection::serveRequest()
     try {
         co_await deal(exchange);
     } catch (const std::exception& failure) {
-        writeTrouble(failure.what(), exchange.request.id);
+        writeTrouble(kindOf(failure), exchange.request.id);
         exchange.answer = failed(failure);
     }
     letGoOf(std::move(exchange.request.body));

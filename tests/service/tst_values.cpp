@@ -13,7 +13,10 @@
 #include <QScopeGuard>
 #include <QTest>
 
+#include <cerrno>
 #include <set>
+#include <stdexcept>
+#include <system_error>
 
 using namespace service;
 
@@ -222,6 +225,13 @@ private Q_SLOTS:
         QCOMPARE(logLine(request), line);
         request.user = std::nullopt;
         QVERIFY(logLine(request).find("\"user\"") == std::string::npos);
+    }
+
+    void ofAnExceptionItsKindIsSaidAndNotItsWords()
+    {
+        QCOMPARE(kindOf(std::runtime_error("a title")), std::string("std::runtime_error"));
+        QCOMPARE(kindOf(std::system_error(ENOSPC, std::generic_category(), "a title")),
+                 std::string("std::system_error: No space left on device"));
     }
 
     void troubleIsALineInBothForms()
