@@ -45,6 +45,7 @@ constexpr std::chrono::seconds kPatienceForTheLog(1);
 // What they have in hand is at most 64 MiB of buffers, and leaves the others theirs.
 constexpr std::size_t kConnectionsOfAnAddress = 512;
 constexpr std::size_t kConnectionsForFigures = 32;
+constexpr std::size_t kOfThemOfAnAddress = 8;
 
 int complain(const std::string& text)
 {
@@ -124,6 +125,7 @@ service::HttpServer::Settings settingsOfMetrics()
     service::HttpServer::Settings settings;
     settings.bodyFolder = temporaryFolder();
     settings.limits.connections = kConnectionsForFigures;
+    settings.limits.connectionsOfAnAddress = kOfThemOfAnAddress;
     settings.limits.threads = 1;
     settings.limits.workers = 2;
     settings.limits.gatekeepers = 1;

@@ -246,7 +246,7 @@ std::vector<Route> metricsRoutes(const RequestFigures& requests, Database& datab
                       .body = metricsText(requests, database.figures(), stored, processFigures()),
                       .contentType = kContentType};
     };
-    return {{.method = "GET", .pattern = "/metrics", .handler = answer, .anyHost = true}};
+    return {{.method = "GET", .pattern = "/metrics", .handler = answer}};
 }
 
 } // namespace service

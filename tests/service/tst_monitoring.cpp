@@ -11,6 +11,9 @@
 
 #include <QTest>
 
+#include <memory>
+#include <vector>
+
 using requests::rows;
 using requests::statusOf;
 using requests::uploadBody;
@@ -116,6 +119,32 @@ private Q_SLOTS:
         for (const QByteArray& personal :
              {requests::kEmail, QByteArray("a device"), QByteArray("a title")})
             QVERIFY2(!figures(service).contains(personal), personal.constData());
+    }
+
+    void figuresAreForNamesOfThisMachineAndNobodyTakesThemAll()
+    {
+        support::ServiceProcess service;
+        QVERIFY(
+            startWithUser(service, {QStringLiteral("--metrics"), QStringLiteral("127.0.0.1:0")}));
+        // A web page could have its own name lead here.
+        QCOMPARE(statusOf(get(service.metricsPort(), "/metrics", "pages.example.org")), 421);
+        QCOMPARE(statusOf(get(service.metricsPort(), "/metrics", "127.0.0.1:9187")), 200);
+        std::vector<std::unique_ptr<support::RawHttpClient>> clients;
+        for (int i = 0; i < 8; ++i) {
+            clients.push_back(std::make_unique<support::RawHttpClient>(service.metricsPort()));
+            // Those before have ended for the service, too, when these are served.
+            QVERIFY(QTest::qWaitFor(
+                [&] {
+                    static_cast<void>(clients.back()->send("GET /x HTTP/1.1\r\n\r\n"));
+                    if (statusOf(clients.back()->answer()) == 404)
+                        return true;
+                    clients.back() =
+                        std::make_unique<support::RawHttpClient>(service.metricsPort());
+                    return false;
+                },
+                10'000));
+        }
+        QCOMPARE(statusOf(get(service.metricsPort(), "/metrics")), 503);
     }
 
     void whoCannotListenForFiguresDoesNotServe()
