@@ -8,6 +8,8 @@
 #include <QCommandLineParser>
 
 #include <algorithm>
+#include <arpa/inet.h>
+#include <array>
 #include <map>
 
 namespace service {
@@ -82,6 +84,33 @@ bool isEmail(const QString& text)
     const bool spaced = std::ranges::any_of(text, [](QChar c) { return c.isSpace(); });
     return at > 0 && at + 1 < text.size() && text.size() <= kLongestEmail && !spaced &&
            !hasControls(text) && !text.contains(QLatin1String("://"));
+}
+
+/// The bytes of an IP address; none when it is not one.
+std::vector<unsigned char> bytesOf(const std::string& address)
+{
+    std::array<unsigned char, sizeof(in6_addr)> bytes = {};
+    if (::inet_pton(AF_INET, address.c_str(), bytes.data()) == 1)
+        return {bytes.begin(), bytes.begin() + sizeof(in_addr)};
+    // An address of the link has the name of its interface behind it.
+    if (::inet_pton(AF_INET6, address.substr(0, address.find('%')).c_str(), bytes.data()) == 1)
+        return {bytes.begin(), bytes.end()};
+    return {};
+}
+
+/// Whether who listens at both, on the same port, is in the own way.
+bool overlap(const std::string& one, const std::string& other)
+{
+    const std::vector<unsigned char> first = bytesOf(one);
+    const std::vector<unsigned char> second = bytesOf(other);
+    const auto isAny = [](const std::vector<unsigned char>& bytes) {
+        return std::ranges::all_of(bytes, [](unsigned char byte) { return byte == 0; });
+    };
+    // Any address of IPv6 is any of IPv4, too.
+    const auto holds = [&](const auto& more, const auto& less) {
+        return isAny(more) && more.size() >= less.size();
+    };
+    return first == second || holds(first, second) || holds(second, first);
 }
 
 QString variableOf(const char* setting)
@@ -317,7 +346,7 @@ private:
         else if (name == QLatin1String("report-database"))
             m_line.reportDatabase = value;
         else if (name == QLatin1String("address"))
-            m_line.address = value.toStdString();
+            return readAddress(value);
         else if (name == QLatin1String("port"))
             return readPort(value);
         else if (name == QLatin1String("metrics"))
@@ -337,6 +366,13 @@ private:
         else
             return readLog(value);
         return {};
+    }
+
+    std::string readAddress(const QString& text)
+    {
+        m_line.address = text.toStdString();
+        return bytesOf(m_line.address).empty() ? quoted(text) + " is not an IP address"
+                                               : std::string();
     }
 
     std::string readPort(const QString& text)
@@ -361,7 +397,8 @@ private:
         bool valid = false;
         const int port = text.mid(colon + 1).toInt(&valid);
         m_line.metrics = {.address = address.toStdString(), .port = port};
-        return colon > 0 && !address.isEmpty() && valid && port >= 0 && port <= kMostPort
+        return colon > 0 && !bytesOf(m_line.metrics->address).empty() && valid && port >= 0 &&
+                       port <= kMostPort
                    ? std::string()
                    : quoted(text) + " is not an address and a port such as 127.0.0.1:9187";
     }
@@ -428,6 +465,9 @@ private:
             fail("--database is missing");
         if (serves && !m_hasPort)
             fail("--port is missing");
+        if (serves && m_line.metrics && m_line.port != 0 && m_line.metrics->port == m_line.port &&
+            overlap(m_line.metrics->address, m_line.address))
+            fail("--metrics and --port are the same port");
         if (m_line.action == Action::Prune && !kept.keepRunsDays && !kept.keepDaysDays)
             fail("--prune needs --keep-runs or --keep-days");
     }
@@ -475,7 +515,7 @@ arguments, variables, file.
   --log FORMAT             text (default) or json
 
 Commands; each does its work and ends.
-  --check-config           say what is set and where, and whether it could serve so
+  --check-config           say what is set and where, and whether it could serve so; opens no database
   --list-users             all of them: number, e-mail address, name
   --add-user EMAIL NAME    add a user, whose password is asked for, or read from standard input
   --set-password EMAIL     give a user a password in the same way, and sign out all devices

@@ -7,6 +7,7 @@
 #include "service/database/database_session.h"
 #include "service/database/schema.h"
 #include "service/database/usual_jobs.h"
+#include "service/http/request_body.h"
 #include "service/http/server.h"
 #include "service/operator/commands.h"
 #include "service/operator/health.h"
@@ -214,7 +215,8 @@ int run(const CommandLine& line)
         return complain(addresses.error().text);
     if (line.action == CommandLine::Action::CheckConfig) {
         std::fputs(service::describeSettings(line).c_str(), stdout);
-        return EXIT_SUCCESS;
+        const auto folder = service::checkFolder(temporaryFolder());
+        return folder ? EXIT_SUCCESS : complain(folder.error().text);
     }
     auto opened = DatabaseSession::open(addresses.value().database);
     if (!opened)

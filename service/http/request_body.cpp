@@ -39,14 +39,14 @@ int unnamedFile(const std::string& folder)
 
 } // namespace
 
-std::error_code faultOfFolder(const std::string& folder)
+Outcome checkFolder(const std::string& folder)
 {
     try {
         ::close(unnamedFile(folder));
     } catch (const std::system_error& failure) {
-        return failure.code();
+        return Error{"cannot keep long uploads in " + folder + ": " + failure.code().message()};
     }
-    return {};
+    return success();
 }
 
 RequestBody::RequestBody(BodyRoom& room, std::uint64_t limit)

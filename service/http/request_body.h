@@ -3,11 +3,11 @@
 #pragma once
 
 #include "service/http/byte_budget.h"
+#include "service/result.h"
 
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <system_error>
 
 namespace service {
 
@@ -24,8 +24,8 @@ struct BodyRoom
     std::size_t ofEachShort;
 };
 
-/// Why no temporary file can be made in `folder`; no error when one can. May block on the disk.
-[[nodiscard]] std::error_code faultOfFolder(const std::string& folder);
+/// Whether a temporary file can be made in `folder`. May block on the disk.
+[[nodiscard]] Outcome checkFolder(const std::string& folder);
 
 /// The body of one request: in memory, or, where it is long or memory is short, in a temporary file
 /// that has no name any more. In memory it is overwritten at its end, since it may hold a password.

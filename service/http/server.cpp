@@ -154,9 +154,8 @@ Result<int> HttpServer::listen(const std::string& address, int port)
     const auto ip = asio::ip::make_address(address, error);
     if (error)
         return Error{"\"" + address + "\" is not an IP address"};
-    if (const std::error_code fault = faultOfFolder(m_running->settings.bodyFolder))
-        return Error{"cannot keep long uploads in " + m_running->settings.bodyFolder + ": " +
-                     fault.message()};
+    if (const Outcome folder = checkFolder(m_running->settings.bodyFolder); !folder)
+        return folder.error();
     const tcp::endpoint endpoint(ip, static_cast<std::uint16_t>(port));
     auto& acceptor = m_running->acceptor;
     acceptor.open(endpoint.protocol(), error);

@@ -96,6 +96,18 @@ private Q_SLOTS:
         QTest::newRow("a listener that may be anything")
             << QByteArray("--port 0 --database d --metrics ::1:9187")
             << QByteArray("\"::1:9187\" is not an address and a port");
+        QTest::newRow("a name to listen at")
+            << QByteArray("--port 0 --database d --address localhost")
+            << QByteArray("\"localhost\" is not an IP address");
+        QTest::newRow("a name for a listener")
+            << QByteArray("--port 0 --database d --metrics localhost:9187")
+            << QByteArray("\"localhost:9187\" is not an address and a port");
+        QTest::newRow("the same listener")
+            << QByteArray("--port 1 --database d --metrics 127.0.0.1:1")
+            << QByteArray("--metrics and --port are the same port");
+        QTest::newRow("listeners in each other's way")
+            << QByteArray("--port 1 --database d --address 192.0.2.1 --metrics [::]:1")
+            << QByteArray("--metrics and --port are the same port");
         QTest::newRow("no days") << QByteArray("--port 0 --database d --keep-runs 0")
                                  << QByteArray("\"0\" is not a number of days (1 to 36525)");
         QTest::newRow("no quota") << QByteArray("--port 0 --database d --quota x")
@@ -138,6 +150,15 @@ private Q_SLOTS:
         QCOMPARE(line.value().retention.keepRunsDays, std::optional(90));
         QCOMPARE(line.value().retention.keepDaysDays, std::optional(900));
         QVERIFY(line.value().log == service::LogFormat::Json);
+    }
+
+    void listenersMayShareAPortWhereTheyAreNotInEachOthersWay()
+    {
+        for (const char* apart : {"--port 1 --database d --metrics 127.0.0.2:1",
+                                  "--port 1 --database d --metrics [::1]:1 --address 0.0.0.0",
+                                  "--port 0 --database d --metrics 127.0.0.1:0",
+                                  "--port 1 --database d --address fe80::1%lo"})
+            QVERIFY2(parse(apart), apart);
     }
 
     void commandsHaveTheirDetails()

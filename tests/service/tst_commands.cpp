@@ -8,6 +8,7 @@
 #include "tests/support/test_program.h"
 
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTest>
 
 #include <memory>
@@ -199,6 +200,25 @@ private Q_SLOTS:
             m_service->run(words("--check-config --port 1 --database postgresql://me:secret@h"));
         QCOMPARE(wrong.code, 1);
         QVERIFY(!wrong.complaint.isEmpty() && !wrong.complaint.contains(QLatin1String("secret")));
+    }
+
+    void settingsThatCannotBeServedDoNotPassTheCheck()
+    {
+        const QByteArray before = qgetenv("TMPDIR");
+        const auto restore = qScopeGuard([&] {
+            if (before.isEmpty())
+                qunsetenv("TMPDIR");
+            else
+                qputenv("TMPDIR", before);
+        });
+        qputenv("TMPDIR", "/there/is/none");
+        for (const char* arguments : {"--check-config --port 0", "--port 0"}) {
+            const auto checked = run(arguments);
+            QCOMPARE(checked.code, 1);
+            QVERIFY2(checked.complaint.contains(
+                         QLatin1String("cannot keep long uploads in /there/is/none: ")),
+                     qPrintable(checked.complaint));
+        }
     }
 
 private:
