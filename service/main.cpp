@@ -152,6 +152,24 @@ void waitFor(int stop)
     }
 }
 
+/// Says so when reports could not be read where they should be; the service does without them.
+void tryReports(DatabaseAddress address)
+{
+    // Uploads do not wait long for a replica that is away.
+    if (!address.options.contains(QLatin1String("connect_timeout")))
+        address.options += (address.options.isEmpty() ? QString() : QStringLiteral(";")) +
+                           QStringLiteral("connect_timeout=3");
+    const auto opened = DatabaseSession::open(address, DatabaseSession::Purpose::Reports);
+    if (!opened) {
+        service::writeTrouble("no reports and figures of what is stored: " + opened.error().text);
+        return;
+    }
+    const auto isCurrent = service::hasCurrentSchema(*opened.value());
+    if (!isCurrent || !isCurrent.value())
+        service::writeTrouble("no reports and figures of what is stored: --report-database does "
+                              "not hold the tables of this version");
+}
+
 int serve(const Addresses& addresses, const CommandLine& line)
 {
     const int stop = terminationDescriptor();
@@ -227,6 +245,8 @@ int run(const CommandLine& line)
     if (line.action != CommandLine::Action::Serve)
         return service::runCommand(*session, line);
     session.reset();
+    if (addresses.value().reports)
+        tryReports(*addresses.value().reports);
     return serve(addresses.value(), line);
 }
 

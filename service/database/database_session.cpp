@@ -28,19 +28,20 @@ QString nextConnectionName()
     return QStringLiteral("service %1").arg(++last);
 }
 
-/// Makes the file if there is none, in any case for its owner only: it holds personal data.
+/// Makes the file if there is none and `mayMake`, in any case for its owner only: it holds personal
+/// data.
 /// One that is there is never opened here: closing it again would drop the locks that SQLite has on
 /// it in this process (POSIX), and with them the data of another process.
-Outcome makePrivateFile(const QString& path)
+Outcome makePrivateFile(const QString& path, bool mayMake)
 {
     const QByteArray name = QFile::encodeName(path);
-    const int file =
-        ::open(name.constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    constexpr int kNew = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
+    const int file = mayMake ? ::open(name.constData(), kNew, S_IRUSR | S_IWUSR) : -1;
     if (file >= 0) {
         ::close(file);
         return success();
     }
-    if (errno == EEXIST && ::chmod(name.constData(), S_IRUSR | S_IWUSR) == 0)
+    if ((!mayMake || errno == EEXIST) && ::chmod(name.constData(), S_IRUSR | S_IWUSR) == 0)
         return success();
     return Error{"cannot open the database " + path.toStdString() + ": " +
                  std::strerror(errno)}; // NOLINT(concurrency-mt-unsafe)
@@ -96,7 +97,8 @@ Outcome DatabaseSession::connect(const DatabaseAddress& address)
         return Error{std::string("Qt has no driver for ") + (sqlite ? "SQLite" : "PostgreSQL")};
     m_database.setDatabaseName(address.name);
     if (sqlite) {
-        if (Outcome made = makePrivateFile(address.name); !made)
+        const bool mayMake = m_purpose != Purpose::Reports; // an empty one would have none
+        if (Outcome made = makePrivateFile(address.name, mayMake); !made)
             return made;
         m_database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=15000"));
     } else {

@@ -40,8 +40,8 @@ public:
     /// `Commands` have no limit for a statement; they wait for locks of others for 5 seconds.
     enum class Purpose : std::uint8_t { Reading, Writing, Reports, Commands };
 
-    /// Connects. What a commit has acknowledged survives a crash and the loss of power. A new
-    /// SQLite file is for its owner only.
+    /// Connects. What a commit has acknowledged survives a crash and the loss of power. An SQLite
+    /// file that is not there is made, for its owner only, but not for `Reports`.
     [[nodiscard]] static Result<std::unique_ptr<DatabaseSession>>
     open(const DatabaseAddress& address, Purpose purpose = Purpose::Commands);
 

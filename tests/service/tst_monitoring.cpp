@@ -9,6 +9,7 @@
 #include "tests/support/service_process.h"
 #include "tests/support/test_program.h"
 
+#include <QFile>
 #include <QTest>
 
 #include <memory>
@@ -160,6 +161,29 @@ private Q_SLOTS:
         QCOMPARE(second.code, 1);
         QVERIFY2(second.complaint.contains(QLatin1String("cannot listen on 127.0.0.1 port")),
                  qPrintable(second.complaint));
+    }
+
+    void aWrongDatabaseForReportsIsSaidAtTheStart()
+    {
+        support::ServiceProcess service;
+        QVERIFY(startWithUser(service, {}));
+        QCOMPARE(service.stop(), std::optional(0));
+        const QString database = service.database();
+        const QString missing = service.folder() + QStringLiteral("/mistyped.db");
+        const QString empty = service.folder() + QStringLiteral("/empty.db");
+        QFile file(empty);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        for (const QString& reports : {missing, empty, database}) {
+            const qsizetype before = service.log().size();
+            QVERIFY(service.start(database, {QStringLiteral("--report-database"), reports}));
+            // What it is for goes on.
+            QVERIFY(!requests::newToken(service.port()).isEmpty());
+            QCOMPARE(service.stop(), std::optional(0));
+            const bool isSaid = service.log().mid(before).contains(
+                QLatin1String("velomira-service: no reports and figures of what is stored: "));
+            QVERIFY2(isSaid == (reports != database), qPrintable(service.log()));
+            QVERIFY(!QFile::exists(missing));
+        }
     }
 
     void theServiceManagerIsToldHowItIs()
