@@ -322,7 +322,10 @@ private:
     {
         for (const auto& setting : kSettings) {
             const QString name = QString::fromLatin1(setting.name);
-            if (m_parser.isSet(name))
+            // An empty value says nothing: units and containers pass variables on that are not set.
+            const bool isSaid =
+                m_parser.isSet(name) && !(setting.takesValue && m_parser.value(name).isEmpty());
+            if (isSaid)
                 m_given[name] = {.value = setting.takesValue ? m_parser.value(name)
                                                              : QStringLiteral("yes"),
                                  .source = {}};

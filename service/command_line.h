@@ -73,7 +73,8 @@ struct CommandLine
     std::vector<Setting> given; ///< for --check-config
 
     /// Reads the arguments, without the program's name; where they do not say something, variables
-    /// VELOMIRA_SERVICE_... of `environment`, and then the file that --config names. The error is
+    /// VELOMIRA_SERVICE_... of `environment`, and then the file that --config names; where a value
+    /// of the first two is empty, they do not say it. The error is
     /// one line for the user, without what is secret. Blocks on the file.
     [[nodiscard]] static Result<CommandLine> parse(const QStringList& arguments,
                                                    const QProcessEnvironment& environment = {});

@@ -206,6 +206,28 @@ private Q_SLOTS:
                      file + ":5\n");
     }
 
+    void anEmptyArgumentSaysNothing()
+    {
+        QProcessEnvironment environment;
+        environment.insert(QStringLiteral("VELOMIRA_SERVICE_DATABASE"), QStringLiteral("d"));
+        environment.insert(QStringLiteral("VELOMIRA_SERVICE_CONFIG"), fileWith("port = 4\n"));
+        const auto line = CommandLine::parse({QStringLiteral("--database"),
+                                              QString(),
+                                              QStringLiteral("--address"),
+                                              QString(),
+                                              QStringLiteral("--port="),
+                                              QStringLiteral("--config"),
+                                              QString()},
+                                             environment);
+        QVERIFY2(line, line ? "" : line.error().text.c_str());
+        QCOMPARE(line.value().database, QStringLiteral("d"));
+        QCOMPARE(line.value().address, std::string("127.0.0.1"));
+        QCOMPARE(line.value().port, 4);
+        const auto nothing = CommandLine::parse({QStringLiteral("--database"), QString()});
+        QVERIFY(!nothing);
+        QVERIFY(nothing.error().text.starts_with("--database is missing"));
+    }
+
     void wrongLinesOfTheFileAreNamed_data()
     {
         QTest::addColumn<QByteArray>("content");

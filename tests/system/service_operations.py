@@ -430,9 +430,11 @@ class CommandsOfTheGuide(unittest.TestCase):
 
     def assert_is_of_a_file(self, line: str):
         """A line of the unit's settings, or a condition for an alarm."""
-        if match := re.fullmatch(r"(DATABASE|OPTIONS)=(.*)", line):
-            arguments = ["--database", match[2]] if match[1] == "DATABASE" else ["--database", "d", match[2]]
-            self.bench.service(self.service, "--check-config", "--port", "1", *arguments)
+        if match := re.fullmatch(r"(VELOMIRA_SERVICE_([A-Z_]+))=(.*)", line):
+            others = {"VELOMIRA_SERVICE_DATABASE": "d", "VELOMIRA_SERVICE_PORT": "1"}
+            said = self.bench.run([self.service, "--check-config"], env={**os.environ, **others, match[1]: match[3]})
+            self.assertIn(f"{match[2].lower().replace('_', '-')} = ", said)
+            self.assertIn(f"({match[1]})", said)
             return
         names = re.findall(r"velomira_\w+", line)
         self.assertTrue(names, line)
