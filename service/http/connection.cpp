@@ -176,6 +176,22 @@ Answer tooBusy()
     return putOff("Too many requests at the moment");
 }
 
+/// `work` for an executor of its own; whoever awaits it there keeps it until then.
+asio::awaitable<void> asCoroutine(const std::function<void()>* work)
+{
+    (*work)();
+    co_return;
+}
+
+/// Room for a piece of a body; what it held before is overwritten.
+void makeLonger(std::string& piece, std::size_t size)
+{
+    if (piece.size() >= size)
+        return;
+    platform::wipe(piece);
+    piece = std::string(size, '\0');
+}
+
 } // namespace
 
 /// A request in hand, and its answer.
@@ -184,14 +200,21 @@ struct Connection::Exchange
     std::chrono::system_clock::time_point time = std::chrono::system_clock::now();
     Request request;
     const Route* route = nullptr;
-    std::optional<http::request_parser<http::buffer_body>> parser;
+    http::request_parser<http::buffer_body> parser;
     std::uint64_t bodyBytes = 0;
     int version = kHttp11;
     bool keepsConnection = false;
     bool bodyUnread = false; ///< nobody knows where the next request begins
     bool gone = false;       ///< there is no one to answer
-    std::optional<Answer> answer;
+    Answer answer;
     int status = 0;
+};
+
+/// A piece of a body, which fills up.
+struct Connection::Piece
+{
+    std::string bytes;
+    std::size_t filled = 0;
 };
 
 Connection::Connection(Socket socket, std::string peer, const ConnectionEnvironment& environment)
@@ -216,16 +239,14 @@ asio::awaitable<void> Connection::serve()
             break;
     }
     clearDeadline();
-    error_code ignored;
-    m_socket.close(ignored);
+    close();
 }
 
 void Connection::endWhenIdle()
 {
     asio::post(strand(), [self = shared_from_this()] {
-        error_code ignored;
         if (self->m_idle)
-            self->m_socket.cancel(ignored);
+            self->cancel();
     });
 }
 
@@ -233,10 +254,12 @@ void Connection::abort()
 {
     asio::post(strand(), [self = shared_from_this()] {
         self->m_aborted = true;
-        error_code ignored;
-        self->m_socket.close(ignored);
+        self->close();
     });
 }
+
+// Each of these coroutines is awaited by the one that owns what it is given.
+// NOLINTBEGIN(cppcoreguidelines-avoid-reference-coroutine-parameters)
 
 /// Waits for the first byte of a request. False when none comes: the client has gone or is silent,
 /// or the service ends.
@@ -279,7 +302,7 @@ asio::awaitable<bool> Connection::serveRequest()
     exchange.request.id = newRequestId();
     exchange.request.peer = m_peer;
     try {
-        co_await deal(exchange);
+        exchange.answer = co_await deal(exchange);
     } catch (const std::exception& failure) {
         writeTrouble(kindOf(failure), exchange.request.id);
         exchange.answer = failed(failure);
@@ -294,75 +317,76 @@ asio::awaitable<bool> Connection::serveRequest()
     co_return exchange.keepsConnection && !exchange.bodyUnread;
 }
 
-asio::awaitable<void> Connection::deal(Exchange& exchange)
+/// The answer to a request.
+asio::awaitable<Answer> Connection::deal(Exchange& exchange)
 {
     const HttpLimits& limits = m_environment.settings.limits;
     setDeadline(exchange.request.began + limits.headerTime);
     exchange.bodyUnread = true;
-    const std::size_t size = co_await receiveHeader(exchange);
-    if (size == 0)
-        co_return;
-    parseHeader(exchange, size);
-    if (exchange.answer)
-        co_return;
-    const BodyFields fields = bodyFieldsOf(exchange.request);
-    exchange.bodyUnread = announcesBody(fields);
-    exchange.answer = refuse(exchange);
-    if (exchange.answer)
-        co_return;
+    const Result<std::size_t, Answer> size = co_await receiveHeader(exchange.request);
+    if (!size)
+        co_return size.error();
+    if (auto fault = parseHeader(exchange, size.value()))
+        co_return *std::move(fault);
+    exchange.bodyUnread = announcesBody(bodyFieldsOf(exchange.request));
+    if (auto refused = refuse(exchange))
+        co_return *std::move(refused);
     const Route& route = *exchange.route;
     if (route.caller == Caller::Bearer) {
-        clearDeadline();
-        std::optional<Result<std::int64_t, Answer>> user;
-        const std::function<void()> authenticate = [this, &exchange, &user] {
-            user = m_environment.settings.authenticate(exchange.request.value("authorization"));
-        };
-        const bool asked = co_await perform(m_environment.gate, authenticate);
-        if (!asked || !*user) {
-            exchange.answer = asked ? user->error() : tooBusy();
-            co_return;
-        }
-        exchange.request.user = user->value();
+        auto stranger = co_await authenticate(exchange.request);
+        if (stranger)
+            co_return *std::move(stranger);
     }
     // Also an empty one: its handler relies on a body.
-    if (route.bodyLimit > 0)
-        co_await receiveBody(exchange);
-    if (exchange.answer)
-        co_return;
-    clearDeadline();
-    if (route.work == Work::Instant) {
-        exchange.answer = route.handler(exchange.request);
-        co_return;
+    if (route.bodyLimit > 0) {
+        auto fault = co_await receiveBody(exchange);
+        if (fault)
+            co_return *std::move(fault);
     }
-    const std::function<void()> handle = [&exchange, &route] {
-        exchange.answer = route.handler(exchange.request);
+    clearDeadline();
+    if (route.work == Work::Instant)
+        co_return route.handler(exchange.request);
+    Answer answer;
+    const std::function<void()> handle = [&exchange, &route, &answer] {
+        answer = route.handler(exchange.request);
         exchange.request.body.reset();
-        compress(*exchange.answer, exchange.request);
+        compress(answer, exchange.request);
     };
     WorkerPool& workers =
         route.work == Work::Long ? m_environment.workersApart : m_environment.workers;
     const bool dealtWith = co_await perform(workers, handle);
-    if (!dealtWith)
-        exchange.answer = tooBusy();
+    co_return dealtWith ? std::move(answer) : tooBusy();
+}
+
+/// Finds out whose request it is; the answer when that is not known.
+asio::awaitable<std::optional<Answer>> Connection::authenticate(Request& request)
+{
+    clearDeadline();
+    std::optional<Answer> stranger;
+    const std::function<void()> ask = [this, &request, &stranger] {
+        const auto user = m_environment.settings.authenticate(request.value("authorization"));
+        if (user)
+            request.user = user.value();
+        else
+            stranger = user.error();
+    };
+    const bool asked = co_await perform(m_environment.gate, ask);
+    co_return asked ? stranger : tooBusy();
 }
 
 /// Has `work` done by `pool`, and waits for it. False when that has too much to do already, or the
 /// connection is broken off.
-asio::awaitable<bool> Connection::perform(WorkerPool& pool, const std::function<void()>& work)
+asio::awaitable<bool> Connection::perform(WorkerPool& pool, const std::function<void()>& work) const
 {
     const std::optional<WorkerPool::Place> place = pool.place();
     if (!place || m_aborted)
         co_return false;
-    const auto job = [&work]() -> asio::awaitable<void> {
-        work();
-        co_return;
-    };
-    co_await asio::co_spawn(pool.threads(), job, asio::use_awaitable);
+    co_await asio::co_spawn(pool.threads(), asCoroutine(&work), asio::use_awaitable);
     co_return true;
 }
 
-/// Takes in the header of a request, and says how long it is; 0 when there is an answer instead.
-asio::awaitable<std::size_t> Connection::receiveHeader(Exchange& exchange)
+/// Takes in the header of a request, and says how long it is, or the answer instead.
+asio::awaitable<Result<std::size_t, Answer>> Connection::receiveHeader(Request& request)
 {
     const HttpLimits& limits = m_environment.settings.limits;
     std::size_t from = 0;
@@ -371,57 +395,48 @@ asio::awaitable<std::size_t> Connection::receiveHeader(Exchange& exchange)
         const Header found = scan(bytes, from);
         if (found == Header::Whole)
             co_return from + 1;
-        noteFirstLine(bytes, exchange.request);
-        if (found == Header::Malformed) {
-            exchange.answer = notHttp();
-            co_return 0;
-        }
-        if (bytes.size() == limits.headerBytes) {
-            exchange.answer = bytes.find('\r') == std::string_view::npos
-                                  ? refusal(414, "The address is too long")
-                                  : refusal(431, "The header of the request is too long");
-            co_return 0;
-        }
+        noteFirstLine(bytes, request);
+        if (found == Header::Malformed)
+            co_return notHttp();
+        if (bytes.size() == limits.headerBytes)
+            co_return bytes.find('\r') == std::string_view::npos
+                ? refusal(414, "The address is too long")
+                : refusal(431, "The header of the request is too long");
         const bool more = co_await receive();
-        if (more)
-            continue;
-        exchange.answer = m_tooSlow ? refusal(408, "The request came too slowly") : notHttp();
-        co_return 0;
+        if (!more)
+            co_return m_tooSlow ? refusal(408, "The request came too slowly") : notHttp();
     }
 }
 
-/// Takes the first `size` bytes of what was received for a header.
-void Connection::parseHeader(Exchange& exchange, std::size_t size)
+/// Takes the first `size` bytes of what was received for a header; the answer when it is none.
+std::optional<Answer> Connection::parseHeader(Exchange& exchange, std::size_t size)
 {
     Request& request = exchange.request;
     noteFirstLine(received(), request);
-    auto& parser = exchange.parser.emplace();
+    auto& parser = exchange.parser;
     parser.header_limit(static_cast<std::uint32_t>(kMostBufferBytes)); // it is shorter already
     parser.body_limit(boost::none);                                    // until the route is known
     error_code error;
     const std::size_t used = parser.put(asio::buffer(received().substr(0, size)), error);
     if (error || used != size || !parser.is_header_done() ||
-        parser.get().method() == http::verb::unknown) {
-        exchange.answer = notHttp();
-        return;
-    }
+        parser.get().method() == http::verb::unknown)
+        return notHttp();
     m_begin += size;
     const auto& header = parser.get();
     request.method = header.method_string();
     request.target = header.target();
     for (const auto& field : header)
         request.fields.emplace_back(platform::asciiLower(field.name_string()), field.value());
-    exchange.version = static_cast<int>(header.version());
     exchange.keepsConnection = parser.keep_alive();
     request.peer = clientOf(request);
-    const bool isKnown = exchange.version == kHttp10 || exchange.version == kHttp11;
-    if (!isKnown || request.values("host").size() > 1 ||
-        (exchange.version == kHttp10 && request.has("transfer-encoding")))
-        exchange.answer = notHttp();
-    else if (request.target.size() > m_environment.settings.limits.targetBytes)
-        exchange.answer = refusal(414, "The address is too long");
-    if (exchange.answer)
-        exchange.version = kHttp11;
+    const auto version = static_cast<int>(header.version());
+    if ((version != kHttp10 && version != kHttp11) || request.values("host").size() > 1 ||
+        (version == kHttp10 && request.has("transfer-encoding")))
+        return notHttp();
+    if (request.target.size() > m_environment.settings.limits.targetBytes)
+        return refusal(414, "The address is too long");
+    exchange.version = version;
+    return std::nullopt;
 }
 
 /// How a request is answered that nobody deals with; nothing when its route may.
@@ -457,11 +472,12 @@ std::string Connection::clientOf(const Request& request) const
     return forwardedClient(forwarded.back()).value_or(m_peer);
 }
 
-asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
+/// Takes in the body of a request; the answer when it cannot be had.
+asio::awaitable<std::optional<Answer>> Connection::receiveBody(Exchange& exchange)
 {
     const HttpLimits& limits = m_environment.settings.limits;
     const std::uint64_t limit = exchange.route->bodyLimit;
-    auto& parser = *exchange.parser;
+    auto& parser = exchange.parser;
     const std::uint64_t announced =
         parser.content_length().value_or(std::min<std::uint64_t>(limit, limits.bodyInMemory));
     setDeadline(Clock::now() + limits.bodyTime +
@@ -471,57 +487,59 @@ asio::awaitable<void> Connection::receiveBody(Exchange& exchange)
         co_await sayContinue();
     parser.body_limit(limit);
     exchange.request.body = std::make_unique<RequestBody>(m_environment.room, limit);
-    RequestBody& body = *exchange.request.body;
-    std::string piece;
-    const auto forget = qScopeGuard([&piece] { platform::wipe(piece); });
-    std::size_t filled = 0;
+    Piece piece;
+    const auto forget = qScopeGuard([&piece] { platform::wipe(piece.bytes); });
     bool wantsMore = m_begin == m_end;
     while (!parser.is_done()) {
         if (wantsMore) {
             const bool more = co_await receive();
-            if (!more) {
-                exchange.answer = m_tooSlow ? refusal(408, "The body came too slowly") : badBody();
-                co_return;
-            }
+            if (!more)
+                co_return m_tooSlow ? refusal(408, "The body came too slowly") : badBody();
         }
-        const std::size_t room = std::min<std::uint64_t>(announced, m_buffer.size());
-        if (filled == 0 && piece.size() < room) {
-            platform::wipe(piece);
-            piece = std::string(room, '\0');
-        }
-        auto& out = parser.get().body();
-        out.data = piece.data() + filled;
-        out.size = piece.size() - filled;
-        error_code error;
-        const std::size_t used = parser.put(asio::buffer(received()), error);
-        m_begin += used;
-        exchange.bodyBytes += used;
-        filled = piece.size() - out.size;
-        const bool isFull = error == http::error::need_buffer || filled == piece.size();
+        if (piece.filled == 0)
+            makeLonger(piece.bytes, std::min<std::uint64_t>(announced, m_buffer.size()));
+        const error_code error = parseBody(exchange, piece);
+        const bool isFull = error == http::error::need_buffer || piece.filled == piece.bytes.size();
         wantsMore = m_begin == m_end || error == http::error::need_more;
-        if (error && error != http::error::need_buffer && error != http::error::need_more) {
-            exchange.answer = error == http::error::body_limit ? tooLong(limit) : badBody();
-            co_return;
-        }
-        if (filled == 0 || (!isFull && !parser.is_done()))
+        if (error && error != http::error::need_buffer && error != http::error::need_more)
+            co_return error == http::error::body_limit ? tooLong(limit) : badBody();
+        if (piece.filled == 0 || (!isFull && !parser.is_done()))
             continue;
-        const std::string_view whole(piece.data(), filled);
-        bool kept = body.appendInMemory(whole);
-        if (!kept && body.mayUseFile() && !m_aborted) {
-            const auto append = [&body, &kept, whole]() -> asio::awaitable<void> {
-                kept = body.appendInFile(whole);
-                co_return;
-            };
-            co_await asio::co_spawn(m_environment.disk, append, asio::use_awaitable);
-        }
-        if (!kept) {
-            exchange.answer = noRoom();
-            co_return;
-        }
-        filled = 0;
+        const bool kept = co_await keep(*exchange.request.body, piece);
+        if (!kept)
+            co_return noRoom();
         wantsMore = wantsMore && !isFull;
     }
     exchange.bodyUnread = false;
+    co_return std::nullopt;
+}
+
+/// Takes what was received for a part of a body, and fills `piece` with it.
+error_code Connection::parseBody(Exchange& exchange, Piece& piece)
+{
+    auto& out = exchange.parser.get().body();
+    out.data = piece.bytes.data() + piece.filled;
+    out.size = piece.bytes.size() - piece.filled;
+    error_code error;
+    const std::size_t used = exchange.parser.put(asio::buffer(received()), error);
+    m_begin += used;
+    exchange.bodyBytes += used;
+    piece.filled = piece.bytes.size() - out.size;
+    return error;
+}
+
+/// Appends `piece`, which is empty then, to a body; false when there is no room.
+asio::awaitable<bool> Connection::keep(RequestBody& body, Piece& piece) const
+{
+    const std::string_view filled(piece.bytes.data(), std::exchange(piece.filled, 0));
+    bool kept = body.appendInMemory(filled);
+    if (!kept && body.mayUseFile() && !m_aborted) {
+        const std::function<void()> append = [&body, &kept, filled] {
+            kept = body.appendInFile(filled);
+        };
+        co_await asio::co_spawn(m_environment.disk, asCoroutine(&append), asio::use_awaitable);
+    }
+    co_return kept;
 }
 
 asio::awaitable<void> Connection::sayContinue()
@@ -536,7 +554,7 @@ asio::awaitable<void> Connection::sayContinue()
 asio::awaitable<void> Connection::send(Exchange& exchange)
 {
     const HttpLimits& limits = m_environment.settings.limits;
-    Answer& answer = *exchange.answer;
+    Answer& answer = exchange.answer;
     exchange.keepsConnection =
         exchange.keepsConnection && !exchange.bodyUnread && !m_environment.stopping;
     http::response<http::string_body> response;
@@ -573,10 +591,10 @@ asio::awaitable<void> Connection::send(Exchange& exchange)
 asio::awaitable<void> Connection::linger()
 {
     const HttpLimits& limits = m_environment.settings.limits;
-    error_code error;
-    m_socket.shutdown(Socket::shutdown_send, error);
+    if (!endSending(Socket::shutdown_send))
+        co_return;
     const auto began = Clock::now();
-    for (std::size_t taken = 0; !error && taken < kMostLingerBytes;) {
+    for (std::size_t taken = 0; taken < kMostLingerBytes;) {
         taken += m_end - std::exchange(m_begin, m_end);
         // A client that reads the answer when it has sent everything may have a slow line.
         const std::chrono::milliseconds earned(1000 * taken / limits.lingerBytesPerSecond);
@@ -607,11 +625,13 @@ asio::awaitable<bool> Connection::receive()
     co_return count > 0;
 }
 
-void Connection::finish(Exchange& exchange) const
+// NOLINTEND(cppcoreguidelines-avoid-reference-coroutine-parameters)
+
+void Connection::finish(const Exchange& exchange) const
 {
     const auto duration = Clock::now() - exchange.request.began;
     const std::optional<std::int64_t> user =
-        exchange.answer && exchange.answer->user ? exchange.answer->user : exchange.request.user;
+        exchange.answer.user ? exchange.answer.user : exchange.request.user;
     writeLog(logLine({.time = exchange.time,
                       .peer = exchange.request.peer,
                       .method = exchange.request.method,
@@ -641,11 +661,10 @@ void Connection::setDeadline(Clock::time_point deadline)
         if (error || self == nullptr || self->m_deadlines != number)
             return;
         self->m_tooSlow = true;
-        error_code ignored;
         // Between two pieces of an answer there is nothing to cancel, and the next would wait on.
         if (self->m_writing)
-            self->m_socket.shutdown(Socket::shutdown_both, ignored);
-        self->m_socket.cancel(ignored);
+            static_cast<void>(self->endSending(Socket::shutdown_both)); // who has gone needs none
+        self->cancel();
     });
 }
 
@@ -654,6 +673,28 @@ void Connection::clearDeadline()
     ++m_deadlines;
     m_tooSlow = false;
     m_timer.cancel();
+}
+
+/// What cannot be closed has been closed before.
+void Connection::close()
+{
+    error_code ignored;
+    static_cast<void>(m_socket.close(ignored));
+}
+
+/// Nothing is waited for on a socket of which nothing can be cancelled.
+void Connection::cancel()
+{
+    error_code ignored;
+    static_cast<void>(m_socket.cancel(ignored));
+}
+
+/// False when the client has gone.
+bool Connection::endSending(Socket::shutdown_type what)
+{
+    error_code error;
+    static_cast<void>(m_socket.shutdown(what, error)); // it is the same one
+    return !error;
 }
 
 std::string_view Connection::received() const

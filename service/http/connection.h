@@ -74,23 +74,31 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
     struct Exchange;
+    struct Piece;
 
     [[nodiscard]] boost::asio::awaitable<bool> waitForRequest();
     [[nodiscard]] boost::asio::awaitable<bool> serveRequest();
+    [[nodiscard]] boost::asio::awaitable<Answer> deal(Exchange& exchange);
     [[nodiscard]] boost::asio::awaitable<bool> perform(WorkerPool& pool,
-                                                       const std::function<void()>& work);
-    [[nodiscard]] boost::asio::awaitable<void> deal(Exchange& exchange);
-    [[nodiscard]] boost::asio::awaitable<std::size_t> receiveHeader(Exchange& exchange);
-    [[nodiscard]] boost::asio::awaitable<void> receiveBody(Exchange& exchange);
+                                                       const std::function<void()>& work) const;
+    [[nodiscard]] boost::asio::awaitable<std::optional<Answer>> authenticate(Request& request);
+    [[nodiscard]] boost::asio::awaitable<Result<std::size_t, Answer>>
+    receiveHeader(Request& request);
+    [[nodiscard]] boost::asio::awaitable<std::optional<Answer>> receiveBody(Exchange& exchange);
+    [[nodiscard]] boost::asio::awaitable<bool> keep(RequestBody& body, Piece& piece) const;
     [[nodiscard]] boost::asio::awaitable<void> sayContinue();
     [[nodiscard]] boost::asio::awaitable<void> send(Exchange& exchange);
     [[nodiscard]] boost::asio::awaitable<void> linger();
     [[nodiscard]] boost::asio::awaitable<bool> receive();
-    void parseHeader(Exchange& exchange, std::size_t size);
+    [[nodiscard]] std::optional<Answer> parseHeader(Exchange& exchange, std::size_t size);
+    [[nodiscard]] boost::system::error_code parseBody(Exchange& exchange, Piece& piece);
     [[nodiscard]] std::optional<Answer> refuse(Exchange& exchange) const;
     [[nodiscard]] std::string clientOf(const Request& request) const;
-    void finish(Exchange& exchange) const;
+    void finish(const Exchange& exchange) const;
 
+    void close();
+    void cancel();
+    [[nodiscard]] bool endSending(Socket::shutdown_type what);
     void setDeadline(Clock::time_point deadline);
     void clearDeadline();
     [[nodiscard]] std::string_view received() const;

@@ -14,8 +14,9 @@ namespace {
 std::string_view nextSegment(std::string_view& path)
 {
     const std::size_t end = path.find('/', 1);
-    const std::string_view segment = path.substr(1, end == path.npos ? end : end - 1);
-    path.remove_prefix(end == path.npos ? path.size() : end);
+    const bool isLast = end == std::string_view::npos;
+    const std::string_view segment = path.substr(1, isLast ? end : end - 1);
+    path.remove_prefix(isLast ? path.size() : end);
     return segment;
 }
 

@@ -87,6 +87,8 @@ struct HttpServer::Running
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
 
+    // NOLINTNEXTLINE(bugprone-exception-escape): nothing goes on without knowing that they have
+    // ended
     ~Running()
     {
         closeAcceptor();
@@ -158,13 +160,14 @@ Result<int> HttpServer::listen(const std::string& address, int port)
         return folder.error();
     const tcp::endpoint endpoint(ip, static_cast<std::uint16_t>(port));
     auto& acceptor = m_running->acceptor;
-    acceptor.open(endpoint.protocol(), error);
+    // What they return is the same error.
+    static_cast<void>(acceptor.open(endpoint.protocol(), error));
     if (!error)
-        acceptor.set_option(Running::Acceptor::reuse_address(true), error);
+        static_cast<void>(acceptor.set_option(Running::Acceptor::reuse_address(true), error));
     if (!error)
-        acceptor.bind(endpoint, error);
+        static_cast<void>(acceptor.bind(endpoint, error));
     if (!error)
-        acceptor.listen(asio::socket_base::max_listen_connections, error);
+        static_cast<void>(acceptor.listen(asio::socket_base::max_listen_connections, error));
     if (error)
         return Error{"cannot listen on " + address + " port " + std::to_string(port) + ": " +
                      error.message()};
@@ -179,7 +182,7 @@ void HttpServer::serveSocket(int socket)
 {
     Socket taken(asio::make_strand(m_running->io));
     error_code error;
-    taken.assign(tcp::v4(), socket, error);
+    static_cast<void>(taken.assign(tcp::v4(), socket, error)); // it returns the same one
     if (!error)
         m_running->take(std::move(taken));
 }
@@ -235,8 +238,8 @@ void HttpServer::Running::take(Socket socket)
     error_code ignored;
     const auto other = socket.remote_endpoint(ignored);
     std::string peer = ignored ? std::string() : other.address().to_string(ignored);
-    // A small answer must not wait for the receipt of what went before.
-    socket.set_option(tcp::no_delay(true), ignored);
+    // A small answer must not wait for the receipt of what went before; where it does it is late.
+    static_cast<void>(socket.set_option(tcp::no_delay(true), ignored));
     const int descriptor = socket.native_handle();
     const auto connection =
         std::make_shared<Connection>(std::move(socket), std::move(peer), environment);
@@ -247,7 +250,7 @@ void HttpServer::Running::take(Socket socket)
         return;
     }
     try {
-        asio::co_spawn(connection->strand(), connection->serve(), [this, connection](auto) {
+        asio::co_spawn(connection->strand(), connection->serve(), [this, connection](const auto&) {
             remove(connection);
         });
     } catch (...) {
@@ -289,7 +292,7 @@ void HttpServer::Running::closeAcceptor()
 {
     asio::post(acceptor.get_executor(), [this] {
         error_code ignored;
-        acceptor.close(ignored);
+        static_cast<void>(acceptor.close(ignored)); // what cannot be closed is closed
         pause.cancel();
     });
 }

@@ -38,6 +38,7 @@ public:
         /// Whether X-Forwarded-For tells the client's address, and others than this machine's
         /// clients come by way of a proxy.
         bool trustProxy = false;
+        // NOLINTBEGIN(readability-redundant-member-init): some leave them out
         /// The address that users know; empty when nobody said so.
         std::string publicUrl = {};
         /// Where long bodies wait, without a name.
@@ -47,6 +48,7 @@ public:
         std::function<Result<std::int64_t, Answer>(const std::string&)> authenticate = {};
         /// Called after each request. Any thread; must not block.
         std::function<void(const ServedRequest&)> onServed = {};
+        // NOLINTEND(readability-redundant-member-init)
     };
 
     HttpServer(std::vector<Route> routes, Settings settings);
