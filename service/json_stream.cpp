@@ -52,6 +52,14 @@ void appendCodePoint(std::string& text, unsigned code)
     }
 }
 
+/// How many bytes of a character come behind its first one, if it is one of several.
+unsigned bytesBehind(unsigned first)
+{
+    if (first >= 0xF0)
+        return 3;
+    return first >= 0xE0 ? 2 : 1;
+}
+
 std::string_view withoutDigits(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of("0123456789"), text.size()));
@@ -223,8 +231,9 @@ void JsonStream::readEscape(std::string& character)
     const int c = take();
     constexpr std::string_view kEscaped = "\"\\/bfnrt";
     constexpr std::string_view kMeant = "\"\\/\b\f\n\r\t";
-    const std::size_t found = c == kEnd ? kEscaped.npos : kEscaped.find(static_cast<char>(c));
-    if (found != kEscaped.npos) {
+    const std::size_t found =
+        c == kEnd ? std::string_view::npos : kEscaped.find(static_cast<char>(c));
+    if (found != std::string_view::npos) {
         character = kMeant[found];
         return;
     }
@@ -261,7 +270,7 @@ std::optional<unsigned> JsonStream::readHex()
 void JsonStream::readUtf8(std::string& character)
 {
     const auto first = static_cast<unsigned>(take());
-    const unsigned more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
+    const unsigned more = bytesBehind(first);
     unsigned code = first & (0x3FU >> more);
     character += static_cast<char>(first);
     for (unsigned i = 0; i < more; ++i) {

@@ -209,7 +209,7 @@ int serve(const Addresses& addresses, const CommandLine& line)
         metricsPort = bound.value();
     }
     announce("listening on", line.address, port.value(), "");
-    if (metricsPort)
+    if (line.metrics && metricsPort)
         announce("figures at", line.metrics->address, *metricsPort, "/metrics");
     std::fflush(stdout);
     const service::JobRunner jobs(addresses.database, service::usualJobs(line.retention));

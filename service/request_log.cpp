@@ -22,7 +22,9 @@ namespace {
 
 constexpr std::size_t kLongestWord = 200;
 
-LogFormat g_format = LogFormat::Text; // set once, before there are threads
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): set once, before there are
+// threads
+LogFormat g_format = LogFormat::Text;
 
 /// `text` as one word of printable ASCII; "-" for none.
 std::string word(std::string_view text)
@@ -148,7 +150,7 @@ void writeTrouble(std::string_view text, std::string_view request) noexcept
 {
     try {
         writeLog(troubleLine(text, request));
-    } catch (const std::exception&) {
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
         // Without memory for a line there is none.
     }
 }
@@ -157,7 +159,7 @@ void writeLog(std::string_view line) noexcept
 {
     try {
         standardError().write(line);
-    } catch (const std::exception&) {
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
         // Without a thread for it the log is not worth the service.
     }
 }

@@ -108,26 +108,53 @@ private:
     bool m_mayLack = false;
 };
 
+/// The members of a row.
+struct RowMembers
+{
+    Member name{"app_name"};
+    Member title{"window_title"};
+    Member url{"url"};
+    Member duration{"duration_seconds"};
+    Member start{"start_time"};
+
+    RowMembers()
+    {
+        title.mayLack();
+        url.mayLack();
+    }
+
+    /// What is wrong with the row of that number.
+    [[nodiscard]] std::optional<Fault> faultOf(std::size_t number) const
+    {
+        std::optional<Fault> fault;
+        const bool isRight = name.isRight() && title.isRight() && url.isRight() &&
+                             duration.isRight() && start.isRight();
+        if (isRight)
+            return fault;
+        const std::string path = pathOf(number) + '.';
+        name.blame(fault, path, kNoText);
+        title.blame(fault, path, "is not a string");
+        url.blame(fault, path, "is not a string");
+        duration.blame(fault, path, kNoNumber);
+        start.blame(fault, path, kNoTime);
+        return fault;
+    }
+
+    static std::string pathOf(std::size_t number) { return "activities." + std::to_string(number); }
+};
+
 /// Reads one row, into `row` if that is not null; what is wrong with it.
 std::optional<Fault>
 readRow(JsonStream& json, std::size_t number, UploadedActivity* row, std::string& key)
 {
-    const auto path = [number] {
-        return "activities." + std::to_string(number);
-    };
     if (json.next() != Kind::Object) {
         json.skip();
+        const std::string path = RowMembers::pathOf(number);
         return Fault{.status = 422,
-                     .message = path() + " is not an object",
-                     .members = {{.member = path(), .text = "is not an object"}}};
+                     .message = path + " is not an object",
+                     .members = {{.member = path, .text = "is not an object"}}};
     }
-    Member name("app_name");
-    Member title("window_title");
-    Member url("url");
-    Member duration("duration_seconds");
-    Member start("start_time");
-    title.mayLack();
-    url.mayLack();
+    RowMembers members;
     std::int64_t seconds = 0;
     std::int64_t time = 0;
     const auto readText = [&](Member& member, std::optional<std::string>* text) {
@@ -137,17 +164,17 @@ readRow(JsonStream& json, std::size_t number, UploadedActivity* row, std::string
     };
     json.enter();
     while (json.nextKey(key)) {
-        if (name.isFirst(key))
-            static_cast<void>(
-                name.readString(json, row == nullptr ? nullptr : &row->appName, kLongestAppName));
-        else if (title.isFirst(key))
-            readText(title, row == nullptr ? nullptr : &row->windowTitle);
-        else if (url.isFirst(key))
-            readText(url, row == nullptr ? nullptr : &row->url);
-        else if (duration.isFirst(key))
-            duration.readInteger(json, seconds);
-        else if (start.isFirst(key))
-            start.readTime(json, time);
+        if (members.name.isFirst(key))
+            static_cast<void>(members.name.readString(
+                json, row == nullptr ? nullptr : &row->appName, kLongestAppName));
+        else if (members.title.isFirst(key))
+            readText(members.title, row == nullptr ? nullptr : &row->windowTitle);
+        else if (members.url.isFirst(key))
+            readText(members.url, row == nullptr ? nullptr : &row->url);
+        else if (members.duration.isFirst(key))
+            members.duration.readInteger(json, seconds);
+        else if (members.start.isFirst(key))
+            members.start.readTime(json, time);
         else
             json.skip();
     }
@@ -155,17 +182,7 @@ readRow(JsonStream& json, std::size_t number, UploadedActivity* row, std::string
         row->durationSeconds = seconds;
         row->startTime = time;
     }
-    std::optional<Fault> fault;
-    const bool isRight =
-        name.isRight() && title.isRight() && url.isRight() && duration.isRight() && start.isRight();
-    if (isRight)
-        return fault;
-    name.blame(fault, path() + '.', kNoText);
-    title.blame(fault, path() + '.', "is not a string");
-    url.blame(fault, path() + '.', "is not a string");
-    duration.blame(fault, path() + '.', kNoNumber);
-    start.blame(fault, path() + '.', kNoTime);
-    return fault;
+    return members.faultOf(number);
 }
 
 std::size_t bytesOf(const UploadedActivity& row)

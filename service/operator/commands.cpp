@@ -148,9 +148,10 @@ int withUser(DatabaseSession& session, const CommandLine& line, const Work& work
     const auto user = findUserId(session, line.email);
     if (!user)
         return complain(user.error().text);
-    if (!user.value())
+    const std::optional<std::int64_t>& number = user.value();
+    if (!number)
         return noSuchUser(line.email);
-    return work(*user.value());
+    return work(*number);
 }
 
 int printDevices(DatabaseSession& session, std::int64_t user)

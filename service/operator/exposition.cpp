@@ -36,7 +36,7 @@ void Exposition::family(std::string_view name, std::string_view type, std::strin
 void Exposition::sample(double value, Labels labels, std::string_view suffix)
 {
     std::array<char, 32> text = {};
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
+    auto* const end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
     append({text.data(), end}, labels, suffix);
 }
 
