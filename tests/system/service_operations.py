@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 # SPDX-License-Identifier: MIT
 """What docs/operator.md promises, with a real PostgreSQL, the nginx configuration of that page, TLS and
-two instances of the service.
+two instances of the service; and what the pages beside it, formats.md and security.md, name of the service.
 
 Usage: service_operations.py SERVICE OPERATOR_GUIDE [TEST...]
 """
@@ -18,9 +18,11 @@ import sqlite3
 import ssl
 import sys
 import threading
+import time
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+import alarms
 from service_bench import (Bench, answers, connect, free_port, missing_programs, post, program, rows, sign_in,
                            upload, wait_for)
 
@@ -345,6 +347,7 @@ class CommandsOfTheGuide(unittest.TestCase):
 
     service = ""
     guide = ""
+    pages = {}  # those beside it
 
     # What is installed or built cannot be had here.
     ELSEWHERE = ("sudo apt install ", "cmake --preset release ")
@@ -362,6 +365,32 @@ class CommandsOfTheGuide(unittest.TestCase):
         "--prune": r"deleted \d+ rows, \d+ days and \d+ months\n",
         "--prune --dry-run": r"would delete \d+ rows, \d+ days and \d+ months\n",
         "--summary": r"user \d+: {0} rows, \d+ seconds, 1 devices, \d tokens\n",
+    }
+
+    # Each alarm of the page with figures at which it must not fire, and some at which it must. "+1": so much more than at the
+    # beginning of the time that it looks at; "ago 5": the time 5 s ago.
+    ALARMS = {
+        "velomira_database_up == 0": (
+            {"velomira_database_up": "1"},
+            {"velomira_database_up": "0"}),
+        "rate(velomira_database_failures_total[5m]) > 0": (
+            {'velomira_database_failures_total{lane="writing"}': "+0"},
+            {'velomira_database_failures_total{lane="writing"}': "+1"}),
+        'sum(rate(velomira_http_requests_total{status=~"5.."}[5m])) / sum(rate(velomira_http_requests_total[5m])) > 0.01': (
+            {'velomira_http_requests_total{route="/api/token",method="POST",status="200"}': "+990",
+             'velomira_http_requests_total{route="/api/token",method="POST",status="503"}': "+10"},
+            {'velomira_http_requests_total{route="/api/token",method="POST",status="200"}': "+989",
+             'velomira_http_requests_total{route="/api/token",method="POST",status="503"}': "+11"}),
+        'increase(velomira_sign_ins_total{result=~"wrong_password|held_off"}[15m]) > 100': (
+            {'velomira_sign_ins_total{result="wrong_password"}': "+100",
+             'velomira_sign_ins_total{result="succeeded"}': "+1000"},
+            {'velomira_sign_ins_total{result="held_off"}': "+101"}),
+        "velomira_database_waiting > 50": (
+            {'velomira_database_waiting{lane="writing"}': "50"},
+            {'velomira_database_waiting{lane="writing"}': "51"}),
+        'time() - velomira_job_finished_timestamp_seconds{name="pack"} > 7200': (
+            {'velomira_job_finished_timestamp_seconds{name="pack"}': "ago 7200"},
+            {'velomira_job_finished_timestamp_seconds{name="pack"}': "ago 7201"}),
     }
 
     @classmethod
@@ -409,6 +438,7 @@ class CommandsOfTheGuide(unittest.TestCase):
         blocks = re.findall(r"^```(\w*)\n(.*?)^```$", self.guide, re.DOTALL | re.MULTILINE)
         (self.bench.folder / "settings").write_text("port = 8787\ndatabase = service.sqlite\n", encoding="utf-8")
         run = []
+        self.tried = set()
         for line in "".join(block for language, block in blocks if not language).splitlines():
             if line.startswith(self.ELSEWHERE) or line == self.create_user:
                 continue
@@ -424,22 +454,42 @@ class CommandsOfTheGuide(unittest.TestCase):
                 self.assert_is_of_a_file(line)
                 continue
             run.append(line)
+        self.assertEqual(self.tried, set(self.ALARMS))
         for program in ("createdb", "pg_dump", "pg_restore", "vacuum into", ".backup", "--check-config", "--port"):
             self.assertTrue(any(program in line for line in run), program)
         self.assertEqual(os.stat(self.bench.folder / "velomira.dump").st_mode & 0o777, 0o600)
 
     def assert_is_of_a_file(self, line: str):
-        """A line of the unit's settings, or a condition for an alarm."""
+        """A line of the unit's settings, or a condition for an alarm, which fires when it must and only then."""
         if match := re.fullmatch(r"(VELOMIRA_SERVICE_([A-Z_]+))=(.*)", line):
             others = {"VELOMIRA_SERVICE_DATABASE": "d", "VELOMIRA_SERVICE_PORT": "1"}
             said = self.bench.run([self.service, "--check-config"], env={**os.environ, **others, match[1]: match[3]})
             self.assertIn(f"{match[2].lower().replace('_', '-')} = ", said)
             self.assertIn(f"({match[1]})", said)
             return
-        names = re.findall(r"velomira_\w+", line)
-        self.assertTrue(names, line)
-        for name in names:
-            self.assertIn(name, self.figures(), line)
+        self.assertIn(line, self.ALARMS)
+        self.tried.add(line)
+        told = alarms.parse(self.figures())
+        known = {name for name, _ in told}
+        for name in re.findall(r"velomira_\w+", line):
+            self.assertIn(name, known, line)
+        quiet, loud = self.ALARMS[line]
+        self.assertFalse(self.fires(line, told, quiet), line)
+        self.assertTrue(self.fires(line, told, loud), line)
+
+    @staticmethod
+    def fires(condition: str, told: dict, changes: dict) -> bool:
+        """Whether the alarm fires when what the service tells changes in that way."""
+        at = time.time()
+        before, now = dict(told), dict(told)
+        for name, change in changes.items():
+            series = alarms.series_of(name)
+            if change.startswith("+"):
+                before.setdefault(series, 0.0)
+                now[series] = before[series] + float(change)
+            else:
+                now[series] = at - float(change[4:]) if change.startswith("ago ") else float(change)
+        return alarms.fires(condition, before, now, at)
 
     def figures(self) -> str:
         """What an instance tells of itself."""
@@ -461,6 +511,53 @@ class CommandsOfTheGuide(unittest.TestCase):
             finally:
                 self.assertEqual(self.bench.end(instance), 0)
         return self.told
+
+    def test_whatTheOtherPagesSayOfTheService(self):
+        """Every option, command and form of a line that the pages on formats and security name."""
+        told = self.bench.service(self.service, "--help")
+        known = set(re.findall(r"^  (--[a-z-]+)", told, re.MULTILINE))
+        formats = self.pages["formats"].split("\n## Service\n")[1]
+        named = {}  # with what stands behind it
+        for page in (formats, self.pages["security"]):
+            named |= dict(re.findall(r"`(--[a-z-]+)(?: ([^`]*))?`", page))
+        # What the application has itself.
+        self.assertEqual(set(named) - known, {"--sign-in"})
+        values = {"--largest-upload": "64", "--log": "json", "--public-url": "https://usage.example.org", "--quota": "100"}
+        flags, commands = {"--trust-proxy"}, {"--summary", "--add-user", "--set-password"}
+        self.assertEqual(set(named) & known, set(values) | flags | commands)
+        self.assertEqual(named["--log"], values["--log"])
+        database = self.bench.folder / "pages.sqlite"
+        settings = [word for option, value in values.items() for word in (option, value)] + sorted(flags)
+        self.bench.service(self.service, "--check-config", "--database", database, "--port", "0", *settings)
+        with self.assertRaisesRegex(RuntimeError, "at least 10 characters"):
+            self.bench.service(self.service, "--database", database, "--add-user", EMAIL, "You", text="123456789\n")
+        for command in (["--add-user", EMAIL, "You"], ["--set-password", EMAIL]):
+            self.bench.service(self.service, "--database", database, *command, text=PASSWORD + "\n")
+        for log in ("text", "json"):
+            instance, port = self.bench.start_service(self.service, database, f"pages.{log}.log", "--log", log)
+            try:
+                with contextlib.closing(connect(port)) as connection:
+                    self.assertEqual(upload(connection, sign_in(connection, EMAIL, PASSWORD), rows(3))[0], 201)
+            finally:
+                self.assertEqual(self.bench.end(instance), 0)
+        said = re.search(r"`--summary` prints a line for each user: `([^`]*)`", formats)[1]
+        self.assertRegex(self.bench.service(self.service, "--database", database, "--summary"),
+                         "^" + re.sub(r"\d+", r"\\d+", said) + "\n$")
+        self.assert_lines_are_as_the_page_says(formats)
+
+    def assert_lines_are_as_the_page_says(self, formats: str):
+        """The last line of both logs, which is that of the upload."""
+        form = re.search(r"`(TIME CLIENT [^`]*)`", formats)[1]
+        words = {"TIME": r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ", "CLIENT": r"127\.0\.0\.1", "METHOD": "POST",
+                 "PATH": "/api/activity-log", "STATUS": "201", "BYTES": r"\d+", "MILLISECONDS": r"\d+", "NUMBER": "1",
+                 "REQUEST": r"[0-9a-f]+-[0-9a-f]+"}
+        self.assertEqual(set(re.findall("[A-Z]+", form)), set(words))
+        self.assertRegex(self.bench.text("pages.text.log").splitlines()[-1],
+                         "^" + re.sub("[A-Z]+", lambda word: words[word[0]], form) + "$")
+        members = re.search(r"With `--log json` each line is an object: (.*?); of trouble", formats, re.DOTALL)[1]
+        line = json.loads(self.bench.text("pages.json.log").splitlines()[-1])
+        self.assertEqual(list(line), re.findall(r"`(\w+)`", members.replace("(`info`)", "")))
+        self.assertEqual((line["level"], line["status"]), ("info", 201))
 
     def test_everyFigureIsThere(self):
         table = self.guide.split("### Figures")[1].split("The figures of requests and lanes")[0]
@@ -537,9 +634,12 @@ def main() -> int:
     if missing:
         print("not installed: " + ", ".join(missing))
         return SKIPPED
+    guide = pathlib.Path(sys.argv[2])
     for case in (ServiceOperations, CommandsOfTheGuide):
         case.service = str(pathlib.Path(sys.argv[1]).resolve())
-        case.guide = pathlib.Path(sys.argv[2]).read_text(encoding="utf-8")
+        case.guide = guide.read_text(encoding="utf-8")
+    CommandsOfTheGuide.pages = {name: (guide.parent / f"{name}.md").read_text(encoding="utf-8")
+                                for name in ("formats", "security")}
     unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)
     return 0
 
