@@ -25,7 +25,9 @@ struct RawAnswer
 class RawHttpClient final
 {
 public:
-    explicit RawHttpClient(int port);
+    /// `window`: about so many bytes of what comes wait on our side until they are taken; 0 for as
+    /// many as is usual.
+    explicit RawHttpClient(int port, int window = 0);
     RawHttpClient(const RawHttpClient&) = delete;
     RawHttpClient& operator=(const RawHttpClient&) = delete;
     ~RawHttpClient();
@@ -41,6 +43,10 @@ public:
 
     /// Waits for an answer; none when the connection ends or nothing comes.
     [[nodiscard]] std::optional<RawAnswer> answer();
+
+    /// Takes so many bytes at most of what has come, without waiting; false when the connection has
+    /// ended.
+    bool take(qsizetype most);
 
     /// Waits until the server closes; false when it does not.
     [[nodiscard]] bool waitForEnd();
