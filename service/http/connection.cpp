@@ -44,6 +44,8 @@ namespace {
 /// those who send much.
 constexpr std::size_t kFirstBufferBytes = 4UL << 10U;
 constexpr std::size_t kMostBufferBytes = 64UL << 10U;
+// What comes of a byte of the buffer: itself, one of a piece of a body, and of a header two copies.
+constexpr std::size_t kShareOfAByte = 4;
 constexpr std::size_t kMostLingerBytes = 256UL << 20U;
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 constexpr std::string_view kEndOfHeader = "\r\n\r\n";
@@ -223,6 +225,7 @@ Connection::Connection(Socket socket, std::string peer, const ConnectionEnvironm
     , m_peer(std::move(peer))
     , m_client(peerKey(m_peer))
     , m_environment(environment)
+    , m_share(environment.buffers)
 {
 }
 
@@ -393,9 +396,14 @@ asio::awaitable<Result<std::size_t, Answer>> Connection::receiveHeader(Request& 
     for (;;) {
         const std::string_view bytes = received().substr(0, limits.headerBytes);
         const Header found = scan(bytes, from);
-        if (found == Header::Whole)
-            co_return from + 1;
         noteFirstLine(bytes, request);
+        if (found == Header::Whole) {
+            // With the first line and the empty one.
+            const auto lines = std::ranges::count(bytes.substr(0, from + 1), '\n');
+            if (static_cast<std::size_t>(lines) > limits.headerFields + 2)
+                co_return refusal(431, "The header of the request has too many fields");
+            co_return from + 1;
+        }
         if (found == Header::Malformed)
             co_return notHttp();
         if (bytes.size() == limits.headerBytes)
@@ -404,7 +412,7 @@ asio::awaitable<Result<std::size_t, Answer>> Connection::receiveHeader(Request& 
                 : refusal(431, "The header of the request is too long");
         const bool more = co_await receive();
         if (!more)
-            co_return m_tooSlow ? refusal(408, "The request came too slowly") : notHttp();
+            co_return withoutMore("The request came too slowly", notHttp());
     }
 }
 
@@ -412,7 +420,6 @@ asio::awaitable<Result<std::size_t, Answer>> Connection::receiveHeader(Request& 
 std::optional<Answer> Connection::parseHeader(Exchange& exchange, std::size_t size)
 {
     Request& request = exchange.request;
-    noteFirstLine(received(), request);
     auto& parser = exchange.parser;
     parser.header_limit(static_cast<std::uint32_t>(kMostBufferBytes)); // it is shorter already
     parser.body_limit(boost::none);                                    // until the route is known
@@ -494,7 +501,7 @@ asio::awaitable<std::optional<Answer>> Connection::receiveBody(Exchange& exchang
         if (wantsMore) {
             const bool more = co_await receive();
             if (!more)
-                co_return m_tooSlow ? refusal(408, "The body came too slowly") : badBody();
+                co_return withoutMore("The body came too slowly", badBody());
         }
         if (piece.filled == 0)
             makeLonger(piece.bytes, std::min<std::uint64_t>(announced, m_buffer.size()));
@@ -702,11 +709,23 @@ std::string_view Connection::received() const
     return {m_buffer.data() + m_begin, m_end - m_begin};
 }
 
-/// What is in the buffer moves to its beginning, and a small buffer becomes a larger one.
+/// Why nothing more of a request is taken in.
+Answer Connection::withoutMore(std::string_view whenSlow, const Answer& otherwise) const
+{
+    if (m_tooSlow)
+        return refusal(408, whenSlow);
+    const bool isFull = m_end - m_begin == m_buffer.size();
+    return m_crowded && isFull ? tooBusy() : otherwise;
+}
+
+/// What is in the buffer moves to its beginning, and a small buffer becomes a larger one where
+/// there is room for that.
 void Connection::makeRoom()
 {
     const std::size_t size = m_buffer.size();
-    std::vector<char> larger(size < kMostBufferBytes ? 2 * size : 0);
+    const bool isLargest = size >= kMostBufferBytes;
+    m_crowded = !isLargest && !m_share.grow(kShareOfAByte * size);
+    std::vector<char> larger(isLargest || m_crowded ? 0 : 2 * size);
     char* const to = larger.empty() ? m_buffer.data() : larger.data();
     std::memmove(to, m_buffer.data() + m_begin, m_end - m_begin);
     m_end -= std::exchange(m_begin, 0);
@@ -729,6 +748,7 @@ void Connection::letGoOfBuffer()
     if (!m_buffer.empty())
         ::explicit_bzero(m_buffer.data(), m_buffer.size());
     m_buffer = std::vector<char>(); // with its memory
+    m_share.giveBack();
 }
 
 } // namespace service

@@ -37,6 +37,7 @@ struct ConnectionEnvironment
     const HttpServer::Settings& settings;
     const OwnAddress& own;
     BodyRoom& room;
+    ByteBudget& buffers;
     /// For the handlers, for those apart, for what blocks on the disk, and for finding out whose a
     /// request is.
     WorkerPool& workers;
@@ -103,6 +104,7 @@ private:
     void clearDeadline();
     [[nodiscard]] std::string_view received() const;
     void makeRoom();
+    [[nodiscard]] Answer withoutMore(std::string_view whenSlow, const Answer& otherwise) const;
     void letGoOf(std::unique_ptr<RequestBody> body) const;
     void letGoOfBuffer();
 
@@ -112,10 +114,12 @@ private:
     std::string m_client;
     const ConnectionEnvironment& m_environment;
     std::vector<char> m_buffer;
+    ByteBudget::Share m_share; // for what it has beyond a small one
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
     unsigned m_deadlines = 0; // counts them, so that an old one does not fire for a new one
     bool m_tooSlow = false;
+    bool m_crowded = false; // there was no share for a larger buffer
     bool m_idle = false;
     bool m_writing = false;
     bool m_aborted = false;

@@ -12,6 +12,8 @@ namespace service {
 struct HttpLimits
 {
     std::size_t headerBytes = 32UL << 10U;
+    /// Each costs more memory than its bytes.
+    std::size_t headerFields = 64;
     std::size_t targetBytes = 8UL << 10U;
     /// A longer body goes to a temporary file, where its route takes longer ones at all.
     std::size_t bodyInMemory = 8UL << 20U;
@@ -24,6 +26,11 @@ struct HttpLimits
     std::size_t allBodiesInMemory = 64UL << 20U;
     std::size_t allLongBodiesInMemory = 64UL << 20U;
     std::size_t allBodiesInFiles = 2048UL << 20U;
+
+    /// What all requests in hand may have beyond the first 4 KiB of each connection's buffer, with
+    /// what comes of it: where it is used up bodies come in smaller pieces, and who needs it for a
+    /// header is put off.
+    std::size_t allBuffers = 64UL << 20U;
 
     /// From the first byte of a request to the end of its header, whatever comes meanwhile.
     std::chrono::milliseconds headerTime = std::chrono::seconds(10);

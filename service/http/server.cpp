@@ -60,6 +60,7 @@ struct HttpServer::Running
                .folder = settings.bodyFolder,
                .inMemory = settings.limits.bodyInMemory,
                .ofEachShort = settings.limits.ofEachShortBody}
+        , buffers(settings.limits.allBuffers)
         , workers(settings.limits.workers, waitingFor(settings.limits.workers))
         , workersApart(settings.limits.workersApart, waitingFor(settings.limits.workersApart))
         , disk(kDiskThreads)
@@ -74,6 +75,7 @@ struct HttpServer::Running
                       .settings = settings,
                       .own = own,
                       .room = room,
+                      .buffers = buffers,
                       .workers = workers,
                       .workersApart = workersApart,
                       .disk = disk,
@@ -126,6 +128,7 @@ struct HttpServer::Running
     const RouteTable table;
     OwnAddress own;
     BodyRoom room;
+    ByteBudget buffers;
     std::atomic<bool> stopping = false;
     std::mutex mutex;
     std::condition_variable changed;

@@ -343,6 +343,65 @@ private Q_SLOTS:
         QCOMPARE(busy.back()->answer()->body, QByteArray(1'000'000, 'x'));
     }
 
+    void longHeadersShareTheirMemoryAndBodiesDoWithout()
+    {
+        // For two buffers of 8 KiB, and what comes of them.
+        const RunningServer server(plainRoutes(), {.limits = {.allBuffers = 40'000, .threads = 1}});
+        const QByteArray field = "X: " + QByteArray(6'000, 'x') + "\r\n";
+        {
+            std::vector<std::unique_ptr<RawHttpClient>> clients;
+            for (int i = 0; i < 2; ++i) {
+                clients.push_back(std::make_unique<RawHttpClient>(server.port()));
+                QVERIFY(clients.back()->send("GET /hello HTTP/1.1\r\n" + field));
+            }
+            // The one thread has read what came before when it has answered somebody else.
+            QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 200);
+            QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 200);
+            QCOMPARE(statusOf(ask(server.port(), get("/hello", field))), 503);
+            const QByteArray body(1'000'000, 'x');
+            const auto echoed = RawHttpClient(server.port()).post("/echo", body);
+            QCOMPARE(statusOf(echoed), 200);
+            QCOMPARE(echoed->body, body);
+            for (const auto& client : clients) {
+                QVERIFY(client->send("\r\n"));
+                QCOMPARE(statusOf(client->answer()), 200);
+            }
+        }
+        QTRY_COMPARE(statusOf(ask(server.port(), get("/hello", field))), 200);
+    }
+
+    void manyFieldsAreRefused()
+    {
+        const RunningServer server(plainRoutes(), {.limits = {.headerFields = 5}});
+        QCOMPARE(statusOf(ask(server.port(), get("/hello", QByteArray("A: b\r\n").repeated(5)))),
+                 200);
+        QCOMPARE(statusOf(ask(server.port(), get("/hello", QByteArray("A: b\r\n").repeated(6)))),
+                 431);
+    }
+
+    /// So that all connections that there may be fit into the memory that the unit may take.
+    void aRequestInHandTakesLittleMemory()
+    {
+        const RunningServer server(plainRoutes(), {});
+        QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 200);
+        const QByteArray fields =
+            QByteArray("Abcdefgh: " + QByteArray(48, 'x') + "\r\n").repeated(62);
+        const std::size_t before = support::allocatedMemory();
+        std::vector<std::unique_ptr<RawHttpClient>> busy;
+        for (int i = 0; i < 200; ++i) {
+            busy.push_back(std::make_unique<RawHttpClient>(server.port()));
+            QVERIFY(busy.back()->send("POST /echo HTTP/1.1\r\nExpect: 100-continue\r\n" + fields +
+                                      "Content-Length: 1000000\r\n\r\n"));
+            QCOMPARE(statusOf(busy.back()->answer()), 100);
+            QVERIFY(busy.back()->send("{"));
+        }
+        QCOMPARE(statusOf(ask(server.port(), get("/hello"))), 200);
+        // With what the clients have, which are in this process.
+        const std::size_t each = (support::allocatedMemory() - before) / busy.size();
+        qInfo("%zu bytes", each);
+        QVERIFY(each < 34'000);
+    }
+
     void moreConnectionsThanThereMayBeAreSentAway()
     {
         for (const service::HttpLimits& limits :
