@@ -145,11 +145,11 @@ class Bench:
         """A command of the service's; its output."""
         return self.run([executable, *arguments], input=text)
 
-    def start_service(self, executable, database, log: str, *arguments, port: int = 0):
+    def start_service(self, executable, database, log: str, *arguments, port: int = 0, **options):
         """The process and its port; 0 takes any that is free."""
         said = self.folder / log
         before = len(self.text(log)) if said.exists() else 0
-        process = self.start([executable, "--database", database, "--port", port, *arguments], log)
+        process = self.start([executable, "--database", database, "--port", port, *arguments], log, **options)
 
         def announced():
             return re.search(r"listening on http://127\.0\.0\.1:(\d+)\n", self.text(log)[before:])
