@@ -33,7 +33,7 @@ def options_of_quillstep() -> set:
 
 def options_of_service() -> set:
     text = (ROOT / "service" / "command_line.cpp").read_text(encoding="utf-8")
-    rows = re.findall(r'^    \{"([a-z-]+)", ', text, re.MULTILINE)
+    rows = re.findall(r'^    \{\.name = "([a-z-]+)", ', text, re.MULTILINE)
     return {f"--{name}" for name in rows} | {"--config", "--help", "--version"}
 
 
