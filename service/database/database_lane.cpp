@@ -26,11 +26,11 @@ DatabaseLane::~DatabaseLane()
 
 void DatabaseLane::perform(Work work)
 {
-    const auto item = std::make_shared<Item>(Item{.work = std::move(work)});
+    const auto item = std::make_shared<Item>(std::move(work));
     std::unique_lock lock(m_mutex);
     m_items.push_back(item);
     m_wake.notify_one();
-    m_done.wait(lock, [&] { return item->done; });
+    item->ended.wait(lock, [&] { return item->done; });
 }
 
 void DatabaseLane::post(std::function<bool(DatabaseSession&)> job)
@@ -40,13 +40,13 @@ void DatabaseLane::post(std::function<bool(DatabaseSession&)> job)
         if (m_items.size() >= kMostWaitingForAPost)
             return;
         m_items.push_back(std::make_shared<Item>(
-            Item{.work = [job = std::move(job)](DatabaseSession* session, const std::string&) {
+            [job = std::move(job)](DatabaseSession* session, const std::string&) {
                 try {
                     return session != nullptr && job(*session);
                 } catch (...) { // nobody waits for it; another session knows nothing of it
                     return false;
                 }
-            }}));
+            }));
     }
     m_wake.notify_one();
 }
@@ -92,7 +92,7 @@ void DatabaseLane::serve()
             failuresSeen = ++m_failures;
         }
         item->done = true;
-        m_done.notify_all();
+        item->ended.notify_one();
     }
 }
 

@@ -15,6 +15,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace service {
@@ -84,8 +85,14 @@ private:
 
     struct Item
     {
+        explicit Item(Work toDo)
+            : work(std::move(toDo))
+        {
+        }
+
         Work work;
         bool done = false;
+        std::condition_variable ended; // its own: whoever waits for another item sleeps on
         Clock::time_point given = Clock::now();
     };
 
@@ -99,7 +106,6 @@ private:
     DatabaseSession::Purpose m_purpose;
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;
-    std::condition_variable m_done;
     std::deque<std::shared_ptr<Item>> m_items;
     bool m_ending = false;
     Figures m_figures;       // but for how many wait
