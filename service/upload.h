@@ -70,8 +70,12 @@ public:
     [[nodiscard]] std::vector<UploadedActivity> next();
 
 private:
+    [[nodiscard]] std::optional<Fault> readRows(JsonStream& json);
+
     JsonStream::Source m_source;
     std::uint64_t m_firstRow = 0;
+    std::size_t m_rowCount = 0;
+    std::vector<UploadedActivity> m_kept; ///< all of them, if they are few
     std::optional<JsonStream> m_rows;
     bool m_ended = false;
 };
