@@ -24,8 +24,10 @@ struct StoredActivity
     std::int64_t durationSeconds = 0;
 };
 
-/// The digest of a row, as base64url of 192 bits, and as it is in the key.
+/// The digest of a row, as base64url of 192 bits, and as it is in the key, which also follows from
+/// the former.
 [[nodiscard]] std::string digestOfRow(const std::string& deviceId, const UploadedActivity& row);
+[[nodiscard]] std::int64_t keyOfRow(const std::string& deviceId, const UploadedActivity& row);
 [[nodiscard]] std::int64_t keyOfDigest(std::string_view digest);
 
 /// The rows that differ in device, start, application, title or address, by start and digest. Of

@@ -67,6 +67,9 @@ public:
     [[nodiscard]] DatabaseResult<QSqlQuery*> runKept(const QString& statement,
                                                      const QVariantList& values);
 
+    /// Such a statement before it is run.
+    [[nodiscard]] DatabaseResult<QSqlQuery*> prepareKept(const QString& statement);
+
     [[nodiscard]] bool isPostgreSql() const { return m_kind == DatabaseAddress::Kind::PostgreSql; }
 
     /// The months whose partitions this session knows to be there.
