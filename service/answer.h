@@ -25,6 +25,7 @@ struct Answer
     /// The header Cache-Control.
     std::string cacheControl = "no-store";
     /// More of the header, as name and value without line ends.
+    // NOLINTNEXTLINE(readability-redundant-member-init): most leave it out
     std::vector<std::pair<std::string, std::string>> fields = {};
 };
 

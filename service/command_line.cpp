@@ -27,18 +27,18 @@ constexpr struct
     const char* name;
     bool takesValue;
 } kSettings[] = {
-    {"database", true},
-    {"report-database", true},
-    {"address", true},
-    {"port", true},
-    {"metrics", true},
-    {"trust-proxy", false},
-    {"public-url", true},
-    {"largest-upload", true},
-    {"quota", true},
-    {"keep-runs", true},
-    {"keep-days", true},
-    {"log", true},
+    {.name = "database", .takesValue = true},
+    {.name = "report-database", .takesValue = true},
+    {.name = "address", .takesValue = true},
+    {.name = "port", .takesValue = true},
+    {.name = "metrics", .takesValue = true},
+    {.name = "trust-proxy", .takesValue = false},
+    {.name = "public-url", .takesValue = true},
+    {.name = "largest-upload", .takesValue = true},
+    {.name = "quota", .takesValue = true},
+    {.name = "keep-runs", .takesValue = true},
+    {.name = "keep-days", .takesValue = true},
+    {.name = "log", .takesValue = true},
 };
 
 constexpr struct
@@ -47,17 +47,17 @@ constexpr struct
     Action action;
     bool takesEmail;
 } kCommands[] = {
-    {"check-config", Action::CheckConfig, false},
-    {"add-user", Action::AddUser, true},
-    {"set-password", Action::SetPassword, true},
-    {"revoke-tokens", Action::RevokeTokens, true},
-    {"remove-user", Action::RemoveUser, true},
-    {"list-users", Action::ListUsers, false},
-    {"list-devices", Action::ListDevices, true},
-    {"add-token", Action::AddToken, true},
-    {"export-user", Action::ExportUser, true},
-    {"prune", Action::Prune, false},
-    {"summary", Action::Summary, false},
+    {.name = "check-config", .action = Action::CheckConfig, .takesEmail = false},
+    {.name = "add-user", .action = Action::AddUser, .takesEmail = true},
+    {.name = "set-password", .action = Action::SetPassword, .takesEmail = true},
+    {.name = "revoke-tokens", .action = Action::RevokeTokens, .takesEmail = true},
+    {.name = "remove-user", .action = Action::RemoveUser, .takesEmail = true},
+    {.name = "list-users", .action = Action::ListUsers, .takesEmail = false},
+    {.name = "list-devices", .action = Action::ListDevices, .takesEmail = true},
+    {.name = "add-token", .action = Action::AddToken, .takesEmail = true},
+    {.name = "export-user", .action = Action::ExportUser, .takesEmail = true},
+    {.name = "prune", .action = Action::Prune, .takesEmail = false},
+    {.name = "summary", .action = Action::Summary, .takesEmail = false},
 };
 
 /// Says more of one command.
@@ -67,8 +67,8 @@ constexpr struct
     bool takesValue;
     Action action;
 } kDetails[] = {
-    {"scope", true, Action::AddToken},
-    {"dry-run", false, Action::Prune},
+    {.name = "scope", .takesValue = true, .action = Action::AddToken},
+    {.name = "dry-run", .takesValue = false, .action = Action::Prune},
 };
 
 bool hasControls(const QString& text)
@@ -310,7 +310,7 @@ private:
                 continue;
             const auto& [value, source] = found->second;
             if (const std::string problem = readSetting(name, value); !problem.empty())
-                fail(source.empty() ? problem : source + ": " + problem);
+                fail((source.empty() ? std::string() : source + ": ").append(problem));
             m_line.given.push_back({.name = setting.name,
                                     .value = withoutSecrets(name, value),
                                     .source = source.empty() ? "command line" : source});

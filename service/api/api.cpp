@@ -183,26 +183,28 @@ Api::signIn(const SignInRequest& request, const std::string& network, Clock::tim
         return refused ? *std::move(refused) : wrongPassword(user);
     }
     turn.reset(); // others need no longer wait
-    return welcome(request, network, attempt.value());
+    return welcome(request, network, *user, attempt.value().failures);
 }
 
-Answer
-Api::welcome(const SignInRequest& request, const std::string& network, const Attempt& attempt)
+Answer Api::welcome(const SignInRequest& request,
+                    const std::string& network,
+                    const User& user,
+                    const Failures& failures)
 {
     const std::string token = newToken();
-    const auto added = m_database.addToken(*attempt.user, token, request);
+    const auto added = m_database.addToken(user, token, request);
     if (!added)
         return unavailable(added.error());
     if (!added.value())
-        return wrongPassword(attempt.user);
-    if (attempt.failures.here > 0) {
+        return wrongPassword(user);
+    if (failures.here > 0) {
         const auto cleared = m_database.write([&](DatabaseSession& session) {
             return clearFailures(session, keyOfAccount(request), network);
         });
         if (!cleared) // is of no importance for the one who has signed in
             writeTrouble(cleared.error().text);
     }
-    return signedIn(*attempt.user, token);
+    return signedIn(user, token);
 }
 
 Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)

@@ -57,8 +57,10 @@ private:
 
     [[nodiscard]] Answer
     signIn(const SignInRequest& request, const std::string& network, Clock::time_point began);
-    [[nodiscard]] Answer
-    welcome(const SignInRequest& request, const std::string& network, const Attempt& attempt);
+    [[nodiscard]] Answer welcome(const SignInRequest& request,
+                                 const std::string& network,
+                                 const User& user,
+                                 const Failures& failures);
     [[nodiscard]] DatabaseResult<Attempt> look(const SignInRequest& request,
                                                const std::string& network);
     [[nodiscard]] std::optional<Answer> refuseOften(const Attempt& attempt) const;

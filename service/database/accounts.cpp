@@ -37,7 +37,7 @@ withUser(DatabaseSession& session, const std::string& email, Work work)
 {
     using Done = DatabaseResult<std::optional<std::int64_t>>;
     return session.inExclusiveTransaction([&]() -> Done {
-        const auto user = findUserId(session, email);
+        auto user = findUserId(session, email);
         if (!user || !user.value())
             return user;
         const DatabaseResult<std::int64_t> number = work(*user.value());

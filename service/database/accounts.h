@@ -83,9 +83,9 @@ struct Session
 
 /// A session ends when it has not been used for so long: an application's, a browser's, and that of
 /// a browser whose user wanted to stay signed in.
-inline constexpr std::int64_t kApplicationSessionSeconds = 90 * 86'400;
-inline constexpr std::int64_t kBrowserSessionSeconds = 12 * 3600;
-inline constexpr std::int64_t kKeptBrowserSessionSeconds = 30 * 86'400;
+inline constexpr std::int64_t kApplicationSessionSeconds = 90LL * 86'400;
+inline constexpr std::int64_t kBrowserSessionSeconds = 12LL * 3600;
+inline constexpr std::int64_t kKeptBrowserSessionSeconds = 30LL * 86'400;
 
 /// Makes `token` valid for `user` on the device of `request`, as an application's session. That of
 /// an earlier sign-in on the device ends ten minutes later: what it has on its way still arrives.
@@ -177,7 +177,7 @@ addInvitation(DatabaseSession& session, const std::string& code, const Invitatio
                                                                        const std::string& code);
 
 /// Failed sign-ins count for so long.
-inline constexpr std::int64_t kFailureSeconds = 15 * 60;
+inline constexpr std::int64_t kFailureSeconds = 15LL * 60;
 
 /// Sign-ins that failed within that time, shared by all instances. Account and network
 /// are digests or names of the caller's choice, no user numbers: there may be no such user.

@@ -28,7 +28,8 @@ struct Job
     {
         bool more = false;  ///< whether the next step may follow at once
         std::string result; ///< of all steps so far, for the operator; no personal data
-        std::optional<std::chrono::seconds> again = {}; ///< at the end, instead of the period
+        std::optional<std::chrono::seconds> again =
+            std::nullopt; ///< at the end, instead of the period
     };
 
     std::string name;

@@ -126,9 +126,10 @@ DatabaseResult<bool> deleteSomeRuns(DatabaseSession& session, const Cut& cut, Pr
     const auto next = nextUser(session, cut, pruning.user);
     if (!next)
         return next.error();
-    if (!next.value())
+    const std::optional<std::int64_t>& found = next.value();
+    if (!found)
         return false;
-    const std::int64_t user = *next.value();
+    const std::int64_t user = *found;
     pruning.user = user;
     const auto deleted = session.inTransaction([&]() -> DatabaseResult<std::int64_t> {
         const auto open = hasOpenDays(session, cut, user);
@@ -162,7 +163,7 @@ DatabaseResult<bool> deleteSomeRuns(DatabaseSession& session, const Cut& cut, Pr
 
 DatabaseResult<bool> pruneRuns(DatabaseSession& session, const Cut& cut, Pruning& pruning)
 {
-    const auto sealed = sealSome(session, cut);
+    auto sealed = sealSome(session, cut);
     if (!sealed || sealed.value())
         return sealed;
     const auto months = oldMonths(session, cut);

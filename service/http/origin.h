@@ -17,6 +17,7 @@ struct OwnAddress
     /// It listens on loopback, and no proxy stands in front of it that others reach it by.
     bool onlyThisMachine = false;
     /// "https://usage.example.org"; empty when nobody said so.
+    // NOLINTNEXTLINE(readability-redundant-member-init): some leave it out
     std::string publicUrl = {};
 };
 
