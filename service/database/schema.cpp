@@ -126,12 +126,6 @@ QStringList thirdVersion(bool postgreSql)
                        "from tokens group by user_id, device_id) as known")
             .arg(instant()),
         QStringLiteral("drop table tokens"),
-        QStringLiteral("create table invitations ("
-                       "digest text not null primary key, "
-                       "email text not null, "
-                       "is_admin bigint not null, "
-                       "created bigint not null, "
-                       "expires bigint not null)"),
         QStringLiteral("create table categories ("
                        "user_id bigint not null references users (id) on delete cascade, "
                        "position bigint not null, "

@@ -845,7 +845,7 @@ private Q_SLOTS:
         QVERIFY(removeUser(*m_session, "a@example.org").value());
     }
 
-    void failuresAndInvitationsAreShared()
+    void failuresAreShared()
     {
         const PasswordHasher initialised;
         const auto other = open();
@@ -860,15 +860,6 @@ private Q_SLOTS:
         failures = failuresOf(*m_session, "a", "home");
         QCOMPARE(failures.value().here, 0);
         QCOMPARE(failures.value().ofAccount, 1);
-        QVERIFY(addInvitation(
-            *m_session,
-            "code",
-            {.email = "b@example.org", .isAdmin = true, .expires = secondsNow() + 9}));
-        QVERIFY(!takeInvitation(*other, "another").value());
-        const auto taken = takeInvitation(*other, "code");
-        QVERIFY(taken && taken.value());
-        QVERIFY(taken.value()->isAdmin);
-        QVERIFY(!takeInvitation(*m_session, "code").value());
     }
 
     void aUserOfManyRowsGoesInPortions()
