@@ -191,7 +191,9 @@ int serve(const Addresses& addresses, const CommandLine& line)
     if (metricsPort)
         announce("figures at", line.metrics->address, *metricsPort, "/metrics");
     std::fflush(stdout);
-    const service::JobRunner jobs(addresses.database, service::usualJobs(line.retention));
+    service::JobRunner jobs(addresses.database,
+                            service::usualJobs(line.retention),
+                            [](const std::string& text) { service::writeTrouble(text); });
     const service::Watchdog watchdog(
         manager, [&server](std::function<void()> work) { server.post(std::move(work)); });
     manager.tell("READY=1");

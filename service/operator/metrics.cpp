@@ -91,11 +91,17 @@ void exposeStored(Exposition& out, const StoredFigures& stored)
                "When this job is to be done the next time.");
     for (const JobLine& job : stored.jobs)
         out.sample(job.due, {{"name", job.name}});
-    out.family("velomira_job_finished_timestamp_seconds", "gauge", "When this job was done.");
+    out.family(
+        "velomira_job_finished_timestamp_seconds", "gauge", "When this job was last done.");
     for (const JobLine& job : stored.jobs) {
         if (job.finished)
             out.sample(*job.finished, {{"name", job.name}});
     }
+    out.family("velomira_job_failures",
+               "gauge",
+               "How often this job has failed, one after the other, since it was last done.");
+    for (const JobLine& job : stored.jobs)
+        out.sample(job.failures, {{"name", job.name}});
 }
 
 void exposeProcess(Exposition& out, const ProcessFigures& process)
