@@ -689,6 +689,20 @@ private Q_SLOTS:
         QVERIFY(lane.run([](DatabaseSession& session) { return hasOldTable(session); }));
     }
 
+    void tablesAsTheyShouldBeAreUsedWhileAnotherHoldsTheLock()
+    {
+        const auto other = open();
+        QVERIFY(m_session->inExclusiveTransaction([&]() -> DatabaseResult<std::monostate> {
+            if (!prepareSchema(*other))
+                return DatabaseFailure{"waited in vain"};
+            return std::monostate();
+        }));
+        // Those of a newer program are still refused.
+        QVERIFY(m_session->run(QStringLiteral("insert into schema_version (version) values (4)")));
+        QVERIFY(!prepareSchema(*other));
+        QCOMPARE(hasCurrentSchema(*other).value(), false);
+    }
+
     void theUsualJobsMakeMonthsAndPruneAndPack()
     {
         QVERIFY(store({{activity(kMidnight - 400 * kSecondsOfADay, 60), activity(kMidnight, 7)}}));
