@@ -22,6 +22,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/test_program.h"
 
+#include <QDeadlineTimer>
 #include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
@@ -701,6 +702,35 @@ private Q_SLOTS:
         QVERIFY(m_session->run(QStringLiteral("insert into schema_version (version) values (4)")));
         QVERIFY(!prepareSchema(*other));
         QCOMPARE(hasCurrentSchema(*other).value(), false);
+    }
+
+    void whatNobodyWaitsForIsDroppedAtTheEnd()
+    {
+        std::latch begun(1);
+        std::latch ending(1);
+        std::atomic<int> done = 0;
+        auto held = std::make_shared<int>(); // by what is posted, until it is dropped
+        const std::weak_ptr<int> waits = held;
+        std::jthread ender;
+        {
+            DatabaseLane lane(m_address, DatabaseSession::Purpose::Writing, 1);
+            QVERIFY(lane.post([&](DatabaseSession&) {
+                begun.count_down();
+                ending.wait();
+                return ++done > 0;
+            }));
+            begun.wait();
+            for (int i = 0; i < 50; ++i)
+                QVERIFY(lane.post([&done, held](DatabaseSession&) { return ++done > 0; }));
+            held.reset();
+            ender = std::jthread([&] {
+                const QDeadlineTimer limit(10'000);
+                while (!waits.expired() && !limit.hasExpired())
+                    std::this_thread::yield();
+                ending.count_down();
+            });
+        }
+        QCOMPARE(done, 1);
     }
 
     void theUsualJobsMakeMonthsAndPruneAndPack()
