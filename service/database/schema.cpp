@@ -267,4 +267,15 @@ DatabaseResult<bool> hasCurrentSchema(DatabaseSession& session)
     return version.value() == kNewest;
 }
 
+DatabaseResult<bool> isWritable(DatabaseSession& session)
+{
+    if (!session.isPostgreSql())
+        return true;
+    auto found = session.run(QStringLiteral(
+        "select not pg_is_in_recovery() and current_setting('transaction_read_only') = 'off'"));
+    if (!found)
+        return found.error();
+    return found.value().next() && found.value().value(0).toBool();
+}
+
 } // namespace service

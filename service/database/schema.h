@@ -15,4 +15,9 @@ namespace service {
 /// Whether the tables are those of this version.
 [[nodiscard]] DatabaseResult<bool> hasCurrentSchema(DatabaseSession& session);
 
+/// Whether anything can be changed: not in a replica, or where the server was told so. Changes
+/// nothing itself and waits for nobody. SQLite is not asked: whether its file can be written shows
+/// when it is.
+[[nodiscard]] DatabaseResult<bool> isWritable(DatabaseSession& session);
+
 } // namespace service
