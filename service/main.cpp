@@ -9,6 +9,7 @@
 #include "service/database/usual_jobs.h"
 #include "service/http/server.h"
 #include "service/operator/commands.h"
+#include "service/operator/database_watch.h"
 #include "service/operator/health.h"
 #include "service/operator/metrics.h"
 #include "service/operator/service_manager.h"
@@ -230,10 +231,13 @@ int serve(const Addresses& addresses, const CommandLine& line)
     const auto port = server.listen(line.address, line.port);
     if (!port)
         return complain(port.error().text);
+    std::optional<service::DatabaseWatch> watch;
+    if (line.metrics || addresses.reports)
+        watch.emplace(database);
     std::optional<service::HttpServer> metrics;
     std::optional<int> metricsPort;
     if (line.metrics) {
-        metrics.emplace(service::metricsRoutes(requests, database), settingsOfMetrics());
+        metrics.emplace(service::metricsRoutes(requests, database, *watch), settingsOfMetrics());
         const auto bound = metrics->listen(line.metrics->address, line.metrics->port);
         if (!bound)
             return complain(bound.error().text);

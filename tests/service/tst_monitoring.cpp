@@ -12,6 +12,7 @@
 #include "tests/support/test_program.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QTest>
 
 #include <memory>
@@ -193,6 +194,94 @@ private Q_SLOTS:
         for (const QByteArray& personal :
              {requests::kEmail, QByteArray("a device"), QByteArray("a title")})
             QVERIFY2(!figures(service).contains(personal), personal.constData());
+    }
+
+    void figuresComeFromTheReportDatabase()
+    {
+        REQUIRE_POSTGRES();
+        support::PostgresServer postgres;
+        QVERIFY(postgres.start());
+        const auto database = postgres.newDatabase();
+        const auto reports = postgres.newDatabase();
+        QVERIFY(database && reports);
+        support::ServiceProcess service;
+        service.setDatabase(reports.value());
+        for (const char* email : {"a@example.org", "b@example.org", "c@example.org"})
+            QVERIFY(service.addUser(QString::fromLatin1(email),
+                                    QStringLiteral("Name"),
+                                    QString::fromUtf8(requests::kPassword)));
+        QVERIFY(service.start(database.value(),
+                              {QStringLiteral("--metrics"),
+                               QStringLiteral("127.0.0.1:0"),
+                               QStringLiteral("--report-database"),
+                               reports.value()}));
+        const auto address = service::parseDatabaseAddress(reports.value());
+        const auto opened = service::DatabaseSession::open(address.value());
+        QVERIFY(opened);
+        QByteArray text = figures(service);
+        QVERIFY(figure(text, "velomira_users") == 3);
+        QVERIFY(figure(text, "velomira_report_database_up") == 1);
+        // One that does not answer is seen as such, and the figures stay.
+        QVERIFY(opened.value()->run(QStringLiteral("begin")));
+        QVERIFY(opened.value()->run(QStringLiteral("lock table users in access exclusive mode")));
+        const auto isDown = [&] {
+            text = figures(service);
+            return figure(text, "velomira_report_database_up") == 0;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(isDown(), 30'000);
+        QVERIFY(figure(text, "velomira_database_up") == 1);
+        QVERIFY(figure(text, "velomira_users") == 3);
+        QTRY_VERIFY(service.log().contains(QLatin1String("reports cannot be read: database: ")));
+        QCOMPARE(statusOf(get(service.port(), "/readyz")), 200);
+        QVERIFY(opened.value()->run(QStringLiteral("rollback")));
+        QTRY_VERIFY_WITH_TIMEOUT(figure(figures(service), "velomira_report_database_up") == 1,
+                                 30'000);
+    }
+
+    void figuresAreGivenWhileTheDatabaseHangs()
+    {
+        REQUIRE_POSTGRES();
+        support::PostgresServer postgres;
+        QVERIFY(postgres.start());
+        const auto database = postgres.newDatabase();
+        QVERIFY(database);
+        support::ServiceProcess service;
+        QVERIFY(service.start(database.value(),
+                              {QStringLiteral("--metrics"), QStringLiteral("127.0.0.1:0")}));
+        QVERIFY(figure(figures(service), "velomira_database_up") == 1);
+        const auto address = service::parseDatabaseAddress(database.value());
+        const auto opened = service::DatabaseSession::open(address.value());
+        QVERIFY(opened);
+        QVERIFY(opened.value()->run(QStringLiteral("begin")));
+        QVERIFY(opened.value()->run(
+            QStringLiteral("lock table schema_version, users in access exclusive mode")));
+        const auto isDown = [&] {
+            QElapsedTimer timer;
+            timer.start();
+            const QByteArray text = figures(service);
+            return timer.elapsed() < 2500 && figure(text, "velomira_database_up") == 0 &&
+                   figure(text, "velomira_users") == 0;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(isDown(), 30'000);
+        QVERIFY(opened.value()->run(QStringLiteral("rollback")));
+        QTRY_VERIFY_WITH_TIMEOUT(figure(figures(service), "velomira_database_up") == 1, 30'000);
+    }
+
+    void aReportDatabaseThatIsNotThereIsSaidAndNotMade()
+    {
+        support::ServiceProcess service;
+        const QString mistyped = service.folder() + QStringLiteral("/mistyped.db");
+        QVERIFY(startWithUser(service, {QStringLiteral("--report-database"), mistyped}));
+        QTRY_VERIFY(
+            service.log().contains(QStringLiteral("velomira-service: reports cannot be read: "
+                                                  "cannot open the database ") +
+                                   mistyped));
+        QVERIFY(!QFile::exists(mistyped));
+        QCOMPARE(statusOf(requests::upload(service.port(),
+                                           requests::newToken(service.port()),
+                                           uploadBody(rows("a", 1, 3)))),
+                 201);
+        QCOMPARE(service.stop(), std::optional(0));
     }
 
     void whoCannotListenForFiguresDoesNotServe()
