@@ -223,7 +223,7 @@ int serve(const Addresses& addresses, const CommandLine& line)
          .trustProxy = line.trustProxy,
          .publicUrl = line.publicUrl,
          .bodyFolder = temporaryFolder(),
-         .authenticate = [&api](const std::string& header) { return api.authenticate(header); },
+         .authenticate = [&api](const service::Request& request) { return api.authenticate(request); },
          .onServed =
              [&requests](const auto& served) {
                  requests.note(served);

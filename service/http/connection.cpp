@@ -315,7 +315,7 @@ asio::awaitable<void> Connection::deal(Exchange& exchange)
         clearDeadline();
         std::optional<Result<std::int64_t, Answer>> user;
         const std::function<void()> authenticate = [this, &exchange, &user] {
-            user = m_environment.settings.authenticate(exchange.request.value("authorization"));
+            user = m_environment.settings.authenticate(exchange.request);
         };
         const bool asked = co_await perform(m_environment.gate, authenticate);
         if (!asked || !*user) {
