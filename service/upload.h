@@ -39,7 +39,7 @@ struct UploadHead
     bool operator==(const UploadHead&) const = default;
 };
 
-/// Gives the next rows, at most some thousands; empty at the end. Called on the lane's thread.
+/// Gives the next rows, at most some thousands; empty at the end. One thread at a time.
 using NextRows = std::function<std::vector<UploadedActivity>()>;
 
 /// The rows of one upload that are stored together.

@@ -18,6 +18,7 @@
 #include <array>
 #include <initializer_list>
 #include <limits>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <tuple>
@@ -180,7 +181,8 @@ DatabaseResult<std::monostate> clearStaged(DatabaseSession& session)
                          "start_time bigint not null, digest bigint not null, "
                          "duration_seconds bigint not null, app_name text not null, "
                          "window_title text, url text, site text, "
-                         "primary key (start_time, digest))"),
+                         "primary key (start_time, digest))") +
+              (session.isPostgreSql() ? QString() : QStringLiteral(" without rowid")),
           session.isPostgreSql() ? QStringLiteral("truncate staged_runs")
                                  : QStringLiteral("delete from staged_runs")}) {
         if (const auto done = session.run(statement); !done)
@@ -210,7 +212,8 @@ DatabaseResult<std::monostate> stage(DatabaseSession& session,
             return done.error();
         return std::monostate();
     }
-    return session.inTransaction([&] {
+    // One that locks nothing but the session's own table.
+    return session.inSnapshot([&] {
         return runForEach(session,
                           columns + QStringLiteral("values (%1)").arg(QLatin1String(kNamedValues)) +
                               addUp,
@@ -456,7 +459,8 @@ DatabaseResult<std::monostate> insertRuns(DatabaseSession& session,
 DatabaseResult<std::int64_t> storeUpload(DatabaseSession& session,
                                          std::int64_t user,
                                          const UploadHead& head,
-                                         const NextRows& next)
+                                         const NextRows& next,
+                                         WriteTurns* turns)
 {
     const std::vector<UploadedActivity> first = next();
     auto count = static_cast<std::int64_t>(first.size());
@@ -476,8 +480,13 @@ DatabaseResult<std::int64_t> storeUpload(DatabaseSession& session,
         if (const auto staged = stage(session, rowsToStore(head.deviceId, portion)); !staged)
             return staged.error();
     }
+    std::unique_lock<WriteTurns> turn;
+    if (turns != nullptr)
+        turn = std::unique_lock(*turns);
     if (const auto stored = storeStaged(session, user, head); !stored)
         return stored.error();
+    if (turn)
+        turn.unlock();
     if (const auto cleared = clearStaged(session); !cleared)
         return cleared.error();
     return count;

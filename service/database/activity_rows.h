@@ -3,6 +3,7 @@
 #pragma once
 
 #include "service/database/database_session.h"
+#include "service/database/write_turns.h"
 #include "service/upload.h"
 
 #include <cstdint>
@@ -39,11 +40,13 @@ struct StoredActivity
 /// Stores an upload of `user`, all of it or none, and says of how many rows `next` has told. A row
 /// that is there keeps the greater duration, so that an upload that comes again changes nothing;
 /// equal rows of this upload are added up. What `next` throws comes out, and nothing is stored.
-/// Memory does not grow with the upload.
+/// Memory does not grow with the upload. A long one writes to tables of others at its end only, and
+/// then, where there are `turns`, in its turn.
 [[nodiscard]] DatabaseResult<std::int64_t> storeUpload(DatabaseSession& session,
                                                        std::int64_t user,
                                                        const UploadHead& head,
-                                                       const NextRows& next);
+                                                       const NextRows& next,
+                                                       WriteTurns* turns = nullptr);
 
 /// Puts rows of one device into the table; one that is there keeps the greater duration. Within a
 /// transaction, their partitions being there (see makePartitions()).

@@ -6,9 +6,13 @@
 
 namespace service {
 
-DatabaseLane::DatabaseLane(DatabaseAddress address, DatabaseSession::Purpose purpose, int threads)
+DatabaseLane::DatabaseLane(DatabaseAddress address,
+                           DatabaseSession::Purpose purpose,
+                           int threads,
+                           WriteTurns* turns)
     : m_address(std::move(address))
     , m_purpose(purpose)
+    , m_turns(turns)
 {
     for (int i = 0; i < threads; ++i)
         m_threads.emplace_back([this] { serve(); });
@@ -50,12 +54,6 @@ bool DatabaseLane::post(std::function<bool(DatabaseSession&)> job)
     return true;
 }
 
-std::size_t DatabaseLane::waiting() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_items.size();
-}
-
 DatabaseLane::Figures DatabaseLane::figures() const
 {
     const std::lock_guard lock(m_mutex);
@@ -78,11 +76,16 @@ void DatabaseLane::serve()
         // A server that restarted has ended the other threads' connections as well.
         if (std::exchange(failuresSeen, m_failures) != m_failures)
             session.reset();
-        const Clock::time_point begin = Clock::now();
-        m_figures.waited += begin - item->given;
         lock.unlock();
+        std::unique_lock<WriteTurns> turn;
+        if (m_turns != nullptr)
+            turn = std::unique_lock(*m_turns);
+        const Clock::time_point begin = Clock::now();
         const bool usable = attempt(session, item->work);
+        if (turn)
+            turn.unlock();
         lock.lock();
+        m_figures.waited += begin - item->given;
         m_figures.worked += Clock::now() - begin;
         ++m_figures.jobs;
         if (!usable) {
@@ -96,7 +99,7 @@ void DatabaseLane::serve()
 }
 
 /// Whatever happens: who waits for the work has to be told that it has ended.
-bool DatabaseLane::attempt(std::unique_ptr<DatabaseSession>& session, const Work& work)
+bool DatabaseLane::attempt(std::unique_ptr<DatabaseSession>& session, const Work& work) const
 {
     try {
         if (session == nullptr) {

@@ -4,6 +4,7 @@
 
 #include "service/database/database_address.h"
 #include "service/database/database_session.h"
+#include "service/database/write_turns.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -26,8 +27,12 @@ namespace service {
 class DatabaseLane final
 {
 public:
-    /// `address` is connected to with the first job.
-    DatabaseLane(DatabaseAddress address, DatabaseSession::Purpose purpose, int threads);
+    /// `address` is connected to with the first job. With `turns`, which have to live longer, each
+    /// job is done in a turn of its own.
+    DatabaseLane(DatabaseAddress address,
+                 DatabaseSession::Purpose purpose,
+                 int threads,
+                 WriteTurns* turns = nullptr);
     DatabaseLane(const DatabaseLane&) = delete;
     DatabaseLane& operator=(const DatabaseLane&) = delete;
     ~DatabaseLane();
@@ -62,9 +67,6 @@ public:
     /// is lost, so only for what may also be done another time. It is never done when many jobs wait
     /// already, of which it says false, or the lane ends.
     bool post(std::function<bool(DatabaseSession&)> job);
-
-    /// How many jobs wait.
-    [[nodiscard]] std::size_t waiting() const;
 
     struct Figures
     {
@@ -103,10 +105,11 @@ private:
 
     void perform(Work work);
     void serve();
-    [[nodiscard]] bool attempt(std::unique_ptr<DatabaseSession>& session, const Work& work);
+    [[nodiscard]] bool attempt(std::unique_ptr<DatabaseSession>& session, const Work& work) const;
 
     DatabaseAddress m_address;
     DatabaseSession::Purpose m_purpose;
+    WriteTurns* m_turns;
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;
     std::deque<std::shared_ptr<Item>> m_items;

@@ -82,7 +82,8 @@ public:
         return finish(begin(), std::move(work));
     }
 
-    /// The same for `work` that only reads, and sees nothing of what others do meanwhile.
+    /// The same for `work` that only reads, and sees nothing of what others do meanwhile. In SQLite
+    /// it may write to temporary tables.
     template <typename Work> [[nodiscard]] auto inSnapshot(Work work) -> decltype(work())
     {
         return finish(beginSnapshot(), std::move(work));

@@ -43,7 +43,10 @@ std::string_view resultOfSignIn(int status)
 void exposeLanes(Exposition& out, const Database::Figures& figures)
 {
     const std::pair<std::string_view, const DatabaseLane::Figures&> lanes[] = {
-        {"reading", figures.reading}, {"writing", figures.writing}, {"reports", figures.reports}};
+        {"reading", figures.reading},
+        {"writing", figures.writing},
+        {"long_uploads", figures.longUploads},
+        {"reports", figures.reports}};
     out.family("velomira_database_waiting", "gauge", "Jobs that wait for a connection.");
     for (const auto& [name, lane] : lanes)
         out.sample(std::uint64_t{lane.waiting}, {{"lane", name}});

@@ -34,6 +34,7 @@
 #include <memory>
 #include <mutex>
 #include <random>
+#include <semaphore>
 #include <stdexcept>
 #include <thread>
 
@@ -175,6 +176,45 @@ private Q_SLOTS:
         QVERIFY(stored);
         QCOMPARE(summaryText(), std::string("user 1: 1 rows, 5 seconds, 1 devices, 0 tokens\n"));
         QVERIFY(!database.store(2, kHead, portions({{activity(kMidnight, 5)}})));
+    }
+
+    void longUploadsKeepNobodyFromSigningIn()
+    {
+        Database database(m_address);
+        constexpr int kUploads = 4;
+        std::counting_semaphore<> mayGoOn(0);
+        std::atomic<int> inHand = 0;
+        std::atomic<std::int64_t> stored = 0;
+        std::atomic<bool> written = false;
+        std::vector<std::jthread> threads;
+        const auto goOn = qScopeGuard([&] { mayGoOn.release(kUploads); });
+        for (int i = 0; i < kUploads; ++i)
+            threads.emplace_back([&, i] {
+                int portion = 0;
+                const auto next = [&]() -> std::vector<UploadedActivity> {
+                    if (++portion > 3)
+                        return {};
+                    if (portion == 3) {
+                        ++inHand;
+                        mayGoOn.acquire();
+                    }
+                    return {activity(kMidnight + 10 * portion, 5)};
+                };
+                const auto done = database.store(1, {.deviceId = std::to_string(i)}, next);
+                stored += done ? done.value() : 0;
+            });
+        QTRY_VERIFY_WITH_TIMEOUT(inHand > 0, 30'000);
+        threads.emplace_back([&] {
+            written = static_cast<bool>(database.write([](DatabaseSession& session) {
+                return addFailure(session, "account", "network");
+            }));
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(written, 30'000);
+        QCOMPARE(stored, 0);
+        mayGoOn.release(kUploads);
+        threads.clear();
+        QCOMPARE(stored, 3 * kUploads);
+        QCOMPARE(summaryText(), std::string("user 1: 12 rows, 60 seconds, 4 devices, 0 tokens\n"));
     }
 
     void whatAnUploadTellsOfItsDeviceIsKept()
