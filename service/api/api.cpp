@@ -93,6 +93,44 @@ struct Api::Attempt
     bool fromKnownDevice = false;
 };
 
+/// Counts from here on, though it may take a while until it is in the database. So the place of the
+/// hash, which others wait for, need not be kept until then.
+class Api::UnnotedFailure final
+{
+public:
+    UnnotedFailure(Api& api, const std::string& account, const std::string& network)
+        : m_api(api)
+    {
+        const std::lock_guard lock(m_api.m_mutex);
+        m_place = m_api.m_unnoted.emplace(account, network);
+    }
+
+    UnnotedFailure(const UnnotedFailure&) = delete;
+    UnnotedFailure& operator=(const UnnotedFailure&) = delete;
+
+    ~UnnotedFailure()
+    {
+        const std::lock_guard lock(m_api.m_mutex);
+        m_api.m_unnoted.erase(m_place);
+    }
+
+private:
+    Api& m_api;
+    decltype(m_api.m_unnoted)::iterator m_place;
+};
+
+Failures Api::unnoted(const std::string& account, const std::string& network)
+{
+    Failures found;
+    const std::lock_guard lock(m_mutex);
+    for (const auto& [ofAccount, ofNetwork] : m_unnoted) {
+        found.here += ofAccount == account && ofNetwork == network ? 1 : 0;
+        found.ofAccount += ofAccount == account ? 1 : 0;
+        found.ofNetwork += ofNetwork == network ? 1 : 0;
+    }
+    return found;
+}
+
 Answer Api::signIn(Request& request)
 {
     auto decoded = decodeSignInRequest(request.body->takeText());
@@ -104,6 +142,8 @@ Answer Api::signIn(Request& request)
 
 DatabaseResult<Api::Attempt> Api::look(const SignInRequest& request, const std::string& network)
 {
+    // First, so that one that is being noted is rather counted twice than not at all.
+    const Failures more = unnoted(keyOfAccount(request), network);
     return m_database.read([&](DatabaseSession& session) -> DatabaseResult<Attempt> {
         Attempt attempt;
         const auto user = findUser(session, request.email);
@@ -114,6 +154,11 @@ DatabaseResult<Api::Attempt> Api::look(const SignInRequest& request, const std::
         if (!failures)
             return failures.error();
         attempt.failures = failures.value();
+        attempt.failures.here += more.here;
+        attempt.failures.ofAccount += more.ofAccount;
+        attempt.failures.ofNetwork += more.ofNetwork;
+        if (attempt.failures.oldest == 0)
+            attempt.failures.oldest = secondsNow();
         if (!attempt.user)
             return attempt;
         const auto known = isKnownDevice(session, attempt.user->id, request.deviceId);
@@ -177,7 +222,8 @@ Api::signIn(const Request& asked, const SignInRequest& request, const std::strin
     const bool valid =
         turn->verify(request.password, user ? std::optional(user->passwordHash) : std::nullopt);
     if (!valid || !user) {
-        // Before others get their turn, so that they see it.
+        const UnnotedFailure failure(*this, keyOfAccount(request), network);
+        turn.reset(); // others need no longer wait, and see it
         if (const auto noted = noteFailure(request, network); !noted)
             return unavailable(noted.error(), asked);
         return refused ? *std::move(refused) : wrongPassword(user);

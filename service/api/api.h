@@ -11,8 +11,11 @@
 
 #include <chrono>
 #include <cstdint>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <variant>
 
 namespace service {
@@ -53,6 +56,7 @@ public:
 
 private:
     struct Attempt;
+    class UnnotedFailure;
 
     [[nodiscard]] Answer
     signIn(const Request& asked, const SignInRequest& request, const std::string& network);
@@ -62,6 +66,7 @@ private:
                                  const Attempt& attempt);
     [[nodiscard]] DatabaseResult<Attempt> look(const SignInRequest& request,
                                                const std::string& network);
+    [[nodiscard]] Failures unnoted(const std::string& account, const std::string& network);
     [[nodiscard]] std::optional<Answer> refuseOften(const Attempt& attempt) const;
     [[nodiscard]] DatabaseResult<std::monostate> noteFailure(const SignInRequest& request,
                                                              const std::string& network);
@@ -70,6 +75,9 @@ private:
     PasswordHasher& m_hasher;
     Limits m_limits;
     std::optional<StorageQuota> m_quota;
+    std::mutex m_mutex;
+    /// The failures that are not in the database yet, by account and network.
+    std::multiset<std::pair<std::string, std::string>> m_unnoted;
 };
 
 } // namespace service

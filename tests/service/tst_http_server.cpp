@@ -71,6 +71,10 @@ public:
 
     [[nodiscard]] service::PasswordHasher& hasher() { return m_hasher; }
 
+    [[nodiscard]] const service::Database& database() const { return m_database; }
+
+    [[nodiscard]] const service::DatabaseAddress& address() const { return m_address; }
+
 private:
     static bool prepare(const service::DatabaseAddress& address,
                         const service::PasswordHasher& hasher)
@@ -666,6 +670,30 @@ private Q_SLOTS:
         const auto second = server.hasher().turn(0ms);
         QVERIFY(first && second);
         QCOMPARE(signIn(), 503);
+    }
+
+    void whoWaitsForTheDatabaseKeepsNobodyFromAHash()
+    {
+        Service server({}, {.account = {.failures = 2}});
+        const auto session = service::DatabaseSession::open(server.address());
+        QVERIFY(session && session.value()->run(QStringLiteral("begin immediate")));
+        const QByteArray wrong = requests::signInBody(requests::kEmail, "wrong");
+        const QByteArray request = "POST /api/token HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+                                   QByteArray::number(wrong.size()) + "\r\n\r\n" + wrong;
+        RawHttpClient first(server.port());
+        RawHttpClient second(server.port());
+        QVERIFY(first.send(request) && second.send(request));
+        QTRY_VERIFY(server.database().figures().writing.waiting == 1); // and one is in hand
+        {
+            const auto one = server.hasher().turn(0ms);
+            const auto two = server.hasher().turn(0ms);
+            QVERIFY(one && two);
+        }
+        // What they have failed counts already.
+        QCOMPARE(statusOf(requests::signIn(server.port())), 429);
+        QVERIFY(session.value()->run(QStringLiteral("rollback")));
+        QCOMPARE(statusOf(first.answer()), 401);
+        QCOMPARE(statusOf(second.answer()), 401);
     }
 
     void whoDoesNotTakeTheAnswerIsGivenUp()
