@@ -41,6 +41,11 @@ Answer unavailable(const DatabaseFailure& failure, const Request& request)
     return answer;
 }
 
+Answer noRoom()
+{
+    return refusal(507, "There is no room for more rows of this account");
+}
+
 Answer overloaded()
 {
     Answer answer = refusal(503, "Too many sign-ins at the moment");
@@ -270,6 +275,12 @@ Result<std::int64_t, Answer> Api::authenticate(const Request& request)
     // The only route that asks stores rows.
     if (!session->mayUpload())
         return refusal(403, "The token is not for uploads");
+    // Before the body is sent.
+    if (m_quota && m_quota->isKnownToBeFull(session->user)) {
+        Answer full = noRoom();
+        full.user = session->user;
+        return full;
+    }
     return session->user;
 }
 
@@ -277,13 +288,10 @@ Answer Api::store(Request& request)
 {
     const std::int64_t user = *request.user;
     RequestBody& body = *request.body;
-    if (m_quota) {
-        const auto used = m_quota->isUsedUp(user);
-        if (!used)
-            return unavailable(used.error(), request);
-        if (used.value())
-            return refusal(507, "There is no room for more rows of this account");
-    }
+    std::optional<StorageQuota::Reservation> reserved =
+        m_quota ? m_quota->reserve(user, static_cast<std::int64_t>(body.size())) : std::nullopt;
+    if (m_quota && !reserved)
+        return noRoom();
     UploadReader reader([&body](std::uint64_t offset) { return body.piece(offset); });
     const auto head = reader.check();
     if (!head)
@@ -291,8 +299,8 @@ Answer Api::store(Request& request)
     const auto stored = m_database.store(user, head.value(), [&reader] { return reader.next(); });
     if (!stored)
         return unavailable(stored.error(), request);
-    if (m_quota)
-        m_quota->add(user, static_cast<std::int64_t>(body.size()));
+    if (reserved)
+        reserved->keep();
     return {.status = 201,
             .body = R"({"success":true,"stored":)" + std::to_string(stored.value()) + '}'};
 }

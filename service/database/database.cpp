@@ -37,6 +37,7 @@ Database::Database(const DatabaseAddress& address, const std::optional<DatabaseA
     , m_reading(address, DatabaseSession::Purpose::Reading, kReaders)
     , m_writing(address, DatabaseSession::Purpose::Writing, writersOf(address), m_turnsUsed)
     , m_longUploads(address, DatabaseSession::Purpose::Writing, longWritersOf(address))
+    , m_counting(address, DatabaseSession::Purpose::Reading, 1)
     , m_reports(reports.value_or(address), DatabaseSession::Purpose::Reports, kReporters)
 {
 }
@@ -120,6 +121,7 @@ Database::Figures Database::figures() const
     return {.reading = m_reading.figures(),
             .writing = m_writing.figures(),
             .longUploads = m_longUploads.figures(),
+            .counting = m_counting.figures(),
             .reports = m_reports.figures(),
             .rowsStored = m_rowsStored};
 }

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -54,6 +55,18 @@ public:
         return m_writing.run(std::move(job));
     }
 
+    /// What takes long and reads only: nothing else waits for it, and it for nothing else.
+    template <typename Job> [[nodiscard]] auto count(Job job)
+    {
+        return m_counting.run(std::move(job));
+    }
+
+    /// See DatabaseLane::post().
+    [[nodiscard]] bool countLater(std::function<bool(DatabaseSession&)> job)
+    {
+        return m_counting.post(std::move(job));
+    }
+
     template <typename Job> [[nodiscard]] auto report(Job job)
     {
         return m_reports.run(std::move(job));
@@ -65,6 +78,7 @@ public:
         DatabaseLane::Figures reading;
         DatabaseLane::Figures writing;
         DatabaseLane::Figures longUploads;
+        DatabaseLane::Figures counting;
         DatabaseLane::Figures reports;
         std::uint64_t rowsStored = 0; ///< of uploads, with those that came again
     };
@@ -78,6 +92,7 @@ private:
     DatabaseLane m_reading;
     DatabaseLane m_writing;
     DatabaseLane m_longUploads;
+    DatabaseLane m_counting;
     DatabaseLane m_reports;
 };
 

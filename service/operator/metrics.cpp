@@ -46,6 +46,7 @@ void exposeLanes(Exposition& out, const Database::Figures& figures)
         {"reading", figures.reading},
         {"writing", figures.writing},
         {"long_uploads", figures.longUploads},
+        {"counting", figures.counting},
         {"reports", figures.reports}};
     out.family("velomira_database_waiting", "gauge", "Jobs that wait for a connection.");
     for (const auto& [name, lane] : lanes)

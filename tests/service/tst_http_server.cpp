@@ -71,7 +71,7 @@ public:
 
     [[nodiscard]] service::PasswordHasher& hasher() { return m_hasher; }
 
-    [[nodiscard]] const service::Database& database() const { return m_database; }
+    [[nodiscard]] service::Database& database() { return m_database; }
 
     [[nodiscard]] const service::DatabaseAddress& address() const { return m_address; }
 
@@ -672,6 +672,39 @@ private Q_SLOTS:
         QCOMPARE(signIn(), 503);
     }
 
+    void roomIsReservedWhileAnUploadIsInHand()
+    {
+        Service server({}, {});
+        service::StorageQuota quota(server.database(), 1000);
+        auto first = quota.reserve(1, 1500); // one may go beyond
+        QVERIFY(first);
+        QVERIFY(!quota.reserve(1, 10));
+        QVERIFY(quota.reserve(2, 10));
+        QVERIFY(!quota.isKnownToBeFull(1));
+        first.reset(); // it was not stored
+        {
+            auto second = quota.reserve(1, 1500);
+            QVERIFY(second);
+            second->keep();
+        }
+        // What was said to be stored is counted before anybody is refused, and there is nothing.
+        QVERIFY(quota.reserve(1, 10));
+    }
+
+    void whoCannotBeCountedIsNotRefused()
+    {
+        const QTemporaryDir folder;
+        service::Database database({.kind = service::DatabaseAddress::Kind::Sqlite,
+                                    .name = folder.filePath(QStringLiteral("no/where.db")),
+                                    .host = {},
+                                    .user = {},
+                                    .password = {},
+                                    .options = {}});
+        service::StorageQuota quota(database, 1000);
+        const auto first = quota.reserve(1, 1500);
+        QVERIFY(first && quota.reserve(1, 10));
+    }
+
     void whoWaitsForTheDatabaseKeepsNobodyFromAHash()
     {
         Service server({}, {.account = {.failures = 2}});
@@ -683,12 +716,13 @@ private Q_SLOTS:
         RawHttpClient first(server.port());
         RawHttpClient second(server.port());
         QVERIFY(first.send(request) && second.send(request));
-        QTRY_VERIFY(server.database().figures().writing.waiting == 1); // and one is in hand
-        {
+        const auto bothAreFree = [&] {
             const auto one = server.hasher().turn(0ms);
             const auto two = server.hasher().turn(0ms);
-            QVERIFY(one && two);
-        }
+            return one && two;
+        };
+        // One is in hand, the other one waits for it.
+        QTRY_VERIFY(server.database().figures().writing.waiting == 1 && bothAreFree());
         // What they have failed counts already.
         QCOMPARE(statusOf(requests::signIn(server.port())), 429);
         QVERIFY(session.value()->run(QStringLiteral("rollback")));

@@ -13,6 +13,7 @@
 #include "service/database/partitions.h"
 #include "service/database/retention.h"
 #include "service/database/schema.h"
+#include "service/database/stored_bytes.h"
 #include "service/database/summary.h"
 #include "service/database/usual_jobs.h"
 #include "service/password_hasher.h"
@@ -1155,9 +1156,12 @@ private Q_SLOTS:
         for (int n = 0; n < 12; ++n)
             QVERIFY(schema_2::addRow(*m_session, 1, "device", schema_2::row(n, 10)));
         QVERIFY(prepareSchema(*m_session));
+        const std::int64_t bytes = bytesOfRows(*m_session, 1).value();
+        QVERIFY(bytes > 12 * 100);
         for (const int rows : {10, 12}) {
             OldRowsPace ten(10);
             QVERIFY(moveOldRows(*m_session, ten).value());
+            QCOMPARE(bytesOfRows(*m_session, 1).value(), bytes); // wherever they are
             auto moved =
                 m_session->run(QStringLiteral("select count(*) from runs where user_id = 1"));
             QVERIFY(moved && moved.value().next());
