@@ -53,6 +53,30 @@ private Q_SLOTS:
         QCOMPARE(service.summary(),
                  QStringLiteral("user 1: 18 rows, 18 seconds, 1 devices, 1 tokens\n"));
     }
+
+    void aDatabaseThatComesLater()
+    {
+        REQUIRE_POSTGRES();
+        support::PostgresServer postgres;
+        QVERIFY(postgres.start());
+        const auto database = postgres.newDatabase();
+        QVERIFY(database);
+        postgres.stop();
+        // Who cannot look at the tables does not serve; whoever started it does so again.
+        support::ServiceProcess service;
+        const auto early = service.run({QStringLiteral("--database"),
+                                        database.value(),
+                                        QStringLiteral("--port"),
+                                        QStringLiteral("0")});
+        QCOMPARE(early.code, std::optional(1));
+        QCOMPARE(early.output, QString());
+        QVERIFY2(early.complaint.startsWith(
+                     QLatin1String("velomira-service: cannot open the database: ")),
+                 qPrintable(early.complaint));
+        QVERIFY(postgres.resume());
+        QVERIFY(service.start(database.value()));
+        QCOMPARE(statusOf(requests::signIn(service.port())), 401);
+    }
 };
 
 QUILLSTEP_TEST(TestDatabaseRestart)
