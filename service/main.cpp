@@ -232,11 +232,10 @@ int serve(const Addresses& addresses, const CommandLine& line)
     if (!port)
         return complain(port.error().text);
     std::optional<service::DatabaseWatch> watch;
-    if (line.metrics || addresses.reports)
-        watch.emplace(database);
     std::optional<service::HttpServer> metrics;
     std::optional<int> metricsPort;
     if (line.metrics) {
+        watch.emplace(database);
         metrics.emplace(service::metricsRoutes(requests, database, *watch), settingsOfMetrics());
         const auto bound = metrics->listen(line.metrics->address, line.metrics->port);
         if (!bound)

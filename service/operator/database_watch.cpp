@@ -4,7 +4,8 @@
 
 #include "service/database/database_text.h"
 #include "service/database/schema.h"
-#include "service/request_log.h"
+
+#include <utility>
 
 namespace service {
 
@@ -37,8 +38,7 @@ DatabaseWatch::DatabaseWatch(Database& database)
         });
     })
     , m_reportsThread([this](const std::stop_token& stop) {
-        std::string trouble; // what was said last
-        work(stop, m_reports, [this, &trouble] { return lookAtReports(trouble); });
+        work(stop, m_reports, [this] { return lookAtReports(); });
     })
 {
 }
@@ -58,16 +58,11 @@ DatabaseWatch::Seen DatabaseWatch::seen()
     return {.isUp = answers(m_main), .canReport = answers(m_reports), .stored = m_stored};
 }
 
-bool DatabaseWatch::lookAtReports(std::string& trouble)
+bool DatabaseWatch::lookAtReports()
 {
     auto read = m_database.report(readStored);
-    if (!read) {
-        if (trouble != read.error().text)
-            writeTrouble("reports cannot be read: " + read.error().text);
-        trouble = read.error().text;
+    if (!read)
         return false;
-    }
-    trouble.clear();
     const std::lock_guard lock(m_mutex);
     m_stored = std::move(read).value();
     return true;

@@ -12,7 +12,6 @@
 #include <mutex>
 #include <optional>
 #include <stop_token>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -27,8 +26,7 @@ struct StoredFigures
 };
 
 /// Looks every few seconds whether the databases answer and what is stored, so that whoever asks
-/// for figures waits for none of them. It says once in the log when reports cannot be read, and
-/// again when they could be meanwhile.
+/// for figures waits for none of them.
 class DatabaseWatch final
 {
 public:
@@ -59,7 +57,7 @@ private:
         std::optional<Clock::time_point> begun; ///< that in hand
     };
 
-    [[nodiscard]] bool lookAtReports(std::string& trouble);
+    [[nodiscard]] bool lookAtReports();
     void work(const std::stop_token& stop, Look& look, const std::function<bool()>& ask);
     [[nodiscard]] static bool answers(const Look& look);
 

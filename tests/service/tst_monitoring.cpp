@@ -12,7 +12,6 @@
 #include "tests/support/test_program.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QTest>
 
 #include <memory>
@@ -231,7 +230,6 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(isDown(), 30'000);
         QVERIFY(figure(text, "velomira_database_up") == 1);
         QVERIFY(figure(text, "velomira_users") == 3);
-        QTRY_VERIFY(service.log().contains(QLatin1String("reports cannot be read: database: ")));
         QCOMPARE(statusOf(get(service.port(), "/readyz")), 200);
         QVERIFY(opened.value()->run(QStringLiteral("rollback")));
         QTRY_VERIFY_WITH_TIMEOUT(figure(figures(service), "velomira_report_database_up") == 1,
@@ -265,23 +263,6 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(isDown(), 30'000);
         QVERIFY(opened.value()->run(QStringLiteral("rollback")));
         QTRY_VERIFY_WITH_TIMEOUT(figure(figures(service), "velomira_database_up") == 1, 30'000);
-    }
-
-    void aReportDatabaseThatIsNotThereIsSaidAndNotMade()
-    {
-        support::ServiceProcess service;
-        const QString mistyped = service.folder() + QStringLiteral("/mistyped.db");
-        QVERIFY(startWithUser(service, {QStringLiteral("--report-database"), mistyped}));
-        QTRY_VERIFY(
-            service.log().contains(QStringLiteral("velomira-service: reports cannot be read: "
-                                                  "cannot open the database ") +
-                                   mistyped));
-        QVERIFY(!QFile::exists(mistyped));
-        QCOMPARE(statusOf(requests::upload(service.port(),
-                                           requests::newToken(service.port()),
-                                           uploadBody(rows("a", 1, 3)))),
-                 201);
-        QCOMPARE(service.stop(), std::optional(0));
     }
 
     void whoCannotListenForFiguresDoesNotServe()
