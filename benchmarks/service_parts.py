@@ -433,6 +433,7 @@ def month(place: Installation) -> dict:
     recounted = time.monotonic() - begun
     place.sql("update jobs set due = 0 where name = 'pack'")
     place.start()
+    place.forget_peak()
     begun = time.monotonic()
     wait_for(lambda: place.number("select count(*) from days where pack is null") == 0, "packs", PATIENCE)
     packed = time.monotonic() - begun
@@ -443,7 +444,7 @@ def month(place: Installation) -> dict:
     summed = time.monotonic() - begun
     return {f"stored by uploads of {each}, rows a second": Figure(place.options.month / sum(times)), **milliseconds(times),
             "--summary that counts them": Figure(recounted, "s"), "packs of all their days": Figure(packed, "s"),
-            "most memory of the service for these": Figure(peak, "MB"), "--summary with packs": Figure(summed, "s")}
+            "most memory of the service meanwhile": Figure(peak, "MB"), "--summary with packs": Figure(summed, "s")}
 
 
 # migration
@@ -497,16 +498,19 @@ def migration(place: Installation) -> dict:
     connection = connect(place.port)
     send(connection, TOKEN, document(rows(1)))
     answered = time.monotonic() - begun
-    times = []
-    while time.monotonic() - begun < place.options.moving:
+    place.forget_peak()
+    times, watched, left = [], 0, 1
+    while watched < place.options.moving and left:
         times.append(send(connection, TOKEN, document(rows(10, 10 * len(times)))))
         time.sleep(0.1)
-    peak, watched = place.memory("VmHWM"), time.monotonic() - begun
+        left = place.number("select count(*) from users where old_rows > 0")
+        watched = time.monotonic() - begun
+    peak = place.memory("VmHWM")
     place.stop()
-    moved = place.number("select count(*) from runs where start_time < " + str(END_OF_OLD))
+    moved = place.number(f"select count(*) from runs where start_time < {END_OF_OLD}")
     return {"start to the first answer": Figure(answered, "s"), **{f"meanwhile {name}": each for name, each in
                                                                    milliseconds(times).items()},
-            "rows moved a second": Figure(moved / watched), "most memory of the service": Figure(peak, "MB")}
+            "rows moved a second": Figure(moved / watched), "most memory of the service meanwhile": Figure(peak, "MB")}
 
 
 # drop
