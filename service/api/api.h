@@ -5,7 +5,7 @@
 #include "service/answer.h"
 #include "service/api/storage_quota.h"
 #include "service/database/database.h"
-#include "service/http/request_body.h"
+#include "service/http/request.h"
 #include "service/password_hasher.h"
 #include "service/result.h"
 
@@ -42,25 +42,24 @@ public:
 
     Api(Database& database, PasswordHasher& hasher, const Limits& limits);
 
-    /// POST /api/token with `body` from the address `peer`, of a request that began at `began`: who
-    /// has waited too long since then is put off.
-    [[nodiscard]] Answer signIn(std::string body, const std::string& peer, Clock::time_point began);
+    /// POST /api/token. Who has waited too long since the request began is put off.
+    [[nodiscard]] Answer signIn(Request& request);
 
     /// Whose request it is, by its header Authorization; else how it is answered.
-    [[nodiscard]] Result<std::int64_t, Answer> authenticate(const std::string& authorization);
+    [[nodiscard]] Result<std::int64_t, Answer> authenticate(const Request& request);
 
-    /// POST /api/activity-log with `body` from an authenticated user.
-    [[nodiscard]] Answer store(std::int64_t user, RequestBody& body);
+    /// POST /api/activity-log of an authenticated user.
+    [[nodiscard]] Answer store(Request& request);
 
 private:
     struct Attempt;
 
     [[nodiscard]] Answer
-    signIn(const SignInRequest& request, const std::string& network, Clock::time_point began);
-    [[nodiscard]] Answer welcome(const SignInRequest& request,
+    signIn(const Request& asked, const SignInRequest& request, const std::string& network);
+    [[nodiscard]] Answer welcome(const Request& asked,
+                                 const SignInRequest& request,
                                  const std::string& network,
-                                 const User& user,
-                                 const Failures& failures);
+                                 const Attempt& attempt);
     [[nodiscard]] DatabaseResult<Attempt> look(const SignInRequest& request,
                                                const std::string& network);
     [[nodiscard]] std::optional<Answer> refuseOften(const Attempt& attempt) const;

@@ -19,6 +19,7 @@ DatabaseLane::~DatabaseLane()
     {
         const std::lock_guard lock(m_mutex);
         m_ending = true;
+        std::erase_if(m_items, [](const auto& item) { return item->mayBeDropped; });
     }
     m_wake.notify_all();
     m_threads.clear();
@@ -33,22 +34,20 @@ void DatabaseLane::perform(Work work)
     item->ended.wait(lock, [&] { return item->done; });
 }
 
-void DatabaseLane::post(std::function<bool(DatabaseSession&)> job)
+bool DatabaseLane::post(std::function<bool(DatabaseSession&)> job)
 {
     {
         const std::lock_guard lock(m_mutex);
         if (m_items.size() >= kMostWaitingForAPost)
-            return;
+            return false;
         m_items.push_back(std::make_shared<Item>(
             [job = std::move(job)](DatabaseSession* session, const std::string&) {
-                try {
-                    return session != nullptr && job(*session);
-                } catch (...) { // nobody waits for it; another session knows nothing of it
-                    return false;
-                }
-            }));
+                return session != nullptr && job(*session);
+            },
+            true));
     }
     m_wake.notify_one();
+    return true;
 }
 
 std::size_t DatabaseLane::waiting() const
@@ -96,15 +95,20 @@ void DatabaseLane::serve()
     }
 }
 
+/// Whatever happens: who waits for the work has to be told that it has ended.
 bool DatabaseLane::attempt(std::unique_ptr<DatabaseSession>& session, const Work& work)
 {
-    if (session == nullptr) {
-        auto opened = DatabaseSession::open(m_address, m_purpose);
-        if (!opened)
-            return work(nullptr, opened.error().text);
-        session = std::move(opened).value();
+    try {
+        if (session == nullptr) {
+            auto opened = DatabaseSession::open(m_address, m_purpose);
+            if (!opened)
+                return work(nullptr, opened.error().text);
+            session = std::move(opened).value();
+        }
+        return work(session.get(), {});
+    } catch (...) { // without memory, or of what nobody waits for; another session knows nothing of it
+        return false;
     }
-    return work(session.get(), {});
 }
 
 } // namespace service

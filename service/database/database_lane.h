@@ -22,7 +22,7 @@ namespace service {
 
 /// Threads with a database connection each, which do jobs in the order in which they come. A lost
 /// connection fails one job; the next connects anew.
-/// Any thread. Its destructor finishes what has been given to it.
+/// Any thread. Its destructor finishes what somebody waits for, and what has begun.
 class DatabaseLane final
 {
 public:
@@ -37,7 +37,8 @@ public:
     template <typename Job>
     [[nodiscard]] auto run(Job job) -> decltype(job(std::declval<DatabaseSession&>()))
     {
-        decltype(job(std::declval<DatabaseSession&>())) result = DatabaseFailure{};
+        decltype(job(std::declval<DatabaseSession&>())) result =
+            DatabaseFailure{"the database could not be asked"};
         std::exception_ptr thrown;
         perform([&](DatabaseSession* session, const std::string& problem) {
             if (session == nullptr) {
@@ -58,9 +59,9 @@ public:
     }
 
     /// Runs `job` some time later and does not wait for it; what comes of it, also what it throws,
-    /// is lost, so only for what may also be done another time. Lets it be when many jobs wait
-    /// already.
-    void post(std::function<bool(DatabaseSession&)> job);
+    /// is lost, so only for what may also be done another time. It is never done when many jobs wait
+    /// already, of which it says false, or the lane ends.
+    bool post(std::function<bool(DatabaseSession&)> job);
 
     /// How many jobs wait.
     [[nodiscard]] std::size_t waiting() const;
@@ -85,12 +86,14 @@ private:
 
     struct Item
     {
-        explicit Item(Work toDo)
+        explicit Item(Work toDo, bool posted = false)
             : work(std::move(toDo))
+            , mayBeDropped(posted)
         {
         }
 
         Work work;
+        bool mayBeDropped;
         bool done = false;
         std::condition_variable ended; // its own: whoever waits for another item sleeps on
         Clock::time_point given = Clock::now();

@@ -46,6 +46,14 @@ Outcome makePrivateFile(const QString& path)
                  std::strerror(errno)}; // NOLINT(concurrency-mt-unsafe)
 }
 
+Outcome findFile(const QString& path)
+{
+    if (::access(QFile::encodeName(path).constData(), R_OK) == 0)
+        return success();
+    return Error{"cannot open the database " + path.toStdString() + ": " +
+                 std::strerror(errno)}; // NOLINT(concurrency-mt-unsafe)
+}
+
 /// What happened, without the server's words, which may repeat the values.
 std::string safeText(const QSqlError& error)
 {
@@ -96,8 +104,11 @@ Outcome DatabaseSession::connect(const DatabaseAddress& address)
         return Error{std::string("Qt has no driver for ") + (sqlite ? "SQLite" : "PostgreSQL")};
     m_database.setDatabaseName(address.name);
     if (sqlite) {
-        if (Outcome made = makePrivateFile(address.name); !made)
-            return made;
+        // A replica is somebody else's, and with a typing error in its name there is none.
+        const Outcome file = m_purpose == Purpose::Reports ? findFile(address.name)
+                                                           : makePrivateFile(address.name);
+        if (!file)
+            return file;
         m_database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=15000"));
     } else {
         m_database.setHostName(address.host);

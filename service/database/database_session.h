@@ -41,7 +41,7 @@ public:
     enum class Purpose : std::uint8_t { Reading, Writing, Reports, Commands };
 
     /// Connects. What a commit has acknowledged survives a crash and the loss of power. A new
-    /// SQLite file is for its owner only.
+    /// SQLite file is for its owner only; `Reports` make none.
     [[nodiscard]] static Result<std::unique_ptr<DatabaseSession>>
     open(const DatabaseAddress& address, Purpose purpose = Purpose::Commands);
 

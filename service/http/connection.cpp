@@ -315,7 +315,7 @@ asio::awaitable<void> Connection::deal(Exchange& exchange)
         clearDeadline();
         std::optional<Result<std::int64_t, Answer>> user;
         const std::function<void()> authenticate = [this, &exchange, &user] {
-            user = m_environment.settings.authenticate(exchange.request.value("authorization"));
+            user = m_environment.settings.authenticate(exchange.request);
         };
         const bool asked = co_await perform(m_environment.gate, authenticate);
         if (!asked || !*user) {
@@ -339,8 +339,9 @@ asio::awaitable<void> Connection::deal(Exchange& exchange)
         exchange.request.body.reset();
         compress(*exchange.answer, exchange.request);
     };
-    WorkerPool& workers =
-        route.work == Work::Long ? m_environment.workersApart : m_environment.workers;
+    WorkerPool& workers = route.work == Work::Check  ? m_environment.gate
+                          : route.work == Work::Long ? m_environment.workersApart
+                                                     : m_environment.workers;
     const bool dealtWith = co_await perform(workers, handle);
     if (!dealtWith)
         exchange.answer = tooBusy();

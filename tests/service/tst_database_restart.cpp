@@ -40,6 +40,11 @@ private Q_SLOTS:
         QCOMPARE(statusOf(answer), 503);
         QVERIFY(answer->body.contains("message"));
         QVERIFY(!answer->field("Retry-After").isEmpty());
+        // The log says why, of which request.
+        const QString why =
+            QStringLiteral("velomira-service: request %1 failed: ")
+                .arg(QString::fromLatin1(answer->field("X-Request-Id")));
+        QTRY_VERIFY2(service.log().contains(why), qPrintable(service.log()));
         QCOMPARE(statusOf(requests::signIn(port)), 503);
         QVERIFY(postgres.resume());
         // One on each of the two kinds of connection, for reading and for writing, may still fail.

@@ -55,8 +55,8 @@ public:
                    {.limits = limits,
                     .trustProxy = trustProxy,
                     .bodyFolder = m_folder.path().toStdString(),
-                    .authenticate = [this](const std::string& header) {
-                        return m_api.authenticate(header);
+                    .authenticate = [this](const service::Request& request) {
+                        return m_api.authenticate(request);
                     }})
     {
     }
@@ -592,7 +592,7 @@ private Q_SLOTS:
             return service::Answer{.status = 200, .body = "{}"};
         };
         const auto authenticate =
-            [&](const std::string&) -> service::Result<std::int64_t, service::Answer> {
+            [&](const service::Request&) -> service::Result<std::int64_t, service::Answer> {
             ++begun;
             mayEnd.acquire();
             return std::int64_t{1};
@@ -645,15 +645,27 @@ private Q_SLOTS:
     void whoHasWaitedTooLongToSignInIsPutOff()
     {
         Service server({}, {});
-        const std::string body =
-            requests::signInBody(requests::kEmail, requests::kPassword).toStdString();
-        const auto longAgo = service::Api::Clock::now() - 1h;
+        service::BodyRoom room{.memory = service::ByteBudget(1U << 20U),
+                               .memoryOfLong = service::ByteBudget(0),
+                               .files = service::ByteBudget(0),
+                               .folder = {},
+                               .inMemory = 1U << 20U,
+                               .ofEachShort = 1U << 20U};
+        const auto signIn = [&] {
+            service::Request request;
+            request.peer = "192.0.2.1";
+            request.began = std::chrono::steady_clock::now() - 1h;
+            request.body = std::make_unique<service::RequestBody>(room, 1U << 16U);
+            const auto body = requests::signInBody(requests::kEmail, requests::kPassword);
+            const bool fits = request.body->appendInMemory(body.toStdString());
+            return fits ? server.api().signIn(request).status : 0;
+        };
         // Who was slow alone waits for nobody.
-        QCOMPARE(server.api().signIn(body, "192.0.2.1", longAgo).status, 200);
+        QCOMPARE(signIn(), 200);
         const auto first = server.hasher().turn(0ms);
         const auto second = server.hasher().turn(0ms);
         QVERIFY(first && second);
-        QCOMPARE(server.api().signIn(body, "192.0.2.1", longAgo).status, 503);
+        QCOMPARE(signIn(), 503);
     }
 
     void whoDoesNotTakeTheAnswerIsGivenUp()

@@ -22,6 +22,7 @@
 #include "tests/support/required_programs.h"
 #include "tests/support/test_program.h"
 
+#include <QDeadlineTimer>
 #include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
@@ -522,7 +523,7 @@ private Q_SLOTS:
             const auto lines = listJobs(*m_session);
             return lines && lines.value().size() == 3 &&
                    std::ranges::all_of(lines.value(), [](const JobLine& line) {
-                       return line.finished && !line.isRunning;
+                       return (line.finished || line.failures == 1) && !line.isRunning;
                    });
         };
         QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
@@ -532,8 +533,53 @@ private Q_SLOTS:
         QVERIFY(lines);
         QCOMPARE(lines.value()[0].result, std::string("spoilt"));
         QCOMPARE(lines.value()[1].result, std::string("ended by an exception"));
-        for (const int failed : {0, 1})
-            QVERIFY(lines.value()[static_cast<std::size_t>(failed)].due >= begun + 60);
+        for (const int failed : {0, 1}) {
+            const JobLine& line = lines.value()[static_cast<std::size_t>(failed)];
+            QVERIFY(line.due >= begun + 60);
+            QVERIFY2(!line.finished, "what has failed looks as if it were done");
+        }
+        QVERIFY(lines.value()[2].finished);
+    }
+
+    void aJobThatFailsIsReportedEachTimeAndKeepsWhenItWasDone()
+    {
+        std::atomic<int> runs = 0;
+        std::mutex mutex;
+        std::vector<std::string> reports;
+        const std::vector<Job> jobs = {
+            {.name = "sometimes",
+             .period = std::chrono::hours(1),
+             .step = [&](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                 if (++runs % 3 != 1)
+                     return DatabaseFailure{"it failed"};
+                 return Job::Step{.more = false, .result = "done"};
+             }}};
+        const JobRunner runner(m_address, jobs, [&](const std::string& text) {
+            {
+                const std::lock_guard lock(mutex);
+                reports.push_back(text);
+            }
+            throw std::runtime_error("a log without memory"); // which ends nothing
+        });
+        const auto line = [&] {
+            const auto lines = listJobs(*m_session);
+            return lines && lines.value().size() == 1 ? lines.value().front() : JobLine();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(line().finished, 30'000);
+        QVERIFY(m_session->run(QStringLiteral("update jobs set due = 0, finished = 77")));
+        const auto reported = [&] {
+            const std::lock_guard lock(mutex);
+            return reports;
+        };
+        for (std::size_t times = 1; times <= 2; ++times) {
+            QTRY_COMPARE_WITH_TIMEOUT(reported().size(), times, 30'000);
+            QCOMPARE(line().finished, std::optional<std::int64_t>(77));
+            QCOMPARE(line().failures, static_cast<std::int64_t>(times));
+            QVERIFY(m_session->run(QStringLiteral("update jobs set due = 0")));
+        }
+        QCOMPARE(reported().front(), std::string("the job \"sometimes\" failed: it failed"));
+        QTRY_COMPARE_WITH_TIMEOUT(line().failures, 0, 30'000);
+        QVERIFY(line().finished != std::optional<std::int64_t>(77));
     }
 
     void aJobThatFailsAgainWaitsTwiceAsLong()
@@ -543,16 +589,19 @@ private Q_SLOTS:
                                         .step = [](DatabaseSession&) -> DatabaseResult<Job::Step> {
                                             return DatabaseFailure{"it failed"};
                                         }}};
+        int failures = 0;
         for (const std::int64_t pause : {60, 120, 240}) {
-            QVERIFY(m_session->run(QStringLiteral("update jobs set due = 0, finished = null")));
+            ++failures;
+            QVERIFY(m_session->run(QStringLiteral("update jobs set due = 0")));
+            const std::int64_t begun = secondsNow();
             const JobRunner runner(m_address, jobs);
             const auto ended = [&] {
                 const auto lines = listJobs(*m_session);
-                return lines && lines.value().size() == 1 && lines.value()[0].finished;
+                return lines && lines.value().size() == 1 && lines.value()[0].failures == failures;
             };
             QTRY_VERIFY_WITH_TIMEOUT(ended(), 30'000);
             const JobLine line = listJobs(*m_session).value()[0];
-            QCOMPARE(line.due - *line.finished, pause);
+            QVERIFY(line.due >= begun + pause && line.due <= secondsNow() + pause);
         }
     }
 
@@ -639,6 +688,49 @@ private Q_SLOTS:
         lane.post(
             [](DatabaseSession&) -> bool { throw std::runtime_error("nobody waits for it"); });
         QVERIFY(lane.run([](DatabaseSession& session) { return hasOldTable(session); }));
+    }
+
+    void tablesAsTheyShouldBeAreUsedWhileAnotherHoldsTheLock()
+    {
+        const auto other = open();
+        QVERIFY(m_session->inExclusiveTransaction([&]() -> DatabaseResult<std::monostate> {
+            if (!prepareSchema(*other))
+                return DatabaseFailure{"waited in vain"};
+            return std::monostate();
+        }));
+        // Those of a newer program are still refused.
+        QVERIFY(m_session->run(QStringLiteral("insert into schema_version (version) values (4)")));
+        QVERIFY(!prepareSchema(*other));
+        QCOMPARE(hasCurrentSchema(*other).value(), false);
+    }
+
+    void whatNobodyWaitsForIsDroppedAtTheEnd()
+    {
+        std::latch begun(1);
+        std::latch ending(1);
+        std::atomic<int> done = 0;
+        auto held = std::make_shared<int>(); // by what is posted, until it is dropped
+        const std::weak_ptr<int> waits = held;
+        std::jthread ender;
+        {
+            DatabaseLane lane(m_address, DatabaseSession::Purpose::Writing, 1);
+            QVERIFY(lane.post([&](DatabaseSession&) {
+                begun.count_down();
+                ending.wait();
+                return ++done > 0;
+            }));
+            begun.wait();
+            for (int i = 0; i < 50; ++i)
+                QVERIFY(lane.post([&done, held](DatabaseSession&) { return ++done > 0; }));
+            held.reset();
+            ender = std::jthread([&] {
+                const QDeadlineTimer limit(10'000);
+                while (!waits.expired() && !limit.hasExpired())
+                    std::this_thread::yield();
+                ending.count_down();
+            });
+        }
+        QCOMPARE(done, 1);
     }
 
     void theUsualJobsMakeMonthsAndPruneAndPack()
@@ -845,7 +937,7 @@ private Q_SLOTS:
         QVERIFY(removeUser(*m_session, "a@example.org").value());
     }
 
-    void failuresAndInvitationsAreShared()
+    void failuresAreShared()
     {
         const PasswordHasher initialised;
         const auto other = open();
@@ -860,15 +952,6 @@ private Q_SLOTS:
         failures = failuresOf(*m_session, "a", "home");
         QCOMPARE(failures.value().here, 0);
         QCOMPARE(failures.value().ofAccount, 1);
-        QVERIFY(addInvitation(
-            *m_session,
-            "code",
-            {.email = "b@example.org", .isAdmin = true, .expires = secondsNow() + 9}));
-        QVERIFY(!takeInvitation(*other, "another").value());
-        const auto taken = takeInvitation(*other, "code");
-        QVERIFY(taken && taken.value());
-        QVERIFY(taken.value()->isAdmin);
-        QVERIFY(!takeInvitation(*m_session, "code").value());
     }
 
     void aUserOfManyRowsGoesInPortions()
