@@ -94,6 +94,10 @@ class Installation(contextlib.AbstractContextManager):
             raise
 
     def __exit__(self, *_):
+        if self.process:
+            self.stop()
+        if self.postgres:
+            self.bench.stop_postgres()  # does not wait for what may still be in hand
         self.bench.close()
 
     def start(self, *arguments):
