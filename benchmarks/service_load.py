@@ -65,7 +65,8 @@ def machine(options) -> dict:
             "kernel": f"{os.uname().sysname} {os.uname().release}",
             "file system": file_system(pathlib.Path(tempfile.gettempdir()).resolve()),
             "databases": service_parts.versions(), "load": f"{os.getloadavg()[0]:.1f} at the beginning",
-            "clients": str(options.clients), "time": datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC")}
+            "clients": str(options.clients),
+            "time": datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC")}
 
 
 def grouped(value: float) -> str:

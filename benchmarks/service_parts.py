@@ -401,8 +401,8 @@ def largest(place: Installation) -> dict:
     connection = http.client.HTTPConnection("127.0.0.1", place.port, timeout=PATIENCE, blocksize=1 << 18)
     begun = time.monotonic()
     with file.open("rb") as body:
-        connection.request("POST", "/api/activity-log", body, {"Authorization": "Bearer " + token, "Content-Length": str(size),
-                                                               "Content-Type": "application/json"})
+        headers = {"Authorization": "Bearer " + token, "Content-Length": str(size), "Content-Type": "application/json"}
+        connection.request("POST", "/api/activity-log", body, headers)
         sent = time.monotonic()
         answer = connection.getresponse()
         said = answer.read()
@@ -458,8 +458,8 @@ SCHEMA_2 = (
     "insert into schema_version (version) values (1), (2)",
     "create table users (id bigint not null primary key, email text not null, email_key text not null unique, "
     "name text not null, phone_number text, password_hash text not null, created_at bigint not null)",
-    "create table tokens (digest text not null primary key, user_id bigint not null references users (id) on delete cascade, "
-    "device_id text not null, device_name text not null, created_at bigint not null)",
+    "create table tokens (digest text not null primary key, user_id bigint not null references users (id) on delete "
+    "cascade, device_id text not null, device_name text not null, created_at bigint not null)",
     "create index tokens_of_user on tokens (user_id, created_at)",
     "create table activities (user_id bigint not null references users (id) on delete cascade, digest text not null, "
     "device_id text not null, app_name text not null, window_title text, url text, start_time bigint not null, "
@@ -470,7 +470,8 @@ SCHEMA_2 = (
 def series(place: Installation, count: int) -> str:
     """A source of rows with the column n, from 0 on."""
     return f"generate_series(0, {count - 1}) as given (n)" if place.postgres else \
-        f"(with recursive given (n) as (select 0 union all select n + 1 from given where n < {count - 1}) select n from given)"
+        (f"(with recursive given (n) as (select 0 union all select n + 1 from given where n < {count - 1}) "
+         "select n from given)")
 
 
 TEXTS = ("'Application ' || (n % 40), 'Some document or page number ' || (n % 5000) || ' – a title of usual length', "
@@ -490,7 +491,8 @@ def make_old_rows(place: Installation):
               f"'A', 'none', 1 from {series(place, users)}",
               "insert into tokens (digest, user_id, device_id, device_name, created_at) values "
               f"('{name}', 1, 'device', 'Desktop', 1)",
-              "insert into activities (user_id, digest, device_id, app_name, window_title, url, start_time, duration_seconds) "
+              "insert into activities (user_id, digest, device_id, app_name, window_title, url, start_time, "
+              "duration_seconds) "
               f"select 1 + n / {each}, {random}, 'device', {TEXTS}, {begin} + 30 * (n % {each}), 1 + n % 90 "
               f"from {series(place, count)} order by 1, 2")
 
@@ -539,7 +541,8 @@ def make_old_month(place: Installation, first: int, after: int) -> int:
     count = place.options.drop_rows
     name = f"runs_{OLD_MONTH[0]}_{OLD_MONTH[1]:02}"
     place.sql(f"begin; create table {name} (like runs including defaults); "
-              f"insert into {name} ({columns}) select {values.format('hashint8extended(n, 0)')} from {series(place, count)}; "
+              f"insert into {name} ({columns}) select {values.format('hashint8extended(n, 0)')} "
+              f"from {series(place, count)}; "
               f"alter table {name} add primary key (user_id, start_time, digest), "
               f"add constraint month check (start_time >= {first} and start_time < {after}); commit",
               f"alter table runs attach partition {name} for values from ({first}) to ({after})", days,
@@ -575,7 +578,8 @@ def drop(place: Installation) -> dict:
                "an upload of 10 rows before, 99 %": Figure(1000 * percentile(alone, 99), "ms"),
                "meanwhile, median": Figure(1000 * percentile(times, 50), "ms"),
                "meanwhile, the longest": Figure(1000 * max(times), "ms")}
-    return figures | ({"its size": Figure(size / MB, "MB")} if place.postgres else {"rows a second": Figure(count / seconds[0])})
+    return figures | ({"its size": Figure(size / MB, "MB")} if place.postgres else
+                      {"rows a second": Figure(count / seconds[0])})
 
 
 # sign-ins
