@@ -223,7 +223,8 @@ int serve(const Addresses& addresses, const CommandLine& line)
          .trustProxy = line.trustProxy,
          .publicUrl = line.publicUrl,
          .bodyFolder = temporaryFolder(),
-         .authenticate = [&api](const service::Request& request) { return api.authenticate(request); },
+         .authenticate =
+             [&api](const service::Request& request) { return api.authenticate(request); },
          .onServed =
              [&requests](const auto& served) {
                  requests.note(served);

@@ -201,8 +201,7 @@ DatabaseResult<std::monostate> Api::noteFailure(const SignInRequest& request,
     });
 }
 
-Answer
-Api::signIn(const Request& asked, const SignInRequest& request, const std::string& network)
+Answer Api::signIn(const Request& asked, const SignInRequest& request, const std::string& network)
 {
     // Before anything is computed: a flood of refused attempts costs a look into the database each.
     const auto early = look(request, network);
@@ -211,8 +210,8 @@ Api::signIn(const Request& asked, const SignInRequest& request, const std::strin
     std::optional<Answer> refused = refuseOften(early.value());
     if (refused && !early.value().fromKnownDevice)
         return *std::move(refused);
-    const auto patience =
-        std::chrono::ceil<std::chrono::milliseconds>(asked.began + kPatienceForAHash - Clock::now());
+    const auto patience = std::chrono::ceil<std::chrono::milliseconds>(
+        asked.began + kPatienceForAHash - Clock::now());
     auto turn = m_hasher.turn(std::max(patience, std::chrono::milliseconds(0)));
     if (!turn)
         return overloaded();

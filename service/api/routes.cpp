@@ -21,7 +21,10 @@ std::vector<Route> apiRoutes(Api& api, std::uint64_t largestUpload)
          .pattern = "/api/activity-log",
          .bodyLimit = largestUpload,
          .caller = Caller::Bearer,
-         .handler = [&api](Request& request) { return api.store(request); }},
+         .handler =
+             [&api](Request& request) {
+                 return api.store(request);
+             }},
     };
 }
 

@@ -14,10 +14,10 @@
 
 namespace service {
 
-/// How much of a user's rows is stored at most. Rows are counted in the background when a user first
-/// uploads, and again after an hour; in between what was sent is added, which is rather too much
-/// than too little, so before anybody is refused they are counted anew. Each instance knows of its
-/// own uploads only until it counts. Who cannot be counted is not refused. Any thread.
+/// How much of a user's rows is stored at most. Rows are counted in the background when a user
+/// first uploads, and again after an hour; in between what was sent is added, which is rather too
+/// much than too little, so before anybody is refused they are counted anew. Each instance knows of
+/// its own uploads only until it counts. Who cannot be counted is not refused. Any thread.
 class StorageQuota final
 {
 public:
@@ -44,9 +44,9 @@ public:
         bool m_kept = false;
     };
 
-    /// Room for an upload of so many bytes; nothing when the user has none, where others that are in
-    /// hand count as if they were stored. One upload may go beyond it. Waits for the database for who
-    /// seems to have no room.
+    /// Room for an upload of so many bytes; nothing when the user has none, where others that are
+    /// in hand count as if they were stored. One upload may go beyond it. Waits for the database
+    /// for who seems to have no room.
     [[nodiscard]] std::optional<Reservation> reserve(std::int64_t user, std::int64_t bytes);
 
     /// Whether the user had no room a moment ago. Does not block.

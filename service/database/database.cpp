@@ -73,14 +73,15 @@ Database::store(std::int64_t user, const UploadHead& head, const NextRows& next)
         first.push_back(next());
     const bool isLong = !first.back().empty() && first.size() > 1;
     auto taken = first.begin();
-    const NextRows rows = [&] { return taken != first.end() ? std::move(*taken++) : next(); };
-    auto stored =
-        isLong ? m_longUploads.run([&](DatabaseSession& session) {
-            return storeUpload(session, user, head, rows, m_turnsUsed);
-        })
-               : m_writing.run([&](DatabaseSession& session) {
-                     return storeUpload(session, user, head, rows);
-                 });
+    const NextRows rows = [&] {
+        return taken != first.end() ? std::move(*taken++) : next();
+    };
+    auto stored = isLong ? m_longUploads.run([&](DatabaseSession& session) {
+        return storeUpload(session, user, head, rows, m_turnsUsed);
+    })
+                         : m_writing.run([&](DatabaseSession& session) {
+                               return storeUpload(session, user, head, rows);
+                           });
     if (stored)
         m_rowsStored += static_cast<std::uint64_t>(stored.value());
     return stored;

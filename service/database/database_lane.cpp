@@ -109,7 +109,8 @@ bool DatabaseLane::attempt(std::unique_ptr<DatabaseSession>& session, const Work
             session = std::move(opened).value();
         }
         return work(session.get(), {});
-    } catch (...) { // without memory, or of what nobody waits for; another session knows nothing of it
+    } catch (
+        ...) { // without memory, or of what nobody waits for; another session knows nothing of it
         return false;
     }
 }

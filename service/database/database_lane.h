@@ -64,8 +64,8 @@ public:
     }
 
     /// Runs `job` some time later and does not wait for it; what comes of it, also what it throws,
-    /// is lost, so only for what may also be done another time. It is never done when many jobs wait
-    /// already, of which it says false, or the lane ends.
+    /// is lost, so only for what may also be done another time. It is never done when many jobs
+    /// wait already, of which it says false, or the lane ends.
     bool post(std::function<bool(DatabaseSession&)> job);
 
     struct Figures

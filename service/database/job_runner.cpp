@@ -273,11 +273,10 @@ DatabaseResult<std::monostate> JobRunner::run(std::unique_ptr<DatabaseSession>& 
             return noted;
         }
         const auto end = [&](std::chrono::seconds pause, std::optional<std::int64_t> failures) {
-            return letGo(
-                *session,
-                job,
-                m_name,
-                {.pause = pause, .result = step.value().result, .failures = failures});
+            return letGo(*session,
+                         job,
+                         m_name,
+                         {.pause = pause, .result = step.value().result, .failures = failures});
         };
         if (!step.value().more)
             return end(std::min(step.value().again.value_or(job.period), job.period), 0);

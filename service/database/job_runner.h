@@ -45,7 +45,7 @@ struct JobLine
     bool isRunning = false;
     std::optional<std::int64_t> finished; ///< when it was done, whatever has failed since
     std::int64_t failures = 0;            ///< one after the other, since it was done
-    std::string result; ///< of the last run, or what kept it from being done
+    std::string result;                   ///< of the last run, or what kept it from being done
 };
 
 [[nodiscard]] DatabaseResult<std::vector<JobLine>> listJobs(DatabaseSession& session);
@@ -78,8 +78,8 @@ private:
     [[nodiscard]] DatabaseResult<std::monostate> runDue(std::unique_ptr<DatabaseSession>& session);
     [[nodiscard]] DatabaseResult<std::monostate> run(std::unique_ptr<DatabaseSession>& session,
                                                      const Job& job);
-    [[nodiscard]] DatabaseResult<std::monostate> noteFailed(
-        std::unique_ptr<DatabaseSession>& session, const Job& job, const std::string& text);
+    [[nodiscard]] DatabaseResult<std::monostate>
+    noteFailed(std::unique_ptr<DatabaseSession>& session, const Job& job, const std::string& text);
     [[nodiscard]] DatabaseResult<bool> isAnotherDue(DatabaseSession& session, const Job& job) const;
     [[nodiscard]] bool isEnding();
 

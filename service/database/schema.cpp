@@ -248,7 +248,8 @@ DatabaseResult<int> migrate(DatabaseSession& session)
 
 Outcome prepareSchema(DatabaseSession& session)
 {
-    // Nothing is locked where there is nothing to do: others may be in the middle of something long.
+    // Nothing is locked where there is nothing to do: others may be in the middle of something
+    // long.
     auto before = versionOf(session);
     if (before && before.value() < kNewest)
         before = session.inExclusiveTransaction([&] { return migrate(session); });

@@ -8,8 +8,8 @@
 namespace service {
 
 /// Makes the tables of a new database and brings those of an older version up to date. Several
-/// processes may do so at the same time; where all is as it should be nobody is waited for. Fails for
-/// a database of a newer version.
+/// processes may do so at the same time; where all is as it should be nobody is waited for. Fails
+/// for a database of a newer version.
 [[nodiscard]] Outcome prepareSchema(DatabaseSession& session);
 
 /// Whether the tables are those of this version.

@@ -9,8 +9,8 @@
 namespace service {
 
 /// A lock that is had in the order in which it was asked for. SQLite's own, of which there is one,
-/// is had by whoever asks at the right moment, and nobody waits for it for longer than some seconds.
-/// Any thread.
+/// is had by whoever asks at the right moment, and nobody waits for it for longer than some
+/// seconds. Any thread.
 class WriteTurns final
 {
 public:

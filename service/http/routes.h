@@ -24,7 +24,8 @@ enum class Caller : std::uint8_t {
 enum class Work : std::uint8_t {
     /// Never blocks it; such a request is answered also when all threads for others are in use.
     Instant,
-    /// Asks no more than whose a request is, and has the threads for that: it does not wait for what
+    /// Asks no more than whose a request is, and has the threads for that: it does not wait for
+    /// what
     /// others have to do.
     Check,
     Blocking,

@@ -69,9 +69,7 @@ bool DatabaseWatch::lookAtReports()
 }
 
 /// Looks until it is told to stop.
-void DatabaseWatch::work(const std::stop_token& stop,
-                         Look& look,
-                         const std::function<bool()>& ask)
+void DatabaseWatch::work(const std::stop_token& stop, Look& look, const std::function<bool()>& ask)
 {
     std::unique_lock lock(m_mutex);
     while (!stop.stop_requested()) {

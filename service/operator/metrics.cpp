@@ -99,8 +99,7 @@ void exposeStored(Exposition& out, const StoredFigures& stored)
                "When this job is to be done the next time.");
     for (const JobLine& job : stored.jobs)
         out.sample(job.due, {{"name", job.name}});
-    out.family(
-        "velomira_job_finished_timestamp_seconds", "gauge", "When this job was last done.");
+    out.family("velomira_job_finished_timestamp_seconds", "gauge", "When this job was last done.");
     for (const JobLine& job : stored.jobs) {
         if (job.finished)
             out.sample(*job.finished, {{"name", job.name}});
@@ -244,10 +243,10 @@ metricsRoutes(const RequestFigures& requests, const Database& database, Database
 {
     static_cast<void>(processFigures()); // from now on
     const auto answer = [&requests, &database, &watch](Request&) {
-        return Answer{
-            .status = 200,
-            .body = metricsText(requests, database.figures(), watch.seen(), processFigures()),
-            .contentType = kContentType};
+        return Answer{.status = 200,
+                      .body =
+                          metricsText(requests, database.figures(), watch.seen(), processFigures()),
+                      .contentType = kContentType};
     };
     return {{.method = "GET", .pattern = "/metrics", .handler = answer, .anyHost = true}};
 }

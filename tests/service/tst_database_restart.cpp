@@ -41,9 +41,8 @@ private Q_SLOTS:
         QVERIFY(answer->body.contains("message"));
         QVERIFY(!answer->field("Retry-After").isEmpty());
         // The log says why, of which request.
-        const QString why =
-            QStringLiteral("velomira-service: request %1 failed: ")
-                .arg(QString::fromLatin1(answer->field("X-Request-Id")));
+        const QString why = QStringLiteral("velomira-service: request %1 failed: ")
+                                .arg(QString::fromLatin1(answer->field("X-Request-Id")));
         QTRY_VERIFY2(service.log().contains(why), qPrintable(service.log()));
         QCOMPARE(statusOf(requests::signIn(port)), 503);
         QVERIFY(postgres.resume());

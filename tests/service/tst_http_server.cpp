@@ -711,8 +711,9 @@ private Q_SLOTS:
         const auto session = service::DatabaseSession::open(server.address());
         QVERIFY(session && session.value()->run(QStringLiteral("begin immediate")));
         const QByteArray wrong = requests::signInBody(requests::kEmail, "wrong");
-        const QByteArray request = "POST /api/token HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
-                                   QByteArray::number(wrong.size()) + "\r\n\r\n" + wrong;
+        const QByteArray request =
+            "POST /api/token HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+            QByteArray::number(wrong.size()) + "\r\n\r\n" + wrong;
         RawHttpClient first(server.port());
         RawHttpClient second(server.port());
         QVERIFY(first.send(request) && second.send(request));

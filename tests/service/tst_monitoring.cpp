@@ -87,8 +87,7 @@ private Q_SLOTS:
             const auto address = service::parseDatabaseAddress(database.value());
             const auto opened = service::DatabaseSession::open(address.value());
             return opened &&
-                   opened.value()->run(
-                       QStringLiteral("set default_transaction_read_only = off")) &&
+                   opened.value()->run(QStringLiteral("set default_transaction_read_only = off")) &&
                    opened.value()->run(
                        QStringLiteral("alter database %1 set default_transaction_read_only = %2")
                            .arg(address.value().name, QLatin1String(value)));
@@ -98,7 +97,8 @@ private Q_SLOTS:
         QVERIFY(postgres.restart());
         QTRY_COMPARE_WITH_TIMEOUT(statusOf(get(service.port(), "/readyz")), 503, 30'000);
         // Not because it is away.
-        QTRY_VERIFY(service.log().contains(QLatin1String(" failed: the database takes no changes")));
+        QTRY_VERIFY(
+            service.log().contains(QLatin1String(" failed: the database takes no changes")));
         QCOMPARE(statusOf(get(service.port(), "/readyz")), 503);
         QVERIFY(setReadOnly("off"));
         QTRY_COMPARE_WITH_TIMEOUT(statusOf(get(service.port(), "/readyz")), 200, 30'000);
@@ -128,9 +128,9 @@ private Q_SLOTS:
         std::vector<std::unique_ptr<support::RawHttpClient>> clients;
         for (int i = 0; i < 40; ++i) { // more than there are threads for them
             clients.push_back(std::make_unique<support::RawHttpClient>(service.port()));
-            QVERIFY(clients.back()->send("POST /api/activity-log HTTP/1.1\r\n" +
-                                         requests::bearer(token) + "\r\nContent-Length: " +
-                                         QByteArray::number(body.size()) + "\r\n\r\n" + body));
+            QVERIFY(clients.back()->send(
+                "POST /api/activity-log HTTP/1.1\r\n" + requests::bearer(token) +
+                "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body));
         }
         const auto waiting = [&] {
             return figure(figures(service), "velomira_database_waiting{lane=\"writing\"}");

@@ -130,8 +130,7 @@ private Q_SLOTS:
         const ProcessFigures process = processFigures();
         QVERIFY(process.residentBytes > 1'000'000);
         QVERIFY(process.openFiles > 0);
-        const QString text =
-            QString::fromStdString(metricsText(requests, lanes, {}, process));
+        const QString text = QString::fromStdString(metricsText(requests, lanes, {}, process));
         for (const char* line : {"velomira_database_up 0",
                                  "velomira_report_database_up 0",
                                  "velomira_database_waiting{lane=\"writing\"} 2",
@@ -157,11 +156,11 @@ private Q_SLOTS:
                                              .failures = 6,
                                              .result = "all days have a pack"}},
                                    .read = 1'795'253'400};
-        const QString text = QString::fromStdString(
-            metricsText(RequestFigures(),
-                        {},
-                        {.isUp = true, .canReport = false, .stored = stored},
-                        ProcessFigures()));
+        const QString text =
+            QString::fromStdString(metricsText(RequestFigures(),
+                                               {},
+                                               {.isUp = true, .canReport = false, .stored = stored},
+                                               ProcessFigures()));
         for (const char* line : {"velomira_database_up 1",
                                  "velomira_report_database_up 0",
                                  "velomira_stored_read_timestamp_seconds 1795253400",

@@ -587,14 +587,13 @@ private Q_SLOTS:
         std::atomic<int> runs = 0;
         std::mutex mutex;
         std::vector<std::string> reports;
-        const std::vector<Job> jobs = {
-            {.name = "sometimes",
-             .period = std::chrono::hours(1),
-             .step = [&](DatabaseSession&) -> DatabaseResult<Job::Step> {
-                 if (++runs % 3 != 1)
-                     return DatabaseFailure{"it failed"};
-                 return Job::Step{.more = false, .result = "done"};
-             }}};
+        const std::vector<Job> jobs = {{.name = "sometimes",
+                                        .period = std::chrono::hours(1),
+                                        .step = [&](DatabaseSession&) -> DatabaseResult<Job::Step> {
+                                            if (++runs % 3 != 1)
+                                                return DatabaseFailure{"it failed"};
+                                            return Job::Step{.more = false, .result = "done"};
+                                        }}};
         const JobRunner runner(m_address, jobs, [&](const std::string& text) {
             {
                 const std::lock_guard lock(mutex);
