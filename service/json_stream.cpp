@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <simdjson.h>
 #include <system_error>
 #include <utility>
@@ -23,6 +24,32 @@ bool isPlain(char c)
 {
     const auto byte = static_cast<unsigned char>(c);
     return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
+}
+
+/// Whether all of 8 bytes are plain; it may also say no when they are.
+bool arePlain(const char* bytes)
+{
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    // The uppermost bit of a byte that is less than `n`, or behind one.
+    const auto less = [](std::uint64_t bytesOfWord, std::uint64_t n) {
+        return (bytesOfWord - kOnes * n) & ~bytesOfWord;
+    };
+    const std::uint64_t other =
+        word | less(word, 0x20) | less(word ^ (kOnes * '"'), 1) | less(word ^ (kOnes * '\\'), 1);
+    return (other & (kOnes * 0x80)) == 0;
+}
+
+/// How many bytes at the beginning of `text` are plain: most of all that is sent.
+std::size_t plainBytes(std::string_view text)
+{
+    std::size_t count = 0;
+    while (text.size() - count >= 8 && arePlain(text.data() + count))
+        count += 8;
+    while (count < text.size() && isPlain(text[count]))
+        ++count;
+    return count;
 }
 
 bool isOfANumber(int c)
@@ -115,23 +142,11 @@ JsonStream::JsonStream(Source source, std::uint64_t offset)
 {
 }
 
-int JsonStream::peek()
+int JsonStream::peekFurther()
 {
-    if (m_at == m_window.size()) {
-        m_base += std::exchange(m_at, 0);
-        m_window = m_failed ? std::string_view() : m_source(m_base);
-        if (m_window.empty())
-            return kEnd;
-    }
-    return static_cast<unsigned char>(m_window[m_at]);
-}
-
-int JsonStream::take()
-{
-    const int c = peek();
-    if (c != kEnd)
-        ++m_at;
-    return c;
+    m_base += std::exchange(m_at, 0);
+    m_window = m_failed ? std::string_view() : m_source(m_base);
+    return m_window.empty() ? kEnd : static_cast<unsigned char>(m_window.front());
 }
 
 void JsonStream::fail()
@@ -198,8 +213,7 @@ std::size_t JsonStream::readString(std::string* out, std::size_t most)
             return characters;
         }
         const std::string_view left = m_window.substr(m_at);
-        const auto run =
-            static_cast<std::size_t>(std::ranges::find_if_not(left, isPlain) - left.begin());
+        const std::size_t run = plainBytes(left);
         if (run > 0) {
             m_at += run;
             characters += run;

@@ -70,8 +70,20 @@ public:
     [[nodiscard]] bool isAtEnd();
 
 private:
-    [[nodiscard]] int peek();
-    [[nodiscard]] int take();
+    // These two are called for nearly every byte.
+    [[nodiscard]] int peek()
+    {
+        return m_at < m_window.size() ? static_cast<unsigned char>(m_window[m_at]) : peekFurther();
+    }
+
+    [[nodiscard]] int take()
+    {
+        const int c = peek();
+        m_at += c < 0 ? 0U : 1U;
+        return c;
+    }
+
+    [[nodiscard]] int peekFurther();
     void fail();
     void skipBlanks();
     [[nodiscard]] bool nextItem(char end);

@@ -10,6 +10,7 @@
 #include "service/http/request_body.h"
 #include "service/http/server.h"
 #include "service/operator/commands.h"
+#include "service/operator/database_watch.h"
 #include "service/operator/health.h"
 #include "service/operator/metrics.h"
 #include "service/operator/service_manager.h"
@@ -21,18 +22,22 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <poll.h>
+#include <stop_token>
 #include <string>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -43,6 +48,9 @@ using service::DatabaseSession;
 
 constexpr std::size_t kUploadsInFiles = 4;
 constexpr std::chrono::seconds kPatienceForTheLog(1);
+// The end takes no longer, whatever is in hand; and from when the requests are answered on.
+constexpr std::chrono::seconds kLongestEnd(16);
+constexpr std::chrono::seconds kLongestRestOfTheEnd(5);
 // What they have in hand is at most 64 MiB of buffers, and leaves the others theirs.
 constexpr std::size_t kConnectionsOfAnAddress = 512;
 constexpr std::size_t kConnectionsForFigures = 32;
@@ -145,6 +153,50 @@ void announce(const char* what, const std::string& address, int port, const char
                 path);
 }
 
+/// Ends the process when its time has come, if it has not ended by then: what is in hand at a
+/// database that does not answer cannot be broken off, and is lost to nobody: uploads that were not
+/// acknowledged come again, and another instance takes up what a job has left.
+class LastMoment final
+{
+public:
+    explicit LastMoment(std::chrono::seconds left)
+        : m_end(Clock::now() + left)
+        , m_thread([this](const std::stop_token& stop) { wait(stop); })
+    {
+    }
+
+    /// It comes after so long from now, if that is sooner.
+    void isWithin(std::chrono::seconds left)
+    {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_end = std::min(m_end, Clock::now() + left);
+        }
+        m_changed.notify_all();
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void wait(const std::stop_token& stop)
+    {
+        std::unique_lock lock(m_mutex);
+        while (!stop.stop_requested() && Clock::now() < m_end) {
+            const auto end = m_end;
+            m_changed.wait_until(lock, stop, end, [&] { return m_end != end; });
+        }
+        if (stop.stop_requested())
+            return;
+        service::flushLog(kPatienceForTheLog);
+        std::_Exit(EXIT_SUCCESS);
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable_any m_changed;
+    Clock::time_point m_end;
+    std::jthread m_thread; // the last one, so that the rest is there when it begins
+};
+
 void waitFor(int stop)
 {
     pollfd watched = {.fd = stop, .events = POLLIN, .revents = 0};
@@ -174,6 +226,7 @@ int serve(const Addresses& addresses, const CommandLine& line)
 {
     const int stop = terminationDescriptor();
     ::signal(SIGPIPE, SIG_IGN);
+    std::optional<LastMoment> lastMoment; // until all of the rest has been taken down
     const service::ServiceManager manager(QProcessEnvironment::systemEnvironment());
     service::PasswordHasher hasher;
     service::Database database(addresses.database, addresses.reports);
@@ -191,7 +244,8 @@ int serve(const Addresses& addresses, const CommandLine& line)
          .trustProxy = line.trustProxy,
          .publicUrl = line.publicUrl,
          .bodyFolder = temporaryFolder(),
-         .authenticate = [&api](const std::string& header) { return api.authenticate(header); },
+         .authenticate =
+             [&api](const service::Request& request) { return api.authenticate(request); },
          .onServed =
              [&requests](const auto& served) {
                  requests.note(served);
@@ -199,10 +253,12 @@ int serve(const Addresses& addresses, const CommandLine& line)
     const auto port = server.listen(line.address, line.port);
     if (!port)
         return complain(port.error().text);
+    std::optional<service::DatabaseWatch> watch;
     std::optional<service::HttpServer> metrics;
     std::optional<int> metricsPort;
     if (line.metrics) {
-        metrics.emplace(service::metricsRoutes(requests, database), settingsOfMetrics());
+        watch.emplace(database);
+        metrics.emplace(service::metricsRoutes(requests, database, *watch), settingsOfMetrics());
         const auto bound = metrics->listen(line.metrics->address, line.metrics->port);
         if (!bound)
             return complain(bound.error().text);
@@ -212,17 +268,22 @@ int serve(const Addresses& addresses, const CommandLine& line)
     if (line.metrics && metricsPort)
         announce("figures at", line.metrics->address, *metricsPort, "/metrics");
     std::fflush(stdout);
-    const service::JobRunner jobs(addresses.database, service::usualJobs(line.retention));
+    service::JobRunner jobs(addresses.database,
+                            service::usualJobs(line.retention),
+                            [](const std::string& text) { service::writeTrouble(text); });
     const service::Watchdog watchdog(
         manager, [&server](std::function<void()> work) { server.post(std::move(work)); });
     manager.tell("READY=1");
     waitFor(stop);
     manager.tell("STOPPING=1");
+    lastMoment.emplace(kLongestEnd);
+    jobs.askToEnd();
     const bool ended = server.serve(stop);
     service::flushLog(kPatienceForTheLog);
     // Threads that cannot be broken off would still use what is about to be taken down.
     if (!ended)
         std::_Exit(EXIT_SUCCESS);
+    lastMoment->isWithin(kLongestRestOfTheEnd);
     return EXIT_SUCCESS;
 }
 
@@ -245,8 +306,8 @@ int run(const CommandLine& line)
     if (line.action != CommandLine::Action::Serve)
         return service::runCommand(*session, line);
     session.reset();
-    if (addresses.value().reports)
-        tryReports(*addresses.value().reports);
+    if (const std::optional<DatabaseAddress>& reports = addresses.value().reports)
+        tryReports(*reports);
     return serve(addresses.value(), line);
 }
 

@@ -4,6 +4,7 @@
 
 #include "base/iso8601.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace service {
@@ -17,6 +18,9 @@ constexpr std::size_t kLongestTime = 64;
 // A portion is bounded in both, as long titles are rare.
 constexpr std::size_t kRowsOfAPortion = 2000;
 constexpr std::size_t kBytesOfAPortion = 2UL << 20U;
+// As much as nearly every upload comes to is kept from the first pass, since many wait for their
+// turn at a time.
+constexpr std::size_t kBytesToKeep = 256UL << 10U;
 
 using Kind = JsonStream::Kind;
 
@@ -69,9 +73,9 @@ public:
         number = read.value_or(0);
     }
 
-    void readTime(JsonStream& json, std::int64_t& seconds)
+    /// `text` is overwritten.
+    void readTime(JsonStream& json, std::int64_t& seconds, std::string& text)
     {
-        std::string text;
         const bool isText = readString(json, &text, kLongestTime);
         const auto read = isText && m_characters == text.size() ? platform::secondsFromUtcText(text)
                                                                 : std::nullopt;
@@ -174,7 +178,7 @@ readRow(JsonStream& json, std::size_t number, UploadedActivity* row, std::string
         else if (members.duration.isFirst(key))
             members.duration.readInteger(json, seconds);
         else if (members.start.isFirst(key))
-            members.start.readTime(json, time);
+            members.start.readTime(json, time, key); // which is known by now
         else
             json.skip();
     }
@@ -219,19 +223,12 @@ Result<UploadHead, Fault> UploadReader::check()
         if (device.isFirst(key)) {
             static_cast<void>(device.readString(json, &head.deviceId, 4 * kLongestDeviceId));
         } else if (timestamp.isFirst(key)) {
-            timestamp.readTime(json, head.syncTimestamp);
+            timestamp.readTime(json, head.syncTimestamp, key);
         } else if (interval.isFirst(key)) {
             interval.readInteger(json, head.intervalMinutes);
         } else if (activities.isFirst(key) && json.next() == Kind::Array) {
             activities.validate();
-            m_firstRow = json.offset();
-            json.enter();
-            std::string member;
-            for (std::size_t number = 0; json.nextElement(); ++number) {
-                auto fault = readRow(json, number, nullptr, member);
-                if (fault && !rowFault)
-                    rowFault = std::move(fault);
-            }
+            rowFault = readRows(json);
         } else {
             json.skip();
         }
@@ -256,13 +253,38 @@ Result<UploadHead, Fault> UploadReader::check()
     return head;
 }
 
+/// The array of the first pass; the first fault in it.
+std::optional<Fault> UploadReader::readRows(JsonStream& json)
+{
+    m_firstRow = json.offset();
+    json.enter();
+    std::optional<Fault> first;
+    std::string key;
+    std::size_t bytes = 0;
+    for (; json.nextElement(); ++m_rowCount) {
+        const bool keeps = bytes < kBytesToKeep && m_rowCount < kRowsOfAPortion;
+        UploadedActivity* const row = keeps ? &m_kept.emplace_back() : nullptr;
+        auto fault = readRow(json, m_rowCount, row, key);
+        if (fault && !first)
+            first = std::move(fault);
+        bytes += row != nullptr ? bytesOf(*row) : 0;
+    }
+    m_ended = m_kept.size() == m_rowCount;
+    if (!m_ended)
+        m_kept = {};
+    return first;
+}
+
 std::vector<UploadedActivity> UploadReader::next()
 {
-    std::vector<UploadedActivity> rows;
+    std::vector<UploadedActivity> rows = std::exchange(m_kept, {});
+    if (m_ended)
+        return rows;
     if (!m_rows) {
         m_rows.emplace(m_source, m_firstRow);
         m_rows->enter();
     }
+    rows.reserve(std::min(m_rowCount, kRowsOfAPortion));
     std::string key;
     std::size_t bytes = 0;
     while (!m_ended && rows.size() < kRowsOfAPortion && bytes < kBytesOfAPortion) {

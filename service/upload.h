@@ -39,7 +39,7 @@ struct UploadHead
     bool operator==(const UploadHead&) const = default;
 };
 
-/// Gives the next rows, at most some thousands; empty at the end. Called on the lane's thread.
+/// Gives the next rows, at most some thousands; empty at the end. One thread at a time.
 using NextRows = std::function<std::vector<UploadedActivity>()>;
 
 /// The rows of one upload that are stored together.
@@ -70,8 +70,12 @@ public:
     [[nodiscard]] std::vector<UploadedActivity> next();
 
 private:
+    [[nodiscard]] std::optional<Fault> readRows(JsonStream& json);
+
     JsonStream::Source m_source;
     std::uint64_t m_firstRow = 0;
+    std::size_t m_rowCount = 0;
+    std::vector<UploadedActivity> m_kept; ///< all of them, if they are few
     std::optional<JsonStream> m_rows;
     bool m_ended = false;
 };

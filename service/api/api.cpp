@@ -33,12 +33,17 @@ std::string keyOfAccount(const SignInRequest& request)
     return digestOf({platform::asciiLower(request.email)});
 }
 
-Answer unavailable(const DatabaseFailure& failure)
+Answer unavailable(const DatabaseFailure& failure, const Request& request)
 {
-    writeTrouble(failure.text);
+    writeTrouble(failure.text, request.id);
     Answer answer = refusal(503, "The database cannot be used at the moment");
     answer.retryAfter = kRetryAfterTrouble;
     return answer;
+}
+
+Answer noRoom()
+{
+    return refusal(507, "There is no room for more rows of this account");
 }
 
 Answer overloaded()
@@ -93,17 +98,57 @@ struct Api::Attempt
     bool fromKnownDevice = false;
 };
 
-Answer Api::signIn(std::string body, const std::string& peer, Clock::time_point began)
+/// Counts from here on, though it may take a while until it is in the database. So the place of the
+/// hash, which others wait for, need not be kept until then.
+class Api::UnnotedFailure final
 {
-    auto request = decodeSignInRequest(std::move(body));
-    if (!request)
-        return refusal(request.error());
-    const auto forget = qScopeGuard([&request] { platform::wipe(request.value().password); });
-    return signIn(request.value(), digestOf({peerKey(peer)}), began);
+public:
+    UnnotedFailure(Api& api, const std::string& account, const std::string& network)
+        : m_api(api)
+    {
+        const std::lock_guard lock(m_api.m_mutex);
+        m_place = m_api.m_unnoted.emplace(account, network);
+    }
+
+    UnnotedFailure(const UnnotedFailure&) = delete;
+    UnnotedFailure& operator=(const UnnotedFailure&) = delete;
+
+    ~UnnotedFailure()
+    {
+        const std::lock_guard lock(m_api.m_mutex);
+        m_api.m_unnoted.erase(m_place);
+    }
+
+private:
+    Api& m_api;
+    decltype(m_api.m_unnoted)::iterator m_place;
+};
+
+Failures Api::unnoted(const std::string& account, const std::string& network)
+{
+    Failures found;
+    const std::lock_guard lock(m_mutex);
+    for (const auto& [ofAccount, ofNetwork] : m_unnoted) {
+        found.here += ofAccount == account && ofNetwork == network ? 1 : 0;
+        found.ofAccount += ofAccount == account ? 1 : 0;
+        found.ofNetwork += ofNetwork == network ? 1 : 0;
+    }
+    return found;
+}
+
+Answer Api::signIn(Request& request)
+{
+    auto decoded = decodeSignInRequest(request.body->takeText());
+    if (!decoded)
+        return refusal(decoded.error());
+    const auto forget = qScopeGuard([&decoded] { platform::wipe(decoded.value().password); });
+    return signIn(request, decoded.value(), digestOf({peerKey(request.peer)}));
 }
 
 DatabaseResult<Api::Attempt> Api::look(const SignInRequest& request, const std::string& network)
 {
+    // First, so that one that is being noted is rather counted twice than not at all.
+    const Failures more = unnoted(keyOfAccount(request), network);
     return m_database.read([&](DatabaseSession& session) -> DatabaseResult<Attempt> {
         Attempt attempt;
         const auto user = findUser(session, request.email);
@@ -114,6 +159,11 @@ DatabaseResult<Api::Attempt> Api::look(const SignInRequest& request, const std::
         if (!failures)
             return failures.error();
         attempt.failures = failures.value();
+        attempt.failures.here += more.here;
+        attempt.failures.ofAccount += more.ofAccount;
+        attempt.failures.ofNetwork += more.ofNetwork;
+        if (attempt.failures.oldest == 0)
+            attempt.failures.oldest = secondsNow();
         if (!attempt.user)
             return attempt;
         const auto known = isKnownDevice(session, attempt.user->id, request.deviceId);
@@ -151,25 +201,24 @@ DatabaseResult<std::monostate> Api::noteFailure(const SignInRequest& request,
     });
 }
 
-Answer
-Api::signIn(const SignInRequest& request, const std::string& network, Clock::time_point began)
+Answer Api::signIn(const Request& asked, const SignInRequest& request, const std::string& network)
 {
     // Before anything is computed: a flood of refused attempts costs a look into the database each.
     const auto early = look(request, network);
     if (!early)
-        return unavailable(early.error());
+        return unavailable(early.error(), asked);
     std::optional<Answer> refused = refuseOften(early.value());
     if (refused && !early.value().fromKnownDevice)
         return *std::move(refused);
-    const auto patience =
-        std::chrono::ceil<std::chrono::milliseconds>(began + kPatienceForAHash - Clock::now());
+    const auto patience = std::chrono::ceil<std::chrono::milliseconds>(
+        asked.began + kPatienceForAHash - Clock::now());
     auto turn = m_hasher.turn(std::max(patience, std::chrono::milliseconds(0)));
     if (!turn)
         return overloaded();
     // Again: the attempts that came with this one may have failed meanwhile.
     const auto attempt = look(request, network);
     if (!attempt)
-        return unavailable(attempt.error());
+        return unavailable(attempt.error(), asked);
     const std::optional<User>& user = attempt.value().user;
     refused = refuseOften(attempt.value());
     if (refused && !attempt.value().fromKnownDevice)
@@ -177,72 +226,80 @@ Api::signIn(const SignInRequest& request, const std::string& network, Clock::tim
     const bool valid =
         turn->verify(request.password, user ? std::optional(user->passwordHash) : std::nullopt);
     if (!valid || !user) {
-        // Before others get their turn, so that they see it.
+        const UnnotedFailure failure(*this, keyOfAccount(request), network);
+        turn.reset(); // others need no longer wait, and see it
         if (const auto noted = noteFailure(request, network); !noted)
-            return unavailable(noted.error());
+            return unavailable(noted.error(), asked);
         return refused ? *std::move(refused) : wrongPassword(user);
     }
     turn.reset(); // others need no longer wait
-    return welcome(request, network, *user, attempt.value().failures);
+    return welcome(asked, request, network, attempt.value());
 }
 
-Answer Api::welcome(const SignInRequest& request,
+Answer Api::welcome(const Request& asked,
+                    const SignInRequest& request,
                     const std::string& network,
-                    const User& user,
-                    const Failures& failures)
+                    const Attempt& attempt)
 {
+    const User& user = *attempt.user;
     const std::string token = newToken();
     const auto added = m_database.addToken(user, token, request);
     if (!added)
-        return unavailable(added.error());
+        return unavailable(added.error(), asked);
     if (!added.value())
         return wrongPassword(user);
-    if (failures.here > 0) {
+    if (attempt.failures.here > 0) {
         const auto cleared = m_database.write([&](DatabaseSession& session) {
             return clearFailures(session, keyOfAccount(request), network);
         });
         if (!cleared) // is of no importance for the one who has signed in
-            writeTrouble(cleared.error().text);
+            writeTrouble(cleared.error().text, asked.id);
     }
     return signedIn(user, token);
 }
 
-Result<std::int64_t, Answer> Api::authenticate(const std::string& authorization)
+Result<std::int64_t, Answer> Api::authenticate(const Request& request)
 {
     const Answer refused = refusal(401, "The token is missing or not valid; sign in again");
+    const std::string authorization = request.value("authorization");
     const std::string_view header(authorization);
     if (platform::asciiLower(header.substr(0, kBearer.size())) != kBearer)
         return refused;
     const auto found = m_database.sessionOfToken(std::string(header.substr(kBearer.size())));
     if (!found)
-        return unavailable(found.error());
+        return unavailable(found.error(), request);
     const std::optional<Session>& session = found.value();
     if (!session)
         return refused;
     // The only route that asks stores rows.
     if (!session->mayUpload())
         return refusal(403, "The token is not for uploads");
+    // Before the body is sent.
+    if (m_quota && m_quota->isKnownToBeFull(session->user)) {
+        Answer full = noRoom();
+        full.user = session->user;
+        return full;
+    }
     return session->user;
 }
 
-Answer Api::store(std::int64_t user, RequestBody& body)
+Answer Api::store(Request& request)
 {
-    if (m_quota) {
-        const auto used = m_quota->isUsedUp(user);
-        if (!used)
-            return unavailable(used.error());
-        if (used.value())
-            return refusal(507, "There is no room for more rows of this account");
-    }
+    const std::int64_t user = *request.user;
+    RequestBody& body = *request.body;
+    std::optional<StorageQuota::Reservation> reserved =
+        m_quota ? m_quota->reserve(user, static_cast<std::int64_t>(body.size())) : std::nullopt;
+    if (m_quota && !reserved)
+        return noRoom();
     UploadReader reader([&body](std::uint64_t offset) { return body.piece(offset); });
     const auto head = reader.check();
     if (!head)
         return refusal(head.error());
     const auto stored = m_database.store(user, head.value(), [&reader] { return reader.next(); });
     if (!stored)
-        return unavailable(stored.error());
-    if (m_quota)
-        m_quota->add(user, static_cast<std::int64_t>(body.size()));
+        return unavailable(stored.error(), request);
+    if (reserved)
+        reserved->keep();
     return {.status = 201,
             .body = R"({"success":true,"stored":)" + std::to_string(stored.value()) + '}'};
 }

@@ -5,14 +5,17 @@
 #include "service/answer.h"
 #include "service/api/storage_quota.h"
 #include "service/database/database.h"
-#include "service/http/request_body.h"
+#include "service/http/request.h"
 #include "service/password_hasher.h"
 #include "service/result.h"
 
 #include <chrono>
 #include <cstdint>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <variant>
 
 namespace service {
@@ -42,27 +45,28 @@ public:
 
     Api(Database& database, PasswordHasher& hasher, const Limits& limits);
 
-    /// POST /api/token with `body` from the address `peer`, of a request that began at `began`: who
-    /// has waited too long since then is put off.
-    [[nodiscard]] Answer signIn(std::string body, const std::string& peer, Clock::time_point began);
+    /// POST /api/token. Who has waited too long since the request began is put off.
+    [[nodiscard]] Answer signIn(Request& request);
 
     /// Whose request it is, by its header Authorization; else how it is answered.
-    [[nodiscard]] Result<std::int64_t, Answer> authenticate(const std::string& authorization);
+    [[nodiscard]] Result<std::int64_t, Answer> authenticate(const Request& request);
 
-    /// POST /api/activity-log with `body` from an authenticated user.
-    [[nodiscard]] Answer store(std::int64_t user, RequestBody& body);
+    /// POST /api/activity-log of an authenticated user.
+    [[nodiscard]] Answer store(Request& request);
 
 private:
     struct Attempt;
+    class UnnotedFailure;
 
     [[nodiscard]] Answer
-    signIn(const SignInRequest& request, const std::string& network, Clock::time_point began);
-    [[nodiscard]] Answer welcome(const SignInRequest& request,
+    signIn(const Request& asked, const SignInRequest& request, const std::string& network);
+    [[nodiscard]] Answer welcome(const Request& asked,
+                                 const SignInRequest& request,
                                  const std::string& network,
-                                 const User& user,
-                                 const Failures& failures);
+                                 const Attempt& attempt);
     [[nodiscard]] DatabaseResult<Attempt> look(const SignInRequest& request,
                                                const std::string& network);
+    [[nodiscard]] Failures unnoted(const std::string& account, const std::string& network);
     [[nodiscard]] std::optional<Answer> refuseOften(const Attempt& attempt) const;
     [[nodiscard]] DatabaseResult<std::monostate> noteFailure(const SignInRequest& request,
                                                              const std::string& network);
@@ -71,6 +75,9 @@ private:
     PasswordHasher& m_hasher;
     Limits m_limits;
     std::optional<StorageQuota> m_quota;
+    std::mutex m_mutex;
+    /// The failures that are not in the database yet, by account and network.
+    std::multiset<std::pair<std::string, std::string>> m_unnoted;
 };
 
 } // namespace service

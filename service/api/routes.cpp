@@ -15,10 +15,7 @@ std::vector<Route> apiRoutes(Api& api, std::uint64_t largestUpload)
          .pattern = "/api/token",
          .bodyLimit = kLongestSignIn,
          .caller = Caller::Anybody,
-         .handler =
-             [&api](Request& request) {
-                 return api.signIn(request.body->takeText(), request.peer, request.began);
-             },
+         .handler = [&api](Request& request) { return api.signIn(request); },
          .work = Work::Long},
         {.method = "POST",
          .pattern = "/api/activity-log",
@@ -26,7 +23,7 @@ std::vector<Route> apiRoutes(Api& api, std::uint64_t largestUpload)
          .caller = Caller::Bearer,
          .handler =
              [&api](Request& request) {
-                 return api.store(*request.user, *request.body);
+                 return api.store(request);
              }},
     };
 }

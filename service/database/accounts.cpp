@@ -388,7 +388,6 @@ DatabaseResult<std::int64_t> deleteExpired(DatabaseSession& session, std::int64_
     const std::vector<std::pair<QString, std::int64_t>> statements = {
         // all users
         {QStringLiteral("delete from sessions where expires <= ?"), now},
-        {QStringLiteral("delete from invitations where expires <= ?"), now},
         {QStringLiteral("delete from failures where at <= ?"),
          (now - kFailureSeconds) * 1'000'000}};
     for (const auto& [statement, limit] : statements) {
@@ -485,38 +484,6 @@ DatabaseResult<std::vector<UserLine>> listUsers(DatabaseSession& session)
                          .isDisabled = row.value(4).toLongLong() != 0,
                          .created = row.value(5).toLongLong() / 1'000'000});
     return users;
-}
-
-DatabaseResult<std::monostate>
-addInvitation(DatabaseSession& session, const std::string& code, const Invitation& invitation)
-{
-    const auto added =
-        session.run(QStringLiteral("insert into invitations (digest, email, is_admin, created, "
-                                   "expires) values (?, ?, ?, ?, ?)"),
-                    {storedText(digestOf({code})),
-                     storedText(invitation.email),
-                     number(invitation.isAdmin ? 1 : 0),
-                     number(secondsNow()),
-                     number(invitation.expires)});
-    if (!added)
-        return added.error();
-    return std::monostate();
-}
-
-DatabaseResult<std::optional<Invitation>> takeInvitation(DatabaseSession& session,
-                                                         const std::string& code)
-{
-    auto taken = session.run(QStringLiteral("delete from invitations where digest = ? "
-                                            "returning email, is_admin, expires"),
-                             {storedText(digestOf({code}))});
-    if (!taken)
-        return taken.error();
-    QSqlQuery& row = taken.value();
-    if (!row.next() || row.value(2).toLongLong() <= secondsNow())
-        return std::optional<Invitation>();
-    return std::optional(Invitation{.email = row.value(0).toString().toStdString(),
-                                    .isAdmin = row.value(1).toLongLong() != 0,
-                                    .expires = row.value(2).toLongLong()});
 }
 
 DatabaseResult<std::monostate>

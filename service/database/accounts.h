@@ -122,7 +122,7 @@ noteUse(DatabaseSession& session, const Session& used, std::int64_t now);
 [[nodiscard]] DatabaseResult<bool>
 endSession(DatabaseSession& session, std::int64_t user, const std::string& id);
 
-/// Deletes what has expired: sessions, invitations, failures. A step of a job.
+/// Deletes what has expired: sessions and failures. A step of a job.
 [[nodiscard]] DatabaseResult<std::int64_t> deleteExpired(DatabaseSession& session,
                                                          std::int64_t now);
 
@@ -160,21 +160,6 @@ struct UserLine
 
 /// All of them, by number.
 [[nodiscard]] DatabaseResult<std::vector<UserLine>> listUsers(DatabaseSession& session);
-
-struct Invitation
-{
-    std::string email;
-    bool isAdmin = false;
-    std::int64_t expires = 0; ///< seconds since 1970
-};
-
-/// Makes `code` good for one sign-up.
-[[nodiscard]] DatabaseResult<std::monostate>
-addInvitation(DatabaseSession& session, const std::string& code, const Invitation& invitation);
-
-/// Takes it: it is good once. Nothing when it is not valid (any more).
-[[nodiscard]] DatabaseResult<std::optional<Invitation>> takeInvitation(DatabaseSession& session,
-                                                                       const std::string& code);
 
 /// Failed sign-ins count for so long.
 inline constexpr std::int64_t kFailureSeconds = 15LL * 60;

@@ -11,14 +11,18 @@
 #include "service/database/token.h"
 #include "service/history/day_pack.h"
 
+#include <QByteArray>
 #include <QStringList>
 
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <limits>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <tuple>
+#include <utility>
 
 namespace service {
 
@@ -85,29 +89,6 @@ private:
     std::string m_text;
 };
 
-/// The columns that a row brings with it, in the order of their places in a statement.
-struct Given
-{
-    QVariant start;
-    QVariant digest;
-    QVariant seconds;
-    QVariant app;
-    QVariant title;
-    QVariant url;
-    QVariant site;
-};
-
-Given given(const StoredActivity& row)
-{
-    return {.start = number(row.activity->startTime),
-            .digest = number(row.digest),
-            .seconds = number(row.durationSeconds),
-            .app = storedText(row.activity->appName),
-            .title = storedOptional(row.activity->windowTitle),
-            .url = storedOptional(row.activity->url),
-            .site = storedOptional(siteOf(*row.activity))};
-}
-
 /// All of `rows` in arrays.
 QVariantList arraysOf(const std::vector<StoredActivity>& rows)
 {
@@ -143,18 +124,50 @@ constexpr auto kKeepTheGreater = " on conflict (user_id, start_time, digest) do 
                                  "duration_seconds = excluded.duration_seconds "
                                  "where excluded.duration_seconds > runs.duration_seconds";
 
-/// Runs `statement` for every row, which SQLite does faster than it reads JSON.
+/// `text` as storedText() has it, for a place in a statement that makes a text of bytes.
+QVariant storedBytes(std::string_view text)
+{
+    QByteArray bytes(text.data(), static_cast<qsizetype>(text.size()));
+    if (text.find('\0') != text.npos)
+        bytes.replace('\0', "\xE2\x90\x80"); // U+2400
+    return bytes;
+}
+
+QVariant storedBytes(const std::optional<std::string>& text)
+{
+    return text ? storedBytes(std::string_view(*text)) : QVariant();
+}
+
+/// The columns of a row in SQLite.
+constexpr auto kNamedValues = ":start, :digest, :seconds, cast(:app as text), "
+                              "cast(:title as text), cast(:url as text), cast(:site as text)";
+
+using Common = std::initializer_list<std::pair<QString, std::int64_t>>;
+
+/// Runs `statement` for every row, which SQLite does faster than it reads JSON, with values that
+/// are the same for all. Qt spends more time on a value that goes by its place, for which it makes
+/// up a name, than SQLite on storing it, and would have texts turned into UTF-16 and back.
 DatabaseResult<std::monostate> runForEach(DatabaseSession& session,
                                           const QString& statement,
-                                          const QVariantList& before,
+                                          const Common& common,
                                           const std::vector<StoredActivity>& rows)
 {
+    const auto prepared = session.prepareKept(statement);
+    if (!prepared)
+        return prepared.error();
+    QSqlQuery& query = *prepared.value();
+    for (const auto& [name, value] : common)
+        query.bindValue(name, number(value));
     for (const StoredActivity& row : rows) {
-        const Given columns = given(row);
-        QVariantList values = before;
-        values << columns.start << columns.digest << columns.seconds << columns.app << columns.title
-               << columns.url << columns.site;
-        if (const auto done = session.runKept(statement, values); !done)
+        query.bindValue(QStringLiteral(":start"), number(row.activity->startTime));
+        query.bindValue(QStringLiteral(":digest"), number(row.digest));
+        query.bindValue(QStringLiteral(":seconds"), number(row.durationSeconds));
+        query.bindValue(QStringLiteral(":app"),
+                        storedBytes(std::string_view(row.activity->appName)));
+        query.bindValue(QStringLiteral(":title"), storedBytes(row.activity->windowTitle));
+        query.bindValue(QStringLiteral(":url"), storedBytes(row.activity->url));
+        query.bindValue(QStringLiteral(":site"), storedBytes(siteOf(*row.activity)));
+        if (const auto done = DatabaseSession::execute(query, {}); !done)
             return done.error();
     }
     return std::monostate();
@@ -168,7 +181,8 @@ DatabaseResult<std::monostate> clearStaged(DatabaseSession& session)
                          "start_time bigint not null, digest bigint not null, "
                          "duration_seconds bigint not null, app_name text not null, "
                          "window_title text, url text, site text, "
-                         "primary key (start_time, digest))"),
+                         "primary key (start_time, digest))") +
+              (session.isPostgreSql() ? QString() : QStringLiteral(" without rowid")),
           session.isPostgreSql() ? QStringLiteral("truncate staged_runs")
                                  : QStringLiteral("delete from staged_runs")}) {
         if (const auto done = session.run(statement); !done)
@@ -198,9 +212,13 @@ DatabaseResult<std::monostate> stage(DatabaseSession& session,
             return done.error();
         return std::monostate();
     }
-    return session.inTransaction([&] {
-        return runForEach(
-            session, columns + QStringLiteral("values (?, ?, ?, ?, ?, ?, ?)") + addUp, {}, rows);
+    // One that locks nothing but the session's own table.
+    return session.inSnapshot([&] {
+        return runForEach(session,
+                          columns + QStringLiteral("values (%1)").arg(QLatin1String(kNamedValues)) +
+                              addUp,
+                          {},
+                          rows);
     });
 }
 
@@ -365,6 +383,12 @@ std::string digestOfRow(const std::string& deviceId, const UploadedActivity& row
         {deviceId, std::to_string(row.startTime), row.appName, row.windowTitle, row.url});
 }
 
+std::int64_t keyOfRow(const std::string& deviceId, const UploadedActivity& row)
+{
+    return static_cast<std::int64_t>(
+        keyOf({deviceId, std::to_string(row.startTime), row.appName, row.windowTitle, row.url}));
+}
+
 std::int64_t keyOfDigest(std::string_view digest)
 {
     constexpr std::string_view kAlphabet =
@@ -384,7 +408,7 @@ std::vector<StoredActivity> rowsToStore(const std::string& deviceId,
     std::vector<StoredActivity> rows;
     rows.reserve(activities.size());
     for (const UploadedActivity& activity : activities)
-        rows.push_back({.digest = keyOfDigest(digestOfRow(deviceId, activity)),
+        rows.push_back({.digest = keyOfRow(deviceId, activity),
                         .activity = &activity,
                         .durationSeconds = activity.durationSeconds});
     // In the order of the key in every transaction: two that touch the same rows then cannot block
@@ -415,17 +439,18 @@ DatabaseResult<std::monostate> insertRuns(DatabaseSession& session,
     const QString columns =
         QStringLiteral("insert into runs (user_id, device, start_time, digest, duration_seconds, "
                        "app_name, window_title, url, site) ");
-    const QVariantList before = {number(user), number(device)};
     if (!session.isPostgreSql())
-        return runForEach(session,
-                          columns + QStringLiteral("values (?, ?, ?, ?, ?, ?, ?, ?, ?)") +
-                              QLatin1String(kKeepTheGreater),
-                          before,
-                          rows);
+        return runForEach(
+            session,
+            columns +
+                QStringLiteral("values (:user, :device, %1)").arg(QLatin1String(kNamedValues)) +
+                QLatin1String(kKeepTheGreater),
+            {{QStringLiteral(":user"), user}, {QStringLiteral(":device"), device}},
+            rows);
     const auto done = session.runKept(
         columns + QStringLiteral("select cast(? as bigint), cast(? as integer), given.* ") +
             unnested() + QLatin1String(kKeepTheGreater),
-        before + arraysOf(rows));
+        QVariantList{number(user), number(device)} + arraysOf(rows));
     if (!done)
         return done.error();
     return std::monostate();
@@ -434,7 +459,8 @@ DatabaseResult<std::monostate> insertRuns(DatabaseSession& session,
 DatabaseResult<std::int64_t> storeUpload(DatabaseSession& session,
                                          std::int64_t user,
                                          const UploadHead& head,
-                                         const NextRows& next)
+                                         const NextRows& next,
+                                         WriteTurns* turns)
 {
     const std::vector<UploadedActivity> first = next();
     auto count = static_cast<std::int64_t>(first.size());
@@ -454,8 +480,13 @@ DatabaseResult<std::int64_t> storeUpload(DatabaseSession& session,
         if (const auto staged = stage(session, rowsToStore(head.deviceId, portion)); !staged)
             return staged.error();
     }
+    std::unique_lock<WriteTurns> turn;
+    if (turns != nullptr)
+        turn = std::unique_lock(*turns);
     if (const auto stored = storeStaged(session, user, head); !stored)
         return stored.error();
+    if (turn)
+        turn.unlock();
     if (const auto cleared = clearStaged(session); !cleared)
         return cleared.error();
     return count;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "service/database/database_session.h"
+#include "service/database/write_turns.h"
 #include "service/upload.h"
 
 #include <cstdint>
@@ -24,8 +25,10 @@ struct StoredActivity
     std::int64_t durationSeconds = 0;
 };
 
-/// The digest of a row, as base64url of 192 bits, and as it is in the key.
+/// The digest of a row, as base64url of 192 bits, and as it is in the key, which also follows from
+/// the former.
 [[nodiscard]] std::string digestOfRow(const std::string& deviceId, const UploadedActivity& row);
+[[nodiscard]] std::int64_t keyOfRow(const std::string& deviceId, const UploadedActivity& row);
 [[nodiscard]] std::int64_t keyOfDigest(std::string_view digest);
 
 /// The rows that differ in device, start, application, title or address, by start and digest. Of
@@ -37,11 +40,13 @@ struct StoredActivity
 /// Stores an upload of `user`, all of it or none, and says of how many rows `next` has told. A row
 /// that is there keeps the greater duration, so that an upload that comes again changes nothing;
 /// equal rows of this upload are added up. What `next` throws comes out, and nothing is stored.
-/// Memory does not grow with the upload.
+/// Memory does not grow with the upload. A long one writes to tables of others at its end only, and
+/// then, where there are `turns`, in its turn.
 [[nodiscard]] DatabaseResult<std::int64_t> storeUpload(DatabaseSession& session,
                                                        std::int64_t user,
                                                        const UploadHead& head,
-                                                       const NextRows& next);
+                                                       const NextRows& next,
+                                                       WriteTurns* turns = nullptr);
 
 /// Puts rows of one device into the table; one that is there keeps the greater duration. Within a
 /// transaction, their partitions being there (see makePartitions()).

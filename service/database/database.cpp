@@ -25,11 +25,19 @@ int writersOf(const DatabaseAddress& address)
     return address.kind == DatabaseAddress::Kind::Sqlite ? 1 : 4;
 }
 
+int longWritersOf(const DatabaseAddress& address)
+{
+    return address.kind == DatabaseAddress::Kind::Sqlite ? 1 : 2;
+}
+
 } // namespace
 
 Database::Database(const DatabaseAddress& address, const std::optional<DatabaseAddress>& reports)
-    : m_reading(address, DatabaseSession::Purpose::Reading, kReaders)
-    , m_writing(address, DatabaseSession::Purpose::Writing, writersOf(address))
+    : m_turnsUsed(address.kind == DatabaseAddress::Kind::Sqlite ? &m_turns : nullptr)
+    , m_reading(address, DatabaseSession::Purpose::Reading, kReaders)
+    , m_writing(address, DatabaseSession::Purpose::Writing, writersOf(address), m_turnsUsed)
+    , m_longUploads(address, DatabaseSession::Purpose::Writing, longWritersOf(address))
+    , m_counting(address, DatabaseSession::Purpose::Reading, 1)
     , m_reports(reports.value_or(address), DatabaseSession::Purpose::Reports, kReporters)
 {
 }
@@ -59,8 +67,21 @@ Database::addToken(const User& user, const std::string& token, const SignInReque
 DatabaseResult<std::int64_t>
 Database::store(std::int64_t user, const UploadHead& head, const NextRows& next)
 {
-    auto stored = m_writing.run(
-        [&](DatabaseSession& session) { return storeUpload(session, user, head, next); });
+    // How long it is shows here, before it has a place in a lane.
+    std::vector<std::vector<UploadedActivity>> first(1, next());
+    if (!first.front().empty())
+        first.push_back(next());
+    const bool isLong = !first.back().empty() && first.size() > 1;
+    auto taken = first.begin();
+    const NextRows rows = [&] {
+        return taken != first.end() ? std::move(*taken++) : next();
+    };
+    auto stored = isLong ? m_longUploads.run([&](DatabaseSession& session) {
+        return storeUpload(session, user, head, rows, m_turnsUsed);
+    })
+                         : m_writing.run([&](DatabaseSession& session) {
+                               return storeUpload(session, user, head, rows);
+                           });
     if (stored)
         m_rowsStored += static_cast<std::uint64_t>(stored.value());
     return stored;
@@ -96,17 +117,12 @@ DatabaseResult<std::vector<PackedDay>> Database::days(std::int64_t user, const D
     return read;
 }
 
-Database::Waiting Database::waiting() const
-{
-    return {.reading = m_reading.waiting(),
-            .writing = m_writing.waiting(),
-            .reports = m_reports.waiting()};
-}
-
 Database::Figures Database::figures() const
 {
     return {.reading = m_reading.figures(),
             .writing = m_writing.figures(),
+            .longUploads = m_longUploads.figures(),
+            .counting = m_counting.figures(),
             .reports = m_reports.figures(),
             .rowsStored = m_rowsStored};
 }

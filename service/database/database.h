@@ -8,8 +8,8 @@
 #include "service/upload.h"
 
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -17,8 +17,10 @@
 
 namespace service {
 
-/// The database as the web service uses it, in three lanes: authentication does not wait for
-/// uploads, and neither of them for reports, which read only and end after 3 seconds.
+/// The database as the web service uses it, in lanes: authentication does not wait for uploads,
+/// uploads as of some minutes and sign-ins not for long uploads but, in SQLite, for the moment when
+/// these are copied into the table, and none of them for reports, which read only and end after 3
+/// seconds.
 /// Any thread; calls block on the database.
 class Database final
 {
@@ -33,7 +35,7 @@ public:
     [[nodiscard]] DatabaseResult<bool>
     addToken(const User& user, const std::string& token, const SignInRequest& request);
 
-    /// See storeUpload(). `next` is called on a thread of the lane.
+    /// See storeUpload(). `next` is called on the caller's thread or on one of a lane.
     [[nodiscard]] DatabaseResult<std::int64_t>
     store(std::int64_t user, const UploadHead& head, const NextRows& next);
 
@@ -53,26 +55,30 @@ public:
         return m_writing.run(std::move(job));
     }
 
+    /// What takes long and reads only: nothing else waits for it, and it for nothing else.
+    template <typename Job> [[nodiscard]] auto count(Job job)
+    {
+        return m_counting.run(std::move(job));
+    }
+
+    /// See DatabaseLane::post().
+    [[nodiscard]] bool countLater(std::function<bool(DatabaseSession&)> job)
+    {
+        return m_counting.post(std::move(job));
+    }
+
     template <typename Job> [[nodiscard]] auto report(Job job)
     {
         return m_reports.run(std::move(job));
     }
-
-    /// How many jobs wait in each lane.
-    struct Waiting
-    {
-        std::size_t reading = 0;
-        std::size_t writing = 0;
-        std::size_t reports = 0;
-    };
-
-    [[nodiscard]] Waiting waiting() const;
 
     /// What was done since the start.
     struct Figures
     {
         DatabaseLane::Figures reading;
         DatabaseLane::Figures writing;
+        DatabaseLane::Figures longUploads;
+        DatabaseLane::Figures counting;
         DatabaseLane::Figures reports;
         std::uint64_t rowsStored = 0; ///< of uploads, with those that came again
     };
@@ -81,8 +87,12 @@ public:
 
 private:
     std::atomic<std::uint64_t> m_rowsStored = 0;
+    WriteTurns m_turns;
+    WriteTurns* m_turnsUsed; ///< null for PostgreSQL, where many write at a time
     DatabaseLane m_reading;
     DatabaseLane m_writing;
+    DatabaseLane m_longUploads;
+    DatabaseLane m_counting;
     DatabaseLane m_reports;
 };
 

@@ -6,9 +6,13 @@
 
 namespace service {
 
-DatabaseLane::DatabaseLane(DatabaseAddress address, DatabaseSession::Purpose purpose, int threads)
+DatabaseLane::DatabaseLane(DatabaseAddress address,
+                           DatabaseSession::Purpose purpose,
+                           int threads,
+                           WriteTurns* turns)
     : m_address(std::move(address))
     , m_purpose(purpose)
+    , m_turns(turns)
 {
     for (int i = 0; i < threads; ++i)
         m_threads.emplace_back([this] { serve(); });
@@ -19,6 +23,7 @@ DatabaseLane::~DatabaseLane()
     {
         const std::lock_guard lock(m_mutex);
         m_ending = true;
+        std::erase_if(m_items, [](const auto& item) { return item->mayBeDropped; });
     }
     m_wake.notify_all();
     m_threads.clear();
@@ -26,35 +31,27 @@ DatabaseLane::~DatabaseLane()
 
 void DatabaseLane::perform(Work work)
 {
-    const auto item = std::make_shared<Item>(Item{.work = std::move(work)});
+    const auto item = std::make_shared<Item>(std::move(work));
     std::unique_lock lock(m_mutex);
     m_items.push_back(item);
     m_wake.notify_one();
-    m_done.wait(lock, [&] { return item->done; });
+    item->ended.wait(lock, [&] { return item->done; });
 }
 
-void DatabaseLane::post(std::function<bool(DatabaseSession&)> job)
+bool DatabaseLane::post(std::function<bool(DatabaseSession&)> job)
 {
     {
         const std::lock_guard lock(m_mutex);
         if (m_items.size() >= kMostWaitingForAPost)
-            return;
+            return false;
         m_items.push_back(std::make_shared<Item>(
-            Item{.work = [job = std::move(job)](DatabaseSession* session, const std::string&) {
-                try {
-                    return session != nullptr && job(*session);
-                } catch (...) { // nobody waits for it; another session knows nothing of it
-                    return false;
-                }
-            }}));
+            [job = std::move(job)](DatabaseSession* session, const std::string&) {
+                return session != nullptr && job(*session);
+            },
+            true));
     }
     m_wake.notify_one();
-}
-
-std::size_t DatabaseLane::waiting() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_items.size();
+    return true;
 }
 
 DatabaseLane::Figures DatabaseLane::figures() const
@@ -79,11 +76,16 @@ void DatabaseLane::serve()
         // A server that restarted has ended the other threads' connections as well.
         if (std::exchange(failuresSeen, m_failures) != m_failures)
             session.reset();
-        const Clock::time_point begin = Clock::now();
-        m_figures.waited += begin - item->given;
         lock.unlock();
+        std::unique_lock<WriteTurns> turn;
+        if (m_turns != nullptr)
+            turn = std::unique_lock(*m_turns);
+        const Clock::time_point begin = Clock::now();
         const bool usable = attempt(session, item->work);
+        if (turn)
+            turn.unlock();
         lock.lock();
+        m_figures.waited += begin - item->given;
         m_figures.worked += Clock::now() - begin;
         ++m_figures.jobs;
         if (!usable) {
@@ -92,19 +94,25 @@ void DatabaseLane::serve()
             failuresSeen = ++m_failures;
         }
         item->done = true;
-        m_done.notify_all();
+        item->ended.notify_one();
     }
 }
 
-bool DatabaseLane::attempt(std::unique_ptr<DatabaseSession>& session, const Work& work)
+/// Whatever happens: who waits for the work has to be told that it has ended.
+bool DatabaseLane::attempt(std::unique_ptr<DatabaseSession>& session, const Work& work) const
 {
-    if (session == nullptr) {
-        auto opened = DatabaseSession::open(m_address, m_purpose);
-        if (!opened)
-            return work(nullptr, opened.error().text);
-        session = std::move(opened).value();
+    try {
+        if (session == nullptr) {
+            auto opened = DatabaseSession::open(m_address, m_purpose);
+            if (!opened)
+                return work(nullptr, opened.error().text);
+            session = std::move(opened).value();
+        }
+        return work(session.get(), {});
+    } catch (
+        ...) { // without memory, or of what nobody waits for; another session knows nothing of it
+        return false;
     }
-    return work(session.get(), {});
 }
 
 } // namespace service

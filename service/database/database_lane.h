@@ -4,6 +4,7 @@
 
 #include "service/database/database_address.h"
 #include "service/database/database_session.h"
+#include "service/database/write_turns.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -15,18 +16,23 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace service {
 
 /// Threads with a database connection each, which do jobs in the order in which they come. A lost
 /// connection fails one job; the next connects anew.
-/// Any thread. Its destructor finishes what has been given to it.
+/// Any thread. Its destructor finishes what somebody waits for, and what has begun.
 class DatabaseLane final
 {
 public:
-    /// `address` is connected to with the first job.
-    DatabaseLane(DatabaseAddress address, DatabaseSession::Purpose purpose, int threads);
+    /// `address` is connected to with the first job. With `turns`, which have to live longer, each
+    /// job is done in a turn of its own.
+    DatabaseLane(DatabaseAddress address,
+                 DatabaseSession::Purpose purpose,
+                 int threads,
+                 WriteTurns* turns = nullptr);
     DatabaseLane(const DatabaseLane&) = delete;
     DatabaseLane& operator=(const DatabaseLane&) = delete;
     ~DatabaseLane();
@@ -36,7 +42,8 @@ public:
     template <typename Job>
     [[nodiscard]] auto run(Job job) -> decltype(job(std::declval<DatabaseSession&>()))
     {
-        decltype(job(std::declval<DatabaseSession&>())) result = DatabaseFailure{};
+        decltype(job(std::declval<DatabaseSession&>())) result =
+            DatabaseFailure{"the database could not be asked"};
         std::exception_ptr thrown;
         perform([&](DatabaseSession* session, const std::string& problem) {
             if (session == nullptr) {
@@ -57,12 +64,9 @@ public:
     }
 
     /// Runs `job` some time later and does not wait for it; what comes of it, also what it throws,
-    /// is lost, so only for what may also be done another time. Lets it be when many jobs wait
-    /// already.
-    void post(std::function<bool(DatabaseSession&)> job);
-
-    /// How many jobs wait.
-    [[nodiscard]] std::size_t waiting() const;
+    /// is lost, so only for what may also be done another time. It is never done when many jobs
+    /// wait already, of which it says false, or the lane ends.
+    bool post(std::function<bool(DatabaseSession&)> job);
 
     struct Figures
     {
@@ -84,8 +88,16 @@ private:
 
     struct Item
     {
+        explicit Item(Work toDo, bool posted = false)
+            : work(std::move(toDo))
+            , mayBeDropped(posted)
+        {
+        }
+
         Work work;
+        bool mayBeDropped;
         bool done = false;
+        std::condition_variable ended; // its own: whoever waits for another item sleeps on
         Clock::time_point given = Clock::now();
     };
 
@@ -93,13 +105,13 @@ private:
 
     void perform(Work work);
     void serve();
-    [[nodiscard]] bool attempt(std::unique_ptr<DatabaseSession>& session, const Work& work);
+    [[nodiscard]] bool attempt(std::unique_ptr<DatabaseSession>& session, const Work& work) const;
 
     DatabaseAddress m_address;
     DatabaseSession::Purpose m_purpose;
+    WriteTurns* m_turns;
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;
-    std::condition_variable m_done;
     std::deque<std::shared_ptr<Item>> m_items;
     bool m_ending = false;
     Figures m_figures;       // but for how many wait

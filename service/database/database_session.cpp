@@ -204,8 +204,7 @@ DatabaseResult<QSqlQuery> DatabaseSession::prepare(const QString& statement)
     return query;
 }
 
-DatabaseResult<QSqlQuery*> DatabaseSession::runKept(const QString& statement,
-                                                    const QVariantList& values)
+DatabaseResult<QSqlQuery*> DatabaseSession::prepareKept(const QString& statement)
 {
     auto kept = m_kept.find(statement);
     if (kept == m_kept.end()) {
@@ -214,9 +213,18 @@ DatabaseResult<QSqlQuery*> DatabaseSession::runKept(const QString& statement,
             return prepared.error();
         kept = m_kept.emplace(statement, std::move(prepared).value()).first;
     }
-    if (const auto done = execute(kept->second, values); !done)
-        return done.error();
     return &kept->second;
+}
+
+DatabaseResult<QSqlQuery*> DatabaseSession::runKept(const QString& statement,
+                                                    const QVariantList& values)
+{
+    auto kept = prepareKept(statement);
+    if (!kept)
+        return kept;
+    if (const auto done = execute(*kept.value(), values); !done)
+        return done.error();
+    return kept;
 }
 
 DatabaseResult<std::monostate> DatabaseSession::execute(QSqlQuery& prepared,

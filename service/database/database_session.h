@@ -67,6 +67,9 @@ public:
     [[nodiscard]] DatabaseResult<QSqlQuery*> runKept(const QString& statement,
                                                      const QVariantList& values);
 
+    /// Such a statement before it is run.
+    [[nodiscard]] DatabaseResult<QSqlQuery*> prepareKept(const QString& statement);
+
     [[nodiscard]] bool isPostgreSql() const { return m_kind == DatabaseAddress::Kind::PostgreSql; }
 
     /// The months whose partitions this session knows to be there.
@@ -79,7 +82,8 @@ public:
         return finish(begin(), std::move(work));
     }
 
-    /// The same for `work` that only reads, and sees nothing of what others do meanwhile.
+    /// The same for `work` that only reads, and sees nothing of what others do meanwhile. In SQLite
+    /// it may write to temporary tables.
     template <typename Work> [[nodiscard]] auto inSnapshot(Work work) -> decltype(work())
     {
         return finish(beginSnapshot(), std::move(work));

@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,11 +20,6 @@ namespace service {
     QString stored = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
     stored.replace(QChar(0), QChar(0x2400));
     return stored.isNull() ? QString::fromLatin1("") : stored;
-}
-
-[[nodiscard]] inline QVariant storedOptional(const std::optional<std::string>& text)
-{
-    return text ? QVariant(storedText(*text)) : QVariant();
 }
 
 [[nodiscard]] inline QVariant number(std::int64_t value)

@@ -72,8 +72,15 @@ struct End
 {
     std::chrono::seconds pause; ///< until it is due again
     std::string result;
-    std::int64_t failures = 0; ///< one after the other, this one among them
+    /// One after the other, this one among them; 0 when the job was done, nothing when there is
+    /// more to do.
+    std::optional<std::int64_t> failures;
 };
+
+QVariant orNull(const std::optional<std::int64_t>& value)
+{
+    return value ? number(*value) : QVariant(QMetaType::fromType<qlonglong>());
+}
 
 /// Lets go of the job, if it has not been taken by another one.
 DatabaseResult<std::monostate>
@@ -82,11 +89,12 @@ letGo(DatabaseSession& session, const Job& job, const QString& by, const End& en
     const std::int64_t now = secondsNow();
     const auto done =
         session.run(QStringLiteral("update jobs set taken_until = 0, taken_by = '', due = ?, "
-                                   "failures = ?, finished = ?, result = ? "
+                                   "failures = coalesce(?, failures), "
+                                   "finished = coalesce(?, finished), result = ? "
                                    "where name = ? and taken_by = ?"),
                     {number(now + end.pause.count()),
-                     number(end.failures),
-                     number(now),
+                     orNull(end.failures),
+                     orNull(end.failures == 0 ? std::optional(now) : std::nullopt),
                      storedText(end.result),
                      storedText(job.name),
                      by});
@@ -126,7 +134,8 @@ DatabaseResult<Job::Step> attempt(const Job& job, DatabaseSession& session)
 DatabaseResult<std::vector<JobLine>> listJobs(DatabaseSession& session)
 {
     auto found = session.run(
-        QStringLiteral("select name, due, taken_until, finished, result from jobs order by name"));
+        QStringLiteral("select name, due, taken_until, finished, failures, result from jobs "
+                       "order by name"));
     if (!found)
         return found.error();
     std::vector<JobLine> jobs;
@@ -138,13 +147,15 @@ DatabaseResult<std::vector<JobLine>> listJobs(DatabaseSession& session)
                         .finished = row.isNull(3)
                                         ? std::nullopt
                                         : std::optional<std::int64_t>(row.value(3).toLongLong()),
-                        .result = row.value(4).toString().toStdString()});
+                        .failures = row.value(4).toLongLong(),
+                        .result = row.value(5).toString().toStdString()});
     return jobs;
 }
 
-JobRunner::JobRunner(DatabaseAddress address, std::vector<Job> jobs)
+JobRunner::JobRunner(DatabaseAddress address, std::vector<Job> jobs, Report report)
     : m_address(std::move(address))
     , m_jobs(std::move(jobs))
+    , m_report(std::move(report))
     , m_name(QUuid::createUuid().toString(QUuid::WithoutBraces))
     , m_thread([this] { work(); })
 {
@@ -152,12 +163,17 @@ JobRunner::JobRunner(DatabaseAddress address, std::vector<Job> jobs)
 
 JobRunner::~JobRunner()
 {
+    askToEnd();
+    m_thread.join();
+}
+
+void JobRunner::askToEnd()
+{
     {
         const std::lock_guard lock(m_mutex);
         m_ending = true;
     }
     m_wake.notify_all();
-    m_thread.join();
 }
 
 bool JobRunner::isEnding()
@@ -169,22 +185,31 @@ bool JobRunner::isEnding()
 void JobRunner::work()
 {
     std::unique_ptr<DatabaseSession> session;
-    std::unique_lock lock(m_mutex);
-    while (!m_ending) {
-        lock.unlock();
-        if (session == nullptr) {
-            if (auto opened = DatabaseSession::open(m_address)) {
-                session = std::move(opened).value();
-                if (!noteJobs(*session, m_jobs))
-                    session.reset();
-            }
-        }
-        // A database that is away is looked for again; requests say that it is.
-        if (session != nullptr && !runDue(session))
+    while (!isEnding()) {
+        try {
+            look(session);
+        } catch (...) { // without memory; the next look may have some
             session.reset();
+        }
         rest(kBetweenLooks);
-        lock.lock();
     }
+}
+
+/// Runs what is due. A database that is away is looked for again; requests say that it is.
+void JobRunner::look(std::unique_ptr<DatabaseSession>& session)
+{
+    if (session == nullptr) {
+        auto opened = DatabaseSession::open(m_address);
+        if (!opened)
+            return;
+        session = std::move(opened).value();
+        if (!noteJobs(*session, m_jobs)) {
+            session.reset();
+            return;
+        }
+    }
+    if (!runDue(session))
+        session.reset();
 }
 
 void JobRunner::rest(Clock::duration time)
@@ -221,6 +246,18 @@ DatabaseResult<bool> JobRunner::isAnotherDue(DatabaseSession& session, const Job
     });
 }
 
+DatabaseResult<std::monostate> JobRunner::noteFailed(std::unique_ptr<DatabaseSession>& session,
+                                                     const Job& job,
+                                                     const std::string& text)
+{
+    // The failure has spoilt the session; what happened is to be noted all the same.
+    auto opened = DatabaseSession::open(m_address);
+    if (!opened)
+        return DatabaseFailure{opened.error().text};
+    session = std::move(opened).value();
+    return noteFailure(*session, job, m_name, text);
+}
+
 DatabaseResult<std::monostate> JobRunner::run(std::unique_ptr<DatabaseSession>& session,
                                               const Job& job)
 {
@@ -230,26 +267,27 @@ DatabaseResult<std::monostate> JobRunner::run(std::unique_ptr<DatabaseSession>& 
         const auto step = attempt(job, *session);
         const auto took = Clock::now() - before;
         if (!step) {
-            // Which has spoilt the session; what happened is to be noted all the same.
-            auto opened = DatabaseSession::open(m_address);
-            if (!opened)
-                return DatabaseFailure{opened.error().text};
-            session = std::move(opened).value();
-            return noteFailure(*session, job, m_name, step.error().text);
+            const auto noted = noteFailed(session, job, step.error().text);
+            if (m_report)
+                m_report("the job \"" + job.name + "\" failed: " + step.error().text);
+            return noted;
         }
-        const auto end = [&](std::chrono::seconds pause) {
-            return letGo(*session, job, m_name, {.pause = pause, .result = step.value().result});
+        const auto end = [&](std::chrono::seconds pause, std::optional<std::int64_t> failures) {
+            return letGo(*session,
+                         job,
+                         m_name,
+                         {.pause = pause, .result = step.value().result, .failures = failures});
         };
         if (!step.value().more)
-            return end(std::min(step.value().again.value_or(job.period), job.period));
+            return end(std::min(step.value().again.value_or(job.period), job.period), 0);
         if (isEnding())
-            return end(0s);
+            return end(0s, std::nullopt);
         if (Clock::now() - begun > kUntilOthersHaveTheirTurn) {
             const auto another = isAnotherDue(*session, job);
             if (!another)
                 return another.error();
             if (another.value())
-                return end(0s);
+                return end(0s, std::nullopt);
         }
         const auto extended = extend(*session, job, m_name);
         if (!extended)

@@ -43,8 +43,9 @@ struct JobLine
     std::string name;
     std::int64_t due = 0;
     bool isRunning = false;
-    std::optional<std::int64_t> finished;
-    std::string result; ///< of the last run, or what kept it from being done
+    std::optional<std::int64_t> finished; ///< when it was done, whatever has failed since
+    std::int64_t failures = 0;            ///< one after the other, since it was done
+    std::string result;                   ///< of the last run, or what kept it from being done
 };
 
 [[nodiscard]] DatabaseResult<std::vector<JobLine>> listJobs(DatabaseSession& session);
@@ -54,27 +55,37 @@ struct JobLine
 /// up after that. When it is due and how it ended is in the table "jobs". One that fails, also by
 /// an exception, is due again after a minute, and after twice as long each time. One that goes on
 /// for long lets others have their turn. In SQLite as much time as a step took passes before the
-/// next. Its destructor waits for the step in hand.
+/// next. Its destructor waits for the step in hand, which in PostgreSQL may take any time.
 class JobRunner final
 {
 public:
-    JobRunner(DatabaseAddress address, std::vector<Job> jobs);
+    /// Gets a text for the operator each time that a job has failed. On the runner's thread.
+    using Report = std::function<void(const std::string&)>;
+
+    JobRunner(DatabaseAddress address, std::vector<Job> jobs, Report report = {});
     JobRunner(const JobRunner&) = delete;
     JobRunner& operator=(const JobRunner&) = delete;
     ~JobRunner();
 
+    /// Begins no further step. Any thread; does not wait.
+    void askToEnd();
+
 private:
     void work();
+    void look(std::unique_ptr<DatabaseSession>& session);
     void rest(std::chrono::steady_clock::duration time);
     // They open another session when what a job did has spoilt this one.
     [[nodiscard]] DatabaseResult<std::monostate> runDue(std::unique_ptr<DatabaseSession>& session);
     [[nodiscard]] DatabaseResult<std::monostate> run(std::unique_ptr<DatabaseSession>& session,
                                                      const Job& job);
+    [[nodiscard]] DatabaseResult<std::monostate>
+    noteFailed(std::unique_ptr<DatabaseSession>& session, const Job& job, const std::string& text);
     [[nodiscard]] DatabaseResult<bool> isAnotherDue(DatabaseSession& session, const Job& job) const;
     [[nodiscard]] bool isEnding();
 
     DatabaseAddress m_address;
     std::vector<Job> m_jobs;
+    Report m_report;
     QString m_name; ///< whose the jobs are that it has taken
     std::mutex m_mutex;
     std::condition_variable m_wake;

@@ -7,7 +7,6 @@
 
 #include <QStringList>
 
-#include <set>
 #include <vector>
 
 namespace service {
@@ -126,12 +125,6 @@ QStringList thirdVersion(bool postgreSql)
                        "from tokens group by user_id, device_id) as known")
             .arg(instant()),
         QStringLiteral("drop table tokens"),
-        QStringLiteral("create table invitations ("
-                       "digest text not null primary key, "
-                       "email text not null, "
-                       "is_admin bigint not null, "
-                       "created bigint not null, "
-                       "expires bigint not null)"),
         QStringLiteral("create table categories ("
                        "user_id bigint not null references users (id) on delete cascade, "
                        "position bigint not null, "
@@ -204,29 +197,37 @@ QStringList statementsOf(int version, bool postgreSql)
                               : migrations().at(static_cast<std::size_t>(version) - 1);
 }
 
-DatabaseResult<std::set<int>> versionsOf(DatabaseSession& session)
+/// The newest one that the tables have been through; 0 for a database without tables.
+DatabaseResult<int> versionOf(DatabaseSession& session)
 {
-    auto found = session.run(QStringLiteral("select version from schema_version"));
+    auto there = session.run(
+        session.isPostgreSql()
+            ? QStringLiteral("select to_regclass('schema_version') is not null")
+            : QStringLiteral("select count(*) from sqlite_master where name = 'schema_version'"));
+    if (!there)
+        return there.error();
+    const bool hasTable = there.value().next() && there.value().value(0).toBool();
+    there.value().finish();
+    if (!hasTable)
+        return 0;
+    auto found = session.run(QStringLiteral("select coalesce(max(version), 0) from "
+                                            "schema_version"));
     if (!found)
         return found.error();
-    std::set<int> versions;
-    while (found.value().next())
-        versions.insert(found.value().value(0).toInt());
-    return versions;
+    return found.value().next() ? found.value().value(0).toInt() : 0;
 }
 
+/// Says which version it was before.
 DatabaseResult<int> migrate(DatabaseSession& session)
 {
     const auto made = session.run(QStringLiteral(
         "create table if not exists schema_version (version bigint not null primary key)"));
     if (!made)
         return made.error();
-    const auto versions = versionsOf(session);
-    if (!versions)
-        return versions.error();
-    for (int next = 1; next <= kNewest; ++next) {
-        if (versions.value().contains(next))
-            continue;
+    const auto before = versionOf(session);
+    if (!before)
+        return before;
+    for (int next = before.value() + 1; next <= kNewest; ++next) {
         for (const QString& statement : statementsOf(next, session.isPostgreSql())) {
             if (const auto done = session.run(statement); !done)
                 return done.error();
@@ -240,14 +241,18 @@ DatabaseResult<int> migrate(DatabaseSession& session)
         if (const auto dropped = dropEmptyOldTable(session); !dropped)
             return dropped.error();
     }
-    return versions.value().empty() ? 0 : *versions.value().rbegin();
+    return before;
 }
 
 } // namespace
 
 Outcome prepareSchema(DatabaseSession& session)
 {
-    const auto before = session.inExclusiveTransaction([&] { return migrate(session); });
+    // Nothing is locked where there is nothing to do: others may be in the middle of something
+    // long.
+    auto before = versionOf(session);
+    if (before && before.value() < kNewest)
+        before = session.inExclusiveTransaction([&] { return migrate(session); });
     if (!before)
         return Error{"cannot prepare the database: " + before.error().text};
     if (before.value() > kNewest)
@@ -257,10 +262,21 @@ Outcome prepareSchema(DatabaseSession& session)
 
 DatabaseResult<bool> hasCurrentSchema(DatabaseSession& session)
 {
-    const auto versions = versionsOf(session);
-    if (!versions)
-        return versions.error();
-    return !versions.value().empty() && *versions.value().rbegin() == kNewest;
+    const auto version = versionOf(session);
+    if (!version)
+        return version.error();
+    return version.value() == kNewest;
+}
+
+DatabaseResult<bool> isWritable(DatabaseSession& session)
+{
+    if (!session.isPostgreSql())
+        return true;
+    auto found = session.run(QStringLiteral(
+        "select not pg_is_in_recovery() and current_setting('transaction_read_only') = 'off'"));
+    if (!found)
+        return found.error();
+    return found.value().next() && found.value().value(0).toBool();
 }
 
 } // namespace service

@@ -29,16 +29,9 @@ void add(crypto_generichash_state& state, const void* data, std::size_t size)
     ::crypto_generichash_update(&state, static_cast<const unsigned char*>(data), size);
 }
 
-} // namespace
+using Texts = std::initializer_list<std::optional<std::string_view>>;
 
-std::string newToken()
-{
-    std::array<unsigned char, kTokenBytes> bytes = {};
-    ::randombytes_buf(bytes.data(), bytes.size());
-    return base64(bytes);
-}
-
-std::string digestOf(std::initializer_list<std::optional<std::string_view>> texts)
+std::array<unsigned char, kDigestBytes> bytesOfDigest(Texts texts)
 {
     crypto_generichash_state state;
     ::crypto_generichash_init(&state, nullptr, 0, kDigestBytes);
@@ -55,7 +48,30 @@ std::string digestOf(std::initializer_list<std::optional<std::string_view>> text
     }
     std::array<unsigned char, kDigestBytes> digest = {};
     ::crypto_generichash_final(&state, digest.data(), digest.size());
-    return base64(digest);
+    return digest;
+}
+
+} // namespace
+
+std::string newToken()
+{
+    std::array<unsigned char, kTokenBytes> bytes = {};
+    ::randombytes_buf(bytes.data(), bytes.size());
+    return base64(bytes);
+}
+
+std::string digestOf(Texts texts)
+{
+    return base64(bytesOfDigest(texts));
+}
+
+std::uint64_t keyOf(Texts texts)
+{
+    const auto digest = bytesOfDigest(texts);
+    std::uint64_t key = 0;
+    for (std::size_t i = 0; i < sizeof key; ++i)
+        key = key << 8U | digest.at(i);
+    return key;
 }
 
 } // namespace service

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -16,5 +17,8 @@ namespace service {
 /// A digest of a list of texts (BLAKE2b, 192 bits) as 32 characters of base64url. Different lists
 /// have different digests; a text that is absent differs from an empty one.
 [[nodiscard]] std::string digestOf(std::initializer_list<std::optional<std::string_view>> texts);
+
+/// The first 64 bits of that digest.
+[[nodiscard]] std::uint64_t keyOf(std::initializer_list<std::optional<std::string_view>> texts);
 
 } // namespace service

@@ -355,10 +355,23 @@ asio::awaitable<Answer> Connection::deal(Exchange& exchange)
         exchange.request.body.reset();
         compress(answer, exchange.request);
     };
-    WorkerPool& workers =
-        route.work == Work::Long ? m_environment.workersApart : m_environment.workers;
-    const bool dealtWith = co_await perform(workers, handle);
+    const bool dealtWith = co_await perform(threadsFor(route.work), handle);
     co_return dealtWith ? std::move(answer) : tooBusy();
+}
+
+/// Those that such work is done on.
+WorkerPool& Connection::threadsFor(Work work) const
+{
+    switch (work) {
+    case Work::Check:
+        return m_environment.gate;
+    case Work::Long:
+        return m_environment.workersApart;
+    case Work::Instant: // needs none
+    case Work::Blocking:
+        break;
+    }
+    return m_environment.workers;
 }
 
 /// Finds out whose request it is; the answer when that is not known.
@@ -367,7 +380,7 @@ asio::awaitable<std::optional<Answer>> Connection::authenticate(Request& request
     clearDeadline();
     std::optional<Answer> stranger;
     const std::function<void()> ask = [this, &request, &stranger] {
-        const auto user = m_environment.settings.authenticate(request.value("authorization"));
+        const auto user = m_environment.settings.authenticate(request);
         if (user)
             request.user = user.value();
         else

@@ -82,6 +82,7 @@ private:
     [[nodiscard]] boost::asio::awaitable<Answer> deal(Exchange& exchange);
     [[nodiscard]] boost::asio::awaitable<bool> perform(WorkerPool& pool,
                                                        const std::function<void()>& work) const;
+    [[nodiscard]] WorkerPool& threadsFor(Work work) const;
     [[nodiscard]] boost::asio::awaitable<std::optional<Answer>> authenticate(Request& request);
     [[nodiscard]] boost::asio::awaitable<Result<std::size_t, Answer>>
     receiveHeader(Request& request);

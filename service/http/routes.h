@@ -24,6 +24,10 @@ enum class Caller : std::uint8_t {
 enum class Work : std::uint8_t {
     /// Never blocks it; such a request is answered also when all threads for others are in use.
     Instant,
+    /// Asks no more than whose a request is, and has the threads for that: it does not wait for
+    /// what
+    /// others have to do.
+    Check,
     Blocking,
     /// Takes so long that it would hold up others: has threads apart.
     Long,

@@ -43,9 +43,8 @@ public:
         std::string publicUrl = {};
         /// Where long bodies wait, without a name.
         std::string bodyFolder = "/tmp";
-        /// Whose request it is, by the header Authorization, or how it is refused; may block. Any
-        /// thread.
-        std::function<Result<std::int64_t, Answer>(const std::string&)> authenticate = {};
+        /// Whose request it is, by its header, or how it is refused; may block. Any thread.
+        std::function<Result<std::int64_t, Answer>(const Request&)> authenticate = {};
         /// Called after each request. Any thread; must not block.
         std::function<void(const ServedRequest&)> onServed = {};
         // NOLINTEND(readability-redundant-member-init)

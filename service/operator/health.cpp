@@ -5,15 +5,28 @@
 #include "service/database/schema.h"
 #include "service/request_log.h"
 
+#include <string>
+
 namespace service {
 
 namespace {
 
-Answer ready(Database& database)
+/// Whether the tables are those of this version, of a database that takes changes.
+DatabaseResult<bool> look(DatabaseSession& session)
 {
-    const auto current = database.read(hasCurrentSchema);
+    const auto writable = isWritable(session);
+    if (!writable)
+        return writable.error();
+    if (!writable.value()) // the next look makes a connection of its own, which may lead elsewhere
+        return DatabaseFailure{"the database takes no changes"};
+    return hasCurrentSchema(session);
+}
+
+Answer ready(Database& database, const std::string& request)
+{
+    const auto current = database.read(look);
     if (!current) {
-        writeTrouble(current.error().text);
+        writeTrouble(current.error().text, request);
         return refusal(503, "The database cannot be used at the moment");
     }
     if (!current.value())
@@ -33,8 +46,9 @@ std::vector<Route> healthRoutes(Database& database)
          .work = Work::Instant},
         {.method = "GET",
          .pattern = "/readyz",
-         .handler = [&database](Request&) { return ready(database); },
-         .anyHost = true}};
+         .handler = [&database](Request& request) { return ready(database, request.id); },
+         .anyHost = true,
+         .work = Work::Check}};
 }
 
 } // namespace service

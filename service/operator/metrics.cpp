@@ -43,7 +43,11 @@ std::string_view resultOfSignIn(int status)
 void exposeLanes(Exposition& out, const Database::Figures& figures)
 {
     const std::pair<std::string_view, const DatabaseLane::Figures&> lanes[] = {
-        {"reading", figures.reading}, {"writing", figures.writing}, {"reports", figures.reports}};
+        {"reading", figures.reading},
+        {"writing", figures.writing},
+        {"long_uploads", figures.longUploads},
+        {"counting", figures.counting},
+        {"reports", figures.reports}};
     out.family("velomira_database_waiting", "gauge", "Jobs that wait for a connection.");
     for (const auto& [name, lane] : lanes)
         out.sample(std::uint64_t{lane.waiting}, {{"lane", name}});
@@ -70,6 +74,10 @@ void exposeLanes(Exposition& out, const Database::Figures& figures)
 void exposeStored(Exposition& out, const StoredFigures& stored)
 {
     const Counts& counts = stored.counts;
+    out.family("velomira_stored_read_timestamp_seconds",
+               "gauge",
+               "When what follows was read of the database.");
+    out.sample(stored.read);
     out.family("velomira_users", "gauge", "Users.");
     out.sample(counts.users);
     out.family("velomira_sessions", "gauge", "Sessions and tokens that are valid.");
@@ -91,11 +99,16 @@ void exposeStored(Exposition& out, const StoredFigures& stored)
                "When this job is to be done the next time.");
     for (const JobLine& job : stored.jobs)
         out.sample(job.due, {{"name", job.name}});
-    out.family("velomira_job_finished_timestamp_seconds", "gauge", "When this job was done.");
+    out.family("velomira_job_finished_timestamp_seconds", "gauge", "When this job was last done.");
     for (const JobLine& job : stored.jobs) {
         if (job.finished)
             out.sample(*job.finished, {{"name", job.name}});
     }
+    out.family("velomira_job_failures",
+               "gauge",
+               "How often this job has failed, one after the other, since it was last done.");
+    for (const JobLine& job : stored.jobs)
+        out.sample(job.failures, {{"name", job.name}});
 }
 
 void exposeProcess(Exposition& out, const ProcessFigures& process)
@@ -108,17 +121,6 @@ void exposeProcess(Exposition& out, const ProcessFigures& process)
     out.sample(process.openFiles);
     out.family("process_start_time_seconds", "gauge", "When it was started.");
     out.sample(process.startTime);
-}
-
-DatabaseResult<StoredFigures> readStored(DatabaseSession& session)
-{
-    auto counts = countAll(session, secondsNow());
-    if (!counts)
-        return counts.error();
-    auto jobs = listJobs(session);
-    if (!jobs)
-        return jobs.error();
-    return StoredFigures{.counts = counts.value(), .jobs = jobs.value()};
 }
 
 double secondsOf(const timeval& time)
@@ -220,30 +222,30 @@ ProcessFigures processFigures()
 
 std::string metricsText(const RequestFigures& requests,
                         const Database::Figures& lanes,
-                        const std::optional<StoredFigures>& stored,
+                        const DatabaseWatch::Seen& seen,
                         const ProcessFigures& process)
 {
     Exposition out;
     requests.expose(out);
     exposeLanes(out, lanes);
-    out.family("velomira_database_up", "gauge", "Whether the database answered just now.");
-    out.sample(std::uint64_t{stored ? 1U : 0U});
-    if (stored)
-        exposeStored(out, *stored);
+    out.family("velomira_database_up", "gauge", "Whether the database answers.");
+    out.sample(std::uint64_t{seen.isUp ? 1U : 0U});
+    out.family("velomira_report_database_up", "gauge", "Whether reports and figures can be read.");
+    out.sample(std::uint64_t{seen.canReport ? 1U : 0U});
+    if (seen.stored)
+        exposeStored(out, *seen.stored);
     exposeProcess(out, process);
     return out.takeText();
 }
 
-std::vector<Route> metricsRoutes(const RequestFigures& requests, Database& database)
+std::vector<Route>
+metricsRoutes(const RequestFigures& requests, const Database& database, DatabaseWatch& watch)
 {
     static_cast<void>(processFigures()); // from now on
-    const auto answer = [&requests, &database](Request&) {
-        const auto read = database.report(readStored);
-        std::optional<StoredFigures> stored;
-        if (read)
-            stored = read.value();
+    const auto answer = [&requests, &database, &watch](Request&) {
         return Answer{.status = 200,
-                      .body = metricsText(requests, database.figures(), stored, processFigures()),
+                      .body =
+                          metricsText(requests, database.figures(), watch.seen(), processFigures()),
                       .contentType = kContentType};
     };
     return {{.method = "GET", .pattern = "/metrics", .handler = answer}};

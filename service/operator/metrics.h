@@ -3,16 +3,15 @@
 #pragma once
 
 #include "service/database/database.h"
-#include "service/database/job_runner.h"
 #include "service/http/routes.h"
 #include "service/http/server.h"
+#include "service/operator/database_watch.h"
 #include "service/operator/exposition.h"
 
 #include <array>
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -59,20 +58,15 @@ struct ProcessFigures
 
 [[nodiscard]] ProcessFigures processFigures();
 
-/// What is asked of the database for each answer; absent when it cannot be used.
-struct StoredFigures
-{
-    Counts counts;
-    std::vector<JobLine> jobs;
-};
-
 /// All of it as text; nothing in it is about one user.
 [[nodiscard]] std::string metricsText(const RequestFigures& requests,
                                       const Database::Figures& lanes,
-                                      const std::optional<StoredFigures>& stored,
+                                      const DatabaseWatch::Seen& seen,
                                       const ProcessFigures& process);
 
-/// The routes of the listener for figures: GET /metrics. What they refer to has to live longer.
-[[nodiscard]] std::vector<Route> metricsRoutes(const RequestFigures& requests, Database& database);
+/// The routes of the listener for figures: GET /metrics, which waits for no database. What they
+/// refer to has to live longer.
+[[nodiscard]] std::vector<Route>
+metricsRoutes(const RequestFigures& requests, const Database& database, DatabaseWatch& watch);
 
 } // namespace service

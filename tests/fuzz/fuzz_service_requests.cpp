@@ -54,9 +54,9 @@ service::HttpServer& server()
                                                    .lingerTime = std::chrono::milliseconds(20),
                                                    .lingerSilence = std::chrono::milliseconds(20),
                                                    .workers = 1},
-                                        .authenticate = [](const std::string& header)
+                                        .authenticate = [](const service::Request& request)
                                             -> service::Result<std::int64_t, service::Answer> {
-                                            if (header == "Bearer t")
+                                            if (request.value("authorization") == "Bearer t")
                                                 return std::int64_t{1};
                                             return service::refusal(401, "no");
                                         }});

@@ -184,6 +184,24 @@ private Q_SLOTS:
         QCOMPARE(refused->body,
                  QByteArray("{\"message\":\"There is no room for more rows of this account\"}"));
         QVERIFY(m_service->summary().startsWith(QStringLiteral("user 1: 120 rows")));
+        // Who is known to have no room need not send the body.
+        support::RawHttpClient client(port());
+        QVERIFY(client.send("POST /api/activity-log HTTP/1.1\r\n" + requests::bearer(token) +
+                            "\r\nExpect: 100-continue\r\nContent-Length: 100\r\n\r\n"));
+        QCOMPARE(statusOf(client.answer()), 507);
+    }
+
+    void theQuotaDoesNotNeedTheReportDatabase()
+    {
+        const QString database = m_service->database();
+        QCOMPARE(m_service->stop(), std::optional(0));
+        QVERIFY(m_service->start(database,
+                                 {QStringLiteral("--quota"),
+                                  QStringLiteral("1"),
+                                  QStringLiteral("--report-database"),
+                                  QStringLiteral("postgresql://127.0.0.1:1/none")}));
+        storeRows(10);
+        QVERIFY(m_service->summary().startsWith(QStringLiteral("user 1: 10 rows")));
     }
 
     void theSettingsAreCheckedWithoutSecrets()

@@ -55,8 +55,8 @@ public:
                    {.limits = limits,
                     .trustProxy = trustProxy,
                     .bodyFolder = m_folder.path().toStdString(),
-                    .authenticate = [this](const std::string& header) {
-                        return m_api.authenticate(header);
+                    .authenticate = [this](const service::Request& request) {
+                        return m_api.authenticate(request);
                     }})
     {
     }
@@ -70,6 +70,10 @@ public:
     [[nodiscard]] service::Api& api() { return m_api; }
 
     [[nodiscard]] service::PasswordHasher& hasher() { return m_hasher; }
+
+    [[nodiscard]] service::Database& database() { return m_database; }
+
+    [[nodiscard]] const service::DatabaseAddress& address() const { return m_address; }
 
 private:
     static bool prepare(const service::DatabaseAddress& address,
@@ -651,7 +655,7 @@ private Q_SLOTS:
             return service::Answer{.status = 200, .body = "{}"};
         };
         const auto authenticate =
-            [&](const std::string&) -> service::Result<std::int64_t, service::Answer> {
+            [&](const service::Request&) -> service::Result<std::int64_t, service::Answer> {
             ++begun;
             mayEnd.acquire();
             return std::int64_t{1};
@@ -704,15 +708,86 @@ private Q_SLOTS:
     void whoHasWaitedTooLongToSignInIsPutOff()
     {
         Service server({}, {});
-        const std::string body =
-            requests::signInBody(requests::kEmail, requests::kPassword).toStdString();
-        const auto longAgo = service::Api::Clock::now() - 1h;
+        service::BodyRoom room{.memory = service::ByteBudget(1U << 20U),
+                               .memoryOfLong = service::ByteBudget(0),
+                               .files = service::ByteBudget(0),
+                               .folder = {},
+                               .inMemory = 1U << 20U,
+                               .ofEachShort = 1U << 20U};
+        const auto signIn = [&] {
+            service::Request request;
+            request.peer = "192.0.2.1";
+            request.began = std::chrono::steady_clock::now() - 1h;
+            request.body = std::make_unique<service::RequestBody>(room, 1U << 16U);
+            const auto body = requests::signInBody(requests::kEmail, requests::kPassword);
+            const bool fits = request.body->appendInMemory(body.toStdString());
+            return fits ? server.api().signIn(request).status : 0;
+        };
         // Who was slow alone waits for nobody.
-        QCOMPARE(server.api().signIn(body, "192.0.2.1", longAgo).status, 200);
+        QCOMPARE(signIn(), 200);
         const auto first = server.hasher().turn(0ms);
         const auto second = server.hasher().turn(0ms);
         QVERIFY(first && second);
-        QCOMPARE(server.api().signIn(body, "192.0.2.1", longAgo).status, 503);
+        QCOMPARE(signIn(), 503);
+    }
+
+    void roomIsReservedWhileAnUploadIsInHand()
+    {
+        Service server({}, {});
+        service::StorageQuota quota(server.database(), 1000);
+        auto first = quota.reserve(1, 1500); // one may go beyond
+        QVERIFY(first);
+        QVERIFY(!quota.reserve(1, 10));
+        QVERIFY(quota.reserve(2, 10));
+        QVERIFY(!quota.isKnownToBeFull(1));
+        first.reset(); // it was not stored
+        {
+            auto second = quota.reserve(1, 1500);
+            QVERIFY(second);
+            second->keep();
+        }
+        // What was said to be stored is counted before anybody is refused, and there is nothing.
+        QVERIFY(quota.reserve(1, 10));
+    }
+
+    void whoCannotBeCountedIsNotRefused()
+    {
+        const QTemporaryDir folder;
+        service::Database database({.kind = service::DatabaseAddress::Kind::Sqlite,
+                                    .name = folder.filePath(QStringLiteral("no/where.db")),
+                                    .host = {},
+                                    .user = {},
+                                    .password = {},
+                                    .options = {}});
+        service::StorageQuota quota(database, 1000);
+        const auto first = quota.reserve(1, 1500);
+        QVERIFY(first && quota.reserve(1, 10));
+    }
+
+    void whoWaitsForTheDatabaseKeepsNobodyFromAHash()
+    {
+        Service server({}, {.account = {.failures = 2}});
+        const auto session = service::DatabaseSession::open(server.address());
+        QVERIFY(session && session.value()->run(QStringLiteral("begin immediate")));
+        const QByteArray wrong = requests::signInBody(requests::kEmail, "wrong");
+        const QByteArray request =
+            "POST /api/token HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+            QByteArray::number(wrong.size()) + "\r\n\r\n" + wrong;
+        RawHttpClient first(server.port());
+        RawHttpClient second(server.port());
+        QVERIFY(first.send(request) && second.send(request));
+        const auto bothAreFree = [&] {
+            const auto one = server.hasher().turn(0ms);
+            const auto two = server.hasher().turn(0ms);
+            return one && two;
+        };
+        // One is in hand, the other one waits for it.
+        QTRY_VERIFY(server.database().figures().writing.waiting == 1 && bothAreFree());
+        // What they have failed counts already.
+        QCOMPARE(statusOf(requests::signIn(server.port())), 429);
+        QVERIFY(session.value()->run(QStringLiteral("rollback")));
+        QCOMPARE(statusOf(first.answer()), 401);
+        QCOMPARE(statusOf(second.answer()), 401);
     }
 
     void whoDoesNotTakeTheAnswerIsGivenUp()

@@ -34,13 +34,16 @@ private Q_SLOTS:
     void initTestCase_data()
     {
         QTest::addColumn<bool>("postgres");
-        QTest::newRow("SQLite") << false;
-        QTest::newRow("PostgreSQL") << true;
+        QTest::addColumn<bool>("byHand");
+        QTest::newRow("SQLite") << false << false;
+        QTest::newRow("PostgreSQL") << true << false;
+        QTest::newRow("PostgreSQL, partitioned by hand") << true << true;
     }
 
     void rowsArriveThoughTheServiceIsKilledAgainAndAgain()
     {
         QFETCH_GLOBAL(bool, postgres);
+        QFETCH_GLOBAL(bool, byHand);
         support::ServiceProcess service;
         support::ServiceProcess other;
         support::PostgresServer server;
@@ -59,7 +62,7 @@ private Q_SLOTS:
         auto opened = service::DatabaseSession::open(address.value());
         QVERIFY(opened);
         service::DatabaseSession& session = *opened.value();
-        QVERIFY(fill(session, postgres));
+        QVERIFY(fill(session, byHand));
 
         int kills = 0;
         while (kills < 2) {

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 // What operators watch of the real executable: health, figures, the log, and what the system's
 // service manager is told.
+#include "service/database/database_address.h"
+#include "service/database/database_session.h"
 #include "tests/service/notified_manager.h"
 #include "tests/service/service_requests.h"
 #include "tests/support/postgres_server.h"
@@ -9,6 +11,7 @@
 #include "tests/support/service_process.h"
 #include "tests/support/test_program.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
 
@@ -70,6 +73,77 @@ private Q_SLOTS:
         QCOMPARE(statusOf(get(service.port(), "/healthz")), 200);
         QVERIFY(postgres.resume());
         QTRY_COMPARE_WITH_TIMEOUT(statusOf(get(service.port(), "/readyz")), 200, 30'000);
+    }
+
+    void readinessIsThatRowsCanBeWritten()
+    {
+        REQUIRE_POSTGRES();
+        support::PostgresServer postgres;
+        QVERIFY(postgres.start());
+        const auto database = postgres.newDatabase();
+        QVERIFY(database);
+        support::ServiceProcess service;
+        QVERIFY(service.start(database.value()));
+        const auto setReadOnly = [&](const char* value) {
+            const auto address = service::parseDatabaseAddress(database.value());
+            const auto opened = service::DatabaseSession::open(address.value());
+            return opened &&
+                   opened.value()->run(QStringLiteral("set default_transaction_read_only = off")) &&
+                   opened.value()->run(
+                       QStringLiteral("alter database %1 set default_transaction_read_only = %2")
+                           .arg(address.value().name, QLatin1String(value)));
+        };
+        QCOMPARE(statusOf(get(service.port(), "/readyz")), 200);
+        QVERIFY(setReadOnly("on"));
+        QVERIFY(postgres.restart());
+        QTRY_COMPARE_WITH_TIMEOUT(statusOf(get(service.port(), "/readyz")), 503, 30'000);
+        // Not because it is away.
+        QTRY_VERIFY(
+            service.log().contains(QLatin1String(" failed: the database takes no changes")));
+        QCOMPARE(statusOf(get(service.port(), "/readyz")), 503);
+        QVERIFY(setReadOnly("off"));
+        QTRY_COMPARE_WITH_TIMEOUT(statusOf(get(service.port(), "/readyz")), 200, 30'000);
+    }
+
+    void readinessDoesNotWaitForUploads()
+    {
+        REQUIRE_POSTGRES();
+        support::PostgresServer postgres;
+        QVERIFY(postgres.start());
+        const auto database = postgres.newDatabase();
+        QVERIFY(database);
+        support::ServiceProcess service;
+        service.setDatabase(database.value());
+        QVERIFY(service.addUser(QString::fromUtf8(requests::kEmail),
+                                QStringLiteral("Some One"),
+                                QString::fromUtf8(requests::kPassword)));
+        QVERIFY(service.start(database.value(),
+                              {QStringLiteral("--metrics"), QStringLiteral("127.0.0.1:0")}));
+        const QByteArray token = requests::newToken(service.port());
+        const auto address = service::parseDatabaseAddress(database.value());
+        const auto opened = service::DatabaseSession::open(address.value());
+        QVERIFY(opened);
+        QVERIFY(opened.value()->run(QStringLiteral("begin")));
+        QVERIFY(opened.value()->run(QStringLiteral("lock table devices in exclusive mode")));
+        const QByteArray body = uploadBody(rows("a", 1, 3));
+        std::vector<std::unique_ptr<support::RawHttpClient>> clients;
+        for (int i = 0; i < 40; ++i) { // more than there are threads for them
+            clients.push_back(std::make_unique<support::RawHttpClient>(service.port()));
+            QVERIFY(clients.back()->send(
+                "POST /api/activity-log HTTP/1.1\r\n" + requests::bearer(token) +
+                "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body));
+        }
+        const auto waiting = [&] {
+            return figure(figures(service), "velomira_database_waiting{lane=\"writing\"}");
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(waiting().value_or(0) >= 28, 30'000);
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(statusOf(get(service.port(), "/readyz")), 200);
+        QVERIFY(timer.elapsed() < 5000);
+        QVERIFY(opened.value()->run(QStringLiteral("rollback")));
+        for (const auto& client : clients)
+            QCOMPARE(statusOf(client->answer()), 201);
     }
 
     void figuresAreGivenOnAListenerOfTheirOwn()
@@ -146,6 +220,76 @@ private Q_SLOTS:
                 10'000));
         }
         QCOMPARE(statusOf(get(service.metricsPort(), "/metrics")), 503);
+    }
+
+    void figuresComeFromTheReportDatabase()
+    {
+        REQUIRE_POSTGRES();
+        support::PostgresServer postgres;
+        QVERIFY(postgres.start());
+        const auto database = postgres.newDatabase();
+        const auto reports = postgres.newDatabase();
+        QVERIFY(database && reports);
+        support::ServiceProcess service;
+        service.setDatabase(reports.value());
+        for (const char* email : {"a@example.org", "b@example.org", "c@example.org"})
+            QVERIFY(service.addUser(QString::fromLatin1(email),
+                                    QStringLiteral("Name"),
+                                    QString::fromUtf8(requests::kPassword)));
+        QVERIFY(service.start(database.value(),
+                              {QStringLiteral("--metrics"),
+                               QStringLiteral("127.0.0.1:0"),
+                               QStringLiteral("--report-database"),
+                               reports.value()}));
+        const auto address = service::parseDatabaseAddress(reports.value());
+        const auto opened = service::DatabaseSession::open(address.value());
+        QVERIFY(opened);
+        QByteArray text = figures(service);
+        QVERIFY(figure(text, "velomira_users") == 3);
+        QVERIFY(figure(text, "velomira_report_database_up") == 1);
+        // One that does not answer is seen as such, and the figures stay.
+        QVERIFY(opened.value()->run(QStringLiteral("begin")));
+        QVERIFY(opened.value()->run(QStringLiteral("lock table users in access exclusive mode")));
+        const auto isDown = [&] {
+            text = figures(service);
+            return figure(text, "velomira_report_database_up") == 0;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(isDown(), 30'000);
+        QVERIFY(figure(text, "velomira_database_up") == 1);
+        QVERIFY(figure(text, "velomira_users") == 3);
+        QCOMPARE(statusOf(get(service.port(), "/readyz")), 200);
+        QVERIFY(opened.value()->run(QStringLiteral("rollback")));
+        QTRY_VERIFY_WITH_TIMEOUT(figure(figures(service), "velomira_report_database_up") == 1,
+                                 30'000);
+    }
+
+    void figuresAreGivenWhileTheDatabaseHangs()
+    {
+        REQUIRE_POSTGRES();
+        support::PostgresServer postgres;
+        QVERIFY(postgres.start());
+        const auto database = postgres.newDatabase();
+        QVERIFY(database);
+        support::ServiceProcess service;
+        QVERIFY(service.start(database.value(),
+                              {QStringLiteral("--metrics"), QStringLiteral("127.0.0.1:0")}));
+        QVERIFY(figure(figures(service), "velomira_database_up") == 1);
+        const auto address = service::parseDatabaseAddress(database.value());
+        const auto opened = service::DatabaseSession::open(address.value());
+        QVERIFY(opened);
+        QVERIFY(opened.value()->run(QStringLiteral("begin")));
+        QVERIFY(opened.value()->run(
+            QStringLiteral("lock table schema_version, users in access exclusive mode")));
+        const auto isDown = [&] {
+            QElapsedTimer timer;
+            timer.start();
+            const QByteArray text = figures(service);
+            return timer.elapsed() < 2500 && figure(text, "velomira_database_up") == 0 &&
+                   figure(text, "velomira_users") == 0;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(isDown(), 30'000);
+        QVERIFY(opened.value()->run(QStringLiteral("rollback")));
+        QTRY_VERIFY_WITH_TIMEOUT(figure(figures(service), "velomira_database_up") == 1, 30'000);
     }
 
     void whoCannotListenForFiguresDoesNotServe()

@@ -135,9 +135,9 @@ private Q_SLOTS:
         const ProcessFigures process = processFigures();
         QVERIFY(process.residentBytes > 1'000'000);
         QVERIFY(process.openFiles > 0);
-        const QString text =
-            QString::fromStdString(metricsText(requests, lanes, std::nullopt, process));
+        const QString text = QString::fromStdString(metricsText(requests, lanes, {}, process));
         for (const char* line : {"velomira_database_up 0",
+                                 "velomira_report_database_up 0",
                                  "velomira_database_waiting{lane=\"writing\"} 2",
                                  "velomira_database_failures_total{lane=\"writing\"} 1",
                                  "velomira_database_waited_seconds_total{lane=\"writing\"} 0.5",
@@ -147,7 +147,7 @@ private Q_SLOTS:
         QVERIFY(!text.contains(QLatin1String("velomira_devices")));
     }
 
-    void whatIsStoredIsAmongTheFigures()
+    void whatIsStoredIsAmongTheFiguresAlsoWhenItCannotBeReadAnyMore()
     {
         const StoredFigures stored{.counts = {.users = 1,
                                               .sessions = 2,
@@ -158,10 +158,18 @@ private Q_SLOTS:
                                              .due = 100,
                                              .isRunning = true,
                                              .finished = std::nullopt,
-                                             .result = "all days have a pack"}}};
+                                             .failures = 6,
+                                             .result = "all days have a pack"}},
+                                   .read = 1'795'253'400};
         const QString text =
-            QString::fromStdString(metricsText(RequestFigures(), {}, stored, ProcessFigures()));
+            QString::fromStdString(metricsText(RequestFigures(),
+                                               {},
+                                               {.isUp = true, .canReport = false, .stored = stored},
+                                               ProcessFigures()));
         for (const char* line : {"velomira_database_up 1",
+                                 "velomira_report_database_up 0",
+                                 "velomira_stored_read_timestamp_seconds 1795253400",
+                                 "velomira_job_failures{name=\"pack\"} 6",
                                  "velomira_devices{state=\"reporting\"} 3",
                                  "velomira_devices{state=\"silent\"} 4",
                                  "velomira_days_without_pack 5",
@@ -182,8 +190,8 @@ private Q_SLOTS:
         requests.note({.pattern = "/a", .method = "GET", .status = 200, .id = {}});
         const StoredFigures stored{.counts = {},
                                    .jobs = {{.name = "pack", .finished = 1, .result = {}}}};
-        const QString given =
-            QString::fromStdString(metricsText(requests, {}, stored, ProcessFigures()));
+        const QString given = QString::fromStdString(metricsText(
+            requests, {}, {.isUp = true, .canReport = true, .stored = stored}, ProcessFigures()));
         int found = 0;
         for (auto each = name.globalMatch(QString::fromUtf8(content)); each.hasNext(); ++found) {
             const QString figure = each.next().captured();
@@ -236,7 +244,7 @@ private Q_SLOTS:
 private:
     static std::string textOf(const RequestFigures& requests)
     {
-        return metricsText(requests, {}, std::nullopt, ProcessFigures());
+        return metricsText(requests, {}, {}, ProcessFigures());
     }
 };
 

@@ -373,6 +373,12 @@ class CommandsOfTheGuide(unittest.TestCase):
         "velomira_database_up == 0": (
             {"velomira_database_up": "1"},
             {"velomira_database_up": "0"}),
+        "velomira_report_database_up == 0": (
+            {"velomira_report_database_up": "1"},
+            {"velomira_report_database_up": "0"}),
+        "velomira_job_failures > 2": (
+            {'velomira_job_failures{name="pack"}': "2"},
+            {'velomira_job_failures{name="pack"}': "3"}),
         "rate(velomira_database_failures_total[5m]) > 0": (
             {'velomira_database_failures_total{lane="writing"}': "+0"},
             {'velomira_database_failures_total{lane="writing"}': "+1"}),
