@@ -30,7 +30,7 @@ struct HttpLimits
     /// What all requests in hand may have beyond the first 4 KiB of each connection's buffer, with
     /// what comes of it: where it is used up bodies come in smaller pieces, and who needs it for a
     /// header is put off.
-    std::size_t allBuffers = 64UL << 20U;
+    std::size_t allBuffers = 128UL << 20U;
 
     /// From the first byte of a request to the end of its header, whatever comes meanwhile.
     std::chrono::milliseconds headerTime = std::chrono::seconds(10);
