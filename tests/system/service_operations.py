@@ -367,8 +367,8 @@ class CommandsOfTheGuide(unittest.TestCase):
         "--summary": r"user \d+: {0} rows, \d+ seconds, 1 devices, \d tokens\n",
     }
 
-    # Each alarm of the page with figures at which it must not fire, and some at which it must. "+1": so much more than at the
-    # beginning of the time that it looks at; "ago 5": the time 5 s ago.
+    # Each alarm of the page with figures at which it must not fire, and some at which it must. "+1": so much more than
+    # at the beginning of the time that it looks at; "ago 5": the time 5 s ago.
     ALARMS = {
         "velomira_database_up == 0": (
             {"velomira_database_up": "1"},
@@ -510,8 +510,8 @@ class CommandsOfTheGuide(unittest.TestCase):
                 def get(path: str, port: int) -> str:
                     return self.bench.run(["curl", "--silent", "--fail", "--noproxy", "*",
                                            f"http://127.0.0.1:{port}{path}"])
-                type(self).told = wait_for(lambda: "velomira_job_finished" in get("/metrics", at) and
-                                           get("/metrics", at), "the jobs")
+                done = '\nvelomira_job_finished_timestamp_seconds{name="pack"}'
+                type(self).told = wait_for(lambda: done in get("/metrics", at) and get("/metrics", at), "the jobs")
                 for path in re.findall(r"`GET (/\w+z)` says 200", self.guide):
                     self.assertIn("status", get(path, port))
             finally:
@@ -625,7 +625,7 @@ class CommandsOfTheGuide(unittest.TestCase):
             self.assertEqual(len(questions), 2)
             for question in questions:
                 wait_for(lambda q=question: ask(q).strip(), question)
-            for job in re.findall(r"`(\w+)`", re.search(r"^\| Jobs \| `select [^`]+`: (.*?) One that", self.guide,
+            for job in re.findall(r"`(\w+)`", re.search(r"^\| Jobs \| `select [^`]+`: (.*?)\. ", self.guide,
                                                        re.MULTILINE)[1].replace("`prune`, ", "")):
                 wait_for(lambda j=job: j + "|" in ask(questions[1]), f"the job {job}")
         finally:
