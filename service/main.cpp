@@ -226,6 +226,8 @@ int serve(const Addresses& addresses, const CommandLine& line)
 {
     const int stop = terminationDescriptor();
     ::signal(SIGPIPE, SIG_IGN);
+    if (addresses.reports)
+        tryReports(*addresses.reports);
     std::optional<LastMoment> lastMoment; // until all of the rest has been taken down
     const service::ServiceManager manager(QProcessEnvironment::systemEnvironment());
     service::PasswordHasher hasher;
@@ -306,8 +308,6 @@ int run(const CommandLine& line)
     if (line.action != CommandLine::Action::Serve)
         return service::runCommand(*session, line);
     session.reset();
-    if (const std::optional<DatabaseAddress>& reports = addresses.value().reports)
-        tryReports(*reports);
     return serve(addresses.value(), line);
 }
 
