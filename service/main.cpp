@@ -51,7 +51,8 @@ constexpr std::chrono::seconds kPatienceForTheLog(1);
 // The end takes no longer, whatever is in hand; and from when the requests are answered on.
 constexpr std::chrono::seconds kLongestEnd(16);
 constexpr std::chrono::seconds kLongestRestOfTheEnd(5);
-// What they have in hand comes to at most 120 MiB of the shared buffers, and leaves the others some.
+// What they have in hand comes to at most 120 MiB of the shared buffers, and leaves the others
+// some.
 constexpr std::size_t kConnectionsOfAnAddress = 512;
 constexpr std::size_t kConnectionsForFigures = 32;
 constexpr std::size_t kOfThemOfAnAddress = 8;
