@@ -4,16 +4,17 @@
 // how long it ever holds the main thread.
 #include "benchmarks/upload_bench.h"
 #include "benchmarks/workload.h"
+#include "service/http/server.h"
 
 #include <QCoreApplication>
 #include <QCoroTask>
 
 #include <algorithm>
+#include <atomic>
 #include <benchmark/benchmark.h>
 #include <chrono>
-#include <httplib.h>
+#include <cstdint>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -21,36 +22,36 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using upload_bench::Heartbeat;
 
-/// Takes uploads on a thread of its own.
+/// Takes uploads on threads of its own.
 class Sink final
 {
 public:
     Sink()
+        : m_server({{.method = "POST",
+                     .pattern = "/api/activity-log",
+                     .bodyLimit = kMostBytes,
+                     .handler =
+                         [this](service::Request& request) {
+                             bytes = request.body->size();
+                             return service::Answer{.status = 201, .body = "{}"};
+                         }}},
+                   {.limits = {.bodyInMemory = kMostBytes, .allBodiesInMemory = kMostBytes}})
+        , port(m_server.listen("127.0.0.1", 0).value())
     {
-        m_server.Post("/api/activity-log",
-                      [this](const httplib::Request& request, httplib::Response& response) {
-                          bytes = request.body.size();
-                          response.status = 201;
-                      });
-        port = m_server.bind_to_any_port("127.0.0.1");
-        m_thread = std::thread([this] { m_server.listen_after_bind(); });
     }
 
     Sink(const Sink&) = delete;
     Sink& operator=(const Sink&) = delete;
+    ~Sink() = default;
 
-    ~Sink()
-    {
-        m_server.stop();
-        m_thread.join();
-    }
-
-    int port = 0;
-    std::size_t bytes = 0;
+    std::atomic<std::uint64_t> bytes = 0;
 
 private:
-    httplib::Server m_server;
-    std::thread m_thread;
+    static constexpr std::size_t kMostBytes = 1UL << 30U;
+    service::HttpServer m_server;
+
+public:
+    const int port;
 };
 
 /// Uploads range(0) samples, each a row of its own, from a store that saves to a real disk.
@@ -81,7 +82,7 @@ void upload(benchmark::State& state)
                    qUtf8Printable(uploader.service.lastSyncError().value_or(QString())));
     }
     std::ranges::sort(longest);
-    state.counters["body_mb"] = static_cast<double>(sink.bytes) / 1e6;
+    state.counters["body_mb"] = static_cast<double>(sink.bytes.load()) / 1e6;
     state.counters["median_longest_ms"] = longest[longest.size() / 2];
     state.counters["longest_ms"] = longest.back();
 }

@@ -1,141 +1,157 @@
 #!/usr/bin/env python3
 # SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 # SPDX-License-Identifier: MIT
-"""Measures what velomira-service stores, and how fast, on this machine: uploads of rows of the usual size
-from several clients at once, into SQLite or into a PostgreSQL server of its own, which is as it is
-installed (fsync on).
+"""Measures what velomira-service stores, how fast, and in how much memory, on this machine: into SQLite and into a
+PostgreSQL server of its own, which is as it is installed (fsync on). Prints the tables of docs/operator.md.
 
-Usage: service_load.py [options] SERVICE
+Usage: service_load.py [options] SERVICE [PART ...]
 
-Prints one JSON object:
-  rows_per_s, uploads_per_s   from the first upload to the answer to the last
-  upload_ms_p50, upload_ms_p99  from the client's side
-  bytes_per_row, of_which_index_bytes   the table "activities" with its index, or the SQLite file after a
-                              checkpoint; divided by its rows
-  service_cpu_s_per_million_rows, service_peak_mb
-  dump_s, dump_bytes_per_row, restore_s  (PostgreSQL) pg_dump and pg_restore in the custom format
+few        uploads of 10 rows from several clients at once, each of a user of its own: after a warm-up several runs; beside
+           them the floor, the same rows in as many transactions without the service: COPY into an equal table by as many
+           psql, or a prepared insert in one process with SQLite
+many       the same with 500 rows; then bytes a row, pg_dump and pg_restore
+idle       10,000 connections that say nothing: memory for them, and how long others wait for their uploads meanwhile
+largest    one upload of 2,000,000 rows: time and memory
+month      633,600 rows of one second in a month of one user: time to store them, and for all sums of their days
+migration  10,000,000 rows of the second schema: time from the start to the first answer, uploads while rows move, and how
+           fast they move
+drop       a month that is dropped as a partition, or deleted in portions by SQLite; uploads meanwhile
+sign-ins   several at once, and memory
+
+Without a PART it is all of them. Numbers of rows can be chosen, so can the database. Figures of several runs are the
+median, and the least and the most. Each part makes everything in a folder of its own (--folder, on a disk), and ends and
+removes it, also after Ctrl-C. Those of a machine that is busy with other work show that in its load.
 """
 
 import argparse
+import datetime
 import json
 import os
 import pathlib
-import sqlite3
+import resource
+import signal
 import sys
-import threading
-import time
+import tempfile
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/support"))
-from service_bench import Bench, connect, rows, sign_in, upload
+import service_parts
+from service_parts import PARTS, Figure
 
-PASSWORD = "correct horse battery"
-
-
-def processor_seconds(pid: int) -> float:
-    fields = pathlib.Path(f"/proc/{pid}/stat").read_text(encoding="ascii").rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+WORDS = {"few": "uploads of {few} rows", "many": "uploads of {many} rows", "idle": "{idle} idle connections",
+         "largest": "one upload of {largest} rows", "month": "a month of {month} rows",
+         "migration": "migration of {old_rows} rows", "drop": "drop of a month of {drop_rows} rows ({drop_rows_sqlite})",
+         "sign-ins": "sign-ins"}
 
 
-def peak_mb(pid: int) -> float:
-    for line in pathlib.Path(f"/proc/{pid}/status").read_text(encoding="ascii").splitlines():
-        if line.startswith("VmHWM:"):
-            return int(line.split()[1]) / 1024
-    raise RuntimeError("no peak")
+def first_line(path: str, key: str) -> str:
+    for line in pathlib.Path(path).read_text(encoding="utf-8").splitlines():
+        if line.startswith(key):
+            return line.split(":", 1)[1].strip()
+    return "unknown"
 
 
-def client(port: int, token: str, number: int, options, times: list, faults: list):
-    connection = connect(port)
-    for turn in range(options.uploads):
-        body = rows(options.rows, (number * options.uploads + turn) * options.rows)
-        begun = time.monotonic()
-        status, answer = upload(connection, token, body, device=f"device-{number}")
-        times.append(time.monotonic() - begun)
-        if status != 201:
-            faults.append((status, answer))
-            break
-    connection.close()
+def file_system(folder: pathlib.Path) -> str:
+    """Type of what `folder` is on."""
+    found = ("", "unknown")
+    for line in pathlib.Path("/proc/self/mounts").read_text(encoding="utf-8").splitlines():
+        _, where, kind = line.split()[:3]
+        if folder.is_relative_to(where) and len(where) >= len(found[0]):
+            found = (where, kind)
+    return found[1]
 
 
-def load(port: int, options, pid: int) -> dict:
-    token = sign_in(connect(port), "load@example.org", PASSWORD)
-    times, faults = [], []
-    threads = [threading.Thread(target=client, args=(port, token, n, options, times, faults))
-               for n in range(options.clients)]
-    processor, begun = processor_seconds(pid), time.monotonic()
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-    seconds = time.monotonic() - begun
-    if faults:
-        raise RuntimeError(f"an upload failed: {faults[0]}")
-    times.sort()
-    count = options.clients * options.uploads * options.rows
-    return {"rows": count, "rows_per_s": round(count / seconds), "uploads_per_s": round(len(times) / seconds, 1),
-            "upload_ms_p50": round(1000 * times[len(times) // 2], 1),
-            "upload_ms_p99": round(1000 * times[int(len(times) * 0.99)], 1),
-            "service_cpu_s_per_million_rows": round((processor_seconds(pid) - processor) * 1e6 / count, 1),
-            "service_peak_mb": round(peak_mb(pid))}
+def machine(options) -> dict:
+    memory = int(first_line("/proc/meminfo", "MemTotal").split()[0]) / (1 << 20)
+    return {"processors": f"{os.cpu_count()} x {first_line('/proc/cpuinfo', 'model name')}", "memory": f"{memory:.0f} GiB",
+            "kernel": f"{os.uname().sysname} {os.uname().release}",
+            "file system": file_system(pathlib.Path(tempfile.gettempdir()).resolve()),
+            "databases": service_parts.versions(), "load": f"{os.getloadavg()[0]:.1f} at the beginning",
+            "clients": str(options.clients),
+            "time": datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC")}
 
 
-def on_postgres(bench: Bench, options) -> dict:
-    bench.start_postgres()
-    if bench.user == "root":
-        bench.administer("createuser", bench.user)
-    bench.administer("createdb", f"--owner={bench.user}", "velomira")
-    result = serve_and_load(bench, bench.database("velomira"), options)
-
-    def number(query: str) -> int:
-        return int(bench.administer("psql", "-At", "-d", "velomira", "-c", query))
-    bench.administer("psql", "-At", "-d", "velomira", "-c", "vacuum activities")
-    result["bytes_per_row"] = round(number("select pg_total_relation_size('activities')") / result["rows"])
-    result["of_which_index_bytes"] = round(number("select pg_indexes_size('activities')") / result["rows"])
-    dump = bench.folder / "velomira.dump"
-    begun = time.monotonic()
-    bench.run(["pg_dump", "--host", bench.socket, "--format=custom", f"--file={dump}", "velomira"])
-    result["dump_s"] = round(time.monotonic() - begun, 1)
-    result["dump_bytes_per_row"] = round(dump.stat().st_size / result["rows"])
-    bench.administer("createdb", f"--owner={bench.user}", "restored")
-    begun = time.monotonic()
-    bench.run(["pg_restore", "--host", bench.socket, "--no-owner", "--exit-on-error", "--dbname=restored", dump])
-    result["restore_s"] = round(time.monotonic() - begun, 1)
-    return result
+def grouped(value: float) -> str:
+    return f"{value:,.0f}" if abs(value) >= 99.5 else f"{value:.3g}"
 
 
-def on_sqlite(bench: Bench, options) -> dict:
-    file = bench.folder / "service.sqlite"
-    result = serve_and_load(bench, file, options)
-    with sqlite3.connect(file) as database:
-        database.execute("pragma wal_checkpoint(truncate)")
-    result["bytes_per_row"] = round(file.stat().st_size / result["rows"])
-    return result
+def shown(figure: Figure | None) -> str:
+    if figure is None:
+        return "–"
+    text = grouped(figure.value) + (f" {figure.unit}" if figure.unit else "")
+    least, most = grouped(figure.least), grouped(figure.most)
+    return text if least == most else f"{text} ({least}–{most})"
 
 
-def serve_and_load(bench: Bench, database, options) -> dict:
-    bench.service(options.service, "--database", database, "--add-user", "load@example.org", "Load",
-                  text=PASSWORD + "\n")
-    process, port = bench.start_service(options.service, database, "service.log")
-    result = load(port, options, process.pid)
-    bench.end(process)
-    return result
+def table(results: dict, options) -> str:
+    """Of all parts, a line for each figure and a column for each database."""
+    lines = ["| | PostgreSQL | SQLite |", "|---|---|---|"]
+    numbers = {name: grouped(value) for name, value in vars(options).items() if isinstance(value, int)}
+    for part, by_database in results.items():
+        words = WORDS[part].format(**numbers)
+        load = by_database.pop("load")
+        lines.append(f"| **{words}** (load {load:.1f}) | | |")
+        names = dict.fromkeys(name for figures in by_database.values() for name in figures)
+        for name in names:
+            cells = [shown(by_database.get(each, {}).get(name)) for each in ("postgresql", "sqlite")]
+            lines.append(f"| {name} | {cells[0]} | {cells[1]} |")
+    return "\n".join(lines)
+
+
+def as_numbers(results: dict) -> dict:
+    return {part: {database: {name: [figure.value, figure.least, figure.most, figure.unit]
+                              for name, figure in figures.items()} if isinstance(figures, dict) else figures
+                   for database, figures in by_database.items()} for part, by_database in results.items()}
+
+
+def arguments() -> argparse.Namespace:
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("service", type=lambda text: pathlib.Path(text).resolve())
+    parser.add_argument("parts", nargs="*", metavar="PART", choices=[[], *PARTS])
+    parser.add_argument("--database", choices=("sqlite", "postgresql"), help="only this one")
+    parser.add_argument("--folder", type=lambda text: pathlib.Path(text).resolve(), help="for what is written meanwhile")
+    parser.add_argument("--json", type=pathlib.Path, metavar="FILE", help="writes all figures there, too")
+    parser.add_argument("--runs", type=int, default=3)
+    parser.add_argument("--clients", type=int, default=8)
+    parser.add_argument("--few", type=int, default=10, metavar="ROWS")
+    parser.add_argument("--few-uploads", type=int, default=250, help="of each client in each run")
+    parser.add_argument("--many", type=int, default=500, metavar="ROWS")
+    parser.add_argument("--many-uploads", type=int, default=40, help="of each client in each run")
+    parser.add_argument("--idle", type=int, default=10_000, metavar="CONNECTIONS")
+    parser.add_argument("--largest", type=int, default=2_000_000, metavar="ROWS")
+    parser.add_argument("--month", type=int, default=633_600, metavar="ROWS")
+    parser.add_argument("--old-rows", type=int, default=10_000_000, metavar="ROWS", help="of the second schema")
+    parser.add_argument("--old-users", type=int, default=100)
+    parser.add_argument("--moving", type=int, default=60, metavar="SECONDS", help="that the moving of rows is watched")
+    parser.add_argument("--drop-rows", type=int, default=1_000_000, metavar="ROWS", help="of PostgreSQL")
+    parser.add_argument("--drop-rows-sqlite", type=int, default=200_000, metavar="ROWS")
+    return parser.parse_args()
 
 
 def main() -> int:
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("service", type=lambda text: pathlib.Path(text).resolve())
-    parser.add_argument("--database", choices=("sqlite", "postgresql"), default="postgresql")
-    parser.add_argument("--clients", type=int, default=8)
-    parser.add_argument("--uploads", type=int, default=50, help="of each client")
-    parser.add_argument("--rows", type=int, default=500, help="of each upload")
-    options = parser.parse_args()
-    bench = Bench()
+    options = arguments()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # runs what is to be done at the end
+    if options.folder:
+        tempfile.tempdir = os.environ["TMPDIR"] = str(options.folder)
+    _, most = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
+    machine_now = machine(options)
+    results = {}
     try:
-        print(json.dumps(on_sqlite(bench, options) if options.database == "sqlite" else on_postgres(bench, options),
-                         indent=2))
-    finally:
-        bench.close()
+        for part in options.parts or PARTS:
+            results[part] = {"load": os.getloadavg()[0]}
+            for database in [options.database] if options.database else ["postgresql", "sqlite"]:
+                print(f"{part}, {database} ...", file=sys.stderr, flush=True)
+                results[part][database] = service_parts.measure(part, database, options)
+    finally:  # what is known is not lost
+        if options.json:
+            options.json.write_text(json.dumps({"machine": machine_now, "parts": as_numbers(results)}, indent=2) + "\n",
+                                    encoding="utf-8")
+        print("; ".join(f"{name}: {text}" for name, text in machine_now.items()), end="\n\n")
+        print(table(results, options))
     return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    try:
+        sys.exit(main())
+    except KeyboardInterrupt:
+        sys.exit(130)

@@ -26,19 +26,22 @@ packages() {
     # What the windows import; in this split they run without the rest of Qt Quick Controls.
     local qml="qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtqml-workerscript qml6-module-qtquick"
     qml+=" qml6-module-qtquick-layouts qml6-module-qtquick-templates qml6-module-qtquick-window"
+    # Debian 12 has two versions, and the one without a number is too old.
+    local boost=libboost-dev
+    if grep -qsx 'VERSION_CODENAME=bookworm' /etc/os-release; then boost=libboost1.81-dev; fi
     local desktop="xvfb openbox wmctrl xdotool x11-utils xterm dbus python3"
     case $1 in
     build)
         echo build-essential cmake ninja-build pkg-config qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-svg-dev \
             "$qml" libsimdjson-dev libglib2.0-dev \
-            libsecret-1-dev qcoro-qt6-dev libcpp-httplib-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
+            libsecret-1-dev qcoro-qt6-dev "$boost" zlib1g-dev libsodium-dev libqt6sql6-sqlite libqt6sql6-psql \
             libxcb1-dev libxcb-screensaver0-dev libxcb-sync-dev libxcb-imdkit-dev libbenchmark-dev libicu-dev \
             libwayland-dev libwayland-bin plasma-wayland-protocols libdbus-1-dev mold
         ;;
     imports) echo "$qml" ;;
     run) echo "$desktop" "$qml" fonts-dejavu-core lxqt-panel mousepad feh chromium gnome-keyring scrot fonts-noto-color-emoji ;;
     test)
-        echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl nginx-light postgresql desktop-file-utils xdg-utils \
+        echo "$desktop" gnome-keyring libsecret-tools libsm-dev openssl nginx-light postgresql sqlite3 desktop-file-utils xdg-utils \
             fonts-dejavu-core libglib2.0-bin at-spi2-core lxqt-panel xfce4-panel tint2 scrot qt6-base-private-dev \
             sway xwayland wtype weston kwin-wayland kwin-x11 gnome-shell libgl1-mesa-dri gjs libglib2.0-dev-bin \
             qt6-wayland python3-gi gir1.2-gtk-3.0 util-linux x11-xserver-utils chromium firefox-esr epiphany-browser \

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace service {
@@ -15,12 +16,17 @@ namespace service {
 struct Answer
 {
     int status = 200;
-    /// JSON.
     std::string body;
     /// For the header Retry-After.
     std::optional<std::chrono::seconds> retryAfter = std::nullopt;
     /// Whose request it was, for the log.
     std::optional<std::int64_t> user = std::nullopt;
+    std::string contentType = "application/json";
+    /// The header Cache-Control.
+    std::string cacheControl = "no-store";
+    /// More of the header, as name and value without line ends.
+    // NOLINTNEXTLINE(readability-redundant-member-init): most leave it out
+    std::vector<std::pair<std::string, std::string>> fields = {};
 };
 
 /// What is wrong with a member of a request ("activities.3.app_name").

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "service/password_hasher.h"
 
-#include "service/token.h"
+#include "service/database/token.h"
 
 #include <array>
 #include <cstdlib>

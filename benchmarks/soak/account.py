@@ -27,7 +27,7 @@ def stored(database: pathlib.Path) -> collections.Counter:
     """What the service's database holds."""
     connection = sqlite3.connect(f"file:{database}?mode=ro", uri=True)
     try:
-        rows = connection.execute("select app_name, window_title, url, sum(duration_seconds) from activities "
+        rows = connection.execute("select app_name, window_title, url, sum(duration_seconds) from runs "
                                   "group by app_name, window_title, url")
         return collections.Counter({(application, title, url): seconds for application, title, url, seconds in rows})
     finally:
@@ -43,11 +43,12 @@ def kept(file: pathlib.Path) -> collections.Counter:
 
 
 class Deliveries:
-    """What an acknowledged upload puts in the place of an earlier one that was acknowledged, too.
+    """What acknowledged uploads hold that the service takes for something it has already.
 
     A row is known to the service by second, application, title and address. Two runs of the same window that begin
-    within one second and are in different uploads are the same row to it: the later one replaces the earlier one
-    (docs/architecture.md, "An upload"). Such seconds are counted here, from the bodies that arrived, and never guessed.
+    within one second and are in different uploads are the same row to it, which keeps the greater duration
+    (docs/architecture.md, "An upload"). The seconds of the shorter one are counted here, from the bodies that arrived,
+    and never guessed.
     """
 
     def __init__(self):
@@ -56,18 +57,19 @@ class Deliveries:
         self._rows = {}  # of acknowledged uploads: what the service has of them
 
     def add(self, body: bytes, is_acknowledged: bool) -> None:
-        """The service has stored `body`; the agent knows that, or believes that it failed."""
+        """The service has stored `body`; the agent knows that, or believes that it failed and sends its rows again."""
+        if not is_acknowledged:
+            return
         upload = json.loads(body)
         rows = collections.Counter()
         for row in upload["activities"]:
             what = row["app_name"], row.get("window_title"), row.get("url")
             rows[upload["device_id"], row["start_time"], what] += row["duration_seconds"]
-        for row in rows:
-            if (earlier := self._rows.pop(row, None)) is not None:
-                self.replaced[row[2]] += earlier
-        if is_acknowledged:
-            self.acknowledged += 1
-            self._rows.update(rows)
+        for row, seconds in rows.items():
+            earlier = self._rows.get(row, 0)
+            self.replaced[row[2]] += min(earlier, seconds)
+            self._rows[row] = max(earlier, seconds)
+        self.acknowledged += 1
 
 
 def differences(recorded, in_service, in_file, replaced) -> dict:

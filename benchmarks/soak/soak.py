@@ -15,7 +15,7 @@ Needs root or user namespaces: it has network, processes and a small disk of its
 
 Figures, after the warm-up (two minutes, or a fifth of a shorter run):
   lost_s, doubled_s       seconds that are missing, or there are too many of
-  replaced_s              seconds of rows that a later upload replaced, because the service cannot tell them apart
+  replaced_s              seconds of rows that the service took for others, because it cannot tell them apart
                           (docs/architecture.md, "An upload"); counted from the bodies, 0 or next to it
   rss_mb, anonymous_mb    resident memory, and what of it is no part of a file
   pss_mb                  proportional memory; not judged: it moves with every process of the machine that starts or ends
@@ -381,7 +381,7 @@ class Day:
         if complaints := self.agent.complaints.read_text(encoding="utf-8").strip():
             print(f"\nthe agent complained:\n{complaints}")
         for window, count in self.front.deliveries.replaced.items():
-            print(f"replaced by a later upload: {count} s of {window}")
+            print(f"taken for another row: {count} s of {window}")
 
 
 def counted(agent: Recorder) -> int:

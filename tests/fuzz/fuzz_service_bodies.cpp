@@ -3,15 +3,16 @@
 // Any body: what is taken can be written and read again as the same, what is refused has a text.
 #include "base/iso8601.h"
 #include "base/json_writer.h"
-#include "service/activity_rows.h"
+#include "service/database/activity_rows.h"
 #include "service/sign_in_request.h"
-#include "service/upload.h"
+#include "tests/service/whole_upload.h"
 
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -59,6 +60,14 @@ std::string encoded(const service::Upload& upload)
     return out + "]}";
 }
 
+service::Result<service::UploadHead, service::Fault> decodeInPieces(const std::string& body)
+{
+    constexpr std::size_t kPiece = 3;
+    service::UploadReader reader(
+        [&body](std::uint64_t offset) { return std::string_view(body).substr(offset, kPiece); });
+    return reader.check();
+}
+
 void requireFault(const service::Fault& fault)
 {
     require(fault.status == 400 || fault.status == 422);
@@ -71,11 +80,12 @@ void requireFault(const service::Fault& fault)
 
 void requireRows(const service::Upload& upload)
 {
-    const auto rows = service::rowsToStore(upload);
+    const auto rows = service::rowsToStore(upload.deviceId, upload.activities);
     require(rows.size() <= upload.activities.size());
     require(rows.empty() == upload.activities.empty());
     for (std::size_t i = 1; i < rows.size(); ++i)
-        require(rows[i - 1].digest < rows[i].digest);
+        require(std::pair(rows[i - 1].activity->startTime, rows[i - 1].digest) <
+                std::pair(rows[i].activity->startTime, rows[i].digest));
 }
 
 } // namespace
@@ -90,11 +100,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     } else {
         requireFault(signIn.error());
     }
-    const auto upload = service::decodeUpload(body);
+    const auto upload = decodeUpload(body);
+    // However the body is cut into pieces.
+    const auto inPieces = decodeInPieces(body);
+    require(static_cast<bool>(upload) == static_cast<bool>(inPieces));
+    require(upload ? upload.value().deviceId == inPieces.value().deviceId
+                   : upload.error().message == inPieces.error().message);
     // Both see the same JSON, so they agree on whether it is any.
     require(upload || signIn || (upload.error().status == 400) == (signIn.error().status == 400));
     if (upload) {
-        const auto again = service::decodeUpload(encoded(upload.value()));
+        const auto again = decodeUpload(encoded(upload.value()));
         require(again && again.value() == upload.value());
         requireRows(upload.value());
     } else {

@@ -3,7 +3,7 @@
 # SPDX-License-Identifier: MIT
 """Checks the text of our own files; prints what it finds and fails when there is anything.
 
-Usage: lint.py format|shell|spdx|python|own-header|links|waits|names ROOT
+Usage: lint.py format|shell|spdx|python|own-header|links|waits|names|owners ROOT
 
   format  C++ files are formatted as .clang-format says
   shell   shellcheck finds nothing, in scripts without a suffix either
@@ -11,6 +11,8 @@ Usage: lint.py format|shell|spdx|python|own-header|links|waits|names ROOT
   python  every Python file compiles
   own-header  a source includes its own header first, which shows that it compiles on its own
   links   a link from a page to another file or heading of ours leads somewhere
+  owners  every statement and key of the service on what belongs to users says whose it is: user_id, or a comment
+          "all users" or "whose it is" beside it
   waits   no test sleeps, nor waits until a clock has moved: tests/support/passing_time.h says for what it may
   names   what the tests of a folder define outside of anonymous namespaces has names of its own: they may share a program
 """
@@ -45,6 +47,11 @@ LINK = re.compile(r"\]\(\s*<?([^()\s<>]*(?:\([^()\s]*\)[^()\s]*)*)>?(?:\s+[\"'][
                   r"|^\[[^\]]+\]:\s*<?(\S+?)>?\s*$", re.MULTILINE)
 HEADING = re.compile(r"^#{1,6}[ \t]+(.+?)[ \t]*#*$", re.MULTILINE)
 ELSEWHERE = re.compile(r"^[a-zA-Z][a-zA-Z0-9+.-]*:|^//")
+
+
+ADJACENT_LITERALS = re.compile(r'"(?:[^"\\\n]|\\.)*"(?:\s*"(?:[^"\\\n]|\\.)*")*')
+OF_USERS = re.compile(r"\b(?:from|into|join|update|create table|on) (runs|days|devices|sessions|categories|access_log|old_activities)\b")
+KEY = re.compile(r"(?:primary key|\bindex \w+ on \w+) \((\w+)")
 
 
 def source_files(root: pathlib.Path):
@@ -113,6 +120,30 @@ def check_own_header(root: pathlib.Path, files: list) -> list:
         first = INCLUDE.search(file.read_text(encoding="utf-8"))
         if not first or first[1] != header.relative_to(root).as_posix():
             findings.append(f"{file.relative_to(root)}: does not include {header.name} before anything else")
+    return findings
+
+
+def literals(text: str):
+    """(line, text) of each group of C++ literals that stand side by side."""
+    for group in ADJACENT_LITERALS.finditer(text):
+        yield text.count("\n", 0, group.start()) + 1, "".join(re.findall(r'"((?:[^"\\]|\\.)*)"', group[0]))
+
+
+def check_owners(root: pathlib.Path, files: list) -> list:
+    findings = []
+    for file in files:
+        path = file.relative_to(root).as_posix()
+        if not path.startswith("service/") or file.suffix != ".cpp":
+            continue
+        text = file.read_text(encoding="utf-8")
+        lines = text.splitlines()
+        for line, statement in literals(text):
+            table = OF_USERS.search(statement)
+            key = KEY.search(statement) if table else None
+            if not table or ("user_id" in statement and (not key or key[1] == "user_id")):
+                continue
+            if not re.search("all users|whose it is", "\n".join(lines[max(0, line - 4):line])):
+                findings.append(f"{path}:{line}: does not say whose {table[1]} it is about")
     return findings
 
 
@@ -194,6 +225,7 @@ CHECKS = {
     "links": check_links,
     "waits": check_waits,
     "names": check_names,
+    "owners": check_owners,
 }
 
 

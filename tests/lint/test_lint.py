@@ -88,6 +88,17 @@ class Checks(unittest.TestCase):
             self.plant("tests/tst_bad.cpp", CPP + f"void f()\n{{\n    {line}\n}}\n")
             self.assertTrue(self.finds([HERE / "lint.py", "waits"], "tests/tst_bad.cpp"), line)
 
+    def test_aStatementThatDoesNotSayWhoseRowsItMeansIsFound(self):
+        self.plant("service/database/bad.cpp", CPP + 'auto all = run("delete from runs "\n           "where digest = ?");\n')
+        self.plant("service/database/good.cpp", CPP + 'auto some = run("delete from runs "\n            "where user_id = ?");\n'
+                   '// all users\nauto all = run("delete from runs");\n')
+        self.assertTrue(self.finds([HERE / "lint.py", "owners"], "service/database/bad.cpp"))
+
+    def test_aKeyThatDoesNotBeginWithTheUserIsFound(self):
+        self.plant("service/database/bad.cpp", CPP + 'auto make = "create table runs (user_id bigint, digest text, "\n'
+                   '            "primary key (digest, user_id))";\n')
+        self.assertTrue(self.finds([HERE / "lint.py", "owners"], "service/database/bad.cpp"))
+
     def test_theCompositionRootMayIncludeTheFactory(self):
         self.plant("app/agent.cpp", CPP + '#include "backends/linux/linux_desktop.h"\n')
         self.assertEqual(self.verdict(LAYERS)[0], 0)

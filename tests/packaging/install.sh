@@ -91,6 +91,8 @@ install_packages() {
     # shellcheck disable=SC2016  # dpkg's variables
     expect "the settings are settings to dpkg" test "$(inside dpkg-query -W -f '${Conffiles}\n' velomira-usage-monitor \
         velomira-usage-monitor-browsers velomira-service | grep '^ /etc/' | grep -vc ' obsolete$')" = 4
+    expect "the service's settings are not for everybody" test root:velomira-service:640 = \
+        "$(inside stat --format=%U:%G:%a /etc/velomira-service/service.conf)"
     expect "the service is not enabled" is_empty "$(find "$system/etc/systemd" -name 'velomira*')"
     expect "nothing starts at login" is_empty "$(find "$system/etc/xdg" -iname '*velomira*')"
     expect "the unit is well formed" is_empty "$(inside systemd-analyze verify --man=no velomira-service.service 2>&1)"

@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // What has been acknowledged stays, whatever happens to the processes.
+#include "service/database/database_address.h"
+#include "service/database/database_session.h"
 #include "tests/service/service_requests.h"
 #include "tests/support/postgres_server.h"
 #include "tests/support/required_programs.h"
@@ -13,6 +15,7 @@
 
 #include <atomic>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 using requests::rows;
@@ -127,6 +130,36 @@ private Q_SLOTS:
         timer.start();
         QCOMPARE(m_service->stop(), std::optional(0));
         QVERIFY(timer.elapsed() < 20000);
+    }
+
+    void theEndDoesNotWaitForAJob()
+    {
+        QFETCH_GLOBAL(bool, postgres);
+        if (!postgres)
+            return; // where no statement of a job takes so long
+        const auto address = service::parseDatabaseAddress(m_database);
+        QVERIFY(address);
+        const auto opened = service::DatabaseSession::open(address.value());
+        QVERIFY(opened);
+        service::DatabaseSession& session = *opened.value();
+        for (const char* statement :
+             {"create function hang() returns trigger language plpgsql as $$ begin perform "
+              "pg_sleep(600); return null; end $$",
+              "create trigger hang before delete on sessions for each statement execute function "
+              "hang()"})
+            QVERIFY(session.run(QString::fromLatin1(statement)));
+        const auto isInHand = [&] {
+            std::ignore = session.run(QStringLiteral(
+                "update jobs set due = 0 where name = 'sessions' and taken_until = 0"));
+            auto found = session.run(QStringLiteral("select count(*) from pg_stat_activity where "
+                                                    "wait_event = 'PgSleep'"));
+            return found && found.value().next() && found.value().value(0).toInt() == 1;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(isInHand(), 30'000);
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(m_service->stop(), std::optional(0));
+        QVERIFY(timer.elapsed() < 15'000);
     }
 
     void twoServicesShareADatabase()

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
-#include "service/activity_rows.h"
+#include "service/database/activity_rows.h"
 #include "service/sign_in_request.h"
-#include "service/upload.h"
+#include "tests/service/whole_upload.h"
 #include "tests/support/test_program.h"
 
 #include <QTest>
@@ -177,6 +177,84 @@ private Q_SLOTS:
         QVERIFY(read.error().message.starts_with(member.toStdString()));
     }
 
+    void longTextsAreCutBetweenCharactersAndNotRefused()
+    {
+        std::string text;
+        while (text.size() < 20'000)
+            text += "äx€😀";
+        const auto read = decodeUpload(upload(
+            row('"' + text + '"',
+                json(R"(,'window_title':')") + text + json(R"(','url':'\u0041)") + text + '"')));
+        QVERIFY(read);
+        const UploadedActivity& got = read.value().activities.at(0);
+        const std::pair<std::string, std::size_t> cut[] = {
+            {got.appName, 1024}, {*got.windowTitle, 16384}, {got.url->substr(1), 16383}};
+        for (const auto& [kept, most] : cut) {
+            QVERIFY(kept.size() <= most && kept.size() > most - 4);
+            QVERIFY(text.starts_with(kept));
+            const QString whole = QString::fromStdString(kept);
+            QVERIFY(!whole.contains(QChar(QChar::ReplacementCharacter)));
+        }
+    }
+
+    void aDeviceIsNamedInAtMost128Characters()
+    {
+        std::string name;
+        for (int i = 0; i < 128; ++i)
+            name += "😀";
+        const auto named = [](const std::string& device) {
+            std::string body = upload({});
+            return decodeUpload(body.replace(body.find("\"i\""), 3, '"' + device + '"'));
+        };
+        QCOMPARE(named(name).value().deviceId, name);
+        const auto refused = named(name + 'x');
+        QVERIFY(!refused);
+        QCOMPARE(refused.error().status, 422);
+        QCOMPARE(refused.error().members.at(0).member, std::string("device_id"));
+        QCOMPARE(refused.error().message, std::string("device_id is longer than 128 characters"));
+    }
+
+    void membersMayStandInAnyOrderAndTheBodyInAnyPieces()
+    {
+        const std::string body =
+            json(R"({'x':[1,{'activities':[2]}],'activities':[)") + row(json(R"('é\u20ac😀')")) +
+            ',' + row("\"b\"", json(R"(,'unknown':{'a':[[],{}]},'url':'u')")) +
+            json(
+                R"(],'activities':7,'interval_minutes':5,'sync_timestamp':'2026-11-21T09:30:00Z','device_id':'i'})");
+        const auto whole = decodeUpload(body);
+        QVERIFY(whole);
+        QCOMPARE(whole.value().activities.size(), 2u);
+        QCOMPARE(whole.value().activities[0].appName, std::string("é€😀"));
+        for (std::size_t piece = 1; piece < 20; ++piece) {
+            UploadReader reader(
+                [&](std::uint64_t offset) { return std::string_view(body).substr(offset, piece); });
+            const auto head = reader.check();
+            QVERIFY(head);
+            QCOMPARE(head.value().deviceId, std::string("i"));
+            QVERIFY(reader.next() == whole.value().activities);
+            QVERIFY(reader.next().empty());
+        }
+    }
+
+    void manyRowsComeInPortions()
+    {
+        std::string all = row("\"0\"");
+        for (int i = 1; i < 5000; ++i)
+            all += ',' + row('"' + std::to_string(i) + '"');
+        const std::string body = upload(all);
+        UploadReader reader(
+            [&body](std::uint64_t offset) { return std::string_view(body).substr(offset); });
+        QVERIFY(reader.check());
+        std::size_t count = 0;
+        std::size_t portions = 0;
+        for (auto rows = reader.next(); !rows.empty(); rows = reader.next(), ++portions) {
+            for (const UploadedActivity& row : rows)
+                QCOMPARE(row.appName, std::to_string(count++));
+        }
+        QCOMPARE(count, 5000u);
+        QVERIFY(portions > 1);
+    }
+
     void durationsMayBeAnyWholeNumber()
     {
         const auto read = decodeUpload(upload(json(
@@ -195,17 +273,21 @@ private Q_SLOTS:
                    ',' + row(json(R"('a')")) + ',' + row(json(R"('a')"), json(R"(,'url':'')")) +
                    ',' + row(json(R"('a\u0000')")) + ',' + row(json(R"('a␀')"))));
         QVERIFY(read);
-        const auto rows = rowsToStore(read.value());
+        const auto rows = rowsToStore(read.value().deviceId, read.value().activities);
         QCOMPARE(rows.size(), 5u);
         std::int64_t total = 0;
         for (std::size_t i = 0; i < rows.size(); ++i) {
             total += rows[i].durationSeconds;
             QVERIFY(i == 0 || rows[i - 1].digest < rows[i].digest);
+            // Rows of the schema before have only the text.
+            QCOMPARE(rows[i].digest,
+                     keyOfDigest(digestOfRow(read.value().deviceId, *rows[i].activity)));
         }
         QCOMPARE(total, 6);
         Upload other = read.value();
         other.deviceId = "another";
-        QVERIFY(rowsToStore(other).front().digest != rows.front().digest);
+        QVERIFY(rowsToStore(other.deviceId, other.activities).front().digest !=
+                rows.front().digest);
     }
 
     void durationsThatAddUpStopAtTheEndOfTheirRange()
@@ -216,10 +298,10 @@ private Q_SLOTS:
         upload.activities = {
             {.appName = "a", .windowTitle = {}, .url = {}, .durationSeconds = kMost},
             {.appName = "a", .windowTitle = {}, .url = {}, .durationSeconds = 5}};
-        QCOMPARE(rowsToStore(upload).front().durationSeconds, kMost);
+        QCOMPARE(rowsToStore(upload.deviceId, upload.activities).front().durationSeconds, kMost);
         upload.activities[0].durationSeconds = kLeast;
         upload.activities[1].durationSeconds = -5;
-        QCOMPARE(rowsToStore(upload).front().durationSeconds, kLeast);
+        QCOMPARE(rowsToStore(upload.deviceId, upload.activities).front().durationSeconds, kLeast);
     }
 };
 

@@ -1,18 +1,22 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "service/answer.h"
-#include "service/api.h"
-#include "service/byte_budget.h"
-#include "service/http_framing.h"
+#include "service/database/token.h"
+#include "service/http/byte_budget.h"
+#include "service/http/client_address.h"
+#include "service/http/framing.h"
 #include "service/password_hasher.h"
 #include "service/request_log.h"
-#include "service/token.h"
 #include "tests/support/test_program.h"
 
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTest>
 
+#include <cerrno>
 #include <set>
+#include <stdexcept>
+#include <system_error>
 
 using namespace service;
 
@@ -107,6 +111,7 @@ private Q_SLOTS:
         QCOMPARE(peerKey("192.0.2.7"), std::string("192.0.2.7"));
         QCOMPARE(peerKey("2001:db8::1"), peerKey("2001:db8::ffff:0:1"));
         QVERIFY(peerKey("2001:db8::1") != peerKey("2001:db8:0:1::1"));
+        QCOMPARE(peerKey("fe80::1%eth0"), peerKey("fe80::ffff:0:1%eth0"));
         QVERIFY(peerKey("::ffff:192.0.2.7") != peerKey("::ffff:192.0.2.8"));
     }
 
@@ -181,15 +186,68 @@ private Q_SLOTS:
             .status = 200,
             .bytesIn = 12,
             .duration = std::chrono::milliseconds(3),
-            .user = 7};
-        QCOMPARE(logLine(request),
-                 std::string("2026-11-21T09:30:00Z 192.0.2.1 POST "
-                             "/a\\x0d\\x0ab\\x20\\x1b[31m\\xc3\\xa4\\x5c 200 in=12 ms=3 user=7\n"));
+            .user = 7,
+            .id = "5f-2a"};
+        QCOMPARE(
+            logLine(request),
+            std::string(
+                "2026-11-21T09:30:00Z 192.0.2.1 POST "
+                "/a\\x0d\\x0ab\\x20\\x1b[31m\\xc3\\xa4\\x5c 200 in=12 ms=3 user=7 id=5f-2a\n"));
         request.target = '/' + std::string(100'000, 'x');
         QVERIFY(logLine(request).size() < 400);
-        QCOMPARE(
-            logLine({.time = request.time, .peer = {}, .method = {}, .target = {}, .user = {}}),
-            std::string("2026-11-21T09:30:00Z - - - 0 in=0 ms=0 user=-\n"));
+        QCOMPARE(logLine({.time = request.time,
+                          .peer = {},
+                          .method = {},
+                          .target = {},
+                          .user = {},
+                          .id = {}}),
+                 std::string("2026-11-21T09:30:00Z - - - 0 in=0 ms=0 user=- id=-\n"));
+    }
+
+    void aLogLineMayBeJson()
+    {
+        const auto text = qScopeGuard([] { setLogFormat(LogFormat::Text); });
+        setLogFormat(LogFormat::Json);
+        LoggedRequest request{
+            .time = std::chrono::system_clock::time_point(std::chrono::seconds(1'795'253'400)),
+            .peer = "192.0.2.1",
+            .method = "POST",
+            .target = "/a\"\n?token=secret",
+            .status = 200,
+            .bytesIn = 12,
+            .duration = std::chrono::milliseconds(3),
+            .user = 7,
+            .id = "5f-2a"};
+        const std::string line =
+            "{\"time\":\"2026-11-21T09:30:00Z\",\"level\":\"info\",\"client\":\"192.0.2.1\","
+            "\"method\":\"POST\",\"path\":\"\\/a\\\"\\\\x0a\",\"status\":200,"
+            "\"bytes_in\":12,\"milliseconds\":3,\"user\":7,\"request\":\"5f-2a\"}\n";
+        QCOMPARE(logLine(request), line);
+        request.user = std::nullopt;
+        QVERIFY(logLine(request).find("\"user\"") == std::string::npos);
+    }
+
+    void ofAnExceptionItsKindIsSaidAndNotItsWords()
+    {
+        QCOMPARE(kindOf(std::runtime_error("a title")), std::string("std::runtime_error"));
+        QCOMPARE(kindOf(std::system_error(ENOSPC, std::generic_category(), "a title")),
+                 std::string("std::system_error: No space left on device"));
+    }
+
+    void troubleIsALineInBothForms()
+    {
+        QCOMPARE(troubleLine("the \"disk\""), std::string("velomira-service: the \"disk\"\n"));
+        QCOMPARE(troubleLine("no connection:\n\tis it there?\x1b[0m\n"),
+                 std::string("velomira-service: no connection:  is it there? [0m\n"));
+        QCOMPARE(troubleLine("it broke", "5f-2a"),
+                 std::string("velomira-service: request 5f-2a failed: it broke\n"));
+        const auto text = qScopeGuard([] { setLogFormat(LogFormat::Text); });
+        setLogFormat(LogFormat::Json);
+        const std::string line = troubleLine("the \"disk\"", "5f-2a");
+        QVERIFY2(line.ends_with(",\"level\":\"error\",\"message\":\"the \\\"disk\\\"\","
+                                "\"request\":\"5f-2a\"}\n"),
+                 line.c_str());
+        QVERIFY(troubleLine("x").find("request") == std::string::npos);
     }
 };
 

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 // The endpoints on both databases, over sockets, with the real executable.
-#include "service/accounts.h"
-#include "service/database_address.h"
-#include "service/database_session.h"
+#include "service/database/accounts.h"
+#include "service/database/database_address.h"
+#include "service/database/database_session.h"
 #include "tests/service/service_requests.h"
 #include "tests/support/postgres_server.h"
 #include "tests/support/required_programs.h"
@@ -104,6 +104,28 @@ private Q_SLOTS:
         QCOMPARE(refused->body,
                  QByteArray("{\"message\":\"Too many failed sign-ins; try again in 15 minutes\"}"));
         QCOMPARE(statusOf(requests::signIn(port(), "other@example.org", "x")), 401);
+    }
+
+    void aRightPasswordFromAKnownDeviceAlwaysWorks()
+    {
+        QCOMPARE(statusOf(requests::signIn(port())), 200);
+        for (int i = 0; i < 10; ++i)
+            QCOMPARE(statusOf(signInFrom("another device", "wrong")), 401);
+        QCOMPARE(statusOf(signInFrom("another device", requests::kPassword)), 429);
+        // Its wrong ones are held off as well, though looked at.
+        QCOMPARE(statusOf(signInFrom("a device", "wrong")), 429);
+        QCOMPARE(statusOf(signInFrom("a device", requests::kPassword)), 200);
+        // That was a success of this account from this network, which clears its count.
+        QCOMPARE(statusOf(signInFrom("another device", requests::kPassword)), 200);
+    }
+
+    void failuresAreForgottenWithASuccess()
+    {
+        for (int round = 0; round < 2; ++round) {
+            for (int i = 0; i < 6; ++i)
+                QCOMPARE(statusOf(requests::signIn(port(), requests::kEmail, "wrong")), 401);
+            QCOMPARE(statusOf(requests::signIn(port())), 200);
+        }
     }
 
     void anUploadThatComesAgainChangesNothing()
@@ -338,6 +360,14 @@ private Q_SLOTS:
     }
 
 private:
+    [[nodiscard]] std::optional<support::RawAnswer> signInFrom(const QByteArray& device,
+                                                               const QByteArray& password) const
+    {
+        QByteArray body = requests::signInBody(requests::kEmail, password);
+        body.replace("\"a device\"", '"' + device + '"');
+        return RawHttpClient(port()).post("/api/token", body);
+    }
+
     [[nodiscard]] int port() const { return m_service->port(); }
 
     [[nodiscard]] QString stored() { return m_service->summary(); }

@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
+#include <utility>
 
 namespace support {
 
@@ -25,11 +26,13 @@ QByteArray RawAnswer::field(const QByteArray& name) const
     return {};
 }
 
-RawHttpClient::RawHttpClient(int port)
+RawHttpClient::RawHttpClient(int port, int window)
     : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
     ::setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
     ::setsockopt(m_socket, SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof kPatience);
+    if (window > 0)
+        ::setsockopt(m_socket, SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
@@ -41,7 +44,8 @@ RawHttpClient::RawHttpClient(int port)
 
 RawHttpClient::~RawHttpClient()
 {
-    ::close(m_socket);
+    if (m_socket >= 0)
+        ::close(m_socket);
 }
 
 bool RawHttpClient::send(const QByteArray& bytes)
@@ -64,6 +68,13 @@ void RawHttpClient::finishSending()
     ::shutdown(m_socket, SHUT_WR);
 }
 
+void RawHttpClient::reset()
+{
+    const linger atOnce = {.l_onoff = 1, .l_linger = 0};
+    ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    ::close(std::exchange(m_socket, -1));
+}
+
 std::optional<RawAnswer> RawHttpClient::answer()
 {
     qsizetype end = -1;
@@ -81,6 +92,16 @@ std::optional<RawAnswer> RawHttpClient::answer()
     answer.body = m_received.mid(end + 4, length);
     m_received.remove(0, end + 4 + length);
     return answer;
+}
+
+bool RawHttpClient::take(qsizetype most)
+{
+    QByteArray bytes(most, '\0');
+    const ssize_t count =
+        ::recv(m_socket, bytes.data(), static_cast<std::size_t>(most), MSG_DONTWAIT);
+    if (count > 0)
+        m_received.append(bytes.constData(), count);
+    return count > 0 || (count < 0 && errno == EAGAIN);
 }
 
 bool RawHttpClient::waitForEnd()

@@ -25,7 +25,9 @@ struct RawAnswer
 class RawHttpClient final
 {
 public:
-    explicit RawHttpClient(int port);
+    /// `window`: about so many bytes of what comes wait on our side until they are taken; 0 for as
+    /// many as is usual.
+    explicit RawHttpClient(int port, int window = 0);
     RawHttpClient(const RawHttpClient&) = delete;
     RawHttpClient& operator=(const RawHttpClient&) = delete;
     ~RawHttpClient();
@@ -36,8 +38,15 @@ public:
     /// The end of what we send.
     void finishSending();
 
+    /// Ends the connection at once, without taking what still comes.
+    void reset();
+
     /// Waits for an answer; none when the connection ends or nothing comes.
     [[nodiscard]] std::optional<RawAnswer> answer();
+
+    /// Takes so many bytes at most of what has come, without waiting; false when the connection has
+    /// ended.
+    bool take(qsizetype most);
 
     /// Waits until the server closes; false when it does not.
     [[nodiscard]] bool waitForEnd();
@@ -45,6 +54,9 @@ public:
     /// POST `body` with these lines of the header, and the answer.
     [[nodiscard]] std::optional<RawAnswer>
     post(const QByteArray& path, const QByteArray& body, const QList<QByteArray>& header = {});
+
+    /// What has come and is no part of an answer that was taken.
+    [[nodiscard]] const QByteArray& received() const { return m_received; }
 
 private:
     /// Reads more; false at the end.

@@ -66,7 +66,7 @@ class Bench:
         # PostgreSQL does not run as root.
         own = self.user != "root"
         self._server_user = pwd.getpwuid(os.geteuid()) if own else pwd.getpwnam("postgres")
-        self._as_server = [] if own else [f"--reuid={self._server_user.pw_uid}", f"--regid={self._server_user.pw_gid}",
+        self.as_server = [] if own else [f"--reuid={self._server_user.pw_uid}", f"--regid={self._server_user.pw_gid}",
                                           "--clear-groups"]
         self.postgres = None
 
@@ -79,7 +79,7 @@ class Bench:
         """Starts `command`, which ends with this process; what it says goes to the file `log`."""
         with (self.folder / log).open("ab") as output:
             process = subprocess.Popen(
-                ["setpriv", "--pdeathsig=KILL", *(self._as_server if as_server else []), *map(str, command)],
+                ["setpriv", "--pdeathsig=KILL", *(self.as_server if as_server else []), *map(str, command)],
                 stdin=subprocess.DEVNULL, stdout=output, stderr=output, cwd=self.folder, **options)
         self._started.append(process)
         return process
@@ -97,7 +97,7 @@ class Bench:
 
     def run(self, command: list, as_server=False, **options) -> str:
         done = subprocess.run(
-            ["setpriv", "--pdeathsig=KILL", *(self._as_server if as_server else []), *map(str, command)],
+            ["setpriv", "--pdeathsig=KILL", *(self.as_server if as_server else []), *map(str, command)],
             capture_output=True, text=True, check=False, cwd=self.folder, **options)
         if done.returncode:
             raise RuntimeError(f"{command[0]} failed: {done.stdout}{done.stderr}")
@@ -145,11 +145,11 @@ class Bench:
         """A command of the service's; its output."""
         return self.run([executable, *arguments], input=text)
 
-    def start_service(self, executable, database, log: str, *arguments, port: int = 0):
+    def start_service(self, executable, database, log: str, *arguments, port: int = 0, **options):
         """The process and its port; 0 takes any that is free."""
         said = self.folder / log
         before = len(self.text(log)) if said.exists() else 0
-        process = self.start([executable, "--database", database, "--port", port, *arguments], log)
+        process = self.start([executable, "--database", database, "--port", port, *arguments], log, **options)
 
         def announced():
             return re.search(r"listening on http://127\.0\.0\.1:(\d+)\n", self.text(log)[before:])

@@ -6,11 +6,14 @@
 #include <QTest>
 #include <QUrl>
 
+#include <cstring>
+
 namespace support {
 
 namespace {
 
 constexpr int kPatienceMs = 60000;
+constexpr const char* kFigures = "velomira-service: figures at ";
 
 QString contentOf(const QString& path)
 {
@@ -20,7 +23,9 @@ QString contentOf(const QString& path)
 
 } // namespace
 
-platform::Outcome ServiceProcess::start(const QString& database, const QStringList& arguments)
+platform::Outcome ServiceProcess::start(const QString& database,
+                                        const QStringList& arguments,
+                                        const QProcessEnvironment& environment)
 {
     m_database = database;
     m_baseUrl.clear();
@@ -29,21 +34,27 @@ platform::Outcome ServiceProcess::start(const QString& database, const QStringLi
         all += {QStringLiteral("--port"), QStringLiteral("0")};
     const auto started = m_child.start(QStringLiteral(SERVICE_EXECUTABLE),
                                        all + arguments,
-                                       QProcessEnvironment::systemEnvironment(),
+                                       environment,
                                        m_folder.filePath(QStringLiteral("service.log")));
     if (!started)
         return started;
+    const int lines = arguments.contains(QStringLiteral("--metrics")) ? 2 : 1;
     QString output;
     const bool told = QTest::qWaitFor(
         [&] {
             output += QString::fromUtf8(m_child.process().readAllStandardOutput());
-            return output.contains(QLatin1Char('\n')) || !m_child.isRunning();
+            return output.count(QLatin1Char('\n')) >= lines || !m_child.isRunning();
         },
         kPatienceMs);
     const QString announcement = QStringLiteral("velomira-service: listening on ");
     if (!told || !output.startsWith(announcement))
         return platform::Error{QStringLiteral("the service does not listen: ") + log()};
-    m_baseUrl = output.mid(announcement.size()).trimmed();
+    m_baseUrl = output.mid(announcement.size()).section(QLatin1Char('\n'), 0, 0);
+    const qsizetype figures = output.indexOf(QLatin1String(kFigures));
+    if (figures >= 0)
+        m_metricsPort = QUrl(output.mid(figures + qsizetype(std::strlen(kFigures)))
+                                 .section(QLatin1Char('\n'), 0, 0))
+                            .port();
     return platform::success();
 }
 

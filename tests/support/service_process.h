@@ -6,6 +6,7 @@
 #include "tests/support/child_process.h"
 
 #include <QByteArray>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -31,13 +32,18 @@ public:
 
     /// Starts it on `database`, a file or an address. Returns when it listens. The port is a free
     /// one unless the arguments name one.
-    [[nodiscard]] platform::Outcome start(const QString& database,
-                                          const QStringList& arguments = {});
+    [[nodiscard]] platform::Outcome
+    start(const QString& database,
+          const QStringList& arguments = {},
+          const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 
     /// "http://127.0.0.1:PORT"; empty before start().
     [[nodiscard]] QString baseUrl() const { return m_baseUrl; }
 
     [[nodiscard]] int port() const;
+
+    /// That of --metrics; 0 without it.
+    [[nodiscard]] int metricsPort() const { return m_metricsPort; }
 
     /// Asks it to end (SIGTERM), and waits; its exit code, none when it crashed or did not end.
     [[nodiscard]] std::optional<int> stop(int signal = SIGTERM);
@@ -77,6 +83,7 @@ private:
     QTemporaryDir m_folder;
     QString m_database;
     QString m_baseUrl;
+    int m_metricsPort = 0;
     ChildProcess m_child;
 };
 

@@ -137,7 +137,7 @@ class TestAccountCommands final : public QObject
         const QStringList lines = m_service.log().split(u'\n');
         return std::ranges::count_if(lines, [user](const QString& line) {
             return line.contains(QStringLiteral(" POST /api/activity-log 201 ")) &&
-                   line.endsWith(QStringLiteral(" user=%1").arg(user));
+                   line.contains(QStringLiteral(" user=%1 ").arg(user));
         });
     }
 

@@ -48,6 +48,8 @@ class TestUploadFaults final : public QObject
 {
     Q_OBJECT
 
+    // Little enough to go beyond it.
+    const QStringList m_limited{QStringLiteral("--largest-upload"), QStringLiteral("64")};
     support::ServiceProcess m_service;
     ImpatientClient m_client;
     std::mt19937 m_random{kSeed};
@@ -85,7 +87,7 @@ private Q_SLOTS:
     {
         qInfo("seed %u", kSeed);
         const platform::Outcome started =
-            m_service.start(m_service.folder() + QStringLiteral("/service.sqlite"));
+            m_service.start(m_service.folder() + QStringLiteral("/service.sqlite"), m_limited);
         QVERIFY2(bool(started), started ? "" : qPrintable(started.error().text));
         QVERIFY(bool(m_service.addUser(kEmail, QStringLiteral("Ada"), kPassword)));
     }
@@ -149,7 +151,8 @@ private Q_SLOTS:
             bench.sync();
             QTRY_VERIFY(!m_service.process().isRunning());
             const platform::Outcome again = m_service.start(
-                m_service.database(), {QStringLiteral("--port"), QString::number(port)});
+                m_service.database(),
+                m_limited + QStringList{QStringLiteral("--port"), QString::number(port)});
             QVERIFY2(bool(again), again ? "" : qPrintable(again.error().text));
         }
         proxy.setFaults([] { return Fault::None; });

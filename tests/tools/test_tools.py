@@ -221,8 +221,8 @@ class SoakAccount(Tools):
     def differences(self, ticks, rows, records, bodies=()):
         database = self.folder / "service.sqlite"
         connection = sqlite3.connect(database)
-        connection.execute("create table activities (app_name, window_title, url, duration_seconds)")
-        connection.executemany("insert into activities values ('Editor', 'Notes', null, ?)", [(row,) for row in rows])
+        connection.execute("create table runs (app_name, window_title, url, duration_seconds)")
+        connection.executemany("insert into runs values ('Editor', 'Notes', null, ?)", [(row,) for row in rows])
         connection.commit()
         connection.close()
         deliveries = account.Deliveries()
@@ -248,6 +248,10 @@ class SoakAccount(Tools):
 
     def test_aRowThatReplacesAnAcknowledgedOneIsCounted(self):
         bodies = [("10:00:00", 1, True), ("10:00:00", 4, True)]
+        self.assertEqual(self.differences(ticks=5, rows=[4], records=0, bodies=bodies), {})
+
+    def test_aShorterRowThatAnAcknowledgedOneKeepsOutIsCounted(self):
+        bodies = [("10:00:00", 4, True), ("10:00:00", 1, True)]
         self.assertEqual(self.differences(ticks=5, rows=[4], records=0, bodies=bodies), {})
 
     def test_aRowThatReplacesOneWhoseAnswerWasLostIsNot(self):

@@ -1,0 +1,158 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#include "service/database/summary.h"
+
+#include "service/database/database_text.h"
+#include "service/database/old_rows.h"
+#include "service/history/run.h"
+
+#include <QStringList>
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+
+namespace service {
+
+namespace {
+
+__extension__ using Wide = __int128;
+
+struct Line
+{
+    std::int64_t rows = 0;
+    Wide seconds = 0;
+    std::int64_t devices = 0;
+    std::int64_t tokens = 0;
+};
+
+using Lines = std::map<std::int64_t, Line>;
+
+// A sum of 64 bit numbers of which databases add up the millions and the rest, so that neither runs
+// over.
+const QString& sumOfDurations()
+{
+    static const QString sum =
+        QStringLiteral("count(*), cast(coalesce(sum(duration_seconds / 1000000), 0) as bigint), "
+                       "cast(coalesce(sum(duration_seconds % 1000000), 0) as bigint)");
+    return sum;
+}
+
+std::string decimal(Wide sum)
+{
+    std::string digits;
+    Wide left = sum < 0 ? -sum : sum;
+    do {
+        digits += static_cast<char>('0' + static_cast<int>(left % 10));
+        left /= 10;
+    } while (left != 0);
+    if (sum < 0)
+        digits += '-';
+    std::ranges::reverse(digits);
+    return digits;
+}
+
+/// Adds user, count, millions and rest of each row that `statement` yields.
+DatabaseResult<std::monostate>
+addSums(DatabaseSession& session, const QString& statement, Lines& lines)
+{
+    auto found = session.run(statement);
+    if (!found)
+        return found.error();
+    for (QSqlQuery& row = found.value(); row.next();) {
+        const auto line = lines.find(row.value(0).toLongLong());
+        if (line == lines.end())
+            continue;
+        line->second.rows += row.value(1).toLongLong();
+        line->second.seconds +=
+            static_cast<Wide>(row.value(2).toLongLong()) * 1'000'000 + row.value(3).toLongLong();
+    }
+    return std::monostate();
+}
+
+DatabaseResult<std::monostate> addCounts(DatabaseSession& session,
+                                         const QString& statement,
+                                         std::int64_t Line::* count,
+                                         Lines& lines)
+{
+    auto found = session.run(statement);
+    if (!found)
+        return found.error();
+    for (QSqlQuery& row = found.value(); row.next();) {
+        const auto line = lines.find(row.value(0).toLongLong());
+        if (line != lines.end())
+            line->second.*count += row.value(1).toLongLong();
+    }
+    return std::monostate();
+}
+
+DatabaseResult<Lines> countAll(DatabaseSession& session)
+{
+    auto users = session.run(QStringLiteral("select id from users where removed = 0"));
+    if (!users)
+        return users.error();
+    Lines lines;
+    while (users.value().next())
+        lines[users.value().value(0).toLongLong()] = {};
+    QStringList sums = {
+        QStringLiteral("select user_id, cast(sum(stored_rows) as bigint), "
+                       "cast(sum(stored_millions) as bigint), cast(sum(stored_rest) as bigint) "
+                       "from days where pack is not null group by user_id"),
+        QStringLiteral("select runs.user_id, %1 from days join runs on "
+                       "runs.user_id = days.user_id and start_time >= day * 86400 and "
+                       "start_time < (day + 1) * 86400 where pack is null and day <> 0 "
+                       "group by runs.user_id")
+            .arg(sumOfDurations()),
+        QStringLiteral("select runs.user_id, %1 from days join runs on "
+                       "runs.user_id = days.user_id and (start_time < %2 or start_time >= %3) "
+                       "where pack is null and day = 0 group by runs.user_id")
+            .arg(sumOfDurations())
+            .arg(kFirstCountedSecond)
+            .arg(kEndOfCountedSeconds)};
+    const auto old = hasOldTable(session);
+    if (!old)
+        return old.error();
+    if (old.value())
+        sums.append(QStringLiteral("select user_id, %1 from old_activities join users on "
+                                   "users.id = user_id and old_rows > 0 and digest > old_next "
+                                   "group by user_id")
+                        .arg(sumOfDurations()));
+    for (const QString& statement : std::as_const(sums)) {
+        if (const auto added = addSums(session, statement, lines); !added)
+            return added.error();
+    }
+    const auto devices = addCounts(
+        session,
+        QStringLiteral("select user_id, count(*) from devices where last_seen is not null "
+                       "group by user_id"),
+        &Line::devices,
+        lines);
+    if (!devices)
+        return devices.error();
+    const auto tokens = addCounts(session,
+                                  QStringLiteral("select user_id, count(*) from sessions "
+                                                 "where expires > %1 group by user_id")
+                                      .arg(secondsNow()),
+                                  &Line::tokens,
+                                  lines);
+    if (!tokens)
+        return tokens.error();
+    return lines;
+}
+
+} // namespace
+
+DatabaseResult<std::string> summary(DatabaseSession& session)
+{
+    const auto lines = session.inSnapshot([&] { return countAll(session); });
+    if (!lines)
+        return lines.error();
+    std::string text;
+    for (const auto& [user, line] : lines.value())
+        text += "user " + std::to_string(user) + ": " + std::to_string(line.rows) + " rows, " +
+                decimal(line.seconds) + " seconds, " + std::to_string(line.devices) + " devices, " +
+                std::to_string(line.tokens) + " tokens\n";
+    return text;
+}
+
+} // namespace service

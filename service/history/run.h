@@ -1,0 +1,86 @@
+// SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace service {
+
+inline constexpr std::int64_t kSecondsOfADay = 86'400;
+/// Runs that begin from 2000-01-01 to before 2100-01-01 (UTC) are counted, in seconds since 1970.
+inline constexpr std::int64_t kFirstCountedSecond = 946'684'800;
+inline constexpr std::int64_t kEndOfCountedSeconds = 4'102'444'800;
+/// The day (since 1970-01-01) that stands for all times outside of these years.
+inline constexpr std::int64_t kDayOfOtherTimes = 0;
+
+/// A stored row, as far as it is added up.
+struct Run
+{
+    std::int64_t start = 0; ///< seconds since 1970-01-01T00:00:00Z
+    std::int64_t seconds = 0;
+    std::int64_t device = 0; ///< its number among the devices of the user
+    std::string app;
+    std::optional<std::string> title;
+    std::optional<std::string> site;
+
+    bool operator==(const Run&) const = default;
+};
+
+/// Whether that second lies in the years that are counted.
+[[nodiscard]] constexpr bool isCountedTime(std::int64_t second)
+{
+    return second >= kFirstCountedSecond && second < kEndOfCountedSeconds;
+}
+
+/// The second behind the last one that counts of a run that begins in the years that are counted.
+[[nodiscard]] constexpr std::int64_t endOfRun(std::int64_t start, std::int64_t seconds)
+{
+    if (seconds <= 0)
+        return start;
+    return seconds > kEndOfCountedSeconds - start ? kEndOfCountedSeconds : start + seconds;
+}
+
+/// UTC days since 1970-01-01, the last one included.
+struct DayRange
+{
+    std::int64_t first = 0;
+    std::int64_t last = 0;
+
+    bool operator==(const DayRange&) const = default;
+};
+
+/// The days whose sums depend on such a run. One that is not counted belongs to the day on which it
+/// begins, or to kDayOfOtherTimes.
+[[nodiscard]] constexpr DayRange daysOfRun(std::int64_t start, std::int64_t seconds)
+{
+    if (!isCountedTime(start))
+        return {.first = kDayOfOtherTimes, .last = kDayOfOtherTimes};
+    const std::int64_t first = start / kSecondsOfADay;
+    const std::int64_t end = endOfRun(start, seconds);
+    return {.first = first, .last = end > start ? (end - 1) / kSecondsOfADay : first};
+}
+
+/// A month as a number that grows by one from month to month; 0 is January of the year 0. Of a time
+/// in the years that are counted.
+[[nodiscard]] inline int monthOf(std::int64_t second)
+{
+    const std::chrono::sys_days day{std::chrono::days(static_cast<int>(second / kSecondsOfADay))};
+    const std::chrono::year_month_day date(day);
+    return 12 * static_cast<int>(date.year()) +
+           static_cast<int>(static_cast<unsigned>(date.month())) - 1;
+}
+
+/// The first second of a month.
+[[nodiscard]] inline std::int64_t startOfMonth(int month)
+{
+    const std::chrono::year_month_day date(
+        std::chrono::year(month / 12),
+        std::chrono::month(static_cast<unsigned>(month % 12) + 1),
+        std::chrono::day(1));
+    return kSecondsOfADay * std::chrono::sys_days(date).time_since_epoch().count();
+}
+
+} // namespace service
