@@ -236,7 +236,7 @@ DatabaseResult<std::set<int>> migrate(DatabaseSession& session)
         "create table if not exists schema_version (version bigint not null primary key)"));
     if (!made)
         return made.error();
-    const auto before = versionsOf(session);
+    auto before = versionsOf(session);
     if (!before)
         return before;
     for (int next = firstMissing(before.value()); next <= kNewest; ++next) {
