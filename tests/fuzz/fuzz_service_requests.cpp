@@ -5,9 +5,12 @@
 #include "service/http/server.h"
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <source_location>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
@@ -16,10 +19,13 @@
 
 namespace {
 
-void require(bool holds)
+void require(bool holds, std::source_location where = std::source_location::current())
 {
-    if (!holds)
-        std::abort();
+    if (holds)
+        return;
+    std::printf("line %u does not hold\n", static_cast<unsigned>(where.line()));
+    std::fflush(stdout);
+    std::abort();
 }
 
 std::atomic<std::size_t> g_bodies = 0; // bytes that handlers got of the input in hand
@@ -74,8 +80,14 @@ std::string answersTo(std::string_view bytes)
     server().serveSocket(ends[1]);
     std::string answers;
     char piece[65536];
-    for (ssize_t count = 0; (count = ::recv(ends[0], piece, sizeof piece, 0)) > 0;)
+    for (;;) {
+        const ssize_t count = ::recv(ends[0], piece, sizeof piece, 0);
+        if (count < 0 && errno == EINTR) // by the fuzzer's own clock
+            continue;
+        if (count <= 0)
+            break;
         answers.append(piece, static_cast<std::size_t>(count));
+    }
     ::close(ends[0]);
     return answers;
 }
