@@ -28,9 +28,10 @@ DAY = 86_400
 MB = 1 << 20
 PATIENCE = 3600  # seconds that the longest work may take
 TOKEN = "an old token"
-COLUMNS = ("user_id", "start_time", "digest", "duration_seconds", "device", "app_name", "window_title", "url", "site")
-# In seconds since 1970, and before the times of rows().
-END_OF_OLD = 1_789_000_000
+COLUMNS = ("user_id", "start_day", "start_second", "digest", "duration_seconds", "device", "app_name", "window_title", "url",
+           "site")
+# A day since 1970, and before the times of rows().
+END_OF_OLD = 20_706
 OLD_MONTH = (2025, 6)
 # Tables that are made and filled in one transaction need not be logged.
 FILLED_BY_SQL = ("wal_level=minimal", "max_wal_senders=0", "max_wal_size=4GB")
@@ -197,10 +198,11 @@ def upload_from_all(place: Installation, tokens: list, bodies: list) -> tuple:
 
 def given(activity: dict, user: int) -> tuple:
     """Its COLUMNS."""
-    digest = hashlib.blake2b(repr(activity).encode(), digest_size=8).digest()
+    digest = hashlib.blake2b(repr(activity).encode(), digest_size=4).digest()
     start = datetime.datetime.strptime(activity["start_time"], "%Y-%m-%dT%H:%M:%S%z")
-    return (user, int(start.timestamp()), int.from_bytes(digest, "big", signed=True), activity["duration_seconds"], 1,
-            activity["app_name"], activity["window_title"], activity["url"], "example.org" if activity["url"] else None)
+    return (user, *divmod(int(start.timestamp()), DAY), int.from_bytes(digest, "big", signed=True),
+            activity["duration_seconds"], 1, activity["app_name"], activity["window_title"], activity["url"],
+            "example.org" if activity["url"] else None)
 
 
 class Floor(contextlib.AbstractContextManager):
@@ -479,13 +481,13 @@ TEXTS = ("'Application ' || (n % 40), 'Some document or page number ' || (n % 50
 
 
 def make_old_rows(place: Installation):
-    """Everybody has as many rows, one every 30 seconds up to END_OF_OLD; the first user has a token."""
+    """Everybody has as many rows, one every 30 seconds up to the day END_OF_OLD; the first user has a token."""
     count, users = place.options.old_rows, place.options.old_users
     each = -(-count // users)
     digest = hashlib.blake2b(len(TOKEN).to_bytes(8, "little") + TOKEN.encode(), digest_size=24).digest()
     name = base64.urlsafe_b64encode(digest).decode()
     random = "md5(n::text)" if place.postgres else "lower(hex(randomblob(16)))"
-    begin = END_OF_OLD - 30 * each
+    begin = END_OF_OLD * DAY - 30 * each
     place.sql(*SCHEMA_2,
               "insert into users (id, email, email_key, name, password_hash, created_at) select n + 1, 'a' || n, 'a' || n, "
               f"'A', 'none', 1 from {series(place, users)}",
@@ -513,7 +515,7 @@ def migration(place: Installation) -> dict:
         watched = time.monotonic() - begun
     peak = place.memory("VmHWM")
     place.stop()
-    moved = place.number(f"select count(*) from runs where start_time < {END_OF_OLD}")
+    moved = place.number(f"select count(*) from runs where start_day < {END_OF_OLD}")
     return {"start to the first answer": Figure(answered, "s"), **{f"meanwhile {name}": each for name, each in
                                                                    milliseconds(times).items()},
             "rows moved a second": Figure(moved / watched), "most memory of the service meanwhile": Figure(peak, "MB")}
@@ -529,11 +531,12 @@ def uploads_until(place: Installation, token: str, ended: threading.Event, times
 
 
 def make_old_month(place: Installation, first: int, after: int) -> int:
-    """Rows from `first` to before `after`, whose days are sealed; the number of rows."""
+    """Rows from the day `first` to before `after`, whose days are sealed; the number of rows."""
     columns = ", ".join(COLUMNS)
-    values = f"1, {first} + n % {after - first}, {{}}, 1 + n % 90, 1, {TEXTS}, case when n % 3 = 0 then 'example.org' end"
-    days = (f"insert into days (user_id, day, version, sealed) select 1, {first // DAY} + n, 1, 1 "
-            f"from {series(place, (after - first) // DAY)}")
+    values = (f"1, {first} + n / {DAY} % {after - first}, n % {DAY}, {{}}, 1 + n % 90, 1, {TEXTS}, "
+              "case when n % 3 = 0 then 'example.org' end")
+    days = (f"insert into days (user_id, day, version, sealed) select 1, {first} + n, 1, 1 "
+            f"from {series(place, after - first)}")
     if not place.postgres:
         count = place.options.drop_rows_sqlite
         place.sql(f"insert into runs ({columns}) select {values.format('n')} from {series(place, count)}", days)
@@ -541,10 +544,10 @@ def make_old_month(place: Installation, first: int, after: int) -> int:
     count = place.options.drop_rows
     name = f"runs_{OLD_MONTH[0]}_{OLD_MONTH[1]:02}"
     place.sql(f"begin; create table {name} (like runs including defaults); "
-              f"insert into {name} ({columns}) select {values.format('hashint8extended(n, 0)')} "
+              f"insert into {name} ({columns}) select {values.format('n * 2654435761 % 4294967296 - 2147483648')} "
               f"from {series(place, count)}; "
-              f"alter table {name} add primary key (user_id, start_time, digest), "
-              f"add constraint month check (start_time >= {first} and start_time < {after}); commit",
+              f"alter table {name} add primary key (user_id, start_day, start_second, digest), "
+              f"add constraint month check (start_day >= {first} and start_day < {after}); commit",
               f"alter table runs attach partition {name} for values from ({first}) to ({after})", days,
               f"alter table {name} drop constraint month")
     place.bench.administer("psql", "-q", "-c", "checkpoint", "postgres")
@@ -553,7 +556,7 @@ def make_old_month(place: Installation, first: int, after: int) -> int:
 
 def drop(place: Installation) -> dict:
     place.add_user("load@example.org")
-    first, after = (int(datetime.datetime(year, number, 1, tzinfo=datetime.timezone.utc).timestamp())
+    first, after = ((datetime.date(year, number, 1) - datetime.date(1970, 1, 1)).days
                     for year, number in (OLD_MONTH, (OLD_MONTH[0], OLD_MONTH[1] + 1)))
     count = make_old_month(place, first, after)
     size = place.number(OF_ALL_MONTHS.format("total_relation")) if place.postgres else 0
@@ -567,12 +570,12 @@ def drop(place: Installation) -> dict:
     def prune():
         try:
             begun = time.monotonic()
-            place.command("--prune", "--keep-runs", str((int(time.time()) - after) // DAY - 31))
+            place.command("--prune", "--keep-runs", str(int(time.time()) // DAY - after - 31))
             seconds.append(time.monotonic() - begun)
         finally:
             ended.set()
     at_once([prune, lambda: uploads_until(place, token, ended, times)])
-    if place.number(f"select count(*) from runs where user_id = 1 and start_time >= {first} and start_time < {after}"):
+    if place.number(f"select count(*) from runs where user_id = 1 and start_day >= {first} and start_day < {after}"):
         raise RuntimeError("not everything was dropped")
     figures = {"its rows": Figure(count), "--prune, from its start to its end": Figure(seconds[0], "s"),
                "an upload of 10 rows before, 99 %": Figure(1000 * percentile(alone, 99), "ms"),

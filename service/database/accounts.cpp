@@ -139,7 +139,7 @@ DatabaseResult<bool> eraseSomeOf(DatabaseSession& session, std::int64_t user, st
     if (old.value() > 0)
         return true;
     const std::pair<QString, QString> tables[] = {
-        {QStringLiteral("runs"), QStringLiteral("start_time, digest")},
+        {QStringLiteral("runs"), QStringLiteral("start_day, start_second, digest")},
         {QStringLiteral("days"), QStringLiteral("day")},
         {QStringLiteral("access_log"), QStringLiteral("at, what")}};
     for (const auto& [table, key] : tables) {

@@ -21,7 +21,6 @@
 #include <mutex>
 #include <optional>
 #include <set>
-#include <tuple>
 #include <utility>
 
 namespace service {
@@ -93,12 +92,13 @@ private:
 QVariantList arraysOf(const std::vector<StoredActivity>& rows)
 {
     const std::size_t count = rows.size();
-    std::array<Column, 3> numbers = {Column(count), Column(count), Column(count)};
+    std::array<Column, 4> numbers = {Column(count), Column(count), Column(count), Column(count)};
     std::array<Column, 4> texts = {Column(count), Column(4 * count), Column(count), Column(count)};
     for (const StoredActivity& row : rows) {
-        numbers[0].add(row.activity->startTime);
-        numbers[1].add(row.digest);
-        numbers[2].add(row.durationSeconds);
+        numbers[0].add(row.key.day);
+        numbers[1].add(row.key.second);
+        numbers[2].add(row.key.digest);
+        numbers[3].add(row.durationSeconds);
         texts[0].add(std::string_view(row.activity->appName));
         texts[1].add(row.activity->windowTitle);
         texts[2].add(row.activity->url);
@@ -115,14 +115,16 @@ QVariantList arraysOf(const std::vector<StoredActivity>& rows)
 QString unnested()
 {
     return QStringLiteral(
-        "from unnest(cast(? as bigint[]), cast(? as bigint[]), cast(? as bigint[]), "
-        "cast(? as text[]), cast(? as text[]), cast(? as text[]), cast(? as text[])) as "
-        "given (start_time, digest, duration_seconds, app_name, window_title, url, site)");
+        "from unnest(cast(? as integer[]), cast(? as integer[]), cast(? as integer[]), "
+        "cast(? as bigint[]), cast(? as text[]), cast(? as text[]), cast(? as text[]), "
+        "cast(? as text[])) as given (start_day, start_second, digest, duration_seconds, "
+        "app_name, window_title, url, site)");
 }
 
-constexpr auto kKeepTheGreater = " on conflict (user_id, start_time, digest) do update set "
-                                 "duration_seconds = excluded.duration_seconds "
-                                 "where excluded.duration_seconds > runs.duration_seconds";
+constexpr auto kKeepTheGreater =
+    " on conflict (user_id, start_day, start_second, digest) do update set "
+    "duration_seconds = excluded.duration_seconds "
+    "where excluded.duration_seconds > runs.duration_seconds";
 
 /// `text` as storedText() has it, for a place in a statement that makes a text of bytes.
 QVariant storedBytes(std::string_view text)
@@ -139,7 +141,7 @@ QVariant storedBytes(const std::optional<std::string>& text)
 }
 
 /// The columns of a row in SQLite.
-constexpr auto kNamedValues = ":start, :digest, :seconds, cast(:app as text), "
+constexpr auto kNamedValues = ":day, :second, :digest, :seconds, cast(:app as text), "
                               "cast(:title as text), cast(:url as text), cast(:site as text)";
 
 using Common = std::initializer_list<std::pair<QString, std::int64_t>>;
@@ -159,8 +161,9 @@ DatabaseResult<std::monostate> runForEach(DatabaseSession& session,
     for (const auto& [name, value] : common)
         query.bindValue(name, number(value));
     for (const StoredActivity& row : rows) {
-        query.bindValue(QStringLiteral(":start"), number(row.activity->startTime));
-        query.bindValue(QStringLiteral(":digest"), number(row.digest));
+        query.bindValue(QStringLiteral(":day"), row.key.day);
+        query.bindValue(QStringLiteral(":second"), row.key.second);
+        query.bindValue(QStringLiteral(":digest"), row.key.digest);
         query.bindValue(QStringLiteral(":seconds"), number(row.durationSeconds));
         query.bindValue(QStringLiteral(":app"),
                         storedBytes(std::string_view(row.activity->appName)));
@@ -178,10 +181,10 @@ DatabaseResult<std::monostate> clearStaged(DatabaseSession& session)
 {
     for (const QString& statement :
          {QStringLiteral("create temporary table if not exists staged_runs ("
-                         "start_time bigint not null, digest bigint not null, "
-                         "duration_seconds bigint not null, app_name text not null, "
-                         "window_title text, url text, site text, "
-                         "primary key (start_time, digest))") +
+                         "start_day integer not null, start_second integer not null, "
+                         "digest integer not null, duration_seconds bigint not null, "
+                         "app_name text not null, window_title text, url text, site text, "
+                         "primary key (start_day, start_second, digest))") +
               (session.isPostgreSql() ? QString() : QStringLiteral(" without rowid")),
           session.isPostgreSql() ? QStringLiteral("truncate staged_runs")
                                  : QStringLiteral("delete from staged_runs")}) {
@@ -195,10 +198,11 @@ DatabaseResult<std::monostate> stage(DatabaseSession& session,
                                      const std::vector<StoredActivity>& rows)
 {
     const QString columns =
-        QStringLiteral("insert into staged_runs (start_time, digest, duration_seconds, app_name, "
-                       "window_title, url, site) ");
+        QStringLiteral("insert into staged_runs (start_day, start_second, digest, "
+                       "duration_seconds, app_name, window_title, url, site) ");
     const QString addUp =
-        QStringLiteral(" on conflict (start_time, digest) do update set duration_seconds = case "
+        QStringLiteral(" on conflict (start_day, start_second, digest) do update set "
+                       "duration_seconds = case "
                        "when excluded.duration_seconds > 0 and staged_runs.duration_seconds > "
                        "%1 - excluded.duration_seconds then %1 "
                        "when excluded.duration_seconds < 0 and staged_runs.duration_seconds < "
@@ -249,23 +253,23 @@ Touched touchedBy(const std::vector<StoredActivity>& rows)
 /// Of each day the longest run counts as if it went on at its end; a day too many does no harm.
 DatabaseResult<Touched> touchedByStaged(DatabaseSession& session)
 {
-    auto found = session.run(
-        QStringLiteral("select start_time / 86400, max(duration_seconds), min(start_time), "
-                       "max(start_time) from staged_runs where start_time >= %1 and "
-                       "start_time < %2 group by start_time / 86400 union all "
-                       "select 0, 0, min(start_time), max(start_time) from staged_runs "
-                       "where start_time < %1 or start_time >= %2")
-            .arg(kFirstCountedSecond)
-            .arg(kEndOfCountedSeconds));
+    auto found =
+        session.run(QStringLiteral("select start_day, max(duration_seconds), min(start_second), "
+                                   "max(start_second) from staged_runs where start_day >= %1 and "
+                                   "start_day < %2 group by start_day union all "
+                                   "select distinct %3, 0, 0, 0 from staged_runs "
+                                   "where start_day < %1 or start_day >= %2")
+                        .arg(kFirstCountedDay)
+                        .arg(kEndOfCountedDays)
+                        .arg(kDayOfOtherTimes));
     if (!found)
         return found.error();
     Touched touched;
     for (QSqlQuery& row = found.value(); row.next();) {
-        if (row.isNull(2))
-            continue;
+        const std::int64_t midnight = row.value(0).toLongLong() * kSecondsOfADay;
         const std::int64_t longest = row.value(1).toLongLong();
-        touched.add(row.value(2).toLongLong(), longest);
-        touched.add(row.value(3).toLongLong(), longest);
+        touched.add(midnight + row.value(2).toLongLong(), longest);
+        touched.add(midnight + row.value(3).toLongLong(), longest);
     }
     return touched;
 }
@@ -362,11 +366,12 @@ storeStaged(DatabaseSession& session, std::int64_t user, const UploadHead& head)
                     return patience.error();
             }
             const auto done = session.run(
-                QStringLiteral("insert into runs (user_id, device, start_time, digest, "
-                               "duration_seconds, app_name, window_title, url, site) "
-                               "select cast(? as bigint), cast(? as integer), start_time, digest, "
-                               "duration_seconds, app_name, window_title, url, site "
-                               "from staged_runs where true order by start_time, digest") +
+                QStringLiteral("insert into runs (user_id, device, start_day, start_second, "
+                               "digest, duration_seconds, app_name, window_title, url, site) "
+                               "select cast(? as integer), cast(? as integer), start_day, "
+                               "start_second, digest, duration_seconds, app_name, window_title, "
+                               "url, site from staged_runs where true "
+                               "order by start_day, start_second, digest") +
                     QLatin1String(kKeepTheGreater),
                 {number(user), number(device)});
             if (!done)
@@ -383,23 +388,38 @@ std::string digestOfRow(const std::string& deviceId, const UploadedActivity& row
         {deviceId, std::to_string(row.startTime), row.appName, row.windowTitle, row.url});
 }
 
-std::int64_t keyOfRow(const std::string& deviceId, const UploadedActivity& row)
+RunKey keyOfRow(const std::string& deviceId, const UploadedActivity& row)
 {
-    return static_cast<std::int64_t>(
-        keyOf({deviceId, std::to_string(row.startTime), row.appName, row.windowTitle, row.url}));
+    const std::uint32_t bits = first32BitsOf(
+        {deviceId, std::to_string(row.startTime), row.appName, row.windowTitle, row.url});
+    return runKey(row.startTime, static_cast<std::int32_t>(bits));
 }
 
-std::int64_t keyOfDigest(std::string_view digest)
+RunKey keyOfDigest(std::int64_t start, std::string_view digest)
 {
     constexpr std::string_view kAlphabet =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
-    constexpr std::size_t kCharacters = 11; // of 6 bits each; the last two bits are left over
+    constexpr std::size_t kCharacters = 6; // of 6 bits each; the last four bits are left over
     std::uint64_t bits = 0;
-    for (std::size_t i = 0; i < kCharacters; ++i) {
-        const auto six = static_cast<std::uint64_t>(kAlphabet.find(digest.at(i)));
-        bits = i + 1 < kCharacters ? bits << 6U | six : bits << 4U | six >> 2U;
+    for (const char c : digest.substr(0, kCharacters))
+        bits = bits << 6U | static_cast<std::uint64_t>(kAlphabet.find(c));
+    return runKey(start, static_cast<std::int32_t>(static_cast<std::uint32_t>(bits >> 4U)));
+}
+
+void addUpEqual(std::vector<StoredActivity>& rows)
+{
+    // In the order of the key in every transaction: two that touch the same rows then cannot block
+    // each other for ever, and neighbours lie in the same page.
+    std::ranges::sort(rows, {}, &StoredActivity::key);
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        if (kept > 0 && rows[kept - 1].key == rows[i].key)
+            rows[kept - 1].durationSeconds =
+                saturatingSum(rows[kept - 1].durationSeconds, rows[i].durationSeconds);
+        else if (const std::size_t to = kept++; to != i)
+            rows[to] = rows[i];
     }
-    return static_cast<std::int64_t>(bits);
+    rows.resize(kept);
 }
 
 std::vector<StoredActivity> rowsToStore(const std::string& deviceId,
@@ -408,24 +428,10 @@ std::vector<StoredActivity> rowsToStore(const std::string& deviceId,
     std::vector<StoredActivity> rows;
     rows.reserve(activities.size());
     for (const UploadedActivity& activity : activities)
-        rows.push_back({.digest = keyOfRow(deviceId, activity),
+        rows.push_back({.key = keyOfRow(deviceId, activity),
                         .activity = &activity,
                         .durationSeconds = activity.durationSeconds});
-    // In the order of the key in every transaction: two that touch the same rows then cannot block
-    // each other for ever, and neighbours lie in the same page.
-    const auto key = [](const StoredActivity& row) {
-        return std::tuple(row.activity->startTime, row.digest);
-    };
-    std::ranges::sort(rows, {}, key);
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        if (kept > 0 && key(rows[kept - 1]) == key(rows[i]))
-            rows[kept - 1].durationSeconds =
-                saturatingSum(rows[kept - 1].durationSeconds, rows[i].durationSeconds);
-        else if (const std::size_t to = kept++; to != i)
-            rows[to] = rows[i];
-    }
-    rows.resize(kept);
+    addUpEqual(rows);
     return rows;
 }
 
@@ -437,8 +443,8 @@ DatabaseResult<std::monostate> insertRuns(DatabaseSession& session,
     if (rows.empty())
         return std::monostate();
     const QString columns =
-        QStringLiteral("insert into runs (user_id, device, start_time, digest, duration_seconds, "
-                       "app_name, window_title, url, site) ");
+        QStringLiteral("insert into runs (user_id, device, start_day, start_second, digest, "
+                       "duration_seconds, app_name, window_title, url, site) ");
     if (!session.isPostgreSql())
         return runForEach(
             session,
@@ -448,7 +454,7 @@ DatabaseResult<std::monostate> insertRuns(DatabaseSession& session,
             {{QStringLiteral(":user"), user}, {QStringLiteral(":device"), device}},
             rows);
     const auto done = session.runKept(
-        columns + QStringLiteral("select cast(? as bigint), cast(? as integer), given.* ") +
+        columns + QStringLiteral("select cast(? as integer), cast(? as integer), given.* ") +
             unnested() + QLatin1String(kKeepTheGreater),
         QVariantList{number(user), number(device)} + arraysOf(rows));
     if (!done)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "service/database/database_session.h"
+#include "service/database/run_key.h"
 #include "service/database/write_turns.h"
 #include "service/upload.h"
 
@@ -19,21 +20,22 @@ namespace service {
 /// A row ready to be stored.
 struct StoredActivity
 {
-    /// Of what makes two rows the same: 64 bits, which with user and start are its key.
-    std::int64_t digest = 0;
+    RunKey key;
     const UploadedActivity* activity = nullptr;
     std::int64_t durationSeconds = 0;
 };
 
-/// The digest of a row, as base64url of 192 bits, and as it is in the key, which also follows from
-/// the former.
+/// The digest of a row, as base64url of 192 bits, and its key, which also follows from the former.
 [[nodiscard]] std::string digestOfRow(const std::string& deviceId, const UploadedActivity& row);
-[[nodiscard]] std::int64_t keyOfRow(const std::string& deviceId, const UploadedActivity& row);
-[[nodiscard]] std::int64_t keyOfDigest(std::string_view digest);
+[[nodiscard]] RunKey keyOfRow(const std::string& deviceId, const UploadedActivity& row);
+[[nodiscard]] RunKey keyOfDigest(std::int64_t start, std::string_view digest);
 
-/// The rows that differ in device, start, application, title or address, by start and digest. Of
-/// equal ones the durations are added up, within the bounds of 64 bits. They refer to `activities`.
-/// Any thread.
+/// Puts rows of one device into the order of their keys. Of those with equal keys one stays, with
+/// the sum of their durations, within the bounds of 64 bits. Any thread.
+void addUpEqual(std::vector<StoredActivity>& rows);
+
+/// The rows that differ in device, start, application, title or address, as addUpEqual() leaves
+/// them. They refer to `activities`. Any thread.
 [[nodiscard]] std::vector<StoredActivity> rowsToStore(const std::string& deviceId,
                                                       std::span<const UploadedActivity> activities);
 
@@ -48,8 +50,8 @@ struct StoredActivity
                                                        const NextRows& next,
                                                        WriteTurns* turns = nullptr);
 
-/// Puts rows of one device into the table; one that is there keeps the greater duration. Within a
-/// transaction, their partitions being there (see makePartitions()).
+/// Puts rows of one device, with different keys, into the table; one that is there keeps the
+/// greater duration. Within a transaction, their partitions being there (see makePartitions()).
 [[nodiscard]] DatabaseResult<std::monostate> insertRuns(DatabaseSession& session,
                                                         std::int64_t user,
                                                         std::int64_t device,

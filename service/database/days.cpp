@@ -35,36 +35,41 @@ template <typename Each>
 DatabaseResult<std::monostate>
 forRows(DatabaseSession& session, std::int64_t user, std::int64_t day, Each each)
 {
-    const std::int64_t midnight = day * kSecondsOfADay;
     const QString columns = QStringLiteral(
-        "select start_time, duration_seconds, device, app_name, window_title, site from runs "
-        "where user_id = ? and start_time >= ? and start_time < ?");
-    auto found = session.run(
-        columns + QStringLiteral(" union all ") + columns +
-            QStringLiteral(" and duration_seconds > ? - start_time union all ") + columns +
-            QStringLiteral(" and duration_seconds > ? - start_time and "
-                           "duration_seconds > 86400"),
-        {number(user),
-         number(midnight),
-         number(midnight + kSecondsOfADay),
-         number(user),
-         number(std::max(midnight - kSecondsOfADay, kFirstCountedSecond)),
-         number(midnight),
-         number(midnight),
-         number(user),
-         number(kFirstCountedSecond),
-         number(midnight - kSecondsOfADay),
-         number(midnight)});
+        "select start_day, start_second, duration_seconds, device, app_name, window_title, site "
+        "from runs ");
+    const QString between =
+        QStringLiteral("where user_id = ? and start_day >= ? and start_day < ?");
+    // By itself SQLite would take the key, and read all rows of the user.
+    const QString ofLongRuns =
+        session.isPostgreSql() ? QString() : QStringLiteral("indexed by long_runs ");
+    auto found =
+        session.run(columns + between + QStringLiteral(" union all ") + columns + between +
+                        QStringLiteral(" and duration_seconds > 86400 - start_second union all ") +
+                        columns + ofLongRuns + between +
+                        QStringLiteral(" and duration_seconds > "
+                                       "(cast(? as bigint) - start_day) * 86400 - start_second and "
+                                       "duration_seconds > 86400"),
+                    {number(user),
+                     number(day),
+                     number(day + 1),
+                     number(user),
+                     number(std::max(day - 1, kFirstCountedDay)),
+                     number(day),
+                     number(user),
+                     number(kFirstCountedDay),
+                     number(day - 1),
+                     number(day)});
     if (!found)
         return found.error();
     QSqlQuery& row = found.value();
     while (row.next())
-        each(Run{.start = row.value(0).toLongLong(),
-                 .seconds = row.value(1).toLongLong(),
-                 .device = row.value(2).toLongLong(),
-                 .app = row.value(3).toString().toStdString(),
-                 .title = optionalText(row, 4),
-                 .site = optionalText(row, 5)});
+        each(Run{.start = row.value(0).toLongLong() * kSecondsOfADay + row.value(1).toLongLong(),
+                 .seconds = row.value(2).toLongLong(),
+                 .device = row.value(3).toLongLong(),
+                 .app = row.value(4).toString().toStdString(),
+                 .title = optionalText(row, 5),
+                 .site = optionalText(row, 6)});
     // A pack of some of the rows must not be kept.
     return DatabaseSession::allRead(row);
 }
@@ -74,8 +79,8 @@ DatabaseResult<AddedUp> addUpOtherTimes(DatabaseSession& session, std::int64_t u
     auto found = session.run(
         QStringLiteral("select count(*), cast(coalesce(sum(duration_seconds / 1000000), 0) as "
                        "bigint), cast(coalesce(sum(duration_seconds % 1000000), 0) as bigint) "
-                       "from runs where user_id = ? and (start_time < ? or start_time >= ?)"),
-        {number(user), number(kFirstCountedSecond), number(kEndOfCountedSeconds)});
+                       "from runs where user_id = ? and (start_day < ? or start_day >= ?)"),
+        {number(user), number(kFirstCountedDay), number(kEndOfCountedDays)});
     if (!found)
         return found.error();
     found.value().next();

@@ -162,9 +162,10 @@ move(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows
     std::map<std::string, std::vector<StoredActivity>> byDevice;
     std::set<std::int64_t> days;
     for (const OldRow& row : rows) {
-        byDevice[row.deviceId].push_back({.digest = keyOfDigest(row.digest.toStdString()),
-                                          .activity = &row.activity,
-                                          .durationSeconds = row.activity.durationSeconds});
+        byDevice[row.deviceId].push_back(
+            {.key = keyOfDigest(row.activity.startTime, row.digest.toStdString()),
+             .activity = &row.activity,
+             .durationSeconds = row.activity.durationSeconds});
         const DayRange touched = daysOfRun(row.activity.startTime, row.activity.durationSeconds);
         for (std::int64_t day = touched.first; day <= touched.last; ++day)
             days.insert(day);
@@ -173,9 +174,7 @@ move(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows
         const auto device = numberOfDevice(session, turn.user, deviceId);
         if (!device)
             return device.error();
-        std::ranges::sort(ofDevice, {}, [](const StoredActivity& row) {
-            return std::tuple(row.activity->startTime, row.digest);
-        });
+        addUpEqual(ofDevice);
         const auto seen = noteSeen(session, turn.user, device.value(), ofDevice);
         if (!seen)
             return seen.error();

@@ -37,8 +37,8 @@ DatabaseResult<std::monostate> make(DatabaseSession& session, int month)
               QStringLiteral("create table %1 (like runs including defaults)").arg(name),
               QStringLiteral("alter table runs attach partition %1 for values from (%2) to (%3)")
                   .arg(name)
-                  .arg(startOfMonth(month))
-                  .arg(startOfMonth(month + 1))}) {
+                  .arg(firstDayOfMonth(month))
+                  .arg(firstDayOfMonth(month + 1))}) {
             if (const auto done = session.run(statement); !done)
                 return done.error();
         }
@@ -109,8 +109,7 @@ DatabaseResult<bool> dropPartition(DatabaseSession& session, int month)
         auto open = session.run( // of all users
             QStringLiteral(
                 "select day from days where sealed = 0 and day >= ? and day <= ? limit 1"),
-            {number(startOfMonth(month) / kSecondsOfADay),
-             number(startOfMonth(month + 1) / kSecondsOfADay)});
+            {number(firstDayOfMonth(month)), number(firstDayOfMonth(month + 1))});
         if (!open)
             return open.error();
         if (open.value().next())

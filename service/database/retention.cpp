@@ -18,11 +18,11 @@ namespace {
 constexpr int kRowsOfAPortion = 5000;
 constexpr int kDaysOfAPortion = 100;
 
-/// Days before `day` are sealed, and rows that begin before `start` go.
+/// Days before `day` are sealed, and rows that begin on a day before `firstDayOfRuns` go.
 struct Cut
 {
     std::int64_t day = 0;
-    std::int64_t start = 0;
+    std::int64_t firstDayOfRuns = 0;
 };
 
 std::optional<Cut> cutOfRuns(const Retention& retention, std::int64_t now)
@@ -33,7 +33,7 @@ std::optional<Cut> cutOfRuns(const Retention& retention, std::int64_t now)
     if (!days)
         return std::nullopt;
     const std::int64_t day = now / kSecondsOfADay - *days;
-    return Cut{.day = day, .start = (day - 1) * kSecondsOfADay};
+    return Cut{.day = day, .firstDayOfRuns = day - 1};
 }
 
 /// The only number that `statement` yields.
@@ -55,7 +55,7 @@ DatabaseResult<std::vector<int>> oldMonths(DatabaseSession& session, const Cut& 
         return there.error();
     std::vector<int> old;
     for (const int month : there.value()) {
-        if (startOfMonth(month + 1) <= cut.start)
+        if (firstDayOfMonth(month + 1) <= cut.firstDayOfRuns)
             old.push_back(month);
     }
     return old;
@@ -89,9 +89,9 @@ nextUser(DatabaseSession& session, const Cut& cut, std::int64_t from)
     // Of all users, of whom each is then treated by its own.
     auto found = session.run(
         QStringLiteral("select users.id from users where users.id >= ? and exists (select 1 from "
-                       "runs where runs.user_id = users.id and start_time < ?) "
+                       "runs where runs.user_id = users.id and start_day < ?) "
                        "order by users.id limit 1"),
-        {number(from), number(cut.start)});
+        {number(from), number(cut.firstDayOfRuns)});
     if (!found)
         return found.error();
     return found.value().next() ? std::optional<std::int64_t>(found.value().value(0).toLongLong())
@@ -138,11 +138,12 @@ DatabaseResult<bool> deleteSomeRuns(DatabaseSession& session, const Cut& cut, Pr
         if (open.value()) // an upload came; the next step seals
             return std::int64_t(0);
         const auto gone = session.run(
-            QStringLiteral("delete from runs where user_id = ? and (start_time, digest) in "
-                           "(select start_time, digest from runs where user_id = ? and "
-                           "start_time < ? order by start_time, digest limit %1)")
+            QStringLiteral("delete from runs where user_id = ? and "
+                           "(start_day, start_second, digest) in "
+                           "(select start_day, start_second, digest from runs where user_id = ? "
+                           "and start_day < ? order by start_day, start_second, digest limit %1)")
                 .arg(kRowsOfAPortion),
-            {number(user), number(user), number(cut.start)});
+            {number(user), number(user), number(cut.firstDayOfRuns)});
         if (!gone)
             return gone.error();
         const std::int64_t rows = gone.value().numRowsAffected(); // of the last statement
@@ -215,12 +216,13 @@ countToPrune(DatabaseSession& session, const Retention& retention, std::int64_t 
         pruned.partitions = static_cast<std::int64_t>(months.value().size());
         // Of all users; a month that is dropped is not counted.
         const std::int64_t from =
-            months.value().empty() ? kFirstCountedSecond : startOfMonth(months.value().back() + 1);
-        const auto runs = count(session,
-                                QStringLiteral("select count(user_id) from runs where "
-                                               "start_time < ? and (start_time >= ? or "
-                                               "start_time < ?)"),
-                                {number(cut->start), number(from), number(kFirstCountedSecond)});
+            months.value().empty() ? kFirstCountedDay : firstDayOfMonth(months.value().back() + 1);
+        const auto runs =
+            count(session,
+                  QStringLiteral("select count(user_id) from runs where "
+                                 "start_day < ? and (start_day >= ? or "
+                                 "start_day < ?)"),
+                  {number(cut->firstDayOfRuns), number(from), number(kFirstCountedDay)});
         if (!runs)
             return runs.error();
         pruned.runs = runs.value();

@@ -154,28 +154,30 @@ QStringList thirdVersion(bool postgreSql)
                        "failures bigint not null default 0, "
                        "finished bigint, "
                        "result text not null default '')"),
+        // In this order nothing is lost to alignment.
         QStringLiteral("create table runs ("
-                       "user_id bigint not null, "
-                       "start_time bigint not null, "
-                       "digest bigint not null, "
+                       "user_id integer not null, "
+                       "start_day integer not null, "
+                       "start_second integer not null, "
+                       "digest integer not null, "
                        "duration_seconds bigint not null, "
                        "device integer not null, "
                        "app_name text not null, "
                        "window_title text, "
                        "url text, "
                        "site text, "
-                       "primary key (user_id, start_time, digest)) ") +
-            (postgreSql ? QStringLiteral("partition by range (start_time)")
+                       "primary key (user_id, start_day, start_second, digest)) ") +
+            (postgreSql ? QStringLiteral("partition by range (start_day)")
                         : QStringLiteral("without rowid")),
         // Those that a day has to look for further back than one day.
-        QStringLiteral("create index long_runs on runs (user_id, start_time) "
+        QStringLiteral("create index long_runs on runs (user_id, start_day) "
                        "where duration_seconds > 86400"),
     };
     if (postgreSql) {
         all.append(QStringLiteral("create table runs_of_other_times partition of runs default"));
         // It need not be searched when a month is added.
         all.append(QStringLiteral("alter table runs_of_other_times add constraint other_times "
-                                  "check (start_time < 946684800 or start_time >= 4102444800)"));
+                                  "check (start_day < 10957 or start_day >= 47482)"));
     }
     // An instance of the version before finds no table to put rows into that nobody would move.
     all.append(QStringLiteral("alter table activities rename to old_activities"));

@@ -6,6 +6,7 @@
 #include "service/database/old_rows.h"
 #include "service/history/run.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace service {
@@ -69,13 +70,12 @@ DatabaseResult<std::int64_t> bytesOfRows(DatabaseSession& session, std::int64_t 
         // Day 0 stands for all times that are not counted.
         auto part =
             month == 0
-                ? session.run(
-                      sum + QStringLiteral("and (start_time < ? or start_time >= ?)"),
-                      {number(user), number(kFirstCountedSecond), number(kEndOfCountedSeconds)})
-                : session.run(sum + QStringLiteral("and start_time >= ? and start_time < ?"),
+                ? session.run(sum + QStringLiteral("and (start_day < ? or start_day >= ?)"),
+                              {number(user), number(kFirstCountedDay), number(kEndOfCountedDays)})
+                : session.run(sum + QStringLiteral("and start_day >= ? and start_day < ?"),
                               {number(user),
-                               number(month * kDaysAtATime * 86'400),
-                               number((month + 1) * kDaysAtATime * 86'400)});
+                               number(std::max(month * kDaysAtATime, kFirstCountedDay)),
+                               number(std::min((month + 1) * kDaysAtATime, kEndOfCountedDays))});
         if (!part)
             return part.error();
         part.value().next();

@@ -24,27 +24,30 @@ DatabaseResult<std::vector<StoredRun>> runsBehind(DatabaseSession& session,
                                                   const std::optional<StoredRun>& last,
                                                   int most)
 {
+    constexpr auto kBehind = "and (start_day, start_second, digest) > (?, ?, ?) ";
     QVariantList values = {number(user)};
     if (last)
-        values += {number(last->startTime), number(last->digest)};
+        values += {last->key.day, last->key.second, last->key.digest};
     values += most;
     auto found =
-        session.run(QStringLiteral("select start_time, digest, duration_seconds, device, app_name, "
-                                   "window_title, url from runs where user_id = ? %1"
-                                   "order by start_time, digest limit ?")
-                        .arg(QLatin1String(last ? "and (start_time, digest) > (?, ?) " : "")),
+        session.run(QStringLiteral("select start_day, start_second, digest, duration_seconds, "
+                                   "device, app_name, window_title, url from runs "
+                                   "where user_id = ? %1"
+                                   "order by start_day, start_second, digest limit ?")
+                        .arg(QLatin1String(last ? kBehind : "")),
                     values);
     if (!found)
         return found.error();
     std::vector<StoredRun> runs;
     for (QSqlQuery& row = found.value(); row.next();)
-        runs.push_back({.startTime = row.value(0).toLongLong(),
-                        .digest = row.value(1).toLongLong(),
-                        .durationSeconds = row.value(2).toLongLong(),
-                        .device = row.value(3).toLongLong(),
-                        .appName = row.value(4).toString().toStdString(),
-                        .windowTitle = textIn(row, 5),
-                        .url = textIn(row, 6)});
+        runs.push_back({.key = {.day = row.value(0).toInt(),
+                                .second = row.value(1).toInt(),
+                                .digest = row.value(2).toInt()},
+                        .durationSeconds = row.value(3).toLongLong(),
+                        .device = row.value(4).toLongLong(),
+                        .appName = row.value(5).toString().toStdString(),
+                        .windowTitle = textIn(row, 6),
+                        .url = textIn(row, 7)});
     return runs;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "service/database/database_session.h"
+#include "service/database/run_key.h"
 
 #include <cstdint>
 #include <optional>
@@ -14,8 +15,7 @@ namespace service {
 /// A row as its user gets it back.
 struct StoredRun
 {
-    std::int64_t startTime = 0; ///< seconds since 1970-01-01T00:00:00Z
-    std::int64_t digest = 0;    ///< tells rows of the same second apart
+    RunKey key;
     std::int64_t durationSeconds = 0;
     std::int64_t device = 0;
     std::string appName;

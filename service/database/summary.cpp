@@ -98,17 +98,17 @@ DatabaseResult<Lines> countAll(DatabaseSession& session)
         QStringLiteral("select user_id, cast(sum(stored_rows) as bigint), "
                        "cast(sum(stored_millions) as bigint), cast(sum(stored_rest) as bigint) "
                        "from days where pack is not null group by user_id"),
-        QStringLiteral("select runs.user_id, %1 from days join runs on "
-                       "runs.user_id = days.user_id and start_time >= day * 86400 and "
-                       "start_time < (day + 1) * 86400 where pack is null and day <> 0 "
-                       "group by runs.user_id")
+        // A cross join keeps SQLite from reading all rows to look for the day of each.
+        QStringLiteral("select runs.user_id, %1 from days cross join runs where "
+                       "runs.user_id = days.user_id and start_day = day and "
+                       "pack is null and day <> 0 group by runs.user_id")
             .arg(sumOfDurations()),
-        QStringLiteral("select runs.user_id, %1 from days join runs on "
-                       "runs.user_id = days.user_id and (start_time < %2 or start_time >= %3) "
-                       "where pack is null and day = 0 group by runs.user_id")
+        QStringLiteral("select runs.user_id, %1 from days cross join runs where "
+                       "runs.user_id = days.user_id and (start_day < %2 or start_day >= %3) and "
+                       "pack is null and day = 0 group by runs.user_id")
             .arg(sumOfDurations())
-            .arg(kFirstCountedSecond)
-            .arg(kEndOfCountedSeconds)};
+            .arg(kFirstCountedDay)
+            .arg(kEndOfCountedDays)};
     const auto old = hasOldTable(session);
     if (!old)
         return old.error();

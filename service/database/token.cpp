@@ -65,13 +65,13 @@ std::string digestOf(Texts texts)
     return base64(bytesOfDigest(texts));
 }
 
-std::uint64_t keyOf(Texts texts)
+std::uint32_t first32BitsOf(Texts texts)
 {
     const auto digest = bytesOfDigest(texts);
-    std::uint64_t key = 0;
-    for (std::size_t i = 0; i < sizeof key; ++i)
-        key = key << 8U | digest.at(i);
-    return key;
+    std::uint32_t bits = 0;
+    for (std::size_t i = 0; i < sizeof bits; ++i)
+        bits = bits << 8U | digest.at(i);
+    return bits;
 }
 
 } // namespace service

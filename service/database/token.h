@@ -18,7 +18,8 @@ namespace service {
 /// have different digests; a text that is absent differs from an empty one.
 [[nodiscard]] std::string digestOf(std::initializer_list<std::optional<std::string_view>> texts);
 
-/// The first 64 bits of that digest.
-[[nodiscard]] std::uint64_t keyOf(std::initializer_list<std::optional<std::string_view>> texts);
+/// The first 32 bits of that digest.
+[[nodiscard]] std::uint32_t
+first32BitsOf(std::initializer_list<std::optional<std::string_view>> texts);
 
 } // namespace service

@@ -10,9 +10,12 @@
 namespace service {
 
 inline constexpr std::int64_t kSecondsOfADay = 86'400;
-/// Runs that begin from 2000-01-01 to before 2100-01-01 (UTC) are counted, in seconds since 1970.
-inline constexpr std::int64_t kFirstCountedSecond = 946'684'800;
-inline constexpr std::int64_t kEndOfCountedSeconds = 4'102'444'800;
+/// Runs that begin from 2000-01-01 to before 2100-01-01 (UTC) are counted, in days and in seconds
+/// since 1970.
+inline constexpr std::int64_t kFirstCountedDay = 10'957;
+inline constexpr std::int64_t kEndOfCountedDays = 47'482;
+inline constexpr std::int64_t kFirstCountedSecond = kFirstCountedDay * kSecondsOfADay;
+inline constexpr std::int64_t kEndOfCountedSeconds = kEndOfCountedDays * kSecondsOfADay;
 /// The day (since 1970-01-01) that stands for all times outside of these years.
 inline constexpr std::int64_t kDayOfOtherTimes = 0;
 
@@ -73,14 +76,14 @@ struct DayRange
            static_cast<int>(static_cast<unsigned>(date.month())) - 1;
 }
 
-/// The first second of a month.
-[[nodiscard]] inline std::int64_t startOfMonth(int month)
+/// The first day of a month, since 1970-01-01.
+[[nodiscard]] inline std::int64_t firstDayOfMonth(int month)
 {
     const std::chrono::year_month_day date(
         std::chrono::year(month / 12),
         std::chrono::month(static_cast<unsigned>(month % 12) + 1),
         std::chrono::day(1));
-    return kSecondsOfADay * std::chrono::sys_days(date).time_since_epoch().count();
+    return std::chrono::sys_days(date).time_since_epoch().count();
 }
 
 } // namespace service

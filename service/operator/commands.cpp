@@ -325,7 +325,7 @@ std::string exportLine(const StoredRun& run, const std::vector<Device>& devices)
     };
     const auto device = std::ranges::find(devices, run.device, &Device::id);
     std::string line = R"({"start":)";
-    platform::appendJsonString(line, platform::utcText(run.startTime));
+    platform::appendJsonString(line, platform::utcText(run.key.start()));
     line += R"(,"seconds":)" + std::to_string(run.durationSeconds);
     line += R"(,"device":)" + std::to_string(run.device);
     line += R"(,"device_name":)";

@@ -12,7 +12,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace {
 
@@ -84,8 +83,7 @@ void requireRows(const service::Upload& upload)
     require(rows.size() <= upload.activities.size());
     require(rows.empty() == upload.activities.empty());
     for (std::size_t i = 1; i < rows.size(); ++i)
-        require(std::pair(rows[i - 1].activity->startTime, rows[i - 1].digest) <
-                std::pair(rows[i].activity->startTime, rows[i].digest));
+        require(rows[i - 1].key < rows[i].key);
 }
 
 } // namespace

@@ -53,8 +53,7 @@ private Q_SLOTS:
         laptop.id = 3;
         laptop.name = "lap\"top";
         const std::vector<Device> devices = {laptop};
-        const StoredRun run{.startTime = 1'795'253'400,
-                            .digest = 1,
+        const StoredRun run{.key = {.day = 20'778, .second = 34'200, .digest = 1},
                             .durationSeconds = 31,
                             .device = 3,
                             .appName = "a\nb",

@@ -278,16 +278,16 @@ private Q_SLOTS:
         std::int64_t total = 0;
         for (std::size_t i = 0; i < rows.size(); ++i) {
             total += rows[i].durationSeconds;
-            QVERIFY(i == 0 || rows[i - 1].digest < rows[i].digest);
+            QVERIFY(i == 0 || rows[i - 1].key < rows[i].key);
             // Rows of the schema before have only the text.
-            QCOMPARE(rows[i].digest,
-                     keyOfDigest(digestOfRow(read.value().deviceId, *rows[i].activity)));
+            const UploadedActivity& activity = *rows[i].activity;
+            QCOMPARE(rows[i].key,
+                     keyOfDigest(activity.startTime, digestOfRow(read.value().deviceId, activity)));
         }
         QCOMPARE(total, 6);
         Upload other = read.value();
         other.deviceId = "another";
-        QVERIFY(rowsToStore(other.deviceId, other.activities).front().digest !=
-                rows.front().digest);
+        QVERIFY(rowsToStore(other.deviceId, other.activities).front().key != rows.front().key);
     }
 
     void durationsThatAddUpStopAtTheEndOfTheirRange()

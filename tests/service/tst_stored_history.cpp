@@ -14,6 +14,7 @@
 #include "service/database/retention.h"
 #include "service/database/schema.h"
 #include "service/database/stored_bytes.h"
+#include "service/database/stored_runs.h"
 #include "service/database/summary.h"
 #include "service/database/usual_jobs.h"
 #include "service/password_hasher.h"
@@ -34,10 +35,13 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <semaphore>
 #include <stdexcept>
 #include <thread>
+#include <unordered_map>
+#include <vector>
 
 using namespace service;
 
@@ -64,6 +68,18 @@ NextRows portions(std::vector<std::vector<UploadedActivity>> all)
 }
 
 const UploadHead kHead = {.deviceId = "device", .syncTimestamp = 0, .intervalMinutes = 5};
+
+/// Two rows of 10 and 20 seconds that differ in the application, which their keys do not show.
+std::vector<UploadedActivity> rowsWithTheSameKey()
+{
+    std::unordered_map<std::int32_t, int> seen;
+    for (int n = 0;; ++n) {
+        const UploadedActivity row = activity(kMidnight, 20, std::to_string(n));
+        const auto [there, isNew] = seen.emplace(keyOfRow(kHead.deviceId, row).digest, n);
+        if (!isNew)
+            return {activity(kMidnight, 10, std::to_string(there->second)), row};
+    }
+}
 
 } // namespace
 
@@ -129,6 +145,59 @@ private Q_SLOTS:
         QCOMPARE(packOfDay(kDay).seconds(), 36 + 20);
     }
 
+    void rowsWhoseKeysAgreeCountAsOne()
+    {
+        const std::vector<UploadedActivity> rows = rowsWithTheSameKey();
+        QVERIFY(store({rows}));
+        QCOMPARE(summaryText(), std::string("user 1: 1 rows, 30 seconds, 1 devices, 0 tokens\n"));
+        QVERIFY(store({{rows[0]}, {rows[1]}}));
+        QCOMPARE(summaryText(), std::string("user 1: 1 rows, 30 seconds, 1 devices, 0 tokens\n"));
+    }
+
+    void rowsOfAllTimesAreReadInTheirOrder()
+    {
+        constexpr std::int64_t kYear = 31'556'952;
+        const std::vector<std::int64_t> starts = {-999'999'999 * kYear,
+                                                  -6'000'000 * kYear,
+                                                  -5'000'000 * kYear,
+                                                  -86'401,
+                                                  -86'400,
+                                                  -1,
+                                                  0,
+                                                  kFirstCountedSecond - 1,
+                                                  kFirstCountedSecond,
+                                                  kMidnight - 1,
+                                                  kMidnight,
+                                                  kMidnight + 86'399,
+                                                  kEndOfCountedSeconds - 1,
+                                                  kEndOfCountedSeconds,
+                                                  5'000'000 * kYear,
+                                                  999'999'999 * kYear};
+        std::vector<UploadedActivity> rows;
+        std::vector<RunKey> keys;
+        for (const std::int64_t start : starts) {
+            rows.push_back(activity(start, 1));
+            keys.push_back(keyOfRow(kHead.deviceId, rows.back()));
+        }
+        // Those that are held at the first day are in the order of their digests.
+        std::ranges::sort(keys);
+        QVERIFY(store({rows}));
+        std::vector<RunKey> read;
+        std::optional<StoredRun> last;
+        do {
+            const auto some = runsBehind(*m_session, 1, last, 3);
+            QVERIFY(some);
+            last.reset();
+            for (const StoredRun& run : some.value()) {
+                read.push_back(run.key);
+                last = run;
+            }
+        } while (last);
+        QCOMPARE(read, keys);
+        QCOMPARE(summaryText(), std::string("user 1: 16 rows, 16 seconds, 1 devices, 0 tokens\n"));
+        QCOMPARE(bytesOfRows(*m_session, 1).value(), 16 * (100 + 3 + 12));
+    }
+
     void textsAreStoredAsTheyAreButForTheZero()
     {
         const std::vector<std::pair<std::string, std::string>> texts = {
@@ -148,8 +217,9 @@ private Q_SLOTS:
         rows.push_back(activity(kMidnight + static_cast<std::int64_t>(rows.size()), 1, "none"));
         rows.back().windowTitle.reset();
         QVERIFY(store({rows}));
-        auto found = m_session->run(QStringLiteral(
-            "select app_name, window_title, url from runs where user_id = 1 order by start_time"));
+        auto found =
+            m_session->run(QStringLiteral("select app_name, window_title, url from runs where "
+                                          "user_id = 1 order by start_day, start_second"));
         QVERIFY(found);
         for (const auto& [given, stored] : texts) {
             QVERIFY(found.value().next());
@@ -1102,6 +1172,20 @@ private Q_SLOTS:
         QCOMPARE(seconds, 34'000);
     }
 
+    void oldRowsWhoseKeysAgreeBecomeOne()
+    {
+        const std::vector<UploadedActivity> rows = rowsWithTheSameKey();
+        QVERIFY(schema_2::make(*m_session, schema_2::Table::Plain));
+        QVERIFY(schema_2::addUser(*m_session, 1, QStringLiteral("a@example.org")));
+        for (const UploadedActivity& row : rows)
+            QVERIFY(schema_2::addRow(*m_session, 1, kHead.deviceId, row));
+        QVERIFY(prepareSchema(*m_session));
+        QVERIFY(move(*m_session).value());
+        QCOMPARE(move(*m_session).value(), false);
+        QCOMPARE(hasOldTable(*m_session).value(), false);
+        QCOMPARE(summaryText(), std::string("user 1: 1 rows, 30 seconds, 1 devices, 0 tokens\n"));
+    }
+
     void oldRowsThatWaitAreNotSealedAway()
     {
         constexpr int kRows = 3000;
@@ -1291,15 +1375,15 @@ private:
             return static_cast<bool>(session.inTransaction([&]() -> DatabaseResult<std::monostate> {
                 auto longest = session.run(
                     QStringLiteral("select max(duration_seconds) from runs where user_id = 1 and "
-                                   "start_time >= ? and start_time < ?"),
-                    {number(day * kSecondsOfADay), number((day + 1) * kSecondsOfADay)});
+                                   "start_day = ?"),
+                    {number(day)});
                 if (!longest)
                     return longest.error();
                 longest.value().finish();
                 const auto gone =
                     session.run(QStringLiteral("delete from runs where user_id = 1 and "
-                                               "start_time >= ? and start_time < ?"),
-                                {number(day * kSecondsOfADay), number((day + 1) * kSecondsOfADay)});
+                                               "start_day = ?"),
+                                {number(day)});
                 if (!gone)
                     return gone.error();
                 return bumpDays(session, 1, {day, day + 1, day + 2, day + 3, day + 4});

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Velomira Usage Monitor authors
 // SPDX-License-Identifier: MIT
 #include "service/answer.h"
+#include "service/database/run_key.h"
 #include "service/database/token.h"
 #include "service/http/byte_budget.h"
 #include "service/http/client_address.h"
@@ -14,6 +15,7 @@
 #include <QTest>
 
 #include <cerrno>
+#include <limits>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -62,6 +64,44 @@ private Q_SLOTS:
         QCOMPARE(digestOf({"a", "b"}), digestOf({"a", "b"}));
         // Stored for good: a digest of today must be found tomorrow.
         QCOMPARE(digestOf({"token"}), std::string("scNPXOtgytC-PoUTc8rZ8ux5yRbxJSS5"));
+    }
+
+    void aStartIsStoredAsItsDayAndSecond_data()
+    {
+        QTest::addColumn<std::int64_t>("start");
+        QTest::addColumn<int>("day");
+        QTest::addColumn<int>("second");
+        QTest::newRow("1970") << std::int64_t(0) << 0 << 0;
+        QTest::newRow("the last second of a day") << std::int64_t(86'399) << 0 << 86'399;
+        QTest::newRow("midnight") << std::int64_t(86'400) << 1 << 0;
+        QTest::newRow("2026") << std::int64_t(1'795'253'400) << 20'778 << 34'200;
+        QTest::newRow("before 1970") << std::int64_t(-1) << -1 << 86'399;
+        QTest::newRow("midnight before 1970") << std::int64_t(-86'400) << -1 << 0;
+        QTest::newRow("two days before") << std::int64_t(-86'401) << -2 << 86'399;
+    }
+
+    void aStartIsStoredAsItsDayAndSecond()
+    {
+        QFETCH(std::int64_t, start);
+        QFETCH(int, day);
+        QFETCH(int, second);
+        const RunKey key = runKey(start, -7);
+        QCOMPARE(key, (RunKey{.day = day, .second = second, .digest = -7}));
+        QCOMPARE(key.start(), start);
+    }
+
+    void aStartForWhichDaysHaveNoRoomIsTheLastThatTheyHave()
+    {
+        constexpr auto kLastDay = std::numeric_limits<std::int32_t>::max();
+        constexpr std::int64_t kLast = kLastDay * std::int64_t(86'400) + 86'399;
+        constexpr std::int64_t kFirst = (-kLastDay - std::int64_t(1)) * 86'400;
+        constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+        for (const std::int64_t start : {kLast, kLast + 1, kMost})
+            QCOMPARE(runKey(start, 0).start(), kLast);
+        QCOMPARE(runKey(kLast - 1, 0).start(), kLast - 1);
+        for (const std::int64_t start : {kFirst, kFirst - 1, -kMost - 1})
+            QCOMPARE(runKey(start, 0).start(), kFirst);
+        QCOMPARE(runKey(kFirst + 1, 0).start(), kFirst + 1);
     }
 
     void aPasswordIsVerifiedAgainstItsHashOnly()
