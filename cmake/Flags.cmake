@@ -40,6 +40,11 @@ if(QUILLSTEP_SANITIZE)
     endif()
 endif()
 
+if(QUILLSTEP_FUZZ)
+    # The fuzzer steers by the branches that are taken, so what it calls has to tell of them, not only the target.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 if(QUILLSTEP_COVERAGE)
     add_compile_options(-g1 --coverage -fprofile-update=atomic)
     add_link_options(--coverage)

@@ -290,6 +290,13 @@ int serve(const Addresses& addresses, const CommandLine& line)
     return EXIT_SUCCESS;
 }
 
+/// What Qt's database drivers have to say goes into the log in its form, one line each.
+void logQtMessage(QtMsgType type, const QMessageLogContext& /*where*/, const QString& text)
+{
+    if (type != QtDebugMsg && type != QtInfoMsg)
+        service::writeTrouble(text.toStdString());
+}
+
 int run(const CommandLine& line)
 {
     const auto addresses = addressesOf(line);
@@ -320,6 +327,7 @@ int main(int argc, char** argv)
     const auto flush = qScopeGuard([] { service::flushLog(kPatienceForTheLog); });
     ::umask(S_IRWXG | S_IRWXO); // the database and the files beside it hold personal data
     const QCoreApplication application(argc, argv);
+    qInstallMessageHandler(&logQtMessage);
     const auto line = CommandLine::parse(QCoreApplication::arguments().mid(1),
                                          QProcessEnvironment::systemEnvironment());
     if (!line)

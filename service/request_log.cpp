@@ -7,6 +7,8 @@
 #include "base/terminal_text.h"
 #include "service/log_writer.h"
 
+#include <QString>
+
 #include <array>
 #include <boost/core/demangle.hpp>
 #include <boost/system/system_error.hpp>
@@ -22,8 +24,8 @@ namespace {
 
 constexpr std::size_t kLongestWord = 200;
 
-// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): set once, before there are
-// threads
+// Set once, before there are threads.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
 LogFormat g_format = LogFormat::Text;
 
 /// `text` as one word of printable ASCII; "-" for none.

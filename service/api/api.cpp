@@ -233,22 +233,22 @@ Answer Api::signIn(const Request& asked, const SignInRequest& request, const std
         return refused ? *std::move(refused) : wrongPassword(user);
     }
     turn.reset(); // others need no longer wait
-    return welcome(asked, request, network, attempt.value());
+    return welcome(asked, request, network, *user, attempt.value().failures.here > 0);
 }
 
 Answer Api::welcome(const Request& asked,
                     const SignInRequest& request,
                     const std::string& network,
-                    const Attempt& attempt)
+                    const User& user,
+                    bool hadFailures)
 {
-    const User& user = *attempt.user;
     const std::string token = newToken();
     const auto added = m_database.addToken(user, token, request);
     if (!added)
         return unavailable(added.error(), asked);
     if (!added.value())
         return wrongPassword(user);
-    if (attempt.failures.here > 0) {
+    if (hadFailures) {
         const auto cleared = m_database.write([&](DatabaseSession& session) {
             return clearFailures(session, keyOfAccount(request), network);
         });
@@ -285,6 +285,7 @@ Result<std::int64_t, Answer> Api::authenticate(const Request& request)
 
 Answer Api::store(Request& request)
 {
+    // NOLINTNEXTLINE(bugprone-unchecked-optional-access): the route lets nobody in without one
     const std::int64_t user = *request.user;
     RequestBody& body = *request.body;
     std::optional<StorageQuota::Reservation> reserved =

@@ -63,7 +63,8 @@ private:
     [[nodiscard]] Answer welcome(const Request& asked,
                                  const SignInRequest& request,
                                  const std::string& network,
-                                 const Attempt& attempt);
+                                 const User& user,
+                                 bool hadFailures);
     [[nodiscard]] DatabaseResult<Attempt> look(const SignInRequest& request,
                                                const std::string& network);
     [[nodiscard]] Failures unnoted(const std::string& account, const std::string& network);

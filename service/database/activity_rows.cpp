@@ -130,7 +130,7 @@ constexpr auto kKeepTheGreater =
 QVariant storedBytes(std::string_view text)
 {
     QByteArray bytes(text.data(), static_cast<qsizetype>(text.size()));
-    if (text.find('\0') != text.npos)
+    if (text.find('\0') != std::string_view::npos)
         bytes.replace('\0', "\xE2\x90\x80"); // U+2400
     return bytes;
 }

@@ -7,6 +7,7 @@
 
 #include <QStringList>
 
+#include <set>
 #include <vector>
 
 namespace service {
@@ -199,8 +200,8 @@ QStringList statementsOf(int version, bool postgreSql)
                               : migrations().at(static_cast<std::size_t>(version) - 1);
 }
 
-/// The newest one that the tables have been through; 0 for a database without tables.
-DatabaseResult<int> versionOf(DatabaseSession& session)
+/// Those that the tables have been through; none for a database without tables.
+DatabaseResult<std::set<int>> versionsOf(DatabaseSession& session)
 {
     auto there = session.run(
         session.isPostgreSql()
@@ -210,26 +211,39 @@ DatabaseResult<int> versionOf(DatabaseSession& session)
         return there.error();
     const bool hasTable = there.value().next() && there.value().value(0).toBool();
     there.value().finish();
+    std::set<int> versions;
     if (!hasTable)
-        return 0;
-    auto found = session.run(QStringLiteral("select coalesce(max(version), 0) from "
-                                            "schema_version"));
+        return versions;
+    auto found = session.run(QStringLiteral("select version from schema_version"));
     if (!found)
         return found.error();
-    return found.value().next() ? found.value().value(0).toInt() : 0;
+    while (found.value().next())
+        versions.insert(found.value().value(0).toInt());
+    return versions;
 }
 
-/// Says which version it was before.
-DatabaseResult<int> migrate(DatabaseSession& session)
+/// The first one that is missing among `versions`; kNewest + 1 if none is.
+int firstMissing(const std::set<int>& versions)
+{
+    int next = 1;
+    while (next <= kNewest && versions.contains(next))
+        ++next;
+    return next;
+}
+
+/// Says which versions it had been through before.
+DatabaseResult<std::set<int>> migrate(DatabaseSession& session)
 {
     const auto made = session.run(QStringLiteral(
         "create table if not exists schema_version (version bigint not null primary key)"));
     if (!made)
         return made.error();
-    const auto before = versionOf(session);
+    auto before = versionsOf(session);
     if (!before)
         return before;
-    for (int next = before.value() + 1; next <= kNewest; ++next) {
+    for (int next = firstMissing(before.value()); next <= kNewest; ++next) {
+        if (before.value().contains(next))
+            continue;
         for (const QString& statement : statementsOf(next, session.isPostgreSql())) {
             if (const auto done = session.run(statement); !done)
                 return done.error();
@@ -252,22 +266,22 @@ Outcome prepareSchema(DatabaseSession& session)
 {
     // Nothing is locked where there is nothing to do: others may be in the middle of something
     // long.
-    auto before = versionOf(session);
-    if (before && before.value() < kNewest)
+    auto before = versionsOf(session);
+    if (before && firstMissing(before.value()) <= kNewest)
         before = session.inExclusiveTransaction([&] { return migrate(session); });
     if (!before)
         return Error{"cannot prepare the database: " + before.error().text};
-    if (before.value() > kNewest)
+    if (!before.value().empty() && *before.value().rbegin() > kNewest)
         return Error{"the database was written by a newer version of this program"};
     return success();
 }
 
 DatabaseResult<bool> hasCurrentSchema(DatabaseSession& session)
 {
-    const auto version = versionOf(session);
-    if (!version)
-        return version.error();
-    return version.value() == kNewest;
+    const auto versions = versionsOf(session);
+    if (!versions)
+        return versions.error();
+    return firstMissing(versions.value()) > kNewest && *versions.value().rbegin() == kNewest;
 }
 
 DatabaseResult<bool> isWritable(DatabaseSession& session)

@@ -62,7 +62,7 @@ DatabaseResult<std::int64_t> bytesOfRows(DatabaseSession& session, std::int64_t 
         months.push_back(found.value().value(0).toLongLong());
     found.value().finish();
     const QString sum = sumOfBytes(session, "runs");
-    const auto old = bytesOfOldRows(session, user);
+    auto old = bytesOfOldRows(session, user);
     if (!old)
         return old;
     std::int64_t bytes = old.value();

@@ -28,7 +28,6 @@
 #include <cstring>
 #include <exception>
 #include <random>
-#include <string.h>
 #include <system_error>
 #include <utility>
 

@@ -89,9 +89,8 @@ struct HttpServer::Running
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
 
-    // NOLINTNEXTLINE(bugprone-exception-escape): nothing goes on without knowing that they have
-    // ended
-    ~Running()
+    // Nothing goes on without knowing that they have ended.
+    ~Running() // NOLINT(bugprone-exception-escape)
     {
         closeAcceptor();
         takeNoMore();

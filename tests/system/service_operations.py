@@ -214,8 +214,10 @@ class ServiceOperations(unittest.TestCase):
         self.bench.stop_postgres()
         try:
             self.assertEqual(health(), 503)
-            self.assertRegex("".join(self.bench.text(f"service{n}.log") for n in (0, 1)),
-                             "velomira-service: (database|cannot open the database): ")
+            log = "".join(self.bench.text(f"service{n}.log") for n in (0, 1))
+            self.assertRegex(log, r"velomira-service: (request \S+ failed: )?(database|cannot open the database): ")
+            for line in log.splitlines():  # whoever says it
+                self.assertRegex(line, r"^(velomira-service: \S|[0-9-]{10}T[0-9:]{8}Z )")
         finally:
             self.bench.start_postgres()
         for port in self.ports:
