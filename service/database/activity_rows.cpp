@@ -160,8 +160,12 @@ DatabaseResult<std::monostate> runForEach(DatabaseSession& session,
     QSqlQuery& query = *prepared.value();
     for (const auto& [name, value] : common)
         query.bindValue(name, number(value));
+    std::optional<std::int32_t> day; // stays bound
     for (const StoredActivity& row : rows) {
-        query.bindValue(QStringLiteral(":day"), row.key.day);
+        if (day != row.key.day) {
+            day = row.key.day;
+            query.bindValue(QStringLiteral(":day"), row.key.day);
+        }
         query.bindValue(QStringLiteral(":second"), row.key.second);
         query.bindValue(QStringLiteral(":digest"), row.key.digest);
         query.bindValue(QStringLiteral(":seconds"), number(row.durationSeconds));

@@ -35,18 +35,16 @@ template <typename Each>
 DatabaseResult<std::monostate>
 forRows(DatabaseSession& session, std::int64_t user, std::int64_t day, Each each)
 {
-    const QString columns = QStringLiteral(
+    const QString rows = QStringLiteral(
         "select start_day, start_second, duration_seconds, device, app_name, window_title, site "
-        "from runs ");
-    const QString between =
-        QStringLiteral("where user_id = ? and start_day >= ? and start_day < ?");
+        "from runs %1where user_id = ? and start_day >= ? and start_day < ?");
     // By itself SQLite would take the key, and read all rows of the user.
     const QString ofLongRuns =
         session.isPostgreSql() ? QString() : QStringLiteral("indexed by long_runs ");
     auto found =
-        session.run(columns + between + QStringLiteral(" union all ") + columns + between +
+        session.run(rows.arg(QString()) + QStringLiteral(" union all ") + rows.arg(QString()) +
                         QStringLiteral(" and duration_seconds > 86400 - start_second union all ") +
-                        columns + ofLongRuns + between +
+                        rows.arg(ofLongRuns) +
                         QStringLiteral(" and duration_seconds > "
                                        "(cast(? as bigint) - start_day) * 86400 - start_second and "
                                        "duration_seconds > 86400"),
