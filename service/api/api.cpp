@@ -24,6 +24,8 @@ namespace {
 
 constexpr std::chrono::seconds kPatienceForAHash(20);
 constexpr std::chrono::seconds kRetryAfterTrouble(10);
+/// Bytes of an upload that is stored in one portion.
+constexpr std::uint64_t kShortUpload = 128 << 10;
 /// Guesses at one account from everywhere are borne as if so many networks guessed.
 constexpr std::int64_t kNetworksOfGuessers = 10;
 constexpr std::string_view kBearer = "bearer "; // in any case (RFC 9110, section 11.1)
@@ -46,9 +48,9 @@ Answer noRoom()
     return refusal(507, "There is no room for more rows of this account");
 }
 
-Answer overloaded()
+Answer overloaded(const char* what)
 {
-    Answer answer = refusal(503, "Too many sign-ins at the moment");
+    Answer answer = refusal(503, what);
     answer.retryAfter = kRetryAfterTrouble;
     return answer;
 }
@@ -85,6 +87,7 @@ Api::Api(Database& database, PasswordHasher& hasher, const Limits& limits)
     : m_database(database)
     , m_hasher(hasher)
     , m_limits(limits)
+    , m_longUploads(limits.longUploads)
 {
     if (limits.storedBytes)
         m_quota.emplace(m_database, *limits.storedBytes);
@@ -214,7 +217,7 @@ Answer Api::signIn(const Request& asked, const SignInRequest& request, const std
         asked.began + kPatienceForAHash - Clock::now());
     auto turn = m_hasher.turn(std::max(patience, std::chrono::milliseconds(0)));
     if (!turn)
-        return overloaded();
+        return overloaded("Too many sign-ins at the moment");
     // Again: the attempts that came with this one may have failed meanwhile.
     const auto attempt = look(request, network);
     if (!attempt)
@@ -288,6 +291,13 @@ Answer Api::store(Request& request)
     // NOLINTNEXTLINE(bugprone-unchecked-optional-access): the route lets nobody in without one
     const std::int64_t user = *request.user;
     RequestBody& body = *request.body;
+    const bool mayTakeLong = body.size() > kShortUpload;
+    if (mayTakeLong && !m_longUploads.try_acquire())
+        return overloaded("Too many long uploads at the moment");
+    const auto giveBack = qScopeGuard([this, mayTakeLong] {
+        if (mayTakeLong)
+            m_longUploads.release();
+    });
     std::optional<StorageQuota::Reservation> reserved =
         m_quota ? m_quota->reserve(user, static_cast<std::int64_t>(body.size())) : std::nullopt;
     if (m_quota && !reserved)

@@ -10,9 +10,11 @@
 #include "service/result.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <optional>
+#include <semaphore>
 #include <set>
 #include <string>
 #include <utility>
@@ -39,6 +41,9 @@ public:
         Bound account = {.failures = 10};
         /// Of one client's network.
         Bound peer = {.failures = 50};
+        /// Uploads in hand that may take long, all of which may wait for the same thing; the other
+        /// workers are for everybody else.
+        std::ptrdiff_t longUploads = 16;
         /// Of each user's rows; see StorageQuota.
         std::optional<std::int64_t> storedBytes = std::nullopt;
     };
@@ -76,6 +81,7 @@ private:
     PasswordHasher& m_hasher;
     Limits m_limits;
     std::optional<StorageQuota> m_quota;
+    std::counting_semaphore<> m_longUploads;
     std::mutex m_mutex;
     /// The failures that are not in the database yet, by account and network.
     std::multiset<std::pair<std::string, std::string>> m_unnoted;

@@ -574,7 +574,7 @@ DatabaseResult<Counts> countAll(DatabaseSession& session, std::int64_t now)
          .statement = QStringLiteral("select count(*) from devices where last_seen is not null"),
          .values = {}},
         {.count = counts.daysWithoutPack, // all users
-         .statement = QStringLiteral("select count(*) from days where pack is null and sealed = 0"),
+         .statement = QStringLiteral("select count(*) from days where pack is null"),
          .values = {}}};
     for (const Question& question : questions) {
         const auto found = countOf(session, question.statement, question.values);

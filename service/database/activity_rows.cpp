@@ -234,15 +234,15 @@ DatabaseResult<std::monostate> stage(DatabaseSession& session,
 struct Touched
 {
     std::set<int> months;
-    std::set<std::int64_t> days;
+    std::vector<DayRange> days; ///< see daysIn()
 
     void add(std::int64_t start, std::int64_t seconds)
     {
         if (isCountedTime(start))
             months.insert(monthOf(start));
         const DayRange range = daysOfRun(start, seconds);
-        for (std::int64_t day = range.first; day <= range.last; ++day)
-            days.insert(day);
+        if (days.empty() || days.back() != range)
+            days.push_back(range);
     }
 };
 
@@ -275,6 +275,8 @@ DatabaseResult<Touched> touchedByStaged(DatabaseSession& session)
         touched.add(midnight + row.value(2).toLongLong(), longest);
         touched.add(midnight + row.value(3).toLongLong(), longest);
     }
+    if (const auto all = DatabaseSession::allRead(found.value()); !all)
+        return all.error();
     return touched;
 }
 
@@ -347,21 +349,20 @@ DatabaseResult<std::monostate> storePortion(DatabaseSession& session,
             }
             if (const auto done = insertRuns(session, user, device, rows); !done)
                 return done.error();
-            return touchedBy(rows).days; // what was taken may have been longer
+            return daysIn(touchedBy(rows).days); // what was taken may have been longer
         });
 }
 
-DatabaseResult<std::monostate>
-storeStaged(DatabaseSession& session, std::int64_t user, const UploadHead& head)
+DatabaseResult<std::monostate> storeStaged(DatabaseSession& session,
+                                           std::int64_t user,
+                                           const UploadHead& head,
+                                           const Touched& touched)
 {
-    const auto touched = touchedByStaged(session);
-    if (!touched)
-        return touched.error();
     return commitUpload(
         session,
         user,
         head,
-        touched.value().months,
+        touched.months,
         [&](std::int64_t device, bool) -> DatabaseResult<std::set<std::int64_t>> {
             if (session.isPostgreSql()) { // all of it is one statement, however much it is
                 const auto patience =
@@ -380,7 +381,7 @@ storeStaged(DatabaseSession& session, std::int64_t user, const UploadHead& head)
                 {number(user), number(device)});
             if (!done)
                 return done.error();
-            return touched.value().days;
+            return daysIn(touched.days);
         });
 }
 
@@ -490,10 +491,13 @@ DatabaseResult<std::int64_t> storeUpload(DatabaseSession& session,
         if (const auto staged = stage(session, rowsToStore(head.deviceId, portion)); !staged)
             return staged.error();
     }
+    const auto touched = touchedByStaged(session);
+    if (!touched)
+        return touched.error();
     std::unique_lock<WriteTurns> turn;
     if (turns != nullptr)
         turn = std::unique_lock(*turns);
-    if (const auto stored = storeStaged(session, user, head); !stored)
+    if (const auto stored = storeStaged(session, user, head, touched.value()); !stored)
         return stored.error();
     if (turn)
         turn.unlock();

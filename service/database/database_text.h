@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QSqlQuery>
 #include <QString>
 #include <QVariant>
 
@@ -37,6 +38,26 @@ namespace service {
 [[nodiscard]] inline std::int64_t secondsNow()
 {
     return microsecondsNow() / 1'000'000;
+}
+
+__extension__ using WideSeconds = __int128;
+
+/// What yields, with wideSum(), the sum of durations. Each of these may be any number of 64 bits,
+/// so databases add up their parts, of which none runs over.
+[[nodiscard]] inline QString sumOfDurations()
+{
+    return QStringLiteral("cast(coalesce(sum(duration_seconds / 1000000000000), 0) as bigint), "
+                          "cast(coalesce(sum(duration_seconds / 1000000 % 1000000), 0) as bigint), "
+                          "cast(coalesce(sum(duration_seconds % 1000000), 0) as bigint)");
+}
+
+/// Of the three columns from `first` on.
+[[nodiscard]] inline WideSeconds wideSum(const QSqlQuery& row, int first)
+{
+    WideSeconds sum = 0;
+    for (int part = 0; part < 3; ++part)
+        sum = sum * 1'000'000 + row.value(first + part).toLongLong();
+    return sum;
 }
 
 /// Many numbers as one value: PostgreSQL's array, SQLite's JSON.

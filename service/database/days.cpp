@@ -14,7 +14,10 @@ namespace service {
 namespace {
 
 constexpr int kDaysOfAStep = 50;
-__extension__ using Wide = __int128;
+/// What is kept of a day adds up over all days of a user.
+constexpr WideSeconds kMostKept = WideSeconds(1'000'000) * 100'000'000'000'000;
+/// Bytes of packs that are held at a time.
+constexpr qsizetype kMostHeld = 8 << 20;
 
 std::optional<std::string> optionalText(const QSqlQuery& row, int column)
 {
@@ -27,7 +30,7 @@ struct AddedUp
 {
     DayPack pack;
     std::int64_t rows = 0;
-    Wide stored = 0;
+    WideSeconds stored = 0;
 };
 
 /// Calls `each` with those that begin on the day, or before and reach into it.
@@ -74,18 +77,16 @@ forRows(DatabaseSession& session, std::int64_t user, std::int64_t day, Each each
 
 DatabaseResult<AddedUp> addUpOtherTimes(DatabaseSession& session, std::int64_t user)
 {
-    auto found = session.run(
-        QStringLiteral("select count(*), cast(coalesce(sum(duration_seconds / 1000000), 0) as "
-                       "bigint), cast(coalesce(sum(duration_seconds % 1000000), 0) as bigint) "
-                       "from runs where user_id = ? and (start_day < ? or start_day >= ?)"),
-        {number(user), number(kFirstCountedDay), number(kEndOfCountedDays)});
+    auto found = session.run(QStringLiteral("select count(*), %1 from runs where user_id = ? and "
+                                            "(start_day < ? or start_day >= ?)")
+                                 .arg(sumOfDurations()),
+                             {number(user), number(kFirstCountedDay), number(kEndOfCountedDays)});
     if (!found)
         return found.error();
     found.value().next();
     return AddedUp{.pack = {},
                    .rows = found.value().value(0).toLongLong(),
-                   .stored = static_cast<Wide>(found.value().value(1).toLongLong()) * 1'000'000 +
-                             found.value().value(2).toLongLong()};
+                   .stored = wideSum(found.value(), 1)};
 }
 
 DatabaseResult<AddedUp>
@@ -153,15 +154,22 @@ DatabaseResult<std::monostate> keepAll(DatabaseSession& session,
     return std::monostate();
 }
 
-/// What these days of users come to, as far as they have no pack.
+/// What the first ones of these days of users come to, as far as they have no pack; not all of them
+/// where that would be much at a time.
 DatabaseResult<std::vector<PackToKeep>>
 packsOf(DatabaseSession& session, const std::vector<std::pair<std::int64_t, std::int64_t>>& days)
 {
     std::vector<PackToKeep> packs;
+    qsizetype held = 0;
     for (const auto& [user, day] : days) {
+        if (held > kMostHeld)
+            break;
+        const std::size_t before = packs.size();
         const auto read = readDays(session, user, {.first = day, .last = day}, packs);
         if (!read)
             return read.error();
+        for (std::size_t i = before; i < packs.size(); ++i)
+            held += packs[i].pack.size();
     }
     return packs;
 }
@@ -206,14 +214,15 @@ DatabaseResult<std::vector<PackedDay>> readDays(DatabaseSession& session,
         if (!sums)
             return sums.error();
         day.pack = std::move(sums.value().pack);
+        const WideSeconds stored = std::clamp(sums.value().stored, -kMostKept, kMostKept);
         toKeep.push_back({.user = user,
                           .day = day.day,
                           .version = day.version,
                           .pack = QByteArray::fromStdString(encodePack(day.pack)),
                           .seconds = day.pack.seconds(),
                           .rows = sums.value().rows,
-                          .millions = static_cast<std::int64_t>(sums.value().stored / 1'000'000),
-                          .rest = static_cast<std::int64_t>(sums.value().stored % 1'000'000)});
+                          .millions = static_cast<std::int64_t>(stored / 1'000'000),
+                          .rest = static_cast<std::int64_t>(stored % 1'000'000)});
     }
     return days;
 }

@@ -160,15 +160,13 @@ move(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows
     if (!held.value())
         return std::monostate(); // another one was faster
     std::map<std::string, std::vector<StoredActivity>> byDevice;
-    std::set<std::int64_t> days;
+    std::vector<DayRange> days;
     for (const OldRow& row : rows) {
         byDevice[row.deviceId].push_back(
             {.key = keyOfDigest(row.activity.startTime, row.digest.toStdString()),
              .activity = &row.activity,
              .durationSeconds = row.activity.durationSeconds});
-        const DayRange touched = daysOfRun(row.activity.startTime, row.activity.durationSeconds);
-        for (std::int64_t day = touched.first; day <= touched.last; ++day)
-            days.insert(day);
+        days.push_back(daysOfRun(row.activity.startTime, row.activity.durationSeconds));
     }
     for (auto& [deviceId, ofDevice] : byDevice) {
         const auto device = numberOfDevice(session, turn.user, deviceId);
@@ -182,7 +180,7 @@ move(DatabaseSession& session, const Turn& turn, const std::vector<OldRow>& rows
         if (!inserted)
             return inserted.error();
     }
-    if (const auto bumped = bumpDays(session, turn.user, days); !bumped)
+    if (const auto bumped = bumpDays(session, turn.user, daysIn(std::move(days))); !bumped)
         return bumped.error();
     return note(session, turn, rows, isLast);
 }

@@ -48,6 +48,8 @@ DatabaseResult<std::vector<StoredRun>> runsBehind(DatabaseSession& session,
                         .appName = row.value(5).toString().toStdString(),
                         .windowTitle = textIn(row, 6),
                         .url = textIn(row, 7)});
+    if (const auto all = DatabaseSession::allRead(found.value()); !all)
+        return all.error();
     return runs;
 }
 

@@ -16,32 +16,20 @@ namespace service {
 
 namespace {
 
-__extension__ using Wide = __int128;
-
 struct Line
 {
     std::int64_t rows = 0;
-    Wide seconds = 0;
+    WideSeconds seconds = 0;
     std::int64_t devices = 0;
     std::int64_t tokens = 0;
 };
 
 using Lines = std::map<std::int64_t, Line>;
 
-// A sum of 64 bit numbers of which databases add up the millions and the rest, so that neither runs
-// over.
-const QString& sumOfDurations()
-{
-    static const QString sum =
-        QStringLiteral("count(*), cast(coalesce(sum(duration_seconds / 1000000), 0) as bigint), "
-                       "cast(coalesce(sum(duration_seconds % 1000000), 0) as bigint)");
-    return sum;
-}
-
-std::string decimal(Wide sum)
+std::string decimal(WideSeconds sum)
 {
     std::string digits;
-    Wide left = sum < 0 ? -sum : sum;
+    WideSeconds left = sum < 0 ? -sum : sum;
     do {
         digits += static_cast<char>('0' + static_cast<int>(left % 10));
         left /= 10;
@@ -52,7 +40,7 @@ std::string decimal(Wide sum)
     return digits;
 }
 
-/// Adds user, count, millions and rest of each row that `statement` yields.
+/// Adds user, count and wideSum() of each row that `statement` yields.
 DatabaseResult<std::monostate>
 addSums(DatabaseSession& session, const QString& statement, Lines& lines)
 {
@@ -64,10 +52,9 @@ addSums(DatabaseSession& session, const QString& statement, Lines& lines)
         if (line == lines.end())
             continue;
         line->second.rows += row.value(1).toLongLong();
-        line->second.seconds +=
-            static_cast<Wide>(row.value(2).toLongLong()) * 1'000'000 + row.value(3).toLongLong();
+        line->second.seconds += wideSum(row, 2);
     }
-    return std::monostate();
+    return DatabaseSession::allRead(found.value());
 }
 
 DatabaseResult<std::monostate> addCounts(DatabaseSession& session,
@@ -83,7 +70,7 @@ DatabaseResult<std::monostate> addCounts(DatabaseSession& session,
         if (line != lines.end())
             line->second.*count += row.value(1).toLongLong();
     }
-    return std::monostate();
+    return DatabaseSession::allRead(found.value());
 }
 
 DatabaseResult<Lines> countAll(DatabaseSession& session)
@@ -94,16 +81,18 @@ DatabaseResult<Lines> countAll(DatabaseSession& session)
     Lines lines;
     while (users.value().next())
         lines[users.value().value(0).toLongLong()] = {};
+    if (const auto all = DatabaseSession::allRead(users.value()); !all)
+        return all.error();
     QStringList sums = {
-        QStringLiteral("select user_id, cast(sum(stored_rows) as bigint), "
+        QStringLiteral("select user_id, cast(sum(stored_rows) as bigint), 0, "
                        "cast(sum(stored_millions) as bigint), cast(sum(stored_rest) as bigint) "
                        "from days where pack is not null group by user_id"),
         // A cross join keeps SQLite from reading all rows to look for the day of each.
-        QStringLiteral("select runs.user_id, %1 from days cross join runs where "
+        QStringLiteral("select runs.user_id, count(*), %1 from days cross join runs where "
                        "runs.user_id = days.user_id and start_day = day and "
                        "pack is null and day <> 0 group by runs.user_id")
             .arg(sumOfDurations()),
-        QStringLiteral("select runs.user_id, %1 from days cross join runs where "
+        QStringLiteral("select runs.user_id, count(*), %1 from days cross join runs where "
                        "runs.user_id = days.user_id and (start_day < %2 or start_day >= %3) and "
                        "pack is null and day = 0 group by runs.user_id")
             .arg(sumOfDurations())
@@ -113,7 +102,7 @@ DatabaseResult<Lines> countAll(DatabaseSession& session)
     if (!old)
         return old.error();
     if (old.value())
-        sums.append(QStringLiteral("select user_id, %1 from old_activities join users on "
+        sums.append(QStringLiteral("select user_id, count(*), %1 from old_activities join users on "
                                    "users.id = user_id and old_rows > 0 and digest > old_next "
                                    "group by user_id")
                         .arg(sumOfDurations()));

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "service/history/day_pack.h"
 
+#include "base/exact_utf8.h"
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -101,26 +103,67 @@ void DayPackBuilder::add(const Run& run)
     const std::optional<Span> part = partOf(m_day, run);
     if (!part)
         return;
-    const std::uint32_t app = numberOf(m_apps, run.app);
-    m_titles.resize(m_apps.size());
-    if (run.title) {
-        Seconds& titles = m_titles[app];
-        auto title = titles.find(*run.title);
-        if (title == titles.end())
-            title = titles.emplace(*run.title, 0).first;
-        title->second = saturatingSum(title->second, part->end - part->begin);
-    }
-    const Number site = run.site ? Number(numberOf(m_sites, *run.site)) : std::nullopt;
-    const std::optional<std::string_view> name = m_rules.categoryOf(run);
-    const Number category = name ? Number(numberOf(m_categories, *name)) : std::nullopt;
+    m_firstDevice = std::min(run.device, m_firstDevice.value_or(run.device));
+    Key key = keyOf(run);
+    if (run.title)
+        addTitle(std::get<2>(key), *run.title, part->end - part->begin);
     forSlots(*part, [&](std::size_t slot, std::int64_t from, std::int64_t seconds) {
         const auto all = ~std::bitset<DayPack::kSecondsOfASlot>();
         m_active[slot] |= all >> static_cast<std::size_t>(DayPack::kSecondsOfASlot - seconds)
                                      << static_cast<std::size_t>(from);
-        std::int64_t& sum =
-            m_sums[{static_cast<std::uint32_t>(slot), run.device, app, site, category}];
+        std::get<0>(key) = static_cast<std::uint32_t>(slot);
+        std::int64_t& sum = m_sums[key];
         sum = saturatingSum(sum, seconds);
     });
+    if (m_apps.size() > DayPack::kMostApps || m_sites.size() > DayPack::kMostSites ||
+        (m_tellsApart && m_sums.size() > DayPack::kMostEntries))
+        tellNothingApart();
+}
+
+DayPackBuilder::Key DayPackBuilder::keyOf(const Run& run)
+{
+    if (!m_tellsApart)
+        return {};
+    const std::uint32_t app = numberOf(m_apps, run.app);
+    const Number site = run.site ? Number(numberOf(m_sites, *run.site)) : std::nullopt;
+    const std::optional<std::string_view> name = m_rules.categoryOf(run);
+    const Number category = name ? Number(numberOf(m_categories, *name)) : std::nullopt;
+    return {0, run.device, app, site, category};
+}
+
+void DayPackBuilder::addTitle(std::uint32_t app, const std::string& title, std::int64_t seconds)
+{
+    if (m_differentTitles > DayPack::kMostDifferentTitles)
+        return;
+    m_titles.resize(m_apps.size());
+    Seconds& titles = m_titles[app];
+    const std::string_view cut = platform::cutUtf8(std::string_view(title), DayPack::kLongestTitle);
+    auto found = titles.find(cut);
+    if (found == titles.end()) {
+        found = titles.emplace(cut, 0).first;
+        ++m_differentTitles;
+    }
+    found->second = saturatingSum(found->second, seconds);
+    if (m_differentTitles > DayPack::kMostDifferentTitles)
+        m_titles.clear();
+}
+
+/// Whether it comes to this depends on all runs of the day, not on their order, and so does what is
+/// left.
+void DayPackBuilder::tellNothingApart()
+{
+    m_tellsApart = false;
+    m_differentTitles = DayPack::kMostDifferentTitles + 1;
+    m_titles.clear();
+    m_sites.clear();
+    m_categories.clear();
+    m_apps = {{std::string(DayPack::kTooMany), 0}};
+    std::map<Key, std::int64_t> sums;
+    for (const auto& [key, seconds] : m_sums) {
+        std::int64_t& sum = sums[{std::get<0>(key), 0, 0, std::nullopt, std::nullopt}];
+        sum = saturatingSum(sum, seconds);
+    }
+    m_sums = std::move(sums);
 }
 
 DayPack DayPackBuilder::pack() const
@@ -139,7 +182,7 @@ DayPack DayPackBuilder::pack() const
     for (const auto& [key, seconds] : m_sums) {
         const auto& [slot, device, app, site, category] = key;
         pack.entries.push_back({.slot = slot,
-                                .device = device,
+                                .device = m_tellsApart ? device : m_firstDevice.value_or(device),
                                 .app = apps[app],
                                 .site = place(site, sites),
                                 .category = place(category, categories),

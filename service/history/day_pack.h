@@ -27,6 +27,17 @@ struct DayPack
     static constexpr std::int64_t kSecondsOfASlot = 900;
     static constexpr std::size_t kSlots = 96;
     static constexpr std::size_t kMostTitles = 100;
+    /// Bytes of a title, cut between two characters; those that begin alike for so long count as
+    /// one.
+    static constexpr std::size_t kLongestTitle = 512;
+    /// A day with more different titles than this has none here.
+    static constexpr std::size_t kMostDifferentTitles = 50'000;
+    // With more than this of any of them a day has one application, kTooMany, of its first device,
+    // without sites and categories; how long something ran is as exact as ever.
+    static constexpr std::size_t kMostApps = 2'000;
+    static constexpr std::size_t kMostSites = 10'000;
+    static constexpr std::size_t kMostEntries = 100'000;
+    static constexpr std::string_view kTooMany = "(too many to tell apart)";
 
     /// What ran in one slot. Ordered by slot, device, application, site and category.
     struct Entry
@@ -69,7 +80,8 @@ struct DayPack
 
 /// Adds up what of runs lies on a day. A run counts where it lies; what has no duration or begins
 /// outside of the years that are counted does not. Memory grows with the texts that differ and with
-/// what they make entries of, not with the runs. Any thread, one at a time.
+/// what they make entries of, up to the bounds of DayPack, about 100 MB, whatever was uploaded. Any
+/// thread, one at a time.
 class DayPackBuilder final
 {
 public:
@@ -90,6 +102,10 @@ private:
     using Key = std::tuple<std::uint32_t, std::int64_t, std::uint32_t, Number, Number>;
 
     [[nodiscard]] static std::uint32_t numberOf(Texts& texts, std::string_view text);
+    /// Where the seconds of such a run count, apart from the slot.
+    [[nodiscard]] Key keyOf(const Run& run);
+    void addTitle(std::uint32_t app, const std::string& title, std::int64_t seconds);
+    void tellNothingApart();
 
     std::int64_t m_day;
     const CategoryRules& m_rules;
@@ -98,6 +114,9 @@ private:
     Texts m_categories;
     std::map<Key, std::int64_t> m_sums;
     std::vector<Seconds> m_titles; ///< of each application
+    std::size_t m_differentTitles = 0;
+    std::optional<std::int64_t> m_firstDevice; ///< the one with the least number
+    bool m_tellsApart = true;
     /// Of each slot the seconds in which any device was active.
     std::vector<std::bitset<DayPack::kSecondsOfASlot>> m_active;
 };

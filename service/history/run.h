@@ -2,10 +2,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace service {
 
@@ -64,6 +67,21 @@ struct DayRange
     const std::int64_t first = start / kSecondsOfADay;
     const std::int64_t end = endOfRun(start, seconds);
     return {.first = first, .last = end > start ? (end - 1) / kSecondsOfADay : first};
+}
+
+/// The days in any of `ranges`. Many runs may each be as long as all years; every day is looked at
+/// once.
+[[nodiscard]] inline std::set<std::int64_t> daysIn(std::vector<DayRange> ranges)
+{
+    std::ranges::sort(ranges, {}, &DayRange::first);
+    std::set<std::int64_t> days;
+    for (const DayRange& range : ranges) {
+        const std::int64_t from =
+            days.empty() ? range.first : std::max(range.first, *days.rbegin() + 1);
+        for (std::int64_t day = from; day <= range.last; ++day)
+            days.insert(days.end(), day);
+    }
+    return days;
 }
 
 /// A month as a number that grows by one from month to month; 0 is January of the year 0. Of a time

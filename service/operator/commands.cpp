@@ -200,7 +200,7 @@ int exportUser(DatabaseSession& session, std::int64_t user)
             std::fputs(exportLine(run, devices.value()).c_str(), stdout);
         if (std::ferror(stdout) != 0)
             return complain("standard output takes no more; the export is not whole");
-        if (runs.value().size() < kRowsAtATime)
+        if (runs.value().empty())
             break;
         last = runs.value().back();
     }

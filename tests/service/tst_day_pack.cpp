@@ -109,6 +109,11 @@ private Q_SLOTS:
         QCOMPARE(daysOfRun(kLeast, 1), other);
         const DayRange own = {.first = kDay, .last = kDay};
         QCOMPARE(daysOfRun(kMidnight, kLeast), own);
+        QCOMPARE(
+            daysIn(
+                {{.first = 7, .last = 9}, {.first = 3, .last = 4}, {.first = 8, .last = 8}, own}),
+            (std::set<std::int64_t>{3, 4, 7, 8, 9, kDay}));
+        QVERIFY(daysIn({}).empty());
     }
 
     void aRunWithoutEndFillsItsDaysUntilTheLastYear()
@@ -133,6 +138,55 @@ private Q_SLOTS:
         QCOMPARE(pack.anyDevice[0], 121 + 10);
         QCOMPARE(pack.anyDevice[1], 10);
         QCOMPARE(pack.seconds(), 172);
+    }
+
+    void titlesThatBeginAlikeForLongCountAsOne()
+    {
+        std::vector<Run> runs = {run(kMidnight, 5), run(kMidnight + 10, 7)};
+        const std::string begin(DayPack::kLongestTitle - 1, 'a');
+        runs[0].title = begin + "\u00e4 one"; // its letter of two bytes is not cut in two
+        runs[1].title = begin + "\u00f6 two";
+        const DayPack pack = packOf(kDay, runs, {});
+        QCOMPARE(pack.titles.size(), 1u);
+        QCOMPARE(pack.titles[0].text, begin);
+        QCOMPARE(pack.titles[0].seconds, 12);
+    }
+
+    void tooManyTitlesAreLeftOutAndNothingElse()
+    {
+        std::vector<Run> runs;
+        for (std::size_t i = 0; i <= DayPack::kMostDifferentTitles; ++i) {
+            runs.push_back(run(kMidnight + static_cast<std::int64_t>(i), 1));
+            runs.back().title = "title " + std::to_string(i);
+        }
+        const DayPack pack = packOf(kDay, runs, {});
+        QVERIFY(pack.titles.empty());
+        QVERIFY(Recount(kDay, runs).equals(pack));
+        runs.pop_back();
+        QCOMPARE(packOf(kDay, runs, {}).titles.size(), DayPack::kMostTitles);
+    }
+
+    void tooManyApplicationsCountAsOneInAnyOrder()
+    {
+        std::vector<Run> runs;
+        for (std::size_t i = 0; i <= DayPack::kMostApps; ++i) {
+            runs.push_back(run(kMidnight + static_cast<std::int64_t>(40 * i), 50, i % 3 + 4));
+            runs.back().app = "app " + std::to_string(i);
+            runs.back().title = "title";
+            runs.back().site = "site.example";
+        }
+        const DayPack pack = packOf(kDay, runs, {});
+        QCOMPARE(pack.apps, std::vector<std::string>{std::string(DayPack::kTooMany)});
+        QVERIFY(pack.sites.empty() && pack.titles.empty());
+        for (Run& each : runs)
+            each = run(each.start, each.seconds, 4, DayPack::kTooMany.data());
+        QVERIFY(Recount(kDay, runs).equals(pack));
+        for (std::size_t i = 0; i < runs.size(); ++i)
+            runs[i].app = "app " + std::to_string(i);
+        std::ranges::reverse(runs);
+        QVERIFY(packOf(kDay, runs, {}) == pack);
+        runs.pop_back();
+        QCOMPARE(packOf(kDay, runs, {}).apps.size(), DayPack::kMostApps);
     }
 
     void theLongestTitlesStayInTheirOrder()

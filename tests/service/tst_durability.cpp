@@ -11,6 +11,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QTest>
 
 #include <atomic>
@@ -130,6 +131,51 @@ private Q_SLOTS:
         timer.start();
         QCOMPARE(m_service->stop(), std::optional(0));
         QVERIFY(timer.elapsed() < 20000);
+    }
+
+    void longUploadsLeaveRoomForOthers()
+    {
+        QFETCH_GLOBAL(bool, postgres);
+        if (!postgres)
+            return; // where a user's rows cannot be locked without those of others
+        constexpr int kUploads = 40;
+        constexpr int kInHand = 16;
+        const QByteArray other = "other@example.org";
+        QVERIFY(m_service->addUser(
+            QString::fromUtf8(other), QStringLiteral("Other"), QStringLiteral("other password")));
+        const auto signedIn = requests::signIn(m_service->port(), other, "other password");
+        QVERIFY(signedIn);
+        const QByteArray token =
+            requests::json(*signedIn)[QStringLiteral("token")].toString().toUtf8();
+        const auto address = service::parseDatabaseAddress(m_database);
+        QVERIFY(address);
+        const auto opened = service::DatabaseSession::open(address.value());
+        QVERIFY(opened);
+        service::DatabaseSession& session = *opened.value();
+        QVERIFY(session.run(QStringLiteral("begin")));
+        QVERIFY(session.run(QStringLiteral("select id from users where id = 1 for update")));
+        std::atomic<int> stored = 0;
+        std::atomic<int> refused = 0;
+        {
+            const QByteArray body = uploadBody(rows("app", 1, 3000));
+            std::vector<std::jthread> clients;
+            const auto goOn =
+                qScopeGuard([&] { std::ignore = session.run(QStringLiteral("rollback")); });
+            for (int i = 0; i < kUploads; ++i)
+                clients.emplace_back([&] {
+                    const int status = statusOf(requests::upload(m_service->port(), m_token, body));
+                    stored += status == 201;
+                    refused += status == 503;
+                });
+            QTRY_COMPARE(refused, kUploads - kInHand);
+            QCOMPARE(
+                statusOf(requests::upload(m_service->port(), token, uploadBody(rows("a", 1, 9)))),
+                201);
+            QCOMPARE(stored, 0);
+            QVERIFY(session.run(QStringLiteral("rollback")));
+        }
+        QCOMPARE(stored, kInHand);
+        QCOMPARE(refused, kUploads - kInHand);
     }
 
     void theEndDoesNotWaitForAJob()

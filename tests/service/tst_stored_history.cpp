@@ -249,6 +249,27 @@ private Q_SLOTS:
         QVERIFY(!database.store(2, kHead, portions({{activity(kMidnight, 5)}})));
     }
 
+    void theGreatestDurationsOfManyRowsAddUp()
+    {
+        constexpr int kRows = 1'000'001; // more than the millions of which 64 bits can hold
+        QVERIFY(store({{activity(kFirstCountedSecond - 1, 5)}}));
+        QVERIFY(m_session->run(
+            QStringLiteral("with recursive n (i) as (select 1 union all select i + 1 from n where "
+                           "i < %1) insert into runs (user_id, start_day, start_second, digest, "
+                           "duration_seconds, device, app_name) select 1, 1, 2, i, "
+                           "9223372036854775807, 1, 'app' from n")
+                .arg(kRows)));
+        QCOMPARE(summaryText(),
+                 std::string("user 1: 1000002 rows, 9223381260226812661775812 seconds, 1 devices, "
+                             "0 tokens\n"));
+        while (packSomeDays(*m_session, secondsNow()).value()) {
+        }
+        // What is kept of a day has a bound.
+        QCOMPARE(summaryText(),
+                 std::string("user 1: 1000002 rows, 100000000000000000000 seconds, 1 devices, "
+                             "0 tokens\n"));
+    }
+
     void longUploadsKeepNobodyFromSigningIn()
     {
         Database database(m_address);
