@@ -817,7 +817,12 @@ private Q_SLOTS:
                                      const std::lock_guard lock(mutex);
                                      served.push_back(request);
                                  }});
+            const auto reported = [&] {
+                const std::lock_guard lock(mutex);
+                return served.size();
+            };
             QCOMPARE(statusOf(ask(server.port(), get("/day/2026-11-22?x"))), 200);
+            QTRY_COMPARE(reported(), 1u); // which is behind the answer
             QCOMPARE(statusOf(ask(server.port(), get("/nothing"))), 404);
             QVERIFY(server.stop());
         }

@@ -167,7 +167,7 @@ private Q_SLOTS:
 
         VERIFY_OUTCOME(m_session.setExtensionEnabled(true));
         QTRY_COMPARE(m_source->presence(), Presence::Here);
-        QCOMPARE(m_source->frontWindow(), before);
+        QTRY_COMPARE(m_source->frontWindow(), before);
         QCOMPARE(m_source->advice(), QString());
     }
 
