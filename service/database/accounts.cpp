@@ -534,20 +534,6 @@ clearFailures(DatabaseSession& session, const std::string& account, const std::s
     return std::monostate();
 }
 
-DatabaseResult<std::monostate> logAccess(DatabaseSession& session,
-                                         std::int64_t user,
-                                         const std::string& what,
-                                         const std::string& network)
-{
-    const auto logged = session.run(
-        QStringLiteral("insert into access_log (user_id, at, what, network) values (?, ?, ?, ?) "
-                       "on conflict do nothing"),
-        {number(user), number(microsecondsNow()), storedText(what), storedText(network)});
-    if (!logged)
-        return logged.error();
-    return std::monostate();
-}
-
 DatabaseResult<Counts> countAll(DatabaseSession& session, std::int64_t now)
 {
     Counts counts;

@@ -182,12 +182,6 @@ failuresOf(DatabaseSession& session, const std::string& account, const std::stri
 [[nodiscard]] DatabaseResult<std::monostate>
 clearFailures(DatabaseSession& session, const std::string& account, const std::string& network);
 
-/// Notes who did what ("signed in", "deleted rows"), without what was recorded.
-[[nodiscard]] DatabaseResult<std::monostate> logAccess(DatabaseSession& session,
-                                                       std::int64_t user,
-                                                       const std::string& what,
-                                                       const std::string& network);
-
 /// For metrics; nothing in it is about one user.
 struct Counts
 {
