@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QList>
+#include <QMetaObject>
+#include <QSocketNotifier>
 
 #include <algorithm>
 #include <cerrno>
@@ -79,18 +81,18 @@ Connection connectTo(const SocketName& name)
     return made;
 }
 
-bool accepts(const QByteArray& address)
-{
-    const auto name = socketOf(address);
-    return name && connectTo(*name).error == 0;
-}
-
-/// Whether the other end says something to the question for its ways to authenticate.
-bool speaks(const posix::FileDescriptor& socket, std::chrono::milliseconds limit)
+/// Asks for the other end's ways to authenticate; false when it has hung up.
+bool askForWays(const posix::FileDescriptor& socket)
 {
     constexpr std::string_view kQuestion("\0AUTH\r\n", 7);
-    if (::send(socket.get(), kQuestion.data(), kQuestion.size(), MSG_NOSIGNAL) < 0)
-        return true; // it has hung up: whoever connects will be told
+    return ::send(socket.get(), kQuestion.data(), kQuestion.size(), MSG_NOSIGNAL) >= 0;
+}
+
+/// Whether the other end says something when it is asked.
+bool speaks(const posix::FileDescriptor& socket, std::chrono::milliseconds limit)
+{
+    if (!askForWays(socket))
+        return true; // whoever connects will be told
     pollfd waiting = {.fd = socket.get(), .events = POLLIN, .revents = 0};
     return ::poll(&waiting, 1, static_cast<int>(limit.count())) != 0;
 }
@@ -121,11 +123,6 @@ QString withoutIdentity(const QString& address)
         server = server.left(colon) + values.join(u',');
     }
     return servers.join(u';');
-}
-
-bool acceptsConnections(const QString& address)
-{
-    return std::ranges::any_of(address.toUtf8().split(';'), accepts);
 }
 
 bool isSilent(const QString& address, std::chrono::milliseconds limit)
@@ -167,6 +164,12 @@ void connectToLoss(QDBusConnection bus, QObject* receiver, const char* slot)
                 slot);
 }
 
+struct BusReturn::Question
+{
+    posix::FileDescriptor socket;
+    QSocketNotifier answer{QSocketNotifier::Read};
+};
+
 BusReturn::BusReturn(QString address,
                      std::chrono::milliseconds interval,
                      std::chrono::milliseconds longest)
@@ -178,6 +181,8 @@ BusReturn::BusReturn(QString address,
     connect(&m_timer, &QTimer::timeout, this, &BusReturn::look);
 }
 
+BusReturn::~BusReturn() = default;
+
 void BusReturn::start()
 {
     if (!m_timer.isActive())
@@ -186,11 +191,43 @@ void BusReturn::start()
 
 void BusReturn::look()
 {
-    if (acceptsConnections(m_address)) {
-        Q_EMIT busIsBack();
+    m_questions.clear();
+    for (const QByteArray& server : m_address.toUtf8().split(';'))
+        ask(server);
+    m_timer.start(std::min(m_timer.intervalAsDuration() * 2, m_longest));
+}
+
+void BusReturn::ask(const QByteArray& server)
+{
+    const auto name = socketOf(server);
+    if (!name)
+        return;
+    Connection connection = connectTo(*name);
+    if (connection.error != 0 || !askForWays(connection.socket))
+        return;
+    const int socket = connection.socket.get();
+    auto question = std::make_unique<Question>(std::move(connection.socket));
+    question->answer.setSocket(socket);
+    connect(&question->answer, &QSocketNotifier::activated, this, [this, &asked = *question] {
+        listen(asked);
+    });
+    question->answer.setEnabled(true);
+    m_questions.push_back(std::move(question));
+}
+
+void BusReturn::listen(Question& question)
+{
+    char first = 0;
+    if (::recv(question.socket.get(), &first, sizeof first, MSG_DONTWAIT) <= 0) {
+        question.answer.setEnabled(false); // it has hung up
         return;
     }
-    m_timer.start(std::min(m_timer.intervalAsDuration() * 2, m_longest));
+    m_timer.stop();
+    // Not at once: it is one of them that tells of the answer.
+    QMetaObject::invokeMethod(this, [this] { m_questions.clear(); }, Qt::QueuedConnection);
+    for (const auto& each : m_questions)
+        each->answer.setEnabled(false);
+    Q_EMIT busIsBack();
 }
 
 } // namespace platform::dbus

@@ -2,12 +2,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QByteArray>
 #include <QDBusConnection>
 #include <QObject>
 #include <QString>
 #include <QTimer>
 
 #include <chrono>
+#include <memory>
+#include <vector>
 
 namespace platform::dbus {
 
@@ -19,11 +22,6 @@ namespace platform::dbus {
 /// `address` without what only the bus that is there now answers to: a bus that takes its place has
 /// another identity ("guid", D-Bus Specification, "Server Addresses"). Any thread.
 [[nodiscard]] QString withoutIdentity(const QString& address);
-
-/// Whether somebody accepts connections at `address` (D-Bus Specification, "Server Addresses").
-/// Only transports over local sockets ("unix:path=", "unix:abstract=") are tried; false for all
-/// others. Does not block, says nothing to the bus. Any thread.
-[[nodiscard]] bool acceptsConnections(const QString& address);
 
 /// Whether the bus at `address` hangs: somebody accepts connections, but has said nothing within
 /// `limit`. Connecting would wait for ever then. False where that cannot be told, as for other
@@ -43,33 +41,42 @@ connectionTo(const QString& address, const QString& name, std::chrono::milliseco
 /// Has `slot` of `receiver` called, as by QObject::connect(), when the connection has ended.
 void connectToLoss(QDBusConnection bus, QObject* receiver, const char* slot);
 
-/// Waits for a session bus that has gone away.
+/// Waits for a session bus that has gone away. It is back when it answers: a daemon that is being
+/// ended, and what it started, may keep its socket open for a while and take connections that
+/// nobody will serve. Only transports over local sockets ("unix:path=", "unix:abstract=") are
+/// tried.
 /// Thread of its creation, which needs an event loop; blocks nowhere.
 class BusReturn final : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Looks for a bus at `address` first after `interval`, then at intervals that double up to
-    /// `longest`.
+    /// Looks for a bus at `address` (D-Bus Specification, "Server Addresses") first after
+    /// `interval`, then at intervals that double up to `longest`.
     explicit BusReturn(QString address,
                        std::chrono::milliseconds interval = std::chrono::seconds(1),
                        std::chrono::milliseconds longest = std::chrono::seconds(30));
+    ~BusReturn() override;
 
     /// Begins to look; nothing when it already does.
     void start();
 
 Q_SIGNALS:
-    /// Somebody accepts connections at the address again. Once for each start().
+    /// A bus answers at the address again. Once for each start().
     void busIsBack();
 
 private:
+    struct Question;
+
     void look();
+    void ask(const QByteArray& server);
+    void listen(Question& question);
 
     QString m_address;
     std::chrono::milliseconds m_interval;
     std::chrono::milliseconds m_longest;
     QTimer m_timer;
+    std::vector<std::unique_ptr<Question>> m_questions; ///< that nobody has answered yet
 };
 
 } // namespace platform::dbus

@@ -12,12 +12,15 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QLocalServer>
+#include <QLocalSocket>
 #include <QSignalSpy>
 #include <QTest>
 
 #include <algorithm>
 #include <csignal>
 #include <memory>
+#include <optional>
 #include <vector>
 
 using platform::dbus::ApplicationCall;
@@ -582,6 +585,28 @@ private Q_SLOTS:
         QCOMPARE(back.size(), 1);
     }
 
+    void aSocketThatNobodyServesIsNotABus()
+    {
+        m_bus->kill();
+        const QString path = m_bus->address().section(u'=', 1);
+        QVERIFY(QFile::remove(path));
+        std::optional<QLocalServer> nobody(std::in_place);
+        QVERIFY(nobody->listen(path));
+        BusReturn busReturn(
+            m_bus->address(), std::chrono::milliseconds(10), std::chrono::milliseconds(50));
+        QSignalSpy back(&busReturn, &BusReturn::busIsBack);
+        busReturn.start();
+        QTRY_VERIFY(nobody->hasPendingConnections());
+        // One that asks and one that hangs up.
+        delete nobody->nextPendingConnection();
+        QTRY_VERIFY(nobody->hasPendingConnections());
+        QVERIFY(!back.wait(200));
+        nobody.reset();
+        VERIFY_OUTCOME(m_bus->start());
+        QVERIFY(back.wait(3000));
+        QCOMPARE(back.size(), 1);
+    }
+
     void theNextBusIsFoundWithoutTheIdentityOfTheLast()
     {
         using platform::dbus::withoutIdentity;
@@ -597,7 +622,7 @@ private Q_SLOTS:
     void addressesOfAnyFormAreTriedWithoutHarm_data()
     {
         QTest::addColumn<QString>("address");
-        QTest::addColumn<bool>("accepts");
+        QTest::addColumn<bool>("answers");
         // %1 is the address of the bus.
         QTest::newRow("plain") << text("%1") << true;
         QTest::newRow("with guid") << text("%1,guid=00") << true;
@@ -619,7 +644,11 @@ private Q_SLOTS:
     {
         QFETCH(QString, address);
         address.replace(text("%1"), m_bus->address());
-        QTEST(platform::dbus::acceptsConnections(address), "accepts");
+        QFETCH(bool, answers);
+        BusReturn busReturn(address, std::chrono::milliseconds(10), std::chrono::milliseconds(20));
+        QSignalSpy back(&busReturn, &BusReturn::busIsBack);
+        busReturn.start();
+        QCOMPARE(back.wait(answers ? 3000 : 150), answers);
     }
 
 private:
