@@ -36,6 +36,14 @@
     return found;
 }
 
+/// Waits for a moment in which no process runs the executable `path`; false when none comes.
+/// Without a usage monitor the extension starts a host again and again, which ends at once:
+/// QTRY_VERIFY looks once more when it has seen what it waits for, and may see the next one.
+[[nodiscard]] inline bool waitUntilNoneRuns(const QString& path, int patienceMs)
+{
+    return QTest::qWaitFor([&path] { return processesOf(path).isEmpty(); }, patienceMs);
+}
+
 /// A private X11 desktop with a session bus, on which this process is the usage monitor: it owns
 /// the name and listens to browsers. Everything ends with it.
 /// Main thread.

@@ -207,7 +207,7 @@ private Q_SLOTS:
     {
         QCOMPARE(processesOf(m_desktop.host()).size(), 1);
         QVERIFY(m_desktop.stopListening());
-        QTRY_VERIFY_WITH_TIMEOUT(processesOf(m_desktop.host()).isEmpty(), kPatienceMs);
+        QVERIFY(waitUntilNoneRuns(m_desktop.host(), kPatienceMs));
         QVERIFY(m_desktop.startListening());
         // By itself: nothing happens in the browser meanwhile.
         QTRY_COMPARE_WITH_TIMEOUT(m_desktop.address(), page("first"), kPatienceMs);
@@ -217,7 +217,7 @@ private Q_SLOTS:
     void whileNoUsageMonitorRunsHostsAreStartedRarely()
     {
         QVERIFY(m_desktop.stopListening());
-        QTRY_VERIFY_WITH_TIMEOUT(processesOf(m_desktop.host()).isEmpty(), kPatienceMs);
+        QVERIFY(waitUntilNoneRuns(m_desktop.host(), kPatienceMs));
         // In place of the host the browser starts a script that counts and becomes the host.
         const QString starts = m_desktop.x11().home() + text("/starts");
         QFile script(m_desktop.x11().home() + text("/counting-host"));
@@ -276,7 +276,7 @@ private Q_SLOTS:
     {
         m_browser.kill();
         QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(processesOf(m_desktop.host()).isEmpty(), kPatienceMs);
+        QVERIFY(waitUntilNoneRuns(m_desktop.host(), kPatienceMs));
         QCOMPARE(m_desktop.address(), QString());
         REQUIRE(startBrowser());
         REQUIRE(m_watch.comesTo(text("first"), page("first")));
@@ -292,7 +292,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(m_desktop.reports().connectedBrowsers().isEmpty(), kPatienceMs);
         REQUIRE(m_browser.show(page("first")));
         REQUIRE(m_watch.comesToNothing(text("first"), 200));
-        QTRY_VERIFY_WITH_TIMEOUT(processesOf(m_desktop.host()).isEmpty(), kPatienceMs);
+        QVERIFY(waitUntilNoneRuns(m_desktop.host(), kPatienceMs));
         REQUIRE(m_browser.run(extensions, setEnabled(true)));
         QTRY_COMPARE_WITH_TIMEOUT(m_desktop.address(), page("first"), kPatienceMs);
         REQUIRE(m_browser.close(extensions));

@@ -191,7 +191,7 @@ private Q_SLOTS:
     void theHostEndsWithTheUsageMonitorAndComesBackWithIt()
     {
         QVERIFY(m_desktop.stopListening());
-        QTRY_VERIFY_WITH_TIMEOUT(processesOf(m_desktop.host()).isEmpty(), kPatienceMs);
+        QVERIFY(waitUntilNoneRuns(m_desktop.host(), kPatienceMs));
         QVERIFY(m_desktop.startListening());
         // The page of the extension may have been unloaded meanwhile: a change wakes it.
         int changes = 0;
