@@ -593,7 +593,7 @@ private Q_SLOTS:
         std::optional<QLocalServer> nobody(std::in_place);
         QVERIFY(nobody->listen(path));
         BusReturn busReturn(
-            m_bus->address(), std::chrono::milliseconds(10), std::chrono::milliseconds(50));
+            m_bus->address(), std::chrono::milliseconds(10), std::chrono::seconds(1));
         QSignalSpy back(&busReturn, &BusReturn::busIsBack);
         busReturn.start();
         QTRY_VERIFY(nobody->hasPendingConnections());
@@ -645,7 +645,8 @@ private Q_SLOTS:
         QFETCH(QString, address);
         address.replace(text("%1"), m_bus->address());
         QFETCH(bool, answers);
-        BusReturn busReturn(address, std::chrono::milliseconds(10), std::chrono::milliseconds(20));
+        // A busy bus gets more time with each question.
+        BusReturn busReturn(address, std::chrono::milliseconds(10), std::chrono::seconds(1));
         QSignalSpy back(&busReturn, &BusReturn::busIsBack);
         busReturn.start();
         QCOMPARE(back.wait(answers ? 3000 : 150), answers);
